@@ -1,0 +1,18 @@
+#pragma once
+
+#include <string_view>
+
+#include "bex/Export.hpp"
+
+namespace bex::stream {
+
+/// How a member of the package is compressed.
+enum class Compression { none, gzip, xz, zstd, bzip2 };
+
+/// The end of the member's name, as in "data.tar.gz": ".gz", ".xz", ".zst", ".bz2", or "" for none.
+BEX_EXPORT std::string_view suffixOf(Compression compression) noexcept;
+
+/// The word for people and options: "gzip", "xz", "zstd", "bzip2", "none".
+BEX_EXPORT std::string_view nameOf(Compression compression) noexcept;
+
+}  // namespace bex::stream

@@ -1,0 +1,109 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "bex/stream/Compression.hpp"
+#include "bex/stream/ControlParagraph.hpp"
+#include "bex/stream/Entry.hpp"
+#include "bex/stream/Limits.hpp"
+#include "bex/stream/Progress.hpp"
+
+namespace bex::stream {
+
+struct ReadOptions {
+    Limits limits;
+    unsigned threads = 0;  ///< for decompression; 0: one for each processor, 1: the caller's thread alone
+    ProgressCallback progress;
+};
+
+/// One member of the ar archive.
+struct Member {
+    std::string name;          ///< such as "data.tar.gz"
+    std::uint64_t offset = 0;  ///< of its contents in the package file
+    std::uint64_t size = 0;    ///< of its contents as stored
+    std::int64_t mtime = 0;
+    Compression compression = Compression::none;
+};
+
+/// One file of the control archive, whole.
+struct ControlMember {
+    Entry entry;  ///< its path as stored: "./control" or "control"
+    std::string contents;
+};
+
+struct ExtractOptions {
+    /// Which entries are extracted: true for a path (plainPath() form) to take. Unset: all. The directories
+    /// above a taken entry are made as needed.
+    std::function<bool(const Entry&)> select;
+    unsigned stripComponents = 0;  ///< leading components to drop; an entry with no more than these is left out
+    bool keepExisting = false;     ///< what is there already is an error instead of being replaced
+    bool sameOwner = false;        ///< owners by number, as stored
+    bool keepSetId = false;        ///< keep set-user-id and set-group-id bits
+};
+
+/// What extract() made.
+struct ExtractResult {
+    std::uint64_t entries = 0;
+    std::uint64_t bytes = 0;
+};
+
+/// Reads a package from front to back: structure and control archive when it is opened, then the payload's
+/// entries in order, without holding the payload in memory.
+///
+/// Where readers of this format disagree, this one refuses: two control or two data members, data before
+/// control, bytes after the last member, a doubled member name. Members whose name begins with "_" are passed
+/// over, as deb(5) allows. Entries with ".." or an absolute name, the same path twice (directories excepted),
+/// and hard links to anything but an earlier regular file are refused wherever they are met. Checksums and
+/// lengths of every compressed block that is read are checked.
+///
+/// Every failure is a StreamError whose message begins with the package's name.
+/// Used by one thread at a time; several readers may run in different threads. Movable, not copyable.
+class BEX_EXPORT PackageReader {
+public:
+    /// Opens and reads structure, control archive and control paragraph.
+    explicit PackageReader(const std::string& path, const ReadOptions& options = {});
+
+    /// Reads from a descriptor: by offset when it can be (its own position is neither used nor moved), else
+    /// forward, once, as from a pipe. `name` stands for it in messages. The descriptor stays the caller's and must
+    /// outlive this.
+    PackageReader(int descriptor, const std::string& name, const ReadOptions& options = {});
+
+    ~PackageReader();
+    PackageReader(PackageReader&&) noexcept;
+    PackageReader& operator=(PackageReader&&) noexcept;
+
+    const ControlParagraph& control() const noexcept;
+    const std::vector<ControlMember>& controlMembers() const noexcept;
+
+    /// The control member of that name ("postinst"; "./" is not counted), or null.
+    const ControlMember* findControlMember(std::string_view name) const noexcept;
+
+    /// The members in order; from a pipe, those that were reached so far.
+    const std::vector<Member>& members() const noexcept;
+
+    /// Goes to the next entry of the payload, passing over what is left of the current one, and tells whether
+    /// there is one. After the last, everything behind the payload's end has been checked as far as the input
+    /// is read at all.
+    bool next(Entry& entry);
+
+    /// Reads up to `size` bytes of the current entry's contents; 0 at their end. Holes read as zeros.
+    std::size_t read(char* buffer, std::size_t size);
+
+    /// Extracts the entries that are left into the directory, which is made when it does not exist (its parent
+    /// must). Works below the opened directory and follows no symlink on the way. Modes and times are restored,
+    /// directories' last. What is no directory is replaced, never written through. Devices and FIFOs are refused.
+    /// A refused entry ends the extraction before anything of it is written; entries before it stay.
+    ExtractResult extract(const std::string& destination, const ExtractOptions& options = {});
+
+private:
+    class State;
+    std::unique_ptr<State> state_;
+};
+
+}  // namespace bex::stream

@@ -1,0 +1,122 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "bex/stream/Compression.hpp"
+#include "bex/stream/ControlParagraph.hpp"
+#include "bex/stream/Entry.hpp"
+#include "bex/stream/Progress.hpp"
+#include "bex/stream/Sink.hpp"
+
+namespace bex::stream {
+
+/// How PackageWriter::addTree() takes a tree.
+struct TreeOptions {
+    /// Directory in the package below which the tree is placed, such as "opt/site"; "" is the root.
+    std::string prefix;
+    /// Paths relative to the tree, without a leading "/", that are left out with all below them.
+    std::vector<std::string> exclude;
+    /// Leaves sockets, FIFOs and devices out instead of refusing them.
+    bool skipSpecialFiles = false;
+};
+
+/// Attributes of what does not come from disk.
+struct Attributes {
+    std::uint32_t mode = 0644;
+    /// Seconds since 1970. Unset: the newest time of the files from disk, so that equal input gives equal bytes.
+    std::optional<std::int64_t> mtime;
+};
+
+/// How PackageWriter::write() works.
+struct WriteOptions {
+    Compression compression = Compression::gzip;  ///< bzip2 is not written
+    /// gzip 0 to 12, zstd 1 to 19, xz 0 to 9; unset: 6, 19 and 6.
+    std::optional<int> level;
+    unsigned threads = 0;  ///< 0: one for each processor. The bytes do not depend on it.
+    std::size_t blockBytes = std::size_t{512} << 10;  ///< payload bytes that are compressed as one block
+    bool md5sums = true;                              ///< make the control member "md5sums"
+    bool installedSize = true;                        ///< set Installed-Size unless the paragraph gives it
+    bool keepOwner = false;                           ///< owners as on disk instead of root
+    /// Later times are set back to this, in seconds since 1970. Unset: the environment's SOURCE_DATE_EPOCH.
+    std::optional<std::int64_t> latestTime;
+    ProgressCallback progress;
+};
+
+/// What write() made.
+struct WriteResult {
+    std::uint64_t packageBytes = 0;  ///< length of the package file
+    std::uint64_t payloadBytes = 0;  ///< contents of the payload's files, unpacked
+    std::uint64_t entries = 0;       ///< entries of the payload
+};
+
+/// Collects what goes into a package, then writes it in one pass over the contents, in memory that depends on
+/// threads and block size and, by some hundred bytes each, on the number of entries.
+///
+/// Paths in the package are taken with or without a leading "/" or "./"; ".." and names with NUL or newline are
+/// refused. Every parent directory gets an entry. Entries are sorted, owners are root:root unless kept,
+/// symlinks stay symlinks, a file with several names below one tree is stored once.
+/// Nothing is lost in silence: what cannot be read, vanishes or changes while it is read, sockets and devices,
+/// and two sources for one path are errors that name the path.
+///
+/// Used by one thread at a time; several writers may run in different threads. Movable, not copyable.
+class BEX_EXPORT PackageWriter {
+public:
+    PackageWriter();
+    ~PackageWriter();
+    PackageWriter(PackageWriter&&) noexcept;
+    PackageWriter& operator=(PackageWriter&&) noexcept;
+
+    /// The control paragraph, to be filled by the caller before write().
+    ControlParagraph& control() noexcept;
+
+    /// Walks the tree now (not the contents of its files); no symlink is followed but `source` itself.
+    /// Throws StreamError (`inputOutput` for what cannot be read, `invalidInput` for what cannot be packaged).
+    void addTree(const std::string& source, const TreeOptions& options = {});
+
+    /// One regular file or symlink from disk. Throws as addTree().
+    void addFile(const std::string& source, const std::string& path);
+
+    void addBytes(std::string bytes, const std::string& path, const Attributes& attributes = {});
+    void addSymlink(const std::string& target, const std::string& path, const Attributes& attributes = {});
+    void addDirectory(const std::string& path, const Attributes& attributes = {0755, {}});
+
+    /// Sets the permission bits of every file and directory (not of symlinks) whose path, without a leading
+    /// "./", matches the pattern (glob(7), "*" matches "/" too), whatever the mode on disk. A later call wins
+    /// over an earlier one.
+    void setMode(const std::string& pattern, std::uint32_t mode);
+
+    /// A maintainer script ("preinst", "postinst", "prerm", "postrm", "config"), stored with mode 0755, or any
+    /// further control member ("triggers", "shlibs", "templates", ...), stored with mode 0644.
+    /// Throws StreamError (`invalidInput`) for a name that is given twice, that is no plain file name, or that
+    /// the writer makes itself ("control", "conffiles"; "md5sums" unless write() is told not to make it).
+    void addControlMember(const std::string& name, std::string contents);
+
+    /// Marks a file of the payload as configuration. write() refuses one that is no regular file of the payload.
+    void addConffile(const std::string& path);
+
+    /// What the payload will hold, in order, with final owners, modes and times. Cost: one sort of the entries.
+    /// Throws StreamError (`invalidInput`) for two sources of one path, and for a file where a directory is
+    /// needed.
+    std::vector<Entry> plan(const WriteOptions& options = {}) const;
+
+    /// Writes the package to `path`, as AtomicFile promises: on any failure, cancellation included, the target
+    /// is what it was and nothing else is left. Throws StreamError: `invalidInput` with every fault of the
+    /// control paragraph before anything is opened; else as above.
+    WriteResult write(const std::string& path, const WriteOptions& options = {}) const;
+
+    /// Writes the package to `out`. `temporaryFolder` takes the compressed payload, unnamed, until its length is
+    /// known. Throws as above and whatever `out` throws.
+    WriteResult write(Sink& out, const std::string& temporaryFolder, const WriteOptions& options = {}) const;
+
+private:
+    class Contents;
+    std::unique_ptr<Contents> contents_;
+};
+
+}  // namespace bex::stream

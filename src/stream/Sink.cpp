@@ -1,0 +1,7 @@
+#include "bex/stream/Sink.hpp"
+
+namespace bex::stream {
+
+Sink::~Sink() = default;
+
+}  // namespace bex::stream

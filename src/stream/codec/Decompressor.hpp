@@ -1,0 +1,44 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "bex/stream/Compression.hpp"
+#include "bex/stream/Limits.hpp"
+#include "stream/system/Source.hpp"
+
+namespace bex::stream {
+
+/// The uncompressed bytes of one member, in order, in chunks. Used by one thread at a time; may use threads of
+/// its own, which end with it. Memory is bounded by block size and threads.
+class Decompressor {
+public:
+    virtual ~Decompressor() = default;
+
+    /// The next bytes, valid until the next call; empty only at the end, when checksum and length of all that
+    /// was read have been found right and the source is at its end.
+    /// Throws StreamError beginning with the name given to openDecompressor(): `damaged` for a truncated
+    /// stream, a wrong checksum or length, bytes after the end; `limitExceeded`; what the source throws.
+    virtual std::string_view next() = 0;
+
+    /// Passes over up to `size` bytes of what next() has yet to give and tells how many (fewer only at the end).
+    /// Whole blocks whose length is known are jumped over, unchecked but for their headers.
+    virtual std::uint64_t skip(std::uint64_t size) = 0;
+};
+
+struct DecompressionSettings {
+    unsigned threads = 1;  ///< 1: all on the caller's thread
+    Limits limits;         ///< xzMemoryBytes and zstdWindowLog
+};
+
+/// Decompresses what is left of `source` (which ends where the member ends and must outlive the result).
+/// gzip: RFC 1952; members with a length subfield in parallel blocks, others by one fast stream; zero bytes
+/// after the last member are passed over. `name` says whose bytes they are, such as
+/// `pkg.bex: member "data.tar.gz"`.
+std::unique_ptr<Decompressor> openDecompressor(Source& source, Compression compression, const std::string& name,
+                                               const DecompressionSettings& settings);
+
+}  // namespace bex::stream

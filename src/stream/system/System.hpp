@@ -1,0 +1,52 @@
+#pragma once
+
+#include <dirent.h>
+#include <sys/stat.h>
+#include <sys/types.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <ctime>
+
+namespace bex::stream {
+
+/// The one door to the operating system: every call on files that the streaming library makes. A test derives
+/// from it and lets a call fail. Each function is the system call of its name: the result and errno are the
+/// call's own, but a call interrupted by a signal (EINTR) is repeated.
+/// Stateless, so that threads may share one.
+class System {
+public:
+    virtual ~System() = default;
+
+    /// The calls themselves. Lives for ever.
+    static System& real() noexcept;
+
+    virtual int openat(int folder, const char* path, int flags, mode_t mode);
+    /// openat2(2) with RESOLVE_BENEATH and RESOLVE_NO_SYMLINKS; -1 with ENOSYS where the kernel has none.
+    virtual int openBeneath(int folder, const char* path, int flags);
+    virtual int close(int descriptor);
+    virtual ssize_t read(int descriptor, void* buffer, std::size_t size);
+    virtual ssize_t pread(int descriptor, void* buffer, std::size_t size, off_t offset);
+    virtual ssize_t write(int descriptor, const void* data, std::size_t size);
+    virtual off_t lseek(int descriptor, off_t offset, int whence);
+    virtual int ftruncate(int descriptor, off_t size);
+    virtual int fsync(int descriptor);
+    virtual int fstat(int descriptor, struct stat* result);
+    virtual int fstatat(int folder, const char* path, struct stat* result, int flags);
+    virtual ssize_t readlinkat(int folder, const char* path, char* buffer, std::size_t size);
+    virtual int linkat(int fromFolder, const char* from, int toFolder, const char* to, int flags);
+    virtual int renameat(int fromFolder, const char* from, int toFolder, const char* to);
+    virtual int unlinkat(int folder, const char* path, int flags);
+    virtual int mkdirat(int folder, const char* path, mode_t mode);
+    virtual int symlinkat(const char* target, int folder, const char* path);
+    virtual int fchmod(int descriptor, mode_t mode);
+    virtual int fchown(int descriptor, uid_t uid, gid_t gid);
+    virtual int fchownat(int folder, const char* path, uid_t uid, gid_t gid, int flags);
+    virtual int futimens(int descriptor, const struct timespec times[2]);
+    virtual int utimensat(int folder, const char* path, const struct timespec times[2], int flags);
+    virtual DIR* fdopendir(int descriptor);
+    virtual struct dirent* readdir(DIR* folder);
+    virtual int closedir(DIR* folder);
+};
+
+}  // namespace bex::stream
