@@ -1,0 +1,136 @@
+#include "bex/stream/Escape.hpp"
+
+#include <cstddef>
+
+namespace bex::stream {
+
+namespace {
+
+/// A code point and the bytes that make it; no bytes where the text is not UTF-8.
+struct CodePoint {
+    char32_t value = 0;
+    std::size_t bytes = 0;
+};
+
+constexpr bool within(char32_t value, char32_t first, char32_t last) {
+    return value >= first && value <= last;
+}
+
+unsigned char byteAt(std::string_view text, std::size_t at) {
+    return static_cast<unsigned char>(text[at]);
+}
+
+/// How many bytes a sequence with this first byte has; 0 for a byte that begins none.
+constexpr std::size_t sequenceLength(unsigned char lead) {
+    if (lead < 0x80) {
+        return 1;
+    }
+    if (within(lead, 0xC2, 0xDF)) {
+        return 2;
+    }
+    if (within(lead, 0xE0, 0xEF)) {
+        return 3;
+    }
+    return within(lead, 0xF0, 0xF4) ? 4 : 0;
+}
+
+/// Whether a code point of that many bytes is one, and could not have been written shorter.
+constexpr bool isWellFormed(char32_t value, std::size_t bytes) {
+    switch (bytes) {
+        case 3:
+            return value >= 0x800 && !within(value, 0xD800, 0xDFFF);
+        case 4:
+            return within(value, 0x10000, 0x10FFFF);
+        default:
+            return true;  // the first byte has ruled the rest out
+    }
+}
+
+/// The code point at the front of a text that is not empty.
+CodePoint decodeFront(std::string_view text) {
+    const unsigned char lead = byteAt(text, 0);
+    const std::size_t length = sequenceLength(lead);
+    if (length == 0 || length > text.size()) {
+        return {};
+    }
+    if (length == 1) {
+        return {lead, 1};
+    }
+    char32_t value = lead & (0x7FU >> length);
+    for (std::size_t i = 1; i < length; ++i) {
+        const unsigned char next = byteAt(text, i);
+        if ((next & 0xC0U) != 0x80) {
+            return {};
+        }
+        value = (value << 6U) | (next & 0x3FU);
+    }
+    return isWellFormed(value, length) ? CodePoint{value, length} : CodePoint{};
+}
+
+constexpr bool isControl(char32_t value) {
+    return value < 0x20 || within(value, 0x7F, 0x9F);
+}
+
+constexpr bool breaksLine(char32_t value) {
+    return value == 0x2028 || value == 0x2029;
+}
+
+constexpr bool turnsDirection(char32_t value) {
+    return value == 0x061C || within(value, 0x200E, 0x200F) || within(value, 0x202A, 0x202E) ||
+           within(value, 0x2066, 0x2069);
+}
+
+constexpr bool showsItself(char32_t value) {
+    return value != '\\' && !isControl(value) && !breaksLine(value) && !turnsDirection(value);
+}
+
+void appendEscaped(std::string& result, unsigned char byte) {
+    constexpr char digits[] = "0123456789abcdef";
+    switch (byte) {
+        case '\n':
+            result += "\\n";
+            break;
+        case '\t':
+            result += "\\t";
+            break;
+        case '\\':
+            result += "\\\\";
+            break;
+        default:
+            result += {'\\', 'x', digits[byte >> 4U], digits[byte & 0xFU]};
+    }
+}
+
+}  // namespace
+
+std::string escapeForDisplay(std::string_view text) {
+    std::string result;
+    result.reserve(text.size());
+    while (!text.empty()) {
+        const CodePoint point = decodeFront(text);
+        const bool plain = point.bytes != 0 && showsItself(point.value);
+        const std::size_t bytes = point.bytes == 0 ? 1 : point.bytes;
+        if (plain) {
+            result += text.substr(0, bytes);
+        } else {
+            for (std::size_t i = 0; i < bytes; ++i) {
+                appendEscaped(result, byteAt(text, i));
+            }
+        }
+        text.remove_prefix(bytes);
+    }
+    return result;
+}
+
+bool isUtf8(std::string_view text) noexcept {
+    while (!text.empty()) {
+        const std::size_t bytes = decodeFront(text).bytes;
+        if (bytes == 0) {
+            return false;
+        }
+        text.remove_prefix(bytes);
+    }
+    return true;
+}
+
+}  // namespace bex::stream
