@@ -1,0 +1,53 @@
+#!/bin/bash
+# Holds the README to its word: the programs and outputs that it shows are these programs and their outputs.
+# Usage: test.sh README PROGRAMS (the folder that holds the built examples)
+set -euo pipefail
+export LC_ALL=C
+readme=$(realpath "$1")
+programs=$(realpath "$2")
+sources=$(dirname "$(realpath "$0")")
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+
+fail() {
+    echo "test.sh: $1" >&2
+    exit 1
+}
+
+# Prints the fenced block that follows the line <!-- NAME -->.
+block() {
+    awk -v mark="<!-- $1 -->" '
+        inside && /^```/ { exit }
+        inside { print }
+        found && /^```/ { inside = 1 }
+        $0 == mark { found = 1 }' "$readme"
+}
+
+# same NAME FILE: the README's block NAME is FILE to the letter.
+same() {
+    block "$1" | diff -u --label "README.md: $1" --label "$1" - "$2" || fail "README.md and $1 differ"
+}
+
+for example in write_package read_package; do
+    same "examples/$example.cpp" "$sources/$example.cpp"
+done
+
+cd "$work"
+mkdir -p public/img public2
+echo '<img src="img/dot.svg">' >public/index.html
+echo '<svg xmlns="http://www.w3.org/2000/svg"/>' >public/img/dot.svg
+"$programs/write_package" >writing
+same "output of write_package" writing
+"$programs/read_package" >reading
+same "output of read_package" reading
+diff -r public public2/var/www || fail "read_package unpacked something else"
+dpkg-deb --field site.bex >fields
+block "output of read_package" | head -n "$(wc -l <fields)" | diff - fields || fail "dpkg-deb reads other fields"
+dpkg-deb --contents site.bex | grep -q ' var/www/img/dot.svg$' || fail "dpkg-deb does not list the payload"
+
+mkdir out
+"$programs/package_tree" public tree.bex out >log
+diff -r public out || fail "package_tree unpacked something else"
+grep -qx '4 entries in all' log || fail "package_tree counted wrong"
+! "$programs/package_tree" public tree.bex out 2>refusal || fail "package_tree wrote over a package"
+grep -qx 'package_tree: tree.bex exists already.' refusal || fail "package_tree does not say why it refused"
