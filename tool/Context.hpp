@@ -1,0 +1,24 @@
+#pragma once
+
+#include <string>
+
+#include "Console.hpp"
+#include "ExitStatus.hpp"
+#include "bex/stream/Limits.hpp"
+
+namespace bex::tool {
+
+enum class ProgressWhen { automatic, json, never };
+
+/// What the options that every verb takes have set.
+struct Context {
+    Console console;
+    bool json = false;
+    bool quiet = false;
+    int verbosity = 0;  ///< how often -v was given
+    ProgressWhen progress = ProgressWhen::automatic;
+    unsigned threads = 0;  ///< 0: one for each processor
+    stream::Limits limits;
+};
+
+}  // namespace bex::tool

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <nlohmann/json.hpp>
+#include <string>
+#include <string_view>
+
+#include "bex/stream/Entry.hpp"
+
+namespace bex::tool {
+
+/// Keeps the order in which keys are put, so that output is stable and reads well.
+using Json = nlohmann::ordered_json;
+
+/// Puts a text from a package or a disk: as it is where it is UTF-8, else escaped under `key` and whole under
+/// `key` + "Base64".
+void putText(Json& object, const std::string& key, std::string_view text);
+
+/// A payload entry as docs/bex.schema.json describes it.
+Json jsonOf(const stream::Entry& entry);
+
+}  // namespace bex::tool

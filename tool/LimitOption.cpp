@@ -1,0 +1,79 @@
+#include "LimitOption.hpp"
+
+#include <charconv>
+#include <cstdint>
+#include <limits>
+#include <string>
+#include <string_view>
+#include <system_error>
+
+namespace bex::tool {
+
+using stream::Limits;
+
+namespace {
+
+struct NamedLimit {
+    std::string_view name;
+    void (*set)(Limits&, std::uint64_t);
+    std::uint64_t largest;
+};
+
+constexpr std::uint64_t unbounded = std::numeric_limits<std::uint64_t>::max();
+
+constexpr NamedLimit namedLimits[] = {
+    {"control-bytes", [](Limits& l, std::uint64_t v) { l.controlBytes = v; }, unbounded},
+    {"name-bytes", [](Limits& l, std::uint64_t v) { l.nameBytes = v; }, unbounded},
+    {"header-bytes", [](Limits& l, std::uint64_t v) { l.extendedHeaderBytes = v; }, unbounded},
+    {"expansion-ratio", [](Limits& l, std::uint64_t v) { l.expansionRatio = v; }, unbounded},
+    {"expansion-free-bytes", [](Limits& l, std::uint64_t v) { l.expansionFreeBytes = v; }, unbounded},
+    {"xz-memory", [](Limits& l, std::uint64_t v) { l.xzMemoryBytes = v; }, unbounded},
+    // The largest window that libzstd decodes on 64-bit machines.
+    {"zstd-window-log", [](Limits& l, std::uint64_t v) { l.zstdWindowLog = static_cast<int>(v); }, 31},
+    {"entries", [](Limits& l, std::uint64_t v) { l.entries = v; }, unbounded},
+};
+
+std::string names() {
+    std::string list;
+    for (const auto& limit : namedLimits) {
+        list.append(list.empty() ? "" : ", ").append(limit.name);
+    }
+    return list;
+}
+
+void setLimit(const std::string& assignment, Limits& limits) {
+    const std::size_t equals = assignment.find('=');
+    const std::string_view name = std::string_view(assignment).substr(0, equals);
+    for (const auto& limit : namedLimits) {
+        if (limit.name != name || equals == std::string::npos) {
+            continue;
+        }
+        std::uint64_t value = 0;
+        const char* end = assignment.data() + assignment.size();
+        const auto parsed = std::from_chars(assignment.data() + equals + 1, end, value);
+        if (parsed.ec != std::errc() || parsed.ptr != end || value > limit.largest) {
+            throw CLI::ValidationError("--limit " + assignment, "the value must be a number within range");
+        }
+        limit.set(limits, value);
+        return;
+    }
+    throw CLI::ValidationError("--limit " + assignment, "takes NAME=VALUE, where NAME is one of " + names());
+}
+
+}  // namespace
+
+void addLimitOption(CLI::App& program, Limits& limits) {
+    program
+        .add_option_function<std::vector<std::string>>(
+            "--limit",
+            [&limits](const std::vector<std::string>& assignments) {
+                for (const auto& assignment : assignments) {
+                    setLimit(assignment, limits);
+                }
+            },
+            "NAME=VALUE: what a package may ask for")
+        ->take_all()
+        ->allow_extra_args(false);
+}
+
+}  // namespace bex::tool

@@ -1,0 +1,5 @@
+#include "CommandLine.hpp"
+
+int main(int argc, char** argv) {
+    return static_cast<int>(bex::tool::run(argc, argv));
+}
