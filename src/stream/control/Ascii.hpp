@@ -1,0 +1,60 @@
+#pragma once
+
+#include <algorithm>
+#include <string>
+#include <string_view>
+
+namespace bex::stream {
+
+// ASCII alone, whatever the locale says: control files are the same everywhere.
+
+constexpr bool isDigit(char c) {
+    return c >= '0' && c <= '9';
+}
+
+constexpr bool isLowerCase(char c) {
+    return c >= 'a' && c <= 'z';
+}
+
+constexpr char toLowerCase(char c) {
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
+
+constexpr bool isAlphanumeric(char c) {
+    return isDigit(c) || isLowerCase(toLowerCase(c));
+}
+
+constexpr bool isBlank(char c) {
+    return c == ' ' || c == '\t';
+}
+
+/// Whether every character satisfies `test`; true for none.
+template <typename Test>
+constexpr bool consistsOf(std::string_view text, Test test) {
+    return std::find_if_not(text.begin(), text.end(), test) == text.end();
+}
+
+/// Whether the texts are equal without regard to case.
+inline bool equalIgnoringCase(std::string_view a, std::string_view b) {
+    return std::equal(a.begin(), a.end(), b.begin(), b.end(),
+                      [](char x, char y) { return toLowerCase(x) == toLowerCase(y); });
+}
+
+inline std::string lowerCase(std::string_view text) {
+    std::string lower(text);
+    std::transform(lower.begin(), lower.end(), lower.begin(), toLowerCase);
+    return lower;
+}
+
+/// The text without blanks at its ends.
+inline std::string_view trimmed(std::string_view text) {
+    while (!text.empty() && isBlank(text.front())) {
+        text.remove_prefix(1);
+    }
+    while (!text.empty() && isBlank(text.back())) {
+        text.remove_suffix(1);
+    }
+    return text;
+}
+
+}  // namespace bex::stream

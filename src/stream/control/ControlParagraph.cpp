@@ -1,0 +1,84 @@
+#include "bex/stream/ControlParagraph.hpp"
+
+#include <algorithm>
+
+#include "bex/stream/StreamError.hpp"
+#include "stream/control/Ascii.hpp"
+#include "stream/control/FieldChecks.hpp"
+#include "stream/control/FieldSyntax.hpp"
+#include "stream/control/ParagraphParser.hpp"
+#include "stream/control/Quoted.hpp"
+
+namespace bex::stream {
+
+namespace {
+
+/// Where the field stands, or the end. `Fields` is a vector of fields, const or not.
+template <typename Fields>
+auto locate(Fields& fields, std::string_view name) {
+    return std::find_if(fields.begin(), fields.end(), [name](const ControlParagraph::Field& field) {
+        return equalIgnoringCase(field.name, name);
+    });
+}
+
+void appendField(std::string& text, const ControlParagraph::Field& field) {
+    std::string_view rest = field.value;
+    std::size_t end = std::min(rest.find('\n'), rest.size());
+    text.append(field.name).append(end == 0 ? ":" : ": ").append(rest.substr(0, end)).append("\n");
+    while (end < rest.size()) {
+        rest.remove_prefix(end + 1);
+        end = std::min(rest.find('\n'), rest.size());
+        text.append(" ").append(end == 0 ? "." : rest.substr(0, end)).append("\n");
+    }
+}
+
+}  // namespace
+
+ControlParagraph ControlParagraph::parse(std::string_view text, std::string_view name) {
+    ControlParagraph paragraph;
+    paragraph.fields_ = parseFields(text, name);
+    return paragraph;
+}
+
+std::string ControlParagraph::format() const {
+    std::string text;
+    for (const Field& field : fields_) {
+        appendField(text, field);
+    }
+    return text;
+}
+
+const std::string* ControlParagraph::find(std::string_view name) const noexcept {
+    const auto field = locate(fields_, name);
+    return field == fields_.end() ? nullptr : &field->value;
+}
+
+void ControlParagraph::set(std::string_view name, std::string_view value) {
+    if (const std::string fault = fieldNameFault(name); !fault.empty()) {
+        throw StreamError(ErrorKind::invalidInput, quoted(name) + ": " + fault);
+    }
+    if (const std::string fault = fieldValueFault(value); !fault.empty()) {
+        throw StreamError(ErrorKind::invalidInput, "the value of " + quoted(name) + ' ' + fault);
+    }
+    const auto field = locate(fields_, name);
+    if (field == fields_.end()) {
+        fields_.push_back({std::string(name), std::string(value)});
+    } else {
+        field->value = value;
+    }
+}
+
+bool ControlParagraph::remove(std::string_view name) {
+    const auto field = locate(fields_, name);
+    if (field == fields_.end()) {
+        return false;
+    }
+    fields_.erase(field);
+    return true;
+}
+
+std::vector<std::string> ControlParagraph::faults() const {
+    return faultsOf(*this);
+}
+
+}  // namespace bex::stream

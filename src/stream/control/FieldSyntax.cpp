@@ -1,0 +1,63 @@
+#include "stream/control/FieldSyntax.hpp"
+
+#include <algorithm>
+
+#include "stream/control/Ascii.hpp"
+#include "stream/control/Quoted.hpp"
+
+namespace bex::stream {
+
+namespace {
+
+constexpr bool mayStandInName(char c) {
+    return c > ' ' && c < '\x7F' && c != ':';
+}
+
+/// Why a line below the first could not be read back as it is.
+std::string continuationFault(std::string_view line) {
+    if (line == ".") {
+        return "has a line that is only a dot, which would be read back as an empty line";
+    }
+    if (!line.empty() && consistsOf(line, isBlank)) {
+        return "has a line of blanks alone";
+    }
+    return {};
+}
+
+}  // namespace
+
+std::size_t fieldNameLength(std::string_view text) {
+    return static_cast<std::size_t>(std::find_if_not(text.begin(), text.end(), mayStandInName) - text.begin());
+}
+
+std::string fieldNameFault(std::string_view name) {
+    if (name.empty()) {
+        return "a field has no name";
+    }
+    if (name.front() == '-' || name.front() == '#') {
+        return "a field name begins with " + quoted(name.substr(0, 1));
+    }
+    const std::size_t length = fieldNameLength(name);
+    return length == name.size() ? "" : "a field name holds " + quoted(name.substr(length, 1));
+}
+
+std::string fieldValueFault(std::string_view value) {
+    using namespace std::string_view_literals;
+    if (const std::size_t at = value.find_first_of("\0\r"sv); at != std::string_view::npos) {
+        return value[at] == '\0' ? "holds a NUL" : "holds a carriage return";
+    }
+    std::size_t end = std::min(value.find('\n'), value.size());
+    if (const std::string_view first = value.substr(0, end); trimmed(first) != first) {
+        return "begins or ends its first line with a blank, which is not part of a value";
+    }
+    while (end < value.size()) {
+        const std::size_t begin = end + 1;
+        end = std::min(value.find('\n', begin), value.size());
+        if (std::string fault = continuationFault(value.substr(begin, end - begin)); !fault.empty()) {
+            return fault;
+        }
+    }
+    return {};
+}
+
+}  // namespace bex::stream

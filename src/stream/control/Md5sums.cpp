@@ -1,0 +1,57 @@
+#include "stream/control/Md5sums.hpp"
+
+#include <algorithm>
+#include <cstddef>
+
+#include "bex/stream/StreamError.hpp"
+#include "stream/control/Ascii.hpp"
+
+namespace bex::stream {
+
+namespace {
+
+constexpr std::size_t digestLength = 32;
+
+constexpr bool isHexDigit(char c) {
+    const char lower = toLowerCase(c);
+    return isDigit(c) || (lower >= 'a' && lower <= 'f');
+}
+
+/// What is wrong with the line, or nothing.
+std::string lineFault(std::string_view line) {
+    if (line.size() < digestLength || !consistsOf(line.substr(0, digestLength), isHexDigit)) {
+        return "no sum of 32 hexadecimal digits at its beginning";
+    }
+    const std::string_view separator = line.substr(digestLength, 2);
+    if (separator != "  " && separator != " *") {
+        return "no two blanks after the sum";
+    }
+    const std::string_view path = line.substr(digestLength + separator.size());
+    if (path.empty()) {
+        return "no path after the sum";
+    }
+    return path.find('\0') == std::string_view::npos ? "" : "a NUL in the path";
+}
+
+}  // namespace
+
+std::vector<Md5sum> parseMd5sums(std::string_view text, std::string_view name) {
+    std::vector<Md5sum> sums;
+    while (!text.empty()) {
+        const std::size_t end = std::min(text.find('\n'), text.size());
+        const std::string_view line = text.substr(0, end);
+        if (const std::string fault = lineFault(line); !fault.empty()) {
+            throw StreamError(ErrorKind::damaged,
+                              std::string(name) + ':' + std::to_string(sums.size() + 1) + ": " + fault);
+        }
+        sums.push_back({lowerCase(line.substr(0, digestLength)), std::string(line.substr(digestLength + 2))});
+        text.remove_prefix(std::min(end + 1, text.size()));
+    }
+    return sums;
+}
+
+std::string formatMd5sum(const Md5sum& sum) {
+    return sum.digest + "  " + sum.path + '\n';
+}
+
+}  // namespace bex::stream
