@@ -130,4 +130,21 @@ ExitStatus reportUsage(const CLI::App& program, const CLI::ParseError& error,
     return ExitStatus::usage;
 }
 
+ExitStatus forEachPackage(const std::vector<std::string>& packages, Context& context,
+                          const std::function<ExitStatus(const std::string&)>& work) {
+    ExitStatus status = ExitStatus::done;
+    for (const auto& package : packages) {
+        try {
+            status = std::max(status, work(package));
+        } catch (const stream::StreamError& e) {
+            if (e.kind() == ErrorKind::cancelled) {
+                throw;
+            }
+            context.console.flush();
+            status = std::max(status, reportFailure(std::current_exception(), context));
+        }
+    }
+    return status;
+}
+
 }  // namespace bex::tool

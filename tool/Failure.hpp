@@ -2,7 +2,9 @@
 
 #include <CLI/App.hpp>
 #include <exception>
+#include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "Context.hpp"
@@ -26,5 +28,10 @@ ExitStatus reportFailure(const std::exception_ptr& failure, Context& context);
 /// Prints why the arguments are wrong, with the verb or option that was probably meant.
 ExitStatus reportUsage(const CLI::App& program, const CLI::ParseError& error,
                        const std::vector<std::string>& arguments, Context& context);
+
+/// Runs the work on each package by itself: one that is damaged is reported and does not keep the others from
+/// their turn. Gives the highest status.
+ExitStatus forEachPackage(const std::vector<std::string>& packages, Context& context,
+                          const std::function<ExitStatus(const std::string&)>& work);
 
 }  // namespace bex::tool

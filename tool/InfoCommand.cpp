@@ -1,6 +1,4 @@
-#include <algorithm>
 #include <cstdint>
-#include <exception>
 #include <memory>
 #include <string>
 #include <utility>
@@ -44,7 +42,7 @@ Totals totalsOf(stream::PackageReader& reader) {
     return totals;
 }
 
-Json jsonOf(const std::string& package, const stream::PackageReader& reader, const Totals& totals) {
+Json packageJson(const std::string& package, const stream::PackageReader& reader, const Totals& totals) {
     Json fields = Json::object();
     for (const auto& field : reader.control().fields()) {
         putText(fields, field.name, field.value);
@@ -107,7 +105,7 @@ void printOne(const std::string& package, bool several, Context& context) {
     const Totals totals = totalsOf(reader);
     Console& console = context.console;
     if (context.json) {
-        console.out(jsonOf(package, reader, totals).dump(2) + "\n");
+        console.out(packageJson(package, reader, totals).dump(2) + "\n");
         return;
     }
     if (several) {
@@ -117,18 +115,12 @@ void printOne(const std::string& package, bool several, Context& context) {
                 (several ? "\n" : ""));
 }
 
-/// Each package by itself: one that is damaged does not keep the others from being shown.
 ExitStatus runInfo(InfoOptions& options, Context& context) {
-    ExitStatus status = ExitStatus::done;
-    for (const auto& package : options.packages) {
-        try {
-            printOne(package, options.packages.size() > 1, context);
-        } catch (const stream::StreamError&) {
-            context.console.flush();
-            status = std::max(status, reportFailure(std::current_exception(), context));
-        }
-    }
-    return status;
+    const bool several = options.packages.size() > 1;
+    return forEachPackage(options.packages, context, [&](const std::string& package) {
+        printOne(package, several, context);
+        return ExitStatus::done;
+    });
 }
 
 }  // namespace

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "bex/stream/Compression.hpp"
+
+namespace bex::tool {
+
+/// What `bex build` was asked for.
+struct BuildChoices {
+    std::string tree;
+    std::string out;
+    std::string controlFile;
+    std::vector<std::string> fields;                 ///< "Name=Value", in order
+    std::map<std::string, std::string> namedFields;  ///< from --name, --version, ...; by field name
+    std::string prefix;
+    std::vector<std::string> additions;  ///< "SRC:DST"
+    std::string standardInput;           ///< path in the package, "" for none
+    std::vector<std::string> modes;      ///< "GLOB=0755"
+    std::vector<std::string> scripts;    ///< "NAME=FILE"
+    std::vector<std::string> conffiles;
+    stream::Compression compression = stream::Compression::gzip;
+    std::optional<int> level;
+    bool keepOwner = false;
+    bool skipSpecial = false;
+    bool noMd5sums = false;
+    bool dryRun = false;
+    bool check = false;
+};
+
+}  // namespace bex::tool

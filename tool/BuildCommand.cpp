@@ -1,0 +1,204 @@
+#include <unistd.h>
+
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <utility>
+
+#include "BuildChoices.hpp"
+#include "BuildInputs.hpp"
+#include "Failure.hpp"
+#include "Input.hpp"
+#include "InputCopy.hpp"
+#include "Interrupt.hpp"
+#include "Json.hpp"
+#include "ProgressBar.hpp"
+#include "Text.hpp"
+#include "Verb.hpp"
+#include "bex/stream/AtomicFile.hpp"
+#include "bex/stream/Escape.hpp"
+#include "bex/stream/PackageWriter.hpp"
+
+namespace bex::tool {
+
+namespace fs = std::filesystem;
+using stream::PackageWriter;
+using stream::WriteOptions;
+using stream::WriteResult;
+
+namespace {
+
+/// Standard output as the target of a package.
+class OutputSink : public stream::Sink {
+public:
+    explicit OutputSink(Console& console) : console_(console) {}
+    void write(const char* data, std::size_t size) override { console_.out({data, size}); }
+
+private:
+    Console& console_;
+};
+
+/// "NAME_VERSION_ARCHITECTURE.bex"; the epoch is left out, as in the names of Debian's archive.
+std::string defaultName(const stream::ControlParagraph& control) {
+    const auto valueOf = [&](const char* name) {
+        const std::string* value = control.find(name);
+        return value != nullptr ? *value : std::string();
+    };
+    const std::string version = valueOf("Version");
+    return valueOf("Package") + "_" + version.substr(version.find(':') + 1) + "_" + valueOf("Architecture") +
+           ".bex";
+}
+
+std::string targetPath(const std::string& out, const stream::ControlParagraph& control) {
+    if (out.empty()) {
+        return defaultName(control);
+    }
+    return fs::is_directory(out) ? (fs::path(out) / defaultName(control)).string() : out;
+}
+
+/// The folder that takes temporary files where the result itself is in none.
+std::string temporaryFolder() {
+    return fs::temp_directory_path().string();
+}
+
+std::string folderOf(const std::string& path) {
+    const fs::path parent = fs::path(path).parent_path();
+    return parent.empty() ? "." : parent.string();
+}
+
+/// Writes the package beside its name, reads it back where that was asked for, and only then lets it appear.
+WriteResult buildFile(const PackageWriter& writer, const std::string& path, bool check,
+                      const WriteOptions& options, const Context& context) {
+    stream::AtomicFile file(path);
+    const WriteResult result = writer.write(file, folderOf(path), options);
+    if (check) {
+        stream::ReadOptions reading = readOptions(context);
+        reading.progress = options.progress;
+        stream::PackageReader reader(file.descriptor(), path, reading);
+        writer.compare(reader, options);
+    }
+    file.commit();
+    return result;
+}
+
+ExitStatus printPlan(const PackageWriter& writer, const WriteOptions& options, Context& context) {
+    Json entries = Json::array();
+    for (const auto& entry : writer.plan(options)) {
+        if (context.json) {
+            entries.push_back(jsonOf(entry));
+        } else {
+            const std::string target = entry.linkTarget.empty() ? "" : "\t" + entry.linkTarget;
+            context.console.out(modeText(entry) + "\t" + std::to_string(entry.size) + "\t" +
+                                stream::escapeForDisplay(entry.path + target) + "\n");
+        }
+    }
+    if (context.json) {
+        context.console.out(Json({{"schema", 1}, {"entries", std::move(entries)}}).dump(2) + "\n");
+    }
+    return ExitStatus::done;
+}
+
+void printResult(const std::string& path, const WriteResult& result, Context& context) {
+    if (!context.json) {
+        context.console.out(path + "\n");
+        return;
+    }
+    Json object = {{"schema", 1}};
+    putText(object, "package", path);
+    object["packageBytes"] = result.packageBytes;
+    object["payloadBytes"] = result.payloadBytes;
+    object["entries"] = result.entries;
+    context.console.out(object.dump(2) + "\n");
+}
+
+ExitStatus write(const PackageWriter& writer, const BuildChoices& choices, const WriteOptions& options,
+                 Context& context) {
+    if (choices.out == "-") {
+        OutputSink sink(context.console);
+        writer.write(sink, temporaryFolder(), options);
+        return ExitStatus::done;
+    }
+    PackageWriter const& filled = writer;
+    const std::string path = targetPath(choices.out, filled.control());
+    printResult(path, buildFile(filled, path, choices.check, options, context), context);
+    return ExitStatus::done;
+}
+
+ExitStatus runBuild(BuildChoices& choices, Context& context) {
+    if (choices.out == "-" && (choices.check || context.json)) {
+        throw UsageError("--check and --json need a file to write: OUT is -");
+    }
+    catchInterrupts();
+    const InputCopy input(choices.standardInput.empty() ? "" : temporaryFolder());
+    PackageWriter writer;
+    collectInputs(choices, input.path(), writer);
+    ProgressBar progress(context, "packing");
+    WriteOptions options;
+    options.compression = choices.compression;
+    options.level = choices.level;
+    options.threads = context.threads;
+    options.md5sums = !choices.noMd5sums;
+    options.keepOwner = choices.keepOwner;
+    options.progress = progress.callback();
+    return choices.dryRun ? printPlan(writer, options, context) : write(writer, choices, options, context);
+}
+
+void addFieldOptions(CLI::App& verb, BuildChoices& choices) {
+    verb.add_option("--control", choices.controlFile,
+                    "Control paragraph; DEBIAN/control of the tree if not given");
+    verb.add_option("--field", choices.fields, "NAME=VALUE: set a field")->allow_extra_args(false);
+    const std::pair<const char*, const char*> named[] = {
+        {"--name", "Package"},          {"--version", "Version"},
+        {"--arch", "Architecture"},     {"--description", "Description"},
+        {"--maintainer", "Maintainer"}, {"--depends", "Depends"},
+        {"--section", "Section"},       {"--priority", "Priority"}};
+    for (const auto& [option, field] : named) {
+        verb.add_option_function<std::string>(
+            option, [&choices, name = field](const std::string& value) { choices.namedFields[name] = value; },
+            std::string("Set ") + field);
+    }
+}
+
+void addPayloadOptions(CLI::App& verb, BuildChoices& choices) {
+    verb.add_option("--prefix", choices.prefix, "Place the tree below this directory of the package");
+    verb.add_option("--add", choices.additions, "SRC:DST: add a file or folder")->allow_extra_args(false);
+    verb.add_option("--stdin", choices.standardInput, "Add standard input under this path");
+    verb.add_option("--mode", choices.modes, "GLOB=0755: set the mode of what matches")->allow_extra_args(false);
+    verb.add_option("--script", choices.scripts, "NAME=FILE: add a maintainer script or other control member")
+        ->allow_extra_args(false);
+    verb.add_option("--conffile", choices.conffiles, "Mark a path as configuration")->allow_extra_args(false);
+    verb.add_flag("--keep-owner", choices.keepOwner, "Keep owners instead of root");
+    verb.add_flag("--skip-special", choices.skipSpecial, "Leave out sockets, FIFOs and devices");
+}
+
+void addOutputOptions(CLI::App& verb, BuildChoices& choices) {
+    const std::map<std::string, stream::Compression> compressions = {{"gzip", stream::Compression::gzip},
+                                                                     {"zstd", stream::Compression::zstd},
+                                                                     {"xz", stream::Compression::xz},
+                                                                     {"none", stream::Compression::none}};
+    verb.add_option("--compression", choices.compression, "gzip, zstd, xz or none")
+        ->transform(CLI::CheckedTransformer(compressions));
+    verb.add_option("--level", choices.level, "gzip 0-12, zstd 1-19, xz 0-9");
+    verb.add_flag("--no-md5sums", choices.noMd5sums, "Make no md5sums");
+    CLI::Option* dryRun = verb.add_flag("--dry-run", choices.dryRun, "Only list what would go in");
+    verb.add_flag("--check", choices.check, "Read the result back and compare before it appears")
+        ->excludes(dryRun);
+}
+
+}  // namespace
+
+void addBuild(CLI::App& program, Action& chosen) {
+    const auto choices = std::make_shared<BuildChoices>();
+    CLI::App* verb = program.add_subcommand("build", "Package a tree");
+    verb->add_option("TREE", choices->tree, "The folder to package")->required();
+    verb->add_option("OUT", choices->out, "The package, or a folder for it; - is standard output");
+    addFieldOptions(*verb, *choices);
+    addPayloadOptions(*verb, *choices);
+    addOutputOptions(*verb, *choices);
+    verb->footer(
+        "Example:\n  bex build site --prefix var/www --name site --version 1.0 --arch all \\\n"
+        "    --maintainer 'Ann Lee <ann@example.org>' --description 'A site'");
+    onChosen(*verb, choices, chosen, runBuild);
+}
+
+}  // namespace bex::tool

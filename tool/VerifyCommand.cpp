@@ -1,0 +1,78 @@
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "Failure.hpp"
+#include "Input.hpp"
+#include "Json.hpp"
+#include "ProgressBar.hpp"
+#include "Verb.hpp"
+#include "bex/stream/Escape.hpp"
+#include "bex/stream/Verify.hpp"
+
+namespace bex::tool {
+
+using stream::Finding;
+
+namespace {
+
+struct VerifyOptions {
+    std::vector<std::string> packages;
+};
+
+Json findingsJson(const std::string& package, const std::vector<Finding>& findings) {
+    Json list = Json::array();
+    for (const auto& finding : findings) {
+        Json object = {{"code", finding.code}};
+        putText(object, "member", finding.member);
+        putText(object, "path", finding.path);
+        putText(object, "text", finding.text);
+        list.push_back(std::move(object));
+    }
+    Json object = {{"schema", 1}};
+    putText(object, "package", package);
+    object["findings"] = std::move(list);
+    return object;
+}
+
+/// "PACKAGE: CODE: member or entry: text".
+std::string lineOf(const std::string& package, const Finding& finding, const Console& console) {
+    const std::string place = finding.path.empty() ? finding.member : finding.path;
+    return stream::escapeForDisplay(package) + ": " + console.styled(Style::bad, finding.code) + ": " +
+           (place.empty() ? "" : stream::escapeForDisplay(place) + ": ") + finding.text + "\n";
+}
+
+ExitStatus verifyOne(const std::string& package, Context& context) {
+    ProgressBar progress(context, "verifying");
+    stream::ReadOptions options = readOptions(context);
+    options.progress = progress.callback();
+    const std::vector<Finding> findings = stream::verify(package, options);
+    if (context.json) {
+        context.console.out(findingsJson(package, findings).dump(2) + "\n");
+    } else {
+        for (const auto& finding : findings) {
+            context.console.out(lineOf(package, finding, context.console));
+        }
+    }
+    return findings.empty() ? ExitStatus::done : ExitStatus::no;
+}
+
+ExitStatus runVerify(VerifyOptions& options, Context& context) {
+    return forEachPackage(options.packages, context,
+                          [&](const std::string& package) { return verifyOne(package, context); });
+}
+
+}  // namespace
+
+void addVerify(CLI::App& program, Action& chosen) {
+    const auto options = std::make_shared<VerifyOptions>();
+    CLI::App* verb = program.add_subcommand("verify", "Check everything and list what is wrong");
+    verb->add_option("PKG", options->packages, "The packages")->required();
+    verb->footer(
+        "Each finding is one line with a code that stays the same between versions.\n\n"
+        "Example:\n  bex verify hello_1.0_amd64.bex");
+    onChosen(*verb, options, chosen, runVerify);
+}
+
+}  // namespace bex::tool
