@@ -6,6 +6,8 @@ BexException::BexException(const std::string& message) : message_(message) {}
 
 BexException::~BexException() = default;
 
-const std::string& BexException::getMessage() const { return message_; }
+const std::string& BexException::getMessage() const {
+    return message_;
+}
 
 }  // namespace bex

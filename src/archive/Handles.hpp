@@ -1,0 +1,50 @@
+#pragma once
+
+#include <archive.h>
+#include <archive_entry.h>
+
+#include <memory>
+#include <new>
+
+namespace bex {
+
+/// Gives up a write handle that did not come to its end. Nothing is left to report here.
+struct AbandonWriter {
+    void operator()(archive* a) const noexcept {
+        archive_write_close(a);  // freeing alone would leave a dead handle's file open
+        archive_write_free(a);
+    }
+};
+
+struct FreeReader {
+    void operator()(archive* a) const noexcept { archive_read_free(a); }
+};
+
+struct FreeEntry {
+    void operator()(archive_entry* entry) const noexcept { archive_entry_free(entry); }
+};
+
+using Writer = std::unique_ptr<archive, AbandonWriter>;
+using Reader = std::unique_ptr<archive, FreeReader>;
+using Entry = std::unique_ptr<archive_entry, FreeEntry>;
+
+/// `handle` itself; libarchive's constructors give null only when memory is short.
+template <class Handle>
+Handle allocated(Handle handle) {
+    if (!handle) {
+        throw std::bad_alloc();
+    }
+    return handle;
+}
+
+inline Writer newWriter() {
+    return allocated(Writer(archive_write_new()));
+}
+inline Reader newReader() {
+    return allocated(Reader(archive_read_new()));
+}
+inline Entry newEntry() {
+    return allocated(Entry(archive_entry_new()));
+}
+
+}  // namespace bex

@@ -1,0 +1,66 @@
+#include <array>
+#include <fstream>
+#include <sstream>
+
+#include "archive/BufferRelease.hpp"
+#include "archive/OwnedFiles.hpp"
+#include "bex/ArArchive.hpp"
+#include "bex/BexException.hpp"
+#include "bex/TarGzArchive.hpp"
+#include "bex/ZRBex.hpp"
+
+namespace bex {
+namespace {
+
+/// The named file of `archive`, which keeps it. `path` is for the message.
+const sFileInMemory& find(const Archive& archive, const std::string& name, const std::string& path) {
+    const sFileInMemory* file = archive.getFileInMemory(name);
+    if (file == nullptr) {
+        throw BexException("Can't find " + name + " in " + path + ". Maybe it is not a bex file.");
+    }
+    return *file;
+}
+
+const sFileInMemory& findControlMember(const Archive& package, const std::string& path) {
+    const sFileInMemory* dotted = package.getFileInMemory("./control.tar.gz");
+    const bool plain = dotted == nullptr || package.getFileInMemory("control.tar.gz") != nullptr;
+    return plain ? find(package, "control.tar.gz", path) : *dotted;
+}
+
+}  // namespace
+
+const std::string ZRBex::magicNumber_ = "<!arch>\n";  // Meant: not ar's signature, see isValid().
+
+void ZRBex::xLoadBexFile(const std::string& path) {
+    ArArchive package(path);
+    const BufferRelease memberBytes(package);
+
+    TarGzArchive payload(&find(package, "data.tar.gz", path));
+    const BufferRelease payloadBytes(payload);
+    const OwnedFiles files(payload.getFilesInMem());
+    for (; !files->empty(); files->pop_front()) {
+        add(files->front());
+    }
+
+    TarGzArchive control(&findControlMember(package, path));
+    const BufferRelease controlBytes(control);
+    const sFileInMemory& fields = find(control, "control", path);  // Meant: no other name is tried.
+    std::stringstream text(std::string(fields.bytes_, fields.size_));
+    xParseControlFile(&text);
+}
+
+bool ZRBex::isValid(const std::string& path) {
+    std::ifstream file(path);
+    if (!file.is_open()) {
+        throw BexException(path + " can't be opened.");
+    }
+    std::string start(magicNumber_.size(), '\0');
+    file.read(start.data(), static_cast<std::streamsize>(start.size()));
+    return start == magicNumber_;  // a shorter file leaves zeros
+}
+
+bool ZRBex::isValid(const std::istream& /*in*/) const {
+    return false;
+}
+
+}  // namespace bex

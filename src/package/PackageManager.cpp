@@ -1,0 +1,7 @@
+#include "bex/PackageManager.hpp"
+
+namespace bex {
+
+PackageManager::~PackageManager() = default;
+
+}  // namespace bex
