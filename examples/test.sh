@@ -43,7 +43,8 @@ same "output of read_package" reading
 diff -r public public2/var/www || fail "read_package unpacked something else"
 dpkg-deb --field site.bex >fields
 block "output of read_package" | head -n "$(wc -l <fields)" | diff - fields || fail "dpkg-deb reads other fields"
-dpkg-deb --contents site.bex | grep -q ' var/www/img/dot.svg$' || fail "dpkg-deb does not list the payload"
+dpkg-deb --contents site.bex >listing
+grep -q ' var/www/img/dot.svg$' listing || fail "dpkg-deb does not list the payload"
 
 mkdir out
 "$programs/package_tree" public tree.bex out >log

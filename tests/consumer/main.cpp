@@ -114,6 +114,8 @@ void refuse(const fs::path& work) {
     bex::ZRBex package;
     const std::string missing = (work / "missing").string();
     const std::string noArchive = (work / "tree/index.html").string();
+    const std::string noPackage = (work / "empty.a").string();
+    write(noPackage, "!<arch>\n");
     requireEqual(refusal([&] { package.close(); }), "No filename specified. Can't write archive to disk.");
     package.open(missing);
     requireEqual(refusal([&] { package.close(); }), "Empty archives are not allowed. Please add some files.");
@@ -125,10 +127,10 @@ void refuse(const fs::path& work) {
     requireEqual(maintainer.substr(0, maintainer.find('<')),
                  "Incorrect format for field Maintainer.It must be of this form: Firstname Lastname ");
     requireEqual(refusal([&] { bex::ZRBex::isValid(missing); }), missing + " can't be opened.");
-    requireEqual(refusal([&] { bex::ArArchive archive(missing); }),
-                 "ArArchive::ArArchive (" + missing + "): impossible to open " + missing + " file.");
     requireEqual(refusal([&] { package.open(noArchive); }),
-                 "Can't find data.tar.gz in " + noArchive + ". Maybe it is not a bex file.");
+                 "ArArchive::ArArchive (" + noArchive + "): impossible to open " + noArchive + " file.");
+    requireEqual(refusal([&] { package.open(noPackage); }),
+                 "Can't find data.tar.gz in " + noPackage + ". Maybe it is not a bex file.");
 }
 
 /// The archive layer by itself: the package's members and the control file in one of them.
