@@ -4,20 +4,22 @@
 
 namespace bex::tool {
 
-/// Standard input kept in an unnamed file on disk, since a package needs to know a file's length before its bytes.
+/// Standard input kept in a temporary file, since a package has to know a file's length before its bytes. The file
+/// goes with this.
 class InputCopy {
 public:
-    /// Reads all of standard input; an empty `folder` reads nothing. Throws StreamError (`inputOutput`).
+    /// Reads all of standard input; an empty `folder` reads nothing. Throws StreamError (`inputOutput`,
+    /// `cancelled` after an interrupt).
     explicit InputCopy(const std::string& folder);
     ~InputCopy();
     InputCopy(const InputCopy&) = delete;
     InputCopy& operator=(const InputCopy&) = delete;
 
-    /// A path under which the copy can be opened while this lives; "" where nothing was read.
-    std::string path() const;
+    /// "" where nothing was read.
+    const std::string& path() const noexcept { return path_; }
 
 private:
-    int descriptor_ = -1;
+    std::string path_;
 };
 
 }  // namespace bex::tool
