@@ -40,13 +40,13 @@ void copyInput(int descriptor) {
         if (interrupted()) {
             throw StreamError(ErrorKind::cancelled, "standard input: interrupted");
         }
-        if (count < 0) {
+        if (count < 0 && errno != EINTR) {
             fail("can't read");
         }
         if (count == 0) {
             return;
         }
-        writeAll(descriptor, buffer.data(), static_cast<std::size_t>(count));
+        writeAll(descriptor, buffer.data(), count > 0 ? static_cast<std::size_t>(count) : 0);
     }
 }
 

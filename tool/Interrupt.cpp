@@ -18,7 +18,7 @@ extern "C" void noteSignal(int number) {
 void catchInterrupts() {
     struct sigaction action {};
     action.sa_handler = noteSignal;
-    action.sa_flags = static_cast<int>(SA_RESTART | SA_RESETHAND);
+    action.sa_flags = static_cast<int>(SA_RESETHAND);  // no SA_RESTART: a read that waits for input ends
     sigemptyset(&action.sa_mask);
     for (const int number : {SIGINT, SIGTERM}) {
         sigaction(number, &action, nullptr);
