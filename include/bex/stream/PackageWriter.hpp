@@ -16,6 +16,8 @@
 
 namespace bex::stream {
 
+class System;
+
 /// How PackageWriter::addTree() takes a tree.
 struct TreeOptions {
     /// Directory in the package below which the tree is placed, such as "opt/site"; "" is the root.
@@ -68,6 +70,8 @@ struct WriteResult {
 class BEX_EXPORT PackageWriter {
 public:
     PackageWriter();
+    /// The same with the system's calls replaced; for tests.
+    explicit PackageWriter(System& system);
     ~PackageWriter();
     PackageWriter(PackageWriter&&) noexcept;
     PackageWriter& operator=(PackageWriter&&) noexcept;

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "bex/stream/Sink.hpp"
+#include "bex/stream/StreamError.hpp"
+
+namespace bex::stream {
+
+/// The most bytes that a member of an ar archive can have: its header has ten decimal digits for them.
+constexpr std::uint64_t kMostMemberBytes = 9999999999;
+
+/// The error (`invalidInput`) for a member that has more bytes than that, naming the limit.
+StreamError memberTooLarge(std::string_view name, std::uint64_t limit = kMostMemberBytes);
+
+/// Writes the ar container of a package, deb(5), front to back: names filled up with blanks as dpkg does, owner 0,
+/// mode 100644.
+class ArWriter {
+public:
+    /// Writes the archive's first line. `out` must outlive this. `mtime`, of every member: 0 to 999999999999.
+    ArWriter(Sink& out, std::int64_t mtime);
+
+    /// Begins a member of at most sixteen bytes of name; exactly `size` bytes must follow. Throws
+    /// memberTooLarge() and whatever `out` throws.
+    void beginMember(std::string_view name, std::uint64_t size);
+    void write(std::string_view bytes);
+    /// Ends the member: an odd one is filled up with a newline.
+    void endMember();
+
+    void addMember(std::string_view name, std::string_view bytes);
+
+    /// Length of the archive so far.
+    std::uint64_t size() const noexcept { return size_; }
+
+private:
+    Sink& out_;
+    std::int64_t mtime_;
+    std::uint64_t size_ = 0;
+};
+
+}  // namespace bex::stream

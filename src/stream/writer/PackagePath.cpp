@@ -1,0 +1,74 @@
+#include "stream/writer/PackagePath.hpp"
+
+#include <algorithm>
+#include <cstddef>
+
+#include "bex/stream/Escape.hpp"
+#include "bex/stream/StreamError.hpp"
+
+namespace bex::stream {
+
+namespace {
+
+[[noreturn]] void refuse(std::string_view given, const char* reason) {
+    throw StreamError(ErrorKind::invalidInput, "\"" + escapeForDisplay(given) + "\": " + reason);
+}
+
+bool hasParentComponent(std::string_view plain) {
+    return plain == ".." || plain.substr(0, 3) == "../" || plain.find("/../") != plain.npos ||
+           (plain.size() > 3 && plain.substr(plain.size() - 3) == "/..");
+}
+
+unsigned rank(char c) noexcept {
+    return c == '/' ? 0 : static_cast<unsigned char>(c);
+}
+
+}  // namespace
+
+std::string packagePath(std::string_view given) {
+    if (given.find('\0') != given.npos) {
+        refuse(given, "a path in a package can't hold a NUL");
+    }
+    if (given.find('\n') != given.npos) {
+        refuse(given, "a path in a package can't hold a newline");
+    }
+    std::string plain = plainPath(given);
+    if (hasParentComponent(plain)) {
+        refuse(given, "a path in a package can't hold \"..\"");
+    }
+    return plain;
+}
+
+std::string packageFilePath(std::string_view given) {
+    std::string plain = packagePath(given);
+    if (plain.empty() || given.back() == '/') {
+        refuse(given, "names a directory, not a file");
+    }
+    return plain;
+}
+
+std::string storedPath(std::string_view plain, EntryType type) {
+    std::string stored = "./";
+    stored += plain;
+    if (type == EntryType::directory && !plain.empty()) {
+        stored += '/';
+    }
+    return stored;
+}
+
+bool comesBefore(std::string_view left, std::string_view right) noexcept {
+    const std::size_t common = std::min(left.size(), right.size());
+    for (std::size_t i = 0; i < common; ++i) {
+        if (left[i] != right[i]) {
+            return rank(left[i]) < rank(right[i]);
+        }
+    }
+    return left.size() < right.size();
+}
+
+bool isWithin(std::string_view path, std::string_view folder) noexcept {
+    return folder.empty() || (path.substr(0, folder.size()) == folder &&
+                              (path.size() == folder.size() || path[folder.size()] == '/'));
+}
+
+}  // namespace bex::stream

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "bex/stream/Entry.hpp"
+
+namespace bex::stream {
+
+/// The plainPath() of a path that was given for a place in the package. Throws StreamError (`invalidInput`) for
+/// ".." and for a NUL or newline: the lists that package tools keep hold one path a line.
+std::string packagePath(std::string_view given);
+
+/// The same for what is no directory: "" and a final "/" are refused, too.
+std::string packageFilePath(std::string_view given);
+
+/// A plain path as the payload stores it: "./" before it, "/" behind a directory.
+std::string storedPath(std::string_view plain, EntryType type);
+
+/// The order of the payload: bytewise, except that "/" comes before every other byte. So a directory stands right
+/// before all that is below it.
+bool comesBefore(std::string_view left, std::string_view right) noexcept;
+
+/// Whether `path` is `folder` or stands below it; both plain.
+bool isWithin(std::string_view path, std::string_view folder) noexcept;
+
+}  // namespace bex::stream

@@ -1,0 +1,59 @@
+#include "stream/writer/PayloadWriter.hpp"
+
+#include <string_view>
+
+#include "stream/control/Md5.hpp"
+#include "stream/control/Md5sums.hpp"
+
+namespace bex::stream {
+
+void PayloadWriter::write(Sink& out, bool md5sums) {
+    wantsSums_ = md5sums;
+    TarEncoder tar(out);
+    for (std::size_t i = 0; i < plan_.size(); ++i) {
+        writeEntry(tar, i);
+    }
+    tar.finish();
+}
+
+void PayloadWriter::writeEntry(TarEncoder& tar, std::size_t index) {
+    const Entry entry = plan_.entry(index);
+    if (entry.type == EntryType::file) {
+        tar.begin(entry);
+        writeContents(tar, index, entry.path);
+    } else if (entry.type == EntryType::hardlink) {
+        reader_.checkName(plan_.source(index));
+        tar.begin(entry);
+        addSum(index, wantsSums_ ? linkedDigests_.at(*plan_.linkTo(index)) : "");
+    } else {
+        tar.begin(entry);
+    }
+    meter_.add(0, entry.path);
+}
+
+void PayloadWriter::writeContents(TarEncoder& tar, std::size_t index, const std::string& path) {
+    const SourceEntry& file = plan_.source(index);
+    Md5 sum;
+    reader_.read(file, [&](std::string_view piece) {
+        tar.write(piece.data(), piece.size());
+        if (wantsSums_) {
+            sum.update(piece.data(), piece.size());
+        }
+        meter_.add(piece.size(), path);
+    });
+    if (wantsSums_) {
+        const std::string digest = sum.hexDigest();
+        addSum(index, digest);
+        if (file.hasLinks) {
+            linkedDigests_.emplace(index, digest);
+        }
+    }
+}
+
+void PayloadWriter::addSum(std::size_t index, const std::string& digest) {
+    if (wantsSums_ && !plan_.isConffile(index)) {
+        md5sums_ += formatMd5sum({digest, plan_.source(index).path});
+    }
+}
+
+}  // namespace bex::stream
