@@ -12,8 +12,11 @@ namespace bex {
 namespace {
 
 /// The elements of a name that counts from the destination, a leading "/" left out. `topReplacement` stands
-/// for the first of them, or "/" itself, unless it is empty.
+/// for the first of them, or "/" itself, unless it is empty. Nothing for a name that has no file in it.
 std::vector<std::string> elementsOf(const std::string& name, const std::string& topReplacement) {
+    if (name.find_first_not_of('/') == std::string::npos || name == "." || name == "..") {
+        return {};  // no file, and a replacement must not make it one
+    }
     fs::path path = name;
     if (!topReplacement.empty()) {
         fs::path replaced = topReplacement;
