@@ -12,7 +12,7 @@ namespace bex::stream {
 
 /// The one door to the operating system: every call on files that the streaming library makes. A test derives
 /// from it and lets a call fail. Each function is the system call of its name: the result and errno are the
-/// call's own, but a call interrupted by a signal (EINTR) is repeated.
+/// call's own, but a call interrupted by a signal (EINTR) is repeated; a close so interrupted has closed.
 /// Stateless, so that threads may share one.
 class System {
 public:

@@ -1,0 +1,137 @@
+#include "stream/system/System.hpp"
+
+#include <fcntl.h>
+#include <linux/openat2.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+namespace bex::stream {
+
+namespace {
+
+static_assert(sizeof(off_t) >= 8 && sizeof(time_t) >= 8, "sizes and times of packages have 64 bits");
+
+template <typename Call>
+auto repeatInterrupted(Call call) -> decltype(call()) {
+    decltype(call()) result = 0;
+    do {
+        result = call();
+    } while (result == -1 && errno == EINTR);
+    return result;
+}
+
+}  // namespace
+
+System& System::real() noexcept {
+    static System system;
+    return system;
+}
+
+int System::openat(int folder, const char* path, int flags, mode_t mode) {
+    return repeatInterrupted([&] { return ::openat(folder, path, flags, mode); });
+}
+
+int System::openBeneath(int folder, const char* path, int flags) {
+    open_how how = {};
+    how.flags = static_cast<__u64>(flags) | O_CLOEXEC;
+    how.resolve = RESOLVE_BENEATH | RESOLVE_NO_SYMLINKS | RESOLVE_NO_MAGICLINKS;
+    return static_cast<int>(
+        repeatInterrupted([&] { return syscall(SYS_openat2, folder, path, &how, sizeof how); }));
+}
+
+int System::close(int descriptor) {
+    // Linux has closed the descriptor even when it reports EINTR; another thread may own its number by now.
+    return ::close(descriptor) == 0 || errno == EINTR ? 0 : -1;
+}
+
+ssize_t System::read(int descriptor, void* buffer, std::size_t size) {
+    return repeatInterrupted([&] { return ::read(descriptor, buffer, size); });
+}
+
+ssize_t System::pread(int descriptor, void* buffer, std::size_t size, off_t offset) {
+    return repeatInterrupted([&] { return ::pread(descriptor, buffer, size, offset); });
+}
+
+ssize_t System::write(int descriptor, const void* data, std::size_t size) {
+    return repeatInterrupted([&] { return ::write(descriptor, data, size); });
+}
+
+off_t System::lseek(int descriptor, off_t offset, int whence) {
+    return ::lseek(descriptor, offset, whence);
+}
+
+int System::ftruncate(int descriptor, off_t size) {
+    return repeatInterrupted([&] { return ::ftruncate(descriptor, size); });
+}
+
+int System::fsync(int descriptor) {
+    return repeatInterrupted([&] { return ::fsync(descriptor); });
+}
+
+int System::fstat(int descriptor, struct stat* result) {
+    return repeatInterrupted([&] { return ::fstat(descriptor, result); });
+}
+
+int System::fstatat(int folder, const char* path, struct stat* result, int flags) {
+    return repeatInterrupted([&] { return ::fstatat(folder, path, result, flags); });
+}
+
+ssize_t System::readlinkat(int folder, const char* path, char* buffer, std::size_t size) {
+    return repeatInterrupted([&] { return ::readlinkat(folder, path, buffer, size); });
+}
+
+int System::linkat(int fromFolder, const char* from, int toFolder, const char* to, int flags) {
+    return repeatInterrupted([&] { return ::linkat(fromFolder, from, toFolder, to, flags); });
+}
+
+int System::renameat(int fromFolder, const char* from, int toFolder, const char* to) {
+    return repeatInterrupted([&] { return ::renameat(fromFolder, from, toFolder, to); });
+}
+
+int System::unlinkat(int folder, const char* path, int flags) {
+    return repeatInterrupted([&] { return ::unlinkat(folder, path, flags); });
+}
+
+int System::mkdirat(int folder, const char* path, mode_t mode) {
+    return repeatInterrupted([&] { return ::mkdirat(folder, path, mode); });
+}
+
+int System::symlinkat(const char* target, int folder, const char* path) {
+    return repeatInterrupted([&] { return ::symlinkat(target, folder, path); });
+}
+
+int System::fchmod(int descriptor, mode_t mode) {
+    return repeatInterrupted([&] { return ::fchmod(descriptor, mode); });
+}
+
+int System::fchown(int descriptor, uid_t uid, gid_t gid) {
+    return repeatInterrupted([&] { return ::fchown(descriptor, uid, gid); });
+}
+
+int System::fchownat(int folder, const char* path, uid_t uid, gid_t gid, int flags) {
+    return repeatInterrupted([&] { return ::fchownat(folder, path, uid, gid, flags); });
+}
+
+int System::futimens(int descriptor, const struct timespec times[2]) {
+    return repeatInterrupted([&] { return ::futimens(descriptor, times); });
+}
+
+int System::utimensat(int folder, const char* path, const struct timespec times[2], int flags) {
+    return repeatInterrupted([&] { return ::utimensat(folder, path, times, flags); });
+}
+
+DIR* System::fdopendir(int descriptor) {
+    return ::fdopendir(descriptor);
+}
+
+struct dirent* System::readdir(DIR* folder) {
+    return ::readdir(folder);
+}
+
+int System::closedir(DIR* folder) {
+    return ::closedir(folder) == 0 || errno == EINTR ? 0 : -1;
+}
+
+}  // namespace bex::stream
