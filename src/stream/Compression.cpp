@@ -26,8 +26,12 @@ Names namesOf(Compression compression) noexcept {
 
 }  // namespace
 
-std::string_view suffixOf(Compression compression) noexcept { return namesOf(compression).suffix; }
+std::string_view suffixOf(Compression compression) noexcept {
+    return namesOf(compression).suffix;
+}
 
-std::string_view nameOf(Compression compression) noexcept { return namesOf(compression).name; }
+std::string_view nameOf(Compression compression) noexcept {
+    return namesOf(compression).name;
+}
 
 }  // namespace bex::stream

@@ -1,0 +1,110 @@
+#include <bzlib.h>
+
+#include <algorithm>
+#include <limits>
+#include <new>
+#include <utility>
+
+#include "stream/codec/CodecError.hpp"
+#include "stream/codec/StreamDecoder.hpp"
+
+namespace bex::stream {
+namespace {
+
+/// Decodes one bzip2 stream.
+class Bzip2Stream {
+public:
+    Bzip2Stream() {
+        if (BZ2_bzDecompressInit(&stream_, 0, 0) != BZ_OK) {
+            throw std::bad_alloc();
+        }
+    }
+    ~Bzip2Stream() { BZ2_bzDecompressEnd(&stream_); }
+    Bzip2Stream(const Bzip2Stream&) = delete;
+    Bzip2Stream& operator=(const Bzip2Stream&) = delete;
+
+    bz_stream* get() noexcept { return &stream_; }
+    bz_stream* operator->() noexcept { return &stream_; }
+
+private:
+    bz_stream stream_{};
+};
+
+unsigned clamped(std::size_t size) {
+    return static_cast<unsigned>(std::min<std::size_t>(size, std::numeric_limits<unsigned>::max()));
+}
+
+/// A row of streams, as bzip2(1) takes them.
+class Bzip2Decoder final : public StreamDecoder {
+public:
+    Bzip2Decoder(Input& input, std::string name) : input_(input), name_(std::move(name)) {}
+
+    std::size_t fill(char* buffer, std::size_t size) override {
+        std::size_t done = 0;
+        while (done < size && (stream_ || beginStream())) {
+            done += decode(buffer + done, size - done);
+        }
+        return done;
+    }
+
+private:
+    bool beginStream() {
+        begin_ = input_.offset();
+        if (begin_ != 0 && !input_.fill()) {
+            return false;
+        }
+        stream_ = std::make_unique<Bzip2Stream>();
+        return true;
+    }
+
+    std::size_t decode(char* buffer, std::size_t size) {
+        // At the input's end the decoder may still hold back output.
+        input_.fill();
+        bz_stream* const stream = stream_->get();
+        stream->next_in = const_cast<char*>(input_.data());  // only read
+        const unsigned offered = stream->avail_in = clamped(input_.size());
+        stream->next_out = buffer;
+        const unsigned room = stream->avail_out = clamped(size);
+        const int result = BZ2_bzDecompress(stream);
+        const unsigned consumed = offered - stream->avail_in;
+        const unsigned produced = room - stream->avail_out;
+        input_.consume(consumed);
+        check(result);
+        if (result == BZ_STREAM_END) {
+            stream_.reset();
+        } else if (consumed == 0 && produced == 0) {
+            throw truncatedError(name_, input_.offset(), "a bzip2 stream");
+        }
+        return produced;
+    }
+
+    void check(int result) const {
+        switch (result) {
+            case BZ_OK:
+            case BZ_STREAM_END:
+                return;
+            case BZ_MEM_ERROR:
+                throw std::bad_alloc();
+            case BZ_DATA_ERROR_MAGIC:
+                throw damagedError(
+                    name_, begin_ == 0 ? "is no bzip2 stream"
+                                       : "byte " + std::to_string(begin_) + ": data after the last bzip2 stream");
+            default:
+                throw damagedError(
+                    name_, "invalid bzip2 data or wrong checksum near byte " + std::to_string(input_.offset()));
+        }
+    }
+
+    Input& input_;
+    const std::string name_;
+    std::unique_ptr<Bzip2Stream> stream_;
+    std::uint64_t begin_ = 0;  // of the stream that is decoded
+};
+
+}  // namespace
+
+std::unique_ptr<StreamDecoder> makeBzip2Decoder(Input& input, const std::string& name) {
+    return std::make_unique<Bzip2Decoder>(input, name);
+}
+
+}  // namespace bex::stream

@@ -1,0 +1,20 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "bex/stream/StreamError.hpp"
+
+namespace bex::stream {
+
+/// The `damaged` error "NAME: REASON".
+inline StreamError damagedError(const std::string& name, const std::string& reason) {
+    return {ErrorKind::damaged, name + ": " + reason};
+}
+
+/// The `damaged` error for a source that is over too soon, after `bytes` of it; `what` is what it breaks off.
+inline StreamError truncatedError(const std::string& name, std::uint64_t bytes, const std::string& what) {
+    return damagedError(name, "ends after " + std::to_string(bytes) + " bytes, inside " + what);
+}
+
+}  // namespace bex::stream

@@ -1,0 +1,75 @@
+#include "stream/codec/Decompressor.hpp"
+
+#include <algorithm>
+#include <utility>
+
+#include "bex/stream/StreamError.hpp"
+#include "stream/codec/Buffer.hpp"
+#include "stream/codec/StreamDecoder.hpp"
+
+namespace bex::stream {
+namespace {
+
+/// Bytes that are not compressed.
+class PlainDecompressor final : public Decompressor {
+public:
+    explicit PlainDecompressor(Source& source) : source_(source), chunk_(std::size_t{128} << 10) {}
+
+    std::string_view next() override {
+        chunk_.setSize(source_.read(chunk_.data(), chunk_.capacity()));
+        return chunk_.view();
+    }
+
+    std::uint64_t skip(std::uint64_t size) override { return source_.skip(size); }
+
+private:
+    Source& source_;
+    Buffer chunk_;
+};
+
+/// Owns the input that a decoder reads from.
+class OwningDecoder final : public StreamDecoder {
+public:
+    OwningDecoder(std::unique_ptr<Input> input, std::unique_ptr<StreamDecoder> decoder)
+        : input_(std::move(input)), decoder_(std::move(decoder)) {}
+
+    std::size_t fill(char* buffer, std::size_t size) override { return decoder_->fill(buffer, size); }
+
+private:
+    std::unique_ptr<Input> input_;
+    std::unique_ptr<StreamDecoder> decoder_;
+};
+
+std::unique_ptr<StreamDecoder> makeDecoder(Input& input, Compression compression, const std::string& name,
+                                           const Limits& limits) {
+    switch (compression) {
+        case Compression::xz:
+            return makeXzDecoder(input, name, limits);
+        case Compression::zstd:
+            return makeZstdDecoder(input, name, limits);
+        case Compression::bzip2:
+            return makeBzip2Decoder(input, name);
+        case Compression::gzip:
+        case Compression::none:
+            break;
+    }
+    throw StreamError(ErrorKind::unsupported, name + ": unknown compression");
+}
+
+}  // namespace
+
+std::unique_ptr<Decompressor> openDecompressor(Source& source, Compression compression, const std::string& name,
+                                               const DecompressionSettings& settings) {
+    if (compression == Compression::none) {
+        return std::make_unique<PlainDecompressor>(source);
+    }
+    auto input = std::make_unique<Input>(source);
+    if (compression == Compression::gzip) {
+        return makeGzipDecompressor(std::move(input), name, settings.threads);
+    }
+    std::unique_ptr<StreamDecoder> decoder = makeDecoder(*input, compression, name, settings.limits);
+    return makeStreamDecompressor(std::make_unique<OwningDecoder>(std::move(input), std::move(decoder)),
+                                  settings.threads);
+}
+
+}  // namespace bex::stream

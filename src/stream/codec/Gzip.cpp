@@ -1,0 +1,208 @@
+#include "stream/codec/Gzip.hpp"
+
+#include <libdeflate.h>
+
+#include "stream/codec/CodecError.hpp"
+
+namespace bex::stream {
+namespace {
+
+constexpr std::uint8_t kDeflate = 8;
+constexpr std::uint8_t kHeaderCrc = 0x02;
+constexpr std::uint8_t kExtra = 0x04;
+constexpr std::uint8_t kName = 0x08;
+constexpr std::uint8_t kComment = 0x10;
+constexpr std::uint8_t kReserved = 0xe0;
+constexpr unsigned kLengthId = 'B' | 'X' << 8;
+
+template <typename Number>
+std::uint8_t byteOf(Number number, unsigned index) noexcept {
+    return static_cast<std::uint8_t>(number >> (8 * index));
+}
+
+std::uint32_t decode32(const char* bytes) noexcept {
+    std::uint32_t number = 0;
+    for (unsigned i = 0; i < 4; ++i) {
+        number |= std::uint32_t{static_cast<std::uint8_t>(bytes[i])} << (8 * i);
+    }
+    return number;
+}
+
+/// Reads one header byte by byte and keeps the checksum that it may end with.
+class HeaderReader {
+public:
+    HeaderReader(Input& input, const std::string& name) : input_(input), name_(name) {
+        header_.offset = input.offset();
+    }
+
+    GzipHeader read() {
+        if (byte() != 0x1f || byte() != 0x8b) {
+            throw damagedError(name_, header_.offset == 0 ? "is no gzip stream" : trailing());
+        }
+        if (const unsigned method = byte(); method != kDeflate) {
+            throw damagedError(name_, here() + ": unknown compression method " + std::to_string(method));
+        }
+        const std::uint8_t flags = byte();
+        if ((flags & kReserved) != 0) {
+            throw damagedError(name_, here() + ": reserved flags are set");
+        }
+        for (int timeFlagsSystem = 0; timeFlagsSystem < 6; ++timeFlagsSystem) {
+            byte();
+        }
+        readOptional(flags);
+        header_.bytes = input_.offset() - header_.offset;
+        return header_;
+    }
+
+private:
+    std::string here() const { return memberAt(header_.offset); }
+    std::string trailing() const {
+        return "byte " + std::to_string(header_.offset) + ": data after the last gzip member";
+    }
+
+    std::uint8_t byte() {
+        if (!input_.fill()) {
+            throw truncatedError(name_, input_.offset(), "a gzip header");
+        }
+        const char byte = *input_.data();
+        crc_ = libdeflate_crc32(crc_, &byte, 1);
+        input_.consume(1);
+        return static_cast<std::uint8_t>(byte);
+    }
+
+    unsigned twoBytes() {
+        const unsigned low = byte();
+        return low | unsigned{byte()} << 8;
+    }
+
+    void readOptional(std::uint8_t flags) {
+        if ((flags & kExtra) != 0) {
+            readExtra(twoBytes());
+        }
+        for (const std::uint8_t text : {kName, kComment}) {
+            while ((flags & text) != 0 && byte() != 0) {
+            }
+        }
+        if ((flags & kHeaderCrc) != 0) {
+            const unsigned expected = crc_ & 0xffff;
+            if (twoBytes() != expected) {
+                throw damagedError(name_, here() + ": wrong header checksum");
+            }
+        }
+    }
+
+    /// A row of subfields: two letters, a length, data. No gzip reader insists on its form, so what does not
+    /// follow it is passed over.
+    void readExtra(unsigned left) {
+        while (left >= 4) {
+            const unsigned id = twoBytes();
+            const unsigned size = twoBytes();
+            left -= 4;
+            if (size > left) {
+                break;
+            }
+            readSubfield(size, id == kLengthId && size == 4);
+            left -= size;
+        }
+        readSubfield(left, false);
+    }
+
+    void readSubfield(unsigned size, bool memberLength) {
+        std::uint32_t number = 0;
+        for (unsigned i = 0; i < size; ++i) {
+            const std::uint32_t next = byte();
+            number |= i < 4 ? next << (8 * i) : 0;
+        }
+        if (memberLength && !header_.memberBytes) {
+            header_.memberBytes = number;
+        }
+    }
+
+    Input& input_;
+    const std::string& name_;
+    GzipHeader header_;
+    std::uint32_t crc_ = 0;
+};
+
+void skipZeros(Input& input, const std::string& name) {
+    while (input.fill()) {
+        if (*input.data() != 0) {
+            throw damagedError(name,
+                               "byte " + std::to_string(input.offset()) + ": data after the last gzip member");
+        }
+        input.consume(1);
+    }
+}
+
+}  // namespace
+
+std::array<std::uint8_t, kBlockHeaderBytes> blockHeader(std::uint32_t memberBytes) noexcept {
+    return {0x1f,
+            0x8b,
+            kDeflate,
+            kExtra,
+            0,
+            0,
+            0,
+            0,
+            0,
+            0xff,
+            8,
+            0,
+            'B',
+            'X',
+            4,
+            0,
+            byteOf(memberBytes, 0),
+            byteOf(memberBytes, 1),
+            byteOf(memberBytes, 2),
+            byteOf(memberBytes, 3)};
+}
+
+std::array<std::uint8_t, kGzipTrailerBytes> encode(const GzipTrailer& trailer) noexcept {
+    std::array<std::uint8_t, kGzipTrailerBytes> bytes{};
+    for (unsigned i = 0; i < 4; ++i) {
+        bytes[i] = byteOf(trailer.crc, i);
+        bytes[4 + i] = byteOf(trailer.size, i);
+    }
+    return bytes;
+}
+
+GzipTrailer decodeTrailer(const char* bytes) noexcept {
+    return {decode32(bytes), decode32(bytes + 4)};
+}
+
+std::optional<GzipHeader> readGzipHeader(Input& input, const std::string& name) {
+    if (!input.fill()) {
+        if (input.offset() == 0) {
+            throw damagedError(name, "is empty, not even a gzip header");
+        }
+        return std::nullopt;
+    }
+    if (input.offset() != 0 && *input.data() == 0) {
+        skipZeros(input, name);
+        return std::nullopt;
+    }
+    return HeaderReader(input, name).read();
+}
+
+void checkTrailer(const GzipTrailer& expected, const GzipTrailer& found, const std::string& name,
+                  std::uint64_t offset) {
+    if (expected.size != found.size) {
+        throw damagedError(name, memberAt(offset) + ": wrong length: unpacks to " + std::to_string(found.size) +
+                                     " bytes, its trailer says " + std::to_string(expected.size));
+    }
+    if (expected.crc != found.crc) {
+        throw damagedError(name, memberAt(offset) + ": wrong checksum");
+    }
+}
+
+StreamError wrongMemberLength(const std::string& name, std::uint64_t offset) {
+    return damagedError(name, memberAt(offset) + ": is not as long as its header says");
+}
+
+std::string memberAt(std::uint64_t offset) {
+    return "gzip member at byte " + std::to_string(offset);
+}
+
+}  // namespace bex::stream

@@ -1,0 +1,267 @@
+#include <libdeflate.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <exception>
+#include <new>
+#include <utility>
+
+#include "stream/codec/BlockPool.hpp"
+#include "stream/codec/CodecError.hpp"
+#include "stream/codec/StreamDecoder.hpp"
+
+namespace bex::stream {
+namespace {
+
+/// Unpacks a block: `input` is its deflate data and trailer. Copies share the decompressor, which one thread may
+/// use at a time.
+class UnpackWork {
+public:
+    explicit UnpackWork(std::string name)
+        : name_(std::move(name)), decompressor_(libdeflate_alloc_decompressor(), libdeflate_free_decompressor) {
+        if (!decompressor_) {
+            throw std::bad_alloc();
+        }
+    }
+
+    void operator()(Block& block) const {
+        const std::size_t deflateBytes = block.input.size() - kGzipTrailerBytes;
+        const GzipTrailer expected = decodeTrailer(block.input.data() + deflateBytes);
+        block.output.reserve(std::max<std::size_t>(expected.size, 1));
+        std::size_t consumed = 0;
+        std::size_t produced = 0;
+        const libdeflate_result result =
+            libdeflate_deflate_decompress_ex(decompressor_.get(), block.input.data(), deflateBytes,
+                                             block.output.data(), expected.size, &consumed, &produced);
+        if (result == LIBDEFLATE_INSUFFICIENT_SPACE) {
+            throw damaged(block, "wrong length: unpacks to more than the " + std::to_string(expected.size) +
+                                     " bytes that its trailer says");
+        }
+        if (result != LIBDEFLATE_SUCCESS) {
+            throw damaged(block, "invalid deflate data");
+        }
+        if (consumed != deflateBytes) {
+            throw wrongMemberLength(name_, block.offset);
+        }
+        const GzipTrailer found{libdeflate_crc32(0, block.output.data(), produced),
+                                static_cast<std::uint32_t>(produced)};
+        checkTrailer(expected, found, name_, block.offset);
+        block.output.setSize(produced);
+    }
+
+private:
+    StreamError damaged(const Block& block, const std::string& reason) const {
+        return damagedError(name_, memberAt(block.offset) + ": " + reason);
+    }
+
+    std::string name_;
+    std::shared_ptr<libdeflate_decompressor> decompressor_;
+};
+
+/// Deflate data and trailer of a block, in bytes; nothing for a member that has to be streamed.
+std::optional<std::size_t> blockBytes(const GzipHeader& header, const std::string& name) {
+    if (!header.memberBytes) {
+        return std::nullopt;
+    }
+    if (*header.memberBytes < header.bytes + kGzipTrailerBytes) {
+        throw wrongMemberLength(name, header.offset);
+    }
+    const std::uint64_t bytes = *header.memberBytes - header.bytes;
+    return bytes <= kMaximumDeflateBytes + kGzipTrailerBytes ? std::optional<std::size_t>(bytes) : std::nullopt;
+}
+
+class GzipDecompressor final : public Decompressor {
+public:
+    GzipDecompressor(std::unique_ptr<Input> input, std::string name, unsigned threads)
+        : name_(std::move(name)),
+          threads_(threads),
+          largestWindow_(threads > 1 ? std::size_t{threads} * 2 : 1),
+          input_(std::move(input)),
+          pool_(threads, largestWindow_, [name = name_] { return UnpackWork(name); }) {}
+
+    std::string_view next() override {
+        giveBack();
+        while (!streaming()) {
+            readAhead();
+            if (pool_.empty()) {
+                endBlocks();
+                if (!streaming()) {
+                    return {};
+                }
+                break;
+            }
+            const std::string_view bytes = pool_.front().output.view().substr(passed_);
+            if (!bytes.empty()) {
+                given_ = true;
+                return bytes;
+            }
+            pop();
+        }
+        return stream_->next();
+    }
+
+    std::uint64_t skip(std::uint64_t size) override {
+        giveBack();
+        if (streaming()) {
+            return stream_->skip(size);
+        }
+        std::uint64_t done = skipInFlight(size);
+        while (done < size && reading_) {
+            done += guarded([&] { return skipNext(size - done); });
+        }
+        if (done < size) {
+            endBlocks();
+            done += streaming() ? stream_->skip(size - done) : 0;
+        }
+        return done;
+    }
+
+private:
+    bool streaming() const noexcept { return stream_ != nullptr; }
+
+    void giveBack() {
+        if (std::exchange(given_, false)) {
+            pop();
+        }
+    }
+
+    void pop() {
+        pool_.pop();
+        passed_ = 0;
+    }
+
+    /// Few blocks at first, and after a jump: who reads a little should not pay for more.
+    void readAhead() {
+        while (reading_ && pool_.size() < window_) {
+            guarded([this] {
+                const std::optional<std::size_t> bytes = nextBlock();
+                if (bytes) {
+                    load(*bytes);
+                    window_ > 1 ? pool_.submit() : pool_.submitHere();
+                }
+                return 0;
+            });
+        }
+        window_ = std::min(window_ * 2, largestWindow_);
+    }
+
+    /// Keeps a failure of reading until what was read before it has been given.
+    template <typename Step>
+    std::uint64_t guarded(Step step) {
+        try {
+            return step();
+        } catch (...) {
+            failure_ = std::current_exception();
+            reading_ = false;
+            return 0;
+        }
+    }
+
+    /// Reads the next member's header; the bytes that follow it when it is a block, else reading ends here.
+    std::optional<std::size_t> nextBlock() {
+        header_ = readGzipHeader(*input_, name_);
+        const std::optional<std::size_t> bytes = header_ ? blockBytes(*header_, name_) : std::nullopt;
+        reading_ = bytes.has_value();
+        return bytes;
+    }
+
+    /// Reads the block behind header_ into the pool's next and gives its unpacked size.
+    std::uint32_t load(std::size_t bytes) {
+        Block& block = pool_.next();
+        block.offset = header_->offset;
+        block.input.reserve(bytes);
+        block.input.setSize(bytes);
+        if (input_->read(block.input.data(), bytes) != bytes) {
+            throw truncatedError(name_, input_->offset(), "a gzip member");
+        }
+        return unpackedSize(block.input.data() + bytes - kGzipTrailerBytes);
+    }
+
+    std::uint32_t unpackedSize(const char* trailer) const {
+        const std::uint32_t size = decodeTrailer(trailer).size;
+        if (size > kMaximumBlockBytes) {
+            throw damagedError(name_, memberAt(header_->offset) + ": wrong length: a block of " +
+                                          std::to_string(size) + " bytes, more than " +
+                                          std::to_string(kMaximumBlockBytes));
+        }
+        return size;
+    }
+
+    std::uint64_t skipInFlight(std::uint64_t size) {
+        std::uint64_t done = 0;
+        while (done < size && !pool_.empty()) {
+            const Buffer& input = pool_.oldest().input;
+            const std::uint64_t rest =
+                decodeTrailer(input.data() + input.size() - kGzipTrailerBytes).size - std::uint64_t{passed_};
+            if (size - done < rest) {
+                passed_ += static_cast<std::size_t>(size - done);
+                return size;
+            }
+            done += rest;
+            pop();
+        }
+        return done;
+    }
+
+    /// Passes over the next block, or over the beginning of it, which is then the pool's only one.
+    std::uint64_t skipNext(std::uint64_t size) {
+        const std::optional<std::size_t> bytes = nextBlock();
+        if (!bytes) {
+            return 0;
+        }
+        window_ = 1;
+        if (size >= kMaximumBlockBytes) {
+            return jump(*bytes);
+        }
+        // Only its trailer, behind it, tells whether the block is longer than what is to be skipped.
+        const std::uint32_t unpacked = load(*bytes);
+        if (unpacked <= size) {
+            return unpacked;
+        }
+        pool_.submitHere();
+        passed_ = static_cast<std::size_t>(size);
+        return size;
+    }
+
+    std::uint64_t jump(std::size_t bytes) {
+        char trailer[kGzipTrailerBytes];
+        const std::size_t deflateBytes = bytes - sizeof trailer;
+        if (input_->skip(deflateBytes) != deflateBytes ||
+            input_->read(trailer, sizeof trailer) != sizeof trailer) {
+            throw truncatedError(name_, input_->offset(), "a gzip member");
+        }
+        return unpackedSize(trailer);
+    }
+
+    /// When every block has been given: a failure is due now, or a member that is none.
+    void endBlocks() {
+        if (failure_) {
+            std::rethrow_exception(failure_);
+        }
+        if (header_ && !streaming()) {
+            stream_ = makeStreamDecompressor(makeGzipDecoder(*input_, name_, header_), threads_);
+        }
+    }
+
+    const std::string name_;
+    const unsigned threads_;
+    const std::size_t largestWindow_;
+    std::size_t window_ = 1;  // blocks to have in flight
+    const std::unique_ptr<Input> input_;
+    std::optional<GzipHeader> header_;  // of the member read last; none at the end
+    bool reading_ = true;               // blocks may follow
+    bool given_ = false;                // the pool's front is the caller's
+    std::size_t passed_ = 0;            // bytes of the pool's front that were skipped
+    std::exception_ptr failure_;        // of reading
+    BlockPool pool_;
+    std::unique_ptr<Decompressor> stream_;  // what follows the blocks; uses input_
+};
+
+}  // namespace
+
+std::unique_ptr<Decompressor> makeGzipDecompressor(std::unique_ptr<Input> input, const std::string& name,
+                                                   unsigned threads) {
+    return std::make_unique<GzipDecompressor>(std::move(input), name, threads);
+}
+
+}  // namespace bex::stream

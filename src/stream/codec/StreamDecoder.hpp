@@ -1,0 +1,48 @@
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "stream/codec/Decompressor.hpp"
+#include "stream/codec/Gzip.hpp"
+#include "stream/codec/Input.hpp"
+
+namespace bex::stream {
+
+/// Decodes one member of the package in a single pass. Used by one thread at a time.
+class StreamDecoder {
+public:
+    virtual ~StreamDecoder() = default;
+
+    /// Gives the next `size` bytes; fewer only at the end, when everything has been checked. After an exception,
+    /// thrown as Decompressor::next() does, it only accepts destruction.
+    virtual std::size_t fill(char* buffer, std::size_t size) = 0;
+
+    StreamDecoder(const StreamDecoder&) = delete;
+    StreamDecoder& operator=(const StreamDecoder&) = delete;
+
+protected:
+    StreamDecoder() = default;
+};
+
+// The input must outlive each of these.
+
+/// Members of any kind, from the one on whose header has been read, if there is one.
+std::unique_ptr<StreamDecoder> makeGzipDecoder(Input& input, const std::string& name,
+                                               const std::optional<GzipHeader>& header = {});
+std::unique_ptr<StreamDecoder> makeXzDecoder(Input& input, const std::string& name, const Limits& limits);
+std::unique_ptr<StreamDecoder> makeZstdDecoder(Input& input, const std::string& name, const Limits& limits);
+std::unique_ptr<StreamDecoder> makeBzip2Decoder(Input& input, const std::string& name);
+
+/// Gives what the decoder decodes. With more than one thread the decoder runs ahead, by a bounded number of
+/// chunks, in a thread of its own: it, and the input behind it, must be left alone until this is destroyed.
+/// Destruction waits for a read of the source that is under way.
+std::unique_ptr<Decompressor> makeStreamDecompressor(std::unique_ptr<StreamDecoder> decoder, unsigned threads);
+
+/// Blocks on a pool of threads; the first member that is none, and all behind it, by makeGzipDecoder().
+std::unique_ptr<Decompressor> makeGzipDecompressor(std::unique_ptr<Input> input, const std::string& name,
+                                                   unsigned threads);
+
+}  // namespace bex::stream

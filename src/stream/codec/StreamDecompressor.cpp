@@ -1,0 +1,160 @@
+#include <algorithm>
+#include <condition_variable>
+#include <cstdint>
+#include <exception>
+#include <mutex>
+#include <system_error>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "stream/codec/Buffer.hpp"
+#include "stream/codec/StreamDecoder.hpp"
+
+namespace bex::stream {
+namespace {
+
+constexpr std::size_t kChunkBytes = std::size_t{256} << 10;
+constexpr std::size_t kChunksAhead = 4;
+
+/// A ring of chunks, decoded by the caller until the stream proves longer than one chunk, from then on by a thread
+/// where threads are wanted.
+class StreamDecompressor final : public Decompressor {
+public:
+    StreamDecompressor(std::unique_ptr<StreamDecoder> decoder, unsigned threads)
+        : decoder_(std::move(decoder)), threadWanted_(threads > 1), chunks_(threads > 1 ? kChunksAhead : 1) {}
+
+    ~StreamDecompressor() override {
+        {
+            const std::lock_guard lock(mutex_);
+            stopped_ = true;
+        }
+        room_.notify_one();
+        if (thread_.joinable()) {
+            thread_.join();
+        }
+    }
+
+    std::string_view next() override { return rest_.empty() ? takeChunk() : std::exchange(rest_, {}); }
+
+    std::uint64_t skip(std::uint64_t size) override {
+        std::uint64_t done = 0;
+        while (done < size) {
+            rest_ = next();
+            if (rest_.empty()) {
+                break;
+            }
+            const std::size_t count = static_cast<std::size_t>(std::min<std::uint64_t>(size - done, rest_.size()));
+            rest_.remove_prefix(count);
+            done += count;
+        }
+        return done;
+    }
+
+private:
+    std::string_view takeChunk() {
+        giveBack();
+        if (!thread_.joinable()) {
+            startOrDecode();
+        }
+        std::unique_lock lock(mutex_);
+        decoded_.wait(lock, [this] { return count_ != 0 || ended_; });
+        if (count_ != 0) {
+            given_ = true;
+            return chunks_[head_].view();
+        }
+        if (failure_) {
+            std::rethrow_exception(failure_);
+        }
+        return {};
+    }
+
+    void giveBack() {
+        if (!std::exchange(given_, false)) {
+            return;
+        }
+        {
+            const std::lock_guard lock(mutex_);
+            head_ = (head_ + 1) % chunks_.size();
+            --count_;
+        }
+        room_.notify_one();
+    }
+
+    /// Without a thread, and when all decoded chunks are given back.
+    void startOrDecode() {
+        if (ended_) {
+            return;
+        }
+        if (std::exchange(begun_, true) && threadWanted_) {
+            try {
+                thread_ = std::thread([this] { runAhead(); });
+                return;
+            } catch (const std::system_error&) {
+                threadWanted_ = false;  // no thread to be had: the caller's does as well
+            }
+        }
+        decode(chunks_[head_]);
+    }
+
+    void runAhead() {
+        bool more = true;
+        while (more) {
+            std::unique_lock lock(mutex_);
+            room_.wait(lock, [this] { return stopped_ || count_ < chunks_.size(); });
+            if (stopped_) {
+                return;
+            }
+            Buffer& chunk = chunks_[(head_ + count_) % chunks_.size()];
+            lock.unlock();
+            more = decode(chunk);
+        }
+    }
+
+    /// False when nothing follows.
+    bool decode(Buffer& chunk) {
+        std::exception_ptr failure;
+        std::size_t size = 0;
+        try {
+            chunk.reserve(kChunkBytes);
+            size = decoder_->fill(chunk.data(), kChunkBytes);
+        } catch (...) {
+            failure = std::current_exception();
+        }
+        chunk.setSize(size);
+        const bool ended = failure != nullptr || size < kChunkBytes;
+        {
+            const std::lock_guard lock(mutex_);
+            failure_ = std::move(failure);
+            ended_ = ended;
+            count_ += size != 0 ? 1 : 0;
+        }
+        decoded_.notify_one();
+        return !ended;
+    }
+
+    const std::unique_ptr<StreamDecoder> decoder_;
+    bool threadWanted_;
+    bool begun_ = false;
+    bool given_ = false;     // the chunk at head_ is the caller's
+    std::string_view rest_;  // of that chunk, after a skip
+
+    std::mutex mutex_;  // guards what follows
+    std::condition_variable room_;
+    std::condition_variable decoded_;
+    std::vector<Buffer> chunks_;  // from head_, count_ of them are decoded and not given back
+    std::size_t head_ = 0;
+    std::size_t count_ = 0;
+    bool ended_ = false;
+    bool stopped_ = false;
+    std::exception_ptr failure_;
+    std::thread thread_;  // the owner's alone
+};
+
+}  // namespace
+
+std::unique_ptr<Decompressor> makeStreamDecompressor(std::unique_ptr<StreamDecoder> decoder, unsigned threads) {
+    return std::make_unique<StreamDecompressor>(std::move(decoder), threads);
+}
+
+}  // namespace bex::stream
