@@ -1,0 +1,177 @@
+#pragma once
+
+#include <algorithm>
+#include <cerrno>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <limits>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "Failure.hpp"
+#include "stream/system/System.hpp"
+
+namespace bex::test {
+
+/// The system with one call that fails: the Nth of all, or the Nth of one name. The failing call is not made,
+/// but for closes: those close and report failure, as the kernel does. Every call's name is logged. Threads may
+/// share one once it is set up.
+class FailingSystem : public stream::System {
+public:
+    /// Lets the `nth` call (from 1) fail with `error`; of all calls, or of those named `call`.
+    void failAt(std::size_t nth, int error, std::string call = {}) {
+        nth_ = nth;
+        error_ = error;
+        call_ = std::move(call);
+    }
+    /// Lets every call named `call` fail with `error`.
+    void failAlways(int error, std::string call) {
+        always_ = true;
+        failAt(0, error, std::move(call));
+    }
+    /// Reads and writes move at most `bytes` at once.
+    void limitTransfers(std::size_t bytes) { limit_ = bytes; }
+    /// Is told the name of each call, and its number from 1, before it is made.
+    void watch(std::function<void(const std::string& call, std::size_t nth)> observer) {
+        observer_ = std::move(observer);
+    }
+
+    /// Whether the call that was to fail was reached.
+    bool hasFailed() const { return failed_; }
+    /// The names of the calls in order.
+    const std::vector<std::string>& log() const { return log_; }
+    std::size_t count(std::string_view call) const {
+        return static_cast<std::size_t>(std::count(log_.begin(), log_.end(), call));
+    }
+    void clearLog() { log_.clear(); }
+
+    int openat(int folder, const char* path, int flags, mode_t mode) override {
+        return pass("openat") ? System::openat(folder, path, flags, mode) : -1;
+    }
+    int openBeneath(int folder, const char* path, int flags) override {
+        return pass("openBeneath") ? System::openBeneath(folder, path, flags) : -1;
+    }
+    int close(int descriptor) override {
+        const bool passed = pass("close");
+        const int result = System::close(descriptor);
+        return passed ? result : failing(-1);
+    }
+    ssize_t read(int descriptor, void* buffer, std::size_t size) override {
+        return pass("read") ? System::read(descriptor, buffer, std::min(size, limit_)) : -1;
+    }
+    ssize_t pread(int descriptor, void* buffer, std::size_t size, off_t offset) override {
+        return pass("pread") ? System::pread(descriptor, buffer, std::min(size, limit_), offset) : -1;
+    }
+    ssize_t write(int descriptor, const void* data, std::size_t size) override {
+        return pass("write") ? System::write(descriptor, data, std::min(size, limit_)) : -1;
+    }
+    off_t lseek(int descriptor, off_t offset, int whence) override {
+        return pass("lseek") ? System::lseek(descriptor, offset, whence) : -1;
+    }
+    int ftruncate(int descriptor, off_t size) override {
+        return pass("ftruncate") ? System::ftruncate(descriptor, size) : -1;
+    }
+    int fsync(int descriptor) override { return pass("fsync") ? System::fsync(descriptor) : -1; }
+    int fstat(int descriptor, struct stat* result) override {
+        return pass("fstat") ? System::fstat(descriptor, result) : -1;
+    }
+    int fstatat(int folder, const char* path, struct stat* result, int flags) override {
+        return pass("fstatat") ? System::fstatat(folder, path, result, flags) : -1;
+    }
+    ssize_t readlinkat(int folder, const char* path, char* buffer, std::size_t size) override {
+        return pass("readlinkat") ? System::readlinkat(folder, path, buffer, size) : -1;
+    }
+    int linkat(int fromFolder, const char* from, int toFolder, const char* to, int flags) override {
+        return pass("linkat") ? System::linkat(fromFolder, from, toFolder, to, flags) : -1;
+    }
+    int renameat(int fromFolder, const char* from, int toFolder, const char* to) override {
+        return pass("renameat") ? System::renameat(fromFolder, from, toFolder, to) : -1;
+    }
+    int unlinkat(int folder, const char* path, int flags) override {
+        return pass("unlinkat") ? System::unlinkat(folder, path, flags) : -1;
+    }
+    int mkdirat(int folder, const char* path, mode_t mode) override {
+        return pass("mkdirat") ? System::mkdirat(folder, path, mode) : -1;
+    }
+    int symlinkat(const char* target, int folder, const char* path) override {
+        return pass("symlinkat") ? System::symlinkat(target, folder, path) : -1;
+    }
+    int fchmod(int descriptor, mode_t mode) override {
+        return pass("fchmod") ? System::fchmod(descriptor, mode) : -1;
+    }
+    int fchown(int descriptor, uid_t uid, gid_t gid) override {
+        return pass("fchown") ? System::fchown(descriptor, uid, gid) : -1;
+    }
+    int fchownat(int folder, const char* path, uid_t uid, gid_t gid, int flags) override {
+        return pass("fchownat") ? System::fchownat(folder, path, uid, gid, flags) : -1;
+    }
+    int futimens(int descriptor, const struct timespec times[2]) override {
+        return pass("futimens") ? System::futimens(descriptor, times) : -1;
+    }
+    int utimensat(int folder, const char* path, const struct timespec times[2], int flags) override {
+        return pass("utimensat") ? System::utimensat(folder, path, times, flags) : -1;
+    }
+    DIR* fdopendir(int descriptor) override { return pass("fdopendir") ? System::fdopendir(descriptor) : nullptr; }
+    struct dirent* readdir(DIR* folder) override {
+        return pass("readdir") ? System::readdir(folder) : nullptr;
+    }
+    int closedir(DIR* folder) override {
+        const bool passed = pass("closedir");
+        const int result = System::closedir(folder);
+        return passed ? result : failing(-1);
+    }
+
+private:
+    /// Logs the call; false, with errno set, where it is to fail.
+    bool pass(const char* name) {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        log_.emplace_back(name);
+        if (observer_) {
+            observer_(name, log_.size());
+        }
+        const bool meant = call_.empty() || call_ == name;
+        if (!meant || (!always_ && ++seen_ != nth_)) {
+            return true;
+        }
+        failed_ = true;
+        failing(0);
+        return false;
+    }
+    int failing(int result) const {
+        errno = error_;
+        return result;
+    }
+
+    std::size_t nth_ = 0;
+    int error_ = 0;
+    std::string call_;
+    bool always_ = false;
+    std::size_t limit_ = std::numeric_limits<std::size_t>::max();
+    std::function<void(const std::string&, std::size_t)> observer_;
+    std::mutex mutex_;
+    std::vector<std::string> log_;
+    std::size_t seen_ = 0;
+    bool failed_ = false;
+};
+
+/// Runs `action(system)` with the first call failing, then with the second, and so on until none is left that
+/// could fail; after each run `check(failure, call)` is given the action's message, "" for success, and the
+/// call's name. `action` must throw where it fails.
+template <typename Action, typename Check>
+void failEachCall(int error, Action action, Check check) {
+    for (std::size_t nth = 1;; ++nth) {
+        FailingSystem system;
+        system.failAt(nth, error);
+        const std::string failure = failureOf([&] { action(system); });
+        if (!system.hasFailed()) {
+            return;
+        }
+        check(failure, system.log()[nth - 1]);
+    }
+}
+
+}  // namespace bex::test
