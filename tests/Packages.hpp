@@ -1,0 +1,134 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <ctime>
+#include <filesystem>
+#include <iostream>
+#include <list>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "Failure.hpp"
+#include "TemporaryDirectory.hpp"
+#include "bex/ArArchive.hpp"
+#include "bex/MemoryMappedFile.hpp"
+#include "bex/TarGzArchive.hpp"
+#include "bex/ZRBex.hpp"
+
+namespace bex::test {
+
+namespace fs = std::filesystem;
+
+/// Names and bytes of files, in order.
+using Contents = std::vector<std::pair<std::string, std::string>>;
+using Strings = std::vector<std::string>;
+
+/// An entry as libarchive itself reads it.
+struct Entry {
+    std::string name;
+    std::string bytes;
+    mode_t mode = 0;
+    long uid = 0;
+    std::time_t mtime = 0;
+};
+/// All entries of the bytes of an ar or tar.gz archive; throws when libarchive complains of anything.
+std::vector<Entry> entriesOf(const std::string& archive);
+Contents contentsOf(const std::string& archive);
+/// The bytes of one member of the package file `path`.
+std::string memberOf(const std::string& path, const std::string& member);
+/// Both outputs of a shell command; throws when it ends with anything but 0.
+std::string outputOf(const std::string& command);
+
+/// Bytes that no compressor makes smaller, always the same.
+std::string randomBytes(std::size_t size);
+std::string gzip(const std::string& bytes);
+/// A tar header, with `size` as its raw size field unless that is empty, and the padded data.
+std::string tarEntry(const std::string& name, const std::string& bytes, char type = '0', std::string size = "");
+/// The same behind a pax header with these records.
+std::string paxEntry(const Contents& records, const std::string& name, const std::string& bytes);
+std::string tarGz(const std::string& entries);
+/// A member of an ar file; its size field lies when it is not empty.
+struct Member {
+    std::string name;
+    std::string bytes;
+    std::string size;
+};
+std::string arFile(const std::vector<Member>& members);
+/// The fewest fields that load.
+inline const std::string kControl = "Description: d\nPackage: p\nVersion: 1\n";
+/// A package with this payload of tar entries.
+std::string packageOf(const std::string& entries, const std::string& control = kControl);
+
+/// A record with a buffer, both of which somebody else has to release.
+sFileInMemory* newRecord(const std::string& name, const std::string& bytes);
+
+/// A package object that releases the records and buffers which its ownership rules leave to the caller.
+class Package : public ZRBex {
+public:
+    Package() = default;
+    explicit Package(const std::string& path) : Package() { open(path); }
+    ~Package() override;
+    Package(const Package&) = delete;
+    Package& operator=(const Package&) = delete;
+
+    Package& with(const std::string& name, const std::string& bytes);
+    Package& withFields();
+    /// Remembers that the payload's records are gone once the close got as far as the payload.
+    void close() override;
+    Contents payload() const;
+
+private:
+    std::vector<std::unique_ptr<char[]>> buffers_;
+    bool handedOver_ = false;
+};
+
+/// An archive to be written, with all that must outlive it.
+template <typename Kind>
+struct Filled {
+    std::list<FileOnDisk> disk;
+    std::list<std::unique_ptr<char[]>> buffers;
+    Kind archive;
+
+    Filled& with(const std::string& name, const std::string& bytes) {
+        sFileInMemory* record = newRecord(name, bytes);
+        buffers.emplace_back(record->bytes_);
+        archive.add(record);
+        return *this;
+    }
+    Filled& withDisk(const std::string& path, const std::string& name) {
+        archive.add(&disk.emplace_back(FileOnDisk{path, name}));
+        return *this;
+    }
+    /// What writeArchiveInMemory() gives.
+    std::string written() {
+        const std::unique_ptr<sFileInMemory> record(archive.writeArchiveInMemory("x.tar.gz"));
+        const std::unique_ptr<char[]> buffer(record->bytes_);
+        return {record->bytes_, record->size_};
+    }
+};
+
+/// An archive's contents by its own copies.
+Contents copiesOf(const Archive& archive);
+/// What reading gives. Names must differ, or a buffer stays out of reach.
+Contents loadedAr(const std::string& path);
+Contents loadedTarGz(const std::string& bytes);
+
+/// Collects standard output as long as it lives.
+class CapturedOutput {
+public:
+    CapturedOutput() : before_(std::cout.rdbuf(text_.rdbuf())) {}
+    ~CapturedOutput() { std::cout.rdbuf(before_); }
+    CapturedOutput(const CapturedOutput&) = delete;
+    CapturedOutput& operator=(const CapturedOutput&) = delete;
+    std::string text() const { return text_.str(); }
+
+private:
+    std::ostringstream text_;
+    std::streambuf* before_;
+};
+
+}  // namespace bex::test

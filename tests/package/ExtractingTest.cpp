@@ -1,0 +1,132 @@
+#include <gtest/gtest.h>
+
+#include <boost/filesystem/exception.hpp>
+#include <set>
+
+#include "Packages.hpp"
+
+namespace bex::test {
+namespace {
+
+using Paths = std::set<std::string>;
+
+/// Everything below `dir`, directories with a slash.
+Paths treeOf(const fs::path& dir) {
+    Paths found;
+    for (const fs::directory_entry& entry : fs::recursive_directory_iterator(dir)) {
+        found.insert(entry.path().lexically_relative(dir).string() + (entry.is_directory() ? "/" : ""));
+    }
+    return found;
+}
+
+TEST(Extracting, WritesBelowTheDestinationAndNowhereElse) {
+    const struct {
+        const char* name;
+        const char* top;
+        Paths found;
+    } cases[] = {
+        {"f", "", {"f"}},
+        {"a/b/f", "", {"a/", "a/b/", "a/b/f"}},
+        {"./a/f", "", {"a/", "a/f"}},
+        {"a/../f", "", {"a/", "f"}},
+        {"a/./f", "", {"a/", "a/f"}},
+        {"/etc/f", "", {"etc/", "etc/f"}},
+        {"//etc//f", "", {"etc/", "etc/f"}},
+        {"d/", "", {"d/"}},
+        {"..f", "", {"..f"}},
+        {"../f", "", {}},
+        {"../../f", "", {}},
+        {"/../f", "", {}},
+        {"./../f", "", {}},
+        {"../new/f", "", {}},
+        {"..", "", {}},
+        {".", "", {}},
+        {"/", "", {}},
+        {"", "", {}},
+        {"f", "x", {"x"}},
+        {"./usr/bin/f", "opt", {"opt/", "opt/usr/", "opt/usr/bin/", "opt/usr/bin/f"}},
+        {"usr/bin/f", "opt", {"opt/", "opt/bin/", "opt/bin/f"}},
+        {"/usr/f", "opt", {"opt/", "opt/usr/", "opt/usr/f"}},
+        {"../f", "opt", {"opt/", "opt/f"}},
+        {"usr/f", "a/b", {"a/", "a/b/", "a/b/f"}},
+    };
+    for (const auto& c : cases) {
+        const TemporaryDirectory dir;
+        fs::create_directories(dir / "in/dest");
+        Paths expected{"in/", "in/dest/"};
+        for (const std::string& path : c.found) {
+            expected.insert("in/dest/" + path);
+        }
+        Package package;
+        package.with(c.name, "bytes");
+        EXPECT_EQ(failureOf([&] { package.extract(dir / "in/dest", c.top); }), "");
+        EXPECT_EQ(treeOf(dir.path()), expected) << '"' << c.name << "\" with \"" << c.top << '"';
+    }
+}
+
+TEST(Extracting, SkipsWhatItCannotWriteAndWritesTheRest) {
+    const TemporaryDirectory dir;
+    dir.write("dest/old", "longer than the new");
+    fs::create_directory(dir / "dest/directory");
+    const std::string bytes("\0\r\n\xff", 4);
+    Package package;
+    package.add(dir.write("disk", "d"), "disk");
+    package.with("", "no name")
+        .with("a/../../x", "out")
+        .with("directory", "in the way")
+        .with(std::string(300, 'n'), "");
+    package.with("old", "new").with("a/b", bytes).with("a/c", "").with("/a/c", "last of a name");
+    for (const std::string& destination : {dir / "dest", dir / "dest/"}) {
+        EXPECT_EQ(failureOf([&] { package.extract(destination, ""); }), "");
+        EXPECT_EQ(treeOf(dir.path()),
+                  (Paths{"disk", "dest/", "dest/a/", "dest/a/b", "dest/a/c", "dest/directory/", "dest/old"}));
+        EXPECT_EQ(dir.read("dest/old"), "new");
+        EXPECT_EQ(dir.read("dest/a/b"), bytes);
+        EXPECT_EQ(dir.read("dest/a/c"), "last of a name");
+    }
+    EXPECT_EQ(failureOf([&] { package.extract(dir / "dest", "top/below"); }), "")
+        << "a nameless entry does not stand where the replacement's directory should";
+    EXPECT_EQ(dir.read("dest/top/below/b"), bytes);
+    EXPECT_FALSE(fs::exists(dir / "x"));
+}
+
+TEST(Extracting, NeedsADirectoryToWriteTo) {
+    const TemporaryDirectory dir;
+    Package package;
+    package.with("f", "1");
+    for (const std::string& place : {dir / "missing", dir.write("file", "f"), std::string()}) {
+        EXPECT_EQ(
+            failureOf([&] { package.extract(place, ""); }),
+            "Can't extract bex file to `" + place + "': `" + place + "' does not exist or is not a directory.");
+    }
+    EXPECT_EQ(treeOf(dir.path()), Paths{"file"});
+}
+
+TEST(Extracting, PassesOnThatAFileStandsWhereADirectoryShould) {
+    const TemporaryDirectory dir;
+    Package package;
+    package.with("a", "file").with("a/b", "below it").with("after", "");
+    EXPECT_THROW(package.extract(dir / "", ""), boost::filesystem::filesystem_error);
+    EXPECT_EQ(dir.read("a"), "file") << "what was written before stays";
+}
+
+TEST(Extracting, GivesBackTheTreeThatWasPackaged) {
+    const TemporaryDirectory dir;
+    const CapturedOutput output;
+    dir.write("tree/a/b/c", randomBytes(100000));
+    dir.write("tree/.hidden", "h");
+    fs::create_directories(dir / "tree/empty/below");
+    {
+        Package package(dir / "p.bex");
+        package.withFields().add(dir / "tree", "usr/share");
+        package.close();
+    }
+    Package package(dir / "p.bex");
+    fs::create_directory(dir / "out");
+    package.extract(dir / "out", "");
+    EXPECT_EQ(outputOf("diff -r " + (dir / "tree") + " " + (dir / "out/usr/share")), "");
+    EXPECT_EQ(treeOf(dir / "out/usr/share"), treeOf(dir / "tree"));
+}
+
+}  // namespace
+}  // namespace bex::test
