@@ -10,15 +10,20 @@ namespace bex::stream {
 class System;
 
 /// A file that appears under its name whole or not at all: the bytes go to an unnamed file in the target's
-/// folder (a named temporary one where the file system has none), which commit() syncs and renames over the
-/// target. Destroyed without commit(), it leaves the old file alone and nothing else behind.
-/// The new file has the permissions that the process's umask gives a new file.
+/// folder (one with a hidden temporary name, ".bex-" and random digits, where the system has no unnamed files),
+/// which commit() syncs and renames over the target. Destroyed without commit(), it leaves the old file alone and
+/// nothing else behind. A process that is killed leaves the target old or new; in the moment of commit(), or
+/// where the temporary file has a name, that name may stay.
+/// The new file has the permissions that the process's umask gives a new file. The folder must be readable.
+///
+/// A symlink under the target's name is itself replaced, and what it leads to is left alone.
 class BEX_EXPORT AtomicFile : public Sink {
 public:
-    /// Opens the temporary file. Throws StreamError (`inputOutput`) when that fails, or when something other
-    /// than a regular file stands under `path`.
+    /// Opens the temporary file. Throws StreamError (`inputOutput`) when that fails, or when `path` is, or leads
+    /// by a symlink to, something other than a regular file. A symlink into /proc counts as such: /dev/stdout
+    /// is nothing to be replaced.
     explicit AtomicFile(std::string path);
-    /// The same with the system's calls replaced; for tests.
+    /// The same with the system's calls replaced; for tests. `system` must outlive this.
     AtomicFile(std::string path, System& system);
     ~AtomicFile() override;
 
