@@ -111,7 +111,15 @@ std::string sectionFault(std::string_view value) {
 }
 
 std::string priorityFault(std::string_view value) {
-    return consistsOf(value, mayStandInPriority) ? "" : "must be a word of lower-case letters";
+    if (!consistsOf(value, mayStandInPriority)) {
+        return "must be a word of lower-case letters";
+    }
+    for (const std::string_view known : {"required", "important", "standard", "optional", "extra", "unknown"}) {
+        if (value.size() > known.size() && value.substr(0, known.size()) == known) {
+            return "must not be a word that begins with another priority";
+        }
+    }
+    return {};
 }
 
 std::string sizeFault(std::string_view value) {

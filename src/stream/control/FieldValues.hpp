@@ -25,6 +25,8 @@ std::string sourceFault(std::string_view value);
 /// Words of letters, digits, ".", "+", "_" and "-", with "/" between an archive area and a section.
 std::string sectionFault(std::string_view value);
 
+/// A lower-case word; "optional" and the like, or one of the packager's own. dpkg reads "optionals" as "optional"
+/// with garbage behind it.
 std::string priorityFault(std::string_view value);
 
 /// Kibibytes, in digits.

@@ -51,7 +51,7 @@ const FieldCase fieldCases[] = {
      {"ab", "ab (1.0)", "ab (1:2-3)"},
      {"Ab", "a", "ab (", "ab ()", "ab (x)", "ab 1.0", "ab(1)", "ab (1) x"}},
     {"Section", {"admin", "non-free/x11"}, {"x y", "/x", "x/", "a//b", "\xC3\xA9", "a\nb"}},
-    {"Priority", {"optional", "required"}, {"Foo", "foo bar", "\xC3\xA9"}},
+    {"Priority", {"optional", "extra", "opt", "my-own"}, {"optionals", "extra-1", "Foo", "foo bar", "\xC3\xA9"}},
     {"Installed-Size", {"0", "12", "99999999999999999999"}, {"-1", "+1", "x", "1.5", "12 kB", "12\n"}},
     {"Essential", {"yes", "no", "YES"}, {"maybe", "true", "yes x", "yes\nx"}},
     {"Protected", {"yes", "No"}, {"x", "1"}},
