@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <functional>
 #include <limits>
+#include <map>
 #include <mutex>
 #include <string>
 #include <string_view>
@@ -28,11 +29,8 @@ public:
         error_ = error;
         call_ = std::move(call);
     }
-    /// Lets every call named `call` fail with `error`.
-    void failAlways(int error, std::string call) {
-        always_ = true;
-        failAt(0, error, std::move(call));
-    }
+    /// Lets every call named `call` fail with `error`, beside what failAt() chose.
+    void failAlways(int error, const std::string& call) { always_[call] = error; }
     /// Reads and writes move at most `bytes` at once.
     void limitTransfers(std::size_t bytes) { limit_ = bytes; }
     /// Is told the name of each call, and its number from 1, before it is made.
@@ -40,7 +38,7 @@ public:
         observer_ = std::move(observer);
     }
 
-    /// Whether the call that was to fail was reached.
+    /// Whether the call that failAt() chose was reached.
     bool hasFailed() const { return failed_; }
     /// The names of the calls in order.
     const std::vector<std::string>& log() const { return log_; }
@@ -57,8 +55,9 @@ public:
     }
     int close(int descriptor) override {
         const bool passed = pass("close");
+        const int error = errno;
         const int result = System::close(descriptor);
-        return passed ? result : failing(-1);
+        return passed ? result : failWith(error);
     }
     ssize_t read(int descriptor, void* buffer, std::size_t size) override {
         return pass("read") ? System::read(descriptor, buffer, std::min(size, limit_)) : -1;
@@ -121,11 +120,17 @@ public:
     }
     int closedir(DIR* folder) override {
         const bool passed = pass("closedir");
+        const int error = errno;
         const int result = System::closedir(folder);
-        return passed ? result : failing(-1);
+        return passed ? result : failWith(error);
     }
 
 private:
+    static int failWith(int error) {
+        errno = error;
+        return -1;
+    }
+
     /// Logs the call; false, with errno set, where it is to fail.
     bool pass(const char* name) {
         const std::lock_guard<std::mutex> lock(mutex_);
@@ -133,23 +138,23 @@ private:
         if (observer_) {
             observer_(name, log_.size());
         }
-        const bool meant = call_.empty() || call_ == name;
-        if (!meant || (!always_ && ++seen_ != nth_)) {
+        if ((call_.empty() || call_ == name) && ++seen_ == nth_) {
+            failed_ = true;
+            errno = error_;
+            return false;
+        }
+        const auto rule = always_.find(name);
+        if (rule == always_.end()) {
             return true;
         }
-        failed_ = true;
-        failing(0);
+        errno = rule->second;
         return false;
-    }
-    int failing(int result) const {
-        errno = error_;
-        return result;
     }
 
     std::size_t nth_ = 0;
     int error_ = 0;
     std::string call_;
-    bool always_ = false;
+    std::map<std::string, int, std::less<>> always_;
     std::size_t limit_ = std::numeric_limits<std::size_t>::max();
     std::function<void(const std::string&, std::size_t)> observer_;
     std::mutex mutex_;
@@ -160,7 +165,7 @@ private:
 
 /// Runs `action(system)` with the first call failing, then with the second, and so on until none is left that
 /// could fail; after each run `check(failure, call)` is given the action's message, "" for success, and the
-/// call's name. `action` must throw where it fails.
+/// call's name. `action` must throw where it fails; it may set the system up.
 template <typename Action, typename Check>
 void failEachCall(int error, Action action, Check check) {
     for (std::size_t nth = 1;; ++nth) {
