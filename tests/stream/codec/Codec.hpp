@@ -1,0 +1,159 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <random>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+#include "TemporaryDirectory.hpp"
+#include "bex/stream/StreamError.hpp"
+#include "stream/MemorySource.hpp"
+#include "stream/codec/CompressingSink.hpp"
+#include "stream/codec/Decompressor.hpp"
+
+namespace bex::test {
+
+/// `size` bytes that compress somewhat, the same for the same `seed`.
+inline std::string text(std::size_t size, unsigned seed = 1) {
+    std::minstd_rand random(seed);
+    std::string bytes;
+    bytes.reserve(size + 32);
+    while (bytes.size() < size) {
+        bytes += "line " + std::to_string(random() % 5000) + (random() % 9 == 0 ? "\n" : " of text, ");
+    }
+    bytes.resize(size);
+    return bytes;
+}
+
+/// `size` bytes that do not compress.
+inline std::string noise(std::size_t size, unsigned seed = 1) {
+    std::mt19937 random(seed);
+    std::string bytes(size, '\0');
+    for (char& byte : bytes) {
+        byte = static_cast<char>(random());
+    }
+    return bytes;
+}
+
+/// Keeps what is written; from `writesLeft` calls on it fails.
+class StringSink : public stream::Sink {
+public:
+    explicit StringSink(std::size_t writesLeft = static_cast<std::size_t>(-1)) : writesLeft_(writesLeft) {}
+
+    void write(const char* data, std::size_t size) override {
+        if (writesLeft_ == 0) {
+            throw stream::StreamError(stream::ErrorKind::inputOutput, "target: full");
+        }
+        --writesLeft_;
+        ++writes;
+        bytes.append(data, size);
+    }
+
+    std::string bytes;
+    std::size_t writes = 0;
+
+private:
+    std::size_t writesLeft_;
+};
+
+inline std::string compressed(std::string_view data, const stream::CompressionSettings& settings,
+                              std::size_t piece = static_cast<std::size_t>(-1)) {
+    StringSink out;
+    stream::CompressingSink sink(out, settings);
+    for (std::string_view left = data; !left.empty();) {
+        const std::string_view now = left.substr(0, piece);
+        sink.write(now.data(), now.size());
+        left.remove_prefix(now.size());
+    }
+    sink.finish();
+    return out.bytes;
+}
+
+/// gzip blocks of `blockBytes`.
+inline std::string blocks(std::string_view data, std::size_t blockBytes, int level = 6) {
+    return compressed(data, {stream::Compression::gzip, level, 1, blockBytes});
+}
+
+/// All that the decompressor gives; `done` keeps what was there before a failure.
+inline std::string drain(stream::Decompressor& from, std::string* done = nullptr) {
+    std::string bytes;
+    std::string& all = done != nullptr ? *done : bytes;
+    for (std::string_view chunk = from.next(); !chunk.empty(); chunk = from.next()) {
+        all += chunk;
+    }
+    return all;
+}
+
+inline std::string decompressed(const std::string& bytes, stream::Compression compression, unsigned threads = 1,
+                                std::size_t step = static_cast<std::size_t>(-1)) {
+    MemorySource source(bytes, step);
+    return drain(*stream::openDecompressor(source, compression, "it", {threads, {}}));
+}
+
+/// What an independent program makes of `input`; throws when it fails.
+inline std::string piped(const std::string& command, std::string_view input) {
+    const TemporaryDirectory folder;
+    const std::string in = folder.write("in", input);
+    const std::string line = "cd '" + folder.path().string() + "' && " + command + " < in > out 2> log";
+    if (std::system(line.c_str()) != 0) {
+        throw std::runtime_error(command + ": " + folder.read("log"));
+    }
+    return folder.read("out");
+}
+
+inline std::string bytesOf(std::string_view hexadecimal) {
+    std::string bytes;
+    for (std::size_t i = 0; i + 1 < hexadecimal.size(); i += 2) {
+        bytes += static_cast<char>(std::stoi(std::string(hexadecimal.substr(i, 2)), nullptr, 16));
+    }
+    return bytes;
+}
+
+/// Little endian.
+inline std::string number(std::uint64_t value, std::size_t bytes) {
+    std::string text;
+    for (std::size_t i = 0; i < bytes; ++i) {
+        text += static_cast<char>(value >> (8 * i));
+    }
+    return text;
+}
+
+inline std::uint32_t numberAt(std::string_view bytes, std::size_t offset) {
+    std::uint32_t value = 0;
+    for (std::size_t i = 4; i-- > 0;) {
+        value = value << 8 | static_cast<unsigned char>(bytes.at(offset + i));
+    }
+    return value;
+}
+
+// gzip members made by hand.
+
+/// A member with these flags and, behind the fixed header, what they announce.
+inline std::string gzipMember(std::string_view data, int flags = 0, const std::string& optional = "") {
+    const std::string member = piped("gzip -nc", data);
+    return member.substr(0, 3) + static_cast<char>(flags) + member.substr(4, 6) + optional + member.substr(10);
+}
+
+/// An extra field of one subfield.
+inline std::string subfield(const std::string& id, const std::string& value) {
+    return number(4 + value.size(), 2) + id + number(value.size(), 2) + value;
+}
+
+/// A member that says of itself to be `more` bytes longer than it is.
+inline std::string lengthMember(std::string_view data, int more = 0) {
+    const std::size_t length = gzipMember(data, 4, subfield("BX", "....")).size();
+    return gzipMember(data, 4, subfield("BX", number(length + static_cast<std::size_t>(more), 4)));
+}
+
+/// A member with a header checksum that is `wrongBy` off.
+inline std::string headerCheckedMember(std::string_view data, unsigned wrongBy = 0) {
+    const std::string header = gzipMember(data, 2).substr(0, 10);
+    const std::string checked = piped("gzip -nc", header);
+    const std::uint32_t crc = numberAt(checked, checked.size() - 8);
+    return gzipMember(data, 2, number(crc + wrongBy, 2));
+}
+
+}  // namespace bex::test

@@ -1,0 +1,166 @@
+#include "stream/codec/CompressingSink.hpp"
+
+#include <gtest/gtest.h>
+
+#include <initializer_list>
+#include <string>
+#include <vector>
+
+#include "Failure.hpp"
+#include "stream/codec/Codec.hpp"
+#include "stream/codec/Encoder.hpp"
+
+namespace bex::test {
+namespace {
+
+using stream::CompressingSink;
+using stream::Compression;
+using stream::CompressionSettings;
+
+TEST(CompressingSink, IsReadByTheFormatsOwnPrograms) {
+    constexpr std::size_t kBlock = 5000;
+    const std::size_t zstdBlock = stream::zstdBlockBytes(1);
+    const struct {
+        const char* program;
+        Compression compression;
+        std::vector<int> levels;
+        std::vector<std::size_t> sizes;
+    } cases[] = {
+        {"gzip -dc", Compression::gzip, {0, 1, 6, 12}, {0, 1, kBlock - 1, kBlock, kBlock + 1, 9 * kBlock + 3}},
+        {"zstd -dc", Compression::zstd, {1}, {0, 1, zstdBlock - 1, zstdBlock, zstdBlock + 1, 3 * zstdBlock}},
+        {"zstd -dc", Compression::zstd, {19}, {0, 70000}},
+        {"xz -dc", Compression::xz, {0, 6}, {0, 1, 300000}},
+        {"cat", Compression::none, {0}, {0, 1, 70000}},
+    };
+    for (const auto& c : cases) {
+        for (const int level : c.levels) {
+            for (const std::size_t size : c.sizes) {
+                SCOPED_TRACE(std::string(c.program) + " level " + std::to_string(level) + " size " +
+                             std::to_string(size));
+                const std::string data = text(size);
+                const std::string stream = compressed(data, {c.compression, level, 2, kBlock});
+                EXPECT_TRUE(piped(c.program, stream) == data);
+            }
+        }
+    }
+}
+
+TEST(CompressingSink, GivesTheSameBytesForAnyThreadsAndPieces) {
+    const std::string data = text(200000) + noise(60000) + std::string(200000, '\0');
+    const std::string large = data + text(9 << 20);
+    const struct {
+        CompressionSettings settings;
+        std::string data;
+    } cases[] = {
+        {{Compression::gzip, 6, 1, 10000}, data},
+        {{Compression::gzip, 12, 1, 100000}, data},
+        {{Compression::zstd, 1, 1, 10000}, large},
+        {{Compression::xz, 0, 1, 10000}, data + text(2 << 20)},
+    };
+    for (const auto& c : cases) {
+        const std::string expected = compressed(c.data, c.settings);
+        for (const unsigned threads : {2U, 3U, 8U}) {
+            for (const std::size_t piece : {std::size_t{777}, c.data.size()}) {
+                CompressionSettings settings = c.settings;
+                settings.threads = threads;
+                EXPECT_TRUE(compressed(c.data, settings, piece) == expected)
+                    << nameOf(settings.compression) << " with " << threads << " threads, pieces of " << piece;
+            }
+        }
+    }
+}
+
+TEST(CompressingSink, WritesGzipMembersThatTellTheirLengthAndNothingOfTheirOrigin) {
+    constexpr std::size_t kBlock = 4096;
+    const std::string data = text(3 * kBlock + 5);
+    const std::string stream = blocks(data, kBlock);
+    const std::string before = bytesOf("1f8b08040000000000ff080042580400");
+    std::size_t members = 0;
+    for (std::size_t at = 0; at < stream.size(); at += numberAt(stream, at + 16), ++members) {
+        ASSERT_EQ(stream.substr(at, before.size()), before) << members;
+        const std::string member = stream.substr(at, numberAt(stream, at + 16));
+        EXPECT_TRUE(piped("gzip -dc", member) == data.substr(members * kBlock, kBlock)) << members;
+    }
+    EXPECT_EQ(members, 4U);
+}
+
+TEST(CompressingSink, KeepsIncompressibleDataAtTheSizeOfStoredBlocks) {
+    constexpr std::size_t kBlock = 200000;
+    const std::string data = noise(5 * kBlock);
+    const std::size_t stored = data.size() + 5 * (20 + 8 + 5 * (kBlock / 65535 + 1));
+    for (const int level : {0, 1, 6, 9, 12}) {
+        EXPECT_LE(blocks(data, kBlock, level).size(), stored) << "gzip level " << level;
+    }
+    EXPECT_LE(compressed(data, {Compression::zstd, 3}).size(), stored);
+    EXPECT_LE(compressed(data, {Compression::xz, 6}).size(), stored);
+}
+
+TEST(CompressingSink, RefusesSettingsThatTheFormatDoesNotKnow) {
+    const struct {
+        CompressionSettings settings;
+        const char* failure;
+    } cases[] = {
+        {{Compression::gzip, -1}, "compression level -1: gzip has levels 0 to 12"},
+        {{Compression::gzip, 13}, "compression level 13: gzip has levels 0 to 12"},
+        {{Compression::zstd, 0}, "compression level 0: zstd has levels 1 to 19"},
+        {{Compression::zstd, 20}, "compression level 20: zstd has levels 1 to 19"},
+        {{Compression::xz, 10}, "compression level 10: xz has levels 0 to 9"},
+        {{Compression::bzip2, 6}, "compression bzip2 is read, not written"},
+        {{Compression::gzip, 6, 1, 0}, "compression blocks of 0 bytes: must be 1 to 4194304"},
+        {{Compression::gzip, 6, 1, 4194305}, "compression blocks of 4194305 bytes: must be 1 to 4194304"},
+        {{Compression::gzip, 12, 1, 4194304}, ""},
+    };
+    for (const auto& c : cases) {
+        StringSink out;
+        EXPECT_EQ(failureOf([&] { CompressingSink(out, c.settings); }), c.failure);
+    }
+}
+
+TEST(CompressingSink, HandsAFailureOfTheTargetToTheWriterAtEveryWrite) {
+    const std::string data = noise(50000);
+    for (const Compression compression :
+         {Compression::gzip, Compression::zstd, Compression::xz, Compression::none}) {
+        for (const unsigned threads : {1U, 3U}) {
+            SCOPED_TRACE(std::string(nameOf(compression)) + " threads " + std::to_string(threads));
+            const CompressionSettings settings{compression, 6, threads, 3000};
+            const auto writeAll = [&](CompressingSink& sink) {
+                for (std::size_t at = 0; at < data.size(); at += 10000) {
+                    sink.write(data.data() + at, 10000);
+                }
+                sink.finish();
+            };
+            std::size_t writes = 0;
+            for (bool failed = true; failed; ++writes) {
+                StringSink out(writes);
+                CompressingSink sink(out, settings);
+                const std::string failure = failureOf([&] { writeAll(sink); });
+                failed = !failure.empty();
+                if (failed) {
+                    EXPECT_EQ(failure, "target: full");
+                    EXPECT_EQ(failureOf([&] { sink.finish(); }), "target: full") << "a failed sink never succeeds";
+                    EXPECT_EQ(out.writes, writes);
+                }
+            }
+            EXPECT_GE(writes, 2U);
+        }
+    }
+}
+
+TEST(CompressingSink, WritesNothingMoreWhenItIsDestroyedMidWay) {
+    for (const Compression compression : {Compression::gzip, Compression::zstd, Compression::xz}) {
+        for (const unsigned threads : {1U, 4U}) {
+            StringSink out;
+            std::size_t written = 0;
+            {
+                CompressingSink sink(out, {compression, 1, threads, 1000});
+                const std::string data = text(3 << 20);
+                sink.write(data.data(), data.size());
+                written = out.writes;
+            }
+            EXPECT_EQ(out.writes, written) << nameOf(compression) << " with " << threads << " threads";
+        }
+    }
+}
+
+}  // namespace
+}  // namespace bex::test

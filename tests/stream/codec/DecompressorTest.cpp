@@ -1,0 +1,242 @@
+#include "stream/codec/Decompressor.hpp"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <memory>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "Failure.hpp"
+#include "stream/codec/Codec.hpp"
+
+namespace bex::test {
+namespace {
+
+using stream::Compression;
+using stream::Decompressor;
+using stream::openDecompressor;
+
+constexpr unsigned kThreads[] = {1, 2, 5};
+
+TEST(Decompressor, ReadsWhatTheFormatsOwnProgramsWrite) {
+    const std::string data = text(700000) + noise(50000) + std::string(900000, '\0');
+    const struct {
+        const char* program;
+        Compression compression;
+        std::size_t copies = 1;
+    } cases[] = {
+        {"gzip -c", Compression::gzip},
+        {"gzip -1c", Compression::gzip},
+        {"gzip -c - in", Compression::gzip, 2},
+        {"xz -c", Compression::xz},
+        {"xz -0 --block-size=100000 -Ccrc32 -c", Compression::xz},
+        {"xz -Csha256 -c - in", Compression::xz, 2},
+        {"xz -Cnone -c", Compression::xz},
+        {"zstd -c", Compression::zstd},
+        {"zstd --no-check -19 -c", Compression::zstd},
+        {"cp in a; zstd -c a in", Compression::zstd, 2},
+        {"bzip2 -c", Compression::bzip2},
+        {"cp in a; bzip2 -1c a in", Compression::bzip2, 2},
+        {"cat", Compression::none},
+    };
+    for (const std::size_t size : {std::size_t{0}, std::size_t{20000}, data.size()}) {
+        for (const auto& c : cases) {
+            SCOPED_TRACE(c.program + (" size " + std::to_string(size)));
+            const std::string part = data.substr(0, size);
+            const std::string expected = c.copies == 1 ? part : part + part;
+            const std::string stream = piped(c.program, part);
+            for (const unsigned threads : kThreads) {
+                EXPECT_TRUE(decompressed(stream, c.compression, threads) == expected) << threads;
+                EXPECT_TRUE(decompressed(stream, c.compression, threads, 509) == expected) << threads;
+            }
+            if (size < data.size()) {
+                EXPECT_TRUE(decompressed(stream, c.compression, 1, 1) == expected) << "byte by byte";
+            }
+        }
+    }
+}
+
+TEST(Decompressor, ReadsBlocksOfEverySize) {
+    constexpr std::size_t kBlock = 5000;
+    for (const std::size_t size :
+         {std::size_t{0}, std::size_t{1}, kBlock - 1, kBlock, kBlock + 1, 50 * kBlock + 7}) {
+        const std::string data = text(size);
+        for (const unsigned threads : kThreads) {
+            EXPECT_TRUE(decompressed(blocks(data, kBlock), Compression::gzip, threads) == data) << size;
+            EXPECT_TRUE(decompressed(blocks(data, kBlock, 0), Compression::gzip, threads, 333) == data) << size;
+        }
+    }
+    const std::string data = noise(9 << 20);
+    EXPECT_TRUE(decompressed(blocks(data, 4 << 20), Compression::gzip, 2) == data) << "the largest blocks";
+    EXPECT_TRUE(decompressed(compressed(data, {Compression::zstd, 1, 2}), Compression::zstd, 2) == data);
+}
+
+TEST(Decompressor, ReadsGzipMembersOfEveryKindInEveryOrder) {
+    const std::string data = text(3000);
+    const std::string texts("a name\0a comment\0", 17);
+    const std::string members[] = {
+        blocks(data, 1000),
+        lengthMember(data),
+        headerCheckedMember(data),
+        gzipMember(data),
+        gzipMember(data, 1 | 4 | 8 | 16, subfield("ab", "xyz") + texts),
+        gzipMember(data, 4, subfield("BX", "\1\2")),
+        gzipMember(data, 4, number(6, 2) + "BX" + number(200, 2) + "zz"),
+        gzipMember(data, 4, number(3, 2) + "BX\4"),
+    };
+    for (const std::string& first : members) {
+        EXPECT_TRUE(piped("gzip -dc", first) == data) << "the sample itself";
+        for (const std::string& second : members) {
+            const std::string stream = first + second + blocks("", 1) + first + std::string(1000, '\0');
+            for (const unsigned threads : kThreads) {
+                EXPECT_TRUE(decompressed(stream, Compression::gzip, threads, 77) == data + data + data);
+            }
+        }
+    }
+}
+
+TEST(Decompressor, ReadsAMultitudeOfEmptyMembers) {
+    const std::string block = blocks("", 1);
+    const std::string plain = gzipMember("");
+    for (const std::string& pair : {block + block, plain + plain, plain + block, block + plain}) {
+        std::string stream;
+        for (int i = 0; i < 100000; ++i) {
+            stream += pair;
+        }
+        for (const unsigned threads : {1U, 2U}) {
+            EXPECT_EQ(decompressed(stream + blocks("end", 10), Compression::gzip, threads), "end");
+        }
+    }
+}
+
+/// Reads and skips at random, and compares with the data itself.
+void compareSkips(Decompressor& from, const std::string& data, std::size_t largest, unsigned seed) {
+    std::minstd_rand random(seed);
+    std::size_t at = 0;
+    while (true) {
+        if (random() % 2 == 0) {
+            const std::size_t size = random() % largest;
+            const std::size_t expected = std::min(size, data.size() - at);
+            ASSERT_EQ(from.skip(size), expected) << "at " << at;
+            at += expected;
+        }
+        const std::string_view chunk = from.next();
+        ASSERT_TRUE(chunk == std::string_view(data).substr(at, chunk.size())) << "at " << at;
+        at += chunk.size();
+        if (chunk.empty()) {
+            break;
+        }
+    }
+    EXPECT_EQ(at, data.size());
+    EXPECT_EQ(from.skip(1), 0U);
+}
+
+TEST(Decompressor, SkipsToWhereReadingWouldCome) {
+    const std::string data = text(3000000);
+    const std::string half = data.substr(0, 1500000);
+    const std::string rest = data.substr(half.size());
+    const std::string noisy = noise(20 << 20);
+    const struct {
+        std::string what;
+        Compression compression;
+        const std::string& data;
+        std::string stream;
+    } cases[] = {
+        {"blocks", Compression::gzip, data, blocks(data, 9000)},
+        {"large blocks", Compression::gzip, noisy, blocks(noisy, 512 << 10, 0)},
+        {"plain", Compression::gzip, data, gzipMember(data)},
+        {"blocks, plain", Compression::gzip, data, blocks(half, 9000) + gzipMember(rest)},
+        {"plain, blocks", Compression::gzip, data, gzipMember(half) + blocks(rest, 9000)},
+        {"xz", Compression::xz, data, piped("xz -0c", data)},
+        {"zstd", Compression::zstd, data, piped("zstd -c", data)},
+        {"bzip2", Compression::bzip2, data, piped("bzip2 -1c", data)},
+        {"none", Compression::none, data, data},
+    };
+    for (const auto& c : cases) {
+        for (const unsigned threads : kThreads) {
+            for (const std::size_t largest : {std::size_t{30000}, c.data.size() / 2}) {
+                SCOPED_TRACE(c.what + " threads " + std::to_string(threads) + " " + std::to_string(largest));
+                for (unsigned seed = 1; seed <= 3; ++seed) {
+                    MemorySource source(c.stream, 100000,
+                                        seed == 1 ? MemorySource::Kind::pipe : MemorySource::Kind::seekable);
+                    compareSkips(*openDecompressor(source, c.compression, "it", {threads, {}}), c.data, largest,
+                                 seed);
+                }
+            }
+        }
+    }
+}
+
+TEST(Decompressor, JumpsOverBlocksWithoutReadingThem) {
+    const std::string data = noise(40 << 20);
+    const std::string stream = blocks(data, 512 << 10, 0);
+    for (const unsigned threads : {1U, 2U}) {
+        MemorySource source(stream);
+        const auto from = openDecompressor(source, Compression::gzip, "it", {threads, {}});
+        const std::size_t first = from->next().size();
+        const std::size_t jump = (36 << 20) + 5;
+        ASSERT_EQ(from->skip(jump), jump);
+        const std::string_view chunk = from->next();
+        EXPECT_TRUE(chunk == std::string_view(data).substr(first + jump, chunk.size()));
+        EXPECT_LT(source.bytesRead(), stream.size() / 5) << threads;
+    }
+}
+
+/// Gives out some bytes, then fails.
+class BrokenSource : public MemorySource {
+public:
+    using MemorySource::MemorySource;
+    std::size_t read(char* buffer, std::size_t size) override {
+        const std::size_t count = MemorySource::read(buffer, size);
+        if (count == 0) {
+            throw stream::StreamError(stream::ErrorKind::inputOutput, "disk: broken");
+        }
+        return count;
+    }
+};
+
+TEST(Decompressor, HandsOnTheFailureOfItsSourceBehindWhatWasReadBefore) {
+    const std::string data = text(3 << 20);
+    const struct {
+        Compression compression;
+        std::string stream;
+    } cases[] = {
+        {Compression::gzip, blocks(data, 9000)},       {Compression::gzip, piped("gzip -c", data)},
+        {Compression::xz, piped("xz -0c", data)},      {Compression::zstd, piped("zstd -c", data)},
+        {Compression::bzip2, piped("bzip2 -c", data)}, {Compression::none, data},
+    };
+    for (const auto& c : cases) {
+        std::size_t expected = 0;
+        for (const unsigned threads : kThreads) {
+            BrokenSource source(c.stream.substr(0, c.stream.size() * 3 / 4));
+            const auto from = openDecompressor(source, c.compression, "it", {threads, {}});
+            std::string done;
+            EXPECT_EQ(failureOf([&] { drain(*from, &done); }), "disk: broken");
+            EXPECT_EQ(failureOf([&] { from->next(); }), "disk: broken") << "and stays broken";
+            expected = threads == 1 ? done.size() : expected;
+            EXPECT_EQ(done.size(), expected) << nameOf(c.compression) << " " << threads;
+            EXPECT_TRUE(done == data.substr(0, done.size()) && !done.empty());
+        }
+    }
+}
+
+TEST(Decompressor, EndsItsThreadsWhenItIsDestroyedMidWay) {
+    const std::string data = text(4 << 20);
+    for (const std::string& stream :
+         {blocks(data, 9000), gzipMember(data), blocks(data, 2 << 20) + gzipMember(data)}) {
+        for (const unsigned threads : kThreads) {
+            for (int chunks = 0; chunks < 6; ++chunks) {
+                MemorySource source(stream);
+                const auto from = openDecompressor(source, Compression::gzip, "it", {threads, {}});
+                for (int i = 0; i < chunks; ++i) {
+                    EXPECT_FALSE(from->next().empty());
+                }
+            }
+        }
+    }
+}
+
+}  // namespace
+}  // namespace bex::test
