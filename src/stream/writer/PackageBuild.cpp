@@ -42,9 +42,6 @@ PackageBuild::PackageBuild(const Collection& collection, const WriteOptions& opt
       options_(options),
       system_(system),
       plan_(collection, options) {
-    if (options.compression == Compression::bzip2) {
-        throw StreamError(ErrorKind::invalidInput, "bzip2: packages compressed with it are read, not written");
-    }
     if (options.md5sums && collection.controlMembers.count("md5sums") != 0) {
         throw StreamError(ErrorKind::invalidInput, "md5sums: is both given and to be made");
     }

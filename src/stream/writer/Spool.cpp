@@ -1,7 +1,6 @@
 #include "stream/writer/Spool.hpp"
 
 #include <fcntl.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -9,36 +8,34 @@
 
 #include "bex/stream/StreamError.hpp"
 #include "stream/system/Failure.hpp"
+#include "stream/system/TemporaryName.hpp"
 
 namespace bex::stream {
 
 namespace {
 
 constexpr std::size_t kBufferBytes = std::size_t{256} << 10;
-constexpr int kMostNames = 1000;  // that may be left from processes with the same number
 
 /// For file systems without O_TMPFILE: a file whose name goes at once.
 int openAndUnlink(const std::string& folder, System& system) {
-    for (int i = 0; i < kMostNames; ++i) {
-        const std::string path = folder + "/.bex-spool-" + std::to_string(getpid()) + "-" + std::to_string(i);
-        const int file = system.openat(AT_FDCWD, path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
-        if (file < 0 && errno == EEXIST) {
-            continue;
-        }
-        if (file >= 0 && system.unlinkat(AT_FDCWD, path.c_str(), 0) != 0) {
-            const int reason = errno;
-            system.close(file);
-            errno = reason;
-            return -1;
-        }
-        return file;
+    int file = -1;
+    const std::string name = makeTemporary([&](const char* candidate) {
+        constexpr int flags = O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
+        file = system.openat(AT_FDCWD, (folder + "/" + candidate).c_str(), flags, 0600);
+        return file >= 0;
+    });
+    if (file >= 0 && system.unlinkat(AT_FDCWD, (folder + "/" + name).c_str(), 0) != 0) {
+        const int reason = errno;
+        system.close(file);
+        errno = reason;
+        return -1;
     }
-    return -1;
+    return file;
 }
 
 Descriptor openUnnamed(const std::string& folder, System& system) {
     int file = system.openat(AT_FDCWD, folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600);
-    if (file < 0 && (errno == EOPNOTSUPP || errno == EISDIR)) {
+    if (file < 0 && (errno == EOPNOTSUPP || errno == EISDIR || errno == EINVAL)) {
         file = openAndUnlink(folder, system);
     }
     if (file < 0) {
