@@ -1,0 +1,57 @@
+#include "stream/reader/ControlArchive.hpp"
+
+#include <algorithm>
+
+namespace bex::stream {
+namespace {
+
+/// Whether the entry can be a control member; refused when not.
+bool isMember(const Entry& entry, const std::string& name, const Faults& faults) {
+    if (entry.type != EntryType::file) {
+        faults.refuse(ErrorKind::refused, "control-type", "is no regular file", entry.path);
+        return false;
+    }
+    if (name.find('/') != std::string::npos) {
+        faults.refuse(ErrorKind::refused, "control-type", "stands in a folder of the control archive", entry.path);
+        return false;
+    }
+    return true;
+}
+
+std::string contentsOf(EntryReader& entries, const Entry& entry) {
+    std::string contents;
+    EntryReader::Run run;
+    while (entries.nextRun(run)) {
+        contents.resize(static_cast<std::size_t>(run.offset), '\0');  // a hole reads as zeros
+        contents += run.bytes;
+    }
+    contents.resize(static_cast<std::size_t>(entry.size), '\0');
+    return contents;
+}
+
+}  // namespace
+
+std::vector<ControlMember> readControlArchive(EntryReader& entries, const Faults& faults) {
+    std::vector<ControlMember> members;
+    Entry entry;
+    while (entries.next(entry)) {
+        const std::string name = plainPath(entry.path);
+        const bool isRoot = name.empty() && entry.type == EntryType::directory;
+        if (!isRoot && isMember(entry, name, faults) && findMember(members, name) == nullptr) {
+            members.push_back({entry, contentsOf(entries, entry)});
+        }
+    }
+    if (findMember(members, "control") == nullptr) {
+        faults.fail(ErrorKind::damaged, "control-missing", "no file \"control\" in it");
+    }
+    return members;
+}
+
+const ControlMember* findMember(const std::vector<ControlMember>& members, std::string_view name) {
+    const auto found = std::find_if(members.begin(), members.end(), [&](const ControlMember& member) {
+        return plainPath(member.entry.path) == name;
+    });
+    return found != members.end() ? &*found : nullptr;
+}
+
+}  // namespace bex::stream

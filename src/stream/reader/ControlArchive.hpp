@@ -1,0 +1,18 @@
+#pragma once
+
+#include <string_view>
+#include <vector>
+
+#include "bex/stream/PackageReader.hpp"
+#include "stream/reader/EntryReader.hpp"
+
+namespace bex::stream {
+
+/// Reads a control archive whole into memory: regular files that stand in no folder, each once, one of them
+/// "control". Folders named "./" are passed over. Anything else is refused.
+std::vector<ControlMember> readControlArchive(EntryReader& entries, const Faults& faults);
+
+/// The member of that name, "./" not counted, or null. Valid as long as the vector is not changed.
+const ControlMember* findMember(const std::vector<ControlMember>& members, std::string_view name);
+
+}  // namespace bex::stream

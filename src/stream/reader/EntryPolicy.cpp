@@ -1,0 +1,165 @@
+#include "stream/reader/EntryPolicy.hpp"
+
+#include <algorithm>
+#include <climits>
+#include <limits>
+#include <string_view>
+
+#include "bex/stream/Escape.hpp"
+
+namespace bex::stream {
+namespace {
+
+/// 0000-01-01 to 9999-12-31: what calendars, and programs that print a time, can express.
+constexpr std::int64_t kEarliestTime = -62167219200;
+constexpr std::int64_t kLatestTime = 253402300799;
+
+/// The largest id that is one: -1 stands for "leave it as it is".
+constexpr std::uint64_t kLargestId = std::numeric_limits<std::uint32_t>::max() - 1;
+
+/// Calls `visit` with every component until it answers false; tells whether it never did.
+template <typename Visit>
+bool forEachComponent(std::string_view path, Visit visit) {
+    while (!path.empty()) {
+        const std::size_t end = std::min(path.find('/'), path.size());
+        if (!visit(path.substr(0, end))) {
+            return false;
+        }
+        path.remove_prefix(std::min(end + 1, path.size()));
+    }
+    return true;
+}
+
+bool hasParent(std::string_view path) {
+    return !forEachComponent(path, [](std::string_view component) { return component != ".."; });
+}
+
+bool isAbsolute(std::string_view path) {
+    return !path.empty() && path.front() == '/';
+}
+
+PathTable::Kind kindOf(EntryType type) {
+    switch (type) {
+        case EntryType::directory:
+            return PathTable::Kind::directory;
+        case EntryType::symlink:
+            return PathTable::Kind::symlink;
+        default:
+            return PathTable::Kind::file;  // a hard link is one, and what else there is has been refused
+    }
+}
+
+const char* refusedType(EntryType type) {
+    switch (type) {
+        case EntryType::characterDevice:
+        case EntryType::blockDevice:
+            return "a device";
+        case EntryType::fifo:
+            return "a FIFO";
+        case EntryType::other:
+            return "an entry of unknown type";
+        default:
+            return nullptr;
+    }
+}
+
+}  // namespace
+
+void EntryPolicy::check(const Entry& entry) {
+    checkLimits(entry);
+    const char* refused = refusedType(entry.type);
+    if (refused != nullptr) {
+        refuse("entry-type", std::string("is ") + refused, entry);
+    }
+    checkAttributes(entry);
+    if (checkPath(entry) && checkLink(entry) && refused == nullptr) {
+        place(entry);
+    }
+}
+
+void EntryPolicy::checkLimits(const Entry& entry) {
+    if (++entries_ > limits_.entries || paths_.size() > limits_.entries) {
+        faults_.fail(ErrorKind::limitExceeded, "limit",
+                     "more than " + std::to_string(limits_.entries) +
+                         " entries and directories above them (the limit entries)");
+    }
+    for (const std::string* name : {&entry.path, &entry.linkTarget}) {
+        if (name->size() > limits_.nameBytes) {
+            faults_.fail(ErrorKind::limitExceeded, "limit",
+                         "name or link target of " + std::to_string(name->size()) +
+                             " bytes; the limit nameBytes allows " + std::to_string(limits_.nameBytes));
+        }
+    }
+}
+
+bool EntryPolicy::checkPath(const Entry& entry) const {
+    const std::string plain = plainPath(entry.path);
+    if (isAbsolute(entry.path)) {
+        refuse("path-absolute", "is absolute", entry);
+    } else if (hasParent(entry.path)) {
+        refuse("path-parent", "has \"..\" in it", entry);
+    } else if (plain.empty() && entry.type != EntryType::directory) {
+        refuse("path-empty", "names the package's root, but is no directory", entry);
+    } else if (entry.type != EntryType::directory && entry.path.back() == '/') {
+        refuse("path-slash", "ends with \"/\", but is no directory", entry);
+    } else if (!forEachComponent(plain, [](std::string_view name) { return name.size() <= NAME_MAX; })) {
+        refuse("path-component", "has a component of more than " + std::to_string(NAME_MAX) + " bytes", entry);
+    } else {
+        return true;
+    }
+    return false;
+}
+
+bool EntryPolicy::checkLink(const Entry& entry) const {
+    const std::string target = quotedName(entry.linkTarget);
+    if (entry.type == EntryType::symlink && entry.linkTarget.empty()) {
+        refuse("link-target", "is a symlink without a target", entry);
+        return false;
+    }
+    if (entry.type != EntryType::hardlink) {
+        return true;
+    }
+    if (isAbsolute(entry.linkTarget) || hasParent(entry.linkTarget)) {
+        refuse("hardlink-target", "is a hard link to " + target + ", which leads out of the package", entry);
+        return false;
+    }
+    if (!paths_.hasFile(plainPath(entry.linkTarget))) {
+        refuse("hardlink-target", "is a hard link to " + target + ", which is no earlier file of the package",
+               entry);
+        return false;
+    }
+    return true;
+}
+
+void EntryPolicy::checkAttributes(const Entry& entry) const {
+    if (entry.mtime < kEarliestTime || entry.mtime > kLatestTime) {
+        refuse("time-range", "has a time that no calendar has: " + std::to_string(entry.mtime), entry);
+    }
+    if (entry.uid > kLargestId || entry.gid > kLargestId) {
+        refuse("owner-range", "has an owner or group beyond " + std::to_string(kLargestId), entry);
+    }
+}
+
+void EntryPolicy::place(const Entry& entry) {
+    const std::string path = plainPath(entry.path);
+    if (path.empty()) {
+        return;  // the root
+    }
+    switch (paths_.add(path, kindOf(entry.type))) {
+        case PathTable::Outcome::doubled:
+            refuse("path-doubled", "is in the package twice", entry);
+            break;
+        case PathTable::Outcome::belowNoDirectory:
+            refuse("path-through", "stands below an entry that is no directory", entry);
+            break;
+        case PathTable::Outcome::added:
+        case PathTable::Outcome::repeatedDirectory:
+            break;
+    }
+}
+
+void EntryPolicy::refuse(const char* code, const std::string& reason, const Entry& entry) const {
+    faults_.refuse(ErrorKind::refused, code, reason, entry.path);
+}
+
+}  // namespace bex::stream

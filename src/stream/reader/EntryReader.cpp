@@ -1,0 +1,37 @@
+#include "stream/reader/EntryReader.hpp"
+
+#include <algorithm>
+#include <thread>
+
+namespace bex::stream {
+namespace {
+
+std::unique_ptr<Decompressor> unpack(Source& contents, Compression compression,
+                                     const EntryReaderSettings& settings, const Faults& faults) {
+    DecompressionSettings decompression;
+    decompression.limits = settings.limits;
+    decompression.threads =
+        settings.threads != 0 ? settings.threads : std::max(1U, std::thread::hardware_concurrency());
+    return openDecompressor(contents, compression, faults.place(), decompression);
+}
+
+}  // namespace
+
+EntryReader::EntryReader(Source& contents, Compression compression, const EntryReaderSettings& settings,
+                         const Faults& faults)
+    : bytes_(unpack(contents, compression, settings, faults), settings.bytesLimit, settings.limitName, faults),
+      tar_(bytes_, settings.limits, faults),
+      policy_(settings.limits, faults) {}
+
+bool EntryReader::next(Entry& entry) {
+    if (!tar_.next(entry)) {
+        return false;
+    }
+    if (entry.sparse) {
+        bytes_.count(entry.size);  // its holes come from nowhere; what is stored is counted twice
+    }
+    policy_.check(entry);
+    return true;
+}
+
+}  // namespace bex::stream

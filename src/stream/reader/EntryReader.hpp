@@ -1,0 +1,44 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+
+#include "stream/ProgressMeter.hpp"
+#include "stream/reader/BoundedDecompressor.hpp"
+#include "stream/reader/EntryPolicy.hpp"
+#include "stream/reader/TarReader.hpp"
+
+namespace bex::stream {
+
+/// How an archive inside the package is read.
+struct EntryReaderSettings {
+    Limits limits;
+    unsigned threads = 1;          ///< 0: one for each processor
+    std::uint64_t bytesLimit = 0;  ///< that may come out of it
+    std::string limitName;         ///< what that limit is called
+};
+
+/// The entries of one tar archive of the package, unpacked, bounded and judged.
+class EntryReader {
+public:
+    using Run = TarReader::Run;
+
+    /// `contents` are the member's, as stored; it must outlive this.
+    EntryReader(Source& contents, Compression compression, const EntryReaderSettings& settings,
+                const Faults& faults);
+
+    /// Goes to the next entry that the policy takes; false behind the last, when all checksums have been found
+    /// right. What the policy refuses goes to the faults; where they do not throw, the entry is given all the
+    /// same.
+    bool next(Entry& entry);
+
+    /// As TarReader::nextRun().
+    bool nextRun(Run& run) { return tar_.nextRun(run); }
+
+private:
+    BoundedDecompressor bytes_;
+    TarReader tar_;
+    EntryPolicy policy_;
+};
+
+}  // namespace bex::stream

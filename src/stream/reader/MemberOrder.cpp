@@ -1,0 +1,137 @@
+#include "stream/reader/MemberOrder.hpp"
+
+#include <optional>
+#include <string_view>
+
+namespace bex::stream {
+namespace {
+
+constexpr std::string_view kFormatVersion = "debian-binary";
+
+/// What follows "control.tar" or "data.tar" in a name that is one of these with a suffix or none.
+std::optional<std::string_view> suffixAfter(std::string_view name, std::string_view stem) {
+    if (name.substr(0, stem.size()) != stem) {
+        return std::nullopt;
+    }
+    const std::string_view suffix = name.substr(stem.size());
+    return suffix.empty() || suffix.front() == '.' ? std::optional(suffix) : std::nullopt;
+}
+
+std::optional<Compression> compressionOf(std::string_view suffix) {
+    for (const Compression compression :
+         {Compression::none, Compression::gzip, Compression::xz, Compression::zstd, Compression::bzip2}) {
+        if (suffix == suffixOf(compression)) {
+            return compression;
+        }
+    }
+    return std::nullopt;
+}
+
+}  // namespace
+
+MemberRole MemberOrder::place(Member& member) {
+    const bool first = names_.empty();
+    if (first) {
+        checkFirst(member);
+    }
+    if (!names_.insert(member.name).second) {
+        faults_.in(member.name).refuse(ErrorKind::damaged, "member-doubled", "is there twice");
+        return MemberRole::passedOver;
+    }
+    const MemberRole role = roleOf(member);
+    switch (role) {
+        case MemberRole::formatVersion:
+            return first ? role : MemberRole::passedOver;
+        case MemberRole::control:
+            return checkControl(member) ? role : MemberRole::passedOver;
+        case MemberRole::data:
+            return checkData(member) ? role : MemberRole::passedOver;
+        case MemberRole::passedOver:
+            checkUnknown(member);
+            break;
+    }
+    return role;
+}
+
+MemberRole MemberOrder::roleOf(Member& member) const {
+    if (member.name == kFormatVersion) {
+        return MemberRole::formatVersion;
+    }
+    MemberRole role = MemberRole::control;
+    std::optional<std::string_view> suffix = suffixAfter(member.name, "control.tar");
+    if (!suffix) {
+        role = MemberRole::data;
+        suffix = suffixAfter(member.name, "data.tar");
+    }
+    if (!suffix) {
+        return MemberRole::passedOver;
+    }
+    const std::optional<Compression> compression = compressionOf(*suffix);
+    if (!compression) {
+        faults_.in(member.name)
+            .fail(ErrorKind::unsupported, "member-compression",
+                  "compression " + quotedName(std::string(*suffix)) + " is not supported");
+    }
+    member.compression = *compression;
+    return role;
+}
+
+void MemberOrder::checkFirst(const Member& member) const {
+    if (member.name != kFormatVersion) {
+        faults_.in(member.name)
+            .refuse(ErrorKind::damaged, "member-order", "stands first, where \"debian-binary\" has to be");
+    }
+}
+
+bool MemberOrder::checkControl(const Member& member) {
+    const Faults at = faults_.in(member.name);
+    if (!control_.empty()) {
+        at.refuse(ErrorKind::damaged, "member-second", "a second control member, after " + quotedName(control_));
+        return false;
+    }
+    if (!data_.empty()) {
+        at.refuse(ErrorKind::damaged, "member-order", "stands behind " + quotedName(data_));
+    }
+    if (member.compression == Compression::bzip2) {
+        at.note("member-compression", "dpkg-deb reads no control member that is compressed with bzip2");
+    }
+    control_ = member.name;
+    return true;
+}
+
+bool MemberOrder::checkData(const Member& member) {
+    const Faults at = faults_.in(member.name);
+    if (!data_.empty()) {
+        at.refuse(ErrorKind::damaged, "member-second", "a second data member, after " + quotedName(data_));
+        return false;
+    }
+    if (control_.empty()) {
+        at.refuse(ErrorKind::damaged, "member-order", "stands before the control member");
+    }
+    data_ = member.name;
+    return true;
+}
+
+void MemberOrder::checkUnknown(const Member& member) const {
+    if (member.name.front() == '_') {
+        return;
+    }
+    const Faults at = faults_.in(member.name);
+    if (data_.empty()) {
+        at.refuse(ErrorKind::unsupported, "member-unknown", "stands before the data member and is not known");
+    } else {
+        at.note("member-unknown", "is not known and is read by nobody");
+    }
+}
+
+void MemberOrder::end() const {
+    if (names_.count(std::string(kFormatVersion)) == 0) {
+        faults_.fail(ErrorKind::damaged, "member-missing", "no member \"debian-binary\"");
+    }
+    if (control_.empty() || data_.empty()) {
+        faults_.fail(ErrorKind::damaged, "member-missing",
+                     std::string("no ") + (control_.empty() ? "control" : "data") + " member");
+    }
+}
+
+}  // namespace bex::stream

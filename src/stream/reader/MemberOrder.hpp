@@ -1,0 +1,41 @@
+#pragma once
+
+#include <set>
+#include <string>
+
+#include "bex/stream/PackageReader.hpp"
+#include "stream/reader/Fault.hpp"
+
+namespace bex::stream {
+
+enum class MemberRole { formatVersion, control, data, passedOver };
+
+/// Which members a package may have, and in which order (deb(5)): debian-binary, control.tar*, data.tar*; members
+/// whose name begins with "_" anywhere behind the first; others behind data only. Strict where readers disagree.
+class MemberOrder {
+public:
+    explicit MemberOrder(Faults faults) : faults_(std::move(faults)) {}
+
+    /// Takes the next member, sets its compression and tells what it is. Refuses what breaks the order.
+    MemberRole place(Member& member);
+
+    /// Whether all that a package needs has been seen.
+    bool complete() const noexcept { return !control_.empty() && !data_.empty(); }
+
+    /// Throws PackageFault for a member that is missing. Call once, behind the last.
+    void end() const;
+
+private:
+    MemberRole roleOf(Member& member) const;
+    void checkFirst(const Member& member) const;
+    bool checkControl(const Member& member);
+    bool checkData(const Member& member);
+    void checkUnknown(const Member& member) const;
+
+    Faults faults_;
+    std::set<std::string> names_;
+    std::string control_;
+    std::string data_;
+};
+
+}  // namespace bex::stream

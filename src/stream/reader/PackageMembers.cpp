@@ -1,0 +1,92 @@
+#include "stream/reader/PackageMembers.hpp"
+
+#include <algorithm>
+#include <string_view>
+
+namespace bex::stream {
+namespace {
+
+/// deb(5): the major version is 2; the minor one, and lines behind the first, may be anything.
+bool isFormatVersion2(std::string_view text) {
+    const std::string_view line = text.substr(0, text.find('\n'));
+    const std::string_view digits = "0123456789";
+    return line.size() < text.size() && line.size() > 2 && line.substr(0, 2) == "2." &&
+           line.find_first_not_of(digits, 2) == std::string_view::npos;
+}
+
+}  // namespace
+
+PackageMembers::PackageMembers(int descriptor, std::string name, System& system, Faults faults)
+    : descriptor_(descriptor),
+      name_(std::move(name)),
+      system_(system),
+      faults_(std::move(faults)),
+      walked_(openSource(descriptor_, name_, system_)),
+      reader_(*walked_, faults_),
+      order_(faults_),
+      seekable_(walked_->left().has_value()) {}
+
+PackageMembers::~PackageMembers() = default;
+
+void PackageMembers::check() {
+    if (seekable_) {
+        finish();
+    }
+}
+
+void PackageMembers::finish() {
+    while (advance()) {
+    }
+}
+
+const Member& PackageMembers::open(MemberRole role) {
+    const auto found = std::find(roles_.begin(), roles_.end(), role);
+    if (seekable_ && found != roles_.end()) {
+        return openAgain(static_cast<std::size_t>(found - roles_.begin()));
+    }
+    while (!seekable_ && advance()) {
+        if (roles_.back() == role) {
+            contents_ = &reader_.contents();
+            return members_.back();
+        }
+    }
+    faults_.fail(ErrorKind::damaged, "member-missing",
+                 std::string("no ") + (role == MemberRole::control ? "control" : "data") + " member");
+}
+
+const Member& PackageMembers::openAgain(std::size_t index) {
+    const Member& member = members_[index];
+    again_ = openSource(descriptor_, name_, system_);
+    again_->skip(member.offset);
+    window_ = std::make_unique<MemberSource>(*again_, member.size, faults_.in(member.name));
+    contents_ = window_.get();
+    return member;
+}
+
+bool PackageMembers::advance() {
+    std::optional<Member> member = reader_.next(order_.complete());
+    if (!member) {
+        order_.end();
+        return false;
+    }
+    const MemberRole role = order_.place(*member);
+    members_.push_back(std::move(*member));
+    roles_.push_back(role);
+    if (role == MemberRole::formatVersion) {
+        checkFormatVersion();
+    }
+    return true;
+}
+
+void PackageMembers::checkFormatVersion() {
+    std::array<char, 64> text{};
+    const std::size_t size = readFully(reader_.contents(), text.data(), text.size());
+    if (!isFormatVersion2({text.data(), size})) {
+        faults_.in(members_.back().name)
+            .refuse(ErrorKind::unsupported, "format-version",
+                    "format version " + quotedName({text.data(), std::min<std::size_t>(size, 16)}) +
+                        " is not supported; 2.0 is");
+    }
+}
+
+}  // namespace bex::stream

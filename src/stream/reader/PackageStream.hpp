@@ -1,0 +1,65 @@
+#pragma once
+
+#include <exception>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "bex/stream/PackageReader.hpp"
+#include "stream/ProgressMeter.hpp"
+#include "stream/reader/EntryReader.hpp"
+#include "stream/reader/PackageMembers.hpp"
+#include "stream/system/Descriptor.hpp"
+
+namespace bex::stream {
+
+/// A package on its way through a reader: structure, then control archive, then payload, each step taken by
+/// whoever drives it. PackageReader and verify() are the two that do; they differ in what becomes of a fault.
+class PackageStream {
+public:
+    /// Opens the path. `system` and `handler` must outlive this.
+    PackageStream(const std::string& path, const ReadOptions& options, System& system, FaultHandler& handler);
+    /// The descriptor stays the caller's.
+    PackageStream(int descriptor, const std::string& name, const ReadOptions& options, System& system,
+                  FaultHandler& handler);
+    PackageStream(const PackageStream&) = delete;
+    PackageStream& operator=(const PackageStream&) = delete;
+
+    const std::string& name() const noexcept { return name_; }
+    const std::vector<Member>& members() const noexcept { return members_.members(); }
+
+    /// All that can be checked of a seekable file's structure before its contents are read. First, once.
+    void checkStructure() { members_.check(); }
+
+    /// The control archive. Once, before next().
+    std::vector<ControlMember> readControl();
+
+    /// The next entry of the payload; behind the last, the rest of a pipe has been checked, too. After an
+    /// exception every further call throws it again.
+    bool next(Entry& entry);
+
+    /// The next bytes of the current entry, as TarReader::nextRun(); counted for the progress callback.
+    bool nextRun(EntryReader::Run& run);
+
+    /// The data member's name; "" before it has been opened.
+    const std::string& dataMember() const noexcept { return dataMember_; }
+
+private:
+    void openPayload();
+    bool goOn(Entry& entry);
+
+    Descriptor owned_;
+    std::string name_;
+    ReadOptions options_;
+    Faults faults_;
+    PackageMembers members_;
+    ProgressMeter progress_;
+    std::string dataMember_;
+    std::unique_ptr<EntryReader> payload_;
+    bool ended_ = false;
+    std::exception_ptr failure_;
+    std::string entryPath_;
+    std::uint64_t entryLeft_ = 0;  // bytes not yet counted for progress
+};
+
+}  // namespace bex::stream

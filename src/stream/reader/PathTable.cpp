@@ -1,0 +1,63 @@
+#include "stream/reader/PathTable.hpp"
+
+#include <algorithm>
+
+namespace bex::stream {
+
+PathTable::Outcome PathTable::add(std::string_view path, Kind kind) {
+    std::size_t begin = reuseLastSteps(path);
+    Id folder = lastSteps_.empty() ? 0 : lastSteps_.back().id;
+    lastPath_ = path;
+    for (;;) {
+        const std::size_t end = std::min(path.find('/', begin), path.size());
+        const bool last = end == path.size();
+        const auto [found, added] = nodes_.try_emplace({folder, std::string(path.substr(begin, end - begin))});
+        Node& node = found->second;
+        if (added) {
+            node.id = static_cast<Id>(nodes_.size());
+            node.kind = last ? kind : Kind::impliedDirectory;
+        }
+        const bool isDirectory = node.kind == Kind::directory || node.kind == Kind::impliedDirectory;
+        if (last) {
+            if (added) {
+                return Outcome::added;
+            }
+            if (!isDirectory || kind != Kind::directory) {
+                return Outcome::doubled;
+            }
+            return std::exchange(node.kind, kind) == kind ? Outcome::repeatedDirectory : Outcome::added;
+        }
+        if (!isDirectory) {
+            return Outcome::belowNoDirectory;
+        }
+        folder = node.id;
+        lastSteps_.push_back({end, folder});
+        begin = end + 1;
+    }
+}
+
+/// Drops the steps that `path` does not share and tells where its first other component begins.
+std::size_t PathTable::reuseLastSteps(std::string_view path) {
+    const std::size_t common = static_cast<std::size_t>(
+        std::mismatch(path.begin(), path.end(), lastPath_.begin(), lastPath_.end()).first - path.begin());
+    while (!lastSteps_.empty() && (lastSteps_.back().end >= path.size() || lastSteps_.back().end > common ||
+                                   path[lastSteps_.back().end] != '/')) {
+        lastSteps_.pop_back();
+    }
+    return lastSteps_.empty() ? 0 : lastSteps_.back().end + 1;
+}
+
+bool PathTable::hasFile(std::string_view path) const {
+    Id folder = 0;
+    for (;;) {
+        const std::size_t end = std::min(path.find('/'), path.size());
+        const auto found = nodes_.find(std::pair(folder, path.substr(0, end)));
+        if (found == nodes_.end() || end == path.size()) {
+            return found != nodes_.end() && found->second.kind == Kind::file;
+        }
+        folder = found->second.id;
+        path.remove_prefix(end + 1);
+    }
+}
+
+}  // namespace bex::stream
