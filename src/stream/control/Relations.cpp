@@ -131,6 +131,12 @@ std::string RelationsReader::end(std::string_view package) {
 }  // namespace
 
 std::string relationsFault(std::string_view value, const RelationRules& rules) {
+    if (!value.empty() && value.front() == '\n') {
+        return "must begin in its first line, or dpkg refuses it";
+    }
+    if (value.find("\n\n") != std::string_view::npos || (!value.empty() && value.back() == '\n')) {
+        return "holds an empty line, whose dot in the file would be taken for a package name";
+    }
     return RelationsReader(value, rules).list();
 }
 
