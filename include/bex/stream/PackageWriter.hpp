@@ -16,6 +16,8 @@
 
 namespace bex::stream {
 
+class PackageReader;
+
 class System;
 
 /// How PackageWriter::addTree() takes a tree.
@@ -78,6 +80,7 @@ public:
 
     /// The control paragraph, to be filled by the caller before write().
     ControlParagraph& control() noexcept;
+    const ControlParagraph& control() const noexcept;
 
     /// Walks the tree now (not the contents of its files); no symlink is followed but `source` itself.
     /// Throws StreamError (`inputOutput` for what cannot be read, `invalidInput` for what cannot be packaged).
@@ -85,6 +88,8 @@ public:
 
     /// One regular file or symlink from disk. Throws as addTree().
     void addFile(const std::string& source, const std::string& path);
+    /// Only the contents of a regular file from disk; mode and time are those given, the owner is root.
+    void addFile(const std::string& source, const std::string& path, const Attributes& attributes);
 
     void addBytes(std::string bytes, const std::string& path, const Attributes& attributes = {});
     void addSymlink(const std::string& target, const std::string& path, const Attributes& attributes = {});
@@ -103,6 +108,9 @@ public:
 
     /// Marks a file of the payload as configuration. write() refuses one that is no regular file of the payload.
     void addConffile(const std::string& path);
+    /// Marks a configuration file that earlier versions had and that dpkg is to remove (deb-conffiles(5),
+    /// "remove-on-upgrade"). write() refuses one that the payload has.
+    void addRemovedConffile(const std::string& path);
 
     /// What the payload will hold, in order, with final owners, modes and times. Cost: one sort of the entries.
     /// Throws StreamError (`invalidInput`) for two sources of one path, and for a file where a directory is
@@ -117,6 +125,11 @@ public:
     /// Writes the package to `out`. `temporaryFolder` takes the compressed payload, unnamed, until its length is
     /// known. Throws as above and whatever `out` throws.
     WriteResult write(Sink& out, const std::string& temporaryFolder, const WriteOptions& options = {}) const;
+
+    /// Holds a package that was just written against what was meant to be written: every entry of the payload
+    /// with its attributes, and every file's bytes, which are read from their sources once more.
+    /// Throws StreamError: `damaged` naming the first entry that differs; what the reader and the sources throw.
+    void compare(PackageReader& package, const WriteOptions& options = {}) const;
 
 private:
     class Contents;

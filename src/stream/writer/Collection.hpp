@@ -8,12 +8,14 @@
 #include <limits>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "bex/stream/ControlParagraph.hpp"
 #include "bex/stream/Entry.hpp"
+#include "bex/stream/PackageWriter.hpp"
 
 namespace bex::stream {
 
@@ -23,6 +25,7 @@ struct SourceEntry {
 
     std::string path;                         ///< in the package, plain; "" is the root
     std::unique_ptr<const std::string> data;  ///< a symlink's target, or the bytes of a file that is in memory
+    std::unique_ptr<const Attributes> given;  ///< instead of a file's own, which still tell whether it changed
     std::uint64_t size = 0;                   ///< bytes of content, or of a symlink's target
     dev_t device = 0;
     ino_t inode = 0;
@@ -37,6 +40,10 @@ struct SourceEntry {
     bool hasLinks = false;  ///< the file has several names on disk
 
     bool isFromDisk() const noexcept { return origin != kNotFromDisk; }
+    /// The time that the package is to tell, where there is one.
+    std::optional<std::int64_t> time() const noexcept {
+        return given != nullptr ? given->mtime : hasTime ? std::optional(mtime) : std::nullopt;
+    }
 };
 
 /// A tree, or a single file, on disk.
@@ -59,6 +66,7 @@ struct Collection {
     std::vector<ModeRule> modes;                        ///< a later one wins
     std::map<std::string, std::string> controlMembers;  ///< contents by name
     std::vector<std::string> conffiles;                 ///< plain paths
+    std::vector<std::string> removedConffiles;          ///< plain paths of what the package has no more
 
     /// What is left of the path of an entry of a tree behind the tree's prefix; "" for the tree's root.
     std::string_view relativePath(const SourceEntry& entry) const noexcept;

@@ -102,7 +102,7 @@ std::string PackageBuild::memberName(const char* stem) const {
 std::map<std::string, std::string> PackageBuild::controlFiles(std::string md5sums) const {
     std::map<std::string, std::string> files = collection_.controlMembers;
     files.emplace("control", controlText());
-    if (!collection_.conffiles.empty()) {
+    if (!collection_.conffiles.empty() || !collection_.removedConffiles.empty()) {
         files.emplace("conffiles", conffiles());
     }
     if (options_.md5sums) {
@@ -123,6 +123,9 @@ std::string PackageBuild::conffiles() const {
     std::string text;
     for (const std::string& path : collection_.conffiles) {
         text += "/" + path + "\n";
+    }
+    for (const std::string& path : collection_.removedConffiles) {
+        text += "remove-on-upgrade /" + path + "\n";
     }
     return text;
 }

@@ -8,6 +8,8 @@
 #include "bex/stream/StreamError.hpp"
 #include "stream/system/System.hpp"
 #include "stream/writer/Collection.hpp"
+#include "stream/writer/Comparison.hpp"
+#include "stream/writer/FileReader.hpp"
 #include "stream/writer/PackageBuild.hpp"
 #include "stream/writer/PackagePath.hpp"
 #include "stream/writer/Plan.hpp"
@@ -46,6 +48,12 @@ bool isPlainFileName(const std::string& name) {
            name.find_first_of(forbidden, 0, sizeof forbidden) == std::string::npos;
 }
 
+void addOnce(std::vector<std::string>& list, std::string item) {
+    if (std::find(list.begin(), list.end(), item) == list.end()) {
+        list.push_back(std::move(item));
+    }
+}
+
 std::string folderOf(const std::string& path) {
     const std::size_t end = path.rfind('/');
     return end == std::string::npos ? "." : path.substr(0, std::max<std::size_t>(end, 1));
@@ -73,12 +81,29 @@ ControlParagraph& PackageWriter::control() noexcept {
     return contents_->collection.control;
 }
 
+const ControlParagraph& PackageWriter::control() const noexcept {
+    return contents_->collection.control;
+}
+
 void PackageWriter::addTree(const std::string& source, const TreeOptions& options) {
     TreeScanner(contents_->collection, contents_->system).scanTree(source, options);
 }
 
 void PackageWriter::addFile(const std::string& source, const std::string& path) {
     TreeScanner(contents_->collection, contents_->system).scanFile(source, path);
+}
+
+void PackageWriter::addFile(const std::string& source, const std::string& path, const Attributes& attributes) {
+    requireMode(attributes.mode, path);
+    addFile(source, path);
+    SourceEntry& entry = contents_->collection.entries.back();
+    if (entry.type != EntryType::file) {
+        contents_->collection.entries.pop_back();
+        throw StreamError(ErrorKind::invalidInput, escapeForDisplay(source) + ": is no regular file");
+    }
+    entry.given = std::make_unique<const Attributes>(attributes);
+    entry.uid = 0;
+    entry.gid = 0;
 }
 
 void PackageWriter::addBytes(std::string bytes, const std::string& path, const Attributes& attributes) {
@@ -117,11 +142,11 @@ void PackageWriter::addControlMember(const std::string& name, std::string conten
 }
 
 void PackageWriter::addConffile(const std::string& path) {
-    std::vector<std::string>& conffiles = contents_->collection.conffiles;
-    std::string plain = packageFilePath(path);
-    if (std::find(conffiles.begin(), conffiles.end(), plain) == conffiles.end()) {
-        conffiles.push_back(std::move(plain));
-    }
+    addOnce(contents_->collection.conffiles, packageFilePath(path));
+}
+
+void PackageWriter::addRemovedConffile(const std::string& path) {
+    addOnce(contents_->collection.removedConffiles, packageFilePath(path));
 }
 
 std::vector<Entry> PackageWriter::plan(const WriteOptions& options) const {
@@ -140,6 +165,11 @@ WriteResult PackageWriter::write(const std::string& path, const WriteOptions& op
     const WriteResult result = build.writeTo(file, folderOf(path));
     file.commit();
     return result;
+}
+
+void PackageWriter::compare(PackageReader& package, const WriteOptions& options) const {
+    compareWithSources(package, Plan(contents_->collection, options),
+                       FileReader(contents_->collection, contents_->system));
 }
 
 WriteResult PackageWriter::write(Sink& out, const std::string& temporaryFolder,

@@ -133,8 +133,8 @@ void Plan::findLinks() {
 void Plan::chooseTimes() {
     std::optional<std::int64_t> newest;
     for (const Planned& planned : planned_) {
-        if (planned.source->hasTime) {
-            newest = std::max(newest, std::optional(storedTime(planned.source->mtime)));
+        if (const auto time = planned.source->time()) {
+            newest = std::max(newest, std::optional(storedTime(*time)));
         }
     }
     newestTime_ = newest.value_or(storedTime(latestTime_.value_or(0)));
@@ -152,17 +152,29 @@ void Plan::collectOwners() {
     }
 }
 
+Plan::Planned* Plan::find(const std::string& path) {
+    const auto found = std::lower_bound(planned_.begin(), planned_.end(), path,
+                                        [](const Planned& planned, const std::string& wanted) {
+                                            return comesBefore(planned.source->path, wanted);
+                                        });
+    return found != planned_.end() && found->source->path == path ? &*found : nullptr;
+}
+
 void Plan::markConffiles() {
+    const auto refuse = [](const std::string& path, const char* reason) {
+        throw StreamError(ErrorKind::invalidInput, "conffiles: \"/" + escapeForDisplay(path) + "\" " + reason);
+    };
     for (const std::string& path : collection_.conffiles) {
-        const auto found = std::lower_bound(planned_.begin(), planned_.end(), path,
-                                            [](const Planned& planned, const std::string& wanted) {
-                                                return comesBefore(planned.source->path, wanted);
-                                            });
-        if (found == planned_.end() || found->source->path != path || found->source->type != EntryType::file) {
-            throw StreamError(ErrorKind::invalidInput,
-                              "conffiles: \"/" + escapeForDisplay(path) + "\" is no regular file of the package");
+        Planned* file = find(path);
+        if (file == nullptr || file->source->type != EntryType::file) {
+            refuse(path, "is no regular file of the package");
         }
-        found->conffile = true;
+        file->conffile = true;
+    }
+    for (const std::string& path : collection_.removedConffiles) {
+        if (find(path) != nullptr) {
+            refuse(path, "is to be removed on upgrade, but the package has it");
+        }
     }
 }
 
@@ -182,7 +194,8 @@ std::uint32_t Plan::modeOf(std::size_t index) const {
     }
     const auto linked = linkedRules_.find(static_cast<std::uint32_t>(linkTo(index).value_or(index)));
     const auto rule = linked != linkedRules_.end() ? linked->second : lastRuleFor(entry.path);
-    return rule ? collection_.modes[*rule].mode : entry.mode;
+    const std::uint32_t own = entry.given != nullptr ? entry.given->mode : entry.mode;
+    return rule ? collection_.modes[*rule].mode : own;
 }
 
 /// Meant: times before 1970 and after 2242 are set to the nearest that every reader of tar and ar takes.
@@ -201,7 +214,8 @@ Entry Plan::entry(std::size_t index) const {
     entry.path = storedPath(from.path, from.type);
     entry.type = from.type;
     entry.mode = modeOf(index);
-    entry.mtime = from.hasTime ? storedTime(from.mtime) : newestTime_;
+    const auto time = from.time();
+    entry.mtime = time ? storedTime(*time) : newestTime_;
     setOwner(from, entry);
     if (const auto target = linkTo(index)) {
         entry.type = EntryType::hardlink;

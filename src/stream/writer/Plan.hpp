@@ -60,6 +60,7 @@ private:
     void chooseTimes();
     void collectOwners();
     void markConffiles();
+    Planned* find(const std::string& path);
     std::optional<std::size_t> lastRuleFor(const std::string& path) const;
     std::uint32_t modeOf(std::size_t index) const;
     std::int64_t storedTime(std::int64_t time) const noexcept;
