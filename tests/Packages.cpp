@@ -212,11 +212,11 @@ Package& Package::withFields() {
 }
 
 void Package::close() {
-    handedOver_ = !getFilename().empty();
-    for (const char* mandatory : {"Version", "Package", "Description"}) {
-        const auto field = getMetaData().find(mandatory);
-        handedOver_ = handedOver_ && field != getMetaData().end() && !field->second.empty();
-    }
+    const auto has = [this](const char* name) {
+        const auto field = getMetaData().find(name);
+        return field != getMetaData().end() && !field->second.empty();
+    };
+    handedOver_ = !getFilename().empty() && has("Version") && has("Package") && has("Description");
     if (handedOver_) {
         for (const sFileInMemory* file : getFilesInMemory()) {
             buffers_.emplace_back(file->bytes_);

@@ -155,6 +155,7 @@ TEST(WritingAnArchive, SaysWhichPathOrNameItCannotWrite) {
     }
     EXPECT_EQ(failureOf([&] { ar.archive.writeArchiveInFile(dir / "missing/x"); }),
               "Can't write archive to file " + (dir / "missing/x") + ".");
+    EXPECT_FALSE(fs::exists(dir / "x")) << "no half of an archive is left";
 }
 
 TEST(AnArchive, FindsTheLastOfANameCopiesDeeplyAndListsAddresses) {

@@ -126,12 +126,13 @@ TEST(ListingContent, ComparesNamesByteForByte) {
     dir.write("src/a", "");
     Package package;
     package.with("./m", "").add(dir / "src", "pkg");
-    const std::pair<const char*, bool> cases[] = {
-        {"pkg/", true}, {"pkg", false}, {"pkg/a", true}, {"./pkg/a", false}, {"./m", true},
-        {"m", false},   {"./M", false}, {"", false},     {"pkg/a/", false},  {"./m ", false}};
-    for (const auto& [name, there] : cases) {
-        EXPECT_EQ(package.isFileInArchive(name), there) << name;
+    Strings found;
+    for (const char* name : {"pkg/", "pkg", "pkg/a", "./pkg/a", "pkg/a/", "./m", "m", "./M", "./m ", ""}) {
+        if (package.isFileInArchive(name)) {
+            found.push_back(name);
+        }
     }
+    EXPECT_THAT(found, ElementsAre("pkg/", "pkg/a", "./m"));
 }
 
 TEST(ListingContent, PrintsPathsInOrderOfAddingAndFieldsInOrderOfName) {

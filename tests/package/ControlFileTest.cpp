@@ -14,17 +14,12 @@ std::string controlTextOf(Package& package) {
     const CapturedOutput output;
     package.close();
     const auto entries = contentsOf(memberOf(package.getFilename(), "control.tar.gz"));
-    EXPECT_EQ(entries.size(), 1U);
-    EXPECT_EQ(entries.at(0).first, "control");
+    EXPECT_EQ(entries.size() == 1 ? entries[0].first : "", "control");
     return entries.at(0).second;
 }
 
 TEST(ControlFile, IsOneRawLinePerFieldInByteOrder) {
     const TemporaryDirectory dir;
-    Package fewest(dir / "fewest.bex");
-    fewest.withFields().with("file", "1");
-    EXPECT_EQ(controlTextOf(fewest), "Description: a tool\nPackage: tool\nVersion: 1.0\n");
-
     Package all(dir / "all.bex");
     all.withFields().with("file", "1");
     all.setDescription("first\nsecond: line\r");

@@ -71,10 +71,8 @@ TEST(Extracting, SkipsWhatItCannotWriteAndWritesTheRest) {
     const std::string bytes("\0\r\n\xff", 4);
     Package package;
     package.add(dir.write("disk", "d"), "disk");
-    package.with("", "no name")
-        .with("a/../../x", "out")
-        .with("directory", "in the way")
-        .with(std::string(300, 'n'), "");
+    package.with("", "no name").with("a/../../x", "out").with("directory", "in the way");
+    package.with(std::string(300, 'n'), "too long");
     package.with("old", "new").with("a/b", bytes).with("a/c", "").with("/a/c", "last of a name");
     for (const std::string& destination : {dir / "dest", dir / "dest/"}) {
         EXPECT_EQ(failureOf([&] { package.extract(destination, ""); }), "");
@@ -87,7 +85,6 @@ TEST(Extracting, SkipsWhatItCannotWriteAndWritesTheRest) {
     EXPECT_EQ(failureOf([&] { package.extract(dir / "dest", "top/below"); }), "")
         << "a nameless entry does not stand where the replacement's directory should";
     EXPECT_EQ(dir.read("dest/top/below/b"), bytes);
-    EXPECT_FALSE(fs::exists(dir / "x"));
 }
 
 TEST(Extracting, NeedsADirectoryToWriteTo) {
