@@ -119,8 +119,7 @@ void addPayload(const BuildChoices& choices, const std::string& inputCopy, Packa
         addAddition(addition, choices, writer);
     }
     if (!choices.standardInput.empty()) {
-        writer.addFile(inputCopy, choices.standardInput);
-        writer.setMode(stream::plainPath(choices.standardInput), 0644);
+        writer.addFile(inputCopy, choices.standardInput, {});
     }
     for (const auto& mode : choices.modes) {
         const auto [pattern, digits] = split(mode, mode.rfind('='), "--mode", "GLOB=MODE");

@@ -1,0 +1,52 @@
+# Completion of bex(1) for bash.
+
+_bex_options() {
+    local common="--json --quiet --verbose --threads --color --progress --limit --help"
+    case $1 in
+        build) echo "$common --control --field --name --version --arch --description --maintainer --depends" \
+            "--section --priority --prefix --add --stdin --mode --script --conffile --keep-owner --skip-special" \
+            "--compression --level --no-md5sums --dry-run --check" ;;
+        list) echo "$common --long --tree --null --control" ;;
+        cat) echo "$common --control" ;;
+        extract) echo "$common --control --strip --keep --overwrite --same-owner --keep-setuid --dry-run" ;;
+        diff) echo "$common --content" ;;
+        "") echo "$common --version" ;;
+        *) echo "$common" ;;
+    esac
+}
+
+# The values that an option takes, or nothing.
+_bex_values() {
+    case $1 in
+        --color) echo "auto always never" ;;
+        --progress) echo "auto json never" ;;
+        --compression) echo "gzip zstd xz none" ;;
+        --limit) echo "control-bytes= name-bytes= header-bytes= expansion-ratio= expansion-free-bytes= xz-memory=" \
+            "zstd-window-log= entries=" ;;
+    esac
+}
+
+_bex() {
+    local verbs="build info field list cat extract verify diff"
+    local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]} verb="" word values
+    for word in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
+        [[ " $verbs " == *" $word "* ]] && verb=$word && break
+    done
+    values=$(_bex_values "$previous")
+    COMPREPLY=()
+    if [[ -n $values ]]; then
+        mapfile -t COMPREPLY < <(compgen -W "$values" -- "$current")
+    elif [[ $current == -* ]]; then
+        mapfile -t COMPREPLY < <(compgen -W "$(_bex_options "$verb")" -- "$current")
+    elif [[ -z $verb ]]; then
+        mapfile -t COMPREPLY < <(compgen -W "$verbs" -- "$current")
+    else
+        compopt -o filenames 2> /dev/null
+        mapfile -t COMPREPLY < <(compgen -f -- "$current")
+    fi
+    if [[ ${COMPREPLY[0]-} == *= ]]; then
+        compopt -o nospace 2> /dev/null
+    fi
+}
+
+complete -F _bex bex

@@ -1,0 +1,63 @@
+# Completion of bex(1) for fish.
+
+set -l verbs build info field list cat extract verify diff
+
+complete -c bex -n "not __fish_seen_subcommand_from $verbs" -f
+complete -c bex -n "not __fish_seen_subcommand_from $verbs" -a build -d "package a tree"
+complete -c bex -n "not __fish_seen_subcommand_from $verbs" -a info -d "show fields, members and totals"
+complete -c bex -n "not __fish_seen_subcommand_from $verbs" -a field -d "print values of control fields"
+complete -c bex -n "not __fish_seen_subcommand_from $verbs" -a list -d "list the payload"
+complete -c bex -n "not __fish_seen_subcommand_from $verbs" -a cat -d "print the bytes of entries"
+complete -c bex -n "not __fish_seen_subcommand_from $verbs" -a extract -d "extract the payload"
+complete -c bex -n "not __fish_seen_subcommand_from $verbs" -a verify -d "check everything"
+complete -c bex -n "not __fish_seen_subcommand_from $verbs" -a diff -d "tell in what two packages differ"
+complete -c bex -n "not __fish_seen_subcommand_from $verbs" -l version -d "versions"
+
+complete -c bex -l json -d "print one JSON object"
+complete -c bex -s q -l quiet -d "print no notes and no progress"
+complete -c bex -s v -l verbose -d "tell more on standard error"
+complete -c bex -l threads -x -d "threads to work with"
+complete -c bex -l color -x -a "auto always never"
+complete -c bex -l progress -x -a "auto json never"
+complete -c bex -l limit -x -a "control-bytes= name-bytes= header-bytes= expansion-ratio= expansion-free-bytes= xz-memory= zstd-window-log= entries=" -d "what a package may ask for"
+complete -c bex -s h -l help -d "help"
+
+set -l build "__fish_seen_subcommand_from build"
+complete -c bex -n $build -l control -r -d "control paragraph"
+complete -c bex -n $build -l field -x -d "NAME=VALUE"
+complete -c bex -n $build -l name -x -d "set Package"
+complete -c bex -n $build -l version -x -d "set Version"
+complete -c bex -n $build -l arch -x -d "set Architecture"
+complete -c bex -n $build -l description -x -d "set Description"
+complete -c bex -n $build -l maintainer -x -d "set Maintainer"
+complete -c bex -n $build -l depends -x -d "set Depends"
+complete -c bex -n $build -l section -x -d "set Section"
+complete -c bex -n $build -l priority -x -d "set Priority"
+complete -c bex -n $build -l prefix -x -d "place the tree below this directory"
+complete -c bex -n $build -l add -r -d "SRC:DST"
+complete -c bex -n $build -l stdin -x -d "add standard input under this path"
+complete -c bex -n $build -l mode -x -d "GLOB=MODE"
+complete -c bex -n $build -l script -r -d "NAME=FILE"
+complete -c bex -n $build -l conffile -x -d "mark as configuration"
+complete -c bex -n $build -l keep-owner -d "keep owners"
+complete -c bex -n $build -l skip-special -d "leave special files out"
+complete -c bex -n $build -l compression -x -a "gzip zstd xz none"
+complete -c bex -n $build -l level -x
+complete -c bex -n $build -l no-md5sums -d "make no md5sums"
+complete -c bex -n $build -l dry-run -d "only list"
+complete -c bex -n $build -l check -d "read the result back"
+
+complete -c bex -n "__fish_seen_subcommand_from list" -s l -l long -d "details"
+complete -c bex -n "__fish_seen_subcommand_from list" -l tree -d "draw the tree"
+complete -c bex -n "__fish_seen_subcommand_from list" -s 0 -l null -d "end lines with NUL"
+complete -c bex -n "__fish_seen_subcommand_from list cat extract" -l control -d "control members"
+
+set -l extract "__fish_seen_subcommand_from extract"
+complete -c bex -n $extract -l strip -x -d "leading directories to leave out"
+complete -c bex -n $extract -l keep -d "fail where a file is there"
+complete -c bex -n $extract -l overwrite -d "replace files"
+complete -c bex -n $extract -l same-owner -d "restore owners"
+complete -c bex -n $extract -l keep-setuid -d "keep set-id bits"
+complete -c bex -n $extract -l dry-run -d "only list"
+
+complete -c bex -n "__fish_seen_subcommand_from diff" -l content -d "show changed text files"
