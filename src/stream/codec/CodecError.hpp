@@ -12,9 +12,10 @@ inline StreamError damagedError(const std::string& name, const std::string& reas
     return {ErrorKind::damaged, name + ": " + reason};
 }
 
-/// The `damaged` error for a source that is over too soon, after `bytes` of it; `what` is what it breaks off.
+/// The `damaged` error for a source that is over too soon, after `bytes` of it, inside of `what`.
 inline StreamError truncatedError(const std::string& name, std::uint64_t bytes, const std::string& what) {
-    return damagedError(name, "ends after " + std::to_string(bytes) + " bytes, inside " + what);
+    return damagedError(
+        name, bytes == 0 ? "is empty" : "ends after " + std::to_string(bytes) + " bytes, inside " + what);
 }
 
 }  // namespace bex::stream

@@ -175,7 +175,7 @@ GzipTrailer decodeTrailer(const char* bytes) noexcept {
 std::optional<GzipHeader> readGzipHeader(Input& input, const std::string& name) {
     if (!input.fill()) {
         if (input.offset() == 0) {
-            throw damagedError(name, "is empty, not even a gzip header");
+            throw truncatedError(name, 0, "a gzip header");
         }
         return std::nullopt;
     }

@@ -54,11 +54,10 @@ private:
                 throw StreamError(ErrorKind::unsupported,
                                   name_ + before() + ": xz with a filter or check that is not known");
             case LZMA_FORMAT_ERROR:
-                throw damagedError(name_, stream_->total_in < LZMA_STREAM_HEADER_SIZE * 2
-                                              ? "is no xz stream"
-                                              : "data after the last xz stream" + before());
+                throw damagedError(name_, "is no xz stream");
             default:
-                throw damagedError(name_, "invalid xz data or wrong checksum" + before());
+                throw damagedError(name_,
+                                   "invalid xz data, wrong checksum or data after the last xz stream" + before());
         }
     }
 
