@@ -1,0 +1,48 @@
+#pragma once
+
+#include <cstddef>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "TemporaryDirectory.hpp"
+#include "bex/stream/PackageWriter.hpp"
+#include "bex/stream/Sink.hpp"
+#include "stream/system/System.hpp"
+
+namespace bex::test {
+
+/// Keeps what is written, and fails at the write of that number (from 1; 0: never).
+class StringSink : public stream::Sink {
+public:
+    explicit StringSink(std::size_t failingWrite = 0) : failingWrite_(failingWrite) {}
+    void write(const char* data, std::size_t size) override {
+        if (++writes_ == failingWrite_) {
+            throw std::runtime_error("the sink is full");
+        }
+        bytes.append(data, size);
+    }
+    std::string bytes;
+
+private:
+    std::size_t failingWrite_;
+    std::size_t writes_ = 0;
+};
+
+/// A writer whose control paragraph is sound.
+stream::PackageWriter soundWriter(stream::System& system = stream::System::real());
+
+/// Options with a time limit of 2001-09-09 01:46:40 UTC, so that listings are the same every day.
+stream::WriteOptions datedOptions();
+
+/// The package as bytes; its temporary files go to `folder`.
+std::string written(const stream::PackageWriter& writer, const TemporaryDirectory& folder,
+                    const stream::WriteOptions& options = datedOptions());
+
+/// Both outputs of a shell command, run in the C locale and UTC; throws when it ends with anything but 0.
+std::string outputOf(const std::string& command);
+
+/// The names in a directory, sorted.
+std::vector<std::string> namesIn(const std::string& folder);
+
+}  // namespace bex::test

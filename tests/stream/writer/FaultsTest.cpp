@@ -1,0 +1,140 @@
+#include <fcntl.h>
+#include <gmock/gmock.h>
+
+#include <cerrno>
+#include <filesystem>
+#include <string>
+
+#include "Failure.hpp"
+#include "stream/FailingSystem.hpp"
+#include "stream/writer/Building.hpp"
+
+namespace bex::test {
+namespace {
+
+using stream::PackageWriter;
+using stream::Progress;
+using stream::WriteOptions;
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+class WriterFaults : public testing::Test {
+protected:
+    WriterFaults() {
+        folder_.write("tree/sub/file", std::string(300000, 'x'));
+        folder_.write("tree/sub/other", "y");
+        std::filesystem::create_hard_link(folder_ / "tree/sub/other", folder_ / "tree/sub/second");
+        std::filesystem::create_symlink("file", folder_ / "tree/sub/link");
+        folder_.write("packages/tool.bex", "old");
+        options_.blockBytes = 65536;
+    }
+
+    void build(stream::System& system) {
+        PackageWriter writer = soundWriter(system);
+        writer.addTree(folder_ / "tree");
+        writer.addFile(folder_ / "tree/sub/other", "single");
+        writer.write(target_, options_);
+    }
+
+    void expectPackage(const std::string& bytes) {
+        EXPECT_TRUE(folder_.read("packages/tool.bex") == bytes);
+        EXPECT_THAT(namesIn(folder_ / "packages"), ElementsAre("tool.bex"));
+    }
+
+    TemporaryDirectory folder_;
+    const std::string target_ = folder_ / "packages/tool.bex";
+    WriteOptions options_ = datedOptions();
+};
+
+TEST_F(WriterFaults, EveryFailingCallLeavesTheOldPackageOrMakesTheWholeNewOne) {
+    build(stream::System::real());
+    const std::string whole = folder_.read("packages/tool.bex");
+    // EOPNOTSUPP sends the build down the ways for file systems that have no unnamed files.
+    for (const int error : {EIO, EOPNOTSUPP}) {
+        std::size_t failures = 0;
+        failEachCall(
+            error,
+            [&](stream::System& system) {
+                folder_.write("packages/tool.bex", "old");
+                build(system);
+            },
+            [&](const std::string& failure, const std::string& call) {
+                SCOPED_TRACE(call);
+                const bool isWritten =
+                    failure.empty() || failure.find("but the file is written") != std::string::npos;
+                expectPackage(isWritten ? whole : "old");
+                EXPECT_THAT(failure, testing::AnyOf("", HasSubstr(folder_.path().string())));
+                failures += failure.empty() ? 0 : 1;
+            });
+        EXPECT_GT(failures, 20U);
+    }
+}
+
+TEST_F(WriterFaults, ANamedTemporaryFileIsGoneBeforeItIsUsed) {
+    class NoUnnamedFiles : public stream::System {
+    public:
+        int openat(int folder, const char* path, int flags, mode_t mode) override {
+            errno = EOPNOTSUPP;
+            return (flags & O_TMPFILE) == O_TMPFILE ? -1 : System::openat(folder, path, flags, mode);
+        }
+    };
+    NoUnnamedFiles system;
+    options_.progress = [&](const Progress&) {
+        EXPECT_EQ(namesIn(folder_ / "packages").size(), 2U) << "the target and its temporary file";
+        return true;
+    };
+    build(system);
+    const std::string made = folder_.read("packages/tool.bex");
+    options_.progress = nullptr;
+    build(stream::System::real());
+    expectPackage(made);
+}
+
+TEST_F(WriterFaults, ASinkThatFailsAtAnyWriteEndsTheBuildAndNothingIsLeft) {
+    PackageWriter writer = soundWriter();
+    writer.addTree(folder_ / "tree");
+    std::size_t failures = 0;
+    for (std::string failure = "?"; !failure.empty(); ++failures) {
+        StringSink sink(failures + 1);
+        failure = failureOf([&] { writer.write(sink, folder_ / "packages", options_); });
+        EXPECT_THAT(failure, testing::AnyOf("", "the sink is full"));
+        expectPackage("old");
+    }
+    EXPECT_GT(failures, 5U);
+}
+
+TEST_F(WriterFaults, ACallbackThatSaysNoCancelsAtAnyPoint) {
+    std::uint64_t last = 0;
+    bool cancelled = true;
+    std::uint64_t refused = 1;
+    for (; cancelled; ++refused) {
+        last = 0;
+        options_.progress = [&, calls = std::uint64_t{0}](const Progress& progress) mutable {
+            EXPECT_GE(progress.bytesDone, last);
+            EXPECT_EQ(progress.bytesTotal, 300002U);
+            last = progress.bytesDone;
+            return ++calls != refused;
+        };
+        const std::string failure = failureOf([&] { build(stream::System::real()); });
+        cancelled = !failure.empty();
+        EXPECT_EQ(failure, cancelled ? "cancelled" : "");
+        EXPECT_EQ(folder_.read("packages/tool.bex") == "old", cancelled);
+        EXPECT_THAT(namesIn(folder_ / "packages"), ElementsAre("tool.bex"));
+    }
+    EXPECT_GT(refused, 3U);
+    EXPECT_EQ(last, 300002U) << "the last call tells of everything";
+}
+
+TEST_F(WriterFaults, AMissingFolderAndADirectoryAsTargetAreNamed) {
+    options_.progress = nullptr;
+    PackageWriter writer = soundWriter();
+    EXPECT_THAT(failureOf([&] { writer.write(folder_ / "none/x.bex", options_); }),
+                HasSubstr(folder_ / "none/x.bex"));
+    EXPECT_THAT(failureOf([&] { writer.write(folder_ / "packages", options_); }), HasSubstr(folder_ / "packages"));
+    StringSink sink;
+    EXPECT_EQ(failureOf([&] { writer.write(sink, folder_ / "none", options_); }),
+              folder_ / "none: can't make a temporary file: No such file or directory");
+}
+
+}  // namespace
+}  // namespace bex::test

@@ -1,0 +1,137 @@
+#include <gmock/gmock.h>
+
+#include <cstdint>
+#include <string>
+
+#include "Failure.hpp"
+#include "stream/FailingSystem.hpp"
+#include "stream/writer/ArWriter.hpp"
+#include "stream/writer/Building.hpp"
+#include "stream/writer/Spool.hpp"
+#include "stream/writer/TarEncoder.hpp"
+
+namespace bex::test {
+namespace {
+
+using stream::ArWriter;
+using stream::Entry;
+using stream::EntryType;
+using stream::Spool;
+using stream::TarEncoder;
+
+Entry fileOf(const std::string& path, std::uint64_t size) {
+    Entry entry;
+    entry.path = path;
+    entry.size = size;
+    return entry;
+}
+
+TEST(TarEncoder, WritesNumbersBeyondOctalInBase256) {
+    const struct {
+        std::uint64_t size;
+        std::string field;
+    } cases[] = {
+        {(std::uint64_t{1} << 33) - 1, "77777777777"},
+        {std::uint64_t{1} << 33, std::string("\x80\0\0\0\0\0\0\x02\0\0\0\0", 12)},
+        {(std::uint64_t{9} << 30) + 5, std::string("\x80\0\0\0\0\0\0\x02\x40\0\0\x05", 12)},
+    };
+    for (const auto& c : cases) {
+        StringSink sink;
+        {
+            TarEncoder tar(sink);
+            tar.begin(fileOf("./big", c.size));
+            tar.write("abc", 3);
+        }
+        ASSERT_EQ(sink.bytes.size(), 515U) << "an encoder that is given up writes nothing more";
+        EXPECT_EQ(sink.bytes.substr(124, c.field.size()), c.field);
+        EXPECT_EQ(sink.bytes.substr(512), "abc");
+    }
+}
+
+TEST(TarEncoder, KeepsNamesOfAnyLengthForOtherPrograms) {
+    const TemporaryDirectory folder;
+    for (const std::size_t length :
+         {1, 98, 99, 100, 101, 154, 155, 156, 255, 256, 257, 511, 512, 513, 1024, 70000}) {
+        std::string name = "./";
+        while (name.size() < length + 2) {
+            name += name.size() % 50 == 49 && name.size() < length ? '/' : 'n';
+        }
+        StringSink sink;
+        TarEncoder tar(sink);
+        tar.begin(fileOf(name, 1));
+        tar.write("x", 1);
+        for (const EntryType type : {EntryType::hardlink, EntryType::symlink}) {
+            Entry link = fileOf("./" + std::string(type == EntryType::symlink ? "s" : "h"), 0);
+            link.type = type;
+            link.linkTarget = name;
+            tar.begin(link);
+        }
+        tar.finish();
+        EXPECT_EQ(sink.bytes.find("PaxHeader"), std::string::npos);
+        folder.write("x.tar", sink.bytes);
+        EXPECT_EQ(outputOf("tar -tf " + folder / "x.tar"), name + "\n./h\n./s\n");
+        EXPECT_EQ(outputOf("tar -tvf " + folder / "x.tar | sed -n 's/.* link to //p;s/.* -> //p'"),
+                  name + "\n" + name + "\n");
+        EXPECT_EQ(outputOf("bsdtar -tf " + folder / "x.tar"), name + "\n./h\n./s\n");
+    }
+}
+
+TEST(TarEncoder, RefusesContentsThatDifferFromTheSizeAndTypesThatCantBe) {
+    const auto failure = [](std::uint64_t size, EntryType type, const std::string& bytes) {
+        return failureOf([&] {
+            StringSink sink;
+            TarEncoder tar(sink);
+            Entry entry = fileOf("./f", size);
+            entry.type = type;
+            tar.begin(entry);
+            tar.write(bytes.data(), bytes.size());
+            tar.finish();
+        });
+    };
+    EXPECT_EQ(failure(3, EntryType::file, "abc"), "");
+    EXPECT_EQ(failure(3, EntryType::file, "abcd"), "./f: has more content than was said");
+    EXPECT_EQ(failure(3, EntryType::file, "ab"), "./f: has less content than was said");
+    EXPECT_EQ(failure(0, EntryType::fifo, ""), "./f: is of a type that a package can't hold");
+    EXPECT_EQ(failure(1, EntryType::directory, "x"), "./f: has more content than was said");
+}
+
+TEST(ArWriter, MakesFieldsAndPaddingThatArReads) {
+    StringSink sink;
+    ArWriter writer(sink, 1000000000);
+    writer.addMember("odd", "123");
+    writer.addMember("sixteen-bytes.gz", "");
+    writer.addMember("last", "1234");
+    EXPECT_EQ(sink.bytes,
+              "!<arch>\n"
+              "odd             1000000000  0     0     100644  3         `\n123\n"
+              "sixteen-bytes.gz1000000000  0     0     100644  0         `\n"
+              "last            1000000000  0     0     100644  4         `\n1234");
+    EXPECT_EQ(writer.size(), sink.bytes.size());
+    EXPECT_EQ(failureOf([&] { writer.beginMember("data.tar", 9999999999); }), "");
+    EXPECT_EQ(failureOf([&] { writer.beginMember("data.tar", 10000000000); }),
+              "member \"data.tar\": more than the 9999999999 bytes that a member of an ar archive can have");
+}
+
+TEST(Spool, GivesBackWhatItTookAndStopsAtTheLimitBeforeTheDiskIsReached) {
+    const TemporaryDirectory folder;
+    FailingSystem system;
+    Spool spool(folder.path().string(), "data.tar", system, 900000);
+    std::string expected;
+    for (std::size_t size = 1; expected.size() + size <= 900000; size = size * 3 + 1) {
+        const std::string piece(size, static_cast<char>('a' + size % 26));
+        spool.write(piece.data(), piece.size());
+        expected += piece;
+    }
+    EXPECT_EQ(spool.size(), expected.size());
+    const std::size_t writes = system.count("write");
+    EXPECT_EQ(failureOf([&] { spool.write(expected.data(), 900001 - expected.size()); }),
+              "member \"data.tar\": more than the 900000 bytes that a member of an ar archive can have");
+    EXPECT_EQ(system.count("write"), writes);
+    EXPECT_THAT(namesIn(folder.path().string()), testing::IsEmpty());
+    std::string back;
+    spool.readBack([&](std::string_view piece) { back += piece; });
+    EXPECT_TRUE(back == expected);
+}
+
+}  // namespace
+}  // namespace bex::test
