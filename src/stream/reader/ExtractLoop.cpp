@@ -1,5 +1,6 @@
 #include "stream/reader/ExtractLoop.hpp"
 
+#include <set>
 #include <string_view>
 
 #include "stream/extract/Extraction.hpp"
@@ -17,40 +18,76 @@ std::string stripped(std::string_view path, unsigned components) {
     return plain;
 }
 
-/// Makes one entry with its contents; gives how many bytes they have.
-std::uint64_t extractOne(PackageStream& stream, const Entry& entry, const std::string& path, unsigned strip,
-                         Extraction& extraction) {
-    extraction.begin(entry, path, entry.type == EntryType::hardlink ? stripped(entry.linkTarget, strip) : "");
-    std::uint64_t position = 0;
-    EntryReader::Run run;
-    while (entry.type == EntryType::file && stream.nextRun(run)) {
-        extraction.skip(run.offset - position);
-        extraction.write(run.bytes.data(), run.bytes.size());
-        position = run.offset + run.bytes.size();
+/// One run of extractAll().
+class Extractor {
+public:
+    Extractor(PackageStream& stream, const std::string& destination, const ExtractOptions& options, System& system)
+        : stream_(stream), options_(options), extraction_(destination, stream.name(), options, system) {}
+
+    ExtractResult run() {
+        Entry entry;
+        while (stream_.next(entry)) {
+            if (isTaken(entry)) {
+                take(entry);
+            } else if (entry.type == EntryType::file || entry.type == EntryType::hardlink) {
+                leftOut_.insert(plainPath(entry.path));
+            }
+        }
+        extraction_.finish();
+        return result_;
     }
-    extraction.skip(entry.size - position);
-    extraction.end();
-    return entry.size;
-}
+
+private:
+    /// The root has no components, and is taken where none are dropped.
+    bool isTaken(const Entry& entry) const {
+        const bool named = options_.stripComponents == 0 || !strip(entry.path).empty();
+        return named && (!options_.select || options_.select(entry));
+    }
+
+    std::string strip(const std::string& path) const { return stripped(path, options_.stripComponents); }
+
+    void take(const Entry& entry) {
+        const bool isLink = entry.type == EntryType::hardlink;
+        if (isLink && leftOut_.count(plainPath(entry.linkTarget)) != 0) {
+            stream_.refuse(entry,
+                           "is a hard link to " + quotedName(entry.linkTarget) + ", which is not extracted");
+        }
+        extraction_.begin(entry, strip(entry.path), isLink ? strip(entry.linkTarget) : "");
+        if (entry.type == EntryType::file) {
+            writeContents(entry);
+        }
+        extraction_.end();
+        ++result_.entries;
+        result_.bytes += entry.size;
+    }
+
+    void writeContents(const Entry& entry) {
+        std::uint64_t position = 0;
+        EntryReader::Run run;
+        while (stream_.nextRun(run)) {
+            if (run.offset != position) {
+                extraction_.skip(run.offset - position);
+            }
+            extraction_.write(run.bytes.data(), run.bytes.size());
+            position = run.offset + run.bytes.size();
+        }
+        if (position != entry.size) {
+            extraction_.skip(entry.size - position);
+        }
+    }
+
+    PackageStream& stream_;
+    const ExtractOptions& options_;
+    Extraction extraction_;
+    ExtractResult result_;
+    std::set<std::string> leftOut_;  // files that later hard links may ask for
+};
 
 }  // namespace
 
 ExtractResult extractAll(PackageStream& stream, const std::string& destination, const ExtractOptions& options,
                          System& system) {
-    Extraction extraction(destination, stream.name(), options, system);
-    ExtractResult result;
-    Entry entry;
-    while (stream.next(entry)) {
-        const std::string path = stripped(entry.path, options.stripComponents);
-        const bool isRoot = path.empty() && options.stripComponents == 0;
-        if ((path.empty() && !isRoot) || (options.select && !options.select(entry))) {
-            continue;
-        }
-        result.bytes += extractOne(stream, entry, path, options.stripComponents, extraction);
-        ++result.entries;
-    }
-    extraction.finish();
-    return result;
+    return Extractor(stream, destination, options, system).run();
 }
 
 }  // namespace bex::stream

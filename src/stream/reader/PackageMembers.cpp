@@ -1,6 +1,7 @@
 #include "stream/reader/PackageMembers.hpp"
 
 #include <algorithm>
+#include <array>
 #include <string_view>
 
 namespace bex::stream {
@@ -44,7 +45,8 @@ const Member& PackageMembers::open(MemberRole role) {
     if (seekable_ && found != roles_.end()) {
         return openAgain(static_cast<std::size_t>(found - roles_.begin()));
     }
-    while (!seekable_ && advance()) {
+    // In a file, whatever ended the walk is why the member is not there.
+    while ((!seekable_ || failure_) && advance()) {
         if (roles_.back() == role) {
             contents_ = &reader_.contents();
             return members_.back();
@@ -64,6 +66,18 @@ const Member& PackageMembers::openAgain(std::size_t index) {
 }
 
 bool PackageMembers::advance() {
+    if (failure_) {
+        std::rethrow_exception(failure_);
+    }
+    try {
+        return readNext();
+    } catch (...) {
+        failure_ = std::current_exception();
+        throw;
+    }
+}
+
+bool PackageMembers::readNext() {
     std::optional<Member> member = reader_.next(order_.complete());
     if (!member) {
         order_.end();

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <array>
+#include <exception>
 #include <memory>
 #include <vector>
 
@@ -32,6 +32,7 @@ public:
 
 private:
     bool advance();
+    bool readNext();
     void checkFormatVersion();
     const Member& openAgain(std::size_t index);
 
@@ -43,6 +44,7 @@ private:
     ArReader reader_;
     MemberOrder order_;
     bool seekable_;
+    std::exception_ptr failure_;  // of the walk; there is nothing behind it
     std::vector<Member> members_;
     std::vector<MemberRole> roles_;  // beside members_
     std::unique_ptr<Source> again_;

@@ -71,15 +71,25 @@ void PackageStream::openPayload() {
 }
 
 bool PackageStream::next(Entry& entry) {
+    return guarded([&] { return goOn(entry); });
+}
+
+/// Keeps the exception that a step ends with, for every call after it.
+template <typename Step>
+bool PackageStream::guarded(Step step) {
     if (failure_) {
         std::rethrow_exception(failure_);
     }
     try {
-        return goOn(entry);
+        return step();
+    } catch (const StreamError& failure) {
+        failure_ = failure.kind() == ErrorKind::cancelled
+                       ? std::make_exception_ptr(StreamError(failure.kind(), faults_.place() + ": cancelled"))
+                       : std::current_exception();
     } catch (...) {
         failure_ = std::current_exception();
-        throw;
     }
+    std::rethrow_exception(failure_);
 }
 
 bool PackageStream::goOn(Entry& entry) {
@@ -103,24 +113,15 @@ bool PackageStream::goOn(Entry& entry) {
 }
 
 bool PackageStream::nextRun(EntryReader::Run& run) {
-    if (failure_) {
-        std::rethrow_exception(failure_);
-    }
-    if (!payload_ || ended_) {
-        return false;
-    }
-    try {
-        if (!payload_->nextRun(run)) {
+    return guarded([&] {
+        if (!payload_ || !payload_->nextRun(run)) {
             return false;
         }
         const std::uint64_t count = std::min<std::uint64_t>(run.bytes.size(), entryLeft_);
         entryLeft_ -= count;
         progress_.add(count, entryPath_);
         return true;
-    } catch (...) {
-        failure_ = std::current_exception();
-        throw;
-    }
+    });
 }
 
 }  // namespace bex::stream

@@ -41,12 +41,16 @@ public:
     /// The next bytes of the current entry, as TarReader::nextRun(); counted for the progress callback.
     bool nextRun(EntryReader::Run& run);
 
-    /// The data member's name; "" before it has been opened.
-    const std::string& dataMember() const noexcept { return dataMember_; }
+    /// Throws PackageFault (`refused`) about an entry of the payload.
+    [[noreturn]] void refuse(const Entry& entry, const std::string& reason) const {
+        faults_.in(dataMember_).fail(ErrorKind::refused, "entry-refused", reason, entry.path);
+    }
 
 private:
     void openPayload();
     bool goOn(Entry& entry);
+    template <typename Step>
+    bool guarded(Step step);
 
     Descriptor owned_;
     std::string name_;
@@ -54,7 +58,7 @@ private:
     Faults faults_;
     PackageMembers members_;
     ProgressMeter progress_;
-    std::string dataMember_;
+    std::string dataMember_;  // its name
     std::unique_ptr<EntryReader> payload_;
     bool ended_ = false;
     std::exception_ptr failure_;

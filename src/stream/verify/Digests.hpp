@@ -1,0 +1,41 @@
+#pragma once
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "bex/stream/Entry.hpp"
+#include "stream/control/Md5sums.hpp"
+#include "stream/reader/Fault.hpp"
+
+namespace bex::stream {
+
+/// The control member "md5sums" (deb-md5sums(5)) held against the payload. Memory grows with its lines, and with
+/// the files that it does not list or has wrong.
+class Digests {
+public:
+    /// `control` and `payload` report faults of the list and of the entries. Reports paths that are there twice.
+    Digests(const std::vector<Md5sum>& sums, Faults control, Faults payload);
+
+    /// Tells of a file of the payload. `path` is its path in plainPath() form; `listedElsewhere`: it need not be
+    /// in the list.
+    void takeFile(const Entry& entry, const std::string& path, const std::string& digest, bool listedElsewhere);
+    /// The same for a hard link; `target` is an earlier file's path in plainPath() form.
+    void takeHardLink(const Entry& entry, const std::string& path, const std::string& target,
+                      bool listedElsewhere);
+    /// Reports what is listed and was not told of. Call once, last.
+    void finish() const;
+
+private:
+    struct Listed {
+        std::string digest;
+        bool seen = false;
+    };
+
+    std::map<std::string, Listed> listed_;
+    std::map<std::string, std::string> others_;  // digests of files whose listed one does not tell it
+    Faults control_;
+    Faults payload_;
+};
+
+}  // namespace bex::stream

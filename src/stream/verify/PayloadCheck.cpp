@@ -1,0 +1,97 @@
+#include "stream/verify/PayloadCheck.hpp"
+
+#include <algorithm>
+#include <array>
+
+#include "bex/stream/Escape.hpp"
+#include "stream/control/Md5.hpp"
+
+namespace bex::stream {
+namespace {
+
+/// Whether a terminal shows the text as it is. Backslashes, which escapeForDisplay() doubles, do no harm.
+bool isPlainText(std::string text) {
+    std::replace(text.begin(), text.end(), '\\', '/');
+    return escapeForDisplay(text) == text;
+}
+
+void addZeros(Md5& sum, std::uint64_t count) {
+    static constexpr std::array<char, 4096> kZeros{};
+    while (count != 0) {
+        const auto part = static_cast<std::size_t>(std::min<std::uint64_t>(count, kZeros.size()));
+        sum.update(kZeros.data(), part);
+        count -= part;
+    }
+}
+
+}  // namespace
+
+void PayloadCheck::expectConffiles(std::string_view text, const Faults& control) {
+    conffiles_.emplace(text, control);
+}
+
+void PayloadCheck::expectDigests(const std::vector<Md5sum>& sums, const Faults& control) {
+    digests_.emplace(sums, control, faults_);
+}
+
+void PayloadCheck::run() {
+    Entry entry;
+    while (stream_.next(entry)) {
+        check(entry);
+    }
+    if (conffiles_) {
+        conffiles_->finish();
+    }
+    if (digests_) {
+        digests_->finish();
+    }
+}
+
+void PayloadCheck::check(const Entry& entry) {
+    if (!isPlainText(entry.path) || !isPlainText(entry.linkTarget)) {
+        faults_.note("path-characters", "has characters in its name or target that programs show differently",
+                     entry.path);
+    }
+    if (!isPlainText(entry.owner) || !isPlainText(entry.group)) {
+        faults_.note("owner-characters",
+                     "has characters in its owner's or group's name that programs show differently", entry.path);
+    }
+    const std::string path = plainPath(entry.path);
+    if (conffiles_) {
+        conffiles_->take(entry, path);
+    }
+    checkDigest(entry, path);
+}
+
+void PayloadCheck::checkDigest(const Entry& entry, const std::string& path) {
+    const bool listedElsewhere = conffiles_ && conffiles_->contains(path);
+    if (entry.type == EntryType::file) {
+        const std::string digest = readAll(entry, digests_.has_value());
+        if (digests_) {
+            digests_->takeFile(entry, path, digest, listedElsewhere);
+        }
+    } else if (entry.type == EntryType::hardlink && digests_) {
+        digests_->takeHardLink(entry, path, plainPath(entry.linkTarget), listedElsewhere);
+    }
+}
+
+/// Reads the contents, so that every block's checksum is checked, and gives their MD5 sum if it is wanted.
+std::string PayloadCheck::readAll(const Entry& entry, bool digest) {
+    Md5 sum;
+    std::uint64_t position = 0;
+    EntryReader::Run run;
+    while (stream_.nextRun(run)) {
+        if (digest) {
+            addZeros(sum, run.offset - position);
+            sum.update(run.bytes.data(), run.bytes.size());
+        }
+        position = run.offset + run.bytes.size();
+    }
+    if (!digest) {
+        return {};
+    }
+    addZeros(sum, entry.size - position);
+    return sum.hexDigest();
+}
+
+}  // namespace bex::stream
