@@ -102,6 +102,9 @@ public:
     int fchmod(int descriptor, mode_t mode) override {
         return pass("fchmod") ? System::fchmod(descriptor, mode) : -1;
     }
+    int fchmodat(int folder, const char* path, mode_t mode, int flags) override {
+        return pass("fchmodat") ? System::fchmodat(folder, path, mode, flags) : -1;
+    }
     int fchown(int descriptor, uid_t uid, gid_t gid) override {
         return pass("fchown") ? System::fchown(descriptor, uid, gid) : -1;
     }

@@ -1,9 +1,9 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <string>
-#include <string_view>
 
 #include "bex/stream/Entry.hpp"
 #include "bex/stream/PackageReader.hpp"
@@ -11,32 +11,48 @@
 
 namespace bex::stream {
 
-/// Makes entries below a directory, each resolved from the opened directory, one component at a time, without
-/// following a symlink. What stands under a name and is no directory is replaced; a file appears whole or not
-/// at all, and a file that was there stays until the new one is whole.
+/// Makes entries below a directory, each resolved from the opened directory without following a symlink.
 ///
-/// Whether an entry is allowed at all (its path, its type, doubled paths) is decided before it comes here; what
-/// only the disk can tell (a symlink on the way, a hard link's target that is no regular file made by this
-/// extraction) is refused here with StreamError (`refused`).
+/// A directory that is there already is taken; what else stands under an entry's name is replaced, never written
+/// through: a file keeps its old contents until the new ones are complete. A directory is never replaced. A file
+/// that could not be completed is removed; only a process that is killed may leave one, with mode 0600.
+/// Folders above an entry that no entry has made yet get mode 0755 less the umask.
+/// Of the times only that of modification is restored.
+///
+/// Whether an entry is allowed at all (its type, doubled paths) is decided before it comes here; what only the
+/// disk can tell (a symlink on the way, a hard link's target that is no regular file) is refused here with
+/// StreamError
+/// (`refused`). So are paths that lead out and types that are not made, for good measure.
+///
+/// After a failure only destruction is left. Costs one directory's path and attributes in memory for each
+/// directory entry until the end, and four descriptors. Used by one thread at a time.
 class Extraction {
 public:
-    /// Opens the destination, made when it does not exist. `package` begins the messages.
+    /// Opens the destination, made when it does not exist. `package`, unescaped, begins the messages. `system`
+    /// must outlive this.
     Extraction(const std::string& destination, const std::string& package, const ExtractOptions& options,
                System& system);
-    /// Removes the file that was begun and not ended.
+    /// Removes the file that was begun and not ended. Without finish(), gives the directories their attributes as
+    /// far as that is possible.
     ~Extraction();
 
-    /// Makes the entry under `path` (relative, plain, no ".."); `path` is entry.path with components stripped.
-    /// A regular file stays open for write() until end(). `linkPath` is the hard link's target, treated like
-    /// `path`.
+    /// Makes the entry under `path` (relative, plain, no ".."); `path` is entry.path with components stripped, and
+    /// "" the destination itself, whose attributes are set only where it was made by this: extracting into an
+    /// existing folder, such as /tmp, must not close it to others.
+    /// A regular file stays open for write() until end().
+    ///
+    /// `linkPath` is the hard link's target, treated like `path`. The caller sees to it that it is the path of a
+    /// regular file that went through end() of this extraction, so that no file which was there before gets a name
+    /// in the destination. Here it must lead to a regular file without a symlink. Who swaps that file for another
+    /// meanwhile gets a second name for it beside the one that he could already give it.
     void begin(const Entry& entry, const std::string& path, const std::string& linkPath);
     void write(const char* data, std::size_t size);
     /// Leaves a hole of `size` bytes.
     void skip(std::uint64_t size);
-    /// Mode, owner and time of the entry that was begun; puts a regular file under its name.
+    /// Completes the entry that was begun; a regular file gets its owner, mode, time and name.
     void end();
 
-    /// Modes and times of the directories. Call once, last.
+    /// Owners, modes and times of the directories, the deepest first. Call once, last.
     void finish();
 
 private:

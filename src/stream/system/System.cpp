@@ -107,6 +107,10 @@ int System::fchmod(int descriptor, mode_t mode) {
     return repeatInterrupted([&] { return ::fchmod(descriptor, mode); });
 }
 
+int System::fchmodat(int folder, const char* path, mode_t mode, int flags) {
+    return repeatInterrupted([&] { return ::fchmodat(folder, path, mode, flags); });
+}
+
 int System::fchown(int descriptor, uid_t uid, gid_t gid) {
     return repeatInterrupted([&] { return ::fchown(descriptor, uid, gid); });
 }

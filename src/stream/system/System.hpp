@@ -40,6 +40,7 @@ public:
     virtual int mkdirat(int folder, const char* path, mode_t mode);
     virtual int symlinkat(const char* target, int folder, const char* path);
     virtual int fchmod(int descriptor, mode_t mode);
+    virtual int fchmodat(int folder, const char* path, mode_t mode, int flags);
     virtual int fchown(int descriptor, uid_t uid, gid_t gid);
     virtual int fchownat(int folder, const char* path, uid_t uid, gid_t gid, int flags);
     virtual int futimens(int descriptor, const struct timespec times[2]);

@@ -1,0 +1,128 @@
+#include "stream/extract/BeneathFolder.hpp"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <utility>
+
+#include "bex/stream/Escape.hpp"
+
+namespace bex::stream {
+
+namespace {
+
+constexpr mode_t kImpliedFolderMode = 0755;  // less the umask
+constexpr int kFolder = O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
+constexpr std::size_t kPieceBytes = PATH_MAX - 1;  // less the NUL
+
+/// Takes as many whole components off the front as one system call accepts; at least one.
+std::string_view takePiece(std::string_view& path, std::size_t limitBytes) {
+    std::size_t end = path.size();
+    if (end > limitBytes) {
+        const std::size_t before = path.rfind('/', limitBytes);
+        end = std::min(before != std::string_view::npos ? before : path.find('/'), end);
+    }
+    const std::string_view piece = path.substr(0, end);
+    path.remove_prefix(std::min(end + 1, path.size()));
+    return piece;
+}
+
+}  // namespace
+
+bool isPlainPath(std::string_view path) noexcept {
+    if (path.find('\0') != std::string_view::npos || (!path.empty() && path.back() == '/')) {
+        return false;
+    }
+    while (!path.empty()) {
+        const std::string_view component = takePiece(path, 0);
+        if (component.empty() || component == "." || component == "..") {
+            return false;
+        }
+    }
+    return true;
+}
+
+std::string_view parentOf(std::string_view path) noexcept {
+    const std::size_t slash = path.rfind('/');
+    return slash == std::string_view::npos ? std::string_view() : path.substr(0, slash);
+}
+
+const char* nameOf(const std::string& path) noexcept {
+    return path.c_str() + path.rfind('/') + 1;  // npos + 1 is 0
+}
+
+int BeneathFolder::open(std::string_view path, Missing missing) {
+    if (path.empty()) {
+        return root_;
+    }
+    if (!last_ || path != lastPath_) {
+        Descriptor found = walk(path, missing);
+        lastPath_ = path;
+        last_ = std::move(found);
+    }
+    return last_.get();
+}
+
+Descriptor BeneathFolder::walk(std::string_view path, Missing missing) const {
+    Descriptor current;
+    while (!path.empty()) {
+        const std::string_view piece = takePiece(path, kPieceBytes);
+        const int from = current ? current.get() : root_;
+        Descriptor next(context_.system.openBeneath(from, std::string(piece).c_str(), kFolder), context_.system);
+        // Whatever the reason, a missing call or folder or a symlink: one step at a time tells.
+        current = next ? std::move(next) : walkSlowly(from, piece, missing);
+    }
+    return current;
+}
+
+Descriptor BeneathFolder::walkSlowly(int from, std::string_view piece, Missing missing) const {
+    Descriptor current;
+    while (!piece.empty()) {
+        const std::string name(takePiece(piece, 0));
+        current = step(current ? current.get() : from, name, missing);
+    }
+    return current;
+}
+
+Descriptor BeneathFolder::step(int from, const std::string& name, Missing missing) const {
+    System& system = context_.system;
+    Descriptor next(system.openat(from, name.c_str(), kFolder, 0), system);
+    if (!next && errno == ENOENT && missing == Missing::make) {
+        make(from, name);
+        next = Descriptor(system.openat(from, name.c_str(), kFolder, 0), system);
+    }
+    if (!next) {
+        explain(from, name, errno);
+    }
+    return next;
+}
+
+void BeneathFolder::make(int from, const std::string& name) const {
+    // One that somebody else made meanwhile serves as well.
+    if (context_.system.mkdirat(from, name.c_str(), kImpliedFolderMode) != 0 && errno != EEXIST) {
+        context_.errors.fail("create " + describe(name), errno);
+    }
+}
+
+std::string BeneathFolder::describe(const std::string& name) const {
+    return std::string(whose_) + " folder \"" + escapeForDisplay(name) + '"';
+}
+
+void BeneathFolder::explain(int from, const std::string& name, int errorNumber) const {
+    if (errorNumber == ENOENT) {
+        context_.errors.refuse(describe(name) + " does not exist in the destination");
+    }
+    if (errorNumber != ENOTDIR && errorNumber != ELOOP) {
+        context_.errors.fail("open " + describe(name), errorNumber);
+    }
+    struct stat status = {};
+    const bool isLink =
+        context_.system.fstatat(from, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 && S_ISLNK(status.st_mode);
+    context_.errors.refuse(describe(name) + " is " + (isLink ? "a symlink" : "no directory") +
+                           " in the destination");
+}
+
+}  // namespace bex::stream

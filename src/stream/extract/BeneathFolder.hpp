@@ -1,0 +1,54 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "stream/extract/ExtractContext.hpp"
+#include "stream/system/Descriptor.hpp"
+
+namespace bex::stream {
+
+/// Whether the path is relative and has no component that could lead elsewhere than its text says: none that is
+/// empty, "." or "..", and no NUL. "" is the destination itself.
+bool isPlainPath(std::string_view path) noexcept;
+
+/// The path without its last component: "" for one that has only one.
+std::string_view parentOf(std::string_view path) noexcept;
+
+/// The last component of a path, which lives as long as the path.
+const char* nameOf(const std::string& path) noexcept;
+
+/// Opens folders below an opened one and follows no symlink. The last one stays open, so that entries that come
+/// folder by folder cost no walk; two descriptors at most are open at a time.
+class BeneathFolder {
+public:
+    enum class Missing { refuse, make };
+
+    /// `root` is an open directory. `whose` says in messages whose folders they are, such as "its". All must
+    /// outlive this.
+    BeneathFolder(const ExtractContext& context, int root, const char* whose)
+        : context_(context), root_(root), whose_(whose) {}
+
+    /// A descriptor (O_PATH) of the folder with this plain path. It belongs to this and is valid until the next
+    /// call. Missing folders are made, with mode 0755 less the umask, where that is asked. Throws StreamError:
+    /// `refused` where a component is a symlink, otherwise no directory, or missing and not to be made. The path
+    /// may be longer than PATH_MAX; the time is that of one system call, where the kernel has openat2, for each 4
+    /// KiB of it.
+    int open(std::string_view path, Missing missing);
+
+private:
+    Descriptor walk(std::string_view path, Missing missing) const;
+    Descriptor walkSlowly(int from, std::string_view piece, Missing missing) const;
+    Descriptor step(int from, const std::string& name, Missing missing) const;
+    void make(int from, const std::string& name) const;
+    std::string describe(const std::string& name) const;
+    [[noreturn]] void explain(int from, const std::string& name, int errorNumber) const;
+
+    const ExtractContext& context_;
+    const int root_;
+    const char* const whose_;
+    std::string lastPath_;
+    Descriptor last_;
+};
+
+}  // namespace bex::stream

@@ -1,0 +1,83 @@
+#include "stream/extract/Folders.hpp"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <iterator>
+
+#include "stream/system/Descriptor.hpp"
+
+namespace bex::stream {
+
+namespace {
+
+// Until the attributes are restored: whatever the entry's mode, files can be made below, and nobody else looks in.
+constexpr mode_t kUnfinishedMode = 0700;
+
+}  // namespace
+
+Folders::~Folders() {
+    while (!pending_.empty()) {
+        try {
+            restoreAll();
+        } catch (...) {  // meant: the extraction has failed already; the next directory may still succeed
+        }
+    }
+}
+
+void Folders::make(const std::string& path, const Attributes& attributes) {
+    const int parent = parents_.open(parentOf(path), BeneathFolder::Missing::make);
+    const char* name = nameOf(path);
+    if (context_.system.mkdirat(parent, name, kUnfinishedMode) != 0) {
+        if (errno != EEXIST) {
+            context_.errors.fail("create", errno);
+        }
+        takeExisting(parent, name);
+    }
+    note(path, attributes);
+}
+
+void Folders::takeExisting(int parent, const char* name) {
+    System& system = context_.system;
+    struct stat status = {};
+    if (system.fstatat(parent, name, &status, AT_SYMLINK_NOFOLLOW) != 0) {
+        context_.errors.fail("create", errno);
+    }
+    if (!S_ISDIR(status.st_mode)) {
+        if (context_.keepExisting) {
+            context_.errors.fail("create", EEXIST);
+        }
+        if (system.unlinkat(parent, name, 0) != 0 || system.mkdirat(parent, name, kUnfinishedMode) != 0) {
+            context_.errors.fail("replace", errno);
+        }
+        return;
+    }
+    const mode_t mode = status.st_mode & 07777U;
+    if ((mode & kUnfinishedMode) != kUnfinishedMode &&
+        system.fchmodat(parent, name, mode | kUnfinishedMode, AT_SYMLINK_NOFOLLOW) != 0) {
+        context_.errors.fail("set its mode", errno);
+    }
+}
+
+void Folders::restoreAll() {
+    while (!pending_.empty()) {
+        // Taken out first: one that fails is not tried again.
+        const auto last = pending_.extract(std::prev(pending_.end()));
+        restoreOne(last.key(), last.mapped());
+    }
+}
+
+void Folders::restoreOne(const std::string& path, const Attributes& attributes) {
+    context_.errors.setEntry(path.empty() ? "./" : path);
+    const int parent = parents_.open(parentOf(path), BeneathFolder::Missing::refuse);
+    const char* name = path.empty() ? "." : nameOf(path);
+    constexpr int flags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
+    const Descriptor folder(context_.system.openat(parent, name, flags, 0), context_.system);
+    if (!folder) {
+        context_.errors.fail("open", errno);
+    }
+    restore(attributes, folder.get(), context_);
+}
+
+}  // namespace bex::stream

@@ -1,0 +1,55 @@
+#include "stream/extract/NewName.hpp"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+
+#include "stream/system/TemporaryName.hpp"
+
+namespace bex::stream {
+
+NewName::NewName(const ExtractContext& context, int folder, const char* name,
+                 const std::function<bool(const char* name)>& make)
+    : context_(context), folder_(folder), name_(name) {
+    if (make(name)) {
+        return;
+    }
+    if (errno == EEXIST) {
+        requireReplaceable();
+        temporary_ = makeTemporary(make);
+    }
+    if (temporary_.empty()) {
+        context_.errors.fail("create", errno);
+    }
+}
+
+NewName::~NewName() {
+    if (!settled_) {
+        context_.system.unlinkat(folder_, current(), 0);
+    }
+}
+
+void NewName::settle() {
+    if (!temporary_.empty() &&
+        context_.system.renameat(folder_, temporary_.c_str(), folder_, name_.c_str()) != 0) {
+        context_.errors.fail("replace", errno);
+    }
+    settled_ = true;
+}
+
+void NewName::requireReplaceable() const {
+    if (context_.keepExisting) {
+        context_.errors.fail("create", EEXIST);
+    }
+    struct stat status = {};
+    // What has vanished meanwhile is not in the way either.
+    if (context_.system.fstatat(folder_, name_.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0 && errno != ENOENT) {
+        context_.errors.fail("replace", errno);
+    }
+    if (S_ISDIR(status.st_mode)) {
+        context_.errors.fail("replace", EISDIR);
+    }
+}
+
+}  // namespace bex::stream

@@ -1,0 +1,65 @@
+#include "stream/extract/OutputFile.hpp"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <limits>
+
+namespace bex::stream {
+
+namespace {
+
+constexpr std::uint64_t kLargestSize = std::numeric_limits<off_t>::max();
+
+int create(System& system, int folder, const char* name) {
+    // Nobody else's until it is complete. O_EXCL opens nothing that stands there, be it a link or a FIFO.
+    return system.openat(folder, name, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+}
+
+}  // namespace
+
+OutputFile::OutputFile(const ExtractContext& context, int folder, const char* name)
+    : context_(context), name_(context, folder, name, [&](const char* free) {
+          file_ = Descriptor(create(context.system, folder, free), context.system);
+          return static_cast<bool>(file_);
+      }) {}
+
+void OutputFile::write(std::string_view bytes) {
+    if (endsInHole_ && !bytes.empty()) {
+        if (context_.system.lseek(file_.get(), static_cast<off_t>(size_), SEEK_SET) < 0) {
+            context_.errors.fail("leave a hole", errno);
+        }
+        endsInHole_ = false;
+    }
+    size_ += bytes.size();
+    while (!bytes.empty()) {
+        const ssize_t count = context_.system.write(file_.get(), bytes.data(), bytes.size());
+        if (count <= 0) {
+            context_.errors.fail("write", count < 0 ? errno : ENOSPC);
+        }
+        bytes.remove_prefix(static_cast<std::size_t>(count));
+    }
+}
+
+void OutputFile::skip(std::uint64_t size) {
+    if (size > kLargestSize - size_) {
+        context_.errors.fail("leave a hole", EFBIG);
+    }
+    size_ += size;
+    endsInHole_ = endsInHole_ || size > 0;
+}
+
+void OutputFile::finish(const Attributes& attributes) {
+    if (endsInHole_ && context_.system.ftruncate(file_.get(), static_cast<off_t>(size_)) != 0) {
+        context_.errors.fail("leave a hole", errno);
+    }
+    restore(attributes, file_.get(), context_);
+    // Some file systems tell only here that the bytes did not arrive.
+    if (context_.system.close(file_.release()) != 0) {
+        context_.errors.fail("write", errno);
+    }
+    name_.settle();
+}
+
+}  // namespace bex::stream

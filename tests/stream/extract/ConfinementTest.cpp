@@ -1,0 +1,188 @@
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Failure.hpp"
+#include "TemporaryDirectory.hpp"
+#include "bex/stream/StreamError.hpp"
+#include "stream/FailingSystem.hpp"
+#include "stream/extract/BeneathFolder.hpp"
+#include "stream/extract/Unpacking.hpp"
+#include "stream/system/Descriptor.hpp"
+#include "stream/system/Surroundings.hpp"
+
+namespace {
+
+using namespace bex::test;
+using bex::stream::BeneathFolder;
+using bex::stream::Descriptor;
+using bex::stream::EntryType;
+using bex::stream::ErrorKind;
+using bex::stream::StreamError;
+
+/// The kind of error, or none.
+template <typename Action>
+std::optional<ErrorKind> kindOf(Action action) {
+    try {
+        action();
+    } catch (const StreamError& failure) {
+        return failure.kind();
+    }
+    return {};
+}
+
+/// Makes the kernel one with or without openat2.
+void chooseKernel(FailingSystem& system, bool hasOpenat2) {
+    if (!hasOpenat2) {
+        system.failAlways(ENOSYS, "openBeneath");
+    }
+}
+
+TEST(Confinement, RefusesWhatLeadsThroughOrToASymlink) {
+    const struct {
+        std::vector<Item> items;
+        const char* failure;
+        const char* why;
+    } cases[] = {
+        {{file("out/x", "")},
+         "p: out/x: its folder \"out\" is a symlink in the destination",
+         "one that was there"},
+        {{symlinkTo("l", "../outside"), file("l/x", "")},
+         "p: l/x: its folder \"l\" is a symlink in the destination",
+         "one that the package made"},
+        {{symlinkTo("l", "/"), directory("l/tmp/")},
+         "p: l/tmp/: its folder \"l\" is a symlink in the destination",
+         "an absolute one, and a directory"},
+        {{directory("d/"), symlinkTo("d/l", "."), symlinkTo("d/l/s", "x")},
+         "p: d/l/s: its folder \"l\" is a symlink in the destination",
+         "one that leads nowhere else, deeper"},
+        {{symlinkTo("l", "l"), hardlinkTo("l/h", "seen")},
+         "p: l/h: its folder \"l\" is a symlink in the destination",
+         "one that leads to itself"},
+        {{hardlinkTo("h", "out/secret")},
+         "p: h: its link target's folder \"out\" is a symlink in the destination",
+         "a hard link's target through one"},
+        {{hardlinkTo("h", "tosecret")},
+         "p: h: its link target is no regular file that was extracted",
+         "a hard link to one"},
+        {{hardlinkTo("h", "fifo")},
+         "p: h: its link target is no regular file that was extracted",
+         "a hard link to a FIFO"},
+        {{hardlinkTo("h", "folder")},
+         "p: h: its link target is no regular file that was extracted",
+         "to a directory"},
+        {{hardlinkTo("h", "none")}, "p: h: its link target is no regular file that was extracted", "to nothing"},
+        {{hardlinkTo("h", "none/x")},
+         "p: h: its link target's folder \"none\" does not exist in the destination",
+         "below nothing"},
+        {{hardlinkTo("h", "a/../../outside/secret")},
+         "p: h: its link target leads out of the destination",
+         "by \"..\""},
+        {{file("../outside/x", "")}, "p: ../outside/x: its path leads out of the destination", "by \"..\""},
+        {{directory("a/..")}, "p: a/..: its path leads out of the destination", "by \"..\", as a directory"},
+        {{file("f", ""), file("f/x", "")},
+         "p: f/x: its folder \"f\" is no directory in the destination",
+         "below a file"},
+        {{file("fifo/x", "")},
+         "p: fifo/x: its folder \"fifo\" is no directory in the destination",
+         "below a FIFO"},
+        {{file("./", "x")},
+         "p: ./: stands for the destination and is no directory",
+         "in place of the destination"},
+        {{item(EntryType::fifo, "x\n", 0644)}, "p: x\\n: is neither file, directory nor link", "a FIFO"},
+        {{item(EntryType::blockDevice, "x", 0644)}, "p: x: is neither file, directory nor link", "a device"},
+        {{item(EntryType::other, "x", 0644)}, "p: x: is neither file, directory nor link", "who knows"},
+        {{symlinkTo("x", std::string("a\0b", 3))},
+         "p: x: its link target has a NUL",
+         "a target that would be cut"},
+        {{file(std::string("x\0y", 3), "")},
+         "p: x\\x00y: its path leads out of the destination",
+         "and such a path"},
+    };
+    for (const auto& c : cases) {
+        for (const bool hasOpenat2 : {true, false}) {
+            SCOPED_TRACE(std::string(c.why) + (hasOpenat2 ? ", openat2" : ""));
+            FailingSystem system;
+            chooseKernel(system, hasOpenat2);
+            const TemporaryDirectory folder;
+            folder.write("outside/secret", "secret");
+            folder.write("in/seen", "seen");
+            std::filesystem::create_directory(folder / "in/folder");
+            std::filesystem::create_directory_symlink("../outside", folder / "in/out");
+            std::filesystem::create_symlink("../outside/secret", folder / "in/tosecret");
+            ASSERT_EQ(mkfifo((folder / "in/fifo").c_str(), 0600), 0);
+            const Tree outside = treeBelow(folder / "outside");
+            const auto action = [&] { unpack(folder / "in", c.items, {}, system); };
+            EXPECT_EQ(failureOf(action), c.failure);
+            EXPECT_EQ(kindOf(action), ErrorKind::refused);
+            EXPECT_EQ(treeBelow(folder / "outside"), outside);
+            EXPECT_EQ(describe(folder / "in/h"), "");
+            EXPECT_EQ(describe(folder / "in/x"), "");
+        }
+    }
+}
+
+TEST(Confinement, ReachesNamesBeyondPathMax) {
+    for (const bool hasOpenat2 : {true, false}) {
+        const TemporaryDirectory folder;
+        FailingSystem system;
+        chooseKernel(system, hasOpenat2);
+        std::string parent = std::string(200, 'd');
+        for (int depth = 1; depth < 60; ++depth) {
+            parent += '/' + std::string(200, static_cast<char>('a' + depth % 26));
+        }
+        ASSERT_GT(parent.size(), 2 * PATH_MAX);
+        const std::size_t descriptors = openDescriptors();
+        unpack(
+            folder / "",
+            {file(parent + "/f", "deep"), hardlinkTo(parent + "/h", parent + "/f"), directory(parent + '/', 0700)},
+            {}, system);
+        EXPECT_EQ(openDescriptors(), descriptors);
+
+        const bex::stream::ExtractContext context("p", {}, system);
+        const Descriptor root(open((folder / "").c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC), system);
+        BeneathFolder opened(context, root.get(), "its");
+        struct stat status = {};
+        const int bottom = opened.open(parent, BeneathFolder::Missing::refuse);
+        ASSERT_EQ(fstatat(bottom, "h", &status, AT_SYMLINK_NOFOLLOW), 0);
+        EXPECT_EQ(status.st_nlink, 2U);
+        EXPECT_EQ(status.st_size, 4);
+    }
+}
+
+TEST(Confinement, HoldsWhenAFolderIsSwappedForASymlinkAtAnyCall) {
+    const std::vector<Item> items = {directory("a/"),          file("a/f", "new"),      symlinkTo("a/s", "f"),
+                                     hardlinkTo("a/h", "a/f"), directory("a/b/", 0700), file("a/b/g", "new"),
+                                     file("a/old", "new"),     directory("a/sub/")};
+    for (const bool hasOpenat2 : {true, false}) {
+        for (std::size_t nth = 1, calls = 1; nth <= calls; ++nth) {
+            const TemporaryDirectory folder;
+            folder.write("trap/f", "bait");
+            folder.write("trap/old", "bait");
+            std::filesystem::create_directories(folder / "trap/b");
+            folder.write("to/a/old", "old");
+            const Tree trap = treeBelow(folder / "trap");
+            FailingSystem system;
+            chooseKernel(system, hasOpenat2);
+            system.watch([&](const std::string&, std::size_t number) {
+                if (number == nth) {
+                    std::filesystem::rename(folder / "to/a", folder / "moved");
+                    std::filesystem::create_directory_symlink("../trap", folder / "to/a");
+                }
+            });
+            const std::string failure = failureOf([&] { unpack(folder / "to", items, {}, system); });
+            EXPECT_EQ(treeBelow(folder / "trap"), trap) << "at call " << nth << ": " << failure;
+            calls = std::max(calls, system.log().size());
+        }
+    }
+}
+
+}  // namespace
