@@ -93,6 +93,10 @@ protected:
     /// that claims more is a failed read, before anything is allocated for it.
     int loadArchive(archive* a, unsigned long long limitBytes);
 
+    /// Moves all in-memory records, in order, to the end of `files`: from then on they and their buffers
+    /// belong to whoever owns that list, and this archive has none. Spares the copies of getFilesInMem().
+    void moveFilesInMemTo(std::list<sFileInMemory*>& files);
+
 private:
     std::list<const FileOnDisk*> filesOnDisk_;
     std::list<sFileInMemory*> filesInMemory_;

@@ -64,6 +64,10 @@ void Archive::releaseBuffers() {
     }
 }
 
+void Archive::moveFilesInMemTo(std::list<sFileInMemory*>& files) {
+    files.splice(files.end(), filesInMemory_);
+}
+
 void Archive::printFiles() const {
     std::cout << "Files on disk:" << std::endl;
     for (const FileOnDisk* file : filesOnDisk_) {

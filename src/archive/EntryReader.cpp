@@ -49,6 +49,7 @@ std::unique_ptr<char[]> EntryReader::readBytes(std::uint64_t size) const {
     while (readBlock(bytes, size)) {
     }
     grow(bytes, size, size);
+    fillHole(bytes, size);
     return std::move(bytes.data);
 }
 
@@ -66,10 +67,21 @@ bool EntryReader::readBlock(Bytes& bytes, std::uint64_t size) const {
         throw cannotLoad();
     }
     if (length > 0) {
-        grow(bytes, static_cast<std::uint64_t>(offset) + length, size);
+        const std::uint64_t end = static_cast<std::uint64_t>(offset) + length;
+        grow(bytes, end, size);
+        fillHole(bytes, static_cast<std::uint64_t>(offset));
         std::memcpy(bytes.data.get() + offset, block, length);
+        bytes.filled = std::max(bytes.filled, end);
     }
     return true;
+}
+
+/// Sets what no block has reached to zero, up to `end`.
+void EntryReader::fillHole(Bytes& bytes, std::uint64_t end) {
+    if (bytes.filled < end) {
+        std::memset(bytes.data.get() + bytes.filled, 0, end - bytes.filled);
+        bytes.filled = end;
+    }
 }
 
 /// Makes room for `needed` of the `size` bytes that the entry claims, doubling so that growth stays linear.
@@ -82,8 +94,8 @@ void EntryReader::grow(Bytes& bytes, std::uint64_t needed, std::uint64_t size) c
         throw cannotLoad();
     }
     const std::uint64_t room = std::min(size, std::max(needed, std::min(2 * bytes.room, limit)));
-    std::unique_ptr<char[]> larger(new char[room]());
-    std::copy_n(bytes.data.get(), bytes.room, larger.get());
+    std::unique_ptr<char[]> larger(new char[room]);
+    std::copy_n(bytes.data.get(), bytes.filled, larger.get());
     bytes.data = std::move(larger);
     bytes.room = room;
 }

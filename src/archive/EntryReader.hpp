@@ -27,15 +27,17 @@ public:
     OwnedFile next();
 
 private:
-    /// An entry's bytes while its blocks come in, in any order and with holes, which are zeros.
+    /// An entry's bytes while its blocks come in, in any order and with holes, which become zeros.
     struct Bytes {
         std::unique_ptr<char[]> data;
         std::uint64_t room = 0;
+        std::uint64_t filled = 0;  ///< up to here every byte has its value
     };
 
     std::uint64_t left() const;
     std::unique_ptr<char[]> readBytes(std::uint64_t size) const;
     bool readBlock(Bytes& bytes, std::uint64_t size) const;
+    static void fillHole(Bytes& bytes, std::uint64_t end);
     void grow(Bytes& bytes, std::uint64_t needed, std::uint64_t size) const;
 
     archive* archive_;

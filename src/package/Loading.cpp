@@ -12,6 +12,13 @@
 namespace bex {
 namespace {
 
+/// The payload, which gives up its files when it has been read: a copy of each would take twice the memory.
+class Payload : public TarGzArchive {
+public:
+    using Archive::moveFilesInMemTo;
+    using TarGzArchive::TarGzArchive;
+};
+
 /// The named file of `archive`, which keeps it. `path` is for the message.
 const sFileInMemory& find(const Archive& archive, const std::string& name, const std::string& path) {
     const sFileInMemory* file = archive.getFileInMemory(name);
@@ -35,9 +42,9 @@ void ZRBex::xLoadBexFile(const std::string& path) {
     ArArchive package(path);
     const BufferRelease memberBytes(package);
 
-    TarGzArchive payload(&find(package, "data.tar.gz", path));
-    const BufferRelease payloadBytes(payload);
-    const OwnedFiles files(payload.getFilesInMem());
+    const OwnedFiles files(new std::list<sFileInMemory*>);
+    Payload payload(&find(package, "data.tar.gz", path));
+    payload.moveFilesInMemTo(*files);
     for (; !files->empty(); files->pop_front()) {
         add(files->front());
     }
