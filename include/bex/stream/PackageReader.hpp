@@ -45,6 +45,9 @@ struct ExtractOptions {
     bool keepExisting = false;     ///< what is there already is an error instead of being replaced
     bool sameOwner = false;        ///< owners by number, as stored
     bool keepSetId = false;        ///< keep set-user-id and set-group-id bits
+    bool dryRun = false;           ///< judge and report the entries as ever, but touch nothing on disk
+    /// Called for each entry that was made, with its path below the destination ("." for that itself).
+    std::function<void(const Entry&, const std::string& path)> onEntry;
 };
 
 /// What extract() made.
@@ -100,6 +103,9 @@ public:
     /// directories' last. What is no directory is replaced, never written through. Devices and FIFOs are refused.
     /// A refused entry ends the extraction before anything of it is written; entries before it stay.
     ExtractResult extract(const std::string& destination, const ExtractOptions& options = {});
+
+    /// Writes the control members as files into the directory, by the same rules.
+    ExtractResult extractControl(const std::string& destination, const ExtractOptions& options = {}) const;
 
 private:
     class State;

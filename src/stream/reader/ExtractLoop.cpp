@@ -1,5 +1,6 @@
 #include "stream/reader/ExtractLoop.hpp"
 
+#include <optional>
 #include <set>
 #include <string_view>
 
@@ -18,76 +19,105 @@ std::string stripped(std::string_view path, unsigned components) {
     return plain;
 }
 
-/// One run of extractAll().
-class Extractor {
+/// The extraction, if anything is to be extracted at all, and what came of it.
+class Target {
 public:
-    Extractor(PackageStream& stream, const std::string& destination, const ExtractOptions& options, System& system)
-        : stream_(stream), options_(options), extraction_(destination, stream.name(), options, system) {}
-
-    ExtractResult run() {
-        Entry entry;
-        while (stream_.next(entry)) {
-            if (isTaken(entry)) {
-                take(entry);
-            } else if (entry.type == EntryType::file || entry.type == EntryType::hardlink) {
-                leftOut_.insert(plainPath(entry.path));
-            }
+    Target(const std::string& destination, const std::string& package, const ExtractOptions& options,
+           System& system)
+        : options_(options) {
+        if (!options.dryRun) {
+            extraction_.emplace(destination, package, options, system);
         }
-        extraction_.finish();
-        return result_;
     }
 
-private:
     /// The root has no components, and is taken where none are dropped.
-    bool isTaken(const Entry& entry) const {
+    bool takes(const Entry& entry) const {
         const bool named = options_.stripComponents == 0 || !strip(entry.path).empty();
         return named && (!options_.select || options_.select(entry));
     }
 
-    std::string strip(const std::string& path) const { return stripped(path, options_.stripComponents); }
-
-    void take(const Entry& entry) {
-        const bool isLink = entry.type == EntryType::hardlink;
-        if (isLink && leftOut_.count(plainPath(entry.linkTarget)) != 0) {
-            stream_.refuse(entry,
-                           "is a hard link to " + quotedName(entry.linkTarget) + ", which is not extracted");
+    /// Makes the entry; `writeContents` gives those of a file to the extraction.
+    template <typename WriteContents>
+    void make(const Entry& entry, WriteContents writeContents) {
+        const std::string path = strip(entry.path);
+        if (extraction_) {
+            extraction_->begin(entry, path, entry.type == EntryType::hardlink ? strip(entry.linkTarget) : "");
+            if (entry.type == EntryType::file) {
+                writeContents(*extraction_);
+            }
+            extraction_->end();
         }
-        extraction_.begin(entry, strip(entry.path), isLink ? strip(entry.linkTarget) : "");
-        if (entry.type == EntryType::file) {
-            writeContents(entry);
-        }
-        extraction_.end();
         ++result_.entries;
         result_.bytes += entry.size;
-    }
-
-    void writeContents(const Entry& entry) {
-        std::uint64_t position = 0;
-        EntryReader::Run run;
-        while (stream_.nextRun(run)) {
-            if (run.offset != position) {
-                extraction_.skip(run.offset - position);
-            }
-            extraction_.write(run.bytes.data(), run.bytes.size());
-            position = run.offset + run.bytes.size();
-        }
-        if (position != entry.size) {
-            extraction_.skip(entry.size - position);
+        if (options_.onEntry) {
+            options_.onEntry(entry, path.empty() ? "." : path);
         }
     }
 
-    PackageStream& stream_;
+    ExtractResult finish() {
+        if (extraction_) {
+            extraction_->finish();
+        }
+        return result_;
+    }
+
+private:
+    std::string strip(const std::string& path) const { return stripped(path, options_.stripComponents); }
+
     const ExtractOptions& options_;
-    Extraction extraction_;
+    std::optional<Extraction> extraction_;
     ExtractResult result_;
-    std::set<std::string> leftOut_;  // files that later hard links may ask for
 };
+
+/// Gives the contents of the stream's current entry to the extraction, holes as holes.
+void copyContents(PackageStream& stream, const Entry& entry, Extraction& extraction) {
+    std::uint64_t position = 0;
+    EntryReader::Run run;
+    while (stream.nextRun(run)) {
+        if (run.offset != position) {
+            extraction.skip(run.offset - position);
+        }
+        extraction.write(run.bytes.data(), run.bytes.size());
+        position = run.offset + run.bytes.size();
+    }
+    if (position != entry.size) {
+        extraction.skip(entry.size - position);
+    }
+}
 
 }  // namespace
 
 ExtractResult extractAll(PackageStream& stream, const std::string& destination, const ExtractOptions& options,
                          System& system) {
-    return Extractor(stream, destination, options, system).run();
+    Target target(destination, stream.name(), options, system);
+    std::set<std::string> leftOut;  // files that later hard links may ask for
+    for (Entry entry; stream.next(entry);) {
+        const bool isLink = entry.type == EntryType::hardlink;
+        if (!target.takes(entry)) {
+            if (isLink || entry.type == EntryType::file) {
+                leftOut.insert(plainPath(entry.path));
+            }
+            continue;
+        }
+        if (isLink && leftOut.count(plainPath(entry.linkTarget)) != 0) {
+            stream.refuse(entry, "is a hard link to " + quotedName(entry.linkTarget) + ", which is not extracted");
+        }
+        target.make(entry, [&](Extraction& extraction) { copyContents(stream, entry, extraction); });
+    }
+    return target.finish();
+}
+
+ExtractResult extractMembers(const std::vector<ControlMember>& members, const std::string& package,
+                             const std::string& destination, const ExtractOptions& options, System& system) {
+    Target target(destination, package, options, system);
+    for (const ControlMember& member : members) {
+        if (target.takes(member.entry)) {
+            target.make(member.entry, [&](Extraction& extraction) {
+                extraction.write(member.contents.data(), member.contents.size());
+            });
+        }
+    }
+    return target.finish();
 }
 
 }  // namespace bex::stream

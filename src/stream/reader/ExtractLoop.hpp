@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "stream/reader/PackageStream.hpp"
 
@@ -9,5 +10,9 @@ namespace bex::stream {
 /// Extracts the entries that are left of the stream below the directory, as PackageReader::extract() promises.
 ExtractResult extractAll(PackageStream& stream, const std::string& destination, const ExtractOptions& options,
                          System& system);
+
+/// The same for control members, which are in memory. `package`, unescaped, begins the messages.
+ExtractResult extractMembers(const std::vector<ControlMember>& members, const std::string& package,
+                             const std::string& destination, const ExtractOptions& options, System& system);
 
 }  // namespace bex::stream

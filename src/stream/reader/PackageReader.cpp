@@ -60,6 +60,10 @@ public:
         return extractAll(stream_, destination, options, System::real());
     }
 
+    ExtractResult extractControl(const std::string& destination, const ExtractOptions& options) const {
+        return extractMembers(members_, stream_.name(), destination, options, System::real());
+    }
+
 private:
     ThrowingFaults faults_;
     PackageStream stream_;
@@ -106,6 +110,10 @@ std::size_t PackageReader::read(char* buffer, std::size_t size) {
 
 ExtractResult PackageReader::extract(const std::string& destination, const ExtractOptions& options) {
     return state_->extract(destination, options);
+}
+
+ExtractResult PackageReader::extractControl(const std::string& destination, const ExtractOptions& options) const {
+    return state_->extractControl(destination, options);
 }
 
 }  // namespace bex::stream
