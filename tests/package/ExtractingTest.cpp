@@ -87,14 +87,16 @@ TEST(Extracting, SkipsWhatItCannotWriteAndWritesTheRest) {
     EXPECT_EQ(dir.read("dest/top/below/b"), bytes);
 }
 
+std::string noDirectory(const std::string& place) {
+    return "Can't extract bex file to `" + place + "': `" + place + "' does not exist or is not a directory.";
+}
+
 TEST(Extracting, NeedsADirectoryToWriteTo) {
     const TemporaryDirectory dir;
     Package package;
     package.with("f", "1");
     for (const std::string& place : {dir / "missing", dir.write("file", "f"), std::string()}) {
-        EXPECT_EQ(
-            failureOf([&] { package.extract(place, ""); }),
-            "Can't extract bex file to `" + place + "': `" + place + "' does not exist or is not a directory.");
+        EXPECT_EQ(failureOf([&] { package.extract(place, ""); }), noDirectory(place));
     }
     EXPECT_EQ(treeOf(dir.path()), Paths{"file"});
 }
