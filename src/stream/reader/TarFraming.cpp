@@ -60,10 +60,12 @@ std::string_view TarFraming::piece() {
     if (given_ < headers_.size()) {
         const std::string_view rest = std::string_view(headers_).substr(given_);
         given_ = headers_.size();
+        handedOut_ += rest.size();
         return rest;
     }
     const std::string_view bytes = take(bodyLeft_);
     bodyLeft_ -= bytes.size();
+    handedOut_ += bytes.size();
     return bytes;
 }
 
@@ -78,6 +80,7 @@ std::uint64_t TarFraming::skip(std::uint64_t size) {
         failTruncated();
     }
     bodyLeft_ -= fromView + rest;
+    handedOut_ += wanted;
     return wanted;
 }
 

@@ -37,6 +37,9 @@ public:
     /// Passes over up to `size` bytes of what piece() has yet to give and tells how many.
     std::uint64_t skip(std::uint64_t size);
 
+    /// Bytes that piece() and skip() have handed out since the beginning.
+    std::uint64_t handedOut() const noexcept { return handedOut_; }
+
     /// Bytes that piece() has yet to give.
     std::uint64_t left() const noexcept { return headers_.size() - given_ + bodyLeft_; }
 
@@ -60,6 +63,7 @@ private:
     std::string headers_;    // of the current entry
     std::size_t given_ = 0;  // of headers_
     std::uint64_t bodyLeft_ = 0;
+    std::uint64_t handedOut_ = 0;
     std::optional<std::string> longPath_;
     std::optional<std::string> longLink_;
     std::optional<PaxRecords> pax_;

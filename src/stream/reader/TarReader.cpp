@@ -163,7 +163,8 @@ void TarReader::passOver() {
     if (archive_read_data_skip(reader_.get()) != ARCHIVE_OK) {
         fail(path_);
     }
-    if (framing_.left() != 0) {
+    const auto consumed = static_cast<std::uint64_t>(archive_filter_bytes(reader_.get(), 0));
+    if (framing_.left() != 0 || framing_.handedOut() != consumed) {
         faults_.fail(ErrorKind::damaged, "tar-sparse", "sparse map that does not fit what is stored", path_);
     }
 }

@@ -1,0 +1,260 @@
+#include "HandMade.hpp"
+
+#include <bzlib.h>
+#include <fcntl.h>
+#include <libdeflate.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdio>
+#include <memory>
+#include <stdexcept>
+
+#include "Failure.hpp"
+#include "TemporaryDirectory.hpp"
+#include "bex/stream/Escape.hpp"
+#include "stream/codec/CompressingSink.hpp"
+#include "stream/system/Descriptor.hpp"
+
+namespace bex::test {
+
+namespace {
+
+using namespace stream;
+
+std::string octal(std::size_t number, int digits) {
+    std::array<char, 32> text{};
+    std::snprintf(text.data(), text.size(), "%0*zo", digits, number);
+    return text.data();
+}
+
+std::string padded(std::string text, std::size_t size, char filler) {
+    text.resize(size, filler);
+    return text;
+}
+
+std::string blocks(std::string_view bytes) {
+    return padded(std::string(bytes), (bytes.size() + 511) / 512 * 512, '\0');
+}
+
+/// Keeps what is written.
+class Collector final : public Sink {
+public:
+    void write(const char* data, std::size_t size) override { bytes.append(data, size); }
+    std::string bytes;
+};
+
+/// The bytes behind a pipe, which holds them all: test packages are small.
+Descriptor pipeOf(const std::string& bytes) {
+    std::array<int, 2> ends{};
+    if (pipe2(ends.data(), O_CLOEXEC) != 0) {
+        throw std::runtime_error("no pipe");
+    }
+    Descriptor out(ends[1], System::real());
+    Descriptor in(ends[0], System::real());
+    const int capacity = fcntl(out.get(), F_SETPIPE_SZ, 1 << 20);
+    if (static_cast<std::size_t>(capacity) < bytes.size() ||
+        write(out.get(), bytes.data(), bytes.size()) != static_cast<ssize_t>(bytes.size())) {
+        throw std::runtime_error("the pipe is too small");
+    }
+    return in;
+}
+
+std::string contentsOf(PackageReader& reader) {
+    std::string contents;
+    std::array<char, 1000> buffer{};
+    while (const std::size_t count = reader.read(buffer.data(), buffer.size())) {
+        contents.append(buffer.data(), count);
+    }
+    return contents;
+}
+
+std::string lineOf(const Entry& entry, const std::string& contents) {
+    const std::string types = "fdlhcbp?";
+    return types[static_cast<std::size_t>(entry.type)] + octal(entry.mode, 4) + ' ' + std::to_string(entry.uid) +
+           ':' + entry.owner + ' ' + std::to_string(entry.gid) + ':' + entry.group + ' ' +
+           std::to_string(entry.size) + ' ' + std::to_string(entry.mtime) + ' ' + entry.path +
+           (entry.linkTarget.empty() ? "" : " -> " + entry.linkTarget) + (entry.sparse ? " sparse" : "") +
+           (contents.empty() ? "" : " = " + escapeForDisplay(contents)) + '\n';
+}
+
+}  // namespace
+
+std::string tarEntry(const TarFields& fields, std::string_view contents) {
+    std::string block(512, '\0');
+    const auto put = [&](std::size_t at, std::string_view text) { block.replace(at, text.size(), text); };
+    put(0, fields.name);
+    put(100, fields.mode);
+    put(108, fields.uid);
+    put(116, fields.gid);
+    put(124, fields.size.empty() ? octal(contents.size(), 11) : fields.size);
+    put(136, fields.mtime);
+    put(148, std::string(8, ' '));
+    block[156] = fields.type;
+    put(157, fields.link);
+    put(257, fields.magic);
+    put(265, "root");
+    put(297, "root");
+    put(345, fields.prefix);
+    put(386, fields.tail);
+    std::size_t sum = 0;
+    for (const char c : block) {
+        sum += static_cast<unsigned char>(c);
+    }
+    put(148, fields.checksum.empty() ? octal(sum, 6) + std::string("\0 ", 2) : fields.checksum);
+    return block + blocks(contents);
+}
+
+std::string tarFile(const std::string& name, std::string_view contents) {
+    TarFields fields;
+    fields.name = name;
+    return tarEntry(fields, contents);
+}
+
+std::string tarFolder(const std::string& name) {
+    TarFields fields;
+    fields.name = name;
+    fields.type = '5';
+    fields.mode = "0000755";
+    return tarEntry(fields);
+}
+
+std::string tarLink(const std::string& name, const std::string& target, char type) {
+    TarFields fields;
+    fields.name = name;
+    fields.link = target;
+    fields.type = type;
+    return tarEntry(fields);
+}
+
+std::string withPax(const std::vector<std::pair<std::string, std::string>>& records, const std::string& entry) {
+    std::string text;
+    for (const auto& [key, value] : records) {
+        const std::string rest = ' ' + key + '=' + value + '\n';
+        std::size_t length = rest.size();
+        while (std::to_string(length).size() + rest.size() != length) {
+            ++length;
+        }
+        text += std::to_string(length) + rest;
+    }
+    TarFields fields;
+    fields.name = "PaxHeaders/x";
+    fields.type = 'x';
+    return tarEntry(fields, text) + entry;
+}
+
+std::string withLongName(char type, const std::string& text, const std::string& entry) {
+    TarFields fields;
+    fields.name = "././@LongLink";
+    fields.type = type;
+    fields.magic = {"ustar  \0", 8};
+    return tarEntry(fields, text + '\0') + entry;
+}
+
+std::string tarOf(const std::string& entries) {
+    return entries + std::string(1024, '\0');
+}
+
+std::string gzipOf(const std::string& bytes) {
+    const std::unique_ptr<libdeflate_compressor, decltype(&libdeflate_free_compressor)> compressor(
+        libdeflate_alloc_compressor(6), libdeflate_free_compressor);
+    std::string result(libdeflate_gzip_compress_bound(compressor.get(), bytes.size()), '\0');
+    result.resize(
+        libdeflate_gzip_compress(compressor.get(), bytes.data(), bytes.size(), result.data(), result.size()));
+    return result;
+}
+
+std::string bzip2Of(const std::string& bytes) {
+    std::string from = bytes;
+    std::string result(bytes.size() + bytes.size() / 100 + 600, '\0');
+    auto size = static_cast<unsigned>(result.size());
+    if (BZ2_bzBuffToBuffCompress(result.data(), &size, from.data(), static_cast<unsigned>(from.size()), 9, 0, 0) !=
+        BZ_OK) {
+        throw std::runtime_error("bzip2 failed");
+    }
+    result.resize(size);
+    return result;
+}
+
+std::string packed(const std::string& bytes, Compression compression, std::size_t blockBytes) {
+    Collector collector;
+    CompressionSettings settings;
+    settings.compression = compression;
+    settings.threads = 1;
+    settings.blockBytes = blockBytes;
+    CompressingSink sink(collector, settings);
+    sink.write(bytes.data(), bytes.size());
+    sink.finish();
+    return collector.bytes;
+}
+
+std::string arMember(const std::string& name, const std::string& contents, const std::string& size) {
+    std::string header = padded(name, 16, ' ') + padded("1000000000", 12, ' ') + padded("0", 6, ' ') +
+                         padded("0", 6, ' ') + padded("100644", 8, ' ') +
+                         padded(size.empty() ? std::to_string(contents.size()) : size, 10, ' ') + "`\n";
+    return header + contents + (contents.size() % 2 != 0 ? "\n" : "");
+}
+
+std::string arOf(const std::string& members) {
+    return "!<arch>\n" + members;
+}
+
+const std::string kControlText =
+    "Package: tool\nVersion: 1.0\nArchitecture: all\nMaintainer: Ann Lee <ann@example.org>\nDescription: a tool\n";
+
+std::string headOf(const std::string& controlEntries) {
+    return arMember("debian-binary", "2.0\n") +
+           arMember("control.tar.gz", gzipOf(tarOf(tarFile("./control", kControlText) + controlEntries)));
+}
+
+std::string packageOf(const std::string& payloadEntries, const std::string& controlEntries) {
+    return arOf(headOf(controlEntries) + arMember("data.tar.gz", gzipOf(tarOf(payloadEntries))));
+}
+
+std::string soundPackage() {
+    return packageOf(tarFolder("./") + tarFolder("./bin/") + tarFile("./bin/tool", "echo tool\n") +
+                     tarLink("./bin/link", "tool", '2') + tarLink("./bin/other", "./bin/tool", '1'));
+}
+
+std::string reading(const std::string& bytes, Route route, const std::function<void(PackageReader&)>& use,
+                    const ReadOptions& options) {
+    const TemporaryDirectory folder;
+    const std::string path = folder.write("p.bex", bytes);
+    return failureOf([&] {
+        if (route == Route::pipe) {
+            const Descriptor pipe = pipeOf(bytes);
+            PackageReader reader(pipe.get(), "p.bex", options);
+            use(reader);
+            return;
+        }
+        const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC), System::real());
+        PackageReader reader(file.get(), "p.bex", options);
+        use(reader);
+    });
+}
+
+std::string listingOf(const std::string& bytes, Route route, const ReadOptions& options) {
+    std::string listing;
+    const std::string failure = reading(
+        bytes, route,
+        [&](PackageReader& reader) {
+            Entry entry;
+            while (reader.next(entry)) {
+                listing += lineOf(entry, contentsOf(reader));
+            }
+        },
+        options);
+    return failure.empty() ? listing : failure;
+}
+
+std::vector<std::string> findingsOf(const std::string& bytes, const ReadOptions& options) {
+    const TemporaryDirectory folder;
+    std::vector<std::string> lines;
+    for (const Finding& finding : verify(folder.write("p.bex", bytes), options)) {
+        lines.push_back(finding.code + '|' + finding.member + '|' + escapeForDisplay(finding.path) + '|' +
+                        finding.text);
+    }
+    return lines;
+}
+
+}  // namespace bex::test
