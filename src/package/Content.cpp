@@ -40,6 +40,9 @@ std::string withSlash(std::string path) {
 /// Records that take effect together, so that a failure on the way leaves the package as it was.
 class NewEntries {
 public:
+    NewEntries() = default;
+    NewEntries(const NewEntries&) = delete;
+    NewEntries& operator=(const NewEntries&) = delete;
     ~NewEntries() {
         for (const FileOnDisk* file : records_) {
             delete file;
