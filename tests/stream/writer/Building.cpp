@@ -27,7 +27,7 @@ stream::WriteOptions datedOptions() {
 
 std::string written(const stream::PackageWriter& writer, const TemporaryDirectory& folder,
                     const stream::WriteOptions& options) {
-    StringSink sink;
+    PackageSink sink;
     writer.write(sink, folder.path().string(), options);
     return sink.bytes;
 }

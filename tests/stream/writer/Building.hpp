@@ -13,9 +13,9 @@
 namespace bex::test {
 
 /// Keeps what is written, and fails at the write of that number (from 1; 0: never).
-class StringSink : public stream::Sink {
+class PackageSink : public stream::Sink {
 public:
-    explicit StringSink(std::size_t failingWrite = 0) : failingWrite_(failingWrite) {}
+    explicit PackageSink(std::size_t failingWrite = 0) : failingWrite_(failingWrite) {}
     void write(const char* data, std::size_t size) override {
         if (++writes_ == failingWrite_) {
             throw std::runtime_error("the sink is full");

@@ -95,7 +95,7 @@ TEST_F(WriterFaults, ASinkThatFailsAtAnyWriteEndsTheBuildAndNothingIsLeft) {
     writer.addTree(folder_ / "tree");
     std::size_t failures = 0;
     for (std::string failure = "?"; !failure.empty(); ++failures) {
-        StringSink sink(failures + 1);
+        PackageSink sink(failures + 1);
         failure = failureOf([&] { writer.write(sink, folder_ / "packages", options_); });
         EXPECT_THAT(failure, testing::AnyOf("", "the sink is full"));
         expectPackage("old");
@@ -131,7 +131,7 @@ TEST_F(WriterFaults, AMissingFolderAndADirectoryAsTargetAreNamed) {
     EXPECT_THAT(failureOf([&] { writer.write(folder_ / "none/x.bex", options_); }),
                 HasSubstr(folder_ / "none/x.bex"));
     EXPECT_THAT(failureOf([&] { writer.write(folder_ / "packages", options_); }), HasSubstr(folder_ / "packages"));
-    StringSink sink;
+    PackageSink sink;
     EXPECT_EQ(failureOf([&] { writer.write(sink, folder_ / "none", options_); }),
               folder_ / "none: can't make a temporary file: No such file or directory");
 }

@@ -36,7 +36,7 @@ TEST(TarEncoder, WritesNumbersBeyondOctalInBase256) {
         {(std::uint64_t{9} << 30) + 5, std::string("\x80\0\0\0\0\0\0\x02\x40\0\0\x05", 12)},
     };
     for (const auto& c : cases) {
-        StringSink sink;
+        PackageSink sink;
         {
             TarEncoder tar(sink);
             tar.begin(fileOf("./big", c.size));
@@ -56,7 +56,7 @@ TEST(TarEncoder, KeepsNamesOfAnyLengthForOtherPrograms) {
         while (name.size() < length + 2) {
             name += name.size() % 50 == 49 && name.size() < length ? '/' : 'n';
         }
-        StringSink sink;
+        PackageSink sink;
         TarEncoder tar(sink);
         tar.begin(fileOf(name, 1));
         tar.write("x", 1);
@@ -79,7 +79,7 @@ TEST(TarEncoder, KeepsNamesOfAnyLengthForOtherPrograms) {
 TEST(TarEncoder, RefusesContentsThatDifferFromTheSizeAndTypesThatCantBe) {
     const auto failure = [](std::uint64_t size, EntryType type, const std::string& bytes) {
         return failureOf([&] {
-            StringSink sink;
+            PackageSink sink;
             TarEncoder tar(sink);
             Entry entry = fileOf("./f", size);
             entry.type = type;
@@ -96,7 +96,7 @@ TEST(TarEncoder, RefusesContentsThatDifferFromTheSizeAndTypesThatCantBe) {
 }
 
 TEST(ArWriter, MakesFieldsAndPaddingThatArReads) {
-    StringSink sink;
+    PackageSink sink;
     ArWriter writer(sink, 1000000000);
     writer.addMember("odd", "123");
     writer.addMember("sixteen-bytes.gz", "");
