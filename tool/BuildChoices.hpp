@@ -1,8 +1,8 @@
 #pragma once
 
-#include <map>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "bex/stream/Compression.hpp"
@@ -14,8 +14,9 @@ struct BuildChoices {
     std::string tree;
     std::string out;
     std::string controlFile;
-    std::vector<std::string> fields;                 ///< "Name=Value", in order
-    std::map<std::string, std::string> namedFields;  ///< from --name, --version, ...; by field name
+    std::vector<std::string> fields;  ///< "Name=Value", in order
+    /// From --name, --version, ...: field and value, in the order of a control paragraph.
+    std::vector<std::pair<std::string, std::string>> namedFields;
     std::string prefix;
     std::vector<std::string> additions;  ///< "SRC:DST"
     std::string standardInput;           ///< path in the package, "" for none

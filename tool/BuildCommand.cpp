@@ -118,9 +118,8 @@ ExitStatus write(const PackageWriter& writer, const BuildChoices& choices, const
         writer.write(sink, temporaryFolder(), options);
         return ExitStatus::done;
     }
-    PackageWriter const& filled = writer;
-    const std::string path = targetPath(choices.out, filled.control());
-    printResult(path, buildFile(filled, path, choices.check, options, context), context);
+    const std::string path = targetPath(choices.out, writer.control());
+    printResult(path, buildFile(writer, path, choices.check, options, context), context);
     return ExitStatus::done;
 }
 
@@ -144,9 +143,9 @@ ExitStatus runBuild(BuildChoices& choices, Context& context) {
 }
 
 void addFieldOptions(CLI::App& verb, BuildChoices& choices) {
-    verb.add_option("--control", choices.controlFile,
-                    "Control paragraph; DEBIAN/control of the tree if not given");
-    verb.add_option("--field", choices.fields, "NAME=VALUE: set a field")->allow_extra_args(false);
+    verb.add_option("--control", choices.controlFile, "Control paragraph; DEBIAN/control of the tree if not given")
+        ->option_text("FILE");
+    verb.add_option("--field", choices.fields, "Set a field")->option_text("NAME=VALUE")->allow_extra_args(false);
     const std::pair<const char*, const char*> named[] = {
         {"--name", "Package"},          {"--version", "Version"},
         {"--arch", "Architecture"},     {"--description", "Description"},
@@ -154,19 +153,31 @@ void addFieldOptions(CLI::App& verb, BuildChoices& choices) {
         {"--section", "Section"},       {"--priority", "Priority"}};
     for (const auto& [option, field] : named) {
         verb.add_option_function<std::string>(
-            option, [&choices, name = field](const std::string& value) { choices.namedFields[name] = value; },
-            std::string("Set ") + field);
+                option,
+                [&choices, name = field](const std::string& value) {
+                    choices.namedFields.emplace_back(name, value);
+                },
+                std::string("Set ") + field)
+            ->option_text("TEXT");
     }
 }
 
 void addPayloadOptions(CLI::App& verb, BuildChoices& choices) {
-    verb.add_option("--prefix", choices.prefix, "Place the tree below this directory of the package");
-    verb.add_option("--add", choices.additions, "SRC:DST: add a file or folder")->allow_extra_args(false);
-    verb.add_option("--stdin", choices.standardInput, "Add standard input under this path");
-    verb.add_option("--mode", choices.modes, "GLOB=0755: set the mode of what matches")->allow_extra_args(false);
-    verb.add_option("--script", choices.scripts, "NAME=FILE: add a maintainer script or other control member")
+    verb.add_option("--prefix", choices.prefix, "Place the tree below this directory of the package")
+        ->option_text("DIR");
+    verb.add_option("--add", choices.additions, "Add a file or folder")
+        ->option_text("SRC:DST")
         ->allow_extra_args(false);
-    verb.add_option("--conffile", choices.conffiles, "Mark a path as configuration")->allow_extra_args(false);
+    verb.add_option("--stdin", choices.standardInput, "Add standard input under this path")->option_text("DST");
+    verb.add_option("--mode", choices.modes, "Set the mode of what matches")
+        ->option_text("GLOB=0755")
+        ->allow_extra_args(false);
+    verb.add_option("--script", choices.scripts, "Add a maintainer script or other control member")
+        ->option_text("NAME=FILE")
+        ->allow_extra_args(false);
+    verb.add_option("--conffile", choices.conffiles, "Mark a path as configuration")
+        ->option_text("PATH")
+        ->allow_extra_args(false);
     verb.add_flag("--keep-owner", choices.keepOwner, "Keep owners instead of root");
     verb.add_flag("--skip-special", choices.skipSpecial, "Leave out sockets, FIFOs and devices");
 }
@@ -177,8 +188,9 @@ void addOutputOptions(CLI::App& verb, BuildChoices& choices) {
                                                                      {"xz", stream::Compression::xz},
                                                                      {"none", stream::Compression::none}};
     verb.add_option("--compression", choices.compression, "gzip, zstd, xz or none")
-        ->transform(CLI::CheckedTransformer(compressions));
-    verb.add_option("--level", choices.level, "gzip 0-12, zstd 1-19, xz 0-9");
+        ->transform(CLI::CheckedTransformer(compressions))
+        ->option_text("KIND");
+    verb.add_option("--level", choices.level, "gzip 0-12 (6), zstd 1-19 (19), xz 0-9 (6)")->option_text("N");
     verb.add_flag("--no-md5sums", choices.noMd5sums, "Make no md5sums");
     CLI::Option* dryRun = verb.add_flag("--dry-run", choices.dryRun, "Only list what would go in");
     verb.add_flag("--check", choices.check, "Read the result back and compare before it appears")

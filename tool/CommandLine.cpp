@@ -11,6 +11,7 @@
 #include "Commands.hpp"
 #include "Failure.hpp"
 #include "LimitOption.hpp"
+#include "bex/stream/Versions.hpp"
 
 namespace bex::tool {
 
@@ -44,14 +45,27 @@ void addCommonOptions(CLI::App& program, Context& context) {
     program.add_flag("--json", context.json, "Print one JSON object");
     program.add_flag("-q,--quiet", context.quiet, "Print no notes and no progress");
     program.add_flag("-v,--verbose", context.verbosity, "Tell more on standard error");
-    program.add_option("--threads", context.threads, "Threads to work with; 0 is one for each processor");
+    program.add_option("--threads", context.threads, "Threads to work with; 0 is one for each processor")
+        ->option_text("N");
     program
         .add_option_function<ColorWhen>(
-            "--color", [&context](ColorWhen when) { context.console.setColor(when); }, "auto, always or never")
-        ->transform(CLI::CheckedTransformer(colors));
-    program.add_option("--progress", context.progress, "auto, json or never")
-        ->transform(CLI::CheckedTransformer(progress));
+            "--color", [&context](ColorWhen when) { context.console.setColor(when); },
+            "Colours: auto, always or never")
+        ->transform(CLI::CheckedTransformer(colors))
+        ->option_text("WHEN");
+    program.add_option("--progress", context.progress, "Progress: auto, json or never")
+        ->transform(CLI::CheckedTransformer(progress))
+        ->option_text("WHEN");
     addLimitOption(program, context.limits);
+}
+
+std::string versionText() {
+    std::string text;
+    for (const auto& library : stream::libraryVersions()) {
+        text +=
+            (text.empty() ? "bex " + library.version + "\n" : "") + library.name + " " + library.version + "\n";
+    }
+    return text;
 }
 
 void addVerbs(CLI::App& program, Action& chosen) {
@@ -65,14 +79,20 @@ void addVerbs(CLI::App& program, Action& chosen) {
     addDiff(program, chosen);
 }
 
+ExitStatus print(const std::string& text, Console& console) {
+    console.out(text);
+    console.flush();
+    return ExitStatus::done;
+}
+
 ExitStatus parseAndAct(CLI::App& program, std::vector<std::string> arguments, Context& context,
                        const Action& chosen) {
     try {
         program.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
+    } catch (const CLI::CallForVersion&) {
+        return print(versionText(), context.console);
     } catch (const CLI::Success&) {
-        context.console.out(program.help("", CLI::AppFormatMode::Normal));
-        context.console.flush();
-        return ExitStatus::done;
+        return print(program.help("", CLI::AppFormatMode::Normal), context.console);
     } catch (const CLI::ParseError& e) {
         return reportUsage(program, e, arguments, context);
     }
@@ -90,6 +110,8 @@ ExitStatus run(int argc, const char* const* argv) {
     CLI::App program("Build, read and check Debian-style binary packages", "bex");
     addCommonOptions(program, context);
     addVerbs(program, chosen);
+    program.set_version_flag("--version", "", "Print the versions of bex and its libraries");
+    program.footer("bex VERB --help tells more of a verb, bex(1) all.\n\nExample:\n  bex build site site.bex");
     program.require_subcommand(1);
     program.fallthrough();
     try {

@@ -71,7 +71,8 @@ void addLimitOption(CLI::App& program, Limits& limits) {
                     setLimit(assignment, limits);
                 }
             },
-            "NAME=VALUE: what a package may ask for")
+            "What a package may ask for; bex(1) lists the names")
+        ->option_text("NAME=VALUE")
         ->take_all()
         ->allow_extra_args(false);
 }
