@@ -105,9 +105,8 @@ TEST(Decompressor, ReadsAMultitudeOfEmptyMembers) {
         for (int i = 0; i < 100000; ++i) {
             stream += pair;
         }
-        for (const unsigned threads : {1U, 2U}) {
-            EXPECT_EQ(decompressed(stream + blocks("end", 10), Compression::gzip, threads), "end");
-        }
+        const unsigned threads = pair == block + plain ? 1 : 2;
+        EXPECT_EQ(decompressed(stream + blocks("end", 10), Compression::gzip, threads), "end");
     }
 }
 
@@ -137,7 +136,7 @@ TEST(Decompressor, SkipsToWhereReadingWouldCome) {
     const std::string data = text(3000000);
     const std::string half = data.substr(0, 1500000);
     const std::string rest = data.substr(half.size());
-    const std::string noisy = noise(20 << 20);
+    const std::string noisy = noise(12 << 20);
     const struct {
         std::string what;
         Compression compression;
@@ -158,7 +157,7 @@ TEST(Decompressor, SkipsToWhereReadingWouldCome) {
         for (const unsigned threads : kThreads) {
             for (const std::size_t largest : {std::size_t{30000}, c.data.size() / 2}) {
                 SCOPED_TRACE(c.what + " threads " + std::to_string(threads) + " " + std::to_string(largest));
-                for (unsigned seed = 1; seed <= 3; ++seed) {
+                for (unsigned seed = 1; seed <= 2; ++seed) {
                     MemorySource source(c.stream, 100000,
                                         seed == 1 ? MemorySource::Kind::pipe : MemorySource::Kind::seekable);
                     compareSkips(*openDecompressor(source, c.compression, "it", {threads, {}}), c.data, largest,
@@ -170,13 +169,13 @@ TEST(Decompressor, SkipsToWhereReadingWouldCome) {
 }
 
 TEST(Decompressor, JumpsOverBlocksWithoutReadingThem) {
-    const std::string data = noise(40 << 20);
+    const std::string data = noise(24 << 20);
     const std::string stream = blocks(data, 512 << 10, 0);
     for (const unsigned threads : {1U, 2U}) {
         MemorySource source(stream);
         const auto from = openDecompressor(source, Compression::gzip, "it", {threads, {}});
         const std::size_t first = from->next().size();
-        const std::size_t jump = (36 << 20) + 5;
+        const std::size_t jump = (21 << 20) + 5;
         ASSERT_EQ(from->skip(jump), jump);
         const std::string_view chunk = from->next();
         EXPECT_TRUE(chunk == std::string_view(data).substr(first + jump, chunk.size()));
