@@ -3,6 +3,7 @@
 #include <bzlib.h>
 #include <fcntl.h>
 #include <libdeflate.h>
+#include <sys/mman.h>
 #include <unistd.h>
 
 #include <array>
@@ -11,7 +12,6 @@
 #include <stdexcept>
 
 #include "Failure.hpp"
-#include "TemporaryDirectory.hpp"
 #include "bex/stream/Escape.hpp"
 #include "stream/codec/CompressingSink.hpp"
 #include "stream/system/Descriptor.hpp"
@@ -43,6 +43,15 @@ public:
     void write(const char* data, std::size_t size) override { bytes.append(data, size); }
     std::string bytes;
 };
+
+/// A file without a name.
+Descriptor fileOf(const std::string& bytes) {
+    Descriptor file(memfd_create("p.bex", MFD_CLOEXEC), System::real());
+    if (!file || write(file.get(), bytes.data(), bytes.size()) != static_cast<ssize_t>(bytes.size())) {
+        throw std::runtime_error("no file in memory");
+    }
+    return file;
+}
 
 /// The bytes behind a pipe, which holds them all: test packages are small.
 Descriptor pipeOf(const std::string& bytes) {
@@ -218,17 +227,9 @@ std::string soundPackage() {
 
 std::string reading(const std::string& bytes, Route route, const std::function<void(PackageReader&)>& use,
                     const ReadOptions& options) {
-    const TemporaryDirectory folder;
-    const std::string path = folder.write("p.bex", bytes);
     return failureOf([&] {
-        if (route == Route::pipe) {
-            const Descriptor pipe = pipeOf(bytes);
-            PackageReader reader(pipe.get(), "p.bex", options);
-            use(reader);
-            return;
-        }
-        const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC), System::real());
-        PackageReader reader(file.get(), "p.bex", options);
+        const Descriptor package = route == Route::pipe ? pipeOf(bytes) : fileOf(bytes);
+        PackageReader reader(package.get(), "p.bex", options);
         use(reader);
     });
 }
@@ -248,9 +249,9 @@ std::string listingOf(const std::string& bytes, Route route, const ReadOptions& 
 }
 
 std::vector<std::string> findingsOf(const std::string& bytes, const ReadOptions& options) {
-    const TemporaryDirectory folder;
+    const Descriptor package = fileOf(bytes);
     std::vector<std::string> lines;
-    for (const Finding& finding : verify(folder.write("p.bex", bytes), options)) {
+    for (const Finding& finding : verify("/proc/self/fd/" + std::to_string(package.get()), options)) {
         lines.push_back(finding.code + '|' + finding.member + '|' + escapeForDisplay(finding.path) + '|' +
                         finding.text);
     }

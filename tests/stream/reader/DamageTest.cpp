@@ -1,0 +1,87 @@
+#include <gtest/gtest.h>
+
+#include "HandMade.hpp"
+
+namespace bex::test {
+namespace {
+
+using stream::Compression;
+
+/// A small package, without the padding that its end may lack.
+std::string packageIn(Compression compression) {
+    const std::string suffix(stream::suffixOf(compression));
+    const auto packedTar = [&](const std::string& tar) {
+        return compression == Compression::bzip2 ? bzip2Of(tar) : packed(tar, compression, 1024);
+    };
+    const std::string data =
+        packedTar(tarOf(tarFolder("./") + tarFile("./x", "some text\n") + tarLink("./y", "x", '2')));
+    const std::string package =
+        arOf(arMember("debian-binary", "2.0\n") +
+             arMember("control.tar" + suffix, packedTar(tarOf(tarFile("./control", kControlText)))) +
+             arMember("data.tar" + suffix, data));
+    return package.substr(0, package.size() - data.size() % 2);
+}
+
+stream::ReadOptions oneThread() {
+    stream::ReadOptions options;
+    options.threads = 1;
+    return options;
+}
+
+constexpr Compression kAll[] = {Compression::gzip, Compression::xz, Compression::zstd, Compression::bzip2};
+
+TEST(Damage, EveryPackageThatIsCutShortFails) {
+    for (const Compression compression : kAll) {
+        const std::string package = packageIn(compression);
+        for (std::size_t size = 0; size < package.size(); ++size) {
+            for (const Route route : {Route::file, Route::pipe}) {
+                const std::string message = listingOf(package.substr(0, size), route, oneThread());
+                ASSERT_EQ(message.compare(0, 7, "p.bex: "), 0)
+                    << nameOf(compression) << " cut to " << size << " bytes gave " << message;
+            }
+            ASSERT_FALSE(findingsOf(package.substr(0, size), oneThread()).empty())
+                << nameOf(compression) << " cut to " << size;
+        }
+    }
+}
+
+/// A flipped bit outside of what a checksum covers may pass when it means nothing.
+TEST(Damage, EveryFlippedByteFailsOrChangesNothing) {
+    for (const Compression compression : kAll) {
+        const std::string package = packageIn(compression);
+        const std::string sound = listingOf(package);
+        ASSERT_EQ(sound.find("p.bex"), std::string::npos) << sound;
+        std::size_t passed = 0;
+        for (std::size_t at = 0; at < package.size(); ++at) {
+            std::string flipped = package;
+            flipped[at] = static_cast<char>(flipped[at] ^ (1 << at % 8));
+            const std::string listing = listingOf(flipped, at % 2 == 0 ? Route::file : Route::pipe, oneThread());
+            const bool failed = listing.compare(0, 7, "p.bex: ") == 0;
+            ASSERT_TRUE(failed || listing == sound) << nameOf(compression) << " at " << at << ": " << listing;
+            passed += failed ? 0 : 1;
+        }
+        EXPECT_LT(passed, package.size() / 4) << "times, owners and modes of the members, and little else";
+    }
+}
+
+/// Without a checksum around it the tar archive's own checks are all there is.
+TEST(Damage, EveryFlippedByteOfAPlainHeaderIsNoticed) {
+    const auto listing = [](const std::string& tar) {
+        return listingOf(arOf(headOf() + arMember("data.tar", tarOf(tar))), Route::file, oneThread());
+    };
+    const std::string header = tarFile("./x");
+    const std::string sound = listing(header);
+    std::size_t passed = 0;
+    for (std::size_t at = 0; at < header.size(); ++at) {
+        std::string flipped = header;
+        flipped[at] = static_cast<char>(flipped[at] ^ (1 << at % 8));
+        const std::string found = listing(flipped);
+        const bool failed = found.compare(0, 7, "p.bex: ") == 0;
+        EXPECT_TRUE(failed || found == sound) << at << ": " << found;
+        passed += failed ? 0 : 1;
+    }
+    EXPECT_LE(passed, 3U) << "a leading zero and the fillings of the checksum may be blanks or not";
+}
+
+}  // namespace
+}  // namespace bex::test

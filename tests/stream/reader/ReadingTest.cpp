@@ -1,0 +1,227 @@
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <random>
+#include <thread>
+
+#include "HandMade.hpp"
+#include "TemporaryDirectory.hpp"
+#include "stream/FailingSystem.hpp"
+#include "stream/reader/PackageStream.hpp"
+#include "stream/reader/PathTable.hpp"
+#include "stream/writer/Building.hpp"
+
+namespace bex::test {
+namespace {
+
+using stream::Entry;
+using stream::PackageReader;
+using stream::PathTable;
+
+std::string randomBytes(std::size_t size) {
+    std::mt19937 random(7);
+    std::string bytes(size, '\0');
+    std::generate(bytes.begin(), bytes.end(), [&] { return static_cast<char>(random() >> 24); });
+    return bytes;
+}
+
+/// A package of 4 MB that does not compress, with one large file between small ones.
+std::string largePackage(stream::Compression compression = stream::Compression::gzip) {
+    const std::string tar =
+        tarOf(tarFile("./a", "a") + tarFile("./large", randomBytes(4000000)) + tarFile("./z", "z"));
+    const std::string name = "data.tar" + std::string(suffixOf(compression));
+    return arOf(headOf() + arMember(name, packed(tar, compression, 65536)));
+}
+
+/// How often the system is asked for 4 KiB of the file while `use` reads it.
+template <typename Use>
+std::size_t readsOf(const std::string& path, Use use) {
+    FailingSystem system;
+    stream::ThrowingFaults faults;
+    stream::ReadOptions options;
+    options.threads = 1;
+    system.limitTransfers(4096);
+    stream::PackageStream package(path, options, system, faults);
+    package.checkStructure();
+    package.readControl();
+    use(package);
+    return system.count("pread") + system.count("read");
+}
+
+TEST(Reading, FieldsAndListingsReadNoMoreThanTheyMust) {
+    const TemporaryDirectory folder;
+    const std::string path = folder.write("p.bex", largePackage());
+    Entry entry;
+    EXPECT_LT(readsOf(path, [](auto&) {}), 20U) << "the payload is not touched";
+    EXPECT_LT(readsOf(path, [&](auto& package) { package.next(entry); }), 200U) << "only the first blocks";
+    const auto listing = [&](auto& package) {
+        while (package.next(entry)) {
+        }
+    };
+    const std::string plain = folder.write("plain.bex", largePackage(stream::Compression::none));
+    EXPECT_LT(readsOf(plain, listing), 200U) << "the large file is jumped over";
+    EXPECT_EQ(entry.path, "./z");
+}
+
+TEST(Reading, GivesContentsInPiecesOfAnySizeAndLeavesOutWhatIsNotAskedFor) {
+    const std::string bytes =
+        packageOf(tarFile("./a", "first") + tarFile("./b", "second") + tarFile("./c", "third"));
+    const std::string failure = reading(bytes, Route::pipe, [](PackageReader& reader) {
+        Entry entry;
+        char buffer[8];
+        EXPECT_EQ(reader.read(buffer, sizeof buffer), 0U) << "there is no entry yet";
+        ASSERT_TRUE(reader.next(entry));
+        ASSERT_EQ(reader.read(buffer, 2), 2U);
+        EXPECT_EQ(std::string(buffer, 2), "fi");
+        ASSERT_TRUE(reader.next(entry) && reader.next(entry));
+        EXPECT_EQ(entry.path, "./c");
+        ASSERT_EQ(reader.read(buffer, sizeof buffer), 5U);
+        EXPECT_EQ(std::string(buffer, 5), "third");
+        EXPECT_EQ(reader.read(buffer, sizeof buffer), 0U);
+        EXPECT_FALSE(reader.next(entry));
+        EXPECT_FALSE(reader.next(entry));
+        EXPECT_EQ(reader.read(buffer, sizeof buffer), 0U);
+    });
+    EXPECT_EQ(failure, "");
+}
+
+TEST(Reading, AFailureIsRepeatedAndReadersCanBeMoved) {
+    const std::string failure =
+        reading(packageOf(tarFile("./a", "a") + tarFile("../b")), Route::file, [](auto& reader) {
+            Entry entry;
+            char byte = 0;
+            PackageReader moved(std::move(reader));
+            EXPECT_TRUE(moved.next(entry));
+            EXPECT_EQ(moved.read(&byte, 1), 1U);
+            EXPECT_THROW(moved.next(entry), stream::StreamError);
+            EXPECT_THROW(moved.read(&byte, 0 * moved.next(entry)), stream::StreamError);
+        });
+    EXPECT_EQ(failure, "");
+}
+
+TEST(Reading, ADescriptorKeepsItsPosition) {
+    const TemporaryDirectory folder;
+    const stream::Descriptor file(open(folder.write("p.bex", soundPackage()).c_str(), O_RDONLY | O_CLOEXEC),
+                                  stream::System::real());
+    ASSERT_EQ(lseek(file.get(), 5, SEEK_SET), 5);
+    Entry entry;
+    PackageReader first(file.get(), "p.bex");
+    PackageReader second(file.get(), "p.bex");
+    ASSERT_TRUE(first.next(entry) && second.next(entry) && first.next(entry));
+    EXPECT_EQ(lseek(file.get(), 0, SEEK_CUR), 5);
+}
+
+TEST(Reading, ReadersInSeveralThreadsDoNotDisturbEachOther) {
+    const std::string bytes = packageOf(withPax({{"path", "./\xc3\xa4"}}, tarFile("./x", "one")) +
+                                        tarFile("./y", std::string(100000, 'y')));
+    const std::string expected = listingOf(bytes);
+    std::vector<std::string> listings(4);
+    std::vector<std::thread> threads;
+    for (std::string& listing : listings) {
+        threads.emplace_back(
+            [&] { listing = listingOf(bytes, &listing == &listings[0] ? Route::pipe : Route::file); });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    EXPECT_EQ(listings, std::vector<std::string>(4, expected));
+}
+
+TEST(Reading, ReportsProgressToTheEndAndCanBeCancelled) {
+    const TemporaryDirectory folder;
+    const std::string path = folder.write("p.bex", largePackage());
+    std::uint64_t last = 0;
+    std::string seen;
+    stream::ReadOptions options;
+    options.progress = [&](const stream::Progress& progress) {
+        EXPECT_GE(progress.bytesDone, last);
+        last = progress.bytesDone;
+        seen += progress.entry;
+        return true;
+    };
+    PackageReader(path, options).extract(folder / "out");
+    EXPECT_EQ(last, 4000002U);
+    EXPECT_NE(seen.find("./large"), std::string::npos);
+    options.progress = [&](const stream::Progress&) { return false; };
+    EXPECT_EQ(failureOf([&] { PackageReader(path, options).extract(folder / "none"); }), path + ": cancelled");
+    EXPECT_EQ(namesIn(folder / "none"), std::vector<std::string>{"a"}) << "the file that was begun is gone";
+}
+
+TEST(Reading, EveryFailingCallBecomesAnErrorThatNamesThePackage) {
+    const TemporaryDirectory folder;
+    const std::string path = folder.write("p.bex", soundPackage());
+    const auto list = [&](stream::System& system) {
+        stream::ThrowingFaults faults;
+        stream::PackageStream package(path, {}, system, faults);
+        package.checkStructure();
+        package.readControl();
+        Entry entry;
+        while (package.next(entry)) {
+        }
+    };
+    std::size_t failures = 0;
+    failEachCall(EIO, list, [&](const std::string& failure, const std::string& call) {
+        const std::string what = call == "openat" ? ": can't open: " : ": can't read: ";
+        EXPECT_EQ(failure, call == "close" ? "" : path + what + "Input/output error");
+        ++failures;
+    });
+    EXPECT_GT(failures, 8U);
+}
+
+TEST(Reading, APackageThatIsCutWhileItIsReadIsAnError) {
+    const TemporaryDirectory folder;
+    const std::string path = folder.write("p.bex", largePackage());
+    PackageReader reader(path);
+    std::filesystem::resize_file(path, 2000000);
+    Entry entry;
+    const std::string failure = failureOf([&] {
+        while (reader.next(entry)) {
+        }
+    });
+    EXPECT_THAT(failure, testing::StartsWith(path + ": member \"data.tar.gz\": ends after 1999"));
+}
+
+/// The table against a plain set of strings.
+TEST(PathTable, AgreesWithASlowModel) {
+    using Outcome = PathTable::Outcome;
+    using Kind = PathTable::Kind;
+    std::mt19937 random(3);
+    const auto pathOf = [&] {
+        std::string path;
+        for (unsigned depth = 1 + random() % 4; depth != 0; --depth) {
+            path += std::string(1, static_cast<char>('a' + random() % 3)) + (random() % 4 == 0 ? "b" : "") + "/";
+        }
+        return path.substr(0, path.size() - 1);
+    };
+    PathTable table;
+    std::map<std::string, Kind> model;
+    const auto modelAdd = [&](const std::string& path, Kind kind) {
+        for (std::size_t slash = path.find('/'); slash != std::string::npos; slash = path.find('/', slash + 1)) {
+            const Kind above = model.try_emplace(path.substr(0, slash), Kind::impliedDirectory).first->second;
+            if (above == Kind::file || above == Kind::symlink) {
+                return Outcome::belowNoDirectory;
+            }
+        }
+        const auto [found, added] = model.try_emplace(path, kind);
+        const Kind before = found->second;
+        if (!added && (kind != Kind::directory || before == Kind::file || before == Kind::symlink)) {
+            return Outcome::doubled;
+        }
+        found->second = kind;
+        return !added && before == Kind::directory ? Outcome::repeatedDirectory : Outcome::added;
+    };
+    for (int i = 0; i < 3000; ++i) {
+        const std::string path = pathOf();
+        const Kind kind = random() % 3 != 0 ? Kind::directory : random() % 2 != 0 ? Kind::file : Kind::symlink;
+        ASSERT_EQ(table.add(path, kind), modelAdd(path, kind)) << path;
+        ASSERT_EQ(table.size(), model.size()) << path;
+        const std::string other = pathOf();
+        const auto found = model.find(other);
+        ASSERT_EQ(table.hasFile(other), found != model.end() && found->second == Kind::file) << other;
+    }
+}
+
+}  // namespace
+}  // namespace bex::test
