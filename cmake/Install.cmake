@@ -1,12 +1,12 @@
 set(bexConfigDir ${CMAKE_INSTALL_LIBDIR}/cmake/bex)
 
-install(EXPORT bexTargets NAMESPACE bex:: DESTINATION ${bexConfigDir})
+install(EXPORT bexTargets NAMESPACE bex:: DESTINATION ${bexConfigDir} COMPONENT development)
 configure_package_config_file(cmake/bexConfig.cmake.in ${CMAKE_CURRENT_BINARY_DIR}/bexConfig.cmake
     INSTALL_DESTINATION ${bexConfigDir})
 write_basic_package_version_file(${CMAKE_CURRENT_BINARY_DIR}/bexConfigVersion.cmake
     COMPATIBILITY SameMajorVersion)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/bexConfig.cmake ${CMAKE_CURRENT_BINARY_DIR}/bexConfigVersion.cmake
-    DESTINATION ${bexConfigDir})
+    DESTINATION ${bexConfigDir} COMPONENT development)
 
 # The prefix follows the file, so that `cmake --install --prefix` and a moved tree work; only an absolute library
 # folder ties it to the configured prefix.
@@ -23,7 +23,7 @@ cmake_path(ABSOLUTE_PATH CMAKE_INSTALL_INCLUDEDIR BASE_DIRECTORY "\${prefix}" OU
 
 function(bex_install_pkgconfig name)
     configure_file(cmake/${name}.pc.in ${CMAKE_CURRENT_BINARY_DIR}/${name}.pc @ONLY)
-    install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${name}.pc DESTINATION ${pcDir})
+    install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${name}.pc DESTINATION ${pcDir} COMPONENT development)
 endfunction()
 
 bex_install_pkgconfig(bex)
