@@ -11,18 +11,21 @@ struct Limits {
     /// Bytes of the control archive, unpacked. Read into memory as a whole.
     std::uint64_t controlBytes = std::uint64_t{32} << 20;
     /// Bytes of one entry's path or link target. PATH_MAX is 4096; tools join paths before they use them.
+    /// More than a MiB is refused whatever this says.
     std::size_t nameBytes = std::size_t{64} << 10;
-    /// Bytes of the extended headers (pax records, sparse maps) before one entry.
+    /// Bytes of a pax header, and of a sparse map, before one entry. Pax headers of more than a MiB are refused
+    /// whatever this says.
     std::size_t extendedHeaderBytes = std::size_t{1} << 20;
-    /// Payload bytes for each byte of its member. Held against the payload once that is beyond
-    /// `expansionFreeBytes`; sound packages of text reach some 20, a bomb of zeros 1000.
+    /// Payload bytes, the holes of sparse files among them, for each byte of its member. Held against the payload
+    /// once that is beyond `expansionFreeBytes`; sound packages of text reach some 20, a bomb of zeros 1000.
     std::uint64_t expansionRatio = 250;
     std::uint64_t expansionFreeBytes = std::uint64_t{1} << 30;
     /// Bytes of working memory that an xz member may ask for.
     std::uint64_t xzMemoryBytes = std::uint64_t{128} << 20;
     /// Logarithm of the window, in bytes, that a zstd member may ask for.
     int zstdWindowLog = 27;
-    /// Entries of the payload.
+    /// Entries of the payload, and paths of it, those of directories without an entry included. Some 100 bytes are
+    /// kept for each path, and its last component once more when that has more than 15.
     std::uint64_t entries = 1000000;
 };
 

@@ -19,7 +19,7 @@ namespace bex::stream {
 struct ReadOptions {
     Limits limits;
     unsigned threads = 0;  ///< for decompression; 0: one for each processor, 1: the caller's thread alone
-    ProgressCallback progress;
+    ProgressCallback progress;  ///< for next(), read(), extract() and verify(); bytesTotal stays 0
 };
 
 /// One member of the ar archive.
@@ -60,12 +60,14 @@ struct ExtractResult {
 /// entries in order, without holding the payload in memory.
 ///
 /// Where readers of this format disagree, this one refuses: two control or two data members, data before
-/// control, bytes after the last member, a doubled member name. Members whose name begins with "_" are passed
-/// over, as deb(5) allows. Entries with ".." or an absolute name, the same path twice (directories excepted),
-/// and hard links to anything but an earlier regular file are refused wherever they are met. Checksums and
-/// lengths of every compressed block that is read are checked.
+/// control, bytes after the last member, a doubled member name. Members whose name begins with "_", and any
+/// behind the data member, are passed over, as deb(5) allows. Entries with ".." or an absolute name, the same
+/// path twice (directories excepted), and hard links to anything but an earlier regular file are refused wherever
+/// they are met; docs/policy.md has all of it. Checksums and lengths of every compressed block that is read are
+/// checked; of contents that are passed over, whole blocks are not read.
 ///
-/// Every failure is a StreamError whose message begins with the package's name.
+/// Every failure is a StreamError whose message begins with the package's name. A failure of the package, in
+/// next(), read() or extract(), comes again at every further call.
 /// Used by one thread at a time; several readers may run in different threads. Movable, not copyable.
 class BEX_EXPORT PackageReader {
 public:
@@ -100,8 +102,9 @@ public:
 
     /// Extracts the entries that are left into the directory, which is made when it does not exist (its parent
     /// must). Works below the opened directory and follows no symlink on the way. Modes and times are restored,
-    /// directories' last. What is no directory is replaced, never written through. Devices and FIFOs are refused.
-    /// A refused entry ends the extraction before anything of it is written; entries before it stay.
+    /// directories' last. What is no directory is replaced, never written through. Devices and FIFOs are refused,
+    /// and a hard link to a file that is left out. A refused entry ends the extraction before anything of it is
+    /// written; entries before it stay.
     ExtractResult extract(const std::string& destination, const ExtractOptions& options = {});
 
     /// Writes the control members as files into the directory, by the same rules.

@@ -100,7 +100,8 @@ ExtractResult extractAll(PackageStream& stream, const std::string& destination, 
             continue;
         }
         if (isLink && leftOut.count(plainPath(entry.linkTarget)) != 0) {
-            stream.refuse(entry, "is a hard link to " + quotedName(entry.linkTarget) + ", which is not extracted");
+            stream.refuseLink(entry,
+                              "is a hard link to " + quotedName(entry.linkTarget) + ", which is not extracted");
         }
         target.make(entry, [&](Extraction& extraction) { copyContents(stream, entry, extraction); });
     }

@@ -41,9 +41,9 @@ public:
     /// The next bytes of the current entry, as TarReader::nextRun(); counted for the progress callback.
     bool nextRun(EntryReader::Run& run);
 
-    /// Throws PackageFault (`refused`) about an entry of the payload.
-    [[noreturn]] void refuse(const Entry& entry, const std::string& reason) const {
-        faults_.in(dataMember_).fail(ErrorKind::refused, "entry-refused", reason, entry.path);
+    /// Throws PackageFault (`refused`) about a hard link of the payload.
+    [[noreturn]] void refuseLink(const Entry& entry, const std::string& reason) const {
+        faults_.in(dataMember_).fail(ErrorKind::refused, "hardlink-target", reason, entry.path);
     }
 
 private:

@@ -167,7 +167,7 @@ void TarFraming::combine(TarHeader header) {
 }
 
 void TarFraming::checkEntry() {
-    const bool isFile = entry_.type == '0' || entry_.type == '\0' || entry_.type == '7' || entry_.type == 'S';
+    const bool isFile = entry_.type == '0' || entry_.type == '\0' || entry_.type == 'S';
     const bool isDirectory = entry_.type == '5' || (isFile && !entry_.path.empty() && entry_.path.back() == '/');
     if (kOtherExtensions.find(entry_.type) != std::string_view::npos) {
         faults_.fail(ErrorKind::unsupported, "tar-type",

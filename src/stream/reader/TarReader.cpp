@@ -22,7 +22,6 @@ EntryType typeOf(const TarHeader& header) {
     switch (header.type) {
         case '0':
         case '\0':
-        case '7':
         case 'S':
             return !header.path.empty() && header.path.back() == '/' ? EntryType::directory : EntryType::file;
         case '1':

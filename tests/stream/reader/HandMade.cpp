@@ -8,6 +8,9 @@
 
 #include <array>
 #include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <memory>
 #include <stdexcept>
 
@@ -76,6 +79,11 @@ std::string contentsOf(PackageReader& reader) {
         contents.append(buffer.data(), count);
     }
     return contents;
+}
+
+std::string findingsPage() {
+    std::ifstream in(std::filesystem::path(__FILE__).parent_path() / "../../../docs/findings.md");
+    return {std::istreambuf_iterator<char>(in), {}};
 }
 
 std::string lineOf(const Entry& entry, const std::string& contents) {
@@ -251,7 +259,11 @@ std::string listingOf(const std::string& bytes, Route route, const ReadOptions& 
 std::vector<std::string> findingsOf(const std::string& bytes, const ReadOptions& options) {
     const Descriptor package = fileOf(bytes);
     std::vector<std::string> lines;
+    const std::string documented = findingsPage();
     for (const Finding& finding : verify("/proc/self/fd/" + std::to_string(package.get()), options)) {
+        if (documented.find("\n| `" + finding.code + "` |") == std::string::npos) {
+            throw std::runtime_error("docs/findings.md does not list " + finding.code);
+        }
         lines.push_back(finding.code + '|' + finding.member + '|' + escapeForDisplay(finding.path) + '|' +
                         finding.text);
     }

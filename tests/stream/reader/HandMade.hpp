@@ -71,7 +71,8 @@ std::string reading(const std::string& bytes, Route route, const std::function<v
 std::string listingOf(const std::string& bytes, Route route = Route::file,
                       const stream::ReadOptions& options = {});
 
-/// The findings of verify(), a line for each: "code|member|path|text".
+/// The findings of verify(), a line for each: "code|member|path|text". Throws for a code that docs/findings.md
+/// does not list.
 std::vector<std::string> findingsOf(const std::string& bytes, const stream::ReadOptions& options = {});
 
 }  // namespace bex::test

@@ -63,6 +63,7 @@ TEST(Policy, RefusesInListingAndInExtractionWithTheSameTextAndLeavesNothingOutsi
         {typed('3'), "./x: is a device"},
         {typed('4'), "./x: is a device"},
         {typed('6'), "./x: is a FIFO"},
+        {typed('7'), "./x: is an entry of unknown type"},
         {typed('Z'), "./x: is an entry of unknown type"},
         {tarFile("."), ".: names the package's root, but is no directory"},
         {tarFile(""), "member \"data.tar.gz\": names the package's root, but is no directory"},
