@@ -36,7 +36,7 @@ int System::openat(int folder, const char* path, int flags, mode_t mode) {
 
 int System::openBeneath(int folder, const char* path, int flags) {
     open_how how = {};
-    how.flags = static_cast<__u64>(flags) | O_CLOEXEC;
+    how.flags = static_cast<__u64>(flags);
     how.resolve = RESOLVE_BENEATH | RESOLVE_NO_SYMLINKS | RESOLVE_NO_MAGICLINKS;
     return static_cast<int>(
         repeatInterrupted([&] { return syscall(SYS_openat2, folder, path, &how, sizeof how); }));

@@ -22,6 +22,7 @@
 namespace {
 
 using namespace bex::test;
+using namespace bex::test::unpacking;
 using bex::stream::BeneathFolder;
 using bex::stream::Descriptor;
 using bex::stream::EntryType;
@@ -55,6 +56,9 @@ TEST(Confinement, RefusesWhatLeadsThroughOrToASymlink) {
         {{file("out/x", "")},
          "p: out/x: its folder \"out\" is a symlink in the destination",
          "one that was there"},
+        {{file("out/sub/x", "")},
+         "p: out/sub/x: its folder \"out\" is a symlink in the destination",
+         "one with a folder behind it"},
         {{symlinkTo("l", "../outside"), file("l/x", "")},
          "p: l/x: its folder \"l\" is a symlink in the destination",
          "one that the package made"},
@@ -114,6 +118,7 @@ TEST(Confinement, RefusesWhatLeadsThroughOrToASymlink) {
             chooseKernel(system, hasOpenat2);
             const TemporaryDirectory folder;
             folder.write("outside/secret", "secret");
+            std::filesystem::create_directory(folder / "outside/sub");
             folder.write("in/seen", "seen");
             std::filesystem::create_directory(folder / "in/folder");
             std::filesystem::create_directory_symlink("../outside", folder / "in/out");

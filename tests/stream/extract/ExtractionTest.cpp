@@ -23,6 +23,7 @@
 namespace {
 
 using namespace bex::test;
+using namespace bex::test::unpacking;
 using bex::stream::Extraction;
 using bex::stream::ExtractOptions;
 using bex::stream::System;
@@ -37,10 +38,12 @@ struct stat statusOf(const std::string& path) {
 TEST(Extraction, MakesTheTreeWithModesAndTimes) {
     const TemporaryDirectory folder;
     const std::string destination = folder / "made";
+    const mode_t umaskBefore = umask(022);
     unpack(destination,
            {directory("./", 0711), directory("./a/", 0500), file("./a/empty", "", 0), file("./a/f", "bytes", 0751),
             symlinkTo("./a/s", "../nowhere"), hardlinkTo("./a/h", "./a/f"), file("./b/c/implied", "x"),
             directory("./b/", 01777), directory("./a/", 0550)});
+    umask(umaskBefore);
     EXPECT_EQ(treeBelow(destination), (Tree{{"a", "d 0550"},
                                             {"a/empty", "f 0000 "},
                                             {"a/f", "f 0751 bytes"},
@@ -55,6 +58,23 @@ TEST(Extraction, MakesTheTreeWithModesAndTimes) {
         EXPECT_EQ(statusOf(destination + name).st_mtim.tv_sec, kItemTime) << name;
         EXPECT_EQ(statusOf(destination + name).st_mtim.tv_nsec, 0) << name;
     }
+}
+
+TEST(Extraction, TakesTheDestinationThatTheCallerNames) {
+    const TemporaryDirectory folder;
+    folder.write("file", "x");
+    std::filesystem::create_directory_symlink("real", folder / "link");
+    const auto unpackTo = [&](const std::string& name) {
+        return failureOf([&] { unpack(folder / name, {file("f", "x")}); });
+    };
+    EXPECT_EQ(unpackTo("none/n\n"),
+              "p: " + (folder / "none/n\\n") + ": can't create the destination: No such file or directory");
+    EXPECT_EQ(unpackTo("file"), "p: " + (folder / "file") + ": can't open the destination: Not a directory");
+    EXPECT_EQ(unpackTo("link"),
+              "p: " + (folder / "link") + ": can't open the destination: No such file or directory");
+    EXPECT_EQ(unpackTo("real/"), "");
+    EXPECT_EQ(unpackTo("link"), "");
+    EXPECT_EQ(treeBelow(folder / "real"), (Tree{{"f", "f 0644 x"}}));
 }
 
 TEST(Extraction, LeavesAnExistingDestinationsOwnAttributesAlone) {
@@ -157,6 +177,16 @@ TEST(Extraction, KeepsTheOldFileUntilTheNewOneIsWhole) {
         }
         EXPECT_EQ(treeBelow(folder.path()), before);
     }
+}
+
+TEST(Extraction, NoticesADirectoryInTheWayBeforeAnythingIsWritten) {
+    const TemporaryDirectory folder;
+    folder.write("d/x", "old");
+    Extraction extraction(folder / "", "p", {}, System::real());
+    extraction.begin(file("a/given up", "").entry, "a/given up", "");
+    EXPECT_EQ(failureOf([&] { extraction.begin(file("d", "").entry, "d", ""); }),
+              "p: d: can't replace: Is a directory");
+    EXPECT_THAT(namesBelow(folder.path()), ElementsAre("a", "d", "d/x"));
 }
 
 TEST(Extraction, RestoresOwnersAndSetIdBitsOnlyWhenAsked) {

@@ -18,6 +18,7 @@
 namespace {
 
 using namespace bex::test;
+using namespace bex::test::unpacking;
 using bex::stream::Extraction;
 using bex::stream::ExtractOptions;
 using testing::EndsWith;
@@ -54,40 +55,39 @@ TEST(ExtractionFaults, LeaveEachNameOldOrNewWhicheverCallFails) {
     const std::size_t descriptors = openDescriptors();
 
     for (const bool hasOpenat2 : {true, false}) {
-        for (const int error : {hasOpenat2 ? ENOSPC : EMFILE}) {
-            std::size_t failures = 0;
-            const auto action = [&](FailingSystem& system) {
-                makeOldTree(folder);
-                if (!hasOpenat2) {
-                    system.failAlways(ENOSYS, "openBeneath");
-                }
-                unpackOver(folder, system);
-            };
-            const auto check = [&](const std::string& failure, const std::string& call) {
-                SCOPED_TRACE(call + ": " + failure);
-                EXPECT_EQ(openDescriptors(), descriptors);
-                Tree found = treeBelow(folder / "to");
-                if (failure.empty()) {
-                    EXPECT_EQ(found, complete);
-                    return;
-                }
-                ++failures;
-                EXPECT_THAT(failure, StartsWith("p: "));
-                EXPECT_THAT(failure, EndsWith(std::strerror(error)));
-                for (const auto& [name, what] : found) {
-                    const bool isDirectory = what[0] == 'd';  // its mode may be what could not be set
-                    EXPECT_TRUE(isDirectory || what == complete.at(name) || what == "f 0644 old" ||
-                                what == "l old" || what == "l a")
-                        << name << ": " << what;
-                }
-            };
-            failEachCall(error, action, check);
-            EXPECT_GT(failures, 40U);
-        }
+        const int error = hasOpenat2 ? ENOSPC : EMFILE;
+        std::size_t failures = 0;
+        const auto action = [&](FailingSystem& system) {
+            makeOldTree(folder);
+            if (!hasOpenat2) {
+                system.failAlways(ENOSYS, "openBeneath");
+            }
+            unpackOver(folder, system);
+        };
+        const auto check = [&](const std::string& failure, const std::string& call) {
+            SCOPED_TRACE(call + ": " + failure);
+            EXPECT_EQ(openDescriptors(), descriptors);
+            const Tree found = treeBelow(folder / "to");
+            if (failure.empty()) {
+                EXPECT_EQ(found, complete);
+                return;
+            }
+            ++failures;
+            EXPECT_THAT(failure, StartsWith("p: "));
+            EXPECT_THAT(failure, EndsWith(std::strerror(error)));
+            for (const auto& [name, what] : found) {
+                const bool isDirectory = what[0] == 'd';  // its mode may be what could not be set
+                EXPECT_TRUE(isDirectory || what == complete.at(name) || what == "f 0644 old" || what == "l old" ||
+                            what == "l a")
+                    << name << ": " << what;
+            }
+        };
+        failEachCall(error, action, check);
+        EXPECT_GT(failures, 40U);
     }
 }
 
-TEST(ExtractionFaults, WritesOnAfterAShortWriteAndTakesNoneForAFullDisk) {
+TEST(ExtractionFaults, NoticesEveryWayInWhichBytesDoNotArrive) {
     const TemporaryDirectory folder;
     FailingSystem system;
     system.limitTransfers(2);
@@ -96,6 +96,10 @@ TEST(ExtractionFaults, WritesOnAfterAShortWriteAndTakesNoneForAFullDisk) {
     system.limitTransfers(0);
     EXPECT_EQ(failureOf([&] { unpack(folder / "", {file("x", "new")}, {}, system); }),
               "p: x: can't write: No space left on device");
+    FailingSystem quota;
+    quota.failAt(1, EDQUOT, "close");
+    EXPECT_EQ(failureOf([&] { unpack(folder / "", {file("x", "new")}, {}, quota); }),
+              "p: x: can't write: Disk quota exceeded");
     EXPECT_EQ(folder.read("x"), "12345");
 }
 

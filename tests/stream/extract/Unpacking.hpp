@@ -15,7 +15,7 @@
 #include "bex/stream/Entry.hpp"
 #include "stream/extract/Extraction.hpp"
 
-namespace bex::test {
+namespace bex::test::unpacking {
 
 struct Item {
     stream::Entry entry;
@@ -92,4 +92,4 @@ inline Tree treeBelow(const std::filesystem::path& folder) {
     return tree;
 }
 
-}  // namespace bex::test
+}  // namespace bex::test::unpacking
