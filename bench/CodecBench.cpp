@@ -201,7 +201,10 @@ void zlibDecompressSample(benchmark::State& state, int data) {
 
 template <typename Run>
 void add(const std::string& name, Run run) {
-    benchmark::RegisterBenchmark(name.c_str(), run)->UseRealTime()->MeasureProcessCPUTime()->Unit(benchmark::kMillisecond);
+    benchmark::RegisterBenchmark(name.c_str(), run)
+        ->UseRealTime()
+        ->MeasureProcessCPUTime()
+        ->Unit(benchmark::kMillisecond);
 }
 
 void addCompression(const std::string& folder, int data) {

@@ -30,6 +30,7 @@ public:
         const std::size_t bound = libdeflate_deflate_compress_bound(compressor_.get(), data.size());
         block.output.reserve(kBlockHeaderBytes + bound + kGzipTrailerBytes);
         char* const out = block.output.data();
+        // The bound leaves room for any data, so that this never gives 0.
         const std::size_t deflated = libdeflate_deflate_compress(compressor_.get(), data.data(), data.size(),
                                                                  out + kBlockHeaderBytes, bound);
         const std::size_t size = kBlockHeaderBytes + deflated + kGzipTrailerBytes;

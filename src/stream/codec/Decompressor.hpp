@@ -13,7 +13,8 @@
 namespace bex::stream {
 
 /// The uncompressed bytes of one member, in order, in chunks. Used by one thread at a time; may use threads of
-/// its own, which end with it. Memory is bounded by block size and threads.
+/// its own, which end with it: the source must be left alone until then, and destruction waits for a read of it
+/// that is under way. Memory is bounded by block size and threads, or by the limits.
 class Decompressor {
 public:
     virtual ~Decompressor() = default;

@@ -132,6 +132,8 @@ TEST(DamagedStream, IsToldByItsOwnText) {
          "it: gzip member at byte 0: wrong length: a block of 4294967295 bytes, more than 4194304"},
         {Compression::gzip, before + lengthMember(data, 1) + "x",
          "it: gzip member at byte " + at + ": is not as long as its header says"},
+        {Compression::gzip, lengthMember(data, 4).insert(block.size() - 8, "junk"),
+         "it: gzip member at byte 0: is not as long as its header says"},
         {Compression::gzip, lengthMember(data, 27 - static_cast<int>(block.size())),
          "it: gzip member at byte 0: is not as long as its header says"},
         {Compression::gzip, lengthMember(data, 0x10000000),
