@@ -26,6 +26,7 @@ using testing::StartsWith;
 
 /// Something old under half of the names that an extraction is to make.
 void makeOldTree(const TemporaryDirectory& folder) {
+    openUp(folder.path());
     std::filesystem::remove_all(folder / "to");
     folder.write("to/a/old", "old");
     std::filesystem::create_hard_link(folder / "to/a/old", folder / "to/a/oldHard");
@@ -46,7 +47,7 @@ void unpackOver(const TemporaryDirectory& folder, FailingSystem& system) {
 }
 
 TEST(ExtractionFaults, LeaveEachNameOldOrNewWhicheverCallFails) {
-    const TemporaryDirectory folder;
+    const RemovableDirectory folder;
     makeOldTree(folder);
     FailingSystem sound;
     unpackOver(folder, sound);

@@ -12,10 +12,28 @@
 #include <utility>
 #include <vector>
 
+#include "TemporaryDirectory.hpp"
 #include "bex/stream/Entry.hpp"
 #include "stream/extract/Extraction.hpp"
 
 namespace bex::test::unpacking {
+
+/// Gives the owner all permissions on the directories from here on down.
+inline void openUp(const std::filesystem::path& folder) {
+    namespace fs = std::filesystem;
+    fs::permissions(folder, fs::perms::owner_all, fs::perm_options::add);
+    for (const auto& found : fs::directory_iterator(folder)) {
+        if (found.symlink_status().type() == fs::file_type::directory) {
+            openUp(found.path());
+        }
+    }
+}
+
+/// One that its owner can remove whatever was extracted into it.
+class RemovableDirectory : public TemporaryDirectory {
+public:
+    ~RemovableDirectory() { openUp(path()); }
+};
 
 struct Item {
     stream::Entry entry;
