@@ -17,7 +17,6 @@
 namespace bex::stream {
 
 class PackageReader;
-
 class System;
 
 /// How PackageWriter::addTree() takes a tree.
@@ -33,7 +32,8 @@ struct TreeOptions {
 /// Attributes of what does not come from disk.
 struct Attributes {
     std::uint32_t mode = 0644;
-    /// Seconds since 1970. Unset: the newest time of the files from disk, so that equal input gives equal bytes.
+    /// Seconds since 1970. Unset: the newest time that anything in the package has, so that equal input gives
+    /// equal bytes; where nothing has one, WriteOptions::latestTime, or 0.
     std::optional<std::int64_t> mtime;
 };
 
@@ -44,10 +44,15 @@ struct WriteOptions {
     std::optional<int> level;
     unsigned threads = 0;  ///< 0: one for each processor. The bytes do not depend on it.
     std::size_t blockBytes = std::size_t{512} << 10;  ///< payload bytes that are compressed as one block
-    bool md5sums = true;                              ///< make the control member "md5sums"
-    bool installedSize = true;                        ///< set Installed-Size unless the paragraph gives it
-    bool keepOwner = false;                           ///< owners as on disk instead of root
+    /// Make the control member "md5sums": every name of a regular file but conffiles, which are there to be
+    /// changed.
+    bool md5sums = true;
+    /// Set Installed-Size unless the paragraph gives it: each file's and symlink's size in whole KiB, a file with
+    /// several names once, and 1 KiB for every directory (deb-substvars(5)).
+    bool installedSize = true;
+    bool keepOwner = false;  ///< owners as on disk, by number and the system's name for it, instead of root
     /// Later times are set back to this, in seconds since 1970. Unset: the environment's SOURCE_DATE_EPOCH.
+    /// Whatever this says, times before 1970 become 1970 and times after 2242, for which tar has no digits, 2242.
     std::optional<std::int64_t> latestTime;
     ProgressCallback progress;
 };
@@ -63,10 +68,14 @@ struct WriteResult {
 /// threads and block size and, by some hundred bytes each, on the number of entries.
 ///
 /// Paths in the package are taken with or without a leading "/" or "./"; ".." and names with NUL or newline are
-/// refused. Every parent directory gets an entry. Entries are sorted, owners are root:root unless kept,
-/// symlinks stay symlinks, a file with several names below one tree is stored once.
-/// Nothing is lost in silence: what cannot be read, vanishes or changes while it is read, sockets and devices,
-/// and two sources for one path are errors that name the path.
+/// refused. Every parent directory gets an entry. Entries are sorted bytewise, "/" before every other byte, so
+/// that a directory is followed by all that is below it; owners are root:root unless kept, symlinks stay symlinks,
+/// a file with several names below one tree is stored once: under the first, the others become hard links.
+/// A directory may be given several times, the last one counts.
+/// Nothing is lost in silence: what cannot be read, vanishes or changes after it was added or while it is read,
+/// sockets, FIFOs and devices, and two sources for one path are errors that name source and reason. Attributes and
+/// targets of symlinks are those at the time of adding; a relative path of a source must lead to it until write()
+/// is through.
 ///
 /// Used by one thread at a time; several writers may run in different threads. Movable, not copyable.
 class BEX_EXPORT PackageWriter {
@@ -82,8 +91,10 @@ public:
     ControlParagraph& control() noexcept;
     const ControlParagraph& control() const noexcept;
 
-    /// Walks the tree now (not the contents of its files); no symlink is followed but `source` itself.
-    /// Throws StreamError (`inputOutput` for what cannot be read, `invalidInput` for what cannot be packaged).
+    /// Walks the tree now (not the contents of its files); no symlink is followed but `source` itself. The tree's
+    /// root becomes the directory `options.prefix`.
+    /// Throws StreamError (`inputOutput` for what cannot be read, `invalidInput` for what cannot be packaged);
+    /// nothing of the tree is added then.
     void addTree(const std::string& source, const TreeOptions& options = {});
 
     /// One regular file or symlink from disk. Throws as addTree().
@@ -96,8 +107,9 @@ public:
     void addDirectory(const std::string& path, const Attributes& attributes = {0755, {}});
 
     /// Sets the permission bits of every file and directory (not of symlinks) whose path, without a leading
-    /// "./", matches the pattern (glob(7), "*" matches "/" too), whatever the mode on disk. A later call wins
-    /// over an earlier one.
+    /// "./", matches the pattern (glob(7), byte by byte in every locale, "*" matches "/" too), whatever the mode
+    /// on disk. A later call wins over an earlier one. A file with several names takes the last rule that matches
+    /// any.
     void setMode(const std::string& pattern, std::uint32_t mode);
 
     /// A maintainer script ("preinst", "postinst", "prerm", "postrm", "config"), stored with mode 0755, or any
@@ -119,11 +131,14 @@ public:
 
     /// Writes the package to `path`, as AtomicFile promises: on any failure, cancellation included, the target
     /// is what it was and nothing else is left. Throws StreamError: `invalidInput` with every fault of the
-    /// control paragraph before anything is opened; else as above.
+    /// control paragraph before anything is opened, for options that the compression does not know, and for a
+    /// member over the 9999999999 bytes that ar can tell (before anything is written where compression can't make
+    /// it smaller, else as soon as it is over); `cancelled`; else as above.
     WriteResult write(const std::string& path, const WriteOptions& options = {}) const;
 
-    /// Writes the package to `out`. `temporaryFolder` takes the compressed payload, unnamed, until its length is
-    /// known. Throws as above and whatever `out` throws.
+    /// Writes the package to `out`, front to back; where that has to be made permanent, it is left to the caller.
+    /// `temporaryFolder` takes the compressed payload, unnamed, until its length is known. Throws as above and
+    /// whatever `out` throws.
     WriteResult write(Sink& out, const std::string& temporaryFolder, const WriteOptions& options = {}) const;
 
     /// Holds a package that was just written against what was meant to be written: every entry of the payload

@@ -3,7 +3,6 @@
 #include <archive.h>
 #include <archive_entry.h>
 
-#include <cerrno>
 #include <new>
 
 #include "bex/stream/Escape.hpp"
@@ -12,8 +11,6 @@
 namespace bex::stream {
 
 void TarEncoder::FreeArchive::operator()(archive* a) const noexcept {
-    // Freeing an archive that was not closed would write its end: a cut archive must not look whole.
-    archive_write_fail(a);
     archive_write_free(a);
 }
 
@@ -26,26 +23,30 @@ TarEncoder::TarEncoder(Sink& out) : out_(out), entry_(archive_entry_new()), arch
         throw std::bad_alloc();
     }
     // Blocks of no size: libarchive hands on what it is given instead of collecting it in a buffer of its own.
-    if (archive_write_set_format_gnutar(archive_.get()) != ARCHIVE_OK ||
-        archive_write_set_bytes_per_block(archive_.get(), 0) != ARCHIVE_OK ||
-        archive_write_open(archive_.get(), this, nullptr, &TarEncoder::writeOut, nullptr) != ARCHIVE_OK) {
-        fail();
-    }
+    require(archive_write_set_format_gnutar(archive_.get()) == ARCHIVE_OK &&
+            archive_write_set_bytes_per_block(archive_.get(), 0) == ARCHIVE_OK &&
+            archive_write_open(archive_.get(), this, nullptr, &TarEncoder::writeOut, nullptr) == ARCHIVE_OK);
 }
 
-TarEncoder::~TarEncoder() = default;
+TarEncoder::~TarEncoder() {
+    // Freeing an archive that was not closed fills up the last file and writes the end: a cut archive must not
+    // look whole.
+    ended_ = true;
+}
 
-/// libarchive's callback. No exception may pass through its code: it waits here until the call is back.
-ssize_t TarEncoder::writeOut(archive* a, void* self, const void* data, std::size_t size) {
+/// libarchive's callback. No exception may pass through its code, so it waits here until the call is back.
+/// libarchive is never told of it: it does not release all it has once a write failed.
+ssize_t TarEncoder::writeOut(archive* /*unused*/, void* self, const void* data, std::size_t size) {
     auto& encoder = *static_cast<TarEncoder*>(self);
-    try {
-        encoder.out_.write(static_cast<const char*>(data), size);
-        return static_cast<ssize_t>(size);
-    } catch (...) {
-        encoder.sinkFailure_ = std::current_exception();
-        archive_set_error(a, EIO, "the sink failed");
-        return -1;
+    if (!encoder.ended_) {
+        try {
+            encoder.out_.write(static_cast<const char*>(data), size);
+        } catch (...) {
+            encoder.sinkFailure_ = std::current_exception();
+            encoder.ended_ = true;
+        }
     }
+    return static_cast<ssize_t>(size);
 }
 
 void TarEncoder::begin(const Entry& entry) {
@@ -53,9 +54,7 @@ void TarEncoder::begin(const Entry& entry) {
     path_ = entry.path;
     fill(entry);
     // A warning would mean that something was cut or left out.
-    if (archive_write_header(archive_.get(), entry_.get()) != ARCHIVE_OK) {
-        fail();
-    }
+    require(archive_write_header(archive_.get(), entry_.get()) == ARCHIVE_OK);
     missing_ = entry.type == EntryType::file ? entry.size : 0;
 }
 
@@ -91,13 +90,12 @@ void TarEncoder::fill(const Entry& entry) {
 }
 
 void TarEncoder::write(const char* data, std::size_t size) {
-    const bool fits = size <= missing_;
-    if (fits && size > 0 && archive_write_data(archive_.get(), data, size) != static_cast<la_ssize_t>(size)) {
-        fail();
-    }
-    missing_ -= fits ? size : 0;
-    if (!fits) {
+    if (size > missing_) {
         throw StreamError(ErrorKind::inputOutput, escapeForDisplay(path_) + ": has more content than was said");
+    }
+    if (size > 0) {
+        require(archive_write_data(archive_.get(), data, size) == static_cast<la_ssize_t>(size));
+        missing_ -= size;
     }
 }
 
@@ -109,18 +107,19 @@ void TarEncoder::requireContentIsComplete() const {
 
 void TarEncoder::finish() {
     requireContentIsComplete();
-    if (archive_write_close(archive_.get()) != ARCHIVE_OK) {
-        fail();
-    }
+    require(archive_write_close(archive_.get()) == ARCHIVE_OK);
 }
 
-void TarEncoder::fail() const {
+void TarEncoder::require(bool succeeded) const {
     if (sinkFailure_) {
         std::rethrow_exception(sinkFailure_);
     }
-    const char* reason = archive_error_string(archive_.get());
-    throw StreamError(ErrorKind::invalidInput, escapeForDisplay(path_) + ": can't be stored in a tar archive: " +
-                                                   (reason != nullptr ? reason : "unknown error"));
+    if (!succeeded) {
+        const char* reason = archive_error_string(archive_.get());
+        throw StreamError(ErrorKind::invalidInput, escapeForDisplay(path_) +
+                                                       ": can't be stored in a tar archive: " +
+                                                       (reason != nullptr ? reason : "unknown error"));
+    }
 }
 
 }  // namespace bex::stream

@@ -48,10 +48,12 @@ private:
     static ssize_t writeOut(archive* a, void* self, const void* data, std::size_t size);
     void fill(const Entry& entry);
     void requireContentIsComplete() const;
-    [[noreturn]] void fail() const;
+    /// Throws what the sink threw, or why libarchive failed.
+    void require(bool succeeded) const;
 
     Sink& out_;
     std::exception_ptr sinkFailure_;
+    bool ended_ = false;         ///< nothing more goes to the sink
     std::string path_;           ///< of the current entry
     std::uint64_t missing_ = 0;  ///< bytes of its content that are still to come
     std::unique_ptr<archive_entry, FreeEntry> entry_;

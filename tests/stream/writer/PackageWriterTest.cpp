@@ -1,14 +1,14 @@
 #include "bex/stream/PackageWriter.hpp"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <filesystem>
 #include <string>
 
 #include "Failure.hpp"
-#include "bex/stream/StreamError.hpp"
+#include "bex/stream/PackageReader.hpp"
 #include "stream/FailingSystem.hpp"
 #include "stream/writer/Building.hpp"
 
@@ -98,6 +98,7 @@ TEST_F(PackageWriterTest, StoresFieldsSizeSumsScriptsAndConffiles) {
     for (const char* path : {"/etc/tool.conf", "./etc/caf\xe9", "etc/tool.conf"}) {
         writer_.addConffile(path);
     }
+    writer_.addRemovedConffile("etc/gone");
     folder_.write("tool.bex", written(writer_, folder_));
     EXPECT_EQ(outputOf("dpkg-deb --field " + package_),
               "Package: tool\nVersion: 1.0\nArchitecture: all\nMaintainer: Ann Lee <ann@example.org>\n"
@@ -105,13 +106,13 @@ TEST_F(PackageWriterTest, StoresFieldsSizeSumsScriptsAndConffiles) {
               "Installed-Size: 13\n");  // 7 directories, 2 symlinks, 4 files that are not empty, one counted once
     EXPECT_EQ(outputOf("dpkg-deb --ctrl-tarfile " + package_ + " | tar -tv"),
               "drwxr-xr-x root/root         0 2001-09-09 01:46 ./\n"
-              "-rw-r--r-- root/root        25 2001-09-09 01:46 ./conffiles\n"
+              "-rw-r--r-- root/root        53 2001-09-09 01:46 ./conffiles\n"
               "-rw-r--r-- root/root       138 2001-09-09 01:46 ./control\n"
               "-rw-r--r-- root/root       478 2001-09-09 01:46 ./md5sums\n"
               "-rwxr-xr-x root/root        10 2001-09-09 01:46 ./postinst\n"
               "-rw-r--r-- root/root        11 2001-09-09 01:46 ./triggers\n");
     const auto member = [&](const char* name) { return outputOf("dpkg-deb --info " + package_ + " " + name); };
-    EXPECT_EQ(member("conffiles"), "/etc/tool.conf\n/etc/caf\xe9\n");
+    EXPECT_EQ(member("conffiles"), "/etc/tool.conf\n/etc/caf\xe9\nremove-on-upgrade /etc/gone\n");
     EXPECT_EQ(member("md5sums"),
               outputOf("cd " + tree_ + " && md5sum opt/*/* usr/bin/same usr/bin/tool usr/bin-x"));
 
@@ -187,6 +188,36 @@ TEST_F(PackageWriterTest, RefusesAPayloadThatArCantHoldBeforeItReadsIt) {
                       "\": more than the 9999999999 bytes that a member of an ar archive can have");
     }
     EXPECT_EQ(system.count("openat"), 0U);
+}
+
+TEST_F(PackageWriterTest, ComparesWhatWasWrittenWithWhatWasMeant) {
+    const std::string late = folder_.write("late", "in time\n");
+    writer_.addFile(late, "late", {0640, 5});
+    writer_.write(package_, datedOptions());
+    EXPECT_THAT(outputOf("dpkg-deb --contents " + package_),
+                HasSubstr("-rw-r----- root/root         8 1970-01-01"));
+    const auto comparison = [&](const WriteOptions& options) {
+        stream::PackageReader package(package_);
+        return failureOf([&] { writer_.compare(package, options); });
+    };
+    EXPECT_EQ(comparison(datedOptions()), "");
+    WriteOptions earlier = datedOptions();
+    earlier.latestTime = 5;
+    EXPECT_EQ(comparison(earlier), "./: was written with another time");
+
+    struct stat before {};
+    stat(late.c_str(), &before);
+    folder_.write("late", "too late");
+    const timespec times[] = {before.st_atim, before.st_mtim};
+    utimensat(AT_FDCWD, late.c_str(), times, 0);
+    EXPECT_EQ(comparison(datedOptions()), "./late: what was written differs from its source");
+    writer_.addBytes("", "zz");
+    folder_.write("late", "gone");
+    EXPECT_EQ(comparison(datedOptions()), late + ": shrank after it was listed");
+    utimensat(AT_FDCWD, folder_.write("late", "in time\n").c_str(), times, 0);
+    EXPECT_EQ(comparison(datedOptions()), "./zz: is missing in what was written");
+    writer_.setMode("usr/bin-x", 0600);
+    EXPECT_EQ(comparison(datedOptions()), "./usr/bin-x: was written with another mode");
 }
 
 TEST_F(PackageWriterTest, AnEmptyPackageHoldsTheRoot) {

@@ -187,6 +187,17 @@ TEST(Plan, RefusesPathsAndPairsThatOnePackageCantHold) {
          "conffiles: \"/etc/none\" is no regular file of the package"},
         {[&](auto& w) {
              w.addTree(tree);
+             w.addRemovedConffile("usr/bin/x");
+         },
+         "conffiles: \"/usr/bin/x\" is to be removed on upgrade, but the package has it"},
+        {[&](auto& w) { w.addFile(tree, "a", {}); }, tree + ": is no regular file or symlink"},
+        {[&](auto& w) {
+             std::filesystem::create_symlink("x", folder / "link");
+             w.addFile(folder / "link", "a", {});
+         },
+         folder / "link: is no regular file"},
+        {[&](auto& w) {
+             w.addTree(tree);
              w.addConffile("usr/bin");
          },
          "conffiles: \"/usr/bin\" is no regular file of the package"},
