@@ -7,6 +7,7 @@
 
 #include "BuildChoices.hpp"
 #include "BuildInputs.hpp"
+#include "Choice.hpp"
 #include "Failure.hpp"
 #include "Input.hpp"
 #include "InputCopy.hpp"
@@ -22,6 +23,7 @@
 namespace bex::tool {
 
 namespace fs = std::filesystem;
+using stream::Compression;
 using stream::PackageWriter;
 using stream::WriteOptions;
 using stream::WriteResult;
@@ -40,6 +42,9 @@ private:
 
 /// "NAME_VERSION_ARCHITECTURE.bex"; the epoch is left out, as in the names of Debian's archive.
 std::string defaultName(const stream::ControlParagraph& control) {
+    if (!control.faults().empty()) {
+        return "unnamed.bex";  // Nothing will get this name: the writer refuses the paragraph with all its faults.
+    }
     const auto valueOf = [&](const char* name) {
         const std::string* value = control.find(name);
         return value != nullptr ? *value : std::string();
@@ -49,11 +54,13 @@ std::string defaultName(const stream::ControlParagraph& control) {
            ".bex";
 }
 
+/// "" for standard output.
 std::string targetPath(const std::string& out, const stream::ControlParagraph& control) {
-    if (out.empty()) {
-        return defaultName(control);
+    if (out.empty() || out == "-") {
+        return out.empty() ? defaultName(control) : "";
     }
-    return fs::is_directory(out) ? (fs::path(out) / defaultName(control)).string() : out;
+    std::error_code failure;
+    return fs::is_directory(out, failure) ? (fs::path(out) / defaultName(control)).string() : out;
 }
 
 /// The folder that takes temporary files where the result itself is in none.
@@ -93,7 +100,7 @@ ExitStatus printPlan(const PackageWriter& writer, const WriteOptions& options, C
         }
     }
     if (context.json) {
-        context.console.out(Json({{"schema", 1}, {"entries", std::move(entries)}}).dump(2) + "\n");
+        context.console.out(jsonText({{"schema", 1}, {"entries", std::move(entries)}}));
     }
     return ExitStatus::done;
 }
@@ -108,42 +115,65 @@ void printResult(const std::string& path, const WriteResult& result, Context& co
     object["packageBytes"] = result.packageBytes;
     object["payloadBytes"] = result.payloadBytes;
     object["entries"] = result.entries;
-    context.console.out(object.dump(2) + "\n");
+    context.console.out(jsonText(object));
 }
 
-ExitStatus write(const PackageWriter& writer, const BuildChoices& choices, const WriteOptions& options,
+ExitStatus write(const PackageWriter& writer, const std::string& target, bool check, const WriteOptions& options,
                  Context& context) {
-    if (choices.out == "-") {
-        OutputSink sink(context.console);
-        writer.write(sink, temporaryFolder(), options);
+    if (context.verbosity > 0) {
+        for (const auto& entry : writer.plan(options)) {
+            context.console.note(stream::escapeForDisplay(entry.path));
+        }
+    }
+    if (!target.empty()) {
+        printResult(target, buildFile(writer, target, check, options, context), context);
         return ExitStatus::done;
     }
-    const std::string path = targetPath(choices.out, writer.control());
-    printResult(path, buildFile(writer, path, choices.check, options, context), context);
+    context.whenClosed = ExitStatus::inputOutput;
+    OutputSink sink(context.console);
+    writer.write(sink, temporaryFolder(), options);
     return ExitStatus::done;
 }
 
-ExitStatus runBuild(BuildChoices& choices, Context& context) {
-    if (choices.out == "-" && (choices.check || context.json)) {
-        throw UsageError("--check and --json need a file to write: OUT is -");
-    }
-    catchInterrupts();
-    const InputCopy input(choices.standardInput.empty() ? "" : temporaryFolder());
-    PackageWriter writer;
-    collectInputs(choices, input.path(), writer);
-    ProgressBar progress(context, "packing");
+WriteOptions writeOptions(const BuildChoices& choices, const Context& context) {
     WriteOptions options;
     options.compression = choices.compression;
     options.level = choices.level;
     options.threads = context.threads;
     options.md5sums = !choices.noMd5sums;
     options.keepOwner = choices.keepOwner;
+    return options;
+}
+
+void requireUsableOutput(const BuildChoices& choices, const Context& context) {
+    if (choices.out != "-" || choices.dryRun) {
+        return;
+    }
+    if (choices.check || context.json) {
+        throw UsageError("--check and --json need a file to write: OUT is -");
+    }
+    if (context.console.outIsTerminal()) {
+        throw UsageError("OUT is - and standard output is a terminal, which can't take a package");
+    }
+}
+
+ExitStatus runBuild(BuildChoices& choices, Context& context) {
+    requireUsableOutput(choices, context);
+    catchInterrupts();
+    PackageWriter writer;
+    fillControl(choices, writer);
+    const std::string target = targetPath(choices.out, writer.control());
+    const InputCopy input(choices.standardInput.empty() ? "" : temporaryFolder());
+    addContents(choices, input.path(), target, writer);
+    ProgressBar progress(context, "packing");
+    WriteOptions options = writeOptions(choices, context);
     options.progress = progress.callback();
-    return choices.dryRun ? printPlan(writer, options, context) : write(writer, choices, options, context);
+    return choices.dryRun ? printPlan(writer, options, context)
+                          : write(writer, target, choices.check, options, context);
 }
 
 void addFieldOptions(CLI::App& verb, BuildChoices& choices) {
-    verb.add_option("--control", choices.controlFile, "Control paragraph; DEBIAN/control of the tree if not given")
+    verb.add_option("--control", choices.controlFile, "Control paragraph, instead of TREE/DEBIAN/control")
         ->option_text("FILE");
     verb.add_option("--field", choices.fields, "Set a field")->option_text("NAME=VALUE")->allow_extra_args(false);
     const std::pair<const char*, const char*> named[] = {
@@ -158,7 +188,8 @@ void addFieldOptions(CLI::App& verb, BuildChoices& choices) {
                     choices.namedFields.emplace_back(name, value);
                 },
                 std::string("Set ") + field)
-            ->option_text("TEXT");
+            ->option_text("TEXT")
+            ->group("Set Package, Version, Architecture and so on");
     }
 }
 
@@ -178,19 +209,22 @@ void addPayloadOptions(CLI::App& verb, BuildChoices& choices) {
     verb.add_option("--conffile", choices.conffiles, "Mark a path as configuration")
         ->option_text("PATH")
         ->allow_extra_args(false);
-    verb.add_flag("--keep-owner", choices.keepOwner, "Keep owners instead of root");
-    verb.add_flag("--skip-special", choices.skipSpecial, "Leave out sockets, FIFOs and devices");
+    constexpr const char* treeRow = "Keep owners instead of root; leave out sockets, FIFOs and devices";
+    verb.add_flag("--keep-owner", choices.keepOwner, "Keep owners instead of root")->group(treeRow);
+    verb.add_flag("--skip-special", choices.skipSpecial, "Leave out special files")->group(treeRow);
 }
 
 void addOutputOptions(CLI::App& verb, BuildChoices& choices) {
-    const std::map<std::string, stream::Compression> compressions = {{"gzip", stream::Compression::gzip},
-                                                                     {"zstd", stream::Compression::zstd},
-                                                                     {"xz", stream::Compression::xz},
-                                                                     {"none", stream::Compression::none}};
-    verb.add_option("--compression", choices.compression, "gzip, zstd, xz or none")
-        ->transform(CLI::CheckedTransformer(compressions))
-        ->option_text("KIND");
-    verb.add_option("--level", choices.level, "gzip 0-12 (6), zstd 1-19 (19), xz 0-9 (6)")->option_text("N");
+    constexpr const char* compressionRow = "gzip 0-12 (6), zstd 1-19 (19), xz 0-9 (6), none";
+    addChoice<Compression>(verb, "--compression", "How to compress",
+                           {{"gzip", Compression::gzip},
+                            {"zstd", Compression::zstd},
+                            {"xz", Compression::xz},
+                            {"none", Compression::none}},
+                           [&choices](Compression kind) { choices.compression = kind; })
+        ->option_text("KIND")
+        ->group(compressionRow);
+    verb.add_option("--level", choices.level, "How hard to compress")->option_text("N")->group(compressionRow);
     verb.add_flag("--no-md5sums", choices.noMd5sums, "Make no md5sums");
     CLI::Option* dryRun = verb.add_flag("--dry-run", choices.dryRun, "Only list what would go in");
     verb.add_flag("--check", choices.check, "Read the result back and compare before it appears")
@@ -202,14 +236,13 @@ void addOutputOptions(CLI::App& verb, BuildChoices& choices) {
 void addBuild(CLI::App& program, Action& chosen) {
     const auto choices = std::make_shared<BuildChoices>();
     CLI::App* verb = program.add_subcommand("build", "Package a tree");
-    verb->add_option("TREE", choices->tree, "The folder to package")->required();
+    verb->add_option("TREE", choices->tree, "The folder to package; its DEBIAN is taken as by dpkg-deb")
+        ->required();
     verb->add_option("OUT", choices->out, "The package, or a folder for it; - is standard output");
     addFieldOptions(*verb, *choices);
     addPayloadOptions(*verb, *choices);
     addOutputOptions(*verb, *choices);
-    verb->footer(
-        "Example:\n  bex build site --prefix var/www --name site --version 1.0 --arch all \\\n"
-        "    --maintainer 'Ann Lee <ann@example.org>' --description 'A site'");
+    verb->footer("Example: bex build site --prefix var/www --control site.control");
     onChosen(*verb, choices, chosen, runBuild);
 }
 

@@ -1,7 +1,10 @@
 #include "BuildInputs.hpp"
 
+#include <algorithm>
+#include <cerrno>
 #include <charconv>
 #include <cstdint>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -9,6 +12,7 @@
 #include <string_view>
 #include <system_error>
 #include <utility>
+#include <vector>
 
 #include "Failure.hpp"
 #include "bex/stream/Escape.hpp"
@@ -30,6 +34,21 @@ StreamError unusable(const std::string& path, const std::string& reason) {
     return {ErrorKind::inputOutput, escapeForDisplay(path) + ": " + reason};
 }
 
+/// The whole file, or what comes out of a pipe. Throws StreamError (`inputOutput`).
+std::string readFile(const std::string& path) {
+    std::error_code failure;
+    if (fs::is_directory(path, failure)) {
+        throw unusable(path, "is a folder");
+    }
+    errno = 0;
+    std::ifstream file(path, std::ios::binary);
+    std::string text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    if (!file.is_open() || file.bad()) {
+        throw unusable(path, errno != 0 ? std::strerror(errno) : "can't read it");
+    }
+    return text;
+}
+
 /// Splits "A=B" (or another separator) at the first (or last) separator.
 std::pair<std::string, std::string> split(const std::string& text, std::size_t at, const char* option,
                                           const char* form) {
@@ -39,18 +58,28 @@ std::pair<std::string, std::string> split(const std::string& text, std::size_t a
     return {text.substr(0, at), text.substr(at + 1)};
 }
 
-/// Lines of a conffiles member: deb-conffiles(5).
+/// Lines of a conffiles member, blanks at their ends not counted: deb-conffiles(5).
 void addConffiles(const std::string& text, PackageWriter& writer) {
     constexpr std::string_view removal = "remove-on-upgrade ";
+    constexpr const char* blanks = " \t\r";
     for (std::size_t begin = 0; begin < text.size();) {
         const std::size_t end = std::min(text.find('\n', begin), text.size());
-        const std::string line = text.substr(begin, end - begin);
+        std::string line = text.substr(begin, end - begin);
+        line.erase(line.find_last_not_of(blanks) + 1);
         if (line.rfind(removal, 0) == 0) {
-            writer.addRemovedConffile(line.substr(removal.size()));
+            writer.addRemovedConffile(line.substr(line.find_first_not_of(blanks, removal.size())));
         } else if (!line.empty()) {
             writer.addConffile(line);
         }
         begin = end + 1;
+    }
+}
+
+/// Refuses a symlink, or what is no file: what stands in a tree describes it by itself, it takes nothing from
+/// elsewhere on the machine into a package.
+void requireFileItself(const std::string& path) {
+    if (fs::symlink_status(path).type() != fs::file_type::regular) {
+        throw unusable(path, "is not a regular file");
     }
 }
 
@@ -60,34 +89,29 @@ void addControlFolder(const fs::path& folder, const BuildChoices& choices, Packa
     for (const auto& item : fs::directory_iterator(folder)) {
         members.insert(item.path());
     }
+    const auto contents = [](const fs::path& path) {
+        requireFileItself(path.string());
+        return readFile(path.string());
+    };
     for (const auto& path : members) {
         const std::string name = path.filename().string();
         if (name == "control" || (name == "md5sums" && !choices.noMd5sums)) {
             continue;  // Read elsewhere; made anew from what is packed.
         }
         if (name == "conffiles") {
-            addConffiles(readFile(path.string()), writer);
+            addConffiles(contents(path), writer);
         } else {
-            writer.addControlMember(name, readFile(path.string()));
+            writer.addControlMember(name, contents(path));
         }
     }
 }
 
-void fillControl(const BuildChoices& choices, PackageWriter& writer) {
-    const fs::path inTree = fs::path(choices.tree) / controlFolder / "control";
-    std::string path = choices.controlFile;
-    if (path.empty() && fs::symlink_status(inTree).type() != fs::file_type::not_found) {
-        path = inTree.string();
-    }
-    if (!path.empty()) {
-        writer.control() = stream::ControlParagraph::parse(readFile(path), path);
-    }
-    for (const auto& [name, value] : choices.namedFields) {
-        writer.control().set(name, value);
-    }
-    for (const auto& field : choices.fields) {
-        const auto [name, value] = split(field, field.find('='), "--field", "NAME=VALUE");
-        writer.control().set(name, value);
+stream::ControlParagraph parseControl(const std::string& path) {
+    const std::string text = readFile(path);
+    try {
+        return stream::ControlParagraph::parse(text, escapeForDisplay(path));
+    } catch (const StreamError& e) {
+        throw StreamError(ErrorKind::invalidInput, e.getMessage());  // No package is damaged, the input is wrong.
     }
 }
 
@@ -113,8 +137,23 @@ void addAddition(const std::string& addition, const BuildChoices& choices, Packa
     writer.addFile(source, below ? target + fs::path(source).filename().string() : target);
 }
 
-void addPayload(const BuildChoices& choices, const std::string& inputCopy, PackageWriter& writer) {
-    writer.addTree(choices.tree, {choices.prefix, {controlFolder}, choices.skipSpecial});
+/// What in the tree is no payload: the folder that describes the package, and an earlier package under the name of
+/// the one to be written.
+std::vector<std::string> leftOut(const std::string& tree, const std::string& target) {
+    std::vector<std::string> paths = {controlFolder};
+    std::error_code failure;
+    const fs::path folder = fs::weakly_canonical(fs::absolute(target, failure).parent_path(), failure);
+    const fs::path inTree =
+        (folder / fs::path(target).filename()).lexically_relative(fs::weakly_canonical(tree, failure));
+    if (!target.empty() && !failure && !inTree.empty() && *inTree.begin() != "..") {
+        paths.push_back(inTree.string());
+    }
+    return paths;
+}
+
+void addPayload(const BuildChoices& choices, const std::string& inputCopy, const std::string& target,
+                PackageWriter& writer) {
+    writer.addTree(choices.tree, {choices.prefix, leftOut(choices.tree, target), choices.skipSpecial});
     for (const auto& addition : choices.additions) {
         addAddition(addition, choices, writer);
     }
@@ -129,22 +168,28 @@ void addPayload(const BuildChoices& choices, const std::string& inputCopy, Packa
 
 }  // namespace
 
-std::string readFile(const std::string& path) {
-    // Not even a symlink: what describes a package is taken from where it is named, not from elsewhere.
-    if (fs::symlink_status(path).type() != fs::file_type::regular) {
-        throw unusable(path, fs::exists(fs::symlink_status(path)) ? "is not a regular file" : "does not exist");
+void fillControl(const BuildChoices& choices, PackageWriter& writer) {
+    const fs::path inTree = fs::path(choices.tree) / controlFolder / "control";
+    std::string path = choices.controlFile;
+    if (path.empty() && fs::symlink_status(inTree).type() != fs::file_type::not_found) {
+        path = inTree.string();
+        requireFileItself(path);
     }
-    std::ifstream file(path, std::ios::binary);
-    std::string text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-    if (!file.is_open() || file.bad()) {
-        throw unusable(path, "can't read it");
+    if (!path.empty()) {
+        writer.control() = parseControl(path);
     }
-    return text;
+    for (const auto& [name, value] : choices.namedFields) {
+        writer.control().set(name, value);
+    }
+    for (const auto& field : choices.fields) {
+        const auto [name, value] = split(field, field.find('='), "--field", "NAME=VALUE");
+        writer.control().set(name, value);
+    }
 }
 
-void collectInputs(const BuildChoices& choices, const std::string& inputCopy, PackageWriter& writer) {
-    fillControl(choices, writer);
-    addPayload(choices, inputCopy, writer);
+void addContents(const BuildChoices& choices, const std::string& inputCopy, const std::string& target,
+                 PackageWriter& writer) {
+    addPayload(choices, inputCopy, target, writer);
     const fs::path folder = fs::path(choices.tree) / controlFolder;
     if (fs::is_directory(fs::symlink_status(folder))) {
         addControlFolder(folder, choices, writer);

@@ -7,12 +7,13 @@
 
 namespace bex::tool {
 
-/// Fills the writer with all that the choices name: payload, control paragraph and control members. `inputCopy`
-/// is the path of a file that holds standard input where it is to be added.
+/// Fills the control paragraph from the tree's DEBIAN/control or the named file, then from the options.
 /// Throws StreamError or UsageError naming what cannot be used.
-void collectInputs(const BuildChoices& choices, const std::string& inputCopy, stream::PackageWriter& writer);
+void fillControl(const BuildChoices& choices, stream::PackageWriter& writer);
 
-/// The whole file. Throws StreamError (`inputOutput`); what is no regular file is refused.
-std::string readFile(const std::string& path);
+/// Adds payload and control members. `inputCopy` is the path of a file that holds standard input where it is to be
+/// added, `target` that of the package: an earlier one that stands in the tree is no payload. Throws as above.
+void addContents(const BuildChoices& choices, const std::string& inputCopy, const std::string& target,
+                 stream::PackageWriter& writer);
 
 }  // namespace bex::tool

@@ -1,12 +1,20 @@
+#include <algorithm>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "Failure.hpp"
 #include "Input.hpp"
 #include "Patterns.hpp"
+#include "Text.hpp"
 #include "Verb.hpp"
+#include "bex/stream/Escape.hpp"
+#include "bex/stream/StreamError.hpp"
 
 namespace bex::tool {
+
+using stream::Entry;
+using stream::EntryType;
 
 namespace {
 
@@ -23,6 +31,24 @@ void printContents(stream::PackageReader& reader, Console& console) {
     }
 }
 
+/// A hard link's bytes are those of an earlier entry, which a second reader has to look for.
+void printTarget(const std::string& package, const Entry& link, Context& context) {
+    const std::string target = stream::plainPath(link.linkTarget);
+    if (package == "-") {
+        throw stream::StreamError(stream::ErrorKind::inputOutput,
+                                  nameInMessages(package) + ": " + stream::escapeForDisplay(link.path) +
+                                      ": is a hard link to " + stream::escapeForDisplay(target) +
+                                      ", which has gone by; name that, or give the package as a file");
+    }
+    stream::PackageReader reader = openPackage(package, readOptions(context));
+    for (Entry entry; reader.next(entry);) {
+        if (stream::plainPath(entry.path) == target) {
+            printContents(reader, context.console);
+            return;
+        }
+    }
+}
+
 void printControl(const stream::PackageReader& reader, Patterns& patterns, Console& console) {
     for (const auto& member : reader.controlMembers()) {
         if (patterns.choose(member.entry)) {
@@ -31,23 +57,37 @@ void printControl(const stream::PackageReader& reader, Patterns& patterns, Conso
     }
 }
 
-void printPayload(stream::PackageReader& reader, Patterns& patterns, Console& console) {
-    for (stream::Entry entry; reader.next(entry);) {
-        if (patterns.choose(entry)) {
-            printContents(reader, console);
+/// What has no bytes, such as a symlink, is told; the answer is then no. Directories stand for what is below them.
+ExitStatus printPayload(stream::PackageReader& reader, Patterns& patterns, const CatOptions& options,
+                        Context& context) {
+    ExitStatus status = ExitStatus::done;
+    for (Entry entry; reader.next(entry);) {
+        if (!patterns.choose(entry) || entry.type == EntryType::directory) {
+            continue;
+        }
+        if (entry.type == EntryType::file) {
+            printContents(reader, context.console);
+        } else if (entry.type == EntryType::hardlink) {
+            printTarget(options.package, entry, context);
+        } else {
+            status = answerNo(nameInMessages(options.package) + ": " + stream::escapeForDisplay(entry.path) +
+                                  ": is a " + nameOf(entry.type) + " and has no bytes",
+                              "", context);
         }
     }
+    return status;
 }
 
 ExitStatus runCat(CatOptions& options, Context& context) {
     stream::PackageReader reader = openPackage(options.package, readOptions(context));
     Patterns patterns(options.paths);
+    ExitStatus status = ExitStatus::done;
     if (options.control) {
         printControl(reader, patterns, context.console);
     } else {
-        printPayload(reader, patterns, context.console);
+        status = printPayload(reader, patterns, options, context);
     }
-    return reportUnused(patterns, context);
+    return std::max(status, reportUnused(patterns, options.package, context));
 }
 
 }  // namespace
@@ -58,7 +98,7 @@ void addCat(CLI::App& program, Action& chosen) {
     addPackageArgument(*verb, options->package);
     verb->add_option("PATH", options->paths, "Entries (glob), printed in the package's order")->required();
     verb->add_flag("--control", options->control, "Print control members instead");
-    verb->footer("Example:\n  bex cat --control hello_1.0_amd64.bex postinst");
+    verb->footer("Example: bex cat --control hello_1.0_amd64.bex postinst");
     onChosen(*verb, options, chosen, runCat);
 }
 

@@ -3,13 +3,17 @@
 #include <CLI/App.hpp>
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>
+#include <algorithm>
+#include <csignal>
 #include <exception>
 #include <map>
 #include <string>
 #include <vector>
 
+#include "Choice.hpp"
 #include "Commands.hpp"
 #include "Failure.hpp"
+#include "Help.hpp"
 #include "LimitOption.hpp"
 #include "bex/stream/Versions.hpp"
 
@@ -23,38 +27,39 @@ const std::map<std::string, std::vector<std::string>> aliases = {
     {"-f", {"field"}}, {"-x", {"extract"}},        {"-e", {"extract", "--control"}},
 };
 
-/// The arguments after the program's name, an alias in the first place written out.
-std::vector<std::string> expanded(int argc, const char* const* argv) {
-    std::vector<std::string> arguments(argv + 1, argv + argc);
-    if (arguments.empty()) {
-        return arguments;
-    }
-    const auto alias = aliases.find(arguments.front());
-    if (alias != aliases.end()) {
-        arguments.erase(arguments.begin());
-        arguments.insert(arguments.begin(), alias->second.begin(), alias->second.end());
+/// The arguments after the program's name, an alias in the place of the verb written out.
+std::vector<std::string> expanded(const CLI::App& program, int argc, const char* const* argv) {
+    std::vector<std::string> arguments(argv + std::min(argc, 1), argv + argc);
+    for (auto word = arguments.begin(); word != arguments.end(); ++word) {
+        const auto alias = aliases.find(*word);
+        if (alias != aliases.end()) {
+            const auto next = arguments.erase(word);
+            arguments.insert(next, alias->second.begin(), alias->second.end());
+            break;
+        }
+        const auto isWord = [&word](const CLI::App* verb) { return verb->check_name(*word); };
+        if (!program.get_subcommands(isWord).empty()) {
+            break;
+        }
     }
     return arguments;
 }
 
 void addCommonOptions(CLI::App& program, Context& context) {
-    const std::map<std::string, ColorWhen> colors = {
-        {"auto", ColorWhen::automatic}, {"always", ColorWhen::always}, {"never", ColorWhen::never}};
-    const std::map<std::string, ProgressWhen> progress = {
-        {"auto", ProgressWhen::automatic}, {"json", ProgressWhen::json}, {"never", ProgressWhen::never}};
-    program.add_flag("--json", context.json, "Print one JSON object");
+    program.add_flag("--json", context.json, "Print one JSON object, errors too");
     program.add_flag("-q,--quiet", context.quiet, "Print no notes and no progress");
     program.add_flag("-v,--verbose", context.verbosity, "Tell more on standard error");
     program.add_option("--threads", context.threads, "Threads to work with; 0 is one for each processor")
         ->option_text("N");
-    program
-        .add_option_function<ColorWhen>(
-            "--color", [&context](ColorWhen when) { context.console.setColor(when); },
-            "Colours: auto, always or never")
-        ->transform(CLI::CheckedTransformer(colors))
+    addChoice<ColorWhen>(
+        program, "--color", "Colours: auto, always or never",
+        {{"auto", ColorWhen::automatic}, {"always", ColorWhen::always}, {"never", ColorWhen::never}},
+        [&context](ColorWhen when) { context.console.setColor(when); })
         ->option_text("WHEN");
-    program.add_option("--progress", context.progress, "Progress: auto, json or never")
-        ->transform(CLI::CheckedTransformer(progress))
+    addChoice<ProgressWhen>(
+        program, "--progress", "Progress on standard error: auto, json or never",
+        {{"auto", ProgressWhen::automatic}, {"json", ProgressWhen::json}, {"never", ProgressWhen::never}},
+        [&context](ProgressWhen when) { context.progress = when; })
         ->option_text("WHEN");
     addLimitOption(program, context.limits);
 }
@@ -92,7 +97,8 @@ ExitStatus parseAndAct(CLI::App& program, std::vector<std::string> arguments, Co
     } catch (const CLI::CallForVersion&) {
         return print(versionText(), context.console);
     } catch (const CLI::Success&) {
-        return print(program.help("", CLI::AppFormatMode::Normal), context.console);
+        const auto verbs = program.get_subcommands();
+        return print(helpText(verbs.empty() ? program : *verbs.front()), context.console);
     } catch (const CLI::ParseError& e) {
         return reportUsage(program, e, arguments, context);
     }
@@ -107,17 +113,19 @@ ExitStatus parseAndAct(CLI::App& program, std::vector<std::string> arguments, Co
 ExitStatus run(int argc, const char* const* argv) {
     Context context;
     Action chosen;
+    std::signal(SIGPIPE, SIG_IGN);  // Console tells a closed pipe from other failures, and files can be tidied up.
     CLI::App program("Build, read and check Debian-style binary packages", "bex");
+    program.fallthrough();  // Before the verbs, which inherit it: options for all of them may stand anywhere.
     addCommonOptions(program, context);
     addVerbs(program, chosen);
+    program.get_help_ptr()->description("Print help and exit");
     program.set_version_flag("--version", "", "Print the versions of bex and its libraries");
-    program.footer("bex VERB --help tells more of a verb, bex(1) all.\n\nExample:\n  bex build site site.bex");
+    program.footer("bex VERB --help tells more of a verb, bex(1) all.\nExample: bex build site site.bex");
     program.require_subcommand(1);
-    program.fallthrough();
     try {
-        return parseAndAct(program, expanded(argc, argv), context, chosen);
+        return parseAndAct(program, expanded(program, argc, argv), context, chosen);
     } catch (const OutputClosed&) {
-        return ExitStatus::done;
+        return context.whenClosed;
     } catch (...) {
         return reportFailure(std::current_exception(), context);
     }

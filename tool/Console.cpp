@@ -97,6 +97,9 @@ void Console::out(std::string_view bytes) {
 }
 
 void Console::flush() {
+    if (outIsTerminal_ && !buffer_.empty()) {
+        status("");
+    }
     const int failure = writeAll(STDOUT_FILENO, buffer_);
     buffer_.clear();
     if (failure == EPIPE) {
@@ -120,7 +123,17 @@ void Console::note(std::string_view text) {
 }
 
 void Console::rawError(std::string_view bytes) noexcept {
+    status("");
     writeAll(STDERR_FILENO, bytes);
+}
+
+void Console::status(std::string_view line) noexcept {
+    if (statusShown_ || !line.empty()) {
+        writeAll(STDERR_FILENO, "\r");
+        writeAll(STDERR_FILENO, line);
+        writeAll(STDERR_FILENO, "\x1b[K");
+    }
+    statusShown_ = !line.empty();
 }
 
 std::string Console::styled(Style style, std::string_view text) const {

@@ -8,7 +8,8 @@ namespace bex::tool {
 enum class Style { plain, strong, faint, bad, good, name };
 enum class ColorWhen { automatic, always, never };
 
-/// Thrown when nobody reads standard output any more; the program then ends without a word.
+/// Thrown when nobody reads standard output any more; the program then ends without a word. SIGPIPE has to be
+/// ignored for it.
 struct OutputClosed {};
 
 /// The one place that prints and knows of terminals. Results go to standard output, everything else to standard
@@ -38,6 +39,10 @@ public:
     /// nowhere left to report them.
     void rawError(std::string_view bytes) noexcept;
 
+    /// Shows the text as the last line on standard error's terminal, in the place of the one before; "" takes it
+    /// away, and so does everything that is printed next. The caller knows that there is a terminal.
+    void status(std::string_view line) noexcept;
+
     /// The text in the style, as standard output (or standard error) shows it now.
     std::string styled(Style style, std::string_view text) const;
     std::string styledError(Style style, std::string_view text) const;
@@ -49,6 +54,7 @@ private:
     bool outColor_ = false;
     bool errorColor_ = false;
     bool quiet_ = false;
+    bool statusShown_ = false;
 };
 
 }  // namespace bex::tool

@@ -19,6 +19,9 @@ struct Context {
     ProgressWhen progress = ProgressWhen::automatic;
     unsigned threads = 0;  ///< 0: one for each processor
     stream::Limits limits;
+    /// The status when the reader of standard output goes away: what a verb has told so far must not turn into a
+    /// wrong answer.
+    ExitStatus whenClosed = ExitStatus::done;
 };
 
 }  // namespace bex::tool

@@ -136,7 +136,7 @@ void printJson(const DiffOptions& options, const std::vector<Difference>& differ
     putText(object, "before", options.before);
     putText(object, "after", options.after);
     object["differences"] = std::move(list);
-    console.out(object.dump(2) + "\n");
+    console.out(jsonText(object));
 }
 
 void printText(const std::vector<Difference>& differences, const std::map<std::string, std::string>& diffs,
@@ -152,8 +152,12 @@ void printText(const std::vector<Difference>& differences, const std::map<std::s
 }
 
 ExitStatus runDiff(DiffOptions& options, Context& context) {
+    requireFile(options.before);
+    requireFile(options.after);
     const std::vector<Difference> differences =
         compare(digestOf(options.before, context), digestOf(options.after, context));
+    const ExitStatus status = differences.empty() ? ExitStatus::done : ExitStatus::no;
+    context.whenClosed = status;
     std::map<std::string, std::string> diffs;
     if (options.content) {
         diffs = unifiedDiffs(options, differences, context);
@@ -163,7 +167,7 @@ ExitStatus runDiff(DiffOptions& options, Context& context) {
     } else {
         printText(differences, diffs, context.console);
     }
-    return differences.empty() ? ExitStatus::done : ExitStatus::no;
+    return status;
 }
 
 }  // namespace
@@ -174,7 +178,7 @@ void addDiff(CLI::App& program, Action& chosen) {
     verb->add_option("A", options->before, "The first package")->required();
     verb->add_option("B", options->after, "The second package")->required();
     verb->add_flag("--content", options->content, "Show changed text files line by line");
-    verb->footer("Example:\n  bex diff --content hello_1.0_amd64.bex hello_1.1_amd64.bex");
+    verb->footer("Example: bex diff --content hello_1.0_amd64.bex hello_1.1_amd64.bex");
     onChosen(*verb, options, chosen, runDiff);
 }
 

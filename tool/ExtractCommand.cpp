@@ -1,3 +1,4 @@
+#include <filesystem>
 #include <memory>
 #include <string>
 #include <vector>
@@ -40,6 +41,18 @@ stream::ExtractOptions extractOptions(const ExtractChoices& choices, Patterns& p
     return options;
 }
 
+/// Where the entries go. The library makes the folder itself, this what has to stand above it.
+std::string destination(const ExtractChoices& choices) {
+    if (choices.directory.empty()) {
+        return choices.control ? "DEBIAN" : ".";
+    }
+    const auto parent = std::filesystem::path(choices.directory).lexically_normal().parent_path();
+    if (!parent.empty() && !choices.extract.dryRun) {
+        std::filesystem::create_directories(parent);
+    }
+    return choices.directory;
+}
+
 ExitStatus runExtract(ExtractChoices& choices, Context& context) {
     catchInterrupts();
     ProgressBar progress(context, "extracting");
@@ -49,11 +62,11 @@ ExitStatus runExtract(ExtractChoices& choices, Context& context) {
     Patterns patterns(choices.patterns);
     const stream::ExtractOptions options = extractOptions(choices, patterns, context);
     if (choices.control) {
-        reader.extractControl(choices.directory.empty() ? "DEBIAN" : choices.directory, options);
+        reader.extractControl(destination(choices), options);
     } else {
-        reader.extract(choices.directory.empty() ? "." : choices.directory, options);
+        reader.extract(destination(choices), options);
     }
-    return reportUnused(patterns, context);
+    return reportUnused(patterns, choices.package, context);
 }
 
 }  // namespace
@@ -68,7 +81,8 @@ void addExtract(CLI::App& program, Action& chosen) {
                      "Only what matches (glob; a directory stands for all below it)");
     verb->add_flag("--control", choices->control, "Extract the control members instead");
     verb->add_option("--strip", choices->extract.stripComponents,
-                     "Leave out so many leading directories of each path");
+                     "Leave out so many leading directories of each path")
+        ->option_text("N");
     CLI::Option* keep =
         verb->add_flag("--keep", choices->extract.keepExisting, "Fail where a file is there already");
     verb->add_flag("--overwrite{false}", choices->extract.keepExisting,
@@ -77,7 +91,7 @@ void addExtract(CLI::App& program, Action& chosen) {
     verb->add_flag("--same-owner", choices->extract.sameOwner, "Restore owners by number (needs privileges)");
     verb->add_flag("--keep-setuid", choices->extract.keepSetId, "Keep set-user-id and set-group-id bits");
     verb->add_flag("--dry-run", choices->extract.dryRun, "Only list what would be made");
-    verb->footer("Example:\n  bex extract hello_1.0_amd64.bex out 'usr/share/doc'");
+    verb->footer("Example: bex extract hello_1.0_amd64.bex out 'usr/share/doc'");
     onChosen(*verb, choices, chosen, runExtract);
 }
 

@@ -1,9 +1,12 @@
 #include "Failure.hpp"
 
 #include <algorithm>
-#include <numeric>
+#include <filesystem>
 
+#include "Interrupt.hpp"
 #include "Json.hpp"
+#include "LimitOption.hpp"
+#include "Nearest.hpp"
 #include "bex/stream/Escape.hpp"
 
 namespace bex::tool {
@@ -34,50 +37,30 @@ void print(const Report& report, Context& context) {
         error["hint"] = report.hint;
     }
     const Json object = {{"schema", 1}, {"error", error}};
-    context.console.rawError(object.dump(2) + "\n");
+    context.console.rawError(jsonText(object));
 }
 
-std::string hintFor(ErrorKind kind) {
-    return kind == ErrorKind::limitExceeded ? "--limit NAME=VALUE raises a limit; bex(1) lists them" : "";
+std::string hintFor(const stream::StreamError& failure) {
+    return failure.kind() == ErrorKind::limitExceeded ? limitHint(failure.getMessage()) : "";
 }
 
 Report reportOf(const std::exception_ptr& failure) {
     try {
         std::rethrow_exception(failure);
     } catch (const stream::StreamError& e) {
-        return {statusOf(e.kind()), nameOf(e.kind()), e.getMessage(), hintFor(e.kind())};
+        return {statusOf(e.kind()), nameOf(e.kind()), e.getMessage(), hintFor(e)};
     } catch (const UsageError& e) {
         return {ExitStatus::usage, "usage", e.what(), ""};
     } catch (const BexException& e) {
         return {ExitStatus::inputOutput, "input-output", e.getMessage(), ""};
+    } catch (const std::filesystem::filesystem_error& e) {
+        return {ExitStatus::inputOutput, "input-output",
+                stream::escapeForDisplay(e.path1().string()) + ": " + e.code().message(), ""};
     } catch (const std::bad_alloc&) {
         return {ExitStatus::inputOutput, "input-output", "out of memory", ""};
     } catch (const std::exception& e) {
         return {ExitStatus::inputOutput, "input-output", e.what(), ""};
     }
-}
-
-/// Edits (insert, delete, replace one character) that turn one word into the other.
-std::size_t distance(const std::string& a, const std::string& b) {
-    std::vector<std::size_t> row(b.size() + 1);
-    std::iota(row.begin(), row.end(), std::size_t{0});
-    for (std::size_t i = 0; i < a.size(); ++i) {
-        std::size_t diagonal = row[0]++;
-        for (std::size_t j = 0; j < b.size(); ++j) {
-            const std::size_t replaced = diagonal + (a[i] == b[j] ? 0 : 1);
-            diagonal = row[j + 1];
-            row[j + 1] = std::min({replaced, row[j] + 1, diagonal + 1});
-        }
-    }
-    return row.back();
-}
-
-/// The known word nearest to the given one, or "" when none is near.
-std::string nearest(const std::string& word, const std::vector<std::string>& known) {
-    const auto best = std::min_element(known.begin(), known.end(), [&](const auto& a, const auto& b) {
-        return distance(word, a) < distance(word, b);
-    });
-    return best != known.end() && distance(word, *best) <= 2 ? *best : "";
 }
 
 /// Verbs and long options that the program, or the chosen verb, knows.
@@ -97,26 +80,81 @@ std::vector<std::string> knownWords(const CLI::App& program) {
     return words;
 }
 
-std::string hintFor(const CLI::App& program, const std::vector<std::string>& arguments) {
+std::string hintFor(const CLI::App& program, const std::string& word) {
+    const auto verbs = program.get_subcommands();
+    const bool wordOfOurs = verbs.empty() || word.rfind("--", 0) == 0;
+    const std::string meant = wordOfOurs ? nearest(word, knownWords(program)) : "";
+    if (!meant.empty()) {
+        return "did you mean " + meant + "?";
+    }
+    return verbs.empty() ? "bex --help lists verbs and options"
+                         : "bex " + verbs.front()->get_name() + " --help lists the arguments";
+}
+
+/// The first argument that the program makes nothing of: an option, what stands in the verb's place, or one too
+/// many.
+/// "" when there is none.
+std::string strangeWord(const CLI::App& program, const std::vector<std::string>& arguments) {
     const std::vector<std::string> words = knownWords(program);
-    for (std::size_t i = 0; i < arguments.size(); ++i) {
-        const std::string word = arguments[i].substr(0, arguments[i].find('='));
-        const bool mayBeVerb = i == 0 || word.rfind("--", 0) == 0;
-        if (!mayBeVerb || std::find(words.begin(), words.end(), word) != words.end()) {
-            continue;
-        }
-        const std::string meant = nearest(word, words);
-        if (!meant.empty()) {
-            return "did you mean " + meant + "?";
+    for (const auto& argument : arguments) {
+        const std::string word = argument.substr(0, argument.find('='));
+        const bool isOption = word.rfind("--", 0) == 0 && word.size() > 2;
+        const bool isVerb = argument.rfind('-', 0) != 0 && program.get_subcommands().empty();
+        if ((isOption || isVerb) && std::find(words.begin(), words.end(), word) == words.end()) {
+            return word;
         }
     }
-    return "bex --help lists the verbs, bex VERB --help the options of one";
+    const std::vector<std::string> rest = program.remaining(true);
+    return rest.empty() ? "" : rest.front();
+}
+
+std::string withoutTail(const std::string& text, const char* tail) {
+    return text.substr(0, text.find(tail));
+}
+
+/// What is wrong in words of ours, where the parser's own would puzzle.
+std::string usageText(const CLI::App& program, const CLI::ParseError& error, const std::string& strange) {
+    const std::string text = error.what();
+    const bool verbMissing = program.get_subcommands().empty();
+    if (!strange.empty() && (verbMissing || dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr)) {
+        return strange + (strange[0] == '-' ? ": no such option"
+                          : verbMissing     ? ": no such verb"
+                                            : ": one argument too many");
+    }
+    if (dynamic_cast<const CLI::RequiredError*>(&error) != nullptr) {
+        return verbMissing ? "a verb is missing" : withoutTail(text, " ") + " is missing";
+    }
+    if (dynamic_cast<const CLI::ArgumentMismatch*>(&error) != nullptr) {
+        return withoutTail(text, ": ") + ": its value is missing";
+    }
+    const std::string conversion = "Could not convert: ";
+    if (text.rfind(conversion, 0) == 0) {
+        return withoutTail(text.substr(conversion.size()), " = ") + " takes a number that it can use, not" +
+               text.substr(text.rfind(" = ") + 2);
+    }
+    return text;
 }
 
 }  // namespace
 
+ExitStatus answerNo(const std::string& message, const std::string& hint, Context& context) {
+    if (context.json) {
+        print({ExitStatus::no, "no-match", message, hint}, context);
+    } else {
+        context.console.note(message);
+        if (!hint.empty()) {
+            context.console.note("hint: " + hint);
+        }
+    }
+    return ExitStatus::no;
+}
+
 ExitStatus reportFailure(const std::exception_ptr& failure, Context& context) {
-    const Report report = reportOf(failure);
+    Report report = reportOf(failure);
+    // Whatever broke after the signal broke because of it: reads end, writes are cut short.
+    if (interrupted()) {
+        report = {ExitStatus::interrupted, nameOf(ErrorKind::cancelled), "interrupted", ""};
+    }
     print(report, context);
     return report.status;
 }
@@ -125,7 +163,9 @@ ExitStatus reportUsage(const CLI::App& program, const CLI::ParseError& error,
                        const std::vector<std::string>& arguments, Context& context) {
     // The arguments were not understood to their end, so the option may not have been seen.
     context.json = std::find(arguments.begin(), arguments.end(), "--json") != arguments.end();
-    print({ExitStatus::usage, "usage", stream::escapeForDisplay(error.what()), hintFor(program, arguments)},
+    const std::string strange = strangeWord(program, arguments);
+    print({ExitStatus::usage, "usage", stream::escapeForDisplay(usageText(program, error, strange)),
+           hintFor(program, strange)},
           context);
     return ExitStatus::usage;
 }

@@ -25,6 +25,9 @@ private:
 /// status to end with.
 ExitStatus reportFailure(const std::exception_ptr& failure, Context& context);
 
+/// Tells that something asked for is not there, with a hint unless it is empty. The status is `no`.
+ExitStatus answerNo(const std::string& message, const std::string& hint, Context& context);
+
 /// Prints why the arguments are wrong, with the verb or option that was probably meant.
 ExitStatus reportUsage(const CLI::App& program, const CLI::ParseError& error,
                        const std::vector<std::string>& arguments, Context& context);

@@ -2,13 +2,17 @@
 #include <string>
 #include <vector>
 
+#include "Failure.hpp"
 #include "Input.hpp"
 #include "Json.hpp"
+#include "Nearest.hpp"
 #include "Text.hpp"
 #include "Verb.hpp"
 #include "bex/stream/Escape.hpp"
 
 namespace bex::tool {
+
+using stream::ControlParagraph;
 
 namespace {
 
@@ -17,13 +21,15 @@ struct FieldOptions {
     std::vector<std::string> names;
 };
 
-/// Values go out as they are into a pipe; a terminal must not obey them.
-std::string shown(const std::string& value, const Console& console) {
-    return console.outIsTerminal() ? escapedLines(value, "\n") : value;
+std::vector<std::string> namesOf(const ControlParagraph& control) {
+    std::vector<std::string> names;
+    for (const auto& field : control.fields()) {
+        names.push_back(field.name);
+    }
+    return names;
 }
 
-ExitStatus printJson(const stream::ControlParagraph& control, const std::vector<std::string>& names,
-                     Console& console) {
+ExitStatus printJson(const ControlParagraph& control, const std::vector<std::string>& names, Console& console) {
     Json fields = Json::object();
     Json absent = Json::array();
     for (const auto& name : names) {
@@ -31,39 +37,41 @@ ExitStatus printJson(const stream::ControlParagraph& control, const std::vector<
         if (value != nullptr) {
             putText(fields, name, *value);
         } else {
-            absent.push_back(name);
+            absent.push_back(stream::isUtf8(name) ? name : stream::escapeForDisplay(name));
         }
     }
-    const Json object = {{"schema", 1}, {"fields", fields}, {"absent", absent}};
-    console.out(object.dump(2) + "\n");
-    return absent.empty() ? ExitStatus::done : ExitStatus::no;
+    const ExitStatus status = absent.empty() ? ExitStatus::done : ExitStatus::no;
+    console.out(jsonText({{"schema", 1}, {"fields", std::move(fields)}, {"absent", std::move(absent)}}));
+    return status;
 }
 
-ExitStatus printText(const stream::ControlParagraph& control, const std::vector<std::string>& names,
-                     Console& console) {
+ExitStatus printValues(const ControlParagraph& control, const FieldOptions& options, Context& context) {
     ExitStatus status = ExitStatus::done;
-    for (const auto& name : names) {
+    for (const auto& name : options.names) {
         const std::string* value = control.find(name);
         if (value != nullptr) {
-            console.out(shown(*value, console) + "\n");
-        } else {
-            console.note("field " + stream::escapeForDisplay(name) + " is absent");
-            status = ExitStatus::no;
+            context.console.out(foldedValue(*value) + "\n");
+            continue;
         }
+        const std::string meant = nearest(name, namesOf(control));
+        status = answerNo(
+            nameInMessages(options.package) + ": control: there is no field " + stream::escapeForDisplay(name),
+            meant.empty() ? "" : "did you mean " + meant + "?", context);
     }
     return status;
 }
 
 ExitStatus runField(FieldOptions& options, Context& context) {
     const stream::PackageReader reader = openPackage(options.package, readOptions(context));
-    std::vector<std::string> names = options.names;
-    if (names.empty()) {
-        for (const auto& field : reader.control().fields()) {
-            names.push_back(field.name);
-        }
+    const ControlParagraph& control = reader.control();
+    if (context.json) {
+        return printJson(control, options.names.empty() ? namesOf(control) : options.names, context.console);
     }
-    const auto print = context.json ? printJson : printText;
-    return print(reader.control(), names, context.console);
+    if (!options.names.empty()) {
+        return printValues(control, options, context);
+    }
+    context.console.out(escapedLines(control.format(), "\n"));
+    return ExitStatus::done;
 }
 
 }  // namespace
@@ -72,8 +80,9 @@ void addField(CLI::App& program, Action& chosen) {
     const auto options = std::make_shared<FieldOptions>();
     CLI::App* verb = program.add_subcommand("field", "Print values of control fields, one a line");
     addPackageArgument(*verb, options->package);
-    verb->add_option("NAME", options->names, "Fields, in any case; all of them where none is named");
-    verb->footer("Example:\n  bex field hello_1.0_amd64.bex Version depends");
+    verb->add_option("NAME", options->names,
+                     "Fields, in any case; where none is named, the whole control paragraph with names");
+    verb->footer("Example: bex field hello_1.0_amd64.bex Version depends");
     onChosen(*verb, options, chosen, runField);
 }
 

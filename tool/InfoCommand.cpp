@@ -76,7 +76,7 @@ std::string fieldsText(const stream::ControlParagraph& control, const Console& c
     std::string text;
     for (const auto& field : control.fields()) {
         text += console.styled(Style::name, stream::escapeForDisplay(field.name)) + ": " +
-                escapedLines(field.value, "\n ") + "\n";
+                foldedValue(field.value) + "\n";
     }
     return text;
 }
@@ -105,7 +105,7 @@ void printOne(const std::string& package, bool several, Context& context) {
     const Totals totals = totalsOf(reader);
     Console& console = context.console;
     if (context.json) {
-        console.out(packageJson(package, reader, totals).dump(2) + "\n");
+        console.out(jsonText(packageJson(package, reader, totals)));
         return;
     }
     if (several) {
@@ -129,7 +129,7 @@ void addInfo(CLI::App& program, Action& chosen) {
     const auto options = std::make_shared<InfoOptions>();
     CLI::App* verb = program.add_subcommand("info", "Show fields, members and totals");
     verb->add_option("PKG", options->packages, "The packages; - is standard input")->required();
-    verb->footer("Example:\n  bex info hello_1.0_amd64.bex");
+    verb->footer("Example: bex info hello_1.0_amd64.bex");
     onChosen(*verb, options, chosen, runInfo);
 }
 

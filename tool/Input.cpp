@@ -2,6 +2,9 @@
 
 #include <unistd.h>
 
+#include "Failure.hpp"
+#include "bex/stream/Escape.hpp"
+
 namespace bex::tool {
 
 stream::ReadOptions readOptions(const Context& context) {
@@ -11,9 +14,19 @@ stream::ReadOptions readOptions(const Context& context) {
     return options;
 }
 
+std::string nameInMessages(const std::string& path) {
+    return path == "-" ? "standard input" : stream::escapeForDisplay(path);
+}
+
+void requireFile(const std::string& path) {
+    if (path == "-") {
+        throw UsageError("-: this verb takes files, not standard input");
+    }
+}
+
 stream::PackageReader openPackage(const std::string& path, const stream::ReadOptions& options) {
     if (path == "-") {
-        return {STDIN_FILENO, "standard input", options};
+        return {STDIN_FILENO, nameInMessages(path), options};
     }
     return stream::PackageReader(path, options);
 }

@@ -37,6 +37,10 @@ void putText(Json& object, const std::string& key, std::string_view text) {
     object[key + "Base64"] = base64(text);
 }
 
+std::string jsonText(const Json& object) {
+    return object.dump(2, ' ', true) + "\n";
+}
+
 Json jsonOf(const stream::Entry& entry) {
     Json object;
     putText(object, "path", entry.path);

@@ -15,6 +15,9 @@ using Json = nlohmann::ordered_json;
 /// `key` + "Base64".
 void putText(Json& object, const std::string& key, std::string_view text);
 
+/// The object as lines of ASCII, so that no terminal obeys it.
+std::string jsonText(const Json& object);
+
 /// A payload entry as docs/bex.schema.json describes it.
 Json jsonOf(const stream::Entry& entry);
 

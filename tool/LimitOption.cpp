@@ -15,6 +15,7 @@ namespace {
 
 struct NamedLimit {
     std::string_view name;
+    std::string_view field;  ///< of Limits, as messages of the library name it
     void (*set)(Limits&, std::uint64_t);
     std::uint64_t largest;
 };
@@ -22,15 +23,18 @@ struct NamedLimit {
 constexpr std::uint64_t unbounded = std::numeric_limits<std::uint64_t>::max();
 
 constexpr NamedLimit namedLimits[] = {
-    {"control-bytes", [](Limits& l, std::uint64_t v) { l.controlBytes = v; }, unbounded},
-    {"name-bytes", [](Limits& l, std::uint64_t v) { l.nameBytes = v; }, unbounded},
-    {"header-bytes", [](Limits& l, std::uint64_t v) { l.extendedHeaderBytes = v; }, unbounded},
-    {"expansion-ratio", [](Limits& l, std::uint64_t v) { l.expansionRatio = v; }, unbounded},
-    {"expansion-free-bytes", [](Limits& l, std::uint64_t v) { l.expansionFreeBytes = v; }, unbounded},
-    {"xz-memory", [](Limits& l, std::uint64_t v) { l.xzMemoryBytes = v; }, unbounded},
+    {"control-bytes", "controlBytes", [](Limits& l, std::uint64_t v) { l.controlBytes = v; }, unbounded},
+    {"name-bytes", "nameBytes", [](Limits& l, std::uint64_t v) { l.nameBytes = v; }, unbounded},
+    {"header-bytes", "extendedHeaderBytes", [](Limits& l, std::uint64_t v) { l.extendedHeaderBytes = v; },
+     unbounded},
+    {"expansion-ratio", "expansionRatio", [](Limits& l, std::uint64_t v) { l.expansionRatio = v; }, unbounded},
+    {"expansion-free-bytes", "expansionFreeBytes", [](Limits& l, std::uint64_t v) { l.expansionFreeBytes = v; },
+     unbounded},
+    {"xz-memory", "xzMemoryBytes", [](Limits& l, std::uint64_t v) { l.xzMemoryBytes = v; }, unbounded},
     // The largest window that libzstd decodes on 64-bit machines.
-    {"zstd-window-log", [](Limits& l, std::uint64_t v) { l.zstdWindowLog = static_cast<int>(v); }, 31},
-    {"entries", [](Limits& l, std::uint64_t v) { l.entries = v; }, unbounded},
+    {"zstd-window-log", "zstdWindowLog", [](Limits& l, std::uint64_t v) { l.zstdWindowLog = static_cast<int>(v); },
+     31},
+    {"entries", "entries", [](Limits& l, std::uint64_t v) { l.entries = v; }, unbounded},
 };
 
 std::string names() {
@@ -75,6 +79,17 @@ void addLimitOption(CLI::App& program, Limits& limits) {
         ->option_text("NAME=VALUE")
         ->take_all()
         ->allow_extra_args(false);
+}
+
+std::string limitHint(const std::string& message) {
+    for (const auto& limit : namedLimits) {
+        const std::string field(limit.field);
+        if (message.find("limit " + field) != std::string::npos ||
+            message.find("limits " + field) != std::string::npos) {
+            return "--limit " + std::string(limit.name) + "=N raises it, if you trust the package";
+        }
+    }
+    return "--limit NAME=N raises a limit, if you trust the package; bex(1) lists them";
 }
 
 }  // namespace bex::tool

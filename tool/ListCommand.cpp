@@ -65,8 +65,10 @@ public:
 
     void finish() {
         if (context_.json) {
-            const Json object = {{"schema", 1}, {"package", options_.package}, {"entries", std::move(entries_)}};
-            context_.console.out(object.dump(2) + "\n");
+            Json object = {{"schema", 1}};
+            putText(object, "package", options_.package);
+            object["entries"] = std::move(entries_);
+            context_.console.out(jsonText(object));
         }
         context_.console.out(tree_.text());
         context_.console.out(alignedTable(rows_, {2}));
@@ -121,7 +123,7 @@ ExitStatus runList(ListOptions& options, Context& context) {
         }
     });
     listing.finish();
-    return reportUnused(patterns, context);
+    return reportUnused(patterns, options.package, context);
 }
 
 }  // namespace
@@ -132,11 +134,12 @@ void addList(CLI::App& program, Action& chosen) {
     addPackageArgument(*verb, options->package);
     verb->add_option("PATTERN", options->patterns,
                      "Only what matches (glob; a directory stands for all below it)");
-    verb->add_flag("-l,--long", options->detailed, "Mode, owner, size, time, path, link target");
-    CLI::Option* tree = verb->add_flag("--tree", options->tree, "Draw the tree");
+    CLI::Option* detailed =
+        verb->add_flag("-l,--long", options->detailed, "Mode, owner, size, time, path, link target");
+    CLI::Option* tree = verb->add_flag("--tree", options->tree, "Draw the tree")->excludes(detailed);
     verb->add_flag("-0,--null", options->nulEnds, "End each line with NUL and escape nothing")->excludes(tree);
     verb->add_flag("--control", options->control, "List the control members instead");
-    verb->footer("Example:\n  bex list --long hello_1.0_amd64.bex 'usr/share/*'");
+    verb->footer("Example: bex list --long hello_1.0_amd64.bex 'usr/share/*'");
     onChosen(*verb, options, chosen, runList);
 }
 

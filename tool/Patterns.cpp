@@ -4,6 +4,8 @@
 
 #include <utility>
 
+#include "Failure.hpp"
+#include "Input.hpp"
 #include "bex/stream/Escape.hpp"
 
 namespace bex::tool {
@@ -54,12 +56,13 @@ std::vector<std::string> Patterns::unused() const {
     return result;
 }
 
-ExitStatus reportUnused(const Patterns& patterns, Context& context) {
-    const std::vector<std::string> unused = patterns.unused();
-    for (const auto& pattern : unused) {
-        context.console.note("nothing matches " + stream::escapeForDisplay(pattern));
+ExitStatus reportUnused(const Patterns& patterns, const std::string& package, Context& context) {
+    ExitStatus status = ExitStatus::done;
+    for (const auto& pattern : patterns.unused()) {
+        status = answerNo(nameInMessages(package) + ": nothing matches " + stream::escapeForDisplay(pattern), "",
+                          context);
     }
-    return unused.empty() ? ExitStatus::done : ExitStatus::no;
+    return status;
 }
 
 }  // namespace bex::tool

@@ -26,7 +26,7 @@ private:
     std::vector<bool> used_;
 };
 
-/// Tells which patterns matched nothing; the answer is then no.
-ExitStatus reportUnused(const Patterns& patterns, Context& context);
+/// Tells which patterns matched nothing in the package; the answer is then no.
+ExitStatus reportUnused(const Patterns& patterns, const std::string& package, Context& context);
 
 }  // namespace bex::tool

@@ -33,9 +33,7 @@ ProgressBar::ProgressBar(Context& context, std::string verb)
     : context_(context), verb_(std::move(verb)), start_(std::chrono::steady_clock::now()) {}
 
 ProgressBar::~ProgressBar() {
-    if (drawn_) {
-        context_.console.rawError("\r\x1b[K");
-    }
+    context_.console.status("");
 }
 
 stream::ProgressCallback ProgressBar::callback() {
@@ -66,8 +64,7 @@ void ProgressBar::draw(const stream::Progress& progress, double seconds) {
         line += fmt::format("{} {}/s ", humanBytes(static_cast<double>(progress.bytesDone)), humanBytes(rate));
     }
     line += stream::escapeForDisplay(progress.entry);
-    context_.console.rawError("\r" + cutToColumns(line, context_.console.errorWidth() - 1) + "\x1b[K");
-    drawn_ = true;
+    context_.console.status(cutToColumns(line, context_.console.errorWidth() - 1));
 }
 
 void ProgressBar::printJson(const stream::Progress& progress, double seconds) {
@@ -77,7 +74,7 @@ void ProgressBar::printJson(const stream::Progress& progress, double seconds) {
                    {"bytesTotal", progress.bytesTotal},
                    {"seconds", seconds}};
     putText(object, "entry", progress.entry);
-    context_.console.rawError(object.dump() + "\n");
+    context_.console.rawError(object.dump(-1, ' ', true) + "\n");
 }
 
 }  // namespace bex::tool

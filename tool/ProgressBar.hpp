@@ -31,7 +31,6 @@ private:
     Context& context_;
     std::string verb_;
     std::chrono::steady_clock::time_point start_;
-    bool drawn_ = false;
 };
 
 }  // namespace bex::tool

@@ -48,6 +48,24 @@ char letterOf(EntryType type) {
     return '?';
 }
 
+/// Never empty: an empty text is one empty line.
+std::vector<std::string_view> linesOf(std::string_view text) {
+    std::vector<std::string_view> lines;
+    for (std::size_t begin = 0; begin <= text.size();) {
+        const std::size_t end = std::min(text.find('\n', begin), text.size());
+        lines.push_back(text.substr(begin, end - begin));
+        begin = end + 1;
+    }
+    return lines;
+}
+
+/// The line escaped where it holds more than printable characters.
+std::string harmless(std::string_view line) {
+    std::string escaped = stream::escapeForDisplay(line);
+    const auto backslashes = static_cast<std::size_t>(std::count(line.begin(), line.end(), '\\'));
+    return escaped.size() == line.size() + backslashes ? std::string(line) : escaped;
+}
+
 /// The letter for execution: set-id and sticky bits show in its place.
 char executeLetter(bool execute, bool special, char letter) {
     if (!special) {
@@ -116,11 +134,17 @@ std::string humanBytes(double bytes) {
 
 std::string escapedLines(std::string_view text, std::string_view lineEnd) {
     std::string result;
-    for (std::size_t begin = 0; begin <= text.size();) {
-        const std::size_t end = std::min(text.find('\n', begin), text.size());
-        result.append(begin > 0 ? lineEnd : "");
-        result += stream::escapeForDisplay(text.substr(begin, end - begin));
-        begin = end + 1;
+    for (const auto line : linesOf(text)) {
+        result.append(line.data() == text.data() ? "" : lineEnd).append(harmless(line));
+    }
+    return result;
+}
+
+std::string foldedValue(std::string_view value) {
+    std::string result;
+    for (const auto line : linesOf(value)) {
+        const bool first = line.data() == value.data();
+        result.append(first ? "" : "\n ").append(line.empty() && !first ? "." : harmless(line));
     }
     return result;
 }

@@ -23,8 +23,12 @@ std::string isoTime(std::int64_t seconds);
 std::string humanBytes(double bytes);
 
 /// A text of several lines, such as a field's value, made safe for display line by line, with `lineEnd` between
-/// the lines.
+/// the lines. A line that holds nothing but printable characters stays as it is, backslashes included.
 std::string escapedLines(std::string_view text, std::string_view lineEnd);
+
+/// A field's value made safe for display, its further lines folded as in a control file: each begins with a blank,
+/// an empty one is " .".
+std::string foldedValue(std::string_view value);
 
 /// Cuts UTF-8 text to so many code points, ending in "..." where something was cut.
 std::string cutToColumns(std::string_view text, std::size_t columns);

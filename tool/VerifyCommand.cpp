@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <memory>
 #include <string>
 #include <utility>
@@ -48,17 +49,22 @@ ExitStatus verifyOne(const std::string& package, Context& context) {
     stream::ReadOptions options = readOptions(context);
     options.progress = progress.callback();
     const std::vector<Finding> findings = stream::verify(package, options);
+    context.whenClosed = findings.empty() ? ExitStatus::inputOutput : ExitStatus::no;
     if (context.json) {
-        context.console.out(findingsJson(package, findings).dump(2) + "\n");
+        context.console.out(jsonText(findingsJson(package, findings)));
     } else {
         for (const auto& finding : findings) {
             context.console.out(lineOf(package, finding, context.console));
         }
     }
+    if (findings.empty() && context.verbosity > 0) {
+        context.console.note(nameInMessages(package) + ": nothing wrong");
+    }
     return findings.empty() ? ExitStatus::done : ExitStatus::no;
 }
 
 ExitStatus runVerify(VerifyOptions& options, Context& context) {
+    std::for_each(options.packages.begin(), options.packages.end(), requireFile);
     return forEachPackage(options.packages, context,
                           [&](const std::string& package) { return verifyOne(package, context); });
 }
@@ -71,7 +77,7 @@ void addVerify(CLI::App& program, Action& chosen) {
     verb->add_option("PKG", options->packages, "The packages")->required();
     verb->footer(
         "Each finding is one line with a code that stays the same between versions.\n\n"
-        "Example:\n  bex verify hello_1.0_amd64.bex");
+        "Example: bex verify hello_1.0_amd64.bex");
     onChosen(*verb, options, chosen, runVerify);
 }
 
