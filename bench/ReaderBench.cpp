@@ -22,6 +22,7 @@
 #include "bex/stream/Verify.hpp"
 #include "stream/codec/Decompressor.hpp"
 #include "stream/reader/HandMade.hpp"
+#include "stream/reader/MemberSource.hpp"
 #include "stream/reader/PathTable.hpp"
 #include "stream/system/Descriptor.hpp"
 
@@ -133,15 +134,17 @@ ReadOptions threads(const benchmark::State& state) {
 }
 
 void fields(benchmark::State& state, const Corpus& corpus) {
+    const std::string& path = packageOf(corpus);
     for (auto _ : state) {
-        benchmark::DoNotOptimize(PackageReader(packageOf(corpus), threads(state)).control());
+        benchmark::DoNotOptimize(PackageReader(path, threads(state)).control());
     }
 }
 
 void list(benchmark::State& state, const Corpus& corpus) {
+    const std::string& path = packageOf(corpus);
     std::int64_t entries = 0;
     for (auto _ : state) {
-        PackageReader reader(packageOf(corpus), threads(state));
+        PackageReader reader(path, threads(state));
         Entry entry;
         while (reader.next(entry)) {
             ++entries;
@@ -151,10 +154,11 @@ void list(benchmark::State& state, const Corpus& corpus) {
 }
 
 void readAll(benchmark::State& state, const Corpus& corpus) {
+    const std::string& path = packageOf(corpus);
     std::vector<char> buffer(65536);
     std::int64_t bytes = 0;
     for (auto _ : state) {
-        PackageReader reader(packageOf(corpus), threads(state));
+        PackageReader reader(path, threads(state));
         Entry entry;
         while (reader.next(entry)) {
             while (const std::size_t count = reader.read(buffer.data(), buffer.size())) {
@@ -166,15 +170,17 @@ void readAll(benchmark::State& state, const Corpus& corpus) {
 }
 
 void verifyAll(benchmark::State& state, const Corpus& corpus) {
+    const std::string& path = packageOf(corpus);
     for (auto _ : state) {
-        benchmark::DoNotOptimize(verify(packageOf(corpus), threads(state)));
+        benchmark::DoNotOptimize(verify(path, threads(state)));
     }
 }
 
 void extract(benchmark::State& state, const Corpus& corpus) {
+    const std::string& path = packageOf(corpus);
     std::uint64_t bytes = 0;
     for (auto _ : state) {
-        bytes += PackageReader(packageOf(corpus), threads(state)).extract(folder() / "out").bytes;
+        bytes += PackageReader(path, threads(state)).extract(folder() / "out").bytes;
         state.PauseTiming();
         fs::remove_all(folder() / "out");
         state.ResumeTiming();
@@ -183,16 +189,17 @@ void extract(benchmark::State& state, const Corpus& corpus) {
 }
 
 void gunzip(benchmark::State& state, const Corpus& corpus) {
-    const std::string path = packageOf(corpus);
-    PackageReader reader(path);
-    const Member member = reader.members().back();
+    const std::string& path = packageOf(corpus);
+    DecompressionSettings settings;
+    settings.threads = threads(state).threads;
+    const Member member = PackageReader(path).members().back();
+    const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC), System::real());
+    ThrowingFaults handler;
     for (auto _ : state) {
-        const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC), System::real());
-        const std::unique_ptr<Source> source = openSource(file.get(), path, System::real());
-        source->skip(member.offset);
-        DecompressionSettings settings;
-        settings.threads = threads(state).threads;
-        const auto bytes = openDecompressor(*source, member.compression, path, settings);
+        const std::unique_ptr<Source> package = openSource(file.get(), path, System::real());
+        package->skip(member.offset);
+        MemberSource source(*package, member.size, Faults(path, handler));
+        const auto bytes = openDecompressor(source, member.compression, path, settings);
         while (!bytes->next().empty()) {
         }
     }
