@@ -135,7 +135,7 @@ void zlibDecompress(const std::string& data) {
 }
 
 void report(benchmark::State& state, std::size_t plainBytes, std::size_t compressedBytes) {
-    state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * plainBytes));
+    state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(plainBytes));
     state.counters["ratio"] = static_cast<double>(compressedBytes) / static_cast<double>(plainBytes);
 }
 
@@ -201,23 +201,27 @@ void zlibDecompressSample(benchmark::State& state, int data) {
 
 template <typename Run>
 void add(const std::string& name, Run run) {
-    benchmark::RegisterBenchmark(name.c_str(), run)
-        ->UseRealTime()
-        ->MeasureProcessCPUTime()
-        ->Unit(benchmark::kMillisecond);
+    auto* const added = benchmark::RegisterBenchmark(name.c_str(), run);  // the library's
+    added->UseRealTime()->MeasureProcessCPUTime()->Unit(benchmark::kMillisecond);
+}
+
+std::string withThreads(std::string name, unsigned threads) {
+    return name.append("/threads:").append(std::to_string(threads));
 }
 
 void addCompression(const std::string& folder, int data) {
     add(folder + "compress/zlib/6", [=](benchmark::State& s) { zlibCompress(s, data); });
     const struct {
+        const char* name;
         Compression compression;
         int level;
-    } cases[] = {{Compression::gzip, 1},  {Compression::gzip, 6}, {Compression::gzip, 9},
-                 {Compression::gzip, 12}, {Compression::zstd, 3}, {Compression::zstd, 9}};
-    for (const auto c : cases) {
+    } cases[] = {{"gzip/1", Compression::gzip, 1},   {"gzip/6", Compression::gzip, 6},
+                 {"gzip/9", Compression::gzip, 9},   {"gzip/12", Compression::gzip, 12},
+                 {"zstd/3", Compression::zstd, 3},   {"zstd/9", Compression::zstd, 9},
+                 {"zstd/19", Compression::zstd, 19}, {"none", Compression::none, 0}};
+    for (const auto& c : cases) {
         for (const unsigned threads : {1U, 2U}) {
-            add(folder + "compress/" + std::string(nameOf(c.compression)) + "/" + std::to_string(c.level) +
-                    "/threads:" + std::to_string(threads),
+            add(withThreads(folder + "compress/" + c.name, threads),
                 [=](benchmark::State& s) { compress(s, data, c.compression, c.level, threads); });
         }
     }
@@ -225,9 +229,9 @@ void addCompression(const std::string& folder, int data) {
 
 void addDecompression(const std::string& folder, int data) {
     add(folder + "decompress/zlib", [=](benchmark::State& s) { zlibDecompressSample(s, data); });
-    for (const std::string kind : {"blocks", "foreign", "zstd"}) {
+    for (const char* const kind : {"blocks", "foreign", "zstd"}) {
         for (const unsigned threads : {1U, 2U}) {
-            add(folder + "decompress/" + kind + "/threads:" + std::to_string(threads),
+            add(withThreads(folder + "decompress/" + kind, threads),
                 [=](benchmark::State& s) { decompress(s, data, kind, threads); });
         }
     }

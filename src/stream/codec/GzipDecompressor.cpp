@@ -139,7 +139,7 @@ private:
                     load(*bytes);
                     window_ > 1 ? pool_.submit() : pool_.submitHere();
                 }
-                return 0;
+                return std::uint64_t{0};
             });
         }
         window_ = std::min(window_ * 2, largestWindow_);

@@ -52,6 +52,7 @@ std::vector<Sample> samples() {
         {"block behind gzip", Compression::gzip, "first" + data, gzipMember("first") + blocks(data, 1000)},
         {"xz", Compression::xz, data, piped("xz -c", data)},
         {"zstd", Compression::zstd, data, piped("zstd -c", data)},
+        {"own zstd", Compression::zstd, data, compressed(data, {Compression::zstd, 3})},
         {"bzip2", Compression::bzip2, data, piped("bzip2 -c", data)},
     };
 }
@@ -172,6 +173,27 @@ TEST(DamagedStream, GivesWhatCameBeforeTheDamageAtAnyThreads) {
     for (const unsigned threads : {1U, 2U, 8U}) {
         const Outcome outcome = outcomeOf(stream, Compression::gzip, threads);
         EXPECT_TRUE(outcome.failed && outcome.data == data.substr(0, 70000)) << threads;
+    }
+}
+
+TEST(DamagedStream, DoesNotMatterInABlockThatIsSkipped) {
+    constexpr std::size_t kBlock = 1000;
+    const std::string data = text(40 * kBlock);
+    std::string stream = blocks(data.substr(0, 5 * kBlock), kBlock);
+    const std::size_t damage = stream.size() + 50;
+    stream += blocks(data.substr(5 * kBlock), kBlock);
+    stream[damage] = static_cast<char>(~stream[damage]);
+    ASSERT_TRUE(outcomeOf(stream, Compression::gzip).failed);
+    for (const unsigned threads : {1U, 2U, 5U}) {
+        MemorySource source(stream);
+        const auto from = openDecompressor(source, Compression::gzip, "it", {threads, {}});
+        std::string read;
+        while (read.size() < 4 * kBlock) {
+            read += from->next();
+        }
+        EXPECT_EQ(from->skip(2 * kBlock), 2 * kBlock);
+        drain(*from, &read);
+        EXPECT_TRUE(read == data.substr(0, 4 * kBlock) + data.substr(6 * kBlock)) << threads;
     }
 }
 
