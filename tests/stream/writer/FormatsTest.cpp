@@ -51,7 +51,7 @@ TEST(TarEncoder, WritesNumbersBeyondOctalInBase256) {
 TEST(TarEncoder, KeepsNamesOfAnyLengthForOtherPrograms) {
     const TemporaryDirectory folder;
     for (const std::size_t length :
-         {1, 98, 99, 100, 101, 154, 155, 156, 255, 256, 257, 511, 512, 513, 1024, 70000}) {
+         {1U, 98U, 99U, 100U, 101U, 154U, 155U, 156U, 255U, 256U, 257U, 511U, 512U, 513U, 1024U, 70000U}) {
         std::string name = "./";
         while (name.size() < length + 2) {
             name += name.size() % 50 == 49 && name.size() < length ? '/' : 'n';
