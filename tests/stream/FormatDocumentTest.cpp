@@ -59,7 +59,8 @@ TEST(FormatDocument, ShowsThePackageThatIsWritten) {
     ASSERT_NE(begin, std::string::npos);
     const std::string section = document.substr(begin);
     EXPECT_NE(section.find("is " + std::to_string(package.size()) + " bytes long"), std::string::npos);
-    for (const Member& member : PackageReader(folder / "hello.bex").members()) {
+    const PackageReader reader(folder / "hello.bex");
+    for (const Member& member : reader.members()) {
         const std::string row = "| " + std::to_string(member.offset) + " | " + std::to_string(member.size) + " |";
         EXPECT_NE(section.find(row), std::string::npos) << row;
     }
