@@ -27,6 +27,4 @@ function(bex_install_pkgconfig name)
 endfunction()
 
 bex_install_pkgconfig(bex)
-if(BEX_BUILD_STREAM)
-    bex_install_pkgconfig(bex-stream)
-endif()
+bex_install_pkgconfig(bex-stream)

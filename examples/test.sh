@@ -1,10 +1,11 @@
 #!/bin/bash
 # Holds the README to its word: the programs and outputs that it shows are these programs and their outputs.
-# Usage: test.sh README PROGRAMS (the folder that holds the built examples)
+# Usage: test.sh README PROGRAMS COMMAND (the folders that hold the built examples and bex)
 set -euo pipefail
 export LC_ALL=C
 readme=$(realpath "$1")
 programs=$(realpath "$2")
+PATH=$(realpath "$3"):$PATH
 sources=$(dirname "$(realpath "$0")")
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
@@ -28,11 +29,12 @@ same() {
     block "$1" | diff -u --label "README.md: $1" --label "$1" - "$2" || fail "README.md and $1 differ"
 }
 
-for example in write_package read_package; do
+for example in write_package read_package stream_write stream_read; do
     same "examples/$example.cpp" "$sources/$example.cpp"
 done
 
 cd "$work"
+umask 022
 mkdir -p public/img public2
 echo '<img src="img/dot.svg">' >public/index.html
 echo '<svg xmlns="http://www.w3.org/2000/svg"/>' >public/img/dot.svg
@@ -52,3 +54,17 @@ diff -r public out || fail "package_tree unpacked something else"
 grep -qx '4 entries in all' log || fail "package_tree counted wrong"
 ! "$programs/package_tree" public tree.bex out 2>refusal || fail "package_tree wrote over a package"
 grep -qx 'package_tree: tree.bex exists already.' refusal || fail "package_tree does not say why it refused"
+
+"$programs/stream_write" >streamed
+same "output of stream_write" streamed
+"$programs/stream_read" >reading
+same "output of stream_read" reading
+rm unpacked/var/www/robots.txt
+diff -r public unpacked/var/www || fail "stream_read unpacked something else"
+
+mkdir session && cd session
+cp -r ../public site
+ln -s index.html site/home.html
+"$sources/session.sh" >../talk
+same "output of session.sh" ../talk
+diff -r site unpacked/var/www || fail "bex extract unpacked something else"
