@@ -99,6 +99,19 @@ TEST(Decompressor, ReadsGzipMembersOfEveryKindInEveryOrder) {
     }
 }
 
+TEST(Decompressor, FindsTheTrailerWhereverInputAndOutputAreCut) {
+    // The decoder takes bytes behind the data and may learn that it is at the end only when there is room again.
+    constexpr std::size_t kChunk = std::size_t{256} << 10;
+    for (std::size_t more = 0; more < 270; more += more == 20 ? 230 : 1) {
+        const std::string data(kChunk + more, 'x');
+        const std::string member = gzipMember(data);
+        for (std::size_t cut = member.size() - 9; cut <= member.size(); ++cut) {
+            ASSERT_TRUE(decompressed(member + member, Compression::gzip, 1, cut) == data + data)
+                << more << " bytes more, cut at " << cut << " of " << member.size();
+        }
+    }
+}
+
 TEST(Decompressor, ReadsAMultitudeOfEmptyMembers) {
     const std::string block = blocks("", 1);
     const std::string plain = gzipMember("");
