@@ -101,7 +101,6 @@ std::optional<Member> ArReader::next(bool complete) {
     }
     offset_ += kHeaderBytes;
     current_ = Header(header, faults_).member(offset_);
-    checkLeft(*current_);
     contents_.emplace(source_, current_->size, faults_.in(current_->name));
     return current_;
 }
@@ -125,15 +124,6 @@ void ArReader::passOver() {
         offset_ += source_.skip(1);
     }
     current_.reset();
-}
-
-void ArReader::checkLeft(const Member& member) const {
-    const std::optional<std::uint64_t> left = source_.left();
-    if (left && member.size > *left) {
-        faults_.in(member.name)
-            .fail(ErrorKind::damaged, "ar-truncated",
-                  "ends after " + std::to_string(*left) + " of " + std::to_string(member.size) + " bytes");
-    }
 }
 
 }  // namespace bex::stream

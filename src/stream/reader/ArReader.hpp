@@ -27,7 +27,6 @@ public:
 private:
     void readMagic();
     void passOver();
-    void checkLeft(const Member& member) const;
 
     Source& source_;
     Faults faults_;

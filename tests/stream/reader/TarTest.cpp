@@ -70,6 +70,8 @@ TEST(Tar, HeadersThatReadersUnderstandDifferentlyAreRefused) {
         {pax("7 a=b\n"), at + "extended header: record with a wrong length"},
         {pax("99999999999999999999 a=b\n"), at + "extended header: record with a wrong length"},
         {pax("-6 a=b\n"), at + "extended header: record with a wrong length"},
+        {changed([](auto& f) { f.type = 'x', f.size = "00000000006"; }, "8 a=b\n\n\n") + file,
+         at + "extended header: record with a wrong length"},
         {pax("2 "), at + "extended header: record with a wrong length"},
         {pax("6 abc\n"), at + "extended header: record without a key"},
         {pax("6 =bc\n"), at + "extended header: record without a key"},
