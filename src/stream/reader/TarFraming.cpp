@@ -17,11 +17,12 @@ constexpr std::string_view kOtherExtensions = "AXgVMND";
 /// The shortest way to write one block of a sparse map in the contents: "0\n0\n".
 constexpr std::uint64_t kShortestMapEntry = 4;
 
-/// The name or target that a GNU extension carries: ended by a NUL, which may be missing.
+/// The name or target that a GNU extension carries. The NUL that ends it counts: tar reads on without it.
 std::string longText(std::string_view body, const Faults& faults) {
     const std::string_view text = body.substr(0, std::min(body.find('\0'), body.size()));
-    if (text.empty() || !isZeroBlock(body.substr(text.size()))) {
-        faults.fail(ErrorKind::damaged, "tar-long", "extended name that is empty or goes on behind a NUL");
+    if (text.empty() || text.size() == body.size() || !isZeroBlock(body.substr(text.size()))) {
+        faults.fail(ErrorKind::damaged, "tar-long",
+                    "extended name that is empty, has no NUL or goes on behind it");
     }
     return std::string(text);
 }

@@ -149,6 +149,9 @@ TarHeader parseTarHeader(std::string_view block, const Faults& faults) {
     header.size = sizeIn(block, faults);
     header.path = textIn(kName, block, faults);
     header.link = textIn(kLink, block, faults);
+    if (header.path.empty()) {
+        failField(kName, {}, faults);  // for some readers the end of the archive
+    }
     if (magic == kPosixMagic && block[kPrefix.offset] != '\0') {
         const std::string prefix = textIn(kPrefix, block, faults);
         header.path.insert(0, prefix + (prefix.back() == '/' ? "" : "/"));
