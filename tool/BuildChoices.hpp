@@ -18,10 +18,10 @@ struct BuildChoices {
     /// From --name, --version, ...: field and value, in the order of a control paragraph.
     std::vector<std::pair<std::string, std::string>> namedFields;
     std::string prefix;
-    std::vector<std::string> additions;  ///< "SRC:DST"
-    std::string standardInput;           ///< path in the package, "" for none
-    std::vector<std::string> modes;      ///< "GLOB=0755"
-    std::vector<std::string> scripts;    ///< "NAME=FILE"
+    std::vector<std::string> additions;        ///< "SRC:DST"
+    std::optional<std::string> standardInput;  ///< path in the package
+    std::vector<std::string> modes;            ///< "GLOB=0755"
+    std::vector<std::string> scripts;          ///< "NAME=FILE"
     std::vector<std::string> conffiles;
     stream::Compression compression = stream::Compression::gzip;
     std::optional<int> level;

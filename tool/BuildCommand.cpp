@@ -73,16 +73,28 @@ std::string folderOf(const std::string& path) {
     return parent.empty() ? "." : parent.string();
 }
 
+/// Reads what was written and holds it against its sources; a difference is told as one of the package.
+void checkWritten(const PackageWriter& writer, const stream::AtomicFile& file, const std::string& path,
+                  const WriteOptions& options, const Context& context) {
+    stream::ReadOptions reading = readOptions(context);
+    reading.progress = options.progress;
+    const std::string name = stream::escapeForDisplay(path);
+    stream::PackageReader reader(file.descriptor(), path, reading);
+    try {
+        writer.compare(reader, options);
+    } catch (const stream::StreamError& e) {
+        const bool named = e.kind() != stream::ErrorKind::damaged || e.getMessage().rfind(name, 0) == 0;
+        throw stream::StreamError(e.kind(), named ? e.getMessage() : name + ": " + e.getMessage());
+    }
+}
+
 /// Writes the package beside its name, reads it back where that was asked for, and only then lets it appear.
 WriteResult buildFile(const PackageWriter& writer, const std::string& path, bool check,
                       const WriteOptions& options, const Context& context) {
     stream::AtomicFile file(path);
     const WriteResult result = writer.write(file, folderOf(path), options);
     if (check) {
-        stream::ReadOptions reading = readOptions(context);
-        reading.progress = options.progress;
-        stream::PackageReader reader(file.descriptor(), path, reading);
-        writer.compare(reader, options);
+        checkWritten(writer, file, path, options, context);
     }
     file.commit();
     return result;
@@ -163,7 +175,7 @@ ExitStatus runBuild(BuildChoices& choices, Context& context) {
     PackageWriter writer;
     fillControl(choices, writer);
     const std::string target = targetPath(choices.out, writer.control());
-    const InputCopy input(choices.standardInput.empty() ? "" : temporaryFolder());
+    const InputCopy input(choices.standardInput ? temporaryFolder() : "");
     addContents(choices, input.path(), target, writer);
     ProgressBar progress(context, "packing");
     WriteOptions options = writeOptions(choices, context);

@@ -83,8 +83,25 @@ void requireFileItself(const std::string& path) {
     }
 }
 
-/// What stands beside DEBIAN/control: scripts, conffiles, triggers and whatever else dpkg-deb would take.
+/// NAME and FILE of each --script.
+std::vector<std::pair<std::string, std::string>> namedScripts(const BuildChoices& choices) {
+    std::vector<std::pair<std::string, std::string>> scripts;
+    for (const auto& script : choices.scripts) {
+        scripts.push_back(split(script, script.find('='), "--script", "NAME=FILE"));
+    }
+    return scripts;
+}
+
+/// What stands beside DEBIAN/control: scripts, conffiles, triggers and whatever else dpkg-deb would take. What an
+/// option names, or is made elsewhere, is left out.
 void addControlFolder(const fs::path& folder, const BuildChoices& choices, PackageWriter& writer) {
+    std::set<std::string> elsewhere = {"control"};
+    if (!choices.noMd5sums) {
+        elsewhere.insert("md5sums");
+    }
+    for (const auto& [name, file] : namedScripts(choices)) {
+        elsewhere.insert(name);
+    }
     std::set<fs::path> members;  // in an order that does not depend on the file system
     for (const auto& item : fs::directory_iterator(folder)) {
         members.insert(item.path());
@@ -95,8 +112,8 @@ void addControlFolder(const fs::path& folder, const BuildChoices& choices, Packa
     };
     for (const auto& path : members) {
         const std::string name = path.filename().string();
-        if (name == "control" || (name == "md5sums" && !choices.noMd5sums)) {
-            continue;  // Read elsewhere; made anew from what is packed.
+        if (elsewhere.count(name) > 0) {
+            continue;
         }
         if (name == "conffiles") {
             addConffiles(contents(path), writer);
@@ -157,8 +174,8 @@ void addPayload(const BuildChoices& choices, const std::string& inputCopy, const
     for (const auto& addition : choices.additions) {
         addAddition(addition, choices, writer);
     }
-    if (!choices.standardInput.empty()) {
-        writer.addFile(inputCopy, choices.standardInput, {});
+    if (choices.standardInput) {
+        writer.addFile(inputCopy, *choices.standardInput, {});
     }
     for (const auto& mode : choices.modes) {
         const auto [pattern, digits] = split(mode, mode.rfind('='), "--mode", "GLOB=MODE");
@@ -194,8 +211,7 @@ void addContents(const BuildChoices& choices, const std::string& inputCopy, cons
     if (fs::is_directory(fs::symlink_status(folder))) {
         addControlFolder(folder, choices, writer);
     }
-    for (const auto& script : choices.scripts) {
-        const auto [name, path] = split(script, script.find('='), "--script", "NAME=FILE");
+    for (const auto& [name, path] : namedScripts(choices)) {
         writer.addControlMember(name, readFile(path));
     }
     for (const auto& path : choices.conffiles) {

@@ -116,6 +116,7 @@ ExitStatus run(int argc, const char* const* argv) {
     std::signal(SIGPIPE, SIG_IGN);  // Console tells a closed pipe from other failures, and files can be tidied up.
     CLI::App program("Build, read and check Debian-style binary packages", "bex");
     program.fallthrough();  // Before the verbs, which inherit it: options for all of them may stand anywhere.
+    program.option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
     addCommonOptions(program, context);
     addVerbs(program, chosen);
     program.get_help_ptr()->description("Print help and exit");

@@ -1,8 +1,10 @@
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "Failure.hpp"
 #include "Input.hpp"
 #include "Interrupt.hpp"
 #include "Patterns.hpp"
@@ -18,7 +20,7 @@ namespace {
 
 struct ExtractChoices {
     std::string package;
-    std::string directory;
+    std::optional<std::string> directory;
     std::vector<std::string> patterns;
     stream::ExtractOptions extract;
     bool control = false;
@@ -43,14 +45,17 @@ stream::ExtractOptions extractOptions(const ExtractChoices& choices, Patterns& p
 
 /// Where the entries go. The library makes the folder itself, this what has to stand above it.
 std::string destination(const ExtractChoices& choices) {
-    if (choices.directory.empty()) {
+    if (!choices.directory) {
         return choices.control ? "DEBIAN" : ".";
     }
-    const auto parent = std::filesystem::path(choices.directory).lexically_normal().parent_path();
+    if (choices.directory->empty()) {
+        throw UsageError("DIR is empty; . is the current directory");  // An unset variable of a script, as a rule.
+    }
+    const auto parent = std::filesystem::path(*choices.directory).lexically_normal().parent_path();
     if (!parent.empty() && !choices.extract.dryRun) {
         std::filesystem::create_directories(parent);
     }
-    return choices.directory;
+    return *choices.directory;
 }
 
 ExitStatus runExtract(ExtractChoices& choices, Context& context) {
@@ -59,6 +64,7 @@ ExitStatus runExtract(ExtractChoices& choices, Context& context) {
     stream::ReadOptions reading = readOptions(context);
     reading.progress = progress.callback();
     stream::PackageReader reader = openPackage(choices.package, reading);
+    progress.expect(reader.control());
     Patterns patterns(choices.patterns);
     const stream::ExtractOptions options = extractOptions(choices, patterns, context);
     if (choices.control) {

@@ -41,7 +41,11 @@ void print(const Report& report, Context& context) {
 }
 
 std::string hintFor(const stream::StreamError& failure) {
-    return failure.kind() == ErrorKind::limitExceeded ? limitHint(failure.getMessage()) : "";
+    const std::string& message = failure.getMessage();
+    if (failure.kind() == ErrorKind::invalidInput && message.find("is missing") != std::string::npos) {
+        return "fields come from TREE/DEBIAN/control, --control FILE, or options such as --name and --version";
+    }
+    return failure.kind() == ErrorKind::limitExceeded ? limitHint(message) : "";
 }
 
 Report reportOf(const std::exception_ptr& failure) {
@@ -116,12 +120,14 @@ std::string withoutTail(const std::string& text, const char* tail) {
 std::string usageText(const CLI::App& program, const CLI::ParseError& error, const std::string& strange) {
     const std::string text = error.what();
     const bool verbMissing = program.get_subcommands().empty();
-    if (!strange.empty() && (verbMissing || dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr)) {
+    const bool surplus = dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr;
+    const bool missing = dynamic_cast<const CLI::RequiredError*>(&error) != nullptr;
+    if (!strange.empty() && (verbMissing || surplus || (missing && strange[0] == '-'))) {
         return strange + (strange[0] == '-' ? ": no such option"
                           : verbMissing     ? ": no such verb"
                                             : ": one argument too many");
     }
-    if (dynamic_cast<const CLI::RequiredError*>(&error) != nullptr) {
+    if (missing) {
         return verbMissing ? "a verb is missing" : withoutTail(text, " ") + " is missing";
     }
     if (dynamic_cast<const CLI::ArgumentMismatch*>(&error) != nullptr) {

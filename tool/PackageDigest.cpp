@@ -50,6 +50,7 @@ PackageDigest digestOf(const std::string& package, Context& context) {
     stream::ReadOptions options = readOptions(context);
     options.progress = progress.callback();
     stream::PackageReader reader = openPackage(package, options);
+    progress.expect(reader.control());
     PackageDigest result;
     result.control = reader.control();
     for (const auto& member : reader.controlMembers()) {

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <charconv>
 #include <utility>
 
 #include "Interrupt.hpp"
@@ -36,6 +37,15 @@ ProgressBar::~ProgressBar() {
     context_.console.status("");
 }
 
+void ProgressBar::expect(const stream::ControlParagraph& control) {
+    const std::string* size = control.find("Installed-Size");
+    std::uint32_t kibibytes = 0;
+    if (size != nullptr) {
+        std::from_chars(size->data(), size->data() + size->size(), kibibytes);
+    }
+    expectedBytes_ = std::uint64_t{kibibytes} * 1024;
+}
+
 stream::ProgressCallback ProgressBar::callback() {
     return [this](const stream::Progress& progress) { return update(progress); };
 }
@@ -54,10 +64,10 @@ bool ProgressBar::update(const stream::Progress& progress) {
 void ProgressBar::draw(const stream::Progress& progress, double seconds) {
     const double rate = static_cast<double>(progress.bytesDone) / seconds;
     std::string line = verb_ + " ";
-    if (progress.bytesTotal > 0) {
-        const double part =
-            std::min(1.0, static_cast<double>(progress.bytesDone) / static_cast<double>(progress.bytesTotal));
-        const double rest = static_cast<double>(progress.bytesTotal) * (1.0 - part);
+    const auto total = static_cast<double>(progress.bytesTotal > 0 ? progress.bytesTotal : expectedBytes_);
+    if (total > 0) {
+        const double part = std::min(1.0, static_cast<double>(progress.bytesDone) / total);
+        const double rest = total * (1.0 - part);
         line += fmt::format("{} {:3.0f} % {}/s {} left ", bar(part), part * 100.0, humanBytes(rate),
                             timeLeft(rate > 0 ? rest / rate : 0));
     } else {

@@ -1,9 +1,11 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 #include <string>
 
 #include "Context.hpp"
+#include "bex/stream/ControlParagraph.hpp"
 #include "bex/stream/Progress.hpp"
 
 namespace bex::tool {
@@ -20,6 +22,9 @@ public:
     ProgressBar(const ProgressBar&) = delete;
     ProgressBar& operator=(const ProgressBar&) = delete;
 
+    /// Takes the paragraph's Installed-Size for the total where the operation does not know it.
+    void expect(const stream::ControlParagraph& control);
+
     /// Refers to this, which must outlive the operation.
     stream::ProgressCallback callback();
 
@@ -31,6 +36,7 @@ private:
     Context& context_;
     std::string verb_;
     std::chrono::steady_clock::time_point start_;
+    std::uint64_t expectedBytes_ = 0;
 };
 
 }  // namespace bex::tool

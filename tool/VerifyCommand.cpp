@@ -44,9 +44,19 @@ std::string lineOf(const std::string& package, const Finding& finding, const Con
            (place.empty() ? "" : stream::escapeForDisplay(place) + ": ") + finding.text + "\n";
 }
 
+/// Tells the bar how much there is to do. What can't be read here is for the verification to tell.
+void expectSizeOf(const std::string& package, const stream::ReadOptions& options, ProgressBar& progress) {
+    try {
+        progress.expect(openPackage(package, options).control());
+    } catch (const BexException&) {
+        return;
+    }
+}
+
 ExitStatus verifyOne(const std::string& package, Context& context) {
     ProgressBar progress(context, "verifying");
     stream::ReadOptions options = readOptions(context);
+    expectSizeOf(package, options, progress);
     options.progress = progress.callback();
     const std::vector<Finding> findings = stream::verify(package, options);
     context.whenClosed = findings.empty() ? ExitStatus::inputOutput : ExitStatus::no;

@@ -29,6 +29,12 @@ _bex_values() {
 _bex() {
     local verbs="build info field list cat extract verify diff"
     local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]} verb="" word values
+    # bash takes "--option=value" for three words.
+    if [[ $current == = ]]; then
+        current=""
+    elif [[ $previous == = && $COMP_CWORD -ge 2 ]]; then
+        previous=${COMP_WORDS[COMP_CWORD - 2]}
+    fi
     for word in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
         [[ " $verbs " == *" $word "* ]] && verb=$word && break
     done

@@ -1,0 +1,48 @@
+# What every command of a case knows.
+umask 022
+
+# The fields that a package needs, as options.
+fields=(--name hello --version 1:1.0-1 --arch all --maintainer 'Ann Lee <ann@example.org>' --description 'says hello')
+
+# A small tree with all that a package may hold.
+tree() {
+    mkdir -p tree/DEBIAN tree/etc tree/usr/bin
+    printf 'x=1\n' >tree/etc/tool.conf
+    printf '#!/bin/sh\necho hello\n' >tree/usr/bin/tool
+    chmod 755 tree/usr/bin/tool
+    ln tree/usr/bin/tool tree/usr/bin/twin
+    ln -s tool tree/usr/bin/link
+    printf '/etc/tool.conf\n' >tree/DEBIAN/conffiles
+    printf '#!/bin/sh\nexit 0\n' >tree/DEBIAN/postinst
+    cat >tree/DEBIAN/control <<'END'
+Package: hello
+Version: 1:1.0-1
+Architecture: all
+Maintainer: Ann Lee <ann@example.org>
+Description: says hello
+ with a back\slash
+ .
+ and an end
+END
+}
+
+# The tree as hello.bex.
+hello() {
+    tree && bex build tree hello.bex "$@" >/dev/null
+}
+
+# NAME: odd.bex with one file of that name.
+odd() {
+    mkdir odd && printf 'odd\n' >"odd/$1" && bex build odd odd.bex "${fields[@]}" >/dev/null
+}
+
+# TAR: odd.bex with the tar archive as its payload, whatever that holds.
+crafted() {
+    mkdir none && bex build none odd.bex "${fields[@]}" --compression none --no-md5sums >/dev/null &&
+        ar d odd.bex data.tar && cp "$1" data.tar && ar q odd.bex data.tar
+}
+
+# BYTES FILE: the file's first bytes alone.
+cut_to() {
+    head -c "$1" "$2" >cut.bex
+}
