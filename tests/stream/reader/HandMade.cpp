@@ -8,7 +8,6 @@
 
 #include <array>
 #include <cstdio>
-#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <memory>
@@ -82,7 +81,7 @@ std::string contentsOf(PackageReader& reader) {
 }
 
 std::string findingsPage() {
-    std::ifstream in(std::filesystem::path(__FILE__).parent_path() / "../../../docs/findings.md");
+    std::ifstream in(BEX_DOCS "/findings.md");
     return {std::istreambuf_iterator<char>(in), {}};
 }
 
