@@ -57,7 +57,7 @@ class TerminalTest(ToolTest):
                          (2, "", "bex: OUT is - and standard output is a terminal, which can't take a package\n"))
 
     def test_a_bar_shows_where_work_lasts_and_goes(self):
-        self.write("tree/b", size=1 << 40)
+        self.write("tree/b", size=1 << 36)
         begin = time.monotonic()
         child = self.start("build", "tree", "out.bex", *FIELDS, terminal=(2,))
         child.wait_for(lambda outputs: BAR.search(outputs[2]))
@@ -84,7 +84,7 @@ class TerminalTest(ToolTest):
 
 class InterruptTest(ToolTest):
     def test_a_build_leaves_the_old_package(self):
-        self.write("tree/b", size=1 << 40)
+        self.write("tree/b", size=1 << 36)
         for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
             with self.subTest(number):
                 self.write("work/out.bex", "old")
