@@ -18,7 +18,7 @@ namespace bex::stream {
 
 struct ReadOptions {
     Limits limits;
-    unsigned threads = 0;  ///< for decompression; 0: one for each processor, 1: the caller's thread alone
+    unsigned threads = 0;       ///< for decompression; 0: one for each processor, 1: the caller's thread alone
     ProgressCallback progress;  ///< for next(), read(), extract() and verify(); bytesTotal stays 0
 };
 

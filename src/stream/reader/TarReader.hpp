@@ -12,6 +12,8 @@ namespace bex::stream {
 
 /// Reads a tar archive entry by entry. Headers are read twice, by TarFraming and by libarchive, and have to mean
 /// the same to both. Any failure is thrown; the reader then only accepts destruction.
+/// libarchive counts inode numbers in statics that readers in several threads share; nobody looks at these
+/// numbers.
 class TarReader {
 public:
     /// A run of an entry's contents; what lies between two runs is a hole.

@@ -49,12 +49,10 @@ void PayloadCheck::run() {
 
 void PayloadCheck::check(const Entry& entry) {
     if (!isPlainText(entry.path) || !isPlainText(entry.linkTarget)) {
-        faults_.note("path-characters", "has characters in its name or target that programs show differently",
-                     entry.path);
+        faults_.note("path-characters", "has a name or target that programs show differently", entry.path);
     }
     if (!isPlainText(entry.owner) || !isPlainText(entry.group)) {
-        faults_.note("owner-characters",
-                     "has characters in its owner's or group's name that programs show differently", entry.path);
+        faults_.note("owner-characters", "has an owner or group that programs show differently", entry.path);
     }
     const std::string path = plainPath(entry.path);
     if (conffiles_) {

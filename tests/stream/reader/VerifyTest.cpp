@@ -90,11 +90,8 @@ TEST(Verify, EachFaultOfAnEntryOrListHasItsCode) {
          "",
          {"pax-header|data.tar.gz|./\\x1b[2J|has an extended header (pax), which dpkg does not read",
           "owner-range|data.tar.gz|./\\x1b[2J|has an owner or group beyond 4294967294",
-          "path-characters|data.tar.gz|./\\x1b[2J|has characters in its name or target that programs show "
-          "differently",
-          "owner-characters|data.tar.gz|./\\x1b[2J|has characters in its owner's or group's name that programs "
-          "show "
-          "differently",
+          "path-characters|data.tar.gz|./\\x1b[2J|has a name or target that programs show differently",
+          "owner-characters|data.tar.gz|./\\x1b[2J|has an owner or group that programs show differently",
           "pax-header|data.tar.gz|./x|has an extended header (pax), which dpkg does not read",
           "time-range|data.tar.gz|./x|has a time that no calendar has: 999999999999"}},
         {"",
