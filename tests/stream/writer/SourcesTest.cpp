@@ -67,8 +67,8 @@ const Change kChangesBefore[] = {
      ": was replaced after it was listed"},
     {"symlink",
      [](auto& folder, auto& file) {
-         fs::remove(file);
-         fs::create_symlink(folder / "elsewhere/file", file);
+         fs::rename(file, folder / "moved");
+         fs::create_symlink(folder / "moved", file);  // even to the very file that was listed
      },
      ": is no regular file any more"},
     {"fifo",
@@ -126,6 +126,18 @@ const Change kChangesWhileRead[] = {
      },
      ": changed while it was read"},
 };
+
+TEST(SourcesOfAWriter, SingleFilesAreHeldAgainstTheListToo) {
+    for (const Change& change : kChangesBefore) {
+        SCOPED_TRACE(change.name);
+        Sources sources;
+        sources.writer = soundWriter(sources.system);
+        sources.writer.addFile(sources.file, "single");
+        change.make(sources.folder, sources.file);
+        EXPECT_EQ(sources.failure(), sources.file + change.reason);
+        sources.expectOldPackage();
+    }
+}
 
 TEST(SourcesOfAWriter, ThatChangeWhileTheyAreReadAreErrors) {
     for (const Change& change : kChangesWhileRead) {
