@@ -2,41 +2,24 @@
 
 #include <archive.h>
 #include <archive_entry.h>
-#include <sys/wait.h>
 
 #include <algorithm>
-#include <array>
-#include <cstdio>
-#include <cstring>
+#include <cstdlib>
+#include <map>
 #include <random>
 #include <stdexcept>
 
 namespace bex::test {
-
 namespace {
 
-struct Free {
-    void operator()(archive* a) const { archive_free(a); }
-    void operator()(archive_entry* e) const { archive_entry_free(e); }
-    void operator()(FILE* f) const { pclose(f); }
+struct FreeReader {
+    void operator()(archive* a) const { archive_read_free(a); }
 };
-using Handle = std::unique_ptr<archive, Free>;
 
-void require(int result, archive* a) {
-    if (result != ARCHIVE_OK) {
-        throw std::runtime_error(archive_error_string(a));
+void require(bool holds, const std::string& what) {
+    if (!holds) {
+        throw std::runtime_error(what);
     }
-}
-
-std::string restOf(archive* a) {
-    std::string bytes;
-    std::array<char, 65536> block{};
-    la_ssize_t count = 0;
-    while ((count = archive_read_data(a, block.data(), block.size())) > 0) {
-        bytes.append(block.data(), static_cast<std::size_t>(count));
-    }
-    require(static_cast<int>(count), a);
-    return bytes;
 }
 
 std::string padded(std::string text, std::size_t size, char filler = '\0') {
@@ -44,39 +27,52 @@ std::string padded(std::string text, std::size_t size, char filler = '\0') {
     return text;
 }
 
-std::string octal(std::size_t number, int digits) {
-    std::array<char, 32> text{};
-    std::snprintf(text.data(), text.size(), "%0*zo", digits, number);
-    return text.data();
+std::string octal(std::size_t number) {
+    std::ostringstream text;
+    text << std::oct << number;
+    return text.str();
 }
 
-/// "length key=value\n", the length counting its own digits.
-std::string paxRecord(const std::string& key, const std::string& value) {
-    const std::string rest = " " + key + "=" + value + "\n";
-    std::size_t length = rest.size();
-    while (std::to_string(length).size() + rest.size() != length) {
-        ++length;
+Contents contentsOf(const std::list<sFileInMemory*>& files) {
+    Contents contents;
+    for (const sFileInMemory* file : files) {
+        contents.emplace_back(file->name_, std::string(file->bytes_, file->size_));
     }
-    return std::to_string(length) + rest;
+    return contents;
+}
+
+void destroy(const std::list<sFileInMemory*>& files) {
+    for (const sFileInMemory* file : files) {
+        delete[] file->bytes_;
+        delete file;
+    }
+}
+
+Contents released(Archive&& loaded) {
+    const Contents contents = copiesOf(loaded);
+    loaded.releaseBuffers();
+    return contents;
 }
 
 }  // namespace
 
 std::vector<Entry> entriesOf(const std::string& bytes) {
-    const Handle reader(archive_read_new());
-    archive_read_support_filter_gzip(reader.get());
-    archive_read_support_format_tar(reader.get());
-    archive_read_support_format_ar(reader.get());
-    require(archive_read_open_memory(reader.get(), bytes.data(), bytes.size()), reader.get());
+    const std::unique_ptr<archive, FreeReader> reader(archive_read_new());
+    archive* a = reader.get();
+    archive_read_support_filter_gzip(a);
+    archive_read_support_format_tar(a);
+    archive_read_support_format_ar(a);
+    require(archive_read_open_memory(a, bytes.data(), bytes.size()) == ARCHIVE_OK, "no archive");
     std::vector<Entry> entries;
     archive_entry* e = nullptr;
     int result = ARCHIVE_OK;
-    while ((result = archive_read_next_header(reader.get(), &e)) == ARCHIVE_OK) {
-        entries.push_back(
-            {archive_entry_pathname(e), "", archive_entry_mode(e), archive_entry_uid(e), archive_entry_mtime(e)});
-        entries.back().bytes = restOf(reader.get());
+    while ((result = archive_read_next_header(a, &e)) == ARCHIVE_OK) {
+        std::string data(static_cast<std::size_t>(archive_entry_size(e)), '\0');
+        require(archive_read_data(a, data.data(), data.size()) == archive_entry_size(e), "data cut short");
+        entries.push_back({archive_entry_pathname(e), data, archive_entry_mode(e),
+                           static_cast<long>(archive_entry_uid(e)), archive_entry_mtime(e)});
     }
-    require(result == ARCHIVE_EOF ? ARCHIVE_OK : result, reader.get());
+    require(result == ARCHIVE_EOF, "a header that libarchive refuses");
     return entries;
 }
 
@@ -90,25 +86,15 @@ Contents contentsOf(const std::string& archive) {
 
 std::string memberOf(const std::string& path, const std::string& member) {
     std::ifstream in(path, std::ios::binary);
-    for (const auto& [name, bytes] : contentsOf({std::istreambuf_iterator<char>(in), {}})) {
-        if (name == member) {
-            return bytes;
-        }
-    }
-    throw std::runtime_error(path + " has no " + member);
+    const Contents members = contentsOf(std::string(std::istreambuf_iterator<char>(in), {}));
+    return std::map<std::string, std::string>(members.begin(), members.end()).at(member);
 }
 
 std::string outputOf(const std::string& command) {
-    std::unique_ptr<FILE, Free> pipe(popen(("LC_ALL=C; export LC_ALL; " + command + " 2>&1").c_str(), "r"));
-    std::string output;
-    std::array<char, 4096> block{};
-    while (const std::size_t count = fread(block.data(), 1, block.size(), pipe.get())) {
-        output.append(block.data(), count);
-    }
-    if (pclose(pipe.release()) != 0) {
-        throw std::runtime_error(command + " failed: " + output);
-    }
-    return output;
+    const TemporaryDirectory dir;
+    const int status = std::system(("export LC_ALL=C; (" + command + ") > " + (dir / "out") + " 2>&1").c_str());
+    require(status == 0, command + " failed: " + dir.read("out"));
+    return dir.read("out");
 }
 
 std::string randomBytes(std::size_t size) {
@@ -119,41 +105,30 @@ std::string randomBytes(std::size_t size) {
 }
 
 std::string gzip(const std::string& bytes) {
-    const Handle writer(archive_write_new());
-    std::string compressed(bytes.size() + bytes.size() / 100 + 1000, '\0');
-    std::size_t used = 0;
-    archive_write_add_filter_gzip(writer.get());
-    archive_write_set_format_raw(writer.get());
-    archive_write_set_bytes_in_last_block(writer.get(), 1);
-    archive_write_open_memory(writer.get(), compressed.data(), compressed.size(), &used);
-    const std::unique_ptr<archive_entry, Free> entry(archive_entry_new());
-    archive_entry_set_filetype(entry.get(), AE_IFREG);
-    require(archive_write_header(writer.get(), entry.get()), writer.get());
-    archive_write_data(writer.get(), bytes.data(), bytes.size());
-    require(archive_write_close(writer.get()), writer.get());
-    compressed.resize(used);
-    return compressed;
+    const TemporaryDirectory dir;
+    outputOf("gzip " + dir.write("x", bytes));
+    return dir.read("x.gz");
 }
 
-std::string tarEntry(const std::string& name, const std::string& bytes, char type, std::string size) {
-    if (size.empty()) {
-        size = octal(bytes.size(), 11);
-    }
-    std::string header = padded(name, 100) + padded("0000644", 8) + padded("0000000", 8) + padded("0000000", 8) +
-                         padded(size, 12) + padded("00000000000", 12) + std::string(8, ' ') + type;
-    header = padded(padded(header, 257) + "ustar" + '\0' + "00", 512);
-    unsigned sum = 0;
+std::string tarEntry(const std::string& name, const std::string& bytes, char type, const std::string& size) {
+    std::string header = padded(name, 124) + padded(size.empty() ? octal(bytes.size()) : size, 24);
+    header = padded(header + std::string(8, ' ') + type, 257) + padded(std::string("ustar\0"
+                                                                                   "00",
+                                                                                   8),
+                                                                       255);
+    std::size_t sum = 0;
     for (const char c : header) {
         sum += static_cast<unsigned char>(c);
     }
-    header.replace(148, 7, octal(sum, 6) + '\0');
+    header.replace(148, 7, padded(octal(sum), 7));
     return header + padded(bytes, (bytes.size() + 511) / 512 * 512);
 }
 
 std::string paxEntry(const Contents& records, const std::string& name, const std::string& bytes) {
     std::string text;
     for (const auto& [key, value] : records) {
-        text += paxRecord(key, value);
+        const std::string record = " " + key + "=" + value + "\n";
+        text += std::to_string(record.size() + 2) + record;  // its length of two digits counts too
     }
     return tarEntry("PaxHeader/x", text, 'x') + tarEntry(name, bytes);
 }
@@ -166,8 +141,7 @@ std::string arFile(const std::vector<Member>& members) {
     std::string file = "!<arch>\n";
     for (const Member& m : members) {
         const std::string size = m.size.empty() ? std::to_string(m.bytes.size()) : m.size;
-        file += padded(m.name + "/", 16, ' ') + padded("0", 12, ' ') + padded("0", 6, ' ') + padded("0", 6, ' ') +
-                padded("100644", 8, ' ') + padded(size, 10, ' ') + "`\n" + m.bytes;
+        file += padded(m.name + "/", 48, ' ') + padded(size, 10, ' ') + "`\n" + m.bytes;
         file.append(m.bytes.size() % 2, '\n');
     }
     return file;
@@ -180,22 +154,17 @@ std::string packageOf(const std::string& entries, const std::string& control) {
 }
 
 sFileInMemory* newRecord(const std::string& name, const std::string& bytes) {
-    auto buffer = std::make_unique<char[]>(bytes.size());
-    std::copy(bytes.begin(), bytes.end(), buffer.get());
-    auto record = std::make_unique<sFileInMemory>(sFileInMemory{bytes.size(), buffer.get(), name});
-    static_cast<void>(buffer.release());  // the record's from here on
-    return record.release();
+    auto* record = new sFileInMemory{bytes.size(), new char[bytes.size()], name};
+    std::copy(bytes.begin(), bytes.end(), record->bytes_);
+    return record;
 }
 
 Package::~Package() {
     for (const FileOnDisk* file : getFilesOnDisk()) {
         delete file;
     }
-    for (const sFileInMemory* file : getFilesInMemory()) {
-        if (!handedOver_) {
-            delete[] file->bytes_;
-            delete file;
-        }
+    if (!handedOver_) {
+        destroy(getFilesInMemory());
     }
 }
 
@@ -212,49 +181,25 @@ Package& Package::withFields() {
 }
 
 void Package::close() {
-    const auto has = [this](const char* name) {
-        const auto field = getMetaData().find(name);
-        return field != getMetaData().end() && !field->second.empty();
-    };
-    handedOver_ = !getFilename().empty() && has("Version") && has("Package") && has("Description");
-    if (handedOver_) {
-        for (const sFileInMemory* file : getFilesInMemory()) {
-            buffers_.emplace_back(file->bytes_);
-        }
+    auto fields = getMetaData();
+    handedOver_ = !getFilename().empty() && !fields["Version"].empty() && !fields["Package"].empty() &&
+                  !fields["Description"].empty();
+    for (const sFileInMemory* file : handedOver_ ? getFilesInMemory() : std::list<sFileInMemory*>()) {
+        buffers_.emplace_back(file->bytes_);
     }
     ZRBex::close();
 }
 
 Contents Package::payload() const {
-    Contents contents;
-    for (const sFileInMemory* file : getFilesInMemory()) {
-        contents.emplace_back(file->name_, std::string(file->bytes_, file->size_));
-    }
-    return contents;
+    return contentsOf(getFilesInMemory());
 }
 
 Contents copiesOf(const Archive& archive) {
     const std::unique_ptr<std::list<sFileInMemory*>> copies(archive.getFilesInMem());
-    Contents contents;
-    for (const sFileInMemory* file : *copies) {
-        contents.emplace_back(file->name_, std::string(file->bytes_, file->size_));
-        delete[] file->bytes_;
-        delete file;
-    }
+    const Contents contents = contentsOf(*copies);
+    destroy(*copies);
     return contents;
 }
-
-namespace {
-
-Contents released(const Archive& loaded) {
-    Contents contents = copiesOf(loaded);
-    for (const auto& content : contents) {
-        delete[] loaded.getFileInMemory(content.first)->bytes_;
-    }
-    return contents;
-}
-
-}  // namespace
 
 Contents loadedAr(const std::string& path) {
     return released(ArArchive(path));

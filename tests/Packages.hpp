@@ -3,7 +3,6 @@
 #include <sys/types.h>
 
 #include <ctime>
-#include <filesystem>
 #include <iostream>
 #include <list>
 #include <memory>
@@ -22,10 +21,8 @@
 namespace bex::test {
 
 namespace fs = std::filesystem;
-
-/// Names and bytes of files, in order.
-using Contents = std::vector<std::pair<std::string, std::string>>;
 using Strings = std::vector<std::string>;
+using Contents = std::vector<std::pair<std::string, std::string>>;  ///< names and bytes of files, in order
 
 /// An entry as libarchive itself reads it.
 struct Entry {
@@ -35,7 +32,7 @@ struct Entry {
     long uid = 0;
     std::time_t mtime = 0;
 };
-/// All entries of the bytes of an ar or tar.gz archive; throws when libarchive complains of anything.
+/// All entries of an ar or tar.gz archive's bytes; throws when libarchive complains of anything.
 std::vector<Entry> entriesOf(const std::string& archive);
 Contents contentsOf(const std::string& archive);
 /// The bytes of one member of the package file `path`.
@@ -47,7 +44,8 @@ std::string outputOf(const std::string& command);
 std::string randomBytes(std::size_t size);
 std::string gzip(const std::string& bytes);
 /// A tar header, with `size` as its raw size field unless that is empty, and the padded data.
-std::string tarEntry(const std::string& name, const std::string& bytes, char type = '0', std::string size = "");
+std::string tarEntry(const std::string& name, const std::string& bytes, char type = '0',
+                     const std::string& size = "");
 /// The same behind a pax header with these records.
 std::string paxEntry(const Contents& records, const std::string& name, const std::string& bytes);
 std::string tarGz(const std::string& entries);
@@ -58,9 +56,8 @@ struct Member {
     std::string size;
 };
 std::string arFile(const std::vector<Member>& members);
-/// The fewest fields that load.
+/// The fewest fields that load, and a package with them and this payload of tar entries.
 inline const std::string kControl = "Description: d\nPackage: p\nVersion: 1\n";
-/// A package with this payload of tar entries.
 std::string packageOf(const std::string& entries, const std::string& control = kControl);
 
 /// A record with a buffer, both of which somebody else has to release.
@@ -72,31 +69,26 @@ public:
     Package() = default;
     explicit Package(const std::string& path) : Package() { open(path); }
     ~Package() override;
-    Package(const Package&) = delete;
-    Package& operator=(const Package&) = delete;
 
+    void close() override;
     Package& with(const std::string& name, const std::string& bytes);
     Package& withFields();
-    /// Remembers that the payload's records are gone once the close got as far as the payload.
-    void close() override;
     Contents payload() const;
 
 private:
     std::vector<std::unique_ptr<char[]>> buffers_;
-    bool handedOver_ = false;
+    bool handedOver_ = false;  ///< the payload's records are gone once a close gets as far as the payload
 };
 
 /// An archive to be written, with all that must outlive it.
 template <typename Kind>
 struct Filled {
     std::list<FileOnDisk> disk;
-    std::list<std::unique_ptr<char[]>> buffers;
     Kind archive;
 
+    ~Filled() { archive.releaseBuffers(); }
     Filled& with(const std::string& name, const std::string& bytes) {
-        sFileInMemory* record = newRecord(name, bytes);
-        buffers.emplace_back(record->bytes_);
-        archive.add(record);
+        archive.add(newRecord(name, bytes));
         return *this;
     }
     Filled& withDisk(const std::string& path, const std::string& name) {
@@ -111,9 +103,8 @@ struct Filled {
     }
 };
 
-/// An archive's contents by its own copies.
+/// An archive's contents by its own copies, and what reading gives.
 Contents copiesOf(const Archive& archive);
-/// What reading gives. Names must differ, or a buffer stays out of reach.
 Contents loadedAr(const std::string& path);
 Contents loadedTarGz(const std::string& bytes);
 

@@ -25,20 +25,18 @@ TEST(Extracting, WritesBelowTheDestinationAndNowhereElse) {
         const char* top;
         Paths found;
     } cases[] = {
-        {"f", "", {"f"}},
         {"a/b/f", "", {"a/", "a/b/", "a/b/f"}},
         {"./a/f", "", {"a/", "a/f"}},
         {"a/../f", "", {"a/", "f"}},
         {"a/./f", "", {"a/", "a/f"}},
-        {"/etc/f", "", {"etc/", "etc/f"}},
         {"//etc//f", "", {"etc/", "etc/f"}},
         {"d/", "", {"d/"}},
         {"..f", "", {"..f"}},
         {"../f", "", {}},
-        {"../../f", "", {}},
         {"/../f", "", {}},
         {"./../f", "", {}},
         {"../new/f", "", {}},
+        {"a/../../new/f", "", {}},
         {"..", "", {}},
         {".", "", {}},
         {"/", "", {}},
@@ -72,59 +70,43 @@ TEST(Extracting, SkipsWhatItCannotWriteAndWritesTheRest) {
     Package package;
     package.add(dir.write("disk", "d"), "disk");
     package.with("", "no name").with("a/../../x", "out").with("directory", "in the way");
-    package.with(std::string(300, 'n'), "too long");
-    package.with("old", "new").with("a/b", bytes).with("a/c", "").with("/a/c", "last of a name");
-    for (const std::string& destination : {dir / "dest", dir / "dest/"}) {
-        EXPECT_EQ(failureOf([&] { package.extract(destination, ""); }), "");
-        EXPECT_EQ(treeOf(dir.path()),
-                  (Paths{"disk", "dest/", "dest/a/", "dest/a/b", "dest/a/c", "dest/directory/", "dest/old"}));
-        EXPECT_EQ(dir.read("dest/old"), "new");
-        EXPECT_EQ(dir.read("dest/a/b"), bytes);
-        EXPECT_EQ(dir.read("dest/a/c"), "last of a name");
-    }
-    EXPECT_EQ(failureOf([&] { package.extract(dir / "dest", "top/below"); }), "")
+    package.with(std::string(300, 'n'), "too long").with("old", "new");
+    package.with("a/b", bytes).with("a/c", "").with("/a/c", "last of a name");
+    EXPECT_EQ(failureOf([&] { package.extract(dir / "dest", ""); }), "");
+    EXPECT_EQ(treeOf(dir.path()),
+              (Paths{"disk", "dest/", "dest/a/", "dest/a/b", "dest/a/c", "dest/directory/", "dest/old"}));
+    EXPECT_EQ(dir.read("dest/old") + dir.read("dest/a/b") + dir.read("dest/a/c"),
+              "new" + bytes + "last of a name");
+    EXPECT_EQ(failureOf([&] { package.extract(dir / "dest/", "top/below"); }), "")
         << "a nameless entry does not stand where the replacement's directory should";
     EXPECT_EQ(dir.read("dest/top/below/b"), bytes);
-}
-
-std::string noDirectory(const std::string& place) {
-    return "Can't extract bex file to `" + place + "': `" + place + "' does not exist or is not a directory.";
 }
 
 TEST(Extracting, NeedsADirectoryToWriteTo) {
     const TemporaryDirectory dir;
     Package package;
-    package.with("f", "1");
+    package.with("a", "file").with("a/b", "below it");
     for (const std::string& place : {dir / "missing", dir.write("file", "f"), std::string()}) {
-        EXPECT_EQ(failureOf([&] { package.extract(place, ""); }), noDirectory(place));
+        EXPECT_EQ(
+            failureOf([&] { package.extract(place, ""); }),
+            "Can't extract bex file to `" + place + "': `" + place + "' does not exist or is not a directory.");
     }
     EXPECT_EQ(treeOf(dir.path()), Paths{"file"});
-}
-
-TEST(Extracting, PassesOnThatAFileStandsWhereADirectoryShould) {
-    const TemporaryDirectory dir;
-    Package package;
-    package.with("a", "file").with("a/b", "below it").with("after", "");
-    EXPECT_THROW(package.extract(dir / "", ""), boost::filesystem::filesystem_error);
+    EXPECT_THROW(package.extract(dir / "", ""), boost::filesystem::filesystem_error) << "a file is in the way";
     EXPECT_EQ(dir.read("a"), "file") << "what was written before stays";
 }
 
 TEST(Extracting, GivesBackTheTreeThatWasPackaged) {
     const TemporaryDirectory dir;
-    const CapturedOutput output;
     dir.write("tree/a/b/c", randomBytes(100000));
     dir.write("tree/.hidden", "h");
     fs::create_directories(dir / "tree/empty/below");
-    {
-        Package package(dir / "p.bex");
-        package.withFields().add(dir / "tree", "usr/share");
-        package.close();
-    }
-    Package package(dir / "p.bex");
+    Package written(dir / "p.bex");
+    written.withFields().add(dir / "tree", "usr/share");
+    written.close();
     fs::create_directory(dir / "out");
-    package.extract(dir / "out", "");
+    Package(dir / "p.bex").extract(dir / "out", "");
     EXPECT_EQ(outputOf("diff -r " + (dir / "tree") + " " + (dir / "out/usr/share")), "");
-    EXPECT_EQ(treeOf(dir / "out/usr/share"), treeOf(dir / "tree"));
 }
 
 }  // namespace

@@ -1,6 +1,8 @@
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 
+#include <functional>
+
 #include "Packages.hpp"
 
 namespace bex::test {
@@ -12,17 +14,14 @@ TEST(WritingAPackage, GivesThreeMembersThatOtherProgramsRead) {
     const TemporaryDirectory dir;
     dir.write("site/index.html", "<p>hello");
     const std::string path = dir / "site.bex";
+    Package package(path);
+    package.withFields().with("etc/note", "in memory").add(dir / "site", "var/www");
+    package.with("etc/empty", "").setArchitecture("all");
+    package.setMaintainer("Ann Lee <ann@example.org>");
     const CapturedOutput output;
-    {
-        Package package(path);
-        package.withFields().with("etc/note", "in memory").add(dir / "site", "var/www");
-        package.with("etc/empty", "");
-        package.setArchitecture("all");
-        package.setMaintainer("Ann Lee <ann@example.org>");
-        package.close();
-        EXPECT_EQ(output.text(), "Archive " + path + " has been created.\n");
-        EXPECT_EQ(package.getFiles().size(), 4U) << "its names stay readable";
-    }
+    package.close();
+    EXPECT_EQ(output.text(), "Archive " + path + " has been created.\n");
+    EXPECT_EQ(package.getFiles().size(), 4U) << "its names stay readable";
     const auto members = entriesOf(dir.read("site.bex"));
     ASSERT_EQ(members.size(), 3U);
     EXPECT_EQ(members[0].bytes, "2.0\n");
@@ -45,49 +44,48 @@ TEST(WritingAPackage, GivesThreeMembersThatOtherProgramsRead) {
     EXPECT_THAT(outputOf("dpkg-deb --contents " + path), testing::ContainsRegex("8 .* var/www/index.html\n"));
 }
 
-TEST(WritingAPackage, AsksForPathThenContentThenFields) {
-    const std::string noPath = "No filename specified. Can't write archive to disk.";
-    const std::string noFiles = "Empty archives are not allowed. Please add some files.";
-    const std::pair<std::string, std::string> cases[] = {
-        {"", noPath},
-        {"files", noPath},
-        {"fields", noPath},
-        {"files fields", noPath},
-        {"path", noFiles},
-        {"path fields", noFiles},
-        {"path files", "Missing version."},
-        {"path files fields", ""},
+TEST(WritingAPackage, AsksForPathThenContentThenEachMandatoryField) {
+    const TemporaryDirectory dir;
+    Package package;
+    const std::pair<const char*, std::function<void()>> steps[] = {
+        {"No filename specified. Can't write archive to disk.", [&] { package.open(dir / "p.bex"); }},
+        {"Empty archives are not allowed. Please add some files.", [&] { package.with("f", "1"); }},
+        {"Missing version.", [&] { package.setVersion(""); }},
+        {"Missing version.", [&] { package.setVersion("1"); }},
+        {"Missing package name.", [&] { package.setPackageName(""); }},
+        {"Missing package name.", [&] { package.setPackageName("p"); }},
+        {"Missing description", [&] { package.setDescription(""); }},
+        {"Missing description", [&] { package.setDescription("d"); }},
     };
-    for (const auto& [given, message] : cases) {
-        const TemporaryDirectory dir;
-        const CapturedOutput output;
-        const auto has = [&set = given](const char* what) { return set.find(what) != std::string::npos; };
-        Package package(has("path") ? dir / "p.bex" : "");
-        has("files") ? package.with("f", "1") : package;
-        has("fields") ? package.withFields() : package;
-        EXPECT_EQ(failureOf([&] { package.close(); }), message) << given;
-        EXPECT_EQ(output.text().empty(), !message.empty());
-        EXPECT_EQ(fs::exists(dir / "p.bex"), message.empty());
+    const CapturedOutput output;
+    for (const auto& [message, remedy] : steps) {
+        EXPECT_EQ(failureOf([&] { package.close(); }), message);
+        remedy();
     }
+    EXPECT_EQ(output.text(), "");
+    EXPECT_FALSE(fs::exists(dir / "p.bex")) << "nothing is written before all is given";
+    EXPECT_EQ(failureOf([&] { package.close(); }), "");
+    EXPECT_EQ(contentsOf(memberOf(dir / "p.bex", "data.tar.gz")), (Contents{{"f", "1"}}));
+    Package full;
+    EXPECT_EQ(failureOf([&] { full.withFields().with("f", "1").close(); }), steps[0].first);
 }
 
 TEST(WritingAPackage, ReplacesTheFileUnderTheProcesssMaskOrSaysThatItCannot) {
     const TemporaryDirectory dir;
-    const CapturedOutput output;
-    const mode_t before = umask(027);
-    for (const std::string name : {"new.bex", "old.bex", "missing/p.bex"}) {
+    const auto failureAt = [&](const std::string& name) {
         Package package(dir / name);
         package.withFields().with("f", "1");
-        if (name == "old.bex") {
-            dir.write(name, std::string(100000, 'x'));
-        }
-        EXPECT_EQ(failureOf([&] { package.close(); }),
-                  name == "missing/p.bex" ? "Can't write archive to file " + (dir / name) + "." : "");
-    }
+        dir.write("old.bex", std::string(100000, 'x'));
+        return failureOf([&] { package.close(); });
+    };
+    const mode_t before = umask(027);
+    EXPECT_EQ(failureAt("missing/p.bex"), "Can't write archive to file " + (dir / "missing/p.bex") + ".");
+    EXPECT_EQ(failureAt("new.bex"), "");
+    fs::remove(dir / "old.bex");
+    EXPECT_EQ(failureAt("old.bex"), "");
     umask(before);
     EXPECT_EQ(fs::status(dir / "new.bex").permissions(), fs::perms{0640});
-    EXPECT_EQ(fs::file_size(dir / "old.bex"), fs::file_size(dir / "new.bex"))
-        << "nothing of the longer file is left";
+    EXPECT_EQ(fs::file_size(dir / "old.bex"), fs::file_size(dir / "new.bex")) << "nothing longer is left";
 }
 
 }  // namespace

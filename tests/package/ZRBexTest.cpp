@@ -1,4 +1,4 @@
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include "Packages.hpp"
 #include "bex/PackageManagerFactory.hpp"
@@ -13,27 +13,24 @@ TEST(ZRBex, BeginsEmptyAndIgnoresWhatItDoesNotSupport) {
     manager->open(stream);
     manager->add(file);
     manager->add(std::list<MemoryMappedFile*>{&file});
-    EXPECT_EQ(stream.str(), "");
-    const auto* package = dynamic_cast<const ZRBex*>(manager.get());
-    ASSERT_NE(package, nullptr);
-    EXPECT_EQ(package->getFilename(), "");
-    EXPECT_EQ(package->getExtension(), "wqt");
-    EXPECT_TRUE(package->getFiles().empty());
-    EXPECT_TRUE(package->getFilesOnDisk().empty());
-    EXPECT_TRUE(package->getFilesInMemory().empty());
-    EXPECT_TRUE(package->getMetaData().empty());
+    const auto& package = dynamic_cast<const ZRBex&>(*manager);
+    const CapturedOutput output;
+    package.printFiles();
+    package.printInfo();
+    EXPECT_EQ(stream.str() + output.text() + package.getFilename(), "");
+    EXPECT_EQ(package.getExtension(), "wqt");
+    EXPECT_TRUE(package.getFilesOnDisk().empty());
+    EXPECT_TRUE(package.getFilesInMemory().empty());
 }
 
 TEST(ZRBex, OpensWhatDoesNotExistAsNewAndKeepsItsPathWhenOpeningFails) {
     const TemporaryDirectory dir;
+    const std::string path = dir / "missing/new.bex";
     Package package(dir / "first.bex");
-    package.open(dir / "missing/new.bex");
-    EXPECT_EQ(package.getFilename(), dir / "missing/new.bex");
+    package.open(path);
     EXPECT_TRUE(fs::is_empty(dir.path()));
-    const std::string text = dir.write("text", "no package");
-    EXPECT_EQ(failureOf([&] { package.open(text); }),
-              "ArArchive::ArArchive (" + text + "): impossible to open " + text + " file.");
-    EXPECT_EQ(package.getFilename(), dir / "missing/new.bex");
+    EXPECT_NE(failureOf([&] { package.open(dir.write("text", "no package")); }), "");
+    EXPECT_EQ(package.getFilename(), path);
 }
 
 TEST(ZRBex, SharesItsRecordsWithCopiesAndClones) {
@@ -42,8 +39,7 @@ TEST(ZRBex, SharesItsRecordsWithCopiesAndClones) {
     package.withFields().with("memory", "m").add(dir.write("f", ""), "disk");
     const ZRBex copy(package);
     const std::unique_ptr<PackageManager> clone(package.ZRBex::clone());
-    for (const ZRBex* object : {&copy, dynamic_cast<const ZRBex*>(clone.get())}) {
-        ASSERT_NE(object, nullptr);
+    for (const ZRBex* object : {&copy, &dynamic_cast<const ZRBex&>(*clone)}) {
         EXPECT_EQ(object->getFilename(), package.getFilename());
         EXPECT_EQ(object->getExtension(), package.getExtension());
         EXPECT_EQ(object->getFiles(), package.getFiles());
@@ -57,20 +53,11 @@ TEST(ZRBex, SharesItsRecordsWithCopiesAndClones) {
 
 TEST(ZRBex, KnowsAFileByItsOwnMagicNumberOnly) {
     const TemporaryDirectory dir;
-    const struct {
-        std::string bytes;
-        bool valid;
-        const char* why;
-    } cases[] = {
-        {"<!arch>\n", true, "the number alone"},
-        {"<!arch>\nmore", true, "more behind it"},
-        {packageOf(""), false, "a package, which begins as every ar file does"},
-        {" <!arch>\n", false, "not at the beginning"},
-        {"<!arch>", false, "a byte short"},
-        {"", false, "nothing at all"},
-    };
-    for (const auto& c : cases) {
-        EXPECT_EQ(ZRBex::isValid(dir.write("f", c.bytes)), c.valid) << c.why;
+    const std::pair<std::string, bool> cases[] = {{"<!arch>\n", true},    {"<!arch>\nmore", true},
+                                                  {packageOf(""), false}, {" <!arch>\n", false},
+                                                  {"<!arch>", false},     {"", false}};
+    for (const auto& [bytes, valid] : cases) {
+        EXPECT_EQ(ZRBex::isValid(dir.write("f", bytes)), valid) << bytes;
     }
     EXPECT_EQ(failureOf([&] { ZRBex::isValid(dir / "missing"); }), (dir / "missing") + " can't be opened.");
     std::istringstream magic("<!arch>\n");

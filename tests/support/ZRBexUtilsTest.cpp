@@ -68,34 +68,21 @@ TEST(ZRBexUtils, MergesTheEntriesOfATreeOfAFewHundredAsTheModelDoes) {
 TEST(ZRBexUtils, NamesDirectoriesWithASlashAndFollowsLinksToThem) {
     const TemporaryDirectory root;
     const std::string d = root / "d/";
-    fs::create_directories(d);
-    EXPECT_THAT(scan(d), ElementsAre(d));
-
-    root.write("d/z", "");
-    root.write("d/b/x", "");
-    EXPECT_THAT(scan(d), ElementsAre(d, d + "b/", d + "b/x", d + "z"));
-
-    root.write("outside/o", "");
     root.write("d/.hidden", "");
+    root.write("d/b/x", "");
+    root.write("outside/o", "");
     fs::create_directory(d + "empty");
     fs::create_symlink(root / "outside", d + "link");
-    fs::create_symlink(d + "z", d + "file");
+    fs::create_symlink(d + ".hidden", d + "file");
     fs::create_symlink(root / "nowhere", d + "broken");
-    const List found = scan(d);
-    EXPECT_THAT(found,
-                testing::UnorderedElementsAre(d, d + ".hidden", d + "b/", d + "b/x", d + "broken", d + "empty/",
-                                              d + "file", d + "link/", d + "link/o", d + "z"));
+    EXPECT_THAT(scan(d), testing::UnorderedElementsAre(d, d + ".hidden", d + "b/", d + "b/x", d + "broken",
+                                                       d + "empty/", d + "file", d + "link/", d + "link/o"));
     EXPECT_THAT(scan(root / "d/b"), ElementsAre(root / "d/b", root / "d/bx")) << "the caller gives the slash";
-}
-
-TEST(ZRBexUtils, PassesOnWhatTheFileSystemSaysOfADirectoryItCannotRead) {
-    const TemporaryDirectory root;
     EXPECT_THAT(failureOf([&] { scan(root / "missing/"); }), testing::HasSubstr("No such file or directory"));
 }
 
 TEST(ZRBexUtils, LivesFromTheFirstUseToKill) {
-    ZRBexUtils* first = ZRBexUtils::getInstance();
-    EXPECT_EQ(ZRBexUtils::getInstance(), first);
+    EXPECT_EQ(ZRBexUtils::getInstance(), ZRBexUtils::getInstance());
     ZRBexUtils::kill();
     ZRBexUtils::kill();
     const TemporaryDirectory root;
