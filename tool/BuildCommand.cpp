@@ -1,5 +1,6 @@
 #include <unistd.h>
 
+#include <cstdlib>
 #include <filesystem>
 #include <memory>
 #include <string>
@@ -65,7 +66,8 @@ std::string targetPath(const std::string& out, const stream::ControlParagraph& c
 
 /// The folder that takes temporary files where the result itself is in none.
 std::string temporaryFolder() {
-    return fs::temp_directory_path().string();
+    const char* folder = std::getenv("TMPDIR");
+    return folder != nullptr && *folder != '\0' ? folder : "/tmp";
 }
 
 std::string folderOf(const std::string& path) {

@@ -92,6 +92,17 @@ std::vector<std::pair<std::string, std::string>> namedScripts(const BuildChoices
     return scripts;
 }
 
+/// Whether the tree has a folder that describes the package. Anything else of that name would be lost without a
+/// word, being no payload either.
+bool hasControlFolder(const std::string& tree) {
+    const fs::path path = fs::path(tree) / controlFolder;
+    const fs::file_status status = fs::symlink_status(path);
+    if (fs::exists(status) && !fs::is_directory(status)) {
+        throw unusable(path.string(), "is not a folder");
+    }
+    return fs::is_directory(status);
+}
+
 /// What stands beside DEBIAN/control: scripts, conffiles, triggers and whatever else dpkg-deb would take. What an
 /// option names, or is made elsewhere, is left out.
 void addControlFolder(const fs::path& folder, const BuildChoices& choices, PackageWriter& writer) {
@@ -188,7 +199,7 @@ void addPayload(const BuildChoices& choices, const std::string& inputCopy, const
 void fillControl(const BuildChoices& choices, PackageWriter& writer) {
     const fs::path inTree = fs::path(choices.tree) / controlFolder / "control";
     std::string path = choices.controlFile;
-    if (path.empty() && fs::symlink_status(inTree).type() != fs::file_type::not_found) {
+    if (path.empty() && hasControlFolder(choices.tree) && fs::exists(fs::symlink_status(inTree))) {
         path = inTree.string();
         requireFileItself(path);
     }
@@ -207,9 +218,8 @@ void fillControl(const BuildChoices& choices, PackageWriter& writer) {
 void addContents(const BuildChoices& choices, const std::string& inputCopy, const std::string& target,
                  PackageWriter& writer) {
     addPayload(choices, inputCopy, target, writer);
-    const fs::path folder = fs::path(choices.tree) / controlFolder;
-    if (fs::is_directory(fs::symlink_status(folder))) {
-        addControlFolder(folder, choices, writer);
+    if (hasControlFolder(choices.tree)) {
+        addControlFolder(fs::path(choices.tree) / controlFolder, choices, writer);
     }
     for (const auto& [name, path] : namedScripts(choices)) {
         writer.addControlMember(name, readFile(path));
