@@ -40,7 +40,7 @@ struct Attributes {
 /// How PackageWriter::write() works.
 struct WriteOptions {
     Compression compression = Compression::gzip;  ///< bzip2 is not written
-    /// gzip 0 to 12, zstd 1 to 19, xz 0 to 9; unset: 6, 19 and 6.
+    /// gzip 0 to 12, zstd 1 to 19, xz 0 to 9; unset: 6, 3 and 6.
     std::optional<int> level;
     unsigned threads = 0;  ///< 0: one for each processor. The bytes do not depend on it.
     std::size_t blockBytes = std::size_t{512} << 10;  ///< payload bytes that are compressed as one block

@@ -20,7 +20,7 @@ namespace {
 constexpr std::string_view kFormatVersion = "2.0\n";
 
 int defaultLevelOf(Compression compression) noexcept {
-    return compression == Compression::zstd ? 19 : 6;
+    return compression == Compression::zstd ? 3 : 6;
 }
 
 /// Throws with all faults of the control paragraph.
