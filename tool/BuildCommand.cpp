@@ -229,7 +229,7 @@ void addPayloadOptions(CLI::App& verb, BuildChoices& choices) {
 }
 
 void addOutputOptions(CLI::App& verb, BuildChoices& choices) {
-    constexpr const char* compressionRow = "gzip 0-12 (6), zstd 1-19 (19), xz 0-9 (6), none";
+    constexpr const char* compressionRow = "gzip 0-12 (6), zstd 1-19 (3), xz 0-9 (6), none";
     addChoice<Compression>(verb, "--compression", "How to compress",
                            {{"gzip", Compression::gzip},
                             {"zstd", Compression::zstd},
