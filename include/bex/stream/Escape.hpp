@@ -8,8 +8,8 @@
 namespace bex::stream {
 
 /// Text from a package or a disk made safe for terminals, messages and columns: control characters (C0, DEL,
-/// C1), line and paragraph separators, bidirectional controls, and bytes that are not UTF-8 become "\n", "\t",
-/// "\\" or "\xHH" (lower case, one for each byte); everything else stays.
+/// C1), line and paragraph separators, bidirectional controls, and bytes that are not UTF-8 become a backslash and
+/// "n", "t" or "xHH" (one for each byte, two hexadecimal digits); a backslash is doubled; everything else stays.
 BEX_EXPORT std::string escapeForDisplay(std::string_view text);
 
 /// Whether the text is well-formed UTF-8 (RFC 3629).
