@@ -51,7 +51,7 @@ std::string_view parentOf(std::string_view path) noexcept {
 }
 
 const char* nameOf(const std::string& path) noexcept {
-    return path.c_str() + path.rfind('/') + 1;  // npos + 1 is 0
+    return path.c_str() + (path.rfind('/') + 1);  // npos + 1 is 0
 }
 
 int BeneathFolder::open(std::string_view path, Missing missing) {
