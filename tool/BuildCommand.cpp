@@ -108,9 +108,10 @@ ExitStatus printPlan(const PackageWriter& writer, const WriteOptions& options, C
         if (context.json) {
             entries.push_back(jsonOf(entry));
         } else {
-            const std::string target = entry.linkTarget.empty() ? "" : "\t" + entry.linkTarget;
+            const std::string target = stream::escapeForDisplay(entry.linkTarget);
             context.console.out(modeText(entry) + "\t" + std::to_string(entry.size) + "\t" +
-                                stream::escapeForDisplay(entry.path + target) + "\n");
+                                stream::escapeForDisplay(entry.path) + (target.empty() ? "" : "\t" + target) +
+                                "\n");
         }
     }
     if (context.json) {

@@ -2,7 +2,7 @@
 
     == title        begins a case: an empty directory of its own, with the functions of cases/prelude.sh
     $ command       run by bash
-    > line          its standard output, byte for byte (tabs, control characters and what is not UTF-8 as \\t and \\xHH)
+    > line          its standard output, byte for byte (control characters but tabs, and what is not UTF-8, as <HH>)
     ! line          its standard error
     ? N             its exit status; 0 where none is given
     %               the output before has no newline at its end
@@ -62,10 +62,10 @@ def compact(text):
 
 
 def lines(mark, output, as_json):
-    text = output.decode(errors="backslashreplace")
+    text = output.decode(errors="surrogateescape")
     if as_json:
         text = compact(text)
-    text = re.sub(r"[\0-\t\v-\x1f\x7f-\x9f]", lambda c: "\\t" if c[0] == "\t" else f"\\x{ord(c[0]):02x}", text)
+    text = re.sub(r"[\0-\b\v-\x1f\x7f-\x9f\udc80-\udcff]", lambda c: f"<{ord(c[0]) & 0xff:02x}>", text)
     result = [f"{mark} {line}".rstrip(" ") for line in text.removesuffix("\n").split("\n")] if text else []
     return result + (["%"] if text and not text.endswith("\n") else [])
 
