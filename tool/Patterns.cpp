@@ -12,13 +12,18 @@ namespace bex::tool {
 
 namespace {
 
-/// Whether the pattern matches the path or a directory above it.
+/// A name that holds the pattern's own characters, such as "a[1]", is chosen by itself, too.
+bool fits(const std::string& pattern, const std::string& path) {
+    return pattern == path || fnmatch(pattern.c_str(), path.c_str(), 0) == 0;
+}
+
+/// Whether the pattern fits the path or a directory above it.
 bool matches(const std::string& pattern, const std::string& path) {
-    if (fnmatch(pattern.c_str(), path.c_str(), 0) == 0) {
+    if (fits(pattern, path)) {
         return true;
     }
     for (std::size_t slash = path.find('/'); slash != std::string::npos; slash = path.find('/', slash + 1)) {
-        if (fnmatch(pattern.c_str(), path.substr(0, slash).c_str(), 0) == 0) {
+        if (fits(pattern, path.substr(0, slash))) {
             return true;
         }
     }
