@@ -37,7 +37,7 @@ void Findings::add(const Fault& fault) {
 
 void Findings::addFailure(const StreamError& failure, const std::string& member, const std::string& place) {
     if (failure.kind() == ErrorKind::inputOutput || failure.kind() == ErrorKind::cancelled) {
-        throw;
+        throw;  // cppcheck-suppress rethrowNoCurrentException; called by handlers alone
     }
     const Finding finding = findingOf(failure, member, place);
     const bool listed = std::any_of(list_.begin(), list_.end(), [&](const Finding& other) {
