@@ -1,10 +1,13 @@
 #include "CommandLine.hpp"
 
+#include <unistd.h>
+
 #include <CLI/App.hpp>
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>
 #include <algorithm>
 #include <csignal>
+#include <cstdlib>
 #include <exception>
 #include <map>
 #include <string>
@@ -108,12 +111,8 @@ ExitStatus parseAndAct(CLI::App& program, std::vector<std::string> arguments, Co
     return status;
 }
 
-}  // namespace
-
-ExitStatus run(int argc, const char* const* argv) {
-    Context context;
+ExitStatus parseAndAct(int argc, const char* const* argv, Context& context) {
     Action chosen;
-    std::signal(SIGPIPE, SIG_IGN);  // Console tells a closed pipe from other failures, and files can be tidied up.
     CLI::App program("Build, read and check Debian-style binary packages", "bex");
     program.fallthrough();  // Before the verbs, which inherit it: options for all of them may stand anywhere.
     program.option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
@@ -123,13 +122,38 @@ ExitStatus run(int argc, const char* const* argv) {
     program.set_version_flag("--version", "", "Print the versions of bex and its libraries");
     program.footer("bex VERB --help tells more of a verb, bex(1) all.\nExample: bex build site site.bex");
     program.require_subcommand(1);
+    return parseAndAct(program, expanded(program, argc, argv), context, chosen);
+}
+
+ExitStatus act(int argc, const char* const* argv, Context& context) {
     try {
-        return parseAndAct(program, expanded(program, argc, argv), context, chosen);
+        return parseAndAct(argc, argv, context);
     } catch (const OutputClosed&) {
         return context.whenClosed;
     } catch (...) {
         return reportFailure(std::current_exception(), context);
     }
+}
+
+bool acting = false;
+
+/// Where libarchive has no memory for a string it ends the process, with a status that means something else here.
+void keepStatus() {
+    if (acting) {
+        _exit(static_cast<int>(ExitStatus::inputOutput));
+    }
+}
+
+}  // namespace
+
+ExitStatus run(int argc, const char* const* argv) {
+    std::signal(SIGPIPE, SIG_IGN);  // Console tells a closed pipe from other failures, and files can be tidied up.
+    std::atexit(keepStatus);
+    Context context;
+    acting = true;
+    const ExitStatus status = act(argc, argv, context);
+    acting = false;
+    return status;
 }
 
 }  // namespace bex::tool
