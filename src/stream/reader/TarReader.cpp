@@ -151,7 +151,7 @@ void TarReader::open() {
         archive_read_set_read_callback(a, giveBytes) != ARCHIVE_OK ||
         archive_read_set_skip_callback(a, skipBytes) != ARCHIVE_OK ||
         archive_read_set_callback_data(a, this) != ARCHIVE_OK || archive_read_open1(a) != ARCHIVE_OK) {
-        fail({});
+        throw std::bad_alloc();  // nothing has been read yet
     }
 }
 
@@ -207,6 +207,9 @@ void TarReader::compare(archive_entry* decoded, const Entry& entry) const {
 void TarReader::fail(const std::string& path) {
     if (failure_) {
         std::rethrow_exception(failure_);
+    }
+    if (archive_errno(reader_.get()) == ENOMEM) {
+        throw std::bad_alloc();
     }
     const std::string reason = textOf(archive_error_string(reader_.get()));
     faults_.fail(ErrorKind::damaged, "tar-decode",

@@ -3,6 +3,7 @@
 #include <archive.h>
 #include <archive_entry.h>
 
+#include <cerrno>
 #include <new>
 
 #include "bex/stream/Escape.hpp"
@@ -23,9 +24,11 @@ TarEncoder::TarEncoder(Sink& out) : out_(out), entry_(archive_entry_new()), arch
         throw std::bad_alloc();
     }
     // Blocks of no size: libarchive hands on what it is given instead of collecting it in a buffer of its own.
-    require(archive_write_set_format_gnutar(archive_.get()) == ARCHIVE_OK &&
-            archive_write_set_bytes_per_block(archive_.get(), 0) == ARCHIVE_OK &&
-            archive_write_open(archive_.get(), this, nullptr, &TarEncoder::writeOut, nullptr) == ARCHIVE_OK);
+    if (archive_write_set_format_gnutar(archive_.get()) != ARCHIVE_OK ||
+        archive_write_set_bytes_per_block(archive_.get(), 0) != ARCHIVE_OK ||
+        archive_write_open(archive_.get(), this, nullptr, &TarEncoder::writeOut, nullptr) != ARCHIVE_OK) {
+        throw std::bad_alloc();  // nothing else is wanted yet, and the reason is not always told
+    }
 }
 
 TarEncoder::~TarEncoder() {
@@ -113,6 +116,9 @@ void TarEncoder::finish() {
 void TarEncoder::require(bool succeeded) const {
     if (sinkFailure_) {
         std::rethrow_exception(sinkFailure_);
+    }
+    if (!succeeded && archive_errno(archive_.get()) == ENOMEM) {
+        throw std::bad_alloc();
     }
     if (!succeeded) {
         const char* reason = archive_error_string(archive_.get());
