@@ -151,13 +151,20 @@ void TarReader::open() {
         archive_read_set_read_callback(a, giveBytes) != ARCHIVE_OK ||
         archive_read_set_skip_callback(a, skipBytes) != ARCHIVE_OK ||
         archive_read_set_callback_data(a, this) != ARCHIVE_OK || archive_read_open1(a) != ARCHIVE_OK) {
-        throw std::bad_alloc();  // nothing has been read yet
+        // Opening looks at the first header. Only a lack of memory may be left without a reason.
+        if (!failure_ && archive_errno(a) == 0) {
+            throw std::bad_alloc();
+        }
+        fail({});
     }
 }
 
 void TarReader::passOver() {
     if (!reader_) {
         return;
+    }
+    // A sparse map is judged by following it: who only lists must not be told of what others refuse.
+    for (Run run; sparse_ && nextRun(run);) {
     }
     if (archive_read_data_skip(reader_.get()) != ARCHIVE_OK) {
         fail(path_);
