@@ -1,0 +1,227 @@
+#include "Seeds.hpp"
+
+#include "Layers.hpp"
+#include "Target.hpp"
+#include "TemporaryDirectory.hpp"
+#include "bex/stream/PackageWriter.hpp"
+#include "stream/reader/HandMade.hpp"
+#include "stream/writer/Building.hpp"
+
+namespace bex::fuzz {
+namespace {
+
+using stream::Compression;
+using namespace test;
+using Seeds = std::vector<std::string>;
+
+const std::string kGnu("ustar  \0", 8);
+const std::string kLongName = "./" + std::string(120, 'n');
+
+void append(Seeds& to, const Seeds& more) {
+    to.insert(to.end(), more.begin(), more.end());
+}
+
+std::string typed(char type, const std::string& contents = {}) {
+    TarFields fields;
+    fields.name = "./odd";
+    fields.type = type;
+    return tarEntry(fields, contents);
+}
+
+/// GNU's old form: two pieces of data with holes around them, the map going on in a block of its own or not.
+std::string oldSparse(bool continues) {
+    std::string map(96, '\0');
+    const char* const numbers[] = {"00000000000", "00000000004", "00000000010", "00000000004"};
+    for (std::size_t i = 0; i < 4; ++i) {
+        map.replace(i * 12, 11, numbers[i]);
+    }
+    TarFields fields;
+    fields.name = "./sparse";
+    fields.type = 'S';
+    fields.magic = kGnu;
+    fields.tail = map + (continues ? '\1' : '\0') + "00000000040";
+    fields.size = "00000000010";
+    std::string entry = tarEntry(fields, continues ? std::string(512, '\0') + "datadata" : "datadata");
+    return entry;
+}
+
+/// Rows of tar entries.
+Seeds entryRows() {
+    TarFields prefixed;
+    prefixed.name = "tool";
+    prefixed.prefix = "./usr/bin";
+    prefixed.mode = "0006755";
+    TarFields large;
+    large.name = "./large";
+    large.mtime = std::string("\x80\0\0\0\0\0\0\0\x7f\0\0\0", 12);
+    large.uid = std::string("\x80\0\0\0\0\1\0\0", 8);
+    return {
+        tarFolder("./") + tarFolder("./bin/") + tarFile("./bin/tool", "echo tool\n") +
+            tarLink("./bin/link", "tool", '2') + tarLink("./bin/other", "./bin/tool", '1'),
+        tarEntry(prefixed, "x") + tarEntry(large, std::string(700, 'l')),
+        withLongName('L', kLongName, tarFile("./n", "long")) +
+            withLongName('K', kLongName, tarLink("./l", "x", '2')),
+        withPax({{"path", kLongName}, {"mtime", "12.5"}, {"size", "3"}}, tarFile("./n", "pax")) +
+            withPax({{"linkpath", "elsewhere"}, {"uname", "ann"}, {"SCHILY.xattr.user.a", "b"}},
+                    tarLink("./l", "x", '2')),
+        oldSparse(false) + tarFile("./after"),
+        oldSparse(true),
+        withPax({{"GNU.sparse.size", "9"},
+                 {"GNU.sparse.numblocks", "1"},
+                 {"GNU.sparse.offset", "2"},
+                 {"GNU.sparse.numbytes", "3"}},
+                tarFile("./sparse00", "abc")),
+        withPax({{"GNU.sparse.map", "0,1,7,2"}, {"GNU.sparse.size", "9"}}, tarFile("./sparse01", "abc")),
+        withPax({{"GNU.sparse.major", "1"},
+                 {"GNU.sparse.minor", "0"},
+                 {"GNU.sparse.name", "./sparse10"},
+                 {"GNU.sparse.realsize", "9"}},
+                tarFile("./x", "1\n4\n3\n" + std::string(506, '\0') + "abc")),
+        tarLink("./link", "../canary/file", '2') + tarFile("./folder/x", "through") + tarFile("./name", "hard"),
+        tarLink("./a", "..", '2') + tarFile("./a/canary/file", "through"),
+        tarLink("./a", "../canary/file", '1') + tarFile("../canary/new"),
+        tarFile("/canary") + tarFolder("./folder/") + tarFile("./folder/x", "inside"),
+        tarFile("./f") + tarFile("./f/g") + tarFile("./f"),
+        typed('3') + typed('6') + typed('g', "9 a=bcde\n") + typed('V') + typed('7', "contiguous"),
+        tarFile("./esc\x1b[31m\n\xff\xe2\x80\xae", "name"),
+        "",
+    };
+}
+
+/// Control members beside the paragraph, and what verify has to say of them.
+std::string controlEntries() {
+    return tarFile("./md5sums", "2a60d3f6e2a6da3ad5d1d0b3ee0a4b7c  bin/tool\n") +
+           tarFile("./conffiles", "/bin/tool\n") + tarFile("./postinst", "#!/bin/sh\n");
+}
+
+Seeds tars() {
+    Seeds seeds;
+    for (const std::string& row : entryRows()) {
+        seeds.push_back(tarOf(row));
+    }
+    append(seeds,
+           {tarFile("./cut", "no end marks"), tarFile("./one") + std::string(512, '\0'),
+            tarOf(tarFile("./x")) + "behind", tarOf(tarFile("./control", kControlText) + controlEntries())});
+    return seeds;
+}
+
+/// What the streaming writer makes, in each of its ways.
+Seeds written() {
+    const TemporaryDirectory folder;
+    folder.write("etc/tool.conf", "a = b\n");
+    folder.write("bin/tool", std::string(3000, 'x') + "tool\n");
+    std::filesystem::create_hard_link(folder / "bin/tool", folder / "bin/other");
+    std::filesystem::create_symlink("tool", folder / "bin/link");
+    stream::PackageWriter writer = soundWriter();
+    writer.control().set("Depends", "libc6 (>= 2.36), mail | exim4:any");
+    writer.addTree(folder.path().string());
+    writer.addBytes("bytes", kLongName + "/f", {04755, 5});
+    writer.addConffile("etc/tool.conf");
+    writer.addControlMember("postinst", "#!/bin/sh\n");
+    Seeds seeds;
+    for (const Compression compression :
+         {Compression::gzip, Compression::none, Compression::zstd, Compression::xz}) {
+        stream::WriteOptions options = datedOptions();
+        options.compression = compression;
+        options.level = 1;
+        options.blockBytes = 2000;
+        seeds.push_back(written(writer, folder, options));
+    }
+    return seeds;
+}
+
+/// As the object library writes it: names end with "/", the control file stands in no folder.
+std::string objectPackage(const std::string& entries) {
+    return arOf(arMember("debian-binary/", "2.0\n") +
+                arMember("control.tar.gz/", gzipOf(tarOf(tarFile("control", kControlText)))) +
+                arMember("data.tar.gz/", gzipOf(tarOf(entries))));
+}
+
+Seeds packages() {
+    Seeds seeds = written();
+    for (const std::string& row : entryRows()) {
+        seeds.push_back(packageOf(row));
+        seeds.push_back(objectPackage(row));
+    }
+    const std::string tar = tarOf(tarFile("./f", "file"));
+    append(seeds, {soundPackage(), packageOf(tarFile("./bin/tool", "x"), controlEntries()),
+                   arOf(headOf() + arMember("_extra", "?") + arMember("data.tar.bz2", bzip2Of(tar))),
+                   arOf(headOf() + arMember("data.tar.gz", gzipMember(tar, true) + gzipMember("", true))),
+                   arOf(headOf() + arMember("data.tar.gz", gzipMember(tar, true, 9))),
+                   arOf(headOf() + arMember("data.tar", tar) + arMember("behind", "data"))});
+    return seeds;
+}
+
+Seeds ars() {
+    return {soundPackage(),
+            arOf(""),
+            arOf(arMember("a/", "odd") + arMember("b", "even")),
+            arOf(arMember("#1/20", "x") + arMember("//", "names/\n")),
+            arOf(arMember("big", "x", "9999999999")),
+            arOf(arMember("a", "x")) + "trailing",
+            arOf(arMember("last", "odd")).substr(0, 71)};
+}
+
+Seeds gzips() {
+    const std::string text(5000, 't');
+    const std::string block = gzipMember(text, true);
+    const std::string plain = gzipMember("plain", false);
+    std::string named =
+        plain.substr(0, 3) + '\x18' + plain.substr(4, 6) + std::string("name\0comment\0", 13) + plain.substr(10);
+    return {gzipOf(text),
+            packed(text, Compression::gzip, 1000),
+            block + plain + block,
+            plain + block,
+            named,
+            gzipMember("", true) + block,
+            gzipMember(text, true, 1),
+            gzipMember(text, true, 0U - 30U),
+            block + std::string(20, '\0'),
+            block + "behind",
+            block.substr(0, block.size() - 3),
+            gzipMember(std::string(std::size_t{5} << 20, '\0'), true)};
+}
+
+Seeds texts() {
+    return {
+        kControlText,
+        "# comment\n\nPackage: a\nDescription: s\n long\n .\n\tmore\nDepends: a (>= 1:2~b-3), b | c:any [amd64]\n",
+        "Package:a\r\nPACKAGE : b\nVersion: 1\n\nSecond: x\n",
+        "A: \x1b]0;x\x07\n \n",
+        "Essential: YES\nA:b",
+        "d41d8cd98f00b204e9800998ecf8427e  usr/bin/tool\nD41D8CD98F00B204E9800998ECF8427E *b\\c\n",
+        "a\\b\n\t\x7f\xc2\x9b\xe2\x80\xae\xd8\x9c\xe2\x81\xa7\xff\xf0\x9f\x98\x80\xed\xa0\x80 \xc3\xa4"};
+}
+
+/// Decisions for the round trip: options, then kind, name, attributes and contents of each thing to add.
+Seeds decisions() {
+    Seeds seeds;
+    for (char way = 0; way < 4; ++way) {
+        std::string bytes = std::string(1, way) + std::string("\1\1\1\1\1\x40\0\0\0", 9);
+        for (char kind = 0; kind < 8; ++kind) {
+            bytes += kind + std::string("\4a/b", 4) + static_cast<char>('0' + kind) +
+                     std::string("\0\0\1\xed\0", 5) + std::string("\7value\n ", 8);
+        }
+        seeds.push_back(bytes);
+    }
+    return seeds;
+}
+
+}  // namespace
+
+std::vector<std::string> seedsFor(std::string_view target) {
+    switch (targetNamed(target).shape) {
+        case Shape::ar:
+            return ars();
+        case Shape::gzip:
+            return gzips();
+        case Shape::tar:
+            return tars();
+        case Shape::package:
+            return packages();
+        default:
+            return target == "roundtrip" ? decisions() : texts();
+    }
+}
+
+}  // namespace bex::fuzz
