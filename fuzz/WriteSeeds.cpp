@@ -4,11 +4,18 @@
 #include <iostream>
 
 #include "Seeds.hpp"
+#include "Target.hpp"
 
-/// Writes the seeds of a target into a folder, which is made.
+/// Writes the seeds of a target into a folder, which is made; without arguments, the names of the targets.
 int main(int count, char** arguments) {
+    if (count == 1) {
+        for (const bex::fuzz::Target& target : bex::fuzz::targets()) {
+            std::cout << target.name << '\n';
+        }
+        return 0;
+    }
     if (count != 3) {
-        std::cerr << "usage: bex_fuzz_seeds TARGET FOLDER\n";
+        std::cerr << "usage: bex_fuzz_seeds [TARGET FOLDER]\n";
         return 2;
     }
     try {
