@@ -80,8 +80,9 @@ public:
     /// directory `destination`. `topReplacement`, when not empty, takes the place of the first path element of
     /// every name. Modes and times are not restored.
     ///
-    /// An entry whose name leads out of `destination`, or which cannot be written, is silently skipped.
-    /// Symbolic links that already stand below `destination` are followed; extraction makes none itself.
+    /// An entry that leads out of `destination`, by its name or by a symbolic link that stands there, or which
+    /// cannot be written, is silently skipped. What stands under its name and is a link (a hard link, too), a FIFO
+    /// or a device is replaced and not written through. Not safe against who changes `destination` meanwhile.
     /// Throws BexException when `destination` is not a directory, and Boost's error when a directory cannot
     /// be made; what was written before stays.
     virtual void extract(const std::string& destination, const std::string& topReplacement) = 0;

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <boost/filesystem.hpp>
 #include <fstream>
 #include <vector>
@@ -51,8 +52,16 @@ bool staysBelow(const std::vector<std::string>& elements) {
     return !elements.empty();
 }
 
+/// Whether the folder, links followed, stands below the destination.
+bool leadsBelow(const fs::path& folder, const fs::path& destination) {
+    const fs::path root = fs::canonical(destination);
+    const fs::path target = fs::canonical(folder);
+    return std::mismatch(root.begin(), root.end(), target.begin(), target.end()).first == root.end();
+}
+
 /// Makes the directories on the way to the last element, as deep as they stand in the name, and returns where
-/// that element goes. "a/.." is taken back by its text alone, so that a link called a can't lead astray.
+/// that element goes; nothing where a link that stands there leads out of the destination. "a/.." is taken back by
+/// its text alone, so that a link called a can't lead astray.
 fs::path makeDirectories(const fs::path& destination, const std::vector<std::string>& elements) {
     std::vector<fs::path> way{destination};
     for (auto element = elements.begin(); element + 1 != elements.end(); ++element) {
@@ -61,9 +70,24 @@ fs::path makeDirectories(const fs::path& destination, const std::vector<std::str
         } else if (*element != ".") {
             way.push_back(way.back() / *element);
             fs::create_directory(way.back());
+            if (fs::is_symlink(way.back()) && !leadsBelow(way.back(), destination)) {
+                return {};
+            }
         }
     }
     return way.back() / elements.back();
+}
+
+/// Removes what would be written through: links lead elsewhere, other names of a file as well, and a FIFO waits
+/// for a reader. False when it is still there.
+bool clear(const fs::path& path) {
+    boost::system::error_code failure;
+    const fs::file_type type = fs::symlink_status(path, failure).type();
+    const bool ownFile = type == fs::regular_file && fs::hard_link_count(path, failure) == 1;
+    if (type == fs::file_not_found || type == fs::directory_file || ownFile) {
+        return true;
+    }
+    return fs::remove(path, failure);
 }
 
 void extractFile(const sFileInMemory& file, const fs::path& destination, const std::string& topReplacement) {
@@ -72,6 +96,9 @@ void extractFile(const sFileInMemory& file, const fs::path& destination, const s
         return;  // Meant: no error, like any file that can't be written.
     }
     const fs::path path = makeDirectories(destination, elements);
+    if (path.empty() || !clear(path)) {
+        return;
+    }
     // The stream keeps a failure to itself; so directories ("a/." and "a/..") are passed over as well.
     std::ofstream out(path.string(), std::ios::out | std::ios::trunc);
     out.write(file.bytes_, static_cast<std::streamsize>(file.size_));
