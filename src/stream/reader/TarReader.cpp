@@ -1,7 +1,5 @@
 #include "stream/reader/TarReader.hpp"
 
-#include <archive_entry.h>
-
 #include <cerrno>
 #include <new>
 #include <optional>
@@ -81,8 +79,8 @@ bool TarReader::next(Entry& entry) {
     if (framing_.hasPaxRecords()) {
         utf8.emplace();
     }
-    archive_entry* decoded = nullptr;
-    if (archive_read_next_header(reader_.get(), &decoded) != ARCHIVE_OK) {
+    archive_entry* decoded = decoded_.get();
+    if (archive_read_next_header2(reader_.get(), decoded) != ARCHIVE_OK) {
         fail(path_);
     }
     describe(decoded, entry);
@@ -144,7 +142,9 @@ la_int64_t TarReader::skipBytes(archive*, void* self, la_int64_t size) {
 void TarReader::open() {
     reader_.reset(archive_read_new());
     archive* a = reader_.get();
-    if (a == nullptr) {
+    // An entry of our own: libarchive looks through the null pointer where it has no memory to make one.
+    decoded_.reset(a != nullptr ? archive_entry_new2(a) : nullptr);
+    if (!decoded_) {
         throw std::bad_alloc();
     }
     if (archive_read_support_format_tar(a) != ARCHIVE_OK ||

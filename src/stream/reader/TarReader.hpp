@@ -1,6 +1,7 @@
 #pragma once
 
 #include <archive.h>
+#include <archive_entry.h>
 
 #include <exception>
 #include <memory>
@@ -38,6 +39,9 @@ private:
     struct FreeReader {
         void operator()(archive* a) const noexcept { archive_read_free(a); }
     };
+    struct FreeEntry {
+        void operator()(archive_entry* e) const noexcept { archive_entry_free(e); }
+    };
 
     static la_ssize_t giveBytes(archive* a, void* self, const void** buffer);
     static la_int64_t skipBytes(archive* a, void* self, la_int64_t size);
@@ -53,6 +57,7 @@ private:
     Faults faults_;
     std::exception_ptr failure_;  // exceptions must not pass through C
     std::unique_ptr<archive, FreeReader> reader_;
+    std::unique_ptr<archive_entry, FreeEntry> decoded_;  // the current entry as libarchive reads it
     std::string path_;
     std::uint64_t size_ = 0;      // of the current entry's contents
     std::uint64_t position_ = 0;  // in them
