@@ -19,12 +19,14 @@ constexpr std::size_t kBufferBytes = std::size_t{256} << 10;
 /// For file systems without O_TMPFILE: a file whose name goes at once.
 int openAndUnlink(const std::string& folder, System& system) {
     int file = -1;
-    const std::string name = makeTemporary([&](const char* candidate) {
-        constexpr int flags = O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
-        file = system.openat(AT_FDCWD, (folder + "/" + candidate).c_str(), flags, 0600);
+    bool unlinked = false;
+    makeTemporary([&](const char* name) {
+        const std::string path = folder + "/" + name;
+        file = system.openat(AT_FDCWD, path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+        unlinked = file >= 0 && system.unlinkat(AT_FDCWD, path.c_str(), 0) == 0;
         return file >= 0;
     });
-    if (file >= 0 && system.unlinkat(AT_FDCWD, (folder + "/" + name).c_str(), 0) != 0) {
+    if (file >= 0 && !unlinked) {
         const int reason = errno;
         system.close(file);
         errno = reason;
