@@ -1,5 +1,7 @@
 #include "BuildInputs.hpp"
 
+#include <dirent.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
@@ -7,7 +9,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
+#include <memory>
 #include <set>
 #include <string_view>
 #include <system_error>
@@ -29,6 +31,7 @@ namespace {
 
 /// The folder of a tree that holds what describes the package; it is no payload.
 constexpr const char* controlFolder = "DEBIAN";
+constexpr std::streamsize pieceBytes = 16 * 1024;
 
 StreamError unusable(const std::string& path, const std::string& reason) {
     return {ErrorKind::inputOutput, escapeForDisplay(path) + ": " + reason};
@@ -42,7 +45,10 @@ std::string readFile(const std::string& path) {
     }
     errno = 0;
     std::ifstream file(path, std::ios::binary);
-    std::string text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    std::string text;
+    for (std::vector<char> piece(pieceBytes); file.read(piece.data(), pieceBytes) || file.gcount() > 0;) {
+        text.append(piece.data(), static_cast<std::size_t>(file.gcount()));
+    }
     if (!file.is_open() || file.bad()) {
         throw unusable(path, errno != 0 ? std::strerror(errno) : "can't read it");
     }
@@ -103,6 +109,28 @@ bool hasControlFolder(const std::string& tree) {
     return fs::is_directory(status);
 }
 
+/// The names in a folder, in an order that does not depend on the file system. Not by the standard library's
+/// iterator: that ends the process where there is no memory, and names nothing where a name can't be read.
+std::set<std::string> namesIn(const std::string& folder) {
+    const auto requireGood = [&folder](bool good) {
+        if (!good) {
+            throw unusable(folder, std::strerror(errno));
+        }
+    };
+    const std::unique_ptr<DIR, int (*)(DIR*)> names(opendir(folder.c_str()), closedir);
+    requireGood(names != nullptr);
+    std::set<std::string> found;
+    errno = 0;
+    while (const dirent* item = readdir(names.get())) {
+        found.insert(item->d_name);
+        errno = 0;
+    }
+    requireGood(errno == 0);
+    found.erase(".");
+    found.erase("..");
+    return found;
+}
+
 /// What stands beside DEBIAN/control: scripts, conffiles, triggers and whatever else dpkg-deb would take. What an
 /// option names, or is made elsewhere, is left out.
 void addControlFolder(const fs::path& folder, const BuildChoices& choices, PackageWriter& writer) {
@@ -113,23 +141,19 @@ void addControlFolder(const fs::path& folder, const BuildChoices& choices, Packa
     for (const auto& [name, file] : namedScripts(choices)) {
         elsewhere.insert(name);
     }
-    std::set<fs::path> members;  // in an order that does not depend on the file system
-    for (const auto& item : fs::directory_iterator(folder)) {
-        members.insert(item.path());
-    }
-    const auto contents = [](const fs::path& path) {
-        requireFileItself(path.string());
-        return readFile(path.string());
+    const auto contents = [&folder](const std::string& name) {
+        const std::string path = (folder / name).string();
+        requireFileItself(path);
+        return readFile(path);
     };
-    for (const auto& path : members) {
-        const std::string name = path.filename().string();
+    for (const auto& name : namesIn(folder.string())) {
         if (elsewhere.count(name) > 0) {
             continue;
         }
         if (name == "conffiles") {
-            addConffiles(contents(path), writer);
+            addConffiles(contents(name), writer);
         } else {
-            writer.addControlMember(name, contents(path));
+            writer.addControlMember(name, contents(name));
         }
     }
 }
