@@ -1,0 +1,270 @@
+"""A build, reading and an extraction whose every call fails, is cut short, is killed or meets a change, in turn.
+
+With BEX_FAULTS=all every error number and every allocation has its turn; otherwise one error, and a part of the
+allocations that the option parser makes.
+"""
+
+import contextlib
+import errno
+import os
+import re
+import shutil
+import signal
+import stat
+import tempfile
+import unittest
+
+from injection import Program
+
+ALL = os.environ.get("BEX_FAULTS") == "all"
+ERRORS = (errno.EIO, errno.ENOSPC, errno.EMFILE, errno.EACCES) if ALL else (errno.EIO,)
+PARSER_ALLOCATIONS = 1200  # each verb begins with at least so many
+FIELDS = ["--version", "1", "--arch", "all", "--maintainer", "Ann Lee <ann@example.org>", "--description", "d"]
+BUILD = ["build", "tree", "out.bex", "--name", "small", *FIELDS, "--threads", "2", "--stdin", "opt/input"]
+NAMES_A_FILE = re.compile(r"bex: (tree|input|out\.bex|sound\.bex|standard (in|out)put|\S*/bex-input-\w+:|\.: can't)|"
+                          r"bex: (out of memory|Resource temporarily unavailable)\n|Fatal Internal Error in libarchive")
+
+
+def contents(path):
+    with open(path, "rb") as file:
+        return file.read()
+
+
+def tree_below(folder):
+    """What stands there: names, kinds, modes, times of what is no link, contents."""
+    found = {}
+    for path in (os.path.join(base, name) for base, folders, files in os.walk(folder) for name in folders + files):
+        status = os.lstat(path)
+        kind = stat.S_IFMT(status.st_mode)
+        what = (os.readlink(path) if stat.S_ISLNK(kind) else contents(path) if stat.S_ISREG(kind) else None)
+        found[os.path.relpath(path, folder)] = (kind, stat.S_IMODE(status.st_mode), status.st_mtime, what)
+    return found
+
+
+class FaultsTest(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory(prefix="bex-faults-")
+        self.addCleanup(folder.cleanup)
+        self.folder = folder.name
+        self.enterContext(contextlib.chdir(self.folder))
+        self.make_tree()
+        self.write("input", b"from a pipe\n")
+        os.mkdir("tmp")
+        self.run_once(*BUILD)
+        os.rename("out.bex", "sound.bex")
+        self.whole = contents("sound.bex")
+
+    def write(self, path, data):
+        os.makedirs(os.path.dirname(path) or ".", exist_ok=True)
+        with open(path, "wb") as file:
+            file.write(data)
+
+    def make_tree(self):
+        shutil.rmtree("tree", ignore_errors=True)
+        self.write("tree/sub/file", b"0123456789" * 70000)  # two blocks
+        self.write("tree/sub/other", b"small")
+        os.link("tree/sub/other", "tree/sub/second")
+        os.symlink("file", "tree/sub/link")
+        self.write("tree/DEBIAN/postinst", b"#!/bin/sh\n")
+        for base, _, names in os.walk("tree", topdown=False):
+            for name in (*names, "."):
+                os.utime(os.path.join(base, name), (0, 900000000), follow_symlinks=False)
+
+    def program(self, *arguments, **variables):
+        return Program(arguments, self.folder, stdin="input", variables=variables)
+
+    def run_once(self, *arguments):
+        with self.program(*arguments) as program:
+            run = program.run()
+            self.assertEqual((run.status, run.err), (0, ""))
+            return run
+
+    def each_run(self, program, kind, reset, meanwhile=lambda call: None):
+        """Runs with the fault at the first call, the second, until none is left for it."""
+        nth, met = 1, 0
+        while True:
+            reset()
+            run = program.run(kind, nth, meanwhile)
+            if run.call is None:
+                self.assertEqual((run.status, run.err), (0, ""), "the run that no fault met")
+                self.assertGreater(met, 3)
+                return
+            met += 1
+            yield run, self.subTest(kind=kind, nth=nth, call=run.call, err=run.err)
+            nth += 1 if ALL or kind != "memory" else 41 if nth < PARSER_ALLOCATIONS else 3
+
+    def check_faults(self, arguments, reset, check, **variables):
+        """`check(done)` looks at what a run has made, or that it has made nothing."""
+        with self.program(*arguments, **variables) as program:
+            reset()
+            program.run("warm")
+            reset()
+            usual = program.run()
+            for kind in (*ERRORS, errno.EINTR, "short", "memory"):
+                for run, context in self.each_run(program, kind, reset):
+                    with context:
+                        self.check_run(run, usual, (0,) if kind == "short" else (0, 4))
+                        if run.call in ("unlink", "unlinkat") or "libarchive" in run.err:
+                            continue  # what can't be removed stays; libarchive ends the process like a signal
+                        check(run.status == 0 or "but the file is written" in run.err or "standard output" in run.err)
+
+    def check_run(self, run, usual, statuses):
+        self.assertIn(run.status, statuses)
+        if run.status == 0:
+            self.assertEqual((run.out, run.err), (usual.out, ""))
+        else:
+            self.assertRegex(run.err, NAMES_A_FILE)
+        if "libarchive" not in run.err:
+            for left, usually in zip(run.left_behind, usual.left_behind):
+                self.assertLessEqual(left, usually, "blocks and descriptors that are left")
+
+    # Building
+
+    def old_package(self):
+        if not os.path.exists("out.bex") or os.path.getsize("out.bex") != 3:
+            self.write("out.bex", b"old")
+        for name in hidden_names():
+            os.remove(name)
+
+    def expect_package(self, done, leftovers=0):
+        self.assertEqual(contents("out.bex"), self.whole if done else b"old")
+        self.assertLessEqual(len(hidden_names()), leftovers)
+        self.assertEqual(set(os.listdir()) - set(hidden_names()), {"input", "out.bex", "sound.bex", "tmp", "tree"})
+
+    def test_build(self):
+        for variables in ({}, {"BEX_NAMED_FILES": "1"}):
+            self.check_faults(BUILD, self.old_package, self.expect_package, **variables)
+
+    def test_killed_build_leaves_old_or_new_and_the_next_one_succeeds(self):
+        for variables in ({}, {"BEX_NAMED_FILES": "1"}):
+            with self.program(*BUILD, **variables) as program:
+                for run, context in self.each_run(program, "kill", self.old_package):
+                    with context:
+                        self.assertEqual(run.status, -signal.SIGKILL)
+                        self.expect_package(contents("out.bex") == self.whole, leftovers=3)
+                        left = hidden_names()
+                        self.assertTrue(not left or variables or run.call == "renameat" or left[0].startswith("tmp/"))
+                        self.assertEqual(program.run().status, 0)
+                        self.assertEqual((contents("out.bex"), hidden_names()), (self.whole, left))
+
+    def test_source_that_changes_at_any_moment_is_stored_exactly_or_is_an_error(self):
+        changes = {
+            "vanishes": lambda path: os.remove(path),
+            "grows": lambda path: self.write(path, b"0123456789" * 80000),
+            "shrinks": lambda path: self.write(path, b"0123456789" * 40000),
+            "is replaced by a link": lambda path: (os.remove(path), os.symlink("other", path)),
+            "is replaced by a FIFO": lambda path: (os.remove(path), os.mkfifo(path)),
+            "has other contents": lambda path: self.write(path, b"9876543210" * 70000),
+            "has other contents, but its time": lambda path: (self.write(path, b"9876543210" * 70000),
+                                                              os.utime(path, (0, 900000000))),
+        }
+        path = "tree/sub/file"
+        for name, change in changes.items():
+            def change_in_secret(_=None):
+                change(path)
+                os.utime("tree/sub", (0, 900000000))
+
+            self.make_tree()
+            change_in_secret()
+            with self.program(*BUILD) as program:
+                after = contents("out.bex") if program.run().status == 0 else None
+
+                def reset():
+                    self.make_tree()
+                    self.old_package()
+
+                for run, context in self.each_run(program, "stop", reset, change_in_secret):
+                    with self.subTest(change=name), context:
+                        made = contents("out.bex")
+                        self.assertIn(run.status, (0, 2, 4))
+                        if run.status == 0:
+                            self.assertTrue(made in (self.whole, after))
+                        else:
+                            self.assertRegex(run.err, f"^bex: {path}|^bex: tree/sub: ")
+                            self.assertEqual((made, hidden_names()), (b"old", []))
+
+    # Reading
+
+    def test_reading(self):
+        for arguments in (["verify"], ["list"], ["cat", "--threads", "2"]):
+            path = ["sub/file"] if arguments[0] == "cat" else []
+            self.check_faults([arguments[0], "sound.bex", *path, *arguments[1:]], lambda: None, lambda done: None)
+
+    def test_package_that_changes_at_any_moment(self):
+        changes = {
+            "cut": lambda: os.truncate("out.bex", len(self.whole) // 2),
+            "emptied": lambda: os.truncate("out.bex", 0),
+            "overwritten": lambda: self.write("out.bex", self.whole[:300] + b"x" * len(self.whole)),
+            "replaced": lambda: (self.write("other", b"old"), os.replace("other", "out.bex")),
+        }
+        for arguments in (["verify"], ["list"], ["extract", "to", "--threads", "2"]):
+            command = [arguments[0], "out.bex", *arguments[1:]]
+            self.write("out.bex", self.whole)
+            usual = self.run_once(*command)
+            for name, change in changes.items():
+                with self.program(*command) as program:
+                    for run, context in self.each_run(program, "stop", lambda: self.write("out.bex", self.whole),
+                                                      lambda _: change()):
+                        with self.subTest(command=command, change=name), context:
+                            self.assertIn(run.status, (0, 1, 3) if command[0] == "verify" else (0, 3))
+                            if run.status == 0:
+                                self.assertEqual((run.out, run.err), (usual.out, ""))
+                            elif run.status == 3:
+                                self.assertRegex(run.err, "^bex: out.bex: ")
+
+    # Extraction
+
+    def old_destination(self):
+        shutil.rmtree("to", ignore_errors=True)
+        self.write("to/sub/file", b"old")
+        os.symlink("sub/file", "to/opt")
+
+    def test_extraction(self):
+        self.old_destination()
+        command = ["extract", "sound.bex", "to", "--threads", "2"]
+        self.run_once(*command)
+        whole = tree_below("to")
+
+        def check(done):
+            made = tree_below("to")
+            if done:
+                self.assertEqual(made, whole)
+            for path, (kind, _, _, data) in made.items():
+                if kind != stat.S_IFDIR:
+                    self.assertIn(data, (whole[path][3], b"old", "sub/file"), path)
+
+        self.check_faults(command, self.old_destination, check)
+
+    def test_folder_that_becomes_a_link_at_any_moment_leads_nothing_out(self):
+        canary = {"file": (stat.S_IFREG, 0o644, 1, b"canary")}
+        for swapped in ("to", "to/sub"):
+
+            def reset():
+                if os.path.islink(swapped):
+                    os.remove(swapped)
+                for folder in ("aside", "trap"):
+                    shutil.rmtree(folder, ignore_errors=True)
+                self.write("trap/file", b"canary")
+                os.utime("trap/file", (0, 1))
+                self.old_destination()
+
+            def swap(_):
+                os.rename(swapped, "aside")
+                os.symlink(os.path.join(self.folder, "trap"), swapped)
+
+            with self.program("extract", "sound.bex", "to") as program:
+                for run, context in self.each_run(program, "stop", reset, swap):
+                    with context:
+                        self.assertIn(run.status, (0, 4, 5))
+                        if swapped != "to" or run.call in ("openat2", "write", "mkdirat", "renameat", "fchmod"):
+                            # else the destination is still to be opened, and may be a link
+                            self.assertEqual(tree_below("trap"), canary)
+
+
+def hidden_names():
+    """What an interrupted run may leave: names beside the package, and the copy of its input."""
+    return [name for name in os.listdir() if name.startswith(".bex-")] + ["tmp/" + name for name in os.listdir("tmp")]
+
+
+if __name__ == "__main__":
+    unittest.main()
