@@ -52,10 +52,11 @@ bool staysBelow(const std::vector<std::string>& elements) {
     return !elements.empty();
 }
 
-/// Whether the folder, links followed, stands below the destination.
-bool leadsBelow(const fs::path& folder, const fs::path& destination) {
+/// Whether the path, links followed, stands below the destination. A link that leads nowhere does not.
+bool leadsBelow(const fs::path& path, const fs::path& destination) {
+    boost::system::error_code failure;
     const fs::path root = fs::canonical(destination);
-    const fs::path target = fs::canonical(folder);
+    const fs::path target = fs::canonical(path, failure);
     return std::mismatch(root.begin(), root.end(), target.begin(), target.end()).first == root.end();
 }
 
@@ -78,13 +79,14 @@ fs::path makeDirectories(const fs::path& destination, const std::vector<std::str
     return way.back() / elements.back();
 }
 
-/// Removes what would be written through: links lead elsewhere, other names of a file as well, and a FIFO waits
-/// for a reader. False when it is still there.
-bool clear(const fs::path& path) {
+/// Removes what can't be written through safely: a link out of the destination, a file with another name, which
+/// may stand outside, and a FIFO, which waits for a reader. False when it is still there.
+bool clear(const fs::path& path, const fs::path& destination) {
     boost::system::error_code failure;
     const fs::file_type type = fs::symlink_status(path, failure).type();
     const bool ownFile = type == fs::regular_file && fs::hard_link_count(path, failure) == 1;
-    if (type == fs::file_not_found || type == fs::directory_file || ownFile) {
+    const bool ownLink = type == fs::symlink_file && leadsBelow(path, destination);
+    if (type == fs::file_not_found || type == fs::directory_file || ownFile || ownLink) {
         return true;
     }
     return fs::remove(path, failure);
@@ -96,7 +98,7 @@ void extractFile(const sFileInMemory& file, const fs::path& destination, const s
         return;  // Meant: no error, like any file that can't be written.
     }
     const fs::path path = makeDirectories(destination, elements);
-    if (path.empty() || !clear(path)) {
+    if (path.empty() || !clear(path, destination)) {
         return;
     }
     // The stream keeps a failure to itself; so directories ("a/." and "a/..") are passed over as well.

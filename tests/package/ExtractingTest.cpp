@@ -82,6 +82,26 @@ TEST(Extracting, SkipsWhatItCannotWriteAndWritesTheRest) {
     EXPECT_EQ(dir.read("dest/top/below/b"), bytes);
 }
 
+TEST(Extracting, FollowsLinksThatStayBelowTheDestinationAlone) {
+    const TemporaryDirectory dir;
+    for (const char* path : {"trap/file", "trap/twin", "dest/real/file"}) {
+        dir.write(path, "old");
+    }
+    fs::create_symlink("real", dir / "dest/inside");
+    fs::create_symlink("real/file", dir / "dest/link");
+    fs::create_symlink("../trap", dir / "dest/outside");
+    fs::create_symlink("../trap/file", dir / "dest/away");
+    fs::create_hard_link(dir / "trap/twin", dir / "dest/twin");
+    Package package;
+    for (const char* name : {"inside/new", "link", "outside/file", "away", "twin"}) {
+        package.with(name, name);
+    }
+    package.extract(dir / "dest", "");
+    EXPECT_EQ(dir.read("trap/file") + dir.read("trap/twin"), "oldold");
+    EXPECT_EQ(dir.read("dest/real/new") + dir.read("dest/real/file"), "inside/newlink");
+    EXPECT_EQ(dir.read("dest/away") + dir.read("dest/twin"), "awaytwin");
+}
+
 TEST(Extracting, NeedsADirectoryToWriteTo) {
     const TemporaryDirectory dir;
     Package package;
