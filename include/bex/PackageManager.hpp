@@ -80,12 +80,12 @@ public:
     /// directory `destination`. `topReplacement`, when not empty, takes the place of the first path element of
     /// every name. Modes and times are not restored.
     ///
-    /// An entry that leads out of `destination`, by its name or by a symbolic link that stands on its way, or which
-    /// cannot be written, is silently skipped. A symbolic link within `destination` is followed; under an entry's
-    /// own name a link that leads out, a file with several names, a FIFO and a device are replaced instead of
-    /// written through. Not safe against who changes `destination` meanwhile.
-    /// Throws BexException when `destination` is not a directory, and Boost's error when a directory cannot
-    /// be made; what was written before stays.
+    /// An entry that leads out of `destination`, by its name or by a symbolic link that stands on its way, or
+    /// which cannot be written, is silently skipped. A symbolic link within `destination` is followed; under an
+    /// entry's own name a link that leads out, a file with several names, a FIFO and a device are replaced instead
+    /// of written through. Not safe against who changes `destination` meanwhile. Throws BexException when
+    /// `destination` is not a directory, and Boost's error when a directory cannot be made; what was written
+    /// before stays.
     virtual void extract(const std::string& destination, const std::string& topReplacement) = 0;
 
     /// The extension of package files, without a dot.
