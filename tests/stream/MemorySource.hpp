@@ -9,14 +9,16 @@
 #include <string>
 #include <utility>
 
+#include "bex/stream/StreamError.hpp"
 #include "stream/system/Source.hpp"
 
 namespace bex::test {
 
-/// Reads from bytes in memory, at most `step` of them a call, and counts what was really read.
+/// Reads from bytes in memory, at most `step` of them a call, and counts what was really read. A broken one fails
+/// behind its bytes.
 class MemorySource : public stream::Source {
 public:
-    enum class Kind { seekable, pipe };
+    enum class Kind { seekable, pipe, broken };
 
     explicit MemorySource(std::string bytes, std::size_t step = std::numeric_limits<std::size_t>::max(),
                           Kind kind = Kind::seekable)
@@ -24,6 +26,9 @@ public:
 
     std::size_t read(char* buffer, std::size_t size) override {
         const std::size_t count = std::min({size, step_, bytes_.size() - position_});
+        if (count == 0 && kind_ == Kind::broken) {
+            throw stream::StreamError(stream::ErrorKind::inputOutput, "disk: broken");
+        }
         std::memcpy(buffer, bytes_.data() + position_, count);
         position_ += count;
         bytesRead_ += count;

@@ -2,17 +2,16 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <random>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 
 #include "TemporaryDirectory.hpp"
-#include "bex/stream/StreamError.hpp"
 #include "stream/MemorySource.hpp"
+#include "stream/StringSink.hpp"
 #include "stream/codec/CompressingSink.hpp"
 #include "stream/codec/Decompressor.hpp"
+#include "stream/writer/Building.hpp"
 
 namespace bex::test {
 
@@ -38,27 +37,6 @@ inline std::string noise(std::size_t size, unsigned seed = 1) {
     return bytes;
 }
 
-/// Keeps what is written; from `writesLeft` calls on it fails.
-class StringSink : public stream::Sink {
-public:
-    explicit StringSink(std::size_t writesLeft = static_cast<std::size_t>(-1)) : writesLeft_(writesLeft) {}
-
-    void write(const char* data, std::size_t size) override {
-        if (writesLeft_ == 0) {
-            throw stream::StreamError(stream::ErrorKind::inputOutput, "target: full");
-        }
-        --writesLeft_;
-        ++writes;
-        bytes.append(data, size);
-    }
-
-    std::string bytes;
-    std::size_t writes = 0;
-
-private:
-    std::size_t writesLeft_;
-};
-
 inline std::string compressed(std::string_view data, const stream::CompressionSettings& settings,
                               std::size_t piece = static_cast<std::size_t>(-1)) {
     StringSink out;
@@ -77,31 +55,26 @@ inline std::string blocks(std::string_view data, std::size_t blockBytes, int lev
     return compressed(data, {stream::Compression::gzip, level, 1, blockBytes});
 }
 
-/// All that the decompressor gives; `done` keeps what was there before a failure.
-inline std::string drain(stream::Decompressor& from, std::string* done = nullptr) {
-    std::string bytes;
-    std::string& all = done != nullptr ? *done : bytes;
+/// Adds all that the decompressor gives; keeps what came before a failure.
+inline void drain(stream::Decompressor& from, std::string& into) {
     for (std::string_view chunk = from.next(); !chunk.empty(); chunk = from.next()) {
-        all += chunk;
+        into += chunk;
     }
-    return all;
 }
 
 inline std::string decompressed(const std::string& bytes, stream::Compression compression, unsigned threads = 1,
                                 std::size_t step = static_cast<std::size_t>(-1)) {
     MemorySource source(bytes, step);
-    return drain(*stream::openDecompressor(source, compression, "it", {threads, {}}));
+    std::string all;
+    drain(*stream::openDecompressor(source, compression, "it", {threads, {}}), all);
+    return all;
 }
 
 /// What an independent program makes of `input`; throws when it fails.
 inline std::string piped(const std::string& command, std::string_view input) {
     const TemporaryDirectory folder;
-    const std::string in = folder.write("in", input);
-    const std::string line = "cd '" + folder.path().string() + "' && " + command + " < in > out 2> log";
-    if (std::system(line.c_str()) != 0) {
-        throw std::runtime_error(command + ": " + folder.read("log"));
-    }
-    return folder.read("out");
+    folder.write("in", input);
+    return outputOf("cd '" + folder.path().string() + "' && " + command + " < in");
 }
 
 inline std::string bytesOf(std::string_view hexadecimal) {

@@ -61,37 +61,6 @@ TEST(ControlParagraph, TakesValuesAsTheyStandButForTheBlanksAroundThem) {
     }
 }
 
-TEST(ControlParagraph, RefusesWhatIsNoParagraphByLineAndColumn) {
-    const struct {
-        std::string text;
-        const char* failure;
-    } cases[] = {
-        {"", "1:1: there is no field"},
-        {"\n#only\n", "2:1: there is no field"},
-        {" a\n", "1:1: a continuation line before the first field"},
-        {"Xa: b\nXyz\n", "2:4: a line without a colon is no field"},
-        {"Xa: b\n: c\n", "2:1: a field has no name"},
-        {"-Xa: b\n", "1:1: a field name begins with \"-\""},
-        {"X a: b\n", "1:2: a field name holds \" \""},
-        {"Xa : b\n", "1:3: a field name holds \" \""},
-        {"X\xC3\xA9: b\n", "1:2: a field name holds \"\\xc3\""},
-        {"X\x7F: b\n", "1:2: a field name holds \"\\x7f\""},
-        {"Xa: b\nYa: c\nxA: d\n", "3:1: the field \"xA\" stands in line 1 already"},
-        {"Xa: b\n\nYa: c\n", "3:1: a second paragraph"},
-        {"Xa: b\n\n c\n", "3:1: a second paragraph"},
-        {"Xa: b\n \t\n c\n",
-         "2:1: a line of blanks alone, which some take for the paragraph's end and some for its "
-         "damage"},
-        {"Xa: b\n c\0d\n"s, "2:3: a NUL"},
-        {"#\0\n"s, "1:2: a NUL"},
-        {"Xa: b\rc\r\n", "1:6: a carriage return inside a line"},
-    };
-    for (const auto& c : cases) {
-        EXPECT_EQ(failureOf([&] { ControlParagraph::parse(c.text, "p.bex: control"); }),
-                  "p.bex: control:"s + c.failure);
-    }
-}
-
 TEST(ControlParagraph, KeepsEveryValueThatItTakes) {
     const struct {
         std::string value;

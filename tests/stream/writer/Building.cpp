@@ -1,20 +1,20 @@
 #include "stream/writer/Building.hpp"
 
 #include <algorithm>
-#include <array>
-#include <cstdio>
+#include <cstdlib>
 #include <filesystem>
-#include <memory>
+#include <stdexcept>
+
+#include "stream/StringSink.hpp"
 
 namespace bex::test {
 
 stream::PackageWriter soundWriter(stream::System& system) {
     stream::PackageWriter writer(system);
-    writer.control().set("Package", "tool");
-    writer.control().set("Version", "1.0");
-    writer.control().set("Architecture", "all");
-    writer.control().set("Maintainer", "Ann Lee <ann@example.org>");
-    writer.control().set("Description", "a tool\nand its manual");
+    writer.control() = stream::ControlParagraph::parse(
+        "Package: tool\nVersion: 1.0\nArchitecture: all\nMaintainer: Ann Lee <ann@example.org>\n"
+        "Description: a tool\n and its manual\n",
+        "control");
     return writer;
 }
 
@@ -27,26 +27,18 @@ stream::WriteOptions datedOptions() {
 
 std::string written(const stream::PackageWriter& writer, const TemporaryDirectory& folder,
                     const stream::WriteOptions& options) {
-    PackageSink sink;
+    StringSink sink;
     writer.write(sink, folder.path().string(), options);
     return sink.bytes;
 }
 
 std::string outputOf(const std::string& command) {
-    struct Close {
-        void operator()(FILE* pipe) const { pclose(pipe); }
-    };
-    const std::string whole = "{ export LC_ALL=C TZ=UTC; " + command + "; } 2>&1";
-    std::unique_ptr<FILE, Close> pipe(popen(whole.c_str(), "r"));
-    std::string output;
-    std::array<char, 4096> block{};
-    while (const std::size_t count = fread(block.data(), 1, block.size(), pipe.get())) {
-        output.append(block.data(), count);
+    const TemporaryDirectory folder;
+    const std::string log = folder / "log";
+    if (std::system(("{ export LC_ALL=C TZ=UTC; " + command + "; } >" + log + " 2>&1").c_str()) != 0) {
+        throw std::runtime_error(command + " failed: " + folder.read("log"));
     }
-    if (pclose(pipe.release()) != 0) {
-        throw std::runtime_error(command + " failed: " + output);
-    }
-    return output;
+    return folder.read("log");
 }
 
 std::vector<std::string> namesIn(const std::string& folder) {

@@ -1,33 +1,13 @@
 #pragma once
 
-#include <cstddef>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "TemporaryDirectory.hpp"
 #include "bex/stream/PackageWriter.hpp"
-#include "bex/stream/Sink.hpp"
 #include "stream/system/System.hpp"
 
 namespace bex::test {
-
-/// Keeps what is written, and fails at the write of that number (from 1; 0: never).
-class PackageSink : public stream::Sink {
-public:
-    explicit PackageSink(std::size_t failingWrite = 0) : failingWrite_(failingWrite) {}
-    void write(const char* data, std::size_t size) override {
-        if (++writes_ == failingWrite_) {
-            throw std::runtime_error("the sink is full");
-        }
-        bytes.append(data, size);
-    }
-    std::string bytes;
-
-private:
-    std::size_t failingWrite_;
-    std::size_t writes_ = 0;
-};
 
 /// A writer whose control paragraph is sound.
 stream::PackageWriter soundWriter(stream::System& system = stream::System::real());

@@ -26,21 +26,18 @@ public:
         folder.write("tree/sub/file", "0123456789");
         folder.write("elsewhere/file", "0123456789");
         folder.write("packages/tool.bex", "old");
-        fs::create_hard_link(folder / "tree/sub/file", folder / "tree/sub/second");
-        setTime(1000);
+        fs::create_hard_link(file, folder / "tree/sub/second");
+        setTime();
         writer.addTree(folder / "tree");
     }
 
-    void setTime(time_t seconds) {
-        const timespec times[] = {{seconds, 0}, {seconds, 0}};
+    void setTime() {
+        const timespec times[] = {{1000, 0}, {1000, 0}};
         utimensat(AT_FDCWD, file.c_str(), times, 0);
     }
 
-    std::string failure() {
-        return failureOf([&] { writer.write(folder / "packages/tool.bex"); });
-    }
-
-    void expectOldPackage() {
+    void expectFailure(const std::string& reason) {
+        EXPECT_EQ(failureOf([&] { writer.write(folder / "packages/tool.bex"); }), folder / "tree/sub/" + reason);
         EXPECT_EQ(folder.read("packages/tool.bex"), "old");
         EXPECT_THAT(namesIn(folder / "packages"), ElementsAre("tool.bex"));
     }
@@ -52,115 +49,91 @@ public:
 };
 
 struct Change {
-    const char* name;
-    std::function<void(const TemporaryDirectory& folder, const std::string& file)> make;
-    std::string reason;
-};
-const Change kChangesBefore[] = {
-    {"vanishes", [](auto&, auto& file) { fs::remove(file); }, ": can't open it: No such file or directory"},
-    {"shrinks", [](auto&, auto& file) { fs::resize_file(file, 9); }, ": shrank after it was listed"},
-    {"grows", [](auto&, auto& file) { fs::resize_file(file, 11); }, ": grew after it was listed"},
-    {"sameSize", [](auto& folder, auto&) { folder.write("tree/sub/file", "9876543210"); },
-     ": changed after it was listed"},
-    {"mode", [](auto&, auto& file) { chmod(file.c_str(), 0601); }, ": changed its mode after it was listed"},
-    {"replaced", [](auto& folder, auto& file) { fs::rename(folder / "elsewhere/file", file); },
-     ": was replaced after it was listed"},
-    {"symlink",
-     [](auto& folder, auto& file) {
-         fs::rename(file, folder / "moved");
-         fs::create_symlink(folder / "moved", file);  // even to the very file that was listed
-     },
-     ": is no regular file any more"},
-    {"fifo",
-     [](auto&, auto& file) {
-         fs::remove(file);
-         mkfifo(file.c_str(), 0644);
-     },
-     ": is no regular file any more"},
-    {"directory",
-     [](auto&, auto& file) {
-         fs::remove(file);
-         fs::create_directory(file);
-     },
-     ": is no regular file any more"},
-    {"parent",
-     [](auto& folder, auto& file) {
-         fs::rename(fs::path(file).parent_path(), folder / "moved");
-         fs::create_symlink("../elsewhere", fs::path(file).parent_path());
-     },
-     ": was replaced after it was listed"},
+    const char* reason;
+    std::function<void(Sources& sources, const std::string& file)> make;
 };
 
 TEST(SourcesOfAWriter, ThatChangeBeforeTheyAreReadAreErrors) {
-    for (const Change& change : kChangesBefore) {
-        SCOPED_TRACE(change.name);
-        Sources sources;
-        change.make(sources.folder, sources.file);
-        EXPECT_EQ(sources.failure(), sources.file + change.reason);
-        sources.expectOldPackage();
+    const Change changes[] = {
+        {"can't open it: No such file or directory", [](auto&, auto& file) { fs::remove(file); }},
+        {"shrank after it was listed", [](auto&, auto& file) { fs::resize_file(file, 9); }},
+        {"grew after it was listed", [](auto&, auto& file) { fs::resize_file(file, 11); }},
+        {"changed after it was listed", [](auto& s, auto&) { s.folder.write("tree/sub/file", "9876543210"); }},
+        {"changed its mode after it was listed", [](auto&, auto& file) { chmod(file.c_str(), 0601); }},
+        {"was replaced after it was listed",
+         [](auto& s, auto& file) { fs::rename(s.folder / "elsewhere/file", file); }},
+        {"is no regular file any more",
+         [](auto& s, auto& file) {
+             fs::rename(file, s.folder / "moved");
+             fs::create_symlink(s.folder / "moved", file);  // even to the very file that was listed
+         }},
+        {"is no regular file any more",
+         [](auto&, auto& file) {
+             fs::remove(file);
+             mkfifo(file.c_str(), 0644);
+         }},
+        {"is no regular file any more",
+         [](auto&, auto& file) {
+             fs::remove(file);
+             fs::create_directory(file);
+         }},
+        {"was replaced after it was listed",
+         [](auto& s, auto& file) {
+             fs::rename(fs::path(file).parent_path(), s.folder / "moved");
+             fs::create_symlink("../elsewhere", fs::path(file).parent_path());
+         }},
+    };
+    for (const Change& change : changes) {
+        for (const bool isSingle : {false, true}) {
+            Sources sources;
+            if (isSingle) {
+                sources.writer = soundWriter(sources.system);
+                sources.writer.addFile(sources.file, "single");
+            }
+            change.make(sources, sources.file);
+            sources.expectFailure(std::string("file: ") + change.reason);
+        }
     }
 }
 
-/// Acts until the file's change time is another: a clock may tick only every few milliseconds.
-void untilTimeMoves(const std::string& file, const std::function<void()>& act) {
+/// Changes the file and sets its time back, until its change time is another: a clock may tick only every few
+/// milliseconds.
+void changeInSecret(Sources& sources, const std::string& file) {
     struct stat before {};
     struct stat after {};
     stat(file.c_str(), &before);
     do {
-        act();
+        std::fstream(file, std::ios::in | std::ios::out) << "987";
+        sources.setTime();
         stat(file.c_str(), &after);
     } while (before.st_ctim.tv_sec == after.st_ctim.tv_sec && before.st_ctim.tv_nsec == after.st_ctim.tv_nsec);
 }
 
-const Change kChangesWhileRead[] = {
-    {"shrinks", [](auto&, auto& file) { fs::resize_file(file, 9); }, ": shrank while it was read"},
-    {"empties", [](auto&, auto& file) { fs::resize_file(file, 0); }, ": shrank while it was read"},
-    {"grows", [](auto&, auto& file) { fs::resize_file(file, 11); }, ": grew while it was read"},
-    {"sameSizeAndTime",
-     [](auto&, auto& file) {
-         untilTimeMoves(file, [&] {
-             std::fstream(file, std::ios::in | std::ios::out) << "987";
-             const timespec times[] = {{1000, 0}, {1000, 0}};
-             utimensat(AT_FDCWD, file.c_str(), times, 0);
-         });
-     },
-     ": changed while it was read"},
-};
-
-TEST(SourcesOfAWriter, SingleFilesAreHeldAgainstTheListToo) {
-    for (const Change& change : kChangesBefore) {
-        SCOPED_TRACE(change.name);
-        Sources sources;
-        sources.writer = soundWriter(sources.system);
-        sources.writer.addFile(sources.file, "single");
-        change.make(sources.folder, sources.file);
-        EXPECT_EQ(sources.failure(), sources.file + change.reason);
-        sources.expectOldPackage();
-    }
-}
-
 TEST(SourcesOfAWriter, ThatChangeWhileTheyAreReadAreErrors) {
-    for (const Change& change : kChangesWhileRead) {
-        SCOPED_TRACE(change.name);
+    const Change changes[] = {
+        {"shrank while it was read", [](auto&, auto& file) { fs::resize_file(file, 9); }},
+        {"shrank while it was read", [](auto&, auto& file) { fs::resize_file(file, 0); }},
+        {"grew while it was read", [](auto&, auto& file) { fs::resize_file(file, 11); }},
+        {"changed while it was read", changeInSecret},
+    };
+    for (const Change& change : changes) {
         Sources sources;
         sources.system.watch([&, done = false](const std::string& call, std::size_t) mutable {
             if (call == "read" && !std::exchange(done, true)) {
-                change.make(sources.folder, sources.file);
+                change.make(sources, sources.file);
             }
         });
-        EXPECT_EQ(sources.failure(), sources.file + change.reason);
-        sources.expectOldPackage();
+        sources.expectFailure(std::string("file: ") + change.reason);
     }
 }
 
 TEST(SourcesOfAWriter, FurtherNamesOfAFileMustStillLeadToIt) {
     Sources sources;
     fs::remove(sources.folder / "tree/sub/second");
-    sources.setTime(1000);
-    EXPECT_EQ(sources.failure(), sources.folder / "tree/sub/second: can't open it: No such file or directory");
+    sources.setTime();
+    sources.expectFailure("second: can't open it: No such file or directory");
     sources.folder.write("tree/sub/second", "0123456789");
-    EXPECT_EQ(sources.failure(), sources.folder / "tree/sub/second: was replaced after it was listed");
-    sources.expectOldPackage();
+    sources.expectFailure("second: was replaced after it was listed");
 }
 
 TEST(SourcesOfAWriter, ADirectoryThatIsReplacedDuringTheScanIsNoticed) {

@@ -46,3 +46,11 @@ crafted() {
 cut_to() {
     head -c "$1" "$2" >cut.bex
 }
+
+# FIELD VALUE...: tells what keeps a package from having that field, for each value.
+took() {
+    mkdir -p none
+    for value in "${@:2}"; do
+        bex build none none.bex "${fields[@]}" --field "$1=$value" >/dev/null
+    done
+}
