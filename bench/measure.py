@@ -1,0 +1,120 @@
+"""Runs whole programs, in turn, and compares what they cost."""
+
+import os
+import shutil
+import statistics
+import subprocess
+from dataclasses import dataclass, field
+from pathlib import Path
+from typing import Callable, Optional
+
+
+@dataclass
+class Sample:
+    elapsed: float  # seconds
+    cpu: float  # seconds, of all threads and children
+    peak: float  # MiB
+    size: int = 0  # bytes of output
+
+
+@dataclass
+class Contender:
+    name: str
+    command: list
+    output: Optional[Path] = None  # file or folder that the command makes; removed before each run
+    repeat: int = 1  # runs for one sample, for what is over in a blink
+    before: Callable = lambda: None  # makes ready, untimed
+    samples: list = field(default_factory=list)
+
+    def median(self, what):
+        return statistics.median(getattr(sample, what) for sample in self.samples)
+
+
+@dataclass
+class Ratio:
+    """Of two contenders, round by round: the two of a pair ran one right after the other."""
+
+    median: float
+    low: float
+    high: float
+
+    def __str__(self):
+        return f"{self.median:.2f} ({self.low:.2f}-{self.high:.2f})"
+
+
+def ratio(contender, reference, what):
+    pairs = [getattr(a, what) / getattr(b, what) for a, b in zip(contender.samples, reference.samples)]
+    return Ratio(statistics.median(pairs), min(pairs), max(pairs))
+
+
+def remove(path):
+    if path is None or not os.path.lexists(path):
+        return
+    if path.is_dir():
+        # What was extracted may lack permissions.
+        subprocess.run(["chmod", "-R", "u+rwx", str(path)], check=True)
+        shutil.rmtree(path)
+    else:
+        path.unlink()
+
+
+def _lines_of(command):
+    done = subprocess.run(command, capture_output=True, text=True, check=False)
+    if done.returncode != 0:
+        raise SystemExit(f"bench: {' '.join(map(str, command))}: status {done.returncode}\n{done.stderr}")
+    return [line.split() for line in done.stdout.splitlines()]
+
+
+class Programs:
+    """The helpers that stand in the build's folder, and the command itself."""
+
+    def __init__(self, build):
+        self.bex = build / "tool/bex"
+        self._run = build / "bench/bex_bench_run"
+        self._floors = build / "bench/bex_bench_floors"
+        self._object = build / "bench/bex_bench_object"
+        for program in (self.bex, self._run, self._floors, self._object):
+            if not program.exists():
+                raise SystemExit(f"bench: {program} is missing: build the preset \"release\", or name another --build")
+
+    def run(self, contender):
+        """One sample, of what stands in the page cache; the disk is let settle first."""
+        remove(contender.output)
+        contender.before()
+        os.sync()
+        rows = _lines_of([self._run, str(contender.repeat), *contender.command])
+        for _, _, _, status in rows:
+            if status != "0":
+                raise SystemExit(f"bench: {' '.join(map(str, contender.command))}: exit status {status}")
+        output = contender.output
+        size = output.stat().st_size if output is not None and output.is_file() else 0
+        return Sample(
+            statistics.median(float(row[0]) for row in rows),
+            statistics.mean(float(row[1]) for row in rows),  # the kernel counts in ticks that a short run is below
+            max(int(row[2]) for row in rows) / 1024,
+            size,
+        )
+
+    def race(self, contenders, rounds):
+        """All of them once in each round, every round beginning with another one."""
+        for i in range(rounds):
+            for j in range(len(contenders)):
+                contender = contenders[(i + j) % len(contenders)]
+                contender.samples.append(self.run(contender))
+        return contenders
+
+    def floor(self, *arguments, rounds=3):
+        """Medians of a floor: elapsed and CPU seconds; and its bytes."""
+        rows = []
+        for _ in range(rounds):
+            rows += _lines_of([self._floors, *map(str, arguments)])
+        return Sample(
+            statistics.median(float(row[0]) for row in rows),
+            statistics.median(float(row[1]) for row in rows),
+            0,
+            int(rows[0][2]),
+        )
+
+    def object_library(self, tree):
+        """Rows of WORK, our CPU seconds and libarchive's own."""
+        return [(row[0], int(row[1]), float(row[2]), float(row[3])) for row in _lines_of([self._object, tree])]

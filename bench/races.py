@@ -1,0 +1,355 @@
+"""What is measured: each work with its peers, its floors and its aims."""
+
+import os
+import subprocess
+import tarfile
+from dataclasses import dataclass, field
+from pathlib import Path
+
+import corpora
+from measure import Contender, ratio, remove
+
+REFERENCE = "dpkg-deb"
+
+
+@dataclass
+class Table:
+    """Contenders of one race, beside the reference among them, and the floors measured in the same run."""
+
+    title: str
+    contenders: list
+    reference: str
+    floors: list = field(default_factory=list)  # (what, Sample)
+
+    def named(self, name):
+        return next(contender for contender in self.contenders if contender.name == name)
+
+    def ratio(self, name, what, reference=None):
+        return ratio(self.named(name), self.named(reference or self.reference), what)
+
+
+@dataclass
+class Aim:
+    work: str
+    aim: str
+    measured: str
+    met: bool
+
+
+@dataclass
+class Growth:
+    """Seconds by size, both growing by tens."""
+
+    name: str
+    unit: str
+    points: list  # (size, CPU seconds, peak MiB)
+
+    def exponent(self):
+        """Of the last step: 1 is linear."""
+        (small, before, _), (large, after, _) = self.points[-2:]
+        import math
+
+        return math.log(after / before) / math.log(large / small)
+
+
+class Bench:
+    def __init__(self, programs, folder, quick):
+        self.programs = programs
+        self.folder = folder
+        self.quick = quick
+        self.rounds = 2 if quick else 3
+        share = 0.15 if quick else 1.0
+        self.trees = {name: corpora.make(folder, name, share) for name in corpora.CORPORA}
+        self.tables = []
+        self.aims = []
+        self.growths = []
+        self.peaks = []  # (work, corpus, MiB)
+        self.objects = []
+
+    # --- bookkeeping
+
+    def add(self, table):
+        self.tables.append(table)
+        return table
+
+    def hold(self, work, aim, value, limit, at_least=False):
+        """Holds the median of a ratio against its aim."""
+        met = value.median >= limit if at_least else value.median <= limit
+        self.aims.append(Aim(work, f"{'at least' if at_least else 'at most'} {aim}", str(value), met))
+
+    def hold_speed(self, work, table, name, limit, reference=None):
+        """How many times as fast as the reference."""
+        value = ratio(table.named(reference or table.reference), table.named(name), "elapsed")
+        self.hold(f"{work}: times as fast", f"{limit}", value, limit, at_least=True)
+
+    def warm(self, path):
+        """Brings what is about to be read into the page cache, however it was used before."""
+        subprocess.run(f"find '{path}' -type f -print0 | xargs -0 cat > /dev/null", shell=True, check=True)
+
+    def contender(self, name, command, output=None, source=None, repeat=1):
+        before = (lambda: self.warm(source)) if source is not None else (lambda: None)
+        return Contender(name, [str(part) for part in command], output, repeat, before)
+
+    def bex(self, *arguments):
+        return [self.programs.bex, *arguments]
+
+    def package(self, name):
+        return self.folder / name
+
+    # --- building
+
+    def builders(self, corpus):
+        tree = self.trees[corpus]
+
+        def entry(name, suffix, make):
+            output = self.package(f"{corpus}{suffix}")
+            return self.contender(name, make(output), output, tree)
+
+        def dpkg(kind, level):
+            return lambda out: ["dpkg-deb", f"-Z{kind}", f"-z{level}", "--root-owner-group", "-b", tree, out]
+
+        def bex(*options):
+            return lambda out: self.bex("build", "-q", *options, tree, out)
+
+        def tar_and_ar(gzip):
+            return lambda out: ["sh", "-c", f"""
+                set -e; rm -rf '{out}.parts'; mkdir '{out}.parts'
+                tar -C '{tree}' --sort=name --owner=0 --group=0 --exclude=./DEBIAN -cf - . | {gzip} -6 > '{out}.parts/data.tar.gz'
+                tar -C '{tree}/DEBIAN' --owner=0 --group=0 -cf - . | {gzip} -6 > '{out}.parts/control.tar.gz'
+                cd '{out}.parts'; echo 2.0 > debian-binary; ar rc '{out}' debian-binary control.tar.gz data.tar.gz
+                rm -r '{out}.parts'"""]
+
+        gzip = "pigz" if subprocess.run(["sh", "-c", "command -v pigz"], capture_output=True).returncode == 0 else "gzip"
+        bsdtar = lambda out: ["bsdtar", "-C", tree, "--exclude", "./DEBIAN", "--uid", "0", "--gid", "0", "-czf", out, "."]
+        return [
+            entry(REFERENCE, ".deb", dpkg("gzip", 6)),
+            entry("bex", ".bex", bex()),
+            entry("bex --level 1", ".fast.bex", bex("--level", "1")),
+            entry(f"tar, {gzip}, ar", ".tar.bex", tar_and_ar(gzip)),
+            entry("bsdtar (payload alone)", ".tar.gz", bsdtar),
+            entry("dpkg-deb -Zzstd -z3", ".zst.deb", dpkg("zstd", 3)),
+            entry("bex --compression zstd", ".zst.bex", bex("--compression", "zstd")),
+        ]
+
+    def tar_of(self, corpus):
+        path = self.package(f"{corpus}.tar")
+        if not path.exists():
+            tree = self.trees[corpus]
+            subprocess.run(["tar", "-C", tree, "--exclude=./DEBIAN", "-cf", path, "."], check=True)
+        return path
+
+    def build_floors(self, corpus):
+        tar = self.tar_of(corpus)
+        floor = self.programs.floor
+        rounds = 1 if self.quick else 2
+        return [
+            ("reading the tree", floor("read", self.trees[corpus])),
+            ("MD5 of the payload", floor("md5", tar, rounds=rounds)),
+            ("libdeflate, level 6, 512 KiB blocks, 2 threads", floor("deflate", tar, 6, 512 << 10, 2, rounds=rounds)),
+            ("libdeflate, level 6, 4 MiB blocks, 2 threads", floor("deflate", tar, 6, 4 << 20, 2, rounds=rounds)),
+            ("libdeflate, level 7, 512 KiB blocks, 2 threads", floor("deflate", tar, 7, 512 << 10, 2, rounds=rounds)),
+            ("zlib, level 6, one stream", floor("zlib", tar, 6, rounds=1)),
+        ]
+
+    def build(self, corpus):
+        table = Table(f"Build {corpus}", self.programs.race(self.builders(corpus), self.rounds), REFERENCE)
+        table.floors = self.build_floors(corpus)
+        self.add(table)
+        work = f"build {corpus}"
+        if corpus == "C3":
+            codec = next(sample for what, sample in table.floors if "level 6, 512" in what)
+            self.hold_floor(f"{work}: of the floor (libdeflate alone), CPU", table.named("bex"), codec.cpu, 0.8)
+        else:
+            self.hold_speed(work, table, "bex", 4)
+            self.hold(f"{work}: CPU seconds", "0.47", table.ratio("bex", "cpu"), 0.47)
+            self.hold(f"{work}: size", "1.00", table.ratio("bex", "size"), 1.0)
+            self.hold_speed(f"{work}, --level 1", table, "bex --level 1", 8)
+            self.hold(f"{work}, --level 1: size", "1.15", table.ratio("bex --level 1", "size"), 1.15)
+        zstd = "dpkg-deb -Zzstd -z3"
+        self.hold_speed(f"{work}, zstd", table, "bex --compression zstd", 1, zstd)
+        self.hold(f"{work}, zstd: size", "1.00", table.ratio("bex --compression zstd", "size", zstd), 1.0)
+
+    def hold_floor(self, work, contender, floor, limit):
+        share = floor / contender.median("cpu")
+        self.aims.append(Aim(work, f"at least {limit}", f"{share:.2f}", share >= limit))
+
+    # --- reading
+
+    def extract(self, corpus, maker, speed):
+        package = self.package(f"{corpus}.{'bex' if maker == 'bex' else 'deb'}")
+        to = self.folder / "extracted"
+        unpack = f"mkdir '{to}' && bsdtar -xOf '{package}' data.tar.gz | bsdtar -xpf - -C '{to}'"
+        contenders = [
+            self.contender(REFERENCE, ["dpkg-deb", "-x", package, to], to, package),
+            self.contender("bex", self.bex("extract", "-q", package, to), to, package),
+            self.contender("bsdtar", ["sh", "-c", unpack], to, package),
+        ]
+        table = Table(f"Extract {corpus}, made by {maker}", self.programs.race(contenders, self.rounds + 2), REFERENCE)
+        for _ in range(self.rounds):
+            remove(to)
+            os.sync()
+            table.floors.append(("", self.programs.floor("write", self.trees[corpus], to, rounds=1)))
+        remove(to)
+        middle = sorted(table.floors, key=lambda floor: floor[1].elapsed)[len(table.floors) // 2][1]
+        table.floors = [("writing the files from memory", middle)]
+        if maker == "bex":
+            inflate = self.programs.floor("inflate", self.tar_of(corpus), 6, 512 << 10, 2, rounds=2)
+            table.floors.append(("libdeflate's unpacking, 2 threads", inflate))
+        self.add(table)
+        self.hold_speed(f"extract {corpus}, made by {maker}", table, "bex", speed)
+
+    def look(self, corpus, maker, speed):
+        package = self.package(f"{corpus}.{'bex' if maker == 'bex' else 'deb'}")
+        contenders = [
+            self.contender(REFERENCE + " -c", ["dpkg-deb", "-c", package], None, package),
+            self.contender("bex list", self.bex("list", package), None, package),
+            self.contender("bsdtar -t", ["sh", "-c", f"bsdtar -xOf '{package}' data.tar.gz | bsdtar -tf -"], None, package),
+            self.contender("bex verify", self.bex("verify", package), None, package),
+        ]
+        table = Table(f"List and verify {corpus}, made by {maker}", self.programs.race(contenders, self.rounds + 2),
+                      REFERENCE + " -c")
+        self.add(table)
+        self.hold_speed(f"list {corpus}, made by {maker}", table, "bex list", speed)
+        if maker == "bex":
+            inflate = self.programs.floor("inflate", self.tar_of(corpus), 6, 512 << 10, 2, rounds=2)
+            md5 = self.programs.floor("md5", self.tar_of(corpus), rounds=2)
+            table.floors = [("libdeflate's unpacking, 2 threads", inflate), ("MD5 of the payload", md5)]
+            self.hold_floor(f"verify {corpus}: of the floor (unpacking and MD5), CPU", table.named("bex verify"),
+                            inflate.cpu + md5.cpu, 1.0)
+
+    # --- starting up
+
+    def sparse_package(self):
+        """A package of almost 10 GB, the most that ar can tell, that takes no room on the disk: its payload is one
+        file that is all hole."""
+        path = self.package("10gb.bex")
+        small = self.package("C4.bex").read_bytes()
+        control = int(small[72 + 48:72 + 58])
+        head = small[:132 + control + control % 2]
+        size = 9_999_000_000
+        entry = tarfile.TarInfo("./zeros")
+        entry.size = size
+        member = 512 + (size + 511) // 512 * 512 + 1024
+        header = f"{'data.tar':<16}{0:<12}{0:<6}{0:<6}{100644:<8}{member:<10}`\n".encode()
+        with open(path, "wb") as file:
+            file.write(head + header + entry.tobuf(tarfile.GNU_FORMAT))
+            file.truncate(len(head) + 60 + member)
+        return path
+
+    def start_up(self):
+        small = self.package("C4.bex")
+        subprocess.run(self.bex("build", "-q", self.trees["C4"], small), check=True)
+        large = self.sparse_package()
+        repeat = 20
+        contenders = [
+            self.contender(REFERENCE + " -f", ["dpkg-deb", "-f", small, "Version"], repeat=repeat),
+            self.contender("bex field", self.bex("field", small, "Version"), repeat=repeat),
+            self.contender("bex info", self.bex("info", small), repeat=repeat),
+            self.contender("bex list", self.bex("list", small), repeat=repeat),
+            self.contender(REFERENCE + " -f, 10 GB", ["dpkg-deb", "-f", large, "Version"], repeat=repeat),
+            self.contender("bex field, 10 GB", self.bex("field", large, "Version"), repeat=repeat),
+        ]
+        table = self.add(Table("C4: start-up", self.programs.race(contenders, 5), REFERENCE + " -f"))
+        for name in ("bex field", "bex info", "bex list"):
+            self.hold(f"{name} C4: elapsed", "1.00", table.ratio(name, "elapsed"), 1.0)
+        self.hold("bex field of 10 GB: elapsed", "1.00",
+                  table.ratio("bex field, 10 GB", "elapsed", REFERENCE + " -f, 10 GB"), 1.0)
+
+    # --- memory and growth
+
+    def peak(self, work, corpus, *arguments, output=None):
+        sample = self.programs.run(self.contender(work, self.bex(*arguments, "--threads", "2"), output))
+        self.peaks.append((work, corpus, sample.peak))
+
+    def memory_of(self, corpus, tree):
+        package = self.package(f"{corpus}.peak.bex")
+        to = self.folder / "extracted"
+        self.peak("build --compression zstd", corpus, "build", "-q", "--compression", "zstd", tree, package, output=package)
+        self.peak("extract, zstd", corpus, "extract", "-q", package, to, output=to)
+        remove(to)
+        self.peak("build", corpus, "build", "-q", tree, package, output=package)
+        self.peak("extract", corpus, "extract", "-q", package, to, output=to)
+        remove(to)
+        self.peak("list", corpus, "list", package)
+        self.peak("verify", corpus, "verify", package)
+        remove(package)
+
+    def memory(self):
+        self.memory_of("C2", self.trees["C2"])
+        self.memory_of("C3", self.trees["C3"])
+        if not self.quick:
+            self.memory_of("10 GB", self.hole_tree())
+        worst = max(self.peaks, key=lambda peak: peak[2])
+        self.aims.append(Aim(f"peak memory, 2 threads ({worst[0]}, {worst[1]})", "less than 32 MiB",
+                             f"{worst[2]:.1f} MiB", worst[2] < 32))
+
+    def hole_tree(self):
+        """10 GB that take no room on the disk."""
+        tree = self.folder / "10gb"
+        if not tree.exists():
+            tree.mkdir()
+            for i in range(10):
+                with open(tree / f"zeros-{i}", "wb") as file:
+                    file.truncate(10**9)
+            corpora.add_control(tree, sums=False)
+        return tree
+
+    def grow(self, name, unit, sizes, make):
+        build = Growth(f"build, {name}", unit, [])
+        read = Growth(f"list, {name}", unit, [])
+        package = self.package("growth.bex")
+        for size in sizes:
+            tree = self.folder / "growth"
+            remove(tree)
+            tree.mkdir()
+            make(tree, size)
+            corpora.add_control(tree, sums=False)
+            for growth, command, output in ((build, ["build", "-q", tree, package], package), (read, ["list", package], None)):
+                sample = self.programs.run(self.contender("", self.bex(*command), output, None, 3 if size < 10**5 else 1))
+                growth.points.append((size, sample.cpu, sample.peak))
+            remove(tree)
+        remove(package)
+        self.growths += [build, read]
+        for growth in (build, read):
+            power = growth.exponent()
+            self.aims.append(Aim(f"growth of {growth.name}: exponent of the last step", "about 1 (up to 1.1)", f"{power:.2f}",
+                                 power <= 1.1))
+
+    def growth(self):
+        bytes_source = self.tar_of("C2")
+
+        def fill_bytes(tree, size):
+            with open(tree / "file", "wb") as out:
+                while out.tell() < size:
+                    with open(bytes_source, "rb") as piece:
+                        while out.tell() < size and (data := piece.read(min(1 << 20, size - out.tell()))):
+                            out.write(data)
+
+        def fill_entries(tree, count):
+            for folder in range(0, count - 1, 1000):  # a folder is an entry, as is the root
+                parent = os.path.join(tree, f"folder-{folder:07}")
+                os.mkdir(parent)
+                for i in range(min(999, count - 2 - folder)):
+                    os.close(os.open(f"{parent}/file-{folder + i:07}", os.O_WRONLY | os.O_CREAT, 0o644))
+
+        self.grow("by bytes", "bytes", [10**6, 10**7, 10**8] + ([] if self.quick else [10**9]), fill_bytes)
+        self.grow("by entries", "entries", [10**3, 10**4] + ([] if self.quick else [10**5, 10**6]), fill_entries)
+
+    def object_library(self):
+        for work, entries, ours, theirs in self.programs.object_library(self.folder):
+            self.objects.append((work, entries, ours, theirs))
+            self.aims.append(Aim(f"object library, {work} of {entries} entries: CPU of libarchive's own", "at most 1.10",
+                                 f"{ours / theirs:.2f}", ours <= 1.10 * theirs))
+
+    def run(self):
+        for corpus in ("C1", "C2", "C3"):
+            self.build(corpus)
+        for corpus, maker, speed in (("C1", "bex", 2.2), ("C2", "bex", 3), ("C3", "bex", 2.5), ("C1", REFERENCE, 2),
+                                     ("C2", REFERENCE, 2.5)):
+            self.extract(corpus, maker, speed)
+        for corpus, maker, speed in (("C1", "bex", 5), ("C2", "bex", 5), ("C1", REFERENCE, 3), ("C2", REFERENCE, 3)):
+            self.look(corpus, maker, speed)
+        self.start_up()
+        self.object_library()
+        self.memory()
+        self.growth()
