@@ -23,6 +23,7 @@ struct Field {
 };
 
 constexpr Field kName{"name", 0, 100};
+constexpr Field kMode{"mode", 100, 8};
 constexpr Field kSize{"size", 124, 12};
 constexpr Field kChecksum{"checksum", 148, 8};
 constexpr std::size_t kType = 156;
@@ -34,7 +35,7 @@ constexpr std::size_t kSparseContinues = 482;
 constexpr std::size_t kSparseBlockContinues = 504;
 
 /// Those that do not matter here, but that every reader has to understand alike.
-constexpr Field kNumbers[] = {{"mode", 100, 8}, {"owner", 108, 8}, {"group", 116, 8}, {"time", 136, 12}};
+constexpr Field kNumbers[] = {{"owner", 108, 8}, {"group", 116, 8}, {"time", 136, 12}};
 
 /// Octal digits between optional blanks, or nothing but NULs for 0.
 std::optional<std::uint64_t> parseOctal(std::string_view field) {
@@ -80,25 +81,24 @@ bool isBase256(std::string_view field) {
                 std::string("header with a malformed ") + field.name + ": " + quotedName(std::string(bytes)));
 }
 
-void checkNumber(const Field& field, std::string_view block, const Faults& faults) {
+/// Below zero is beyond 2^63.
+std::uint64_t numberIn(const Field& field, std::string_view block, const Faults& faults) {
     const std::string_view bytes = field.in(block);
-    if (!(isBase256(bytes) ? parseBase256(bytes).has_value() : parseOctal(bytes).has_value())) {
-        failField(field, bytes, faults);
+    if (!isBase256(bytes)) {
+        const std::optional<std::uint64_t> number = parseOctal(bytes);
+        return number ? *number : (failField(field, bytes, faults), 0);
     }
+    const std::optional<std::int64_t> number = parseBase256(bytes);
+    return number ? static_cast<std::uint64_t>(*number) : (failField(field, bytes, faults), 0);
 }
 
 std::uint64_t sizeIn(std::string_view block, const Faults& faults) {
-    const std::string_view bytes = kSize.in(block);
-    if (!isBase256(bytes)) {
-        const std::optional<std::uint64_t> size = parseOctal(bytes);
-        return size ? *size : (failField(kSize, bytes, faults), 0);
-    }
-    const std::optional<std::int64_t> size = parseBase256(bytes);
+    const std::uint64_t size = numberIn(kSize, block, faults);
     // Room is left to round up to whole blocks.
-    if (!size || *size < 0 || *size > std::numeric_limits<std::int64_t>::max() - 512) {
-        failField(kSize, bytes, faults);
+    if (size > static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max() - 512)) {
+        failField(kSize, kSize.in(block), faults);
     }
-    return static_cast<std::uint64_t>(*size);
+    return size;
 }
 
 /// The bytes before the first NUL; readers that stop there and readers that do not must see the same.
@@ -142,10 +142,11 @@ TarHeader parseTarHeader(std::string_view block, const Faults& faults) {
         failField(kMagic, magic, faults);
     }
     for (const Field& field : kNumbers) {
-        checkNumber(field, block, faults);
+        numberIn(field, block, faults);
     }
     TarHeader header;
     header.type = block[kType];
+    header.mode = static_cast<std::uint32_t>(numberIn(kMode, block, faults) & 07777U);
     header.size = sizeIn(block, faults);
     header.path = textIn(kName, block, faults);
     header.link = textIn(kLink, block, faults);

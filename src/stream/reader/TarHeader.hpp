@@ -16,6 +16,7 @@ struct TarHeader {
     std::string path;
     std::string link;
     char type = '0';
+    std::uint32_t mode = 0;        ///< 07777 at most
     std::uint64_t size = 0;        ///< bytes stored behind the header, without the padding
     bool sparseContinues = false;  ///< a block of an old GNU sparse map follows
 };

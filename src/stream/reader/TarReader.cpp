@@ -61,6 +61,19 @@ EntryType typeOf(archive_entry* decoded) {
     }
 }
 
+/// What the map of a sparse entry claims to be stored.
+std::uint64_t mappedBytes(archive_entry* decoded) {
+    std::uint64_t bytes = 0;
+    // By count: asked for the map of one block, libarchive frees it and would go on in it.
+    for (int blocks = archive_entry_sparse_reset(decoded); blocks > 0; --blocks) {
+        la_int64_t offset = 0;
+        la_int64_t length = 0;
+        archive_entry_sparse_next(decoded, &offset, &length);
+        bytes += static_cast<std::uint64_t>(length);
+    }
+    return bytes;
+}
+
 }  // namespace
 
 TarReader::TarReader(Decompressor& bytes, const Limits& limits, Faults faults)
@@ -88,6 +101,8 @@ bool TarReader::next(Entry& entry) {
     sparse_ = entry.sparse;
     size_ = entry.size;
     position_ = 0;
+    stored_ = 0;
+    mapped_ = mappedBytes(decoded);
     return true;
 }
 
@@ -100,6 +115,10 @@ bool TarReader::nextRun(Run& run) {
         if (!sparse_ && position_ != size_) {
             fail(path_);
         }
+        // libarchive keeps no map of one block: everything, or nothing but a hole.
+        if (sparse_ && stored_ != mapped_ && (mapped_ != 0 || stored_ != size_)) {
+            faults_.fail(ErrorKind::damaged, "tar-sparse", "sparse map that does not fit what is stored", path_);
+        }
         return false;
     }
     if (result != ARCHIVE_OK) {
@@ -110,6 +129,7 @@ bool TarReader::nextRun(Run& run) {
         faults_.fail(ErrorKind::damaged, "tar-sparse", "sparse map out of order or beyond the file's size", path_);
     }
     position_ = run.offset + size;
+    stored_ += size;
     return true;
 }
 
@@ -184,7 +204,7 @@ void TarReader::describe(archive_entry* decoded, Entry& entry) const {
     }
     entry.linkTarget = framing_.entry().link;
     entry.sparse = framing_.sparse();
-    entry.mode = archive_entry_mode(decoded) & 07777U;
+    entry.mode = framing_.entry().mode;  // libarchive's may come from an access list
     entry.mtime = archive_entry_mtime(decoded);
     // Negative numbers become huge ones, which the policy refuses.
     entry.uid = static_cast<std::uint64_t>(archive_entry_uid(decoded));

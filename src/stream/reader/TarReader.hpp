@@ -61,6 +61,8 @@ private:
     std::string path_;
     std::uint64_t size_ = 0;      // of the current entry's contents
     std::uint64_t position_ = 0;  // in them
+    std::uint64_t stored_ = 0;    // bytes of the runs before that
+    std::uint64_t mapped_ = 0;    // what a sparse map claims of them
     bool sparse_ = false;
 };
 
