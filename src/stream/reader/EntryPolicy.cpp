@@ -116,6 +116,13 @@ bool EntryPolicy::checkLink(const Entry& entry) const {
         refuse("link-target", "is a symlink without a target", entry);
         return false;
     }
+    if (entry.type == EntryType::symlink && entry.linkTarget.size() >= PATH_MAX) {
+        refuse("link-target",
+               "is a symlink with a target of " + std::to_string(entry.linkTarget.size()) + " bytes, more than " +
+                   std::to_string(PATH_MAX - 1),
+               entry);
+        return false;
+    }
     if (entry.type != EntryType::hardlink) {
         return true;
     }

@@ -1,6 +1,7 @@
 #include "bex/stream/PackageWriter.hpp"
 
 #include <algorithm>
+#include <climits>
 #include <utility>
 
 #include "bex/stream/AtomicFile.hpp"
@@ -114,9 +115,11 @@ void PackageWriter::addBytes(std::string bytes, const std::string& path, const A
 
 void PackageWriter::addSymlink(const std::string& target, const std::string& path, const Attributes& attributes) {
     SourceEntry entry = entryOf(packageFilePath(path), EntryType::symlink, attributes);
-    if (target.empty() || target.find('\0') != std::string::npos) {
+    if (target.empty() || target.size() >= PATH_MAX || target.find('\0') != std::string::npos) {
         throw StreamError(ErrorKind::invalidInput,
-                          "\"" + escapeForDisplay(path) + "\": a symlink's target can't be empty or hold a NUL");
+                          "\"" + escapeForDisplay(path) +
+                              "\": a symlink's target can't be empty, hold a NUL or have more than " +
+                              std::to_string(PATH_MAX - 1) + " bytes");
     }
     setData(entry, target);
     contents_->collection.entries.push_back(std::move(entry));

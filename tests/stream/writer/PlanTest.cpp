@@ -95,7 +95,10 @@ TEST(Plan, RefusesWhatOnePackageCantHold) {
         {[](auto& w) { w.addDirectory("../x"); }, "\"../x\": a path in a package can't hold \"..\""},
         {[&](auto& w) { w.addSymlink("x", nul); }, "\"a\\x00b\": a path in a package can't hold a NUL"},
         {[](auto& w) { w.addBytes("", "a/"); }, "\"a/\": names a directory, not a file"},
-        {[](auto& w) { w.addSymlink("", "a"); }, "\"a\": a symlink's target can't be empty or hold a NUL"},
+        {[](auto& w) { w.addSymlink("", "a"); },
+         "\"a\": a symlink's target can't be empty, hold a NUL or have more than 4095 bytes"},
+        {[](auto& w) { w.addSymlink(std::string(4096, 'n'), "a"); },
+         "\"a\": a symlink's target can't be empty, hold a NUL or have more than 4095 bytes"},
         {[&](auto& w) { w.addFile(tree, "a", {}); }, tree + ": is no regular file or symlink"},
         {[&](auto& w) { w.addFile(folder / "link", "a", {}); }, folder / "link: is no regular file"},
         {[&](auto& w) {
