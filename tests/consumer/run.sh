@@ -1,29 +1,39 @@
 #!/bin/bash
-# Builds the consumer against an installed prefix and runs it.
+# Builds the examples the way a stranger would, against an installed prefix, and runs them.
 # Usage: run.sh cmake|pkg-config PREFIX LIBDIR COMPILER FLAGS
 #   LIBDIR  where the libraries are below PREFIX
 #   FLAGS   what has to be the same in a whole process, such as the sanitizers; may be empty
 set -euo pipefail
 way=$1 prefix=$2 libdir=$3 compiler=$4 flags=$5
-source=$(dirname "$(realpath "$0")")
+examples=$(realpath "$(dirname "$0")/../../examples")
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
 # Nothing of the environment may help to find the library.
 unset CMAKE_PREFIX_PATH CPATH LIBRARY_PATH LD_LIBRARY_PATH PKG_CONFIG_PATH
 
+# compile LIBRARY ARGUMENT...
+compile() {
+    read -ra options <<<"$flags $(pkg-config --cflags --libs "$1")"
+    "$compiler" -std=c++17 "${@:2}" "${options[@]}"
+}
+
 case $way in
     cmake)
-        cmake -S "$source" -B "$work/build" -G Ninja --log-level=WARNING -DCMAKE_CXX_COMPILER="$compiler" \
+        cmake -S "$examples" -B "$work" -G Ninja --log-level=WARNING -DCMAKE_CXX_COMPILER="$compiler" \
             -DCMAKE_CXX_FLAGS="$flags" -DCMAKE_PREFIX_PATH="$prefix"
-        cmake --build "$work/build"
-        program=$work/build/consumer
+        cmake --build "$work"
         ;;
     pkg-config)
         export PKG_CONFIG_PATH=$prefix/$libdir/pkgconfig
-        program=$work/consumer
-        read -ra options <<<"$flags $(pkg-config --cflags --libs bex)"
-        "$compiler" -std=c++17 "$source/main.cpp" -o "$program" "${options[@]}"
+        for program in package_tree write_package; do
+            compile bex "$examples/$program.cpp" -o "$work/$program"
+        done
+        for program in stream_write stream_read; do
+            compile bex-stream "$examples/$program.cpp" -o "$work/$program"
+        done
+        (cd "$prefix/include" && find bex -name '*.hpp' -printf '#include <%p>\n') >"$work/all.cpp"
+        compile bex-stream -fsyntax-only "$work/all.cpp" # nothing that a header needs is missing
         export LD_LIBRARY_PATH=$prefix/$libdir
         ;;
     *)
@@ -31,5 +41,24 @@ case $way in
         exit 2
         ;;
 esac
-mkdir "$work/files"
-"$program" "$work/files"
+
+cd "$work"
+mkdir -p public/css unpacked
+echo '<p>hello</p>' >public/index.html
+head -c 100000 /dev/zero >public/css/main.css
+./package_tree public tree.bex unpacked
+diff -r public unpacked
+./stream_write
+./stream_read
+rm unpacked/var/www/robots.txt
+diff -r public unpacked/var/www
+# What the libraries throw is caught as what it is.
+refused() {
+    if "./$1" 2>failure || ! grep -qxF "$2" failure; then
+        echo "run.sh: $1 ended otherwise: $(cat failure)" >&2
+        exit 1
+    fi
+}
+rm -r public site_1.0_all.bex
+refused stream_read "site_1.0_all.bex: can't open: No such file or directory"
+refused write_package "Can't add $work/public file to bex because it is not accessible doesn't exist."
