@@ -47,91 +47,76 @@ public:
     }
     void clearLog() { log_.clear(); }
 
-    int openat(int folder, const char* path, int flags, mode_t mode) override {
-        return pass("openat") ? System::openat(folder, path, flags, mode) : -1;
+    int openat(int at, const char* path, int flags, mode_t mode) override {
+        return pass("openat") ? System::openat(at, path, flags, mode) : -1;
     }
-    int openBeneath(int folder, const char* path, int flags) override {
-        return pass("openBeneath") ? System::openBeneath(folder, path, flags) : -1;
+    int openBeneath(int at, const char* path, int flags) override {
+        return pass("openBeneath") ? System::openBeneath(at, path, flags) : -1;
     }
-    int close(int descriptor) override {
-        const bool passed = pass("close");
-        const int error = errno;
-        const int result = System::close(descriptor);
-        return passed ? result : failWith(error);
+    int close(int fd) override {
+        const int error = pass("close") ? 0 : errno;
+        return closed(System::close(fd), error);
     }
-    ssize_t read(int descriptor, void* buffer, std::size_t size) override {
-        return pass("read") ? System::read(descriptor, buffer, std::min(size, limit_)) : -1;
+    ssize_t read(int fd, void* to, std::size_t size) override {
+        return pass("read") ? System::read(fd, to, std::min(size, limit_)) : -1;
     }
-    ssize_t pread(int descriptor, void* buffer, std::size_t size, off_t offset) override {
-        return pass("pread") ? System::pread(descriptor, buffer, std::min(size, limit_), offset) : -1;
+    ssize_t pread(int fd, void* to, std::size_t size, off_t offset) override {
+        return pass("pread") ? System::pread(fd, to, std::min(size, limit_), offset) : -1;
     }
-    ssize_t write(int descriptor, const void* data, std::size_t size) override {
-        return pass("write") ? System::write(descriptor, data, std::min(size, limit_)) : -1;
+    ssize_t write(int fd, const void* data, std::size_t size) override {
+        return pass("write") ? System::write(fd, data, std::min(size, limit_)) : -1;
     }
-    off_t lseek(int descriptor, off_t offset, int whence) override {
-        return pass("lseek") ? System::lseek(descriptor, offset, whence) : -1;
+    off_t lseek(int fd, off_t by, int from) override { return pass("lseek") ? System::lseek(fd, by, from) : -1; }
+    int ftruncate(int fd, off_t size) override { return pass("ftruncate") ? System::ftruncate(fd, size) : -1; }
+    int fsync(int fd) override { return pass("fsync") ? System::fsync(fd) : -1; }
+    int fstat(int fd, struct stat* to) override { return pass("fstat") ? System::fstat(fd, to) : -1; }
+    int fstatat(int at, const char* path, struct stat* to, int flags) override {
+        return pass("fstatat") ? System::fstatat(at, path, to, flags) : -1;
     }
-    int ftruncate(int descriptor, off_t size) override {
-        return pass("ftruncate") ? System::ftruncate(descriptor, size) : -1;
+    ssize_t readlinkat(int at, const char* path, char* to, std::size_t size) override {
+        return pass("readlinkat") ? System::readlinkat(at, path, to, size) : -1;
     }
-    int fsync(int descriptor) override { return pass("fsync") ? System::fsync(descriptor) : -1; }
-    int fstat(int descriptor, struct stat* result) override {
-        return pass("fstat") ? System::fstat(descriptor, result) : -1;
+    int linkat(int fromAt, const char* from, int toAt, const char* to, int flags) override {
+        return pass("linkat") ? System::linkat(fromAt, from, toAt, to, flags) : -1;
     }
-    int fstatat(int folder, const char* path, struct stat* result, int flags) override {
-        return pass("fstatat") ? System::fstatat(folder, path, result, flags) : -1;
+    int renameat(int fromAt, const char* from, int toAt, const char* to) override {
+        return pass("renameat") ? System::renameat(fromAt, from, toAt, to) : -1;
     }
-    ssize_t readlinkat(int folder, const char* path, char* buffer, std::size_t size) override {
-        return pass("readlinkat") ? System::readlinkat(folder, path, buffer, size) : -1;
+    int unlinkat(int at, const char* path, int flags) override {
+        return pass("unlinkat") ? System::unlinkat(at, path, flags) : -1;
     }
-    int linkat(int fromFolder, const char* from, int toFolder, const char* to, int flags) override {
-        return pass("linkat") ? System::linkat(fromFolder, from, toFolder, to, flags) : -1;
+    int mkdirat(int at, const char* path, mode_t mode) override {
+        return pass("mkdirat") ? System::mkdirat(at, path, mode) : -1;
     }
-    int renameat(int fromFolder, const char* from, int toFolder, const char* to) override {
-        return pass("renameat") ? System::renameat(fromFolder, from, toFolder, to) : -1;
+    int symlinkat(const char* target, int at, const char* path) override {
+        return pass("symlinkat") ? System::symlinkat(target, at, path) : -1;
     }
-    int unlinkat(int folder, const char* path, int flags) override {
-        return pass("unlinkat") ? System::unlinkat(folder, path, flags) : -1;
+    int fchmod(int fd, mode_t mode) override { return pass("fchmod") ? System::fchmod(fd, mode) : -1; }
+    int fchmodat(int at, const char* path, mode_t mode, int flags) override {
+        return pass("fchmodat") ? System::fchmodat(at, path, mode, flags) : -1;
     }
-    int mkdirat(int folder, const char* path, mode_t mode) override {
-        return pass("mkdirat") ? System::mkdirat(folder, path, mode) : -1;
+    int fchown(int fd, uid_t uid, gid_t gid) override {
+        return pass("fchown") ? System::fchown(fd, uid, gid) : -1;
     }
-    int symlinkat(const char* target, int folder, const char* path) override {
-        return pass("symlinkat") ? System::symlinkat(target, folder, path) : -1;
+    int fchownat(int at, const char* path, uid_t uid, gid_t gid, int flags) override {
+        return pass("fchownat") ? System::fchownat(at, path, uid, gid, flags) : -1;
     }
-    int fchmod(int descriptor, mode_t mode) override {
-        return pass("fchmod") ? System::fchmod(descriptor, mode) : -1;
+    int futimens(int fd, const timespec t[2]) override { return pass("futimens") ? System::futimens(fd, t) : -1; }
+    int utimensat(int at, const char* path, const timespec times[2], int flags) override {
+        return pass("utimensat") ? System::utimensat(at, path, times, flags) : -1;
     }
-    int fchmodat(int folder, const char* path, mode_t mode, int flags) override {
-        return pass("fchmodat") ? System::fchmodat(folder, path, mode, flags) : -1;
-    }
-    int fchown(int descriptor, uid_t uid, gid_t gid) override {
-        return pass("fchown") ? System::fchown(descriptor, uid, gid) : -1;
-    }
-    int fchownat(int folder, const char* path, uid_t uid, gid_t gid, int flags) override {
-        return pass("fchownat") ? System::fchownat(folder, path, uid, gid, flags) : -1;
-    }
-    int futimens(int descriptor, const struct timespec times[2]) override {
-        return pass("futimens") ? System::futimens(descriptor, times) : -1;
-    }
-    int utimensat(int folder, const char* path, const struct timespec times[2], int flags) override {
-        return pass("utimensat") ? System::utimensat(folder, path, times, flags) : -1;
-    }
-    DIR* fdopendir(int descriptor) override { return pass("fdopendir") ? System::fdopendir(descriptor) : nullptr; }
-    struct dirent* readdir(DIR* folder) override {
-        return pass("readdir") ? System::readdir(folder) : nullptr;
-    }
+    DIR* fdopendir(int fd) override { return pass("fdopendir") ? System::fdopendir(fd) : nullptr; }
+    dirent* readdir(DIR* folder) override { return pass("readdir") ? System::readdir(folder) : nullptr; }
     int closedir(DIR* folder) override {
-        const bool passed = pass("closedir");
-        const int error = errno;
-        const int result = System::closedir(folder);
-        return passed ? result : failWith(error);
+        const int error = pass("closedir") ? 0 : errno;
+        return closed(System::closedir(folder), error);
     }
 
 private:
-    static int failWith(int error) {
-        errno = error;
-        return -1;
+    /// What a close that was made reports: its own result where `error` is 0.
+    static int closed(int result, int error) {
+        errno = error == 0 ? errno : error;
+        return error == 0 ? result : -1;
     }
 
     /// Logs the call; false, with errno set, where it is to fail.
@@ -141,17 +126,14 @@ private:
         if (observer_) {
             observer_(name, log_.size());
         }
-        if ((call_.empty() || call_ == name) && ++seen_ == nth_) {
-            failed_ = true;
-            errno = error_;
+        const bool isChosen = (call_.empty() || call_ == name) && ++seen_ == nth_;
+        failed_ = failed_ || isChosen;
+        const auto rule = always_.find(name);
+        if (isChosen || rule != always_.end()) {
+            errno = isChosen ? error_ : rule->second;
             return false;
         }
-        const auto rule = always_.find(name);
-        if (rule == always_.end()) {
-            return true;
-        }
-        errno = rule->second;
-        return false;
+        return true;
     }
 
     std::size_t nth_ = 0;

@@ -15,15 +15,13 @@
 #include "stream/FailingSystem.hpp"
 #include "stream/system/Descriptor.hpp"
 
+namespace bex::test {
 namespace {
 
-using bex::stream::Descriptor;
-using bex::stream::openSource;
-using bex::stream::Source;
-using bex::stream::System;
-using bex::test::FailingSystem;
-using bex::test::failureOf;
-using bex::test::TemporaryDirectory;
+using stream::Descriptor;
+using stream::openSource;
+using stream::Source;
+using stream::System;
 
 Descriptor openFile(const std::string& path) {
     return {open(path.c_str(), O_RDONLY | O_CLOEXEC), System::real()};
@@ -49,26 +47,22 @@ TEST(Source, ReadsFilesByOffsetAndPipesForward) {
     for (const bool isFile : {true, false}) {
         SCOPED_TRACE(isFile);
         const Descriptor input = isFile ? openFile(folder.write("x", "0123456789")) : pipeOf("0123456789");
-        if (isFile) {
-            lseek(input.get(), 7, SEEK_SET);
-        }
+        lseek(input.get(), 7, SEEK_SET);  // fails on the pipe
         FailingSystem system;
         system.limitTransfers(3);
         const std::unique_ptr<Source> source = openSource(input.get(), "x", system);
         const auto leftIfKnown = [&](std::uint64_t left) { return isFile ? std::optional(left) : std::nullopt; };
         EXPECT_EQ(source->left(), leftIfKnown(10));
         EXPECT_EQ(readText(*source, 4), "0123");
-        const std::size_t reads = system.count("read") + system.count("pread");
+        system.clearLog();
         EXPECT_EQ(source->skip(2), 2U);
-        EXPECT_EQ(system.count("read") + system.count("pread") == reads, isFile);
+        EXPECT_EQ(system.count("read") + system.count("pread") == 0, isFile);
         EXPECT_EQ(source->left(), leftIfKnown(4));
         EXPECT_EQ(readText(*source, 100), "6789");
         EXPECT_EQ(source->skip(100), 0U);
         EXPECT_EQ(readText(*source, 1), "");
         EXPECT_EQ(source->left(), leftIfKnown(0));
-        if (isFile) {
-            EXPECT_EQ(lseek(input.get(), 0, SEEK_CUR), 7);
-        }
+        EXPECT_EQ(lseek(input.get(), 0, SEEK_CUR), isFile ? 7 : -1);
     }
 }
 
@@ -107,3 +101,4 @@ TEST(Source, NamesWhatCannotBeRead) {
 }
 
 }  // namespace
+}  // namespace bex::test
