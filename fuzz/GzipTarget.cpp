@@ -54,9 +54,16 @@ Outcome plainly(std::string_view bytes) {
         [&] { return std::string_view(buffer).substr(0, decoder->fill(buffer.data(), buffer.size())); });
 }
 
-/// The one refusal that only the blocks know: it bounds what is allocated by their word.
-bool refusedAsTooLarge(const Outcome& outcome) {
-    return outcome.failure.find(" bytes, more than ") != std::string::npos;
+bool says(const Outcome& outcome, const char* text) {
+    return outcome.failure.find(text) != std::string::npos;
+}
+
+/// The refusals that one of the two ways has for itself. Blocks are bounded by what is allocated on their word.
+/// And the two libraries behind them differ on deflate data that no compressor writes, checksums right: incomplete
+/// codes, symbols that stand for nothing.
+bool mayDiffer(const Outcome& blocks, const Outcome& stream) {
+    return says(blocks, " bytes, more than ") || says(blocks, "invalid deflate data") ||
+           says(stream, "invalid deflate data");
 }
 
 }  // namespace
@@ -72,7 +79,7 @@ void runGzip(std::string_view input) {
     const Outcome plain = plainly(input);
     const std::size_t both = std::min(plain.bytes.size(), alone.bytes.size());
     requireEqual(plain.bytes.substr(0, both), alone.bytes.substr(0, both), "blocks and stream agree on the bytes");
-    if (plain.whole() != alone.whole() && !refusedAsTooLarge(alone)) {
+    if (plain.whole() != alone.whole() && !mayDiffer(alone, plain)) {
         requireEqual(plain.failure, alone.failure, "blocks and stream agree on what is sound");
     }
     if (alone.whole()) {
