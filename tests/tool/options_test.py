@@ -14,7 +14,11 @@ OPTION = re.compile(r"--[a-z][a-z0-9-]*")
 
 
 def source(name):
-    return (SOURCES / name).read_text(encoding="utf-8")
+    return (SOURCES / name).read_text(encoding="utf-8").replace("\\-", "-")
+
+
+def options(text):
+    return set(OPTION.findall(text))
 
 
 def bex(*arguments):
@@ -22,18 +26,19 @@ def bex(*arguments):
                           check=False)
 
 
-def help_options(*verb):
-    rows = [line for line in bex(*verb, "--help").stdout.splitlines() if re.match(r" {2,4}-", line)]
-    return {option for row in rows for option in OPTION.findall(row)}
+def in_help():
+    """The options of each verb, and those for all under None; so do the functions below."""
+    def rows(*verb):
+        return options("\n".join(re.findall(r"^ {2,4}-.*", bex(*verb, "--help").stdout, re.M)))
+    return {None: rows() - {"--version"}, **{verb: rows(verb) for verb in VERBS}}
 
 
-def manual_options():
-    """Those of the parts on each verb, and those for all under None."""
-    text = source("docs/bex.1").replace("\\-", "-")
+def in_manual():
+    text = source("docs/bex.1")
     parts = re.split(r'^\.BI "bex (\w+) ', text.split(".PP\nA\n.I PATTERN")[0], flags=re.M)
-    found = {verb: set(OPTION.findall(part)) for verb, part in zip(parts[1::2], parts[2::2])}
-    found[None] = set(OPTION.findall(text.split(".SH OPTIONS FOR ALL VERBS")[1].split(".SH")[0]))
-    return found
+    common = text.split(".SH OPTIONS FOR ALL VERBS")[1].split(".SH")[0]
+    return {None: options(common) - {"--version"},
+            **{verb: options(part) for verb, part in zip(parts[1::2], parts[2::2])}}
 
 
 def complete(*words):
@@ -45,69 +50,58 @@ def complete(*words):
     return set(done.stdout.split())
 
 
+def in_bash():
+    common = complete("--") - {"--version"}
+    return {None: common, **{verb: complete(verb, "--") - common for verb in VERBS}}
+
+
+def in_zsh():
+    common, verbs = source("tool/completions/_bex").split("_bex_verb() {")
+    arms = dict(re.findall(r"^        (\w+|\*)\) _arguments \$common(.*?);;", verbs, re.M | re.S))
+    return {None: options(common.split("verbs=(")[0]),
+            **{verb: options(arms.get(verb, arms["*"])) for verb in VERBS}}
+
+
+def in_fish():
+    found = {name: set() for name in [None, *VERBS]}
+    for line in re.findall(r"^complete .*", source("tool/completions/bex.fish"), re.M):
+        option = re.search(r" -l (\S+)", line)
+        verbs = re.search(r' -n (?:"__fish_seen_subcommand_from ([^"]*)"|\$(\w+))', line)
+        for name in (verbs[1] or verbs[2]).split() if verbs else [None] if " -n " not in line else []:
+            found[name] |= {"--" + option[1]} if option else set()
+    return found
+
+
 class OptionsTest(unittest.TestCase):
-    def setUp(self):
-        self.common = help_options() - {"--version"}
-        self.own = {verb: help_options(verb) for verb in VERBS}
+    def test_options(self):
+        expected = in_help()
+        for found in (in_manual, in_bash, in_zsh, in_fish):
+            with self.subTest(found.__name__):
+                self.assertEqual(found(), expected)
 
-    def test_manual(self):
-        manual = manual_options()
-        self.assertEqual(manual.pop(None), self.common | {"--version"})
-        self.assertEqual(manual, self.own)
-
-    def test_bash(self):
-        for verb in VERBS:
-            self.assertEqual(complete(verb, "--"), self.common | self.own[verb], verb)
-        self.assertEqual(complete("--"), self.common | {"--version"})
+    def test_verbs_and_files(self):
         self.assertEqual(complete(""), set(VERBS))
         self.assertEqual(complete("--json", "l"), {"list"})
         self.assertEqual(complete("build", "--sk"), {"--skip-special"})
         self.assertEqual(complete("info", "bex.sch"), {"bex.schema.json"})
-        for option, values in VALUES.items():
-            self.assertEqual(complete("build", option, ""), values)
-            self.assertEqual(complete("build", option, "="), values)
-            self.assertEqual(complete("build", option, "=", ""), values)
-        self.assertEqual(complete("list", "--limit", "=", "zs"), {"zstd-window-log="})
+        self.assertEqual(re.findall(r"^    '(\w+):", source("tool/completions/_bex"), re.M), VERBS)
+        self.assertEqual(re.findall(r" -a (\w+) ", source("tool/completions/bex.fish")), VERBS)
 
-    def test_zsh(self):
-        text = source("tool/completions/_bex")
-        common, rest = text.split("verbs=(")
-        verbs, rest = rest.split("_bex_verb() {")
-        self.assertEqual(re.findall(r"^    '(\w+):", verbs, re.M), VERBS)
-        self.assertEqual(set(OPTION.findall(common)), self.common)
-        arms = dict(re.findall(r"^        (\w+|\*)\) _arguments \$common(.*?);;", rest, re.M | re.S))
-        for verb in VERBS:
-            self.assertEqual(set(OPTION.findall(arms.get(verb, arms["*"]))), self.own[verb], verb)
-        for option, values in VALUES.items():
-            self.assertEqual(set(re.search(rf"{option}=[^(]*\(([^)]*)\)", text)[1].split()), values)
-
-    def test_fish(self):
-        text = re.sub(r"^set -l .*$", "", source("tool/completions/bex.fish"), flags=re.M)
-        found = {verb: set() for verb in VERBS}
-        common = set()
-        for line in text.splitlines():
-            option = re.search(r" -l (\S+)", line)
-            condition = re.search(r' -n (?:"__fish_seen_subcommand_from ([^"]*)"|\$(\w+))', line)
-            if option and condition:
-                for verb in (condition[1] or condition[2]).split():
-                    found[verb].add("--" + option[1])
-            elif option and " -n " not in line:
-                common.add("--" + option[1])
-            for name, values in VALUES.items():
-                if option and "--" + option[1] == name:
-                    self.assertEqual(set(re.search(r'-a "([^"]*)"', line)[1].split()), values)
-        self.assertEqual((common, found), (self.common, self.own))
-        self.assertEqual(re.findall(r" -a (\w+) ", text), VERBS)
-
-    def test_the_program_takes_these_values_and_names_the_others(self):
+    def test_values(self):
         for option, values in VALUES.items():
             error = bex("build", "none", option, "no").stderr
             self.assertEqual(set(re.search(r"takes one of (.*)", error)[1].split(", ")), values)
+            for words in ([""], ["="], ["=", ""]):
+                self.assertEqual(complete("build", option, *words), values)
+            forms = {"_bex": rf"{option}=[^(]*\(([^)]*)\)", "bex.fish": rf' -l {option[2:]} .*-a "(.*?)"'}
+            for name, form in forms.items():
+                self.assertEqual(set(re.search(form, source(f"tool/completions/{name}"))[1].split()), values, name)
 
-    def test_limits_are_the_same_everywhere(self):
+    def test_limits(self):
         limits = set(re.search(r"NAME is one of (.*)", bex("list", "x", "--limit", "x").stderr)[1].split(", "))
-        manual = source("docs/bex.1").replace("\\-", "-").split("Names and defaults:")[1].split(".RE")[0]
+        manual = source("docs/bex.1").split("Names and defaults:")[1].split(".RE")[0]
         self.assertEqual(set(re.findall(r"^\.B (\S+)", manual, re.M)), limits)
+        self.assertEqual(complete("list", "--limit", "=", "zs"), {"zstd-window-log="})
         self.assertEqual({value.rstrip("=") for value in complete("list", "--limit", "")}, limits)
         for name, form in {"_bex": r"limit:\((.*?)\)", "bex.fish": r'-l limit -x -a "(.*?)"'}.items():
             offered = re.search(form, source(f"tool/completions/{name}"))[1]
