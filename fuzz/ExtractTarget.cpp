@@ -10,13 +10,6 @@ namespace {
 using test::Route;
 using test::unpacking::describe;
 
-stream::ReadOptions readOptions() {
-    stream::ReadOptions options;
-    options.limits = tightLimits();
-    options.threads = 1;
-    return options;
-}
-
 std::string contentsOf(stream::PackageReader& reader) {
     std::string contents(1, '\0');
     std::size_t size = 0;
@@ -45,7 +38,7 @@ std::map<std::string, std::string> promised(const std::string& bytes, std::strin
                                                                           : target;
             }
         },
-        readOptions());
+        tightOptions());
     return tree;
 }
 
@@ -59,7 +52,7 @@ std::string extracted(const std::string& bytes, const std::string& destination,
                       const stream::ExtractOptions& options) {
     return test::reading(
         bytes, Route::file, [&](stream::PackageReader& reader) { reader.extract(destination, options); },
-        readOptions());
+        tightOptions());
 }
 
 }  // namespace

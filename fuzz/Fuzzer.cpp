@@ -35,5 +35,5 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
 extern "C" std::size_t LLVMFuzzerCustomMutator(std::uint8_t* data, std::size_t size, std::size_t maximum,
                                                unsigned seed) {
-    return bex::fuzz::Mutator(LLVMFuzzerMutate, seed).mutate(chosen->shape, data, size, maximum);
+    return bex::fuzz::mutate(chosen->shape, data, size, maximum, seed, LLVMFuzzerMutate);
 }

@@ -35,7 +35,7 @@ Outcome drained(Next next) {
 Outcome inBlocks(std::string_view input, unsigned threads, std::size_t step, std::uint64_t skipped = 0) {
     test::MemorySource source(std::string(input), step);
     const auto unpacker =
-        stream::openDecompressor(source, stream::Compression::gzip, "it", {threads, tightLimits()});
+        stream::openDecompressor(source, stream::Compression::gzip, "it", {threads, tightOptions().limits});
     Outcome outcome;
     outcome.failure = test::failureOf([&] { skipped -= unpacker->skip(skipped); });
     if (!outcome.failure.empty() || skipped != 0) {

@@ -3,6 +3,9 @@
 #include <algorithm>
 #include <cstring>
 #include <numeric>
+#include <random>
+#include <string>
+#include <vector>
 
 #include "Layers.hpp"
 
@@ -33,16 +36,27 @@ bool looksLikeGzip(std::string_view bytes) {
     return bytes.substr(0, 2) == "\x1f\x8b";
 }
 
-}  // namespace
+class Mutator {
+public:
+    Mutator(ChangeBytes changeBytes, unsigned seed) : changeBytes_(changeBytes), random_(seed) {}
 
-std::size_t Mutator::mutate(Shape shape, std::uint8_t* data, std::size_t size, std::size_t maximum) {
-    const std::string result = changed(shape, std::string(reinterpret_cast<const char*>(data), size));
-    if (result.empty() || result.size() > maximum) {
-        return changeBytes_(data, size, maximum);
-    }
-    std::memcpy(data, result.data(), result.size());
-    return result.size();
-}
+    std::string changed(Shape shape, const std::string& input);
+
+private:
+    bool oneIn(unsigned count) { return random_() % count == 0; }
+    std::size_t below(std::size_t count) { return random_() % count; }
+
+    std::string bytes(std::string bytes);
+    std::string ar(const std::string& bytes);
+    std::string gzip(const std::string& bytes, Shape inside);
+    std::string tar(const std::string& bytes);
+    std::string pax(const std::string& bytes);
+    void header(std::string& block);
+    void shuffle(std::vector<std::string>& parts);
+
+    ChangeBytes changeBytes_;
+    std::minstd_rand random_;
+};
 
 std::string Mutator::changed(Shape shape, const std::string& input) {
     if (shape == Shape::bytes || oneIn(20)) {
@@ -187,6 +201,19 @@ std::string Mutator::pax(const std::string& input) {
         record = bytes(record);
     }
     return joinPax(records);
+}
+
+}  // namespace
+
+std::size_t mutate(Shape shape, std::uint8_t* data, std::size_t size, std::size_t maximum, unsigned seed,
+                   ChangeBytes changeBytes) {
+    const std::string input(reinterpret_cast<const char*>(data), size);
+    const std::string result = Mutator(changeBytes, seed).changed(shape, input);
+    if (result.empty() || result.size() > maximum) {
+        return changeBytes(data, size, maximum);
+    }
+    std::memcpy(data, result.data(), result.size());
+    return result.size();
 }
 
 }  // namespace bex::fuzz

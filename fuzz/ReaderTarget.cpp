@@ -8,13 +8,6 @@ namespace {
 
 using test::Route;
 
-stream::ReadOptions options(unsigned threads) {
-    stream::ReadOptions result;
-    result.limits = tightLimits();
-    result.threads = threads;
-    return result;
-}
-
 /// The paths alone, no contents read; or the message of the failure.
 std::string pathsOf(const std::string& bytes, Route route) {
     std::string paths;
@@ -26,7 +19,7 @@ std::string pathsOf(const std::string& bytes, Route route) {
                 paths += entry.path + '\n';
             }
         },
-        options(1));
+        tightOptions(1));
     return failure.empty() ? paths : failure;
 }
 
@@ -40,9 +33,9 @@ bool failed(const std::string& outcome) {
 /// what is in it.
 void runReader(std::string_view input) {
     const std::string bytes(input);
-    const std::string file = test::listingOf(bytes, Route::file, options(1));
-    requireEqual(file, test::listingOf(bytes, Route::file, options(2)), "threads change nothing");
-    const std::string pipe = test::listingOf(bytes, Route::pipe, options(1));
+    const std::string file = test::listingOf(bytes, Route::file, tightOptions(1));
+    requireEqual(file, test::listingOf(bytes, Route::file, tightOptions(2)), "threads change nothing");
+    const std::string pipe = test::listingOf(bytes, Route::pipe, tightOptions(1));
     require(failed(file) == failed(pipe) && (failed(file) || file == pipe), "file and pipe agree",
             file + "\n--\n" + pipe);
     require(!failed(file) || !actsOnTerminals(file), "an error is one safe line", file);
@@ -53,7 +46,7 @@ void runReader(std::string_view input) {
     require(failed(pipe) || !failed(pathsOf(bytes, Route::pipe)), "nor in a pipe", pipe);
 
     const FileInMemory package(input);
-    const std::vector<stream::Finding> findings = stream::verify(package.path(), options(1));
+    const std::vector<stream::Finding> findings = stream::verify(package.path(), tightOptions(1));
     require(!failed(file) || !findings.empty(), "what cannot be read is found by verify", file);
     for (const stream::Finding& finding : findings) {
         require(!actsOnTerminals(finding.code + finding.text), "a finding is one safe line", finding.text);

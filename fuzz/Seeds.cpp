@@ -41,8 +41,7 @@ std::string oldSparse(bool continues) {
     fields.magic = kGnu;
     fields.tail = map + (continues ? '\1' : '\0') + "00000000040";
     fields.size = "00000000010";
-    std::string entry = tarEntry(fields, continues ? std::string(512, '\0') + "datadata" : "datadata");
-    return entry;
+    return tarEntry(fields, continues ? std::string(512, '\0') + "datadata" : "datadata");
 }
 
 /// Rows of tar entries.

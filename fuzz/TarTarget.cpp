@@ -39,7 +39,7 @@ std::string listed(std::string_view input, std::size_t step, bool readContents) 
     test::MemorySource source(std::string(input), step);
     stream::ThrowingFaults handler;
     stream::EntryReaderSettings settings;
-    settings.limits = tightLimits();
+    settings.limits = tightOptions().limits;
     settings.bytesLimit = kLimit;
     settings.limitName = "it";
     std::string told;

@@ -58,17 +58,18 @@ bool actsOnTerminals(std::string_view text) {
     return false;
 }
 
-stream::Limits tightLimits() {
-    stream::Limits limits;
-    limits.controlBytes = std::size_t{256} << 10;
-    limits.nameBytes = 2000;
-    limits.extendedHeaderBytes = std::size_t{16} << 10;
-    limits.expansionRatio = 20;
-    limits.expansionFreeBytes = std::size_t{1} << 20;
-    limits.xzMemoryBytes = std::size_t{16} << 20;
-    limits.zstdWindowLog = 20;
-    limits.entries = 200;
-    return limits;
+stream::ReadOptions tightOptions(unsigned threads) {
+    stream::ReadOptions options;
+    options.threads = threads;
+    options.limits.controlBytes = std::size_t{256} << 10;
+    options.limits.nameBytes = 2000;
+    options.limits.extendedHeaderBytes = std::size_t{16} << 10;
+    options.limits.expansionRatio = 20;
+    options.limits.expansionFreeBytes = std::size_t{1} << 20;
+    options.limits.xzMemoryBytes = std::size_t{16} << 20;
+    options.limits.zstdWindowLog = 20;
+    options.limits.entries = 200;
+    return options;
 }
 
 }  // namespace bex::fuzz

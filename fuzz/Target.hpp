@@ -4,7 +4,7 @@
 #include <string_view>
 #include <vector>
 
-#include "bex/stream/Limits.hpp"
+#include "bex/stream/PackageReader.hpp"
 
 namespace bex::fuzz {
 
@@ -45,7 +45,7 @@ void requireEqual(const std::string& one, const std::string& other, const char* 
 /// Whether the text could do to a terminal what its reader does not expect: told byte by byte, unlike the library.
 bool actsOnTerminals(std::string_view text);
 
-/// So low that an input takes milliseconds.
-stream::Limits tightLimits();
+/// With limits so low that an input takes milliseconds.
+stream::ReadOptions tightOptions(unsigned threads = 1);
 
 }  // namespace bex::fuzz
