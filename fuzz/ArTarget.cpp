@@ -14,9 +14,12 @@ std::string walk(std::string_view input, std::size_t step, Kind kind, bool readC
     stream::ThrowingFaults handler;
     stream::ArReader reader(source, stream::Faults("p", handler));
     std::string told;
+    std::uint64_t end = 8;
     const std::string failure = test::failureOf([&] {
         while (const std::optional<stream::Member> member = reader.next(false)) {
+            require(member->offset == end + 60, "headers stand at even offsets, one behind the other");
             require(member->offset <= input.size(), "contents begin in the file");
+            end = member->offset + member->size + member->size % 2;
             told += member->name + '|' + std::to_string(member->size) + '|' + std::to_string(member->mtime) + '\n';
             if (readContents) {
                 std::string contents(input.size() + 1, '\0');

@@ -76,10 +76,13 @@ Seeds entryRows() {
                  {"GNU.sparse.name", "./sparse10"},
                  {"GNU.sparse.realsize", "9"}},
                 tarFile("./x", "1\n4\n3\n" + std::string(506, '\0') + "abc")),
-        tarLink("./link", "../canary/file", '2') + tarFile("./folder/x", "through") + tarFile("./name", "hard"),
+        tarFile("./folder/x", "through a link that was there"),
+        tarFile("./link", "through a link") + tarFile("./name", "through a hard link"),
+        tarFolder("./folder/") + tarFile("./folder/x", "inside"),
         tarLink("./a", "..", '2') + tarFile("./a/canary/file", "through"),
-        tarLink("./a", "../canary/file", '1') + tarFile("../canary/new"),
-        tarFile("/canary") + tarFolder("./folder/") + tarFile("./folder/x", "inside"),
+        tarLink("./a", "../canary/file", '1') + tarFile("./a", "through"),
+        tarFile("../canary/new"),
+        tarFile("/canary"),
         tarFile("./f") + tarFile("./f/g") + tarFile("./f"),
         typed('3') + typed('6') + typed('g', "9 a=bcde\n") + typed('V') + typed('7', "contiguous"),
         tarFile("./esc\x1b[31m\n\xff\xe2\x80\xae", "name"),
@@ -165,7 +168,9 @@ Seeds gzips() {
     const std::string text(5000, 't');
     const std::string block = gzipMember(text, true);
     const std::string plain = gzipMember("plain", false);
-    std::string named =
+    std::string wrong = block;
+    wrong[wrong.size() - 8] ^= 1;
+    const std::string named =
         plain.substr(0, 3) + '\x18' + plain.substr(4, 6) + std::string("name\0comment\0", 13) + plain.substr(10);
     return {gzipOf(text),
             packed(text, Compression::gzip, 1000),
@@ -175,6 +180,8 @@ Seeds gzips() {
             gzipMember("", true) + block,
             gzipMember(text, true, 1),
             gzipMember(text, true, 0U - 30U),
+            gzipMember(text, true, 8) + block.substr(block.size() - 8),
+            wrong,
             block + std::string(20, '\0'),
             block + "behind",
             block.substr(0, block.size() - 3),
@@ -194,14 +201,18 @@ Seeds texts() {
 
 /// Decisions for the round trip: options, then kind, name, attributes and contents of each thing to add.
 Seeds decisions() {
+    const auto thing = [](char kind, const std::string& name, const std::string& value) {
+        return kind + (static_cast<char>(name.size()) + name) + std::string("\0\0\1\xed\1\0\0\1\0\2", 10) +
+               static_cast<char>(value.size()) + value;
+    };
+    const std::string things = thing(0, "a/b", "bytes") + thing(1, "/c/d e", std::string(90, 'x')) +
+                               thing(2, "l", "a/b") + thing(3, "./empty/", "");
     Seeds seeds;
     for (char way = 0; way < 4; ++way) {
-        std::string bytes = std::string(1, way) + std::string("\1\1\1\1\1\x40\0\0\0", 9);
-        for (char kind = 0; kind < 8; ++kind) {
-            bytes += kind + std::string("\4a/b", 4) + static_cast<char>('0' + kind) +
-                     std::string("\0\0\1\xed\0", 5) + std::string("\7value\n ", 8);
-        }
-        seeds.push_back(bytes);
+        const std::string options = way + std::string("\1\1\1\1\1\x40\0\0\0", 9);
+        append(seeds, {options + things,
+                       options + things + thing(4, "X-Notes", "x\n.y\n\n z") + thing(4, "X-Blank", " v "),
+                       options + things + thing(5, "postinst", "#!") + thing(6, "*", "") + thing(7, "a/b", "")});
     }
     return seeds;
 }
