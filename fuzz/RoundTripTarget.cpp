@@ -61,19 +61,20 @@ void addSomething(stream::PackageWriter& writer, Choices& choose) {
     if (choose.number(1) != 0) {
         attributes.mtime = static_cast<std::int64_t>(choose.wide()) * choose.number(8) - 1000;
     }
+    const std::string value = choose.bytes();
     taken([&] {
         switch (kind) {
             case 0:
             case 1:
-                return writer.addBytes(choose.bytes(), name, attributes);
+                return writer.addBytes(value, name, attributes);
             case 2:
-                return writer.addSymlink(choose.bytes(), name, attributes);
+                return writer.addSymlink(value, name, attributes);
             case 3:
                 return writer.addDirectory(name, attributes);
             case 4:
-                return static_cast<void>(writer.control().set(name, choose.bytes()));
+                return static_cast<void>(writer.control().set(name, value));
             case 5:
-                return writer.addControlMember(name, choose.bytes());
+                return writer.addControlMember(name, value);
             case 6:
                 return writer.setMode(name, attributes.mode);
             default:
