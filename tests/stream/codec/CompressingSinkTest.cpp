@@ -8,7 +8,6 @@
 
 #include "Failure.hpp"
 #include "stream/codec/Codec.hpp"
-#include "stream/codec/Encoder.hpp"
 
 namespace bex::test {
 namespace {
@@ -19,7 +18,7 @@ using stream::CompressionSettings;
 
 TEST(CompressingSink, IsReadByTheFormatsOwnProgramsAndByOurs) {
     constexpr std::size_t kBlock = 5000;
-    const std::size_t zstdBlock = stream::zstdBlockBytes(1);
+    constexpr std::size_t zstdBlock = std::size_t{4} << 20;  // what a frame holds at level 1
     const std::vector<std::size_t> edges = {0, 1, kBlock - 1, kBlock, kBlock + 1, 9 * kBlock + 3};
     const struct {
         const char* program;
@@ -87,11 +86,6 @@ TEST(CompressingSink, KeepsIncompressibleDataAtTheSizeOfStoredBlocks) {
 
 TEST(CompressingSink, RefusesSettingsThatTheFormatDoesNotKnow) {
     const std::pair<CompressionSettings, const char*> cases[] = {
-        {{Compression::gzip, -1}, "compression level -1: gzip has levels 0 to 12"},
-        {{Compression::gzip, 13}, "compression level 13: gzip has levels 0 to 12"},
-        {{Compression::zstd, 0}, "compression level 0: zstd has levels 1 to 19"},
-        {{Compression::zstd, 20}, "compression level 20: zstd has levels 1 to 19"},
-        {{Compression::xz, 10}, "compression level 10: xz has levels 0 to 9"},
         {{Compression::bzip2, 6}, "compression bzip2 is read, not written"},
         {{Compression::gzip, 6, 1, 0}, "compression blocks of 0 bytes: must be 1 to 4194304"},
         {{Compression::gzip, 6, 1, 4194305}, "compression blocks of 4194305 bytes: must be 1 to 4194304"},

@@ -193,7 +193,7 @@ TEST(DamagedStream, MayNotAskForMoreThanTheLimits) {
     } cases[] = {
         {Compression::xz, piped("xz -6c", "data"), "more than the limit xzMemoryBytes of 1048576"},
         // An empty frame with a window of 2^27 bytes.
-        {Compression::zstd, bytesOf("28b52ffd0088010000"),
+        {Compression::zstd, std::string("\x28\xb5\x2f\xfd\0\x88\1\0\0", 9),
          "it: a zstd frame asks for a window beyond the limit zstdWindowLog of 26"},
     };
     for (const auto& c : cases) {
@@ -205,7 +205,7 @@ TEST(DamagedStream, MayNotAskForMoreThanTheLimits) {
 }
 
 TEST(DamagedStream, WithFramesOfAnyKindIsReadAsZstdTellsThem) {
-    const std::string skippable = bytesOf("532a4d18") + number(5, 4) + "hello";
+    const std::string skippable = "\x53\x2a\x4d\x18" + number(5, 4) + "hello";
     const std::string frame = piped("zstd -c", "data");
     EXPECT_EQ(outcomeOf(skippable + frame + skippable + frame, Compression::zstd).data, "datadata");
     EXPECT_EQ(outcomeOf(skippable, Compression::zstd).failure, "");

@@ -32,8 +32,6 @@ TEST(PackageWriter, RefusesWhatCantBeAPackageBeforeItOpensAnything) {
         {[](auto& writer, auto&) { writer.control() = {}; },
          "control: Package is missing\ncontrol: Version is missing\ncontrol: Architecture is missing\n"
          "control: Maintainer is missing\ncontrol: Description is missing"},
-        {[](auto& writer, auto&) { writer.addControlMember("md5sums", ""); },
-         "md5sums: is both given and to be made"},
         {[&](auto& writer, auto& options) {
              writer.addFile(folder / "huge", "huge");
              options.compression = Compression::none;
@@ -52,18 +50,6 @@ TEST(PackageWriter, RefusesWhatCantBeAPackageBeforeItOpensAnything) {
         EXPECT_EQ(failureOf([&] { writer.write(folder / "tool.bex", options); }), c.failure);
     }
     EXPECT_EQ(system.count("openat"), 0U);
-}
-
-TEST(PackageWriter, RefusesControlMembersThatCantBe) {
-    PackageWriter writer;
-    writer.addControlMember("shlibs", "");
-    for (const auto& [name, reason] :
-         {std::pair("control", "is made by the writer"), std::pair("conffiles", "is made by the writer"),
-          std::pair("shlibs", "is given twice"), std::pair("..", "is no plain file name"),
-          std::pair("a/b", "is no plain file name"), std::pair("", "is no plain file name")}) {
-        EXPECT_EQ(failureOf([&, name = name] { writer.addControlMember(name, ""); }),
-                  std::string("control member \"") + name + "\": " + reason);
-    }
 }
 
 TEST(PackageWriter, ComparesWhatWasWrittenWithWhatWasMeant) {

@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <functional>
 #include <optional>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -24,11 +25,9 @@ using testing::ElementsAre;
 std::vector<std::string> shown(const PackageWriter& writer, const WriteOptions& options = datedOptions()) {
     std::vector<std::string> lines;
     for (const stream::Entry& entry : writer.plan(options)) {
-        std::string digits;
-        for (std::uint32_t mode = entry.mode; mode != 0; mode /= 8) {
-            digits.insert(digits.begin(), static_cast<char>('0' + mode % 8));
-        }
-        lines.push_back(entry.path + " " + digits + " " + std::to_string(entry.mtime));
+        std::ostringstream line;
+        line << entry.path << std::oct << ' ' << entry.mode << std::dec << ' ' << entry.mtime;
+        lines.push_back(line.str());
     }
     return lines;
 }
