@@ -1,38 +1,42 @@
 #include <libdeflate.h>
-#include <zstd.h>
 
 #include <algorithm>
 #include <cstring>
 #include <memory>
 #include <new>
-#include <string>
 
-#include "bex/stream/StreamError.hpp"
 #include "stream/codec/BlockPool.hpp"
 #include "stream/codec/Encoder.hpp"
 #include "stream/codec/Gzip.hpp"
+#include "stream/codec/Noise.hpp"
 
 namespace bex::stream {
 namespace {
 
-/// Makes a block of Gzip.hpp. Copies share the compressor, which one thread may use at a time.
+using Compressor = std::shared_ptr<libdeflate_compressor>;
+
+Compressor makeCompressor(int level) {
+    Compressor compressor(libdeflate_alloc_compressor(level), libdeflate_free_compressor);
+    if (!compressor) {
+        throw std::bad_alloc();
+    }
+    return compressor;
+}
+
+/// Makes a block of Gzip.hpp; noise is stored. Copies share the compressors, which one thread may use at a time.
 class GzipBlockWork {
 public:
-    explicit GzipBlockWork(int level)
-        : compressor_(libdeflate_alloc_compressor(level), libdeflate_free_compressor) {
-        if (!compressor_) {
-            throw std::bad_alloc();
-        }
-    }
+    explicit GzipBlockWork(int level) : compressor_(makeCompressor(level)), storer_(makeCompressor(0)) {}
 
     void operator()(Block& block) const {
         const std::string_view data = block.input.view();
-        const std::size_t bound = libdeflate_deflate_compress_bound(compressor_.get(), data.size());
+        libdeflate_compressor* const compressor = isNoise(data) ? storer_.get() : compressor_.get();
+        const std::size_t bound = libdeflate_deflate_compress_bound(compressor, data.size());
         block.output.reserve(kBlockHeaderBytes + bound + kGzipTrailerBytes);
         char* const out = block.output.data();
         // The bound leaves room for any data, so that this never gives 0.
-        const std::size_t deflated = libdeflate_deflate_compress(compressor_.get(), data.data(), data.size(),
-                                                                 out + kBlockHeaderBytes, bound);
+        const std::size_t deflated =
+            libdeflate_deflate_compress(compressor, data.data(), data.size(), out + kBlockHeaderBytes, bound);
         const std::size_t size = kBlockHeaderBytes + deflated + kGzipTrailerBytes;
         const auto header = blockHeader(static_cast<std::uint32_t>(size));
         const auto trailer = encode(
@@ -43,72 +47,18 @@ public:
     }
 
 private:
-    std::shared_ptr<libdeflate_compressor> compressor_;
+    Compressor compressor_;
+    Compressor storer_;
 };
-
-/// Binary logarithm of what a zstd frame holds, and of its window. A frame begins without knowing what came
-/// before; from these sizes on that costs at most some 0.3 % of a single frame with the level's own window,
-/// measured on headers and on executables, and the longer window often more than makes up for it.
-int zstdBlockLog(int level) noexcept {
-    return level < 3 ? 22 : level < 16 ? 24 : 25;
-}
-
-/// Makes a zstd frame with content size and checksum. Shared as above.
-class ZstdBlockWork {
-public:
-    explicit ZstdBlockWork(int level) : context_(ZSTD_createCCtx(), ZSTD_freeCCtx) {
-        if (!context_) {
-            throw std::bad_alloc();
-        }
-        check(ZSTD_CCtx_setParameter(context_.get(), ZSTD_c_compressionLevel, level));
-        check(ZSTD_CCtx_setParameter(context_.get(), ZSTD_c_windowLog, zstdBlockLog(level)));
-        check(ZSTD_CCtx_setParameter(context_.get(), ZSTD_c_checksumFlag, 1));
-    }
-
-    void operator()(Block& block) const {
-        const std::string_view data = block.input.view();
-        block.output.reserve(ZSTD_compressBound(data.size()));
-        block.output.setSize(check(ZSTD_compress2(context_.get(), block.output.data(), block.output.capacity(),
-                                                  data.data(), data.size())));
-    }
-
-private:
-    static std::size_t check(std::size_t result) {
-        if (ZSTD_isError(result) != 0) {
-            throw StreamError(ErrorKind::inputOutput,
-                              std::string("can't compress with zstd: ") + ZSTD_getErrorName(result));
-        }
-        return result;
-    }
-
-    std::shared_ptr<ZSTD_CCtx> context_;
-};
-
-/// What is in flight covers the time that one block takes longer than its neighbours. Blocks of zstd are large,
-/// so fewer must do.
-std::size_t blocksInFlight(const CompressionSettings& settings) {
-    const std::size_t threads = settings.threads;
-    if (threads <= 1) {
-        return 1;
-    }
-    return settings.compression == Compression::zstd ? threads + 1 : threads * 2;
-}
-
-std::function<BlockPool::Work()> workOf(const CompressionSettings& settings) {
-    const int level = settings.level;
-    if (settings.compression == Compression::zstd) {
-        return [level] { return ZstdBlockWork(level); };
-    }
-    return [level] { return GzipBlockWork(level); };
-}
 
 class BlockEncoder final : public Encoder {
 public:
     BlockEncoder(Sink& out, const CompressionSettings& settings)
         : out_(out),
-          blockBytes_(settings.compression == Compression::zstd ? zstdBlockBytes(settings.level)
-                                                                : settings.blockBytes),
-          pool_(settings.threads, blocksInFlight(settings), workOf(settings)) {}
+          blockBytes_(settings.blockBytes),
+          // What is in flight covers the time that one block takes longer than its neighbours.
+          pool_(settings.threads, settings.threads > 1 ? std::size_t{settings.threads} * 2 : 1,
+                [level = settings.level] { return GzipBlockWork(level); }) {}
 
     void write(const char* data, std::size_t size) override {
         while (size != 0) {
@@ -173,10 +123,6 @@ private:
 
 std::unique_ptr<Encoder> makeBlockEncoder(Sink& out, const CompressionSettings& settings) {
     return std::make_unique<BlockEncoder>(out, settings);
-}
-
-std::size_t zstdBlockBytes(int level) noexcept {
-    return std::size_t{1} << zstdBlockLog(level);
 }
 
 }  // namespace bex::stream

@@ -49,7 +49,7 @@ std::unique_ptr<Encoder> makeEncoder(Sink& out, const CompressionSettings& setti
             return makeBlockEncoder(out, settings);
         case Compression::zstd:
             checkLevel(settings, 1, 19);
-            return makeBlockEncoder(out, settings);
+            return makeZstdEncoder(out, settings);
         case Compression::xz:
             checkLevel(settings, 0, 9);
             return makeXzEncoder(out, settings);

@@ -12,20 +12,19 @@ namespace bex::stream {
 struct CompressionSettings {
     Compression compression = Compression::gzip;
     int level = 6;
-    unsigned threads = 1;                             ///< at least 1; the bytes do not depend on it
-    std::size_t blockBytes = std::size_t{512} << 10;  ///< uncompressed, of gzip; the level decides on zstd's
+    unsigned threads = 1;                           ///< at least 1; the bytes do not depend on it
+    std::size_t blockBytes = std::size_t{1} << 20;  ///< uncompressed, of gzip
 };
 
 /// Compresses what is written to it and writes the result to another sink, in order, on the writing thread.
-/// gzip: each block becomes one member with its length in an extra field; zstd: each block one frame; both are
-/// compressed on a pool of threads with a bounded number of blocks in flight. xz: one stream. none: as it is.
-/// An error, of a worker or of the target, reaches the caller of write() or finish(); destroyed before finish(),
-/// it stops its threads, when each has done with its block, and writes nothing more.
+/// gzip: each block becomes one member with its length in an extra field, and what is noise is stored; the members
+/// are made on a pool of threads with a bounded number of blocks in flight. zstd and xz: one stream. none: as it
+/// is. An error, of a worker or of the target, reaches the caller of write() or finish(); destroyed before
+/// finish(), it stops its threads, when each has done with its block, and writes nothing more.
 ///
 /// Memory: for gzip, twice `threads` blocks of input and output and a compressor for each thread (under 1 MiB,
-/// from level 10 on some 6 MiB); for zstd, one frame more than `threads` (4 MiB, 16 from level 3, 32 from level
-/// 16) and a context for each thread (1 to 81 MiB); for xz what liblzma needs, held to 1 GiB by using fewer
-/// threads.
+/// from level 10 on some 6 MiB); for zstd some 10 MiB and 6 for each thread, from level 16 on some 50 and 100; for
+/// xz what liblzma needs, held to 1 GiB by using fewer threads.
 class CompressingSink : public Sink {
 public:
     /// `out` must outlive this. Throws StreamError (`invalidInput`) for settings that the format does not know.

@@ -23,14 +23,14 @@ protected:
     Encoder() = default;
 };
 
-/// A row of gzip members of `settings.blockBytes` (Gzip.hpp: blocks), or of zstd frames (zstdBlockBytes()).
+/// A row of gzip members of `settings.blockBytes` (Gzip.hpp: blocks).
 std::unique_ptr<Encoder> makeBlockEncoder(Sink& out, const CompressionSettings& settings);
 
 /// One xz stream with CRC-64. Works in threads of liblzma's own; fewer than asked for where their memory would go
 /// beyond a bound.
 std::unique_ptr<Encoder> makeXzEncoder(Sink& out, const CompressionSettings& settings);
 
-/// What one zstd frame holds, uncompressed: more at the levels that make use of it. Depends on nothing else.
-std::size_t zstdBlockBytes(int level) noexcept;
+/// One zstd frame with a checksum, cut into jobs for threads of libzstd's own.
+std::unique_ptr<Encoder> makeZstdEncoder(Sink& out, const CompressionSettings& settings);
 
 }  // namespace bex::stream

@@ -1,0 +1,97 @@
+#include <zstd.h>
+
+#include <memory>
+#include <new>
+#include <string>
+
+#include "bex/stream/StreamError.hpp"
+#include "stream/codec/Buffer.hpp"
+#include "stream/codec/Encoder.hpp"
+
+namespace bex::stream {
+namespace {
+
+constexpr std::size_t kOutputBytes = std::size_t{128} << 10;
+
+/// How a level works. All of it shows in the bytes, and none depends on the threads.
+struct Pace {
+    int windowLog;
+    int jobBytes;    ///< what a thread compresses at a time
+    int overlapLog;  ///< how much of the window before its job a thread takes in: 9 is all of it, 8 half
+};
+
+/// A window beyond the level's own and small jobs that overlap: smaller output than with the library's defaults,
+/// in the same time and in a third of their memory, measured on headers and on executables.
+Pace paceOf(int level) noexcept {
+    return level < 16 ? Pace{22, 2 << 20, 8} : Pace{23, 8 << 20, 9};
+}
+
+struct FreeContext {
+    void operator()(ZSTD_CCtx* context) const noexcept { ZSTD_freeCCtx(context); }
+};
+
+class ZstdEncoder final : public Encoder {
+public:
+    ZstdEncoder(Sink& out, const CompressionSettings& settings)
+        : out_(out), output_(kOutputBytes), context_(ZSTD_createCCtx()) {
+        if (!context_) {
+            throw std::bad_alloc();
+        }
+        const Pace pace = paceOf(settings.level);
+        set(ZSTD_c_compressionLevel, settings.level);
+        set(ZSTD_c_checksumFlag, 1);
+        set(ZSTD_c_windowLog, pace.windowLog);
+        // One thread is a worker, too: without any the library cuts no jobs, and the bytes would differ.
+        set(ZSTD_c_nbWorkers, static_cast<int>(settings.threads));
+        set(ZSTD_c_jobSize, pace.jobBytes);
+        set(ZSTD_c_overlapLog, pace.overlapLog);
+    }
+
+    void write(const char* data, std::size_t size) override {
+        ZSTD_inBuffer in{data, size, 0};
+        while (in.pos < in.size) {
+            step(in, ZSTD_e_continue);
+        }
+    }
+
+    void finish() override {
+        ZSTD_inBuffer none{nullptr, 0, 0};
+        while (step(none, ZSTD_e_end) != 0) {
+        }
+    }
+
+private:
+    void set(ZSTD_cParameter parameter, int value) {
+        check(ZSTD_CCtx_setParameter(context_.get(), parameter, value));
+    }
+
+    /// What is left to be given out, at the end.
+    std::size_t step(ZSTD_inBuffer& in, ZSTD_EndDirective directive) {
+        ZSTD_outBuffer out{output_.data(), output_.capacity(), 0};
+        const std::size_t left = check(ZSTD_compressStream2(context_.get(), &out, &in, directive));
+        if (out.pos != 0) {
+            out_.write(output_.data(), out.pos);
+        }
+        return left;
+    }
+
+    static std::size_t check(std::size_t result) {
+        if (ZSTD_isError(result) != 0) {
+            throw StreamError(ErrorKind::inputOutput,
+                              std::string("can't compress with zstd: ") + ZSTD_getErrorName(result));
+        }
+        return result;
+    }
+
+    Sink& out_;
+    Buffer output_;
+    const std::unique_ptr<ZSTD_CCtx, FreeContext> context_;
+};
+
+}  // namespace
+
+std::unique_ptr<Encoder> makeZstdEncoder(Sink& out, const CompressionSettings& settings) {
+    return std::make_unique<ZstdEncoder>(out, settings);
+}
+
+}  // namespace bex::stream
