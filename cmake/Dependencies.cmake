@@ -1,6 +1,6 @@
 # Found once here, at the top, so that libraries, tests and tools see the same imported targets.
 find_package(LibArchive REQUIRED)
-find_package(Boost 1.74 REQUIRED COMPONENTS filesystem regex)
+find_package(Boost 1.74 REQUIRED COMPONENTS filesystem)
 find_package(Threads REQUIRED)
 find_package(PkgConfig REQUIRED)
 pkg_check_modules(codecs REQUIRED IMPORTED_TARGET libdeflate libisal libzstd liblzma libmd)

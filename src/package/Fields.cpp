@@ -1,5 +1,6 @@
-#include <boost/regex.hpp>
-#include <stdexcept>
+#include <cstddef>
+#include <initializer_list>
+#include <string_view>
 
 #include "bex/BexException.hpp"
 #include "bex/ZRBex.hpp"
@@ -7,13 +8,18 @@
 namespace bex {
 namespace {
 
-/// Whether `pattern` covers the whole value.
-bool matches(const std::string& value, const char* pattern) {
-    try {
-        return boost::regex_match(value, boost::regex(pattern));
-    } catch (const std::runtime_error&) {
-        return false;  // Boost gave up on a value that takes too long: no field looks like that.
+/// Whether the value holds these parts in this order, with at least one character before, between and behind them.
+/// The first place for each part that leaves room is as good as any later one, so that one pass is enough.
+bool holdsInOrder(std::string_view value, std::initializer_list<std::string_view> parts) {
+    std::size_t end = 0;
+    for (const std::string_view part : parts) {
+        const std::size_t at = value.find(part, end + 1);
+        if (at == std::string_view::npos) {
+            return false;
+        }
+        end = at + part.size();
     }
+    return end < value.size();
 }
 
 }  // namespace
@@ -59,11 +65,11 @@ void ZRBex::setMaintainer(const std::string& value) {
 }
 
 bool ZRBex::xCheckEssentialFormat(const std::string& value) const {
-    return matches(value, "yes|no");
+    return value == "yes" || value == "no";
 }
 
 bool ZRBex::xCheckMaintainerFormat(const std::string& value) const {
-    return matches(value, ".+ .+ <.+@.+[.].+");  // Meant: no closing bracket is asked for.
+    return holdsInOrder(value, {" ", " <", "@", "."});  // Meant: no closing bracket is asked for.
 }
 
 void ZRBex::xCheckMandatoryFields() const {
