@@ -24,6 +24,7 @@ constexpr std::uint64_t unbounded = std::numeric_limits<std::uint64_t>::max();
 
 constexpr NamedLimit namedLimits[] = {
     {"control-bytes", "controlBytes", [](Limits& l, std::uint64_t v) { l.controlBytes = v; }, unbounded},
+    {"md5sums-bytes", "md5sumsBytes", [](Limits& l, std::uint64_t v) { l.md5sumsBytes = v; }, unbounded},
     {"name-bytes", "nameBytes", [](Limits& l, std::uint64_t v) { l.nameBytes = v; }, unbounded},
     {"header-bytes", "extendedHeaderBytes", [](Limits& l, std::uint64_t v) { l.extendedHeaderBytes = v; },
      unbounded},

@@ -21,7 +21,7 @@ _bex_values() {
         --color) echo "auto always never" ;;
         --progress) echo "auto json never" ;;
         --compression) echo "gzip zstd xz none" ;;
-        --limit) echo "control-bytes= name-bytes= header-bytes= expansion-ratio= expansion-free-bytes= xz-memory=" \
+        --limit) echo "control-bytes= md5sums-bytes= name-bytes= header-bytes= expansion-ratio= expansion-free-bytes= xz-memory=" \
             "zstd-window-log= entries=" ;;
     esac
 }

@@ -19,7 +19,7 @@ complete -c bex -s v -l verbose -d "tell more on standard error"
 complete -c bex -l threads -x -d "threads to work with"
 complete -c bex -l color -x -a "auto always never"
 complete -c bex -l progress -x -a "auto json never"
-complete -c bex -l limit -x -a "control-bytes= name-bytes= header-bytes= expansion-ratio= expansion-free-bytes= xz-memory= zstd-window-log= entries=" -d "what a package may ask for"
+complete -c bex -l limit -x -a "control-bytes= md5sums-bytes= name-bytes= header-bytes= expansion-ratio= expansion-free-bytes= xz-memory= zstd-window-log= entries=" -d "what a package may ask for"
 complete -c bex -s h -l help -d "help"
 
 set -l build "__fish_seen_subcommand_from build"

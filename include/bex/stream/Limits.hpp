@@ -8,8 +8,11 @@ namespace bex::stream {
 /// What a package may ask of its reader. Each can be raised by the caller; exceeding one throws StreamError
 /// (`limitExceeded`) that names it.
 struct Limits {
-    /// Bytes of the control archive, unpacked. Read into memory as a whole.
+    /// Bytes of the control archive, unpacked, the contents of md5sums not counted. Read into memory as a whole.
     std::uint64_t controlBytes = std::uint64_t{32} << 20;
+    /// Bytes of the control member md5sums, which grows with the payload: enough for as many files as `entries`
+    /// allows, with paths of 90 bytes.
+    std::uint64_t md5sumsBytes = std::uint64_t{128} << 20;
     /// Bytes of one entry's path or link target. PATH_MAX is 4096; tools join paths before they use them.
     /// More than a MiB is refused whatever this says.
     std::size_t nameBytes = std::size_t{64} << 10;

@@ -11,6 +11,7 @@ namespace bex::stream {
 namespace {
 
 constexpr std::size_t digestLength = 32;
+constexpr std::size_t shortestLine = digestLength + 4;  // with two blanks, a path and the newline
 
 constexpr bool isHexDigit(char c) {
     const char lower = toLowerCase(c);
@@ -37,6 +38,9 @@ std::string lineFault(std::string_view line) {
 
 std::vector<Md5sum> parseMd5sums(std::string_view text, std::string_view name) {
     std::vector<Md5sum> sums;
+    // At once: growing would hold half as much again, and lines that are too short are no lines of it.
+    const auto lines = static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n')) + 1;
+    sums.reserve(std::min(lines, text.size() / shortestLine + 1));
     while (!text.empty()) {
         const std::size_t end = std::min(text.find('\n'), text.size());
         const std::string_view line = text.substr(0, end);
@@ -44,14 +48,14 @@ std::vector<Md5sum> parseMd5sums(std::string_view text, std::string_view name) {
             throw StreamError(ErrorKind::damaged,
                               std::string(name) + ':' + std::to_string(sums.size() + 1) + ": " + fault);
         }
-        sums.push_back({lowerCase(line.substr(0, digestLength)), std::string(line.substr(digestLength + 2))});
+        sums.push_back({line.substr(0, digestLength), line.substr(digestLength + 2)});
         text.remove_prefix(std::min(end + 1, text.size()));
     }
     return sums;
 }
 
 std::string formatMd5sum(const Md5sum& sum) {
-    return sum.digest + "  " + sum.path + '\n';
+    return std::string(sum.digest).append("  ").append(sum.path).append("\n");
 }
 
 }  // namespace bex::stream

@@ -6,15 +6,15 @@
 
 namespace bex::stream {
 
-/// One line of the control member "md5sums".
+/// One line of the control member "md5sums": a view of the text it was read from, for there may be a million.
 struct Md5sum {
-    std::string digest;  ///< 32 lower-case hexadecimal digits
-    std::string path;    ///< as it stands; by custom relative to the root, without "./"
+    std::string_view digest;  ///< 32 hexadecimal digits of either case
+    std::string_view path;    ///< as it stands; by custom relative to the root, without "./"
 };
 
 /// Reads "DIGEST  PATH" lines (deb-md5sums(5)); "DIGEST *PATH", which md5sum(1) writes for binary mode, too.
 /// Paths are raw bytes to the end of the line: nothing is escaped in this file, so that a path with a backslash
-/// stands as it is and one with a newline cannot stand at all. Digits may be of either case.
+/// stands as it is and one with a newline cannot stand at all.
 /// Throws StreamError (`damaged`) as `NAME:LINE: reason`.
 std::vector<Md5sum> parseMd5sums(std::string_view text, std::string_view name);
 

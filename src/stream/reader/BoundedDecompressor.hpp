@@ -1,5 +1,8 @@
 #pragma once
 
+#include <algorithm>
+#include <cstdint>
+#include <limits>
 #include <memory>
 #include <string>
 
@@ -35,6 +38,11 @@ public:
                          "unpacks to more than " + std::to_string(limit_) + " bytes (" + meaning_ + ")");
         }
         counted_ += bytes;
+    }
+
+    /// Raises the limit.
+    void allow(std::uint64_t bytes) noexcept {
+        limit_ += std::min(bytes, std::numeric_limits<std::uint64_t>::max() - limit_);
     }
 
 private:

@@ -32,6 +32,9 @@ public:
     /// same.
     bool next(Entry& entry);
 
+    /// Raises the limit of what may come out of the archive.
+    void allow(std::uint64_t bytes) noexcept { bytes_.allow(bytes); }
+
     /// As TarReader::nextRun().
     bool nextRun(Run& run) { return tar_.nextRun(run); }
 

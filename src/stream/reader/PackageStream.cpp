@@ -53,9 +53,9 @@ std::vector<ControlMember> PackageStream::readControl() {
     EntryReaderSettings settings;
     settings.limits = options_.limits;
     settings.bytesLimit = options_.limits.controlBytes;
-    settings.limitName = "the limit controlBytes";
+    settings.limitName = "the limits controlBytes and md5sumsBytes";
     EntryReader entries(members_.contents(), member.compression, settings, faults);
-    return readControlArchive(entries, faults);
+    return readControlArchive(entries, options_.limits, faults);
 }
 
 void PackageStream::openPayload() {

@@ -1,51 +1,81 @@
 #include "stream/verify/Digests.hpp"
 
+#include <algorithm>
+#include <utility>
+
+#include "stream/control/Ascii.hpp"
+
 namespace bex::stream {
 
 Digests::Digests(const std::vector<Md5sum>& sums, Faults control, Faults payload)
     : control_(std::move(control)), payload_(std::move(payload)) {
+    listed_.reserve(sums.size());
     for (const Md5sum& sum : sums) {
-        if (!listed_.try_emplace(plainPath(sum.path), Listed{sum.digest, false}).second) {
-            control_.refuse(ErrorKind::damaged, "md5-doubled", quotedName(sum.path) + " is there twice",
-                            "md5sums");
-        }
+        list(sum);
     }
+    // Of two lines for one path the first counts; it stands further in front in the text.
+    std::sort(listed_.begin(), listed_.end(), [](const Listed& left, const Listed& right) {
+        return std::pair(left.path, left.digest.data()) < std::pair(right.path, right.digest.data());
+    });
+    const auto samePath = [&](const Listed& first, const Listed& next) {
+        if (first.path != next.path) {
+            return false;
+        }
+        control_.refuse(ErrorKind::damaged, "md5-doubled", quotedName(std::string(next.path)) + " is there twice",
+                        "md5sums");
+        return true;
+    };
+    listed_.erase(std::unique(listed_.begin(), listed_.end(), samePath), listed_.end());
+}
+
+void Digests::list(const Md5sum& sum) {
+    std::string plain = plainPath(sum.path);
+    const bool stands = plain == sum.path;
+    listed_.push_back({stands ? sum.path : respelled_.emplace_back(std::move(plain)), sum.digest, false});
+}
+
+Digests::Listed* Digests::find(std::string_view path) {
+    const auto found =
+        std::lower_bound(listed_.begin(), listed_.end(), path,
+                         [](const Listed& listed, std::string_view wanted) { return listed.path < wanted; });
+    return found != listed_.end() && found->path == path ? &*found : nullptr;
 }
 
 void Digests::takeFile(const Entry& entry, const std::string& path, const std::string& digest,
                        bool listedElsewhere) {
-    const auto found = listed_.find(path);
-    if (found == listed_.end()) {
+    Listed* listed = find(path);
+    if (listed == nullptr) {
         others_[path] = digest;
         if (!listedElsewhere) {
             payload_.refuse(ErrorKind::damaged, "md5-unlisted", "is not in md5sums", entry.path);
         }
         return;
     }
-    found->second.seen = true;
-    if (found->second.digest != digest) {
+    listed->seen = true;
+    const std::string expected = lowerCase(listed->digest);
+    if (expected != digest) {
         others_[path] = digest;
         payload_.refuse(ErrorKind::damaged, "md5-mismatch",
-                        "has MD5 sum " + digest + ", not " + found->second.digest + " as in md5sums", entry.path);
+                        "has MD5 sum " + digest + ", not " + expected + " as in md5sums", entry.path);
     }
 }
 
 void Digests::takeHardLink(const Entry& entry, const std::string& path, const std::string& target,
                            bool listedElsewhere) {
     const auto other = others_.find(target);
-    const auto listed = listed_.find(target);
+    const Listed* listed = find(target);
     if (other != others_.end()) {
         takeFile(entry, path, std::string(other->second), listedElsewhere);
-    } else if (listed != listed_.end()) {
-        takeFile(entry, path, std::string(listed->second.digest), listedElsewhere);
+    } else if (listed != nullptr) {
+        takeFile(entry, path, lowerCase(listed->digest), listedElsewhere);
     }
 }
 
 void Digests::finish() const {
-    for (const auto& [path, listed] : listed_) {
+    for (const Listed& listed : listed_) {
         if (!listed.seen) {
-            control_.refuse(ErrorKind::damaged, "md5-missing", quotedName(path) + " is no file of the payload",
-                            "md5sums");
+            control_.refuse(ErrorKind::damaged, "md5-missing",
+                            quotedName(std::string(listed.path)) + " is no file of the payload", "md5sums");
         }
     }
 }

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <deque>
 #include <map>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "bex/stream/Entry.hpp"
@@ -10,11 +12,12 @@
 
 namespace bex::stream {
 
-/// The control member "md5sums" (deb-md5sums(5)) held against the payload. Memory grows with its lines, and with
-/// the files that it does not list or has wrong.
+/// The control member "md5sums" (deb-md5sums(5)) held against the payload. Memory grows by 40 bytes for each of its
+/// lines, and with the files that it does not list or has wrong.
 class Digests {
 public:
     /// `control` and `payload` report faults of the list and of the entries. Reports paths that are there twice.
+    /// The text that `sums` are views of must outlive this.
     Digests(const std::vector<Md5sum>& sums, Faults control, Faults payload);
 
     /// Tells of a file of the payload. `path` is its path in plainPath() form; `listedElsewhere`: it need not be
@@ -28,11 +31,16 @@ public:
 
 private:
     struct Listed {
-        std::string digest;
+        std::string_view path;  ///< in plainPath() form
+        std::string_view digest;
         bool seen = false;
     };
 
-    std::map<std::string, Listed> listed_;
+    void list(const Md5sum& sum);
+    Listed* find(std::string_view path);
+
+    std::vector<Listed> listed_;        // sorted by path
+    std::deque<std::string> respelled_;  // paths that do not stand in the text in plainPath() form
     std::map<std::string, std::string> others_;  // digests of files whose listed one does not tell it
     Faults control_;
     Faults payload_;

@@ -9,11 +9,22 @@ namespace bex::stream {
 
 void PayloadWriter::write(Sink& out, bool md5sums) {
     wantsSums_ = md5sums;
+    md5sums_.reserve(wantsSums_ ? md5sumsBytes() : 0);  // growing would take as much again for a moment
     TarEncoder tar(out);
     for (std::size_t i = 0; i < plan_.size(); ++i) {
         writeEntry(tar, i);
     }
     tar.finish();
+}
+
+std::size_t PayloadWriter::md5sumsBytes() const {
+    constexpr std::size_t besidePath = 32 + 2 + 1;  // digits, blanks, newline
+    std::size_t bytes = 0;
+    for (std::size_t i = 0; i < plan_.size(); ++i) {
+        const SourceEntry& source = plan_.source(i);
+        bytes += source.type == EntryType::file && !plan_.isConffile(i) ? source.path.size() + besidePath : 0;
+    }
+    return bytes;
 }
 
 void PayloadWriter::writeEntry(TarEncoder& tar, std::size_t index) {

@@ -28,6 +28,7 @@ public:
     std::string takeMd5sums() noexcept { return std::move(md5sums_); }
 
 private:
+    std::size_t md5sumsBytes() const;
     void writeEntry(TarEncoder& tar, std::size_t index);
     void writeContents(TarEncoder& tar, std::size_t index, const std::string& path);
     void addSum(std::size_t index, const std::string& digest);

@@ -24,9 +24,14 @@ TEST(Limits, EachIsNamedWhenItIsExceededAndCanBeRaised) {
         std::string message;
     } cases[] = {
         {packageOf("", tarFile("./postinst", mib)), [](Limits& l) { l.controlBytes = 1 << 20; },
-         "p.bex: member \"control.tar.gz\": unpacks to more than 1048576 bytes (the limit controlBytes)"},
+         "p.bex: member \"control.tar.gz\": unpacks to more than 1048576 bytes (the limits controlBytes and "
+         "md5sumsBytes)"},
         {packageOf("", sparse("1099511627776")), [](Limits&) {},
-         "p.bex: member \"control.tar.gz\": unpacks to more than 33554432 bytes (the limit controlBytes)"},
+         "p.bex: member \"control.tar.gz\": unpacks to more than 33554432 bytes (the limits controlBytes and "
+         "md5sumsBytes)"},
+        {packageOf("", tarFile("./md5sums", mib)),
+         [](Limits& l) { l.controlBytes = 1 << 19, l.md5sumsBytes = 1 << 18; },
+         "p.bex: member \"control.tar.gz\": unpacks to more than 786432 bytes (the limits controlBytes and "},
         {packageOf(tarFile("./x", mib)), [](Limits& l) { l.expansionFreeBytes = 0, l.expansionRatio = 10; },
          at + "unpacks to more than "},
         {packageOf(sparse("1099511627776")), [](Limits&) {},
@@ -56,6 +61,10 @@ TEST(Limits, EachIsNamedWhenItIsExceededAndCanBeRaised) {
         EXPECT_EQ(findingsOf(c.package, tight).back().substr(0, 6), "limit|");
         EXPECT_EQ(listingOf(c.package, Route::pipe, tight), message);
     }
+    ReadOptions listing;  // md5sums does not count where it fits its own
+    listing.limits.controlBytes = 1 << 19;
+    const std::string listed = packageOf("", tarFile("./md5sums", mib));
+    EXPECT_EQ(listingOf(listed, Route::file, listing), listingOf(listed));
     ReadOptions wide;
     wide.limits.nameBytes = std::size_t{1} << 19;
     std::string longName = "n";

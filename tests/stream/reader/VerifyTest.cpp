@@ -60,7 +60,7 @@ TEST(Verify, EachFaultOfAnEntryOrListHasItsCode) {
         {x + tarFile("./y"), listed(sum + "  x\n"), {"md5-unlisted|data.tar.gz|./y|is not in md5sums"}},
         {x,
          listed(sum + "  x\n" + sum + "  ./x\n"),
-         {"md5-doubled|control.tar.gz|md5sums|\"./x\" is there twice"}},
+         {"md5-doubled|control.tar.gz|md5sums|\"x\" is there twice"}},
         {x, listed("rubbish\n"), {"md5-syntax|control.tar.gz|./md5sums|"}},
         {x,
          tarFile("./conffiles", "/gone\nx\n/x\n/x\n"),
