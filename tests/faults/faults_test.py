@@ -31,13 +31,13 @@ def contents(path):
 
 
 def tree_below(folder):
-    """What stands there: names, kinds, modes, times of what is no link, contents."""
+    """What stands there: names, kinds, modes, times in seconds, contents."""
     found = {}
     for path in (os.path.join(base, name) for base, folders, files in os.walk(folder) for name in folders + files):
         status = os.lstat(path)
         kind = stat.S_IFMT(status.st_mode)
         what = (os.readlink(path) if stat.S_ISLNK(kind) else contents(path) if stat.S_ISREG(kind) else None)
-        found[os.path.relpath(path, folder)] = (kind, stat.S_IMODE(status.st_mode), status.st_mtime, what)
+        found[os.path.relpath(path, folder)] = (kind, stat.S_IMODE(status.st_mode), int(status.st_mtime), what)
     return found
 
 
