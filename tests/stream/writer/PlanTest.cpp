@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <clocale>
 #include <cstdlib>
 #include <filesystem>
 #include <functional>
@@ -76,6 +77,17 @@ TEST(Plan, LaterDirectoriesReplaceEarlierOnesAndWhatIsExcludedStaysOut) {
     options.latestTime = 3;
     EXPECT_THAT(shown(writer, options),
                 ElementsAre("./ 755 3", "./var/ 2770 3", "./var/y/ 711 1", "./var/z 600 3"));
+}
+
+TEST(Plan, PatternsAreHeldAgainstBytesInEveryLocale) {
+    PackageWriter writer;
+    writer.addBytes("", "caf\xc3\xa9", {0644, 5});
+    writer.setMode("caf??", 04711);
+    writer.setMode("caf?", 0);
+    std::setlocale(LC_ALL, "C.UTF-8");
+    const auto lines = shown(writer);
+    std::setlocale(LC_ALL, "C");
+    EXPECT_THAT(lines, ElementsAre("./ 755 5", "./caf\xc3\xa9 4711 5"));
 }
 
 TEST(Plan, RefusesWhatOnePackageCantHold) {
