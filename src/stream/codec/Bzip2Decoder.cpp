@@ -34,7 +34,9 @@ unsigned clamped(std::size_t size) {
     return static_cast<unsigned>(std::min<std::size_t>(size, std::numeric_limits<unsigned>::max()));
 }
 
-/// A row of streams, as bzip2(1) takes them.
+constexpr char kFirstByte = 'B';
+
+/// One stream.
 class Bzip2Decoder final : public StreamDecoder {
 public:
     Bzip2Decoder(Input& input, std::string name) : input_(input), name_(std::move(name)) {}
@@ -52,6 +54,9 @@ private:
         begin_ = input_.offset();
         if (begin_ != 0 && !input_.fill()) {
             return false;
+        }
+        if (begin_ != 0 && input_.data()[0] == kFirstByte) {
+            throw furtherError(name_, begin_, "bzip2 stream");
         }
         stream_ = std::make_unique<Bzip2Stream>();
         return true;

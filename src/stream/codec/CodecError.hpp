@@ -18,4 +18,10 @@ inline StreamError truncatedError(const std::string& name, std::uint64_t bytes, 
         name, bytes == 0 ? "is empty" : "ends after " + std::to_string(bytes) + " bytes, inside " + what);
 }
 
+/// Of a format whose streams other readers take in a row: dpkg-deb 1.21 stops at the first one's end, in silence.
+inline StreamError furtherError(const std::string& name, std::uint64_t offset, const std::string& what) {
+    return {ErrorKind::unsupported,
+            name + ": byte " + std::to_string(offset) + ": a further " + what + ", which not every reader reads"};
+}
+
 }  // namespace bex::stream

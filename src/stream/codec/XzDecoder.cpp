@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <new>
+#include <string_view>
 #include <utility>
 
 #include "stream/codec/CodecError.hpp"
@@ -11,12 +12,15 @@
 namespace bex::stream {
 namespace {
 
-/// The single-threaded decoder of liblzma: it needs a fraction of the threaded one's memory.
+constexpr char kFirstByte = '\xfd';
+constexpr std::uint64_t kPaddingBytes = 4;
+
+/// One stream. The single-threaded decoder of liblzma: it needs a fraction of the threaded one's memory.
 class XzDecoder final : public StreamDecoder {
 public:
     XzDecoder(Input& input, std::string name, const Limits& limits)
         : input_(input), name_(std::move(name)), memoryLimit_(std::max<std::uint64_t>(limits.xzMemoryBytes, 1)) {
-        check(lzma_stream_decoder(stream_.get(), memoryLimit_, LZMA_CONCATENATED | LZMA_TELL_UNSUPPORTED_CHECK));
+        check(lzma_stream_decoder(stream_.get(), memoryLimit_, LZMA_TELL_UNSUPPORTED_CHECK));
     }
 
     std::size_t fill(char* buffer, std::size_t size) override {
@@ -31,10 +35,29 @@ public:
             check(result);
             ended_ = result == LZMA_STREAM_END;
         }
+        if (ended_) {
+            requireEnd();
+        }
         return size - stream_->avail_out;
     }
 
 private:
+    /// Only padding may follow: zeros, a multiple of four.
+    void requireEnd() {
+        const std::uint64_t begin = input_.offset();
+        while (input_.fill()) {
+            const std::string_view rest(input_.data(), input_.size());
+            const std::size_t zeros = std::min(rest.find_first_not_of('\0'), rest.size());
+            input_.consume(zeros);
+            if (zeros != rest.size()) {
+                throw rest[zeros] == kFirstByte ? furtherError(name_, input_.offset(), "xz stream") : invalid();
+            }
+        }
+        if ((input_.offset() - begin) % kPaddingBytes != 0) {
+            throw invalid();
+        }
+    }
+
     void check(lzma_ret result) {
         switch (result) {
             case LZMA_OK:
@@ -56,9 +79,12 @@ private:
             case LZMA_FORMAT_ERROR:
                 throw damagedError(name_, "is no xz stream");
             default:
-                throw damagedError(name_,
-                                   "invalid xz data, wrong checksum or data after the last xz stream" + before());
+                throw invalid();
         }
+    }
+
+    StreamError invalid() const {
+        return damagedError(name_, "invalid xz data, wrong checksum or data after the last xz stream" + before());
     }
 
     std::string before() const { return " before byte " + std::to_string(input_.offset()); }

@@ -19,7 +19,8 @@ constexpr std::uint32_t kFrameMagic = 0xfd2fb528;
 constexpr std::uint32_t kSkippableMagic = 0x184d2a50;  // the lowest four bits are free
 constexpr std::uint32_t kSkippableMask = 0xfffffff0;
 
-/// A row of frames, RFC 8878.
+/// One frame, RFC 8878. What a row of them, or one that is skipped, would add, dpkg-deb 1.21 leaves out in
+/// silence.
 class ZstdDecoder final : public StreamDecoder {
 public:
     ZstdDecoder(Input& input, std::string name, const Limits& limits)
@@ -61,8 +62,11 @@ private:
         }
         const std::uint32_t magic = bytes[0] | std::uint32_t{bytes[1]} << 8 | std::uint32_t{bytes[2]} << 16 |
                                     std::uint32_t{bytes[3]} << 24;
-        if (magic != kFrameMagic && (magic & kSkippableMask) != kSkippableMagic) {
-            const std::uint64_t offset = input_.offset() - kMagicBytes;
+        const std::uint64_t offset = input_.offset() - kMagicBytes;
+        if ((magic == kFrameMagic && offset != 0) || (magic & kSkippableMask) == kSkippableMagic) {
+            throw furtherError(name_, offset, "zstd frame");
+        }
+        if (magic != kFrameMagic) {
             throw damagedError(name_, offset == 0
                                           ? "is no zstd stream"
                                           : "byte " + std::to_string(offset) + ": data after the last zstd frame");

@@ -159,8 +159,11 @@ void EntryPolicy::place(const Entry& entry) {
         case PathTable::Outcome::belowNoDirectory:
             refuse("path-through", "stands below an entry that is no directory", entry);
             break;
-        case PathTable::Outcome::added:
         case PathTable::Outcome::repeatedDirectory:
+            faults_.note("directory-doubled",
+                         "is there twice; which mode and time it gets differs between readers", entry.path);
+            break;
+        case PathTable::Outcome::added:
             break;
     }
 }

@@ -15,6 +15,13 @@ bool isPlainText(std::string text) {
     return escapeForDisplay(text) == text;
 }
 
+/// Whether the name begins as an absolute one does on other systems; bsdtar cuts that off.
+bool hasForeignRoot(const std::string& name) {
+    const bool letter =
+        !name.empty() && ((name[0] >= 'a' && name[0] <= 'z') || (name[0] >= 'A' && name[0] <= 'Z'));
+    return name[0] == '\\' || (letter && name[1] == ':');
+}
+
 void addZeros(Md5& sum, std::uint64_t count) {
     static constexpr std::array<char, 4096> kZeros{};
     while (count != 0) {
@@ -50,6 +57,9 @@ void PayloadCheck::run() {
 void PayloadCheck::check(const Entry& entry) {
     if (!isPlainText(entry.path) || !isPlainText(entry.linkTarget)) {
         faults_.note("path-characters", "has a name or target that programs show differently", entry.path);
+    }
+    if (hasForeignRoot(entry.path) || (entry.type == EntryType::hardlink && hasForeignRoot(entry.linkTarget))) {
+        faults_.note("path-drive", "begins with a backslash or a drive, which bsdtar cuts off", entry.path);
     }
     if (!isPlainText(entry.owner) || !isPlainText(entry.group)) {
         faults_.note("owner-characters", "has an owner or group that programs show differently", entry.path);

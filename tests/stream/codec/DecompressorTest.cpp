@@ -38,7 +38,9 @@ TEST(Decompressor, ReadsWhatTheFormatsOwnProgramsWrite) {
             const std::string stream = piped(program, part);
             for (const unsigned threads : kThreads) {
                 EXPECT_TRUE(decompressed(stream, compression, threads) == part) << threads;
-                EXPECT_TRUE(decompressed(stream + stream, compression, threads, 509) == part + part) << threads;
+            }
+            if (compression == Compression::gzip || compression == Compression::none) {
+                EXPECT_TRUE(decompressed(stream + stream, compression, 2, 509) == part + part);
             }
             if (size < data.size()) {
                 EXPECT_TRUE(decompressed(stream, compression, 1, 1) == part) << "byte by byte";
