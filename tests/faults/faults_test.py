@@ -5,12 +5,14 @@ allocations that the option parser makes.
 """
 
 import contextlib
+import ctypes
 import errno
 import os
 import re
 import shutil
 import signal
 import stat
+import subprocess
 import tempfile
 import unittest
 
@@ -183,6 +185,29 @@ class FaultsTest(unittest.TestCase):
                             self.assertRegex(run.err, f"^bex: {path}|^bex: tree/sub: ")
                             self.assertEqual((made, hidden_names()), (b"old", []))
 
+    def test_unreadable_sources_and_loops(self):
+        def build(tree):
+            return subprocess.run([os.environ["BEX"], "build", tree, *BUILD[2:-2]], preexec_fn=give_up_privileges,
+                                  capture_output=True, text=True, check=False)
+
+        for path, reason in (("tree/sub/other", "open it"), ("tree/sub", "open the directory")):
+            self.make_tree()
+            self.old_package()
+            os.chmod(path, 0)
+            made = build("tree")
+            os.chmod(path, 0o700)
+            self.assertEqual((made.returncode, made.stderr), (4, f"bex: {path}: can't {reason}: Permission denied\n"))
+            self.expect_package(False)
+        os.symlink("two", "tree/sub/one")  # each the other's target: links are stored, not followed
+        os.symlink("one", "tree/sub/two")
+        os.chmod("tree/sub/file", 0 if os.geteuid() == 0 else 0o400)
+        self.run_once(*BUILD)
+        self.run_once("extract", "out.bex", "to")
+        self.assertEqual((os.readlink("to/sub/one"), os.readlink("to/sub/two")), ("two", "one"))
+        self.assertEqual(stat.S_IMODE(os.lstat("to/sub/file").st_mode) & 0o377, 0)
+        os.symlink("loop", "loop")
+        self.assertEqual(build("loop").stderr, "bex: loop/DEBIAN: Too many levels of symbolic links\n")
+
     # Reading
 
     def test_reading(self):
@@ -259,6 +284,12 @@ class FaultsTest(unittest.TestCase):
                         if swapped != "to" or run.call in ("openat2", "write", "mkdirat", "renameat", "fchmod"):
                             # else the destination is still to be opened, and may be a link
                             self.assertEqual(tree_below("trap"), canary)
+
+
+def give_up_privileges():
+    """What lets root read what it may not: CAP_DAC_OVERRIDE and CAP_DAC_READ_SEARCH. Nothing where it is not root."""
+    for capability in (1, 2):
+        ctypes.CDLL(None).prctl(24, capability, 0, 0, 0)  # PR_CAPBSET_DROP
 
 
 def hidden_names():
