@@ -5,6 +5,9 @@
 namespace bex::stream {
 namespace {
 
+/// A few bytes of a package can make millions of them, which would fill memory and be read by nobody.
+constexpr std::size_t kMostFindings = 100000;
+
 const char* codeOf(ErrorKind kind) {
     switch (kind) {
         case ErrorKind::limitExceeded:
@@ -32,6 +35,10 @@ Finding findingOf(const StreamError& failure, const std::string& member, const s
 }  // namespace
 
 void Findings::add(const Fault& fault) {
+    if (list_.size() >= kMostFindings) {
+        throw StreamError(ErrorKind::limitExceeded, "more than " + std::to_string(kMostFindings) +
+                                                        " findings; what is left is not looked at");
+    }
     list_.push_back({fault.code, fault.member, fault.path, fault.reason});
 }
 

@@ -15,6 +15,7 @@ public:
     void refuse(const std::string&, const Fault& fault) override { add(fault); }
     void note(const std::string&, const Fault& fault) override { add(fault); }
 
+    /// Throws StreamError (`limitExceeded`) where there are 100000 already.
     void add(const Fault& fault);
 
     /// A failure that ended a step of the reading. Throws it again when it is not the package's fault. One that

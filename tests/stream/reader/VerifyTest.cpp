@@ -58,9 +58,7 @@ TEST(Verify, EachFaultOfAnEntryOrListHasItsCode) {
          {"md5-missing|control.tar.gz|md5sums|\"d\" is no file of the payload",
           "md5-missing|control.tar.gz|md5sums|\"gone\" is no file of the payload"}},
         {x + tarFile("./y"), listed(sum + "  x\n"), {"md5-unlisted|data.tar.gz|./y|is not in md5sums"}},
-        {x,
-         listed(sum + "  x\n" + sum + "  ./x\n"),
-         {"md5-doubled|control.tar.gz|md5sums|\"x\" is there twice"}},
+        {x, listed(sum + "  x\n" + sum + "  ./x\n"), {"md5-doubled|control.tar.gz|md5sums|\"x\" is there twice"}},
         {x, listed("rubbish\n"), {"md5-syntax|control.tar.gz|./md5sums|"}},
         {x,
          tarFile("./conffiles", "/gone\nx\n/x\n/x\n"),
@@ -108,6 +106,16 @@ TEST(Verify, EachFaultOfAnEntryOrListHasItsCode) {
                       c.findings[i]);
         }
     }
+}
+
+TEST(Verify, EndsWhereFindingsWouldFillMemory) {
+    std::string conffiles;
+    while (conffiles.size() < 300000) {
+        conffiles += "x\n";
+    }
+    const std::vector<std::string> found = findingsOf(packageOf("", tarFile("./conffiles", conffiles)));
+    EXPECT_EQ(found.size(), 100001U);
+    EXPECT_EQ(found.back().substr(0, 6), "limit|");
 }
 
 TEST(Verify, GoesOnBehindABrokenStructureAndListsAll) {
