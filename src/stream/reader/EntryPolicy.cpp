@@ -34,6 +34,12 @@ bool hasParent(std::string_view path) {
     return !forEachComponent(path, [](std::string_view component) { return component != ".."; });
 }
 
+/// A system looks for a directory of that name.
+bool meansDirectory(std::string_view path) {
+    const std::string_view last = path.substr(path.rfind('/') + 1);  // npos + 1 is 0: all of it
+    return last.empty() || last == ".";
+}
+
 bool isAbsolute(std::string_view path) {
     return !path.empty() && path.front() == '/';
 }
@@ -100,8 +106,9 @@ bool EntryPolicy::checkPath(const Entry& entry) const {
         refuse("path-parent", "has \"..\" in it", entry);
     } else if (plain.empty() && entry.type != EntryType::directory) {
         refuse("path-empty", "names the package's root, but is no directory", entry);
-    } else if (entry.type != EntryType::directory && entry.path.back() == '/') {
-        refuse("path-slash", "ends with \"/\", but is no directory", entry);
+    } else if (entry.type != EntryType::directory && meansDirectory(entry.path)) {
+        const char* end = entry.path.back() == '/' ? "/" : "/.";
+        refuse("path-slash", std::string("ends with \"") + end + "\", but is no directory", entry);
     } else if (!forEachComponent(plain, [](std::string_view name) { return name.size() <= NAME_MAX; })) {
         refuse("path-component", "has a component of more than " + std::to_string(NAME_MAX) + " bytes", entry);
     } else {
@@ -130,7 +137,7 @@ bool EntryPolicy::checkLink(const Entry& entry) const {
         refuse("hardlink-target", "is a hard link to " + target + ", which leads out of the package", entry);
         return false;
     }
-    if (!paths_.hasFile(plainPath(entry.linkTarget))) {
+    if (meansDirectory(entry.linkTarget) || !paths_.hasFile(plainPath(entry.linkTarget))) {
         refuse("hardlink-target", "is a hard link to " + target + ", which is no earlier file of the package",
                entry);
         return false;
