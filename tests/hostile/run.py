@@ -247,8 +247,8 @@ MODES = {"tool": check_tool, "objects": check_objects, "table": tell}
 def share(arguments):
     """Every so many-th case, in a process and a place of its own."""
     mode, chosen, first, step = arguments
-    limit = resource.RLIMIT_FSIZE if SANITIZED else resource.RLIMIT_AS
-    resource.setrlimit(limit, (GIB, GIB))
+    if not SANITIZED:
+        resource.setrlimit(resource.RLIMIT_AS, (GIB, GIB))
     result = []
     with tempfile.TemporaryDirectory(prefix="bex-hostile-") as folder:
         place = Place(folder)
