@@ -178,6 +178,7 @@ TEST(Confinement, HoldsWhenAFolderIsSwappedForASymlinkAtAnyCall) {
             std::filesystem::create_directories(folder / "trap/b");
             folder.write("to/a/old", "old");
             const Tree trap = treeBelow(folder / "trap");
+            const auto time = std::filesystem::last_write_time(folder / "trap");
             FailingSystem system;
             chooseKernel(system, hasOpenat2);
             system.watch([&](const std::string&, std::size_t number) {
@@ -188,6 +189,7 @@ TEST(Confinement, HoldsWhenAFolderIsSwappedForASymlinkAtAnyCall) {
             });
             const std::string failure = failureOf([&] { unpack(folder / "to", items, {}, system); });
             EXPECT_EQ(treeBelow(folder / "trap"), trap) << "at call " << nth << ": " << failure;
+            EXPECT_EQ(std::filesystem::last_write_time(folder / "trap"), time) << "at call " << nth;
             calls = std::max(calls, system.log().size());
         }
     }

@@ -55,6 +55,8 @@ TEST(Members, EachBrokenStructureHasATextOfItsOwnAndIsRefusedFromFileAndPipe) {
          "member \"control.tar.gz\": ends after 12 of 123456 bytes"},
         {arOf(arMember("debian-binary", "2.0\n", "-4")),
          "member \"debian-binary\": size \"-4        \" in the header is no number"},
+        {arOf(arMember("debian-binary", "2.0\n", "4x")),
+         "member \"debian-binary\": size \"4x        \" in the header is no number"},
         {arOf(arMember("debian-binary", "2.0\n", " 4")),
          "member \"debian-binary\": size \" 4        \" in the header is no number"},
         {arOf(arMember("debian-binary", "2.0\n", "          ")),
