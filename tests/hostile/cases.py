@@ -198,6 +198,7 @@ def types(outside):
     for mode, kept in (0o4755, 0o755), (0o2755, 0o755), (0o6777, 0o777), (0o1777, 0o1777), (0, 0), (0o7777, 0o1777):
         yield accept(f"mode {mode:o}", {b"a": D(kept), b"x": F(b"x", kept)},
                      package(d(b"a/", mode), f(b"x", b"x", mode=mode)))
+    yield refuse("mode of 2^33", "tar-header", package(f(b"x", mode=base256(1 << 33, 8))))
     yield refuse("mode that is no number", "tar-header", package(f(b"x", mode=b"rwxr-xr")))
     for key in b"SCHILY.xattr.security.capability", b"SCHILY.xattr.user.note", b"SCHILY.acl.access":
         value = b"user::rwx,user:0:rwx" if b"acl" in key else b"\x01\0\0\x02\0\x20" + bytes(14)

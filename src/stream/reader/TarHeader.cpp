@@ -101,6 +101,15 @@ std::uint64_t sizeIn(std::string_view block, const Faults& faults) {
     return size;
 }
 
+/// No more than octal digits can tell: readers differ in what they make of a larger one.
+std::uint32_t modeIn(std::string_view block, const Faults& faults) {
+    const std::uint64_t mode = numberIn(kMode, block, faults);
+    if (mode > 077777777) {
+        failField(kMode, kMode.in(block), faults);
+    }
+    return static_cast<std::uint32_t>(mode & 07777U);
+}
+
 /// The bytes before the first NUL; readers that stop there and readers that do not must see the same.
 std::string textIn(const Field& field, std::string_view block, const Faults& faults) {
     const std::string_view bytes = field.in(block);
@@ -146,7 +155,7 @@ TarHeader parseTarHeader(std::string_view block, const Faults& faults) {
     }
     TarHeader header;
     header.type = block[kType];
-    header.mode = static_cast<std::uint32_t>(numberIn(kMode, block, faults) & 07777U);
+    header.mode = modeIn(block, faults);
     header.size = sizeIn(block, faults);
     header.path = textIn(kName, block, faults);
     header.link = textIn(kLink, block, faults);
