@@ -191,6 +191,11 @@ Seeds gzips() {
 Seeds texts() {
     return {
         kControlText,
+        kControlText + "Source: tool (1:2.0)\nSection: contrib/net\nPriority: optional\nInstalled-Size: 12\n" +
+            "Essential: no\nProtected: yes\nMulti-Arch: foreign\nBreaks: a (<< 2)\nProvides: b (= 1), c\n",
+        std::string("Package: A b\nVersion: 1:\nArchitecture: linux-any\nMaintainer: nobody\nDescription:\n x\n") +
+            "Source: Tool\nSection: a/b/c\nPriority: Optional!\nInstalled-Size: 1k\nEssential: maybe\n" +
+            "Multi-Arch: all\nDepends: a (> 1), |\nProvides: b (>= 1)\nEnhances: \xff\nX-Empty:\n",
         "# comment\n\nPackage: a\nDescription: s\n long\n .\n\tmore\nDepends: a (>= 1:2~b-3), b | c:any [amd64]\n",
         "Package:a\r\nPACKAGE : b\nVersion: 1\n\nSecond: x\n",
         "A: \x1b]0;x\x07\n \n",
