@@ -68,6 +68,7 @@ TEST(Tar, HeadersThatReadersUnderstandDifferentlyAreRefused) {
          "p.bex: ./x: header of type \"g\" is not supported"},
         {changed([](auto& f) { f.magic = kGnu, f.tail = "1"; }), badNumber + "sparse map: \"1"},
         {pax("7 a=b\n"), at + "extended header: record with a wrong length"},
+        {pax("6 a=bc"), at + "extended header: record with a wrong length"},
         {pax("99999999999999999999 a=b\n"), at + "extended header: record with a wrong length"},
         {pax("-6 a=b\n"), at + "extended header: record with a wrong length"},
         {changed([](auto& f) { f.type = 'x', f.size = "00000000006"; }, "8 a=b\n\n\n") + file,
