@@ -87,6 +87,9 @@ void runExtract(std::string_view input) {
     options.stripComponents = 1;
     options.keepExisting = true;
     extracted(bytes, watched.destination(), options);
+    test::reading(
+        bytes, Route::file, [&](stream::PackageReader& reader) { reader.extractControl(watched.destination()); },
+        tightOptions());
     watched.check();
 }
 
