@@ -192,7 +192,8 @@ def types(outside):
         yield refuse(f"type {chr(kind)} with a name of /dev", "entry-type path-absolute",
                      package(entry(outside + b"/null", bytes([kind]), mode=0o666, devices=b"0000001\x000000003")))
     for kind in b"7Zz8\x01\xff":
-        yield refuse(f"type {kind:#x}", "entry-type" if 1 < kind < 255 else "tar-decode", package(entry(b"x", bytes([kind]), b"x")))
+        yield refuse(f"type {kind:#x}", "entry-type" if 1 < kind < 255 else "tar-decode",
+                     package(entry(b"x", bytes([kind]), b"x")))
     for kind in b"ADMNVXg":
         yield refuse(f"type {chr(kind)}", "tar-type", package(entry(b"x", bytes([kind]), b"x"), OK))
     for mode, kept in (0o4755, 0o755), (0o2755, 0o755), (0o6777, 0o777), (0o1777, 0o1777), (0, 0), (0o7777, 0o1777):
@@ -209,7 +210,8 @@ def types(outside):
 def sizes(_):
     for size, codes in {
         base256(-1): "tar-header", base256(-512): "tar-header", base256(1 << 62): "tar-truncated",
-        base256((1 << 63) - 1): "tar-header", base256((1 << 63) - 512): "tar-header", base256((1 << 63) - 1024): "tar-truncated", base256(1 << 64): "tar-header",
+        base256((1 << 63) - 1): "tar-header", base256((1 << 63) - 512): "tar-header",
+        base256((1 << 63) - 1024): "tar-truncated", base256(1 << 64): "tar-header",
         base256(1 << 80): "tar-header", b"777777777777": "tar-truncated", b"0000000008\0": "tar-header",
         b"12 34": "tar-header", b"-0000000001": "tar-header", b"0x10": "tar-header", b"+1": "tar-header",
         b"\x001": "tar-header", b"           ": "tar-header", b"\xff" * 11: "tar-header",
@@ -302,7 +304,8 @@ def gzips(_):
         yield refuse(f"gzip: {name}", codes, ar(VERSION, control(), member(b"data.tar.gz", stream)), left=None)
     small = gz(tar(OK))
     empty = gzip.compress(b"", mtime=0)
-    for name, stream in {"zeros after the end": small + bytes(512), "200000 empty members": small + empty * 200000, "empty blocks": bx(b"") * 20000 + bx(tar(OK)),
+    for name, stream in {"zeros after the end": small + bytes(512), "200000 empty members": small + empty * 200000,
+                         "empty blocks": bx(b"") * 20000 + bx(tar(OK)),
                          "cut in members": b"".join(gz(tar(OK)[i:i + 7]) for i in range(0, len(tar(OK)), 7))}.items():
         yield accept(f"gzip: {name}", OK_TREE, ar(VERSION, control(), member(b"data.tar.gz", stream)))
     for suffix, packed in {b".xz": xz(payload), b".bz2": bz2.compress(payload), b".zst": zst(payload)}.items():
@@ -347,7 +350,8 @@ def bombs(_):
                      lambda suffix=suffix, pack=pack: ar(VERSION, member(
                          b"control.tar" + suffix, pack(f(b"control", CONTROL) + head)), data()))
         yield refuse(f"bomb of {name} in data", "limit",
-                     lambda suffix=suffix, pack=pack: ar(VERSION, control(), member(b"data.tar" + suffix, pack(head))), options=FREE, left=None)
+                     lambda suffix=suffix, pack=pack: ar(VERSION, control(), member(
+                         b"data.tar" + suffix, pack(head))), options=FREE, left=None)
     big = header(b"zeros", size=1 << 30)
     yield refuse("bomb of gzip in blocks", "limit", lambda: ar(VERSION, control(), member(
         b"data.tar.gz", bx(big) + bx(bytes(MIB)) * 64)), options=FREE, left=None)
@@ -448,7 +452,8 @@ def controls(_):
         ("malformed values", CONTROL.replace(b"odd", b"../x", 1).replace(b": 1", b": x y"), "field"),
         ("none of the needed", b"Field: x\n", "field"), ("value of 8 MiB", CONTROL + b"Field: " + b"x" * 8 * MIB + b"\n", ""),
         ("200000 of them", CONTROL + b"".join(b"F%d: x\n" % i for i in range(200000)), ""),
-        ("200000 lines", CONTROL + b" x\n" * 200000, ""), ("200000 relations", CONTROL + b"Depends: x" + b", x" * 200000 + b"\n", ""),
+        ("200000 lines", CONTROL + b" x\n" * 200000, ""),
+        ("200000 relations", CONTROL + b"Depends: x" + b", x" * 200000 + b"\n", ""),
     ]:
         yield accept(f"fields: {name}", {}, fields(text), codes)
     for name, text, codes in [("md5sums", b"no sums\n", "md5-syntax"), ("md5sums", b"0" * 32 + b"  ../x\n" * 2, "md5-syntax"),
