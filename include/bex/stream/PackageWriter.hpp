@@ -42,7 +42,7 @@ struct WriteOptions {
     Compression compression = Compression::gzip;  ///< bzip2 is not written
     /// gzip 0 to 12, zstd 1 to 19, xz 0 to 9; unset: 6, 3 and 6.
     std::optional<int> level;
-    unsigned threads = 0;  ///< 0: one for each processor. The bytes do not depend on it.
+    unsigned threads = 0;                           ///< 0: one for each processor. The bytes do not depend on it.
     std::size_t blockBytes = std::size_t{1} << 20;  ///< payload bytes that are compressed as one block
     /// Make the control member "md5sums": every name of a regular file but conffiles, which are there to be
     /// changed.

@@ -12,8 +12,8 @@
 
 namespace bex::stream {
 
-/// The control member "md5sums" (deb-md5sums(5)) held against the payload. Memory grows by 40 bytes for each of its
-/// lines, and with the files that it does not list or has wrong.
+/// The control member "md5sums" (deb-md5sums(5)) held against the payload. Memory grows by 40 bytes for each of
+/// its lines, and with the files that it does not list or has wrong.
 class Digests {
 public:
     /// `control` and `payload` report faults of the list and of the entries. Reports paths that are there twice.
@@ -39,8 +39,8 @@ private:
     void list(const Md5sum& sum);
     Listed* find(std::string_view path);
 
-    std::vector<Listed> listed_;        // sorted by path
-    std::deque<std::string> respelled_;  // paths that do not stand in the text in plainPath() form
+    std::vector<Listed> listed_;                 // sorted by path
+    std::deque<std::string> respelled_;          // paths that do not stand in the text in plainPath() form
     std::map<std::string, std::string> others_;  // digests of files whose listed one does not tell it
     Faults control_;
     Faults payload_;
