@@ -92,9 +92,14 @@ def names(outside):
             "pax": lambda: pax([(b"linkpath", target)]) + h(b"new", b"short", magic=POSIX),
         }.items():
             yield refuse(f"hard link {place} {way}", "hardlink-target" + " pax-header" * (way == "pax"), package(make()))
-    deep = b"/".join([b"d" * 200] * 15 + [b"end"])
-    tree = {b"/".join([b"d" * 200] * i): IMPLIED for i in range(1, 16)}
-    yield accept("name of 3000 bytes", {**tree, deep: F(b"x")}, package(long(b"L", deep) + f(b"short", b"x")))
+    deep = [b"d"] * 300 + [b"d" * 200] * 12
+    tree = {b"/".join(deep[:i]): IMPLIED for i in range(1, len(deep) + 1)}
+    name = b"/".join([*deep, b"end"])
+    yield accept("name of 3000 bytes", {**tree, name: F(b"x")}, package(long(b"L", name) + f(b"short", b"x")))
+    yield accept("directories again", {b"a": D(), b"b": D(0o700), b"b/x": F()},
+                 package(d(b"a/"), d(b"./a//"), f(b"b/x"), d(b"b/", 0o700)), "directory-doubled")
+    yield accept("dots that are no ..", {b"..x": IMPLIED, b"..x/...": F(), b"x..": F()},
+                 package(f(b"..x/..."), f(b"./x..")))
     yield refuse("component of 256 bytes", "path-component", package(long(b"L", b"n" * 256) + f(b"short")))
     yield refuse("two ways to a name", "tar-pax",
                  package(pax([(b"path", b"one")]) + long(b"L", b"other") + f(b"short", magic=POSIX)))
@@ -196,6 +201,9 @@ def types(outside):
                      package(entry(b"x", bytes([kind]), b"x")))
     for kind in b"ADMNVXg":
         yield refuse(f"type {chr(kind)}", "tar-type", package(entry(b"x", bytes([kind]), b"x"), OK))
+    closed = {b"s": D(0o500), b"s/a": D(0o500), b"s/a/x": F(b"", 0o400)}
+    yield accept("file in a closed folder", closed, package(d(b"s/", 0o500), d(b"s/a/", 0o500), f(b"s/a/x", mode=0o400)),
+                 before=lambda destination: os.mkdir(destination + b"/s", 0o100))
     for mode, kept in (0o4755, 0o755), (0o2755, 0o755), (0o6777, 0o777), (0o1777, 0o1777), (0, 0), (0o7777, 0o1777):
         yield accept(f"mode {mode:o}", {b"a": D(kept), b"x": F(b"x", kept)},
                      package(d(b"a/", mode), f(b"x", b"x", mode=mode)))
@@ -321,6 +329,8 @@ def gzips(_):
         stream = pack(tar(OK)[:1024]) + pack(tar(OK)[1024:])
         yield refuse(f"two streams of {suffix.decode()}", "member-unsupported",
                      ar(VERSION, control(), member(b"data.tar" + suffix, stream)), left=None)
+    yield accept("bz2", OK_TREE, ar(VERSION, member(b"control.tar.bz2", bz2.compress(tar(f(b"control", CONTROL)))),
+                                    data(OK, suffix=b".bz2")), "member-compression")
     yield refuse("zstd frame that is to be skipped", "member-unsupported", ar(
         VERSION, control(), member(b"data.tar.zst", b"\x50\x2a\x4d\x18\3\0\0\0abc" + zst(tar(OK)))))
     for end, codes in (512, "tar-end"), (0, "tar-truncated"):

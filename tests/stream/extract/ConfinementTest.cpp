@@ -1,10 +1,8 @@
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <climits>
 #include <filesystem>
 #include <optional>
 #include <string>
@@ -14,17 +12,12 @@
 #include "TemporaryDirectory.hpp"
 #include "bex/stream/StreamError.hpp"
 #include "stream/FailingSystem.hpp"
-#include "stream/extract/BeneathFolder.hpp"
 #include "stream/extract/Unpacking.hpp"
-#include "stream/system/Descriptor.hpp"
-#include "stream/system/Surroundings.hpp"
 
 namespace {
 
 using namespace bex::test;
 using namespace bex::test::unpacking;
-using bex::stream::BeneathFolder;
-using bex::stream::Descriptor;
 using bex::stream::EntryType;
 using bex::stream::ErrorKind;
 using bex::stream::StreamError;
@@ -51,79 +44,33 @@ TEST(Confinement, RefusesWhatLeadsThroughOrToASymlink) {
     const struct {
         std::vector<Item> items;
         const char* failure;
-        const char* why;
     } cases[] = {
-        {{file("out/x", "")},
-         "p: out/x: its folder \"out\" is a symlink in the destination",
-         "one that was there"},
-        {{file("out/sub/x", "")},
-         "p: out/sub/x: its folder \"out\" is a symlink in the destination",
-         "one with a folder behind it"},
-        {{symlinkTo("l", "../outside"), file("l/x", "")},
-         "p: l/x: its folder \"l\" is a symlink in the destination",
-         "one that the package made"},
-        {{symlinkTo("l", "/"), directory("l/tmp/")},
-         "p: l/tmp/: its folder \"l\" is a symlink in the destination",
-         "an absolute one, and a directory"},
-        {{directory("d/"), symlinkTo("d/l", "."), symlinkTo("d/l/s", "x")},
-         "p: d/l/s: its folder \"l\" is a symlink in the destination",
-         "one that leads nowhere else, deeper"},
+        {{file("out/sub/x", "")}, "p: out/sub/x: its folder \"out\" is a symlink in the destination"},
         {{directory("d/e/"), symlinkTo("d/l", "."), file("d/l/e/x", "")},
-         "p: d/l/e/x: its folder \"l\" is a symlink in the destination",
-         "one on the way to a folder that is there"},
+         "p: d/l/e/x: its folder \"l\" is a symlink in the destination"},
         {{symlinkTo("l", "l"), hardlinkTo("l/h", "seen")},
-         "p: l/h: its folder \"l\" is a symlink in the destination",
-         "one that leads to itself"},
+         "p: l/h: its folder \"l\" is a symlink in the destination"},
         {{hardlinkTo("h", "out/secret")},
-         "p: h: its link target's folder \"out\" is a symlink in the destination",
-         "a hard link's target through one"},
-        {{hardlinkTo("h", "tosecret")},
-         "p: h: its link target is no regular file that was extracted",
-         "a hard link to one"},
-        {{hardlinkTo("h", "fifo")},
-         "p: h: its link target is no regular file that was extracted",
-         "a hard link to a FIFO"},
-        {{hardlinkTo("h", "folder")},
-         "p: h: its link target is no regular file that was extracted",
-         "to a directory"},
-        {{hardlinkTo("h", "none")}, "p: h: its link target is no regular file that was extracted", "to nothing"},
-        {{hardlinkTo("h", "none/x")},
-         "p: h: its link target's folder \"none\" does not exist in the destination",
-         "below nothing"},
-        {{hardlinkTo("h", "a/../../outside/secret")},
-         "p: h: its link target leads out of the destination",
-         "by \"..\""},
-        {{file("../outside/x", "")}, "p: ../outside/x: its path leads out of the destination", "by \"..\""},
-        {{directory("a/..")}, "p: a/..: its path leads out of the destination", "by \"..\", as a directory"},
-        {{file("f", ""), file("f/x", "")},
-         "p: f/x: its folder \"f\" is no directory in the destination",
-         "below a file"},
-        {{file("fifo/x", "")},
-         "p: fifo/x: its folder \"fifo\" is no directory in the destination",
-         "below a FIFO"},
-        {{file("./", "x")},
-         "p: ./: stands for the destination and is no directory",
-         "in place of the destination"},
-        {{item(EntryType::fifo, "x\n", 0644)}, "p: x\\n: is neither file, directory nor link", "a FIFO"},
-        {{item(EntryType::blockDevice, "x", 0644)}, "p: x: is neither file, directory nor link", "a device"},
-        {{item(EntryType::other, "x", 0644)}, "p: x: is neither file, directory nor link", "who knows"},
-        {{symlinkTo("x", std::string("a\0b", 3))},
-         "p: x: its link target has a NUL",
-         "a target that would be cut"},
-        {{file(std::string("x\0y", 3), "")},
-         "p: x\\x00y: its path leads out of the destination",
-         "and such a path"},
+         "p: h: its link target's folder \"out\" is a symlink in the destination"},
+        {{hardlinkTo("h", "tosecret")}, "p: h: its link target is no regular file that was extracted"},
+        {{hardlinkTo("h", "none/x")}, "p: h: its link target's folder \"none\" does not exist in the destination"},
+        {{hardlinkTo("h", "a/../../outside/secret")}, "p: h: its link target leads out of the destination"},
+        {{file("../outside/x", "")}, "p: ../outside/x: its path leads out of the destination"},
+        {{file("fifo/x", "")}, "p: fifo/x: its folder \"fifo\" is no directory in the destination"},
+        {{file("./", "x")}, "p: ./: stands for the destination and is no directory"},
+        {{item(EntryType::fifo, "x\n", 0644)}, "p: x\\n: is neither file, directory nor link"},
+        {{symlinkTo("x", std::string("a\0b", 3))}, "p: x: its link target has a NUL"},
+        {{file(std::string("x\0y", 3), "")}, "p: x\\x00y: its path leads out of the destination"},
     };
     for (const auto& c : cases) {
         for (const bool hasOpenat2 : {true, false}) {
-            SCOPED_TRACE(std::string(c.why) + (hasOpenat2 ? ", openat2" : ""));
+            SCOPED_TRACE(std::string(c.failure) + (hasOpenat2 ? ", openat2" : ""));
             FailingSystem system;
             chooseKernel(system, hasOpenat2);
             const TemporaryDirectory folder;
             folder.write("outside/secret", "secret");
             std::filesystem::create_directory(folder / "outside/sub");
             folder.write("in/seen", "seen");
-            std::filesystem::create_directory(folder / "in/folder");
             std::filesystem::create_directory_symlink("../outside", folder / "in/out");
             std::filesystem::create_symlink("../outside/secret", folder / "in/tosecret");
             ASSERT_EQ(mkfifo((folder / "in/fifo").c_str(), 0600), 0);
@@ -135,34 +82,6 @@ TEST(Confinement, RefusesWhatLeadsThroughOrToASymlink) {
             EXPECT_EQ(describe(folder / "in/h"), "");
             EXPECT_EQ(describe(folder / "in/x"), "");
         }
-    }
-}
-
-TEST(Confinement, ReachesNamesBeyondPathMax) {
-    for (const bool hasOpenat2 : {true, false}) {
-        const TemporaryDirectory folder;
-        FailingSystem system;
-        chooseKernel(system, hasOpenat2);
-        std::string parent = std::string(200, 'd');
-        for (int depth = 1; depth < 60; ++depth) {
-            parent += '/' + std::string(200, static_cast<char>('a' + depth % 26));
-        }
-        ASSERT_GT(parent.size(), 2 * PATH_MAX);
-        const std::size_t descriptors = openDescriptors();
-        unpack(
-            folder / "",
-            {file(parent + "/f", "deep"), hardlinkTo(parent + "/h", parent + "/f"), directory(parent + '/', 0700)},
-            {}, system);
-        EXPECT_EQ(openDescriptors(), descriptors);
-
-        const bex::stream::ExtractContext context("p", {}, system);
-        const Descriptor root(open((folder / "").c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC), system);
-        BeneathFolder opened(context, root.get(), "its");
-        struct stat status = {};
-        const int bottom = opened.open(parent, BeneathFolder::Missing::refuse);
-        ASSERT_EQ(fstatat(bottom, "h", &status, AT_SYMLINK_NOFOLLOW), 0);
-        EXPECT_EQ(status.st_nlink, 2U);
-        EXPECT_EQ(status.st_size, 4);
     }
 }
 

@@ -45,40 +45,20 @@ TEST(Damage, EveryPackageThatIsCutShortFails) {
     }
 }
 
-/// A flipped bit outside of what a checksum covers may pass when it means nothing.
-TEST(Damage, EveryFlippedByteFailsOrChangesNothing) {
-    for (const Compression compression : kAll) {
-        const std::string package = packageIn(compression);
-        const std::string sound = listingOf(package);
-        ASSERT_EQ(sound.find("p.bex"), std::string::npos) << sound;
-        std::size_t passed = 0;
-        for (std::size_t at = 0; at < package.size(); ++at) {
-            std::string flipped = package;
-            flipped[at] = static_cast<char>(flipped[at] ^ (1 << at % 8));
-            const std::string listing = listingOf(flipped, at % 2 == 0 ? Route::file : Route::pipe, oneThread());
-            const bool failed = listing.compare(0, 7, "p.bex: ") == 0;
-            ASSERT_TRUE(failed || listing == sound) << nameOf(compression) << " at " << at << ": " << listing;
-            passed += failed ? 0 : 1;
-        }
-        EXPECT_LT(passed, package.size() / 4) << "times, owners and modes of the members, and little else";
-    }
-}
-
 /// Without a checksum around it the tar archive's own checks are all there is.
-TEST(Damage, EveryFlippedByteOfAPlainHeaderIsNoticed) {
-    const auto listing = [](const std::string& tar) {
-        return listingOf(arOf(headOf() + arMember("data.tar", tarOf(tar))), Route::file, oneThread());
-    };
+TEST(Damage, EveryFlippedByteOfHeadersFailsOrChangesNothing) {
     const std::string header = tarFile("./x");
-    const std::string sound = listing(header);
+    const std::string package = arOf(headOf() + arMember("data.tar", tarOf(header)));
+    const std::string sound = listingOf(package);
+    const std::size_t first = package.size() - tarOf(header).size();
     std::size_t passed = 0;
-    for (std::size_t at = 0; at < header.size(); ++at) {
-        std::string flipped = header;
+    for (std::size_t at = 0; at < first + header.size(); ++at) {
+        std::string flipped = package;
         flipped[at] = static_cast<char>(flipped[at] ^ (1 << at % 8));
-        const std::string found = listing(flipped);
-        const bool failed = found.compare(0, 7, "p.bex: ") == 0;
-        EXPECT_TRUE(failed || found == sound) << at << ": " << found;
-        passed += failed ? 0 : 1;
+        const std::string listing = listingOf(flipped, at % 2 == 0 ? Route::file : Route::pipe, oneThread());
+        const bool failed = listing.compare(0, 7, "p.bex: ") == 0;
+        ASSERT_TRUE(failed || listing == sound) << at << ": " << listing;
+        passed += failed || at < first ? 0 : 1;
     }
     EXPECT_LE(passed, 3U) << "a leading zero and the fillings of the checksum may be blanks or not";
 }

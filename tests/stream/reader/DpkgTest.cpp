@@ -12,7 +12,6 @@
 namespace bex::test {
 namespace {
 
-using stream::Compression;
 using stream::PackageReader;
 
 /// A tree with every kind of entry that dpkg-deb packs, in "tree" below the folder.
@@ -86,26 +85,6 @@ TEST_P(DpkgPackages, AreListedReadAndExtractedAsByDpkg) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Compressions, DpkgPackages, testing::Values("none", "gzip", "xz", "zstd"));
-
-TEST(Reading, MembersOfEveryCompressionGiveTheSame) {
-    const std::string tar =
-        tarOf(tarFolder("./") + tarFile("./x", std::string(100000, 'x')) + tarFile("./y", "end"));
-    const std::string plain = listingOf(arOf(headOf() + arMember("data.tar", tar)));
-    ASSERT_NE(plain.find("./y = end"), std::string::npos) << plain.substr(0, 200);
-    for (const Compression compression : {Compression::gzip, Compression::xz, Compression::zstd}) {
-        const std::string name = "data.tar" + std::string(suffixOf(compression));
-        const std::string bytes = arOf(headOf() + arMember(name, packed(tar, compression)));
-        for (const unsigned threads : {1U, 3U}) {
-            stream::ReadOptions options;
-            options.threads = threads;
-            EXPECT_EQ(listingOf(bytes, Route::file, options), plain) << name;
-            EXPECT_EQ(listingOf(bytes, Route::pipe, options), plain) << name;
-        }
-    }
-    EXPECT_EQ(listingOf(arOf(headOf() + arMember("data.tar.bz2", bzip2Of(tar)))), plain);
-    const std::string control = arMember("control.tar.bz2", bzip2Of(tarOf(tarFile("control", kControlText))));
-    EXPECT_EQ(listingOf(arOf(arMember("debian-binary", "2.0\n") + control + arMember("data.tar", tar))), plain);
-}
 
 TEST(Reading, TakesWhatTheObjectLibraryWrites) {
     const TemporaryDirectory folder;

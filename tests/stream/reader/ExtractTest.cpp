@@ -58,37 +58,5 @@ TEST(Extract, TakesWhatIsSelectedAndStripsComponents) {
               "p.bex: ./usr/bin/other: is a hard link to \"./usr/bin/tool\", which is not extracted");
 }
 
-TEST(Extract, HolesStayHolesAndEntriesBeforeARefusedOneStay) {
-    const std::string sparse = withPax({{"GNU.sparse.map", "1000000,1,3000000,1"}, {"GNU.sparse.size", "4000000"}},
-                                       tarFile("./sparse", "ab"));
-    const TemporaryDirectory folder;
-    EXPECT_EQ(reading(packageOf(sparse + tarFile("./last", "end") + tarLink("./fifo", "", '6') + tarFile("./no")),
-                      Route::file, [&](PackageReader& reader) { reader.extract(folder.path().string()); }),
-              "p.bex: ./fifo: is a FIFO");
-    EXPECT_EQ(folder.read("last"), "end");
-    std::string expected(4000000, '\0');
-    expected[1000000] = 'a';
-    expected[3000000] = 'b';
-    EXPECT_TRUE(folder.read("sparse") == expected);
-    EXPECT_EQ(namesIn(folder.path().string()), (std::vector<std::string>{"last", "sparse"}));
-}
-
-/// The first package leaves a symlink, the second writes "through" it.
-TEST(Extract, TwoPackagesIntoOneFolderStayInIt) {
-    const TemporaryDirectory folder;
-    const auto extract = [&](const std::string& payload) {
-        return reading(packageOf(payload), Route::file,
-                       [&](PackageReader& reader) { reader.extract(folder / "out"); });
-    };
-    folder.write("outside/x", "old");
-    ASSERT_EQ(extract(tarLink("./s", "../outside", '2')), "");
-    EXPECT_EQ(extract(tarFile("./s/x", "new")).substr(0, 12), "p.bex: ./s/x");
-    EXPECT_EQ(extract(tarFile("./y", "y") + tarLink("./s/h", "./y", '1')).substr(0, 12), "p.bex: ./s/h");
-    EXPECT_EQ(extract(tarFile("./s", "a file")), "");
-    EXPECT_EQ(folder.read("outside/x"), "old");
-    EXPECT_EQ(folder.read("out/s"), "a file");
-    EXPECT_EQ(namesIn(folder / "outside"), std::vector<std::string>{"x"});
-}
-
 }  // namespace
 }  // namespace bex::test

@@ -1,8 +1,6 @@
-#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cerrno>
 #include <random>
 #include <thread>
 
@@ -101,18 +99,6 @@ TEST(Reading, AFailureIsRepeatedAndReadersCanBeMoved) {
     EXPECT_EQ(failure, "");
 }
 
-TEST(Reading, ADescriptorKeepsItsPosition) {
-    const TemporaryDirectory folder;
-    const stream::Descriptor file(open(folder.write("p.bex", soundPackage()).c_str(), O_RDONLY | O_CLOEXEC),
-                                  stream::System::real());
-    ASSERT_EQ(lseek(file.get(), 5, SEEK_SET), 5);
-    Entry entry;
-    PackageReader first(file.get(), "p.bex");
-    PackageReader second(file.get(), "p.bex");
-    ASSERT_TRUE(first.next(entry) && second.next(entry) && first.next(entry));
-    EXPECT_EQ(lseek(file.get(), 0, SEEK_CUR), 5);
-}
-
 TEST(Reading, ReadersInSeveralThreadsDoNotDisturbEachOther) {
     const std::string bytes = packageOf(withPax({{"path", "./\xc3\xa4"}}, tarFile("./x", "one")) +
                                         tarFile("./y", std::string(100000, 'y')));
@@ -147,40 +133,6 @@ TEST(Reading, ReportsProgressToTheEndAndCanBeCancelled) {
     options.progress = [&](const stream::Progress&) { return false; };
     EXPECT_EQ(failureOf([&] { PackageReader(path, options).extract(folder / "none"); }), path + ": cancelled");
     EXPECT_EQ(namesIn(folder / "none"), std::vector<std::string>{"a"}) << "the file that was begun is gone";
-}
-
-TEST(Reading, EveryFailingCallBecomesAnErrorThatNamesThePackage) {
-    const TemporaryDirectory folder;
-    const std::string path = folder.write("p.bex", soundPackage());
-    const auto list = [&](stream::System& system) {
-        stream::ThrowingFaults faults;
-        stream::PackageStream package(path, {}, system, faults);
-        package.checkStructure();
-        package.readControl();
-        Entry entry;
-        while (package.next(entry)) {
-        }
-    };
-    std::size_t failures = 0;
-    failEachCall(EIO, list, [&](const std::string& failure, const std::string& call) {
-        const std::string what = call == "openat" ? ": can't open: " : ": can't read: ";
-        EXPECT_EQ(failure, call == "close" ? "" : path + what + "Input/output error");
-        ++failures;
-    });
-    EXPECT_GT(failures, 8U);
-}
-
-TEST(Reading, APackageThatIsCutWhileItIsReadIsAnError) {
-    const TemporaryDirectory folder;
-    const std::string path = folder.write("p.bex", largePackage());
-    PackageReader reader(path);
-    std::filesystem::resize_file(path, 2000000);
-    Entry entry;
-    const std::string failure = failureOf([&] {
-        while (reader.next(entry)) {
-        }
-    });
-    EXPECT_THAT(failure, testing::StartsWith(path + ": member \"data.tar.gz\": ends after 1999"));
 }
 
 /// The table against a plain set of strings.

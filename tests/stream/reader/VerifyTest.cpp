@@ -23,19 +23,6 @@ std::string md5Of(const std::string& bytes) {
     return sum.hexDigest();
 }
 
-TEST(Verify, FindsNothingInSoundPackages) {
-    EXPECT_THAT(findingsOf(soundPackage()), IsEmpty());
-    const std::string sums = md5Of("echo tool\n") + "  bin/tool\n" + md5Of("echo tool\n") + "  bin/other\n" +
-                             md5Of("") + "  bin/empty\n";
-    const std::string payload = tarFolder("./") + tarFile("./bin/tool", "echo tool\n") +
-                                tarLink("./bin/other", "./bin/tool", '1') + tarFile("./bin/empty") +
-                                tarFile("./etc/tool.conf", "x");
-    EXPECT_THAT(
-        findingsOf(packageOf(payload, tarFile("./md5sums", sums) +
-                                          tarFile("./conffiles", "/etc/tool.conf\nremove-on-upgrade /etc/x\n"))),
-        IsEmpty());
-}
-
 TEST(Verify, EachFaultOfAnEntryOrListHasItsCode) {
     const std::string x = tarFile("./x", "x");
     const std::string sum = md5Of("x");
@@ -61,7 +48,7 @@ TEST(Verify, EachFaultOfAnEntryOrListHasItsCode) {
         {x, listed(sum + "  x\n" + sum + "  ./x\n"), {"md5-doubled|control.tar.gz|md5sums|\"x\" is there twice"}},
         {x, listed("rubbish\n"), {"md5-syntax|control.tar.gz|./md5sums|"}},
         {x,
-         tarFile("./conffiles", "/gone\nx\n/x\n/x\n"),
+         tarFile("./conffiles", "/gone\nx\n/x\n/x\nremove-on-upgrade /y\n"),
          {"conffile-path|control.tar.gz|conffiles|\"x\" is no absolute path",
           "conffile-doubled|control.tar.gz|conffiles|\"/x\" is there twice",
           "conffile-missing|control.tar.gz|conffiles|\"/gone\" is not in the payload"}},
@@ -69,20 +56,6 @@ TEST(Verify, EachFaultOfAnEntryOrListHasItsCode) {
          tarFile("./conffiles", "/s\nremove-on-upgrade /x\n"),
          {"conffile-type|control.tar.gz|conffiles|\"/s\" is no regular file",
           "conffile-missing|control.tar.gz|conffiles|\"/x\" is to be removed, but in the payload"}},
-        {tarFile("../x") + tarFile("/y") + x + x + tarLink("./h", "z", '1') + tarFile("./x/y") + tarFile("."),
-         "",
-         {"path-parent|data.tar.gz|../x|has \"..\" in it", "path-absolute|data.tar.gz|/y|is absolute",
-          "path-doubled|data.tar.gz|./x|is in the package twice",
-          "hardlink-target|data.tar.gz|./h|is a hard link to \"z\", which is no earlier file of the package",
-          "path-through|data.tar.gz|./x/y|stands below an entry that is no directory",
-          "path-empty|data.tar.gz|.|names the package's root, but is no directory"}},
-        {tarLink("./f", "", '6') + tarLink("./s/", "", '2') + tarLink("./t", "", '2') +
-             withLongName('L', std::string(256, 'n'), x),
-         "",
-         {"entry-type|data.tar.gz|./f|is a FIFO",
-          "path-slash|data.tar.gz|./s/|ends with \"/\", but is no directory",
-          "link-target|data.tar.gz|./t|is a symlink without a target",
-          "path-component|data.tar.gz|" + std::string(256, 'n') + "|has a component of more than 255 bytes"}},
         {withPax({{"mtime", "1e9"}, {"uid", "4294967295"}, {"uname", "\xe2\x80\xae"}}, tarFile("./\x1b[2J")) +
              withPax({{"mtime", "999999999999"}}, x),
          "",
@@ -92,10 +65,6 @@ TEST(Verify, EachFaultOfAnEntryOrListHasItsCode) {
           "owner-characters|data.tar.gz|./\\x1b[2J|has an owner or group that programs show differently",
           "pax-header|data.tar.gz|./x|has an extended header (pax), which dpkg does not read",
           "time-range|data.tar.gz|./x|has a time that no calendar has: 999999999999"}},
-        {"",
-         tarFile("./d/x") + tarFile("./control", "Package: x\n"),
-         {"control-type|control.tar.gz|./d/x|stands in a folder of the control archive",
-          "path-doubled|control.tar.gz|./control|is in the package twice"}},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.findings.front());
@@ -130,13 +99,9 @@ TEST(Verify, GoesOnBehindABrokenStructureAndListsAll) {
                             "member-order|data.tar.gz||stands before the control member",
                             "member-order|control.tar.gz||stands behind \"data.tar.gz\"",
                             "member-unknown|more||is not known and is read by nobody", parent));
-    EXPECT_THAT(
-        findingsOf(arOf(version + control + data + data) + "junk"),
-        ElementsAre("member-doubled|data.tar.gz||is there twice", testing::StartsWith("ar-trailing|||"), parent));
     EXPECT_THAT(findingsOf(arOf(version + data)),
                 ElementsAre("member-order|data.tar.gz||stands before the control member",
                             "member-missing|||no control member", parent));
-    EXPECT_THAT(findingsOf(arOf(version + control)), ElementsAre("member-missing|||no data member"));
     EXPECT_THAT(findingsOf(arOf(version + control + arMember("data.tar.gz", damaged))),
                 ElementsAre("member-damaged|data.tar.gz||gzip member at byte 0: wrong checksum"));
     EXPECT_THAT(findingsOf(arOf(version + arMember("control.tar.gz", "rubbish") + data)),
@@ -146,7 +111,6 @@ TEST(Verify, GoesOnBehindABrokenStructureAndListsAll) {
         ElementsAre("member-compression|control.tar.bz2||dpkg-deb reads no control member that is compressed with "
                     "bzip2",
                     testing::StartsWith("control-syntax|control.tar.bz2|control|control:1:"), parent));
-    EXPECT_THAT(findingsOf("nothing"), ElementsAre("ar-magic|||no package: does not begin with \"!<arch>\\n\""));
     EXPECT_THAT(
         findingsOf(arOf(version + control + arMember("data.tar", tarFile("./x") + std::string(512, '\0')))),
         ElementsAre("tar-end|data.tar||ends after one block of zeros instead of two"));
