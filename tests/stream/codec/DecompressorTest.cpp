@@ -88,19 +88,6 @@ TEST(Decompressor, FindsTheTrailerWhereverInputAndOutputAreCut) {
     }
 }
 
-TEST(Decompressor, ReadsAMultitudeOfEmptyMembers) {
-    const std::string block = blocks("", 1);
-    const std::string plain = gzipMember("");
-    for (const std::string& pair : {block + block, plain + plain, plain + block, block + plain}) {
-        std::string stream;
-        for (int i = 0; i < 100000; ++i) {
-            stream += pair;
-        }
-        const unsigned threads = pair == block + plain ? 1 : 2;
-        EXPECT_EQ(decompressed(stream + blocks("end", 10), Compression::gzip, threads), "end");
-    }
-}
-
 /// Reads and skips at random, and compares with the data itself.
 void compareSkips(Decompressor& from, const std::string& data, std::size_t largest, unsigned seed) {
     std::minstd_rand random(seed);

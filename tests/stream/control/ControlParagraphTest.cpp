@@ -7,7 +7,6 @@
 #include <utility>
 
 #include "Failure.hpp"
-#include "bex/stream/StreamError.hpp"
 
 namespace {
 
@@ -91,41 +90,6 @@ TEST(ControlParagraph, SetsInPlaceAndRemovesInAnyCase) {
     EXPECT_EQ(control.format(),
               "Version: 3\nDepends: libc6 (>= 2.36),\n mail | exim4\n"
               "Description: greets\n Says hello.\n .\n  as it stands\nNew: 4\n");
-}
-
-void expectRefusedOrKept(const std::string& text) {
-    try {
-        const ControlParagraph control = ControlParagraph::parse(text, "damaged");
-        expectReadBackTheSame(control);
-        control.faults();
-    } catch (const bex::stream::StreamError& failure) {
-        EXPECT_EQ(failure.kind(), bex::stream::ErrorKind::damaged) << text;
-    }
-}
-
-TEST(ControlParagraph, RefusesOrKeepsEveryDamagedText) {
-    for (std::size_t at = 0; at < sample.size(); ++at) {
-        expectRefusedOrKept(sample.substr(0, at));
-        expectRefusedOrKept(sample.substr(at));
-        for (const char byte : "\n\r\t #-.:aP\x7F\x80\xFF") {
-            std::string damaged = sample;
-            damaged[at] = byte;
-            expectRefusedOrKept(damaged);
-        }
-    }
-}
-
-TEST(ControlParagraph, ReadsManyFieldsAndLongValues) {
-    std::string text = "Long:";
-    for (int i = 0; i < 200000; ++i) {
-        text += " abcdefghijklmnopqrstuvwxyz 0123456789\n";
-    }
-    for (int i = 0; i < 200000; ++i) {
-        text += "F" + std::to_string(i) + ": v\n";
-    }
-    EXPECT_EQ(ControlParagraph::parse(text, "large").format().size(), text.size());
-    EXPECT_EQ(failureOf([&] { ControlParagraph::parse(text + "f7: w\n", "large"); }),
-              "large:400001:1: the field \"f7\" stands in line 200008 already");
 }
 
 }  // namespace

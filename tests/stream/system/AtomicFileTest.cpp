@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <cstring>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -22,8 +21,6 @@ namespace {
 using stream::AtomicFile;
 using stream::System;
 using testing::ElementsAre;
-using testing::EndsWith;
-using testing::StartsWith;
 
 void replace(const std::string& path, const std::string& bytes, System& system = System::real()) {
     AtomicFile file(path, system);
@@ -68,47 +65,6 @@ TEST(AtomicFile, SyncsContentsBeforeAndFolderAfterTheRename) {
     std::vector<std::string> calls = system.log();
     calls.erase(std::remove(calls.begin(), calls.end(), "linkat"), calls.end());  // not every file system needs it
     EXPECT_THAT(calls, ElementsAre("fsync", "renameat", "fsync"));
-}
-
-/// Every call of a whole replacement fails once with `error`; the target was `before`, or nothing for "".
-void failEachCallOfAReplacement(const char* way, const std::string& before, int error) {
-    const TemporaryDirectory folder;
-    const std::size_t descriptors = openDescriptors();
-    const std::string path = folder / "x\n";
-    std::size_t failures = 0;
-    const auto action = [&](FailingSystem& system) {
-        std::filesystem::remove(path);
-        if (!before.empty()) {
-            folder.write("x\n", before);
-        }
-        system.failAlways(ENOENT, way);
-        replace(path, "new", system);
-    };
-    failEachCall(error, action, [&](const std::string& failure, const std::string& call) {
-        SCOPED_TRACE(call);
-        const bool written = failure.empty() || failure.find("but the file is written") != std::string::npos;
-        const std::string expected = written ? "new" : before;
-        EXPECT_EQ(std::filesystem::exists(path) ? folder.read("x\n") : "", expected);
-        EXPECT_EQ(namesBelow(folder.path()).size(), expected.empty() ? 0 : 1);
-        EXPECT_EQ(openDescriptors(), descriptors);
-        if (!failure.empty()) {
-            ++failures;
-            EXPECT_THAT(failure, StartsWith(folder / "x\\n: can't "));
-            EXPECT_THAT(failure, EndsWith(std::strerror(error)));
-        }
-    });
-    EXPECT_GE(failures, 6U);
-}
-
-TEST(AtomicFile, LeavesOldOrNewAndNothingElseWhicheverCallFails) {
-    for (const char* way : kWays) {
-        for (const char* before : {"", "old"}) {
-            for (const int error : {EIO, ENOSPC, EMFILE}) {
-                SCOPED_TRACE(std::string(way) + ", before: " + before);
-                failEachCallOfAReplacement(way, before, error);
-            }
-        }
-    }
 }
 
 TEST(AtomicFile, RefusesFoldersAndASystemThatTakesNothing) {

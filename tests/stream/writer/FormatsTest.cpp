@@ -6,7 +6,6 @@
 #include "Failure.hpp"
 #include "stream/FailingSystem.hpp"
 #include "stream/StringSink.hpp"
-#include "stream/writer/ArWriter.hpp"
 #include "stream/writer/Building.hpp"
 #include "stream/writer/Spool.hpp"
 #include "stream/writer/TarEncoder.hpp"
@@ -14,7 +13,6 @@
 namespace bex::test {
 namespace {
 
-using stream::ArWriter;
 using stream::Entry;
 using stream::EntryType;
 using stream::Spool;
@@ -65,14 +63,6 @@ TEST(TarEncoder, RefusesContentsThatDifferFromTheSizeAndTypesThatCantBe) {
     EXPECT_EQ(failure(3, EntryType::file, "ab"), "./f: has less content than was said");
     EXPECT_EQ(failure(0, EntryType::fifo, ""), "./f: is of a type that a package can't hold");
     EXPECT_EQ(failure(1, EntryType::directory, "x"), "./f: has more content than was said");
-}
-
-TEST(ArWriter, KnowsArsLimit) {
-    StringSink sink;
-    ArWriter writer(sink, 0);
-    EXPECT_EQ(failureOf([&] { writer.beginMember("data.tar", 9999999999); }), "");
-    EXPECT_EQ(failureOf([&] { writer.beginMember("data.tar", 10000000000); }),
-              "member \"data.tar\": more than the 9999999999 bytes that a member of an ar archive can have");
 }
 
 TEST(Spool, GivesBackWhatItTookAndStopsAtTheLimitBeforeTheDiskIsReached) {

@@ -72,11 +72,6 @@ TEST(SourcesOfAWriter, ThatChangeBeforeTheyAreReadAreErrors) {
              fs::remove(file);
              mkfifo(file.c_str(), 0644);
          }},
-        {"is no regular file any more",
-         [](auto&, auto& file) {
-             fs::remove(file);
-             fs::create_directory(file);
-         }},
         {"was replaced after it was listed",
          [](auto& s, auto& file) {
              fs::rename(fs::path(file).parent_path(), s.folder / "moved");
@@ -148,13 +143,6 @@ TEST(SourcesOfAWriter, ADirectoryThatIsReplacedDuringTheScanIsNoticed) {
     sources.system.clearLog();
     EXPECT_EQ(failureOf([&] { sources.writer.addTree(sources.folder / "tree"); }),
               sources.folder / "tree/sub: was replaced while the tree was read");
-}
-
-TEST(SourcesOfAWriter, WhatWasNotChangedIsPackagedWhateverTheSizeOfReadsAndWrites) {
-    Sources sources;
-    const std::string whole = written(sources.writer, sources.folder);
-    sources.system.limitTransfers(7);
-    EXPECT_EQ(written(sources.writer, sources.folder), whole);
 }
 
 }  // namespace
