@@ -116,18 +116,5 @@ TEST(Extracting, NeedsADirectoryToWriteTo) {
     EXPECT_EQ(dir.read("a"), "file") << "what was written before stays";
 }
 
-TEST(Extracting, GivesBackTheTreeThatWasPackaged) {
-    const TemporaryDirectory dir;
-    dir.write("tree/a/b/c", randomBytes(100000));
-    dir.write("tree/.hidden", "h");
-    fs::create_directories(dir / "tree/empty/below");
-    Package written(dir / "p.bex");
-    written.withFields().add(dir / "tree", "usr/share");
-    written.close();
-    fs::create_directory(dir / "out");
-    Package(dir / "p.bex").extract(dir / "out", "");
-    EXPECT_EQ(outputOf("diff -r " + (dir / "tree") + " " + (dir / "out/usr/share")), "");
-}
-
 }  // namespace
 }  // namespace bex::test

@@ -99,19 +99,5 @@ TEST(LoadingAPackage, MakesAPackageThatCanBeChangedAndWrittenBack) {
     EXPECT_EQ(package.payload().size(), 5U) << "a second package adds to the first";
 }
 
-/// The leak checker judges what a hundred packages of each kind leave behind.
-TEST(LoadingAPackage, LeavesNothingBehindThatIsNotTheCallers) {
-    const TemporaryDirectory dir;
-    const std::string good =
-        dir.write("good.bex", arFile({controlMember(), dataMember("old"), dataMember("new")}));
-    const std::string bad = dir.write("bad.bex", arFile({dataMember(), controlMember("control.tar.gz", "x")}));
-    const std::string lying = dir.write("lies.bex", arFile({dataMember(), {"x", "x", "9999999999"}}));
-    for (int i = 0; i < 100; ++i) {
-        EXPECT_EQ(Package(good).payload().size(), 1U);
-        EXPECT_NE(failureOf([&] { Package{bad}; }), "");
-        EXPECT_NE(failureOf([&] { Package{lying}; }), "");
-    }
-}
-
 }  // namespace
 }  // namespace bex::test
