@@ -33,56 +33,6 @@ struct stat statusOf(const std::string& path) {
     return status;
 }
 
-TEST(Extraction, MakesTheTreeWithModesAndTimes) {
-    const RemovableDirectory folder;
-    const std::string destination = folder / "made";
-    const mode_t umaskBefore = umask(022);
-    unpack(destination,
-           {directory("./", 0711), directory("./a/", 0500), file("./a/empty", "", 0), file("./a/f", "bytes", 0751),
-            symlinkTo("./a/s", "../nowhere"), hardlinkTo("./a/h", "./a/f"), file("./b/c/implied", "x"),
-            directory("./b/", 01777), directory("./a/", 0550)});
-    umask(umaskBefore);
-    EXPECT_EQ(treeBelow(destination), (Tree{{"a", "d 0550"},
-                                            {"a/empty", "f 0000 "},
-                                            {"a/f", "f 0751 bytes"},
-                                            {"a/h", "f 0751 bytes"},
-                                            {"a/s", "l ../nowhere"},
-                                            {"b", "d 1777"},
-                                            {"b/c", "d 0755"},
-                                            {"b/c/implied", "f 0644 x"}}));
-    EXPECT_EQ(describe(destination), "d 0711");
-    EXPECT_EQ(statusOf(destination + "/a/f").st_ino, statusOf(destination + "/a/h").st_ino);
-    for (const char* name : {"", "/a", "/a/empty", "/a/f", "/a/s", "/b", "/b/c/implied"}) {
-        EXPECT_EQ(statusOf(destination + name).st_mtim.tv_sec, kItemTime) << name;
-        EXPECT_EQ(statusOf(destination + name).st_mtim.tv_nsec, 0) << name;
-    }
-}
-
-TEST(Extraction, TakesTheDestinationThatTheCallerNames) {
-    const TemporaryDirectory folder;
-    folder.write("file", "x");
-    std::filesystem::create_directory_symlink("real", folder / "link");
-    const auto unpackTo = [&](const std::string& name) {
-        return failureOf([&] { unpack(folder / name, {file("f", "x")}); });
-    };
-    EXPECT_EQ(unpackTo("none/n\n"),
-              "p: " + (folder / "none/n\\n") + ": can't create the destination: No such file or directory");
-    EXPECT_EQ(unpackTo("file"), "p: " + (folder / "file") + ": can't open the destination: Not a directory");
-    EXPECT_EQ(unpackTo("link"),
-              "p: " + (folder / "link") + ": can't open the destination: No such file or directory");
-    EXPECT_EQ(unpackTo("real/"), "");
-    EXPECT_EQ(unpackTo("link"), "");
-    EXPECT_EQ(treeBelow(folder / "real"), (Tree{{"f", "f 0644 x"}}));
-}
-
-TEST(Extraction, LeavesAnExistingDestinationsOwnAttributesAlone) {
-    const TemporaryDirectory folder;
-    const std::string before = describe(folder / "");
-    unpack(folder / "", {directory("./", 0711), file("./f", "x")});
-    EXPECT_EQ(describe(folder / ""), before);
-    EXPECT_NE(statusOf(folder / "").st_mtim.tv_sec, kItemTime);
-}
-
 TEST(Extraction, AsksTheSystemForNoMoreThanASmallFileNeeds) {
     const TemporaryDirectory folder;
     FailingSystem system;
@@ -189,30 +139,6 @@ TEST(Extraction, RestoresOwnersAndSetIdBitsOnlyWhenAsked) {
             EXPECT_EQ(statusOf(folder / name).st_gid, options.sameOwner ? 4321 : getegid()) << name;
         }
     }
-}
-
-TEST(Extraction, LeavesHolesWithoutStoringThem) {
-    const TemporaryDirectory folder;
-    Extraction extraction(folder / "", "p", {}, System::real());
-    extraction.begin(file("small", "").entry, "small", "");
-    extraction.skip(3);
-    extraction.write("a", 1);
-    extraction.skip(1);
-    extraction.skip(1);
-    extraction.write("b", 1);
-    extraction.skip(2);
-    extraction.end();
-    EXPECT_EQ(folder.read("small"), std::string("\0\0\0a\0\0b\0\0", 9));
-    extraction.begin(file("large", "").entry, "large", "");
-    extraction.skip(std::uint64_t{1} << 40);
-    extraction.write("end", 3);
-    extraction.end();
-    EXPECT_EQ(statusOf(folder / "large").st_size, (off_t{1} << 40) + 3);
-    EXPECT_LT(statusOf(folder / "large").st_blocks, 1000);
-    extraction.begin(file("x", "").entry, "x", "");
-    extraction.skip(5);
-    EXPECT_EQ(failureOf([&] { extraction.skip(std::numeric_limits<std::uint64_t>::max()); }),
-              "p: x: can't leave a hole: File too large");
 }
 
 TEST(Extraction, RestoresDirectoriesEvenWhenItIsGivenUp) {

@@ -4,53 +4,17 @@
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 
-#include <filesystem>
-#include <functional>
 #include <string>
 
 #include "Failure.hpp"
 #include "bex/stream/PackageReader.hpp"
-#include "stream/FailingSystem.hpp"
 #include "stream/writer/Building.hpp"
 
 namespace bex::test {
 namespace {
 
-using stream::Compression;
 using stream::PackageWriter;
 using stream::WriteOptions;
-
-TEST(PackageWriter, RefusesWhatCantBeAPackageBeforeItOpensAnything) {
-    const TemporaryDirectory folder;
-    FailingSystem system;
-    std::filesystem::resize_file(folder.write("huge", ""), 9999999999 - 1000);
-    const std::string tooLarge = ": more than the 9999999999 bytes that a member of an ar archive can have";
-    const struct {
-        std::function<void(PackageWriter&, WriteOptions&)> spoil;
-        std::string failure;
-    } cases[] = {
-        {[](auto& writer, auto&) { writer.control() = {}; },
-         "control: Package is missing\ncontrol: Version is missing\ncontrol: Architecture is missing\n"
-         "control: Maintainer is missing\ncontrol: Description is missing"},
-        {[&](auto& writer, auto& options) {
-             writer.addFile(folder / "huge", "huge");
-             options.compression = Compression::none;
-         },
-         "member \"data.tar\"" + tooLarge},
-        {[&](auto& writer, auto& options) {
-             writer.addFile(folder / "huge", "huge");
-             options.level = 0;
-         },
-         "member \"data.tar.gz\"" + tooLarge},
-    };
-    for (const auto& c : cases) {
-        PackageWriter writer = soundWriter(system);
-        WriteOptions options;
-        c.spoil(writer, options);
-        EXPECT_EQ(failureOf([&] { writer.write(folder / "tool.bex", options); }), c.failure);
-    }
-    EXPECT_EQ(system.count("openat"), 0U);
-}
 
 TEST(PackageWriter, ComparesWhatWasWrittenWithWhatWasMeant) {
     const TemporaryDirectory folder;
