@@ -22,17 +22,6 @@ void require(bool holds, const std::string& what) {
     }
 }
 
-std::string padded(std::string text, std::size_t size, char filler = '\0') {
-    text.resize(size, filler);
-    return text;
-}
-
-std::string octal(std::size_t number) {
-    std::ostringstream text;
-    text << std::oct << number;
-    return text.str();
-}
-
 Contents contentsOf(const std::list<sFileInMemory*>& files) {
     Contents contents;
     for (const sFileInMemory* file : files) {
@@ -111,38 +100,21 @@ std::string gzip(const std::string& bytes) {
 }
 
 std::string tarEntry(const std::string& name, const std::string& bytes, char type, const std::string& size) {
-    std::string header = padded(name, 124) + padded(size.empty() ? octal(bytes.size()) : size, 24);
-    header = padded(header + std::string(8, ' ') + type, 257) + padded(std::string("ustar\0"
-                                                                                   "00",
-                                                                                   8),
-                                                                       255);
-    std::size_t sum = 0;
-    for (const char c : header) {
-        sum += static_cast<unsigned char>(c);
-    }
-    header.replace(148, 7, padded(octal(sum), 7));
-    return header + padded(bytes, (bytes.size() + 511) / 512 * 512);
-}
-
-std::string paxEntry(const Contents& records, const std::string& name, const std::string& bytes) {
-    std::string text;
-    for (const auto& [key, value] : records) {
-        const std::string record = " " + key + "=" + value + "\n";
-        text += std::to_string(record.size() + 2) + record;  // its length of two digits counts too
-    }
-    return tarEntry("PaxHeader/x", text, 'x') + tarEntry(name, bytes);
+    TarFields fields;
+    fields.name = name;
+    fields.type = type;
+    fields.size = size;
+    return tarEntry(fields, bytes);
 }
 
 std::string tarGz(const std::string& entries) {
-    return gzip(entries + std::string(1024, '\0'));
+    return gzip(tarOf(entries));
 }
 
 std::string arFile(const std::vector<Member>& members) {
     std::string file = "!<arch>\n";
     for (const Member& m : members) {
-        const std::string size = m.size.empty() ? std::to_string(m.bytes.size()) : m.size;
-        file += padded(m.name + "/", 48, ' ') + padded(size, 10, ' ') + "`\n" + m.bytes;
-        file.append(m.bytes.size() % 2, '\n');
+        file += arMember(m.name + '/', m.bytes, m.size);
     }
     return file;
 }

@@ -11,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "Archives.hpp"
 #include "Failure.hpp"
 #include "TemporaryDirectory.hpp"
 #include "bex/ArArchive.hpp"
@@ -46,8 +47,6 @@ std::string gzip(const std::string& bytes);
 /// A tar header, with `size` as its raw size field unless that is empty, and the padded data.
 std::string tarEntry(const std::string& name, const std::string& bytes, char type = '0',
                      const std::string& size = "");
-/// The same behind a pax header with these records.
-std::string paxEntry(const Contents& records, const std::string& name, const std::string& bytes);
 std::string tarGz(const std::string& entries);
 /// A member of an ar file; its size field lies when it is not empty.
 struct Member {

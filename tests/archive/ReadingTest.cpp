@@ -39,7 +39,7 @@ TEST(ReadingAnArchive, TakesEveryEntryOfAnyTypeAndSize) {
 }
 
 std::string sparse(const std::string& size, const std::string& map) {
-    return paxEntry({{"GNU.sparse.size", size}, {"GNU.sparse.map", map}}, "x", "hello");
+    return withPax({{"GNU.sparse.size", size}, {"GNU.sparse.map", map}}, tarEntry("x", "hello"));
 }
 
 TEST(ReadingAnArchive, BelievesNoSizeThatTheSourceCannotHold) {
@@ -47,7 +47,7 @@ TEST(ReadingAnArchive, BelievesNoSizeThatTheSourceCannotHold) {
         {tarEntry("x", "hello", '0', "77777777777"), "8 GiB"},
         {tarEntry("x", "hello", '0', std::string("\x80\0\0\0\x40\0\0\0\0\0\0\0", 12)), "2^62 bytes"},
         {tarEntry("x", "hello", '0', "00000010000"), "a little more than there is"},
-        {paxEntry({{"size", "7777777777777"}}, "x", "hello"), "a pax header's size"},
+        {withPax({{"size", "7777777777777"}}, tarEntry("x", "hello")), "a pax header's size"},
         {sparse("7777777777777", "0,5"), "a sparse file's size"},
         {sparse("10", "100000,5"), "a block behind the end"},
         {sparse("10", "8,5"), "a block across the end"},
@@ -86,7 +86,7 @@ TEST(ReadingAnArchive, OfAnyCutLengthFailsOrGivesWhatComesBeforeTheCut) {
 TEST(ReadingAnArchive, ReadsUtf8NamesWithoutALocaleAndLeavesTheCallersAlone) {
     ASSERT_STREQ(setlocale(LC_CTYPE, nullptr), "C");
     const std::string name = "gr\u00f6\u00dfe/\u65e5.txt";
-    const std::string good = tarGz(paxEntry({{"path", name}}, "x", "hello") + tarEntry("after", "1"));
+    const std::string good = tarGz(withPax({{"path", name}}, tarEntry("x", "hello")) + tarEntry("after", "1"));
     const std::string bad = tarGz(tarEntry("x", "hello", '0', "77777777777"));
     const locale_t own = newlocale(LC_ALL_MASK, "C", nullptr);
     for (const locale_t callers : {LC_GLOBAL_LOCALE, own}) {

@@ -81,7 +81,7 @@ TEST(LoadingAPackage, SaysWhatIsMissingAndKeepsThePayload) {
 TEST(LoadingAPackage, MakesAPackageThatCanBeChangedAndWrittenBack) {
     const TemporaryDirectory dir;
     const std::string path = dir / "p.bex";
-    const std::string entries = paxEntry({{"path", "caf\u00e9"}}, "x", "1") + tarEntry("d/f", "2");
+    const std::string entries = withPax({{"path", "caf\u00e9"}}, tarEntry("x", "1")) + tarEntry("d/f", "2");
     dir.write("p.bex", packageOf(entries, kControl + "Depends: x\nalpha: a\n"));
     Package changed;
     changed.setSection("kept");

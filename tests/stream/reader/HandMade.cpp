@@ -7,7 +7,6 @@
 #include <unistd.h>
 
 #include <array>
-#include <cstdio>
 #include <fstream>
 #include <iterator>
 #include <memory>
@@ -15,6 +14,7 @@
 
 #include "Failure.hpp"
 #include "bex/stream/Escape.hpp"
+#include "stream/StringSink.hpp"
 #include "stream/codec/CompressingSink.hpp"
 #include "stream/system/Descriptor.hpp"
 
@@ -23,28 +23,6 @@ namespace bex::test {
 namespace {
 
 using namespace stream;
-
-std::string octal(std::size_t number, int digits) {
-    std::array<char, 32> text{};
-    std::snprintf(text.data(), text.size(), "%0*zo", digits, number);
-    return text.data();
-}
-
-std::string padded(std::string text, std::size_t size, char filler) {
-    text.resize(size, filler);
-    return text;
-}
-
-std::string blocks(std::string_view bytes) {
-    return padded(std::string(bytes), (bytes.size() + 511) / 512 * 512, '\0');
-}
-
-/// Keeps what is written.
-class Collector final : public Sink {
-public:
-    void write(const char* data, std::size_t size) override { bytes.append(data, size); }
-    std::string bytes;
-};
 
 /// A file without a name.
 Descriptor fileOf(const std::string& bytes) {
@@ -96,37 +74,6 @@ std::string lineOf(const Entry& entry, const std::string& contents) {
 
 }  // namespace
 
-std::string tarEntry(const TarFields& fields, std::string_view contents) {
-    std::string block(512, '\0');
-    const auto put = [&](std::size_t at, std::string_view text) { block.replace(at, text.size(), text); };
-    put(0, fields.name);
-    put(100, fields.mode);
-    put(108, fields.uid);
-    put(116, fields.gid);
-    put(124, fields.size.empty() ? octal(contents.size(), 11) : fields.size);
-    put(136, fields.mtime);
-    put(148, std::string(8, ' '));
-    block[156] = fields.type;
-    put(157, fields.link);
-    put(257, fields.magic);
-    put(265, "root");
-    put(297, "root");
-    put(345, fields.prefix);
-    put(386, fields.tail);
-    std::size_t sum = 0;
-    for (const char c : block) {
-        sum += static_cast<unsigned char>(c);
-    }
-    put(148, fields.checksum.empty() ? octal(sum, 6) + std::string("\0 ", 2) : fields.checksum);
-    return block + blocks(contents);
-}
-
-std::string tarFile(const std::string& name, std::string_view contents) {
-    TarFields fields;
-    fields.name = name;
-    return tarEntry(fields, contents);
-}
-
 std::string tarFolder(const std::string& name) {
     TarFields fields;
     fields.name = name;
@@ -143,32 +90,12 @@ std::string tarLink(const std::string& name, const std::string& target, char typ
     return tarEntry(fields);
 }
 
-std::string withPax(const std::vector<std::pair<std::string, std::string>>& records, const std::string& entry) {
-    std::string text;
-    for (const auto& [key, value] : records) {
-        const std::string rest = ' ' + key + '=' + value + '\n';
-        std::size_t length = rest.size();
-        while (std::to_string(length).size() + rest.size() != length) {
-            ++length;
-        }
-        text += std::to_string(length) + rest;
-    }
-    TarFields fields;
-    fields.name = "PaxHeaders/x";
-    fields.type = 'x';
-    return tarEntry(fields, text) + entry;
-}
-
 std::string withLongName(char type, const std::string& text, const std::string& entry) {
     TarFields fields;
     fields.name = "././@LongLink";
     fields.type = type;
     fields.magic = {"ustar  \0", 8};
     return tarEntry(fields, text + '\0') + entry;
-}
-
-std::string tarOf(const std::string& entries) {
-    return entries + std::string(1024, '\0');
 }
 
 std::string gzipOf(const std::string& bytes) {
@@ -193,22 +120,15 @@ std::string bzip2Of(const std::string& bytes) {
 }
 
 std::string packed(const std::string& bytes, Compression compression, std::size_t blockBytes) {
-    Collector collector;
+    StringSink sink;
     CompressionSettings settings;
     settings.compression = compression;
     settings.threads = 1;
     settings.blockBytes = blockBytes;
-    CompressingSink sink(collector, settings);
-    sink.write(bytes.data(), bytes.size());
-    sink.finish();
-    return collector.bytes;
-}
-
-std::string arMember(const std::string& name, const std::string& contents, const std::string& size) {
-    std::string header = padded(name, 16, ' ') + padded("1000000000", 12, ' ') + padded("0", 6, ' ') +
-                         padded("0", 6, ' ') + padded("100644", 8, ' ') +
-                         padded(size.empty() ? std::to_string(contents.size()) : size, 10, ' ') + "`\n";
-    return header + contents + (contents.size() % 2 != 0 ? "\n" : "");
+    CompressingSink compressing(sink, settings);
+    compressing.write(bytes.data(), bytes.size());
+    compressing.finish();
+    return sink.bytes;
 }
 
 std::string arOf(const std::string& members) {
