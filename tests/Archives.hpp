@@ -2,12 +2,23 @@
 
 #include <array>
 #include <cstdio>
+#include <random>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
 
 namespace bex::test {
+
+/// `size` bytes that do not compress.
+inline std::string noise(std::size_t size, unsigned seed = 1) {
+    std::mt19937 random(seed);
+    std::string bytes(size, '\0');
+    for (char& byte : bytes) {
+        byte = static_cast<char>(random());
+    }
+    return bytes;
+}
 
 inline std::string octal(std::size_t number, int digits) {
     std::array<char, 32> text{};

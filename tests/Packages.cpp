@@ -4,9 +4,7 @@
 #include <archive_entry.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <map>
-#include <random>
 #include <stdexcept>
 
 namespace bex::test {
@@ -77,20 +75,6 @@ std::string memberOf(const std::string& path, const std::string& member) {
     std::ifstream in(path, std::ios::binary);
     const Contents members = contentsOf(std::string(std::istreambuf_iterator<char>(in), {}));
     return std::map<std::string, std::string>(members.begin(), members.end()).at(member);
-}
-
-std::string outputOf(const std::string& command) {
-    const TemporaryDirectory dir;
-    const int status = std::system(("export LC_ALL=C; (" + command + ") > " + (dir / "out") + " 2>&1").c_str());
-    require(status == 0, command + " failed: " + dir.read("out"));
-    return dir.read("out");
-}
-
-std::string randomBytes(std::size_t size) {
-    std::mt19937 random;
-    std::string bytes(size, '\0');
-    std::generate(bytes.begin(), bytes.end(), [&] { return static_cast<char>(random() >> 24); });
-    return bytes;
 }
 
 std::string gzip(const std::string& bytes) {

@@ -13,6 +13,7 @@
 
 #include "Archives.hpp"
 #include "Failure.hpp"
+#include "Shell.hpp"
 #include "TemporaryDirectory.hpp"
 #include "bex/ArArchive.hpp"
 #include "bex/MemoryMappedFile.hpp"
@@ -38,11 +39,7 @@ std::vector<Entry> entriesOf(const std::string& archive);
 Contents contentsOf(const std::string& archive);
 /// The bytes of one member of the package file `path`.
 std::string memberOf(const std::string& path, const std::string& member);
-/// Both outputs of a shell command; throws when it ends with anything but 0.
-std::string outputOf(const std::string& command);
 
-/// Bytes that no compressor makes smaller, always the same.
-std::string randomBytes(std::size_t size);
 std::string gzip(const std::string& bytes);
 /// A tar header, with `size` as its raw size field unless that is empty, and the padded data.
 std::string tarEntry(const std::string& name, const std::string& bytes, char type = '0',

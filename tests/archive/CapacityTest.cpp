@@ -33,7 +33,7 @@ TEST(Capacity, APackageOfIncompressibleFilesIsWholeOrItsCloseFails) {
     };
     for (const auto& c : cases) {
         Contents contents = c.beside;
-        contents.emplace(c.isFirst ? contents.begin() : contents.end(), "big", randomBytes(c.size));
+        contents.emplace(c.isFirst ? contents.begin() : contents.end(), "big", noise(c.size));
         for (const bool onDisk : {true, false}) {
             SCOPED_TRACE(testing::Message() << c.size << " beside " << c.beside.size() << ", on disk " << onDisk);
             const TemporaryDirectory dir;
@@ -59,7 +59,7 @@ TEST(Capacity, APackageOfIncompressibleFilesIsWholeOrItsCloseFails) {
 TEST(Capacity, AControlFileThatOutgrowsItsArchiveIsReported) {
     const TemporaryDirectory dir;
     Package package(dir / "p.bex");
-    package.withFields().with("f", "1").setDescription(randomBytes(kMegabyte));
+    package.withFields().with("f", "1").setDescription(noise(kMegabyte));
     EXPECT_THAT(failureOf([&] { package.close(); }), kWriteFailure);
     EXPECT_FALSE(fs::exists(dir / "p.bex"));
 }
@@ -78,8 +78,8 @@ TEST(Capacity, AFullDeviceIsNeverASuccess) {
     for (const std::size_t size : {std::size_t{0}, std::size_t{100}, kMegabyte}) {
         Filled<ArArchive> ar;
         Filled<TarGzArchive> tar;
-        ar.with("file", randomBytes(size));
-        tar.with("file", randomBytes(size));
+        ar.with("file", noise(size));
+        tar.with("file", noise(size));
         EXPECT_THAT(failureOf([&] { ar.archive.writeArchiveInFile("/dev/full"); }), kWriteFailure) << size;
         EXPECT_THAT(failureOf([&] { tar.archive.writeArchiveInFile("/dev/full"); }), kWriteFailure) << size;
     }

@@ -101,14 +101,6 @@ class TerminalTest(ToolTest):
                 self.assertEqual((field in out, ESCAPE in out), (coloured, coloured))
         self.assertTrue(self.run_tool("info", "none", terminal=(2,))[2].startswith(f"{ESCAPE}[31mbex:{ESCAPE}[0m"))
 
-    def test_no_name_of_a_package_reaches_the_terminal_raw(self):
-        self.build_small("evil\x1b]0;title\x07\u009b31m\u202e")
-        for arguments in (["list"], ["list", "--long"], ["list", "--tree"], ["verify"], ["list", "--json"]):
-            with self.subTest(arguments):
-                _, out, _ = self.run_tool(*arguments, "small.bex", "--color=never", terminal=(1,))
-                self.assertIn("evil", out)
-                self.assertEqual(re.findall("[\x1b\x07\u009b\u202e]", out), [])
-
     def test_long_lists_are_aligned(self):
         self.write("small/l\u00e4rge", "x" * 1000)
         self.build_small()

@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 
+#include "Archives.hpp"
 #include "TemporaryDirectory.hpp"
 #include "stream/MemorySource.hpp"
 #include "stream/StringSink.hpp"
@@ -24,16 +25,6 @@ inline std::string text(std::size_t size, unsigned seed = 1) {
         bytes += "line " + std::to_string(random() % 5000) + (random() % 9 == 0 ? "\n" : " of text, ");
     }
     bytes.resize(size);
-    return bytes;
-}
-
-/// `size` bytes that do not compress.
-inline std::string noise(std::size_t size, unsigned seed = 1) {
-    std::mt19937 random(seed);
-    std::string bytes(size, '\0');
-    for (char& byte : bytes) {
-        byte = static_cast<char>(random());
-    }
     return bytes;
 }
 

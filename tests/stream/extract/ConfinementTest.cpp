@@ -4,13 +4,11 @@
 #include <algorithm>
 #include <cerrno>
 #include <filesystem>
-#include <optional>
 #include <string>
 #include <vector>
 
 #include "Failure.hpp"
 #include "TemporaryDirectory.hpp"
-#include "bex/stream/StreamError.hpp"
 #include "stream/FailingSystem.hpp"
 #include "stream/extract/Unpacking.hpp"
 
@@ -19,19 +17,6 @@ namespace {
 using namespace bex::test;
 using namespace bex::test::unpacking;
 using bex::stream::EntryType;
-using bex::stream::ErrorKind;
-using bex::stream::StreamError;
-
-/// The kind of error, or none.
-template <typename Action>
-std::optional<ErrorKind> kindOf(Action action) {
-    try {
-        action();
-    } catch (const StreamError& failure) {
-        return failure.kind();
-    }
-    return {};
-}
 
 /// Makes the kernel one with or without openat2.
 void chooseKernel(FailingSystem& system, bool hasOpenat2) {
@@ -75,9 +60,7 @@ TEST(Confinement, RefusesWhatLeadsThroughOrToASymlink) {
             std::filesystem::create_symlink("../outside/secret", folder / "in/tosecret");
             ASSERT_EQ(mkfifo((folder / "in/fifo").c_str(), 0600), 0);
             const Tree outside = treeBelow(folder / "outside");
-            const auto action = [&] { unpack(folder / "in", c.items, {}, system); };
-            EXPECT_EQ(failureOf(action), c.failure);
-            EXPECT_EQ(kindOf(action), ErrorKind::refused);
+            EXPECT_EQ(failureOf([&] { unpack(folder / "in", c.items, {}, system); }), c.failure);
             EXPECT_EQ(treeBelow(folder / "outside"), outside);
             EXPECT_EQ(describe(folder / "in/h"), "");
             EXPECT_EQ(describe(folder / "in/x"), "");

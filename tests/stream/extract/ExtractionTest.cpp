@@ -1,14 +1,11 @@
 #include "stream/extract/Extraction.hpp"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <cstdint>
 #include <filesystem>
-#include <limits>
 #include <string>
 #include <vector>
 
@@ -108,16 +105,6 @@ TEST(Extraction, KeepsTheOldFileUntilTheNewOneIsWhole) {
         }
         EXPECT_EQ(treeBelow(folder.path()), before);
     }
-}
-
-TEST(Extraction, NoticesADirectoryInTheWayBeforeAnythingIsWritten) {
-    const TemporaryDirectory folder;
-    folder.write("d/x", "old");
-    Extraction extraction(folder / "", "p", {}, System::real());
-    extraction.begin(file("a/given up", "").entry, "a/given up", "");
-    EXPECT_EQ(failureOf([&] { extraction.begin(file("d", "").entry, "d", ""); }),
-              "p: d: can't replace: Is a directory");
-    EXPECT_THAT(namesBelow(folder.path()), ElementsAre("a", "d", "d/x"));
 }
 
 TEST(Extraction, RestoresOwnersAndSetIdBitsOnlyWhenAsked) {

@@ -1,5 +1,4 @@
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <random>
 #include <thread>
@@ -18,17 +17,9 @@ using stream::Entry;
 using stream::PackageReader;
 using stream::PathTable;
 
-std::string randomBytes(std::size_t size) {
-    std::mt19937 random(7);
-    std::string bytes(size, '\0');
-    std::generate(bytes.begin(), bytes.end(), [&] { return static_cast<char>(random() >> 24); });
-    return bytes;
-}
-
 /// A package of 4 MB that does not compress, with one large file between small ones.
 std::string largePackage(stream::Compression compression = stream::Compression::gzip) {
-    const std::string tar =
-        tarOf(tarFile("./a", "a") + tarFile("./large", randomBytes(4000000)) + tarFile("./z", "z"));
+    const std::string tar = tarOf(tarFile("./a", "a") + tarFile("./large", noise(4000000)) + tarFile("./z", "z"));
     const std::string name = "data.tar" + std::string(suffixOf(compression));
     return arOf(headOf() + arMember(name, packed(tar, compression, 65536)));
 }
@@ -133,6 +124,7 @@ TEST(Reading, ReportsProgressToTheEndAndCanBeCancelled) {
     options.progress = [&](const stream::Progress&) { return false; };
     EXPECT_EQ(failureOf([&] { PackageReader(path, options).extract(folder / "none"); }), path + ": cancelled");
     EXPECT_EQ(namesIn(folder / "none"), std::vector<std::string>{"a"}) << "the file that was begun is gone";
+    EXPECT_EQ(failureOf([&] { stream::verify(path, options); }), path + ": cancelled");
 }
 
 /// The table against a plain set of strings.

@@ -1,11 +1,8 @@
 #include "bex/stream/Verify.hpp"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
-#include "Failure.hpp"
 #include "HandMade.hpp"
-#include "TemporaryDirectory.hpp"
 
 namespace bex::test {
 namespace {
@@ -88,18 +85,6 @@ TEST(Verify, ListsEveryFaultOfTheFields) {
                                      arMember("data.tar.gz", gzipOf(tarOf(""))));
     const auto isOfField = testing::StartsWith("field|control.tar.gz|./control|");
     EXPECT_THAT(findingsOf(package), ElementsAre(isOfField, isOfField, isOfField));
-}
-
-TEST(Verify, ThrowsOnlyForWhatIsNotThePackagesFault) {
-    const TemporaryDirectory folder;
-    EXPECT_EQ(failureOf([&] { stream::verify(folder / "none.bex"); }),
-              (folder / "none.bex") + ": can't open: No such file or directory");
-    EXPECT_EQ(failureOf([&] { stream::verify(folder.path().string()); }),
-              folder.path().string() + ": can't read: Is a directory");
-    stream::ReadOptions options;
-    options.progress = [](const stream::Progress&) { return false; };
-    const std::string path = folder.write("p.bex", soundPackage());
-    EXPECT_EQ(failureOf([&] { stream::verify(path, options); }), path + ": cancelled");
 }
 
 }  // namespace

@@ -66,20 +66,6 @@ TEST(Source, ReadsFilesByOffsetAndPipesForward) {
     }
 }
 
-TEST(Source, NoticesTheNewEndOfAFileThatIsCutOrGrows) {
-    const TemporaryDirectory folder;
-    const std::string path = folder.write("x", "0123456789");
-    const Descriptor input = openFile(path);
-    const std::unique_ptr<Source> source = openSource(input.get(), "x", System::real());
-    EXPECT_EQ(readText(*source, 2), "01");
-    ASSERT_EQ(truncate(path.c_str(), 5), 0);
-    EXPECT_EQ(source->skip(6), 3U);
-    EXPECT_EQ(readText(*source, 1), "");
-    folder.write("x", "01234abc");
-    EXPECT_EQ(readText(*source, 9), "abc");
-    EXPECT_EQ(source->left(), 0U);
-}
-
 TEST(Source, NamesWhatCannotBeRead) {
     const TemporaryDirectory folder;
     const Descriptor directory = openFile(folder / "");

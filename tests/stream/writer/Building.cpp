@@ -1,9 +1,7 @@
 #include "stream/writer/Building.hpp"
 
 #include <algorithm>
-#include <cstdlib>
 #include <filesystem>
-#include <stdexcept>
 
 #include "stream/StringSink.hpp"
 
@@ -30,15 +28,6 @@ std::string written(const stream::PackageWriter& writer, const TemporaryDirector
     StringSink sink;
     writer.write(sink, folder.path().string(), options);
     return sink.bytes;
-}
-
-std::string outputOf(const std::string& command) {
-    const TemporaryDirectory folder;
-    const std::string log = folder / "log";
-    if (std::system(("{ export LC_ALL=C TZ=UTC; " + command + "; } >" + log + " 2>&1").c_str()) != 0) {
-        throw std::runtime_error(command + " failed: " + folder.read("log"));
-    }
-    return folder.read("log");
 }
 
 std::vector<std::string> namesIn(const std::string& folder) {

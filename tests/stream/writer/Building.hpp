@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "Shell.hpp"
 #include "TemporaryDirectory.hpp"
 #include "bex/stream/PackageWriter.hpp"
 #include "stream/system/System.hpp"
@@ -18,9 +19,6 @@ stream::WriteOptions datedOptions();
 /// The package as bytes; its temporary files go to `folder`.
 std::string written(const stream::PackageWriter& writer, const TemporaryDirectory& folder,
                     const stream::WriteOptions& options = datedOptions());
-
-/// Both outputs of a shell command, run in the C locale and UTC; throws when it ends with anything but 0.
-std::string outputOf(const std::string& command);
 
 /// The names in a directory, sorted.
 std::vector<std::string> namesIn(const std::string& folder);
