@@ -16,7 +16,7 @@ import typing
 import zlib
 
 from odd import (CONTROL, GNU, POSIX, TIME, VERSION, ar, base256, bx, control, d, data, entry, f, fields, gz, h, header,
-                 l, long, member, package, pax, sparse, sparse_1_0, tar, xz, zst)
+                 l, long, member, package, padded, pax, sparse, sparse_1_0, tar, xz, zst)
 
 MIB = 1 << 20
 FREE = ("--limit", f"expansion-free-bytes={16 * MIB}")  # the default of 1 GiB takes seconds to reach
@@ -233,6 +233,16 @@ def sizes(_):
         for size in 1, 512, base256(1 << 62):
             yield refuse(f"size {size} of type {kind.decode()}", "tar-size",
                          package(OK, entry(b"x", kind, link=link, size=size), bytes(512)), left=OK_TREE)
+    for name, made, codes in [
+        ("prefix", f(b"x", b"ab", prefix=b"d", magic=POSIX), ""), ("v7", entry(b"d/x", b"\0", b"ab", magic=b""), ""),
+        ("size in base 256", f(b"d/x", b"ab", size=base256(2)), ""), ("size in blanks", f(b"d/x", b"ab", size=b" 2 "), ""),
+        ("size of pax alone", pax([(b"size", b"2")]) + header(b"d/x", magic=POSIX) + padded(b"ab"), "pax-header"),
+        ("time of pax", pax([(b"mtime", b"%d.5" % TIME)]) + f(b"d/x", b"ab", magic=POSIX, mtime=1), "pax-header"),
+        ("sparse 0.1", pax([(b"GNU.sparse.map", b"0,1,1,1"), (b"GNU.sparse.size", b"2"), (b"GNU.sparse.name", b"d/x")])
+         + f(b"short", b"ab", magic=POSIX), "pax-header sparse"),
+    ]:
+        yield accept(name, {b"d": D(), b"d/x": F(b"ab"), b"y": F()}, package(
+            entry(b"d/", b"\0", mode=0o755, magic=b""), made, f(b"y")), codes)
     for name, block in {"zero": header(b"", checksum=bytes(8)), "wrong": header(b"x", checksum=b"000000"),
                         "no number": header(b"x", checksum=b"sum")}.items():
         yield refuse(f"checksum {name}", "tar-checksum", package(block))

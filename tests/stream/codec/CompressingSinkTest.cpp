@@ -123,21 +123,5 @@ TEST(CompressingSink, HandsAFailureOfTheTargetToTheWriterAtEveryWrite) {
     }
 }
 
-TEST(CompressingSink, WritesNothingMoreWhenItIsDestroyedMidWay) {
-    const std::string data = text(3 << 20);
-    for (const Compression compression : {Compression::gzip, Compression::zstd, Compression::xz}) {
-        for (const unsigned threads : {1U, 4U}) {
-            StringSink out;
-            std::size_t written = 0;
-            {
-                CompressingSink sink(out, {compression, 1, threads, 1000});
-                sink.write(data.data(), data.size());
-                written = out.writes;
-            }
-            EXPECT_EQ(out.writes, written) << nameOf(compression) << " with " << threads << " threads";
-        }
-    }
-}
-
 }  // namespace
 }  // namespace bex::test
