@@ -6,27 +6,14 @@
 #include <iostream>
 #include <new>
 
+#include "Packages.hpp"
 #include "bex/BexException.hpp"
-#include "bex/MemoryMappedFile.hpp"
-#include "bex/ZRBex.hpp"
 
 namespace {
 
-/// Releases what the interface leaves to its caller.
-class Opened : public bex::ZRBex {
-public:
-    ~Opened() override {
-        for (const bex::sFileInMemory* file : getFilesInMemory()) {
-            delete[] file->bytes_;
-            delete file;
-        }
-    }
-};
-
 int openAndExtract(const char* path, const char* destination) {
     try {
-        Opened package;
-        package.open(path);
+        bex::test::Package package(path);
         package.extract(destination, "");
         return 0;
     } catch (const bex::BexException& failure) {

@@ -21,7 +21,6 @@ using namespace bex::test;
 using namespace bex::test::unpacking;
 using bex::stream::Extraction;
 using bex::stream::ExtractOptions;
-using bex::stream::System;
 using testing::ElementsAre;
 
 struct stat statusOf(const std::string& path) {
@@ -87,23 +86,6 @@ TEST(Extraction, ReplacesWhatIsNoDirectoryWithoutWritingToIt) {
                 EXPECT_THAT(namesBelow(folder / "d"), ElementsAre("t", "x"));
             }
         }
-    }
-}
-
-TEST(Extraction, KeepsTheOldFileUntilTheNewOneIsWhole) {
-    for (const bool exists : {true, false}) {
-        const TemporaryDirectory folder;
-        if (exists) {
-            folder.write("x", "old");
-        }
-        const Tree before = treeBelow(folder.path());
-        {
-            Extraction extraction(folder / "", "p", {}, System::real());
-            extraction.begin(file("x", "").entry, "x", "");
-            extraction.write("new", 3);
-            EXPECT_EQ(exists ? folder.read("x") : "old", "old");
-        }
-        EXPECT_EQ(treeBelow(folder.path()), before);
     }
 }
 
