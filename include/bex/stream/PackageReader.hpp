@@ -104,7 +104,8 @@ public:
     /// must). Works below the opened directory and follows no symlink on the way. Modes and times are restored,
     /// directories' last. What is no directory is replaced, never written through. Devices and FIFOs are refused,
     /// and a hard link to a file that is left out. A refused entry ends the extraction before anything of it is
-    /// written; entries before it stay.
+    /// written; entries before it stay. Behind one that the disk fails, small files may have been made by other
+    /// threads, each of them whole; not where onEntry or stripComponents ask for one after the other.
     ExtractResult extract(const std::string& destination, const ExtractOptions& options = {});
 
     /// Writes the control members as files into the directory, by the same rules.

@@ -59,11 +59,15 @@ int BeneathFolder::open(std::string_view path, Missing missing) {
         return root_;
     }
     if (!last_ || path != lastPath_) {
-        Descriptor found = walk(path, missing);
+        last_ = std::make_shared<const Descriptor>(walk(path, missing));
         lastPath_ = path;
-        last_ = std::move(found);
     }
-    return last_.get();
+    return last_->get();
+}
+
+HeldFolder BeneathFolder::hold(std::string_view path, Missing missing) {
+    const int folder = open(path, missing);
+    return {folder, folder == root_ ? nullptr : last_};
 }
 
 Descriptor BeneathFolder::walk(std::string_view path, Missing missing) const {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -17,6 +18,12 @@ std::string_view parentOf(std::string_view path) noexcept;
 
 /// The last component of a path, which lives as long as the path.
 const char* nameOf(const std::string& path) noexcept;
+
+/// A folder that something is made in. It stays open as long as somebody holds it.
+struct HeldFolder {
+    int descriptor = -1;
+    std::shared_ptr<const Descriptor> owner;  ///< null for the root, which its opener keeps open
+};
 
 /// Opens folders below an opened one and follows no symlink. The last one stays open, so that entries that come
 /// folder by folder cost no walk; two descriptors at most are open at a time.
@@ -36,6 +43,9 @@ public:
     /// KiB of it.
     int open(std::string_view path, Missing missing);
 
+    /// The same, for as long as it is held.
+    HeldFolder hold(std::string_view path, Missing missing);
+
 private:
     Descriptor walk(std::string_view path, Missing missing) const;
     Descriptor walkSlowly(int from, std::string_view piece, Missing missing) const;
@@ -48,7 +58,7 @@ private:
     const int root_;
     const char* const whose_;
     std::string lastPath_;
-    Descriptor last_;
+    std::shared_ptr<const Descriptor> last_;
 };
 
 }  // namespace bex::stream

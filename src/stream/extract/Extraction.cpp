@@ -5,10 +5,13 @@
 
 #include <cerrno>
 #include <optional>
+#include <utility>
 
+#include "stream/WorkPool.hpp"
 #include "stream/extract/Attributes.hpp"
 #include "stream/extract/BeneathFolder.hpp"
 #include "stream/extract/ExtractContext.hpp"
+#include "stream/extract/FileBatch.hpp"
 #include "stream/extract/Folders.hpp"
 #include "stream/extract/NewName.hpp"
 #include "stream/extract/OutputFile.hpp"
@@ -55,8 +58,12 @@ bool isSameFile(const struct stat& left, const struct stat& right) {
 class Extraction::State {
 public:
     State(const std::string& destination, const std::string& package, const ExtractOptions& options,
-          System& system)
-        : context_(package, options, system), destination_(openDestination(destination, context_)) {}
+          System& system, unsigned threads)
+        : context_(package, options, system),
+          destination_(openDestination(destination, context_)),
+          batching_(threads > 1 && mayOvertake(options)),
+          pool_(threads, batching_ ? std::size_t{threads} * 2 : 1,
+                [context = context_] { return [context](FileBatch& batch) mutable { batch.make(context); }; }) {}
 
     void begin(const Entry& entry, const std::string& path, const std::string& linkPath) {
         file_.reset();  // before its folder is closed
@@ -68,7 +75,7 @@ public:
         attributes_ = attributesOf(entry, context_);
         switch (entry.type) {
             case EntryType::file:
-                file_.emplace(context_, parents_.open(parentOf(path), Missing::make), nameOf(path));
+                beginFile(entry, path);
                 break;
             case EntryType::directory:
                 makeDirectory(path);
@@ -84,6 +91,67 @@ public:
         }
     }
 
+    void write(std::string_view bytes) {
+        if (inBatch_) {
+            pool_.next().write(bytes);
+        } else {
+            file().write(bytes);
+        }
+    }
+
+    void skip(std::uint64_t size) { file().skip(size); }
+
+    void end() {
+        if (file_) {
+            file_->finish(attributes_);
+            file_.reset();
+        }
+        if (std::exchange(inBatch_, false) && pool_.next().full()) {
+            pool_.submit();
+        }
+    }
+
+    void settle() {
+        if (std::exchange(inBatch_, false)) {
+            pool_.next().dropLast();
+        }
+        if (batching_ && !pool_.full() && !pool_.next().empty()) {
+            pool_.submitHere();
+        }
+        while (!pool_.empty()) {
+            takeFront();
+        }
+    }
+
+    void finish() {
+        settle();
+        directories_.restoreAll();
+    }
+
+private:
+    /// Small files may be made after what follows them, where nobody is told of each in turn and no two entries
+    /// can have one path.
+    static bool mayOvertake(const ExtractOptions& options) {
+        return !options.onEntry && options.stripComponents == 0;
+    }
+
+    void beginFile(const Entry& entry, const std::string& path) {
+        if (!batching_ || entry.sparse || entry.size > FileBatch::kSmallFileBytes) {
+            file_.emplace(context_, parents_.open(parentOf(path), Missing::make), nameOf(path));
+            return;
+        }
+        while (pool_.full()) {
+            takeFront();
+        }
+        pool_.next().begin(parents_.hold(parentOf(path), Missing::make), path, entry.path, attributes_);
+        inBatch_ = true;
+    }
+
+    void takeFront() {
+        pool_.front();
+        pool_.pop();
+    }
+
     OutputFile& file() {
         if (!file_) {
             context_.errors.refuse("has contents but is no regular file");
@@ -91,16 +159,6 @@ public:
         return *file_;
     }
 
-    void end() {
-        if (file_) {
-            file_->finish(attributes_);
-            file_.reset();
-        }
-    }
-
-    void finish() { directories_.restoreAll(); }
-
-private:
     void requirePlain(const std::string& path, const char* what) const {
         if (!isPlainPath(path)) {
             context_.errors.refuse(std::string(what) + " leads out of the destination");
@@ -129,6 +187,7 @@ private:
 
     void makeHardLink(const std::string& path, const std::string& linkPath) {
         requirePlain(linkPath, "its link target");
+        settle();
         const int targetFolder = targetParents_.open(parentOf(linkPath), Missing::refuse);
         const struct stat target = requireRegularFile(targetFolder, nameOf(linkPath));
         const int folder = parents_.open(parentOf(path), Missing::make);
@@ -169,11 +228,14 @@ private:
     Folders directories_{context_, parents_};
     Attributes attributes_;
     std::optional<OutputFile> file_;
+    const bool batching_;
+    bool inBatch_ = false;  // the entry that was begun is the last of the pool's next batch
+    WorkPool<FileBatch> pool_;
 };
 
 Extraction::Extraction(const std::string& destination, const std::string& package, const ExtractOptions& options,
-                       System& system)
-    : state_(std::make_unique<State>(destination, package, options, system)) {}
+                       System& system, unsigned threads)
+    : state_(std::make_unique<State>(destination, package, options, system, threads)) {}
 
 Extraction::~Extraction() = default;
 
@@ -183,18 +245,22 @@ void Extraction::begin(const Entry& entry, const std::string& path, const std::s
 
 void Extraction::write(const char* data, std::size_t size) {
     if (size > 0) {
-        state_->file().write({data, size});
+        state_->write({data, size});
     }
 }
 
 void Extraction::skip(std::uint64_t size) {
     if (size > 0) {
-        state_->file().skip(size);
+        state_->skip(size);
     }
 }
 
 void Extraction::end() {
     state_->end();
+}
+
+void Extraction::settle() {
+    state_->settle();
 }
 
 void Extraction::finish() {

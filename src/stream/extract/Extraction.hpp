@@ -25,13 +25,16 @@ namespace bex::stream {
 /// (`refused`). So are paths that lead out and types that are not made, for good measure.
 ///
 /// After a failure only destruction is left. Costs one directory's path and attributes in memory for each
-/// directory entry until the end, and four descriptors. Used by one thread at a time.
+/// directory entry until the end, four descriptors, and with threads a quarter of a MiB and the descriptors of 32
+/// folders for each. Used by one thread at a time.
 class Extraction {
 public:
     /// Opens the destination, made when it does not exist. `package`, unescaped, begins the messages. `system`
-    /// must outlive this.
+    /// must outlive this. With more than one of `threads`, small files are made by threads of its own, some while
+    /// later entries are; each is as whole as ever, and the first failure in the entries' order is the one that is
+    /// thrown. Not so where onEntry or stripComponents of the options ask for one after the other.
     Extraction(const std::string& destination, const std::string& package, const ExtractOptions& options,
-               System& system);
+               System& system, unsigned threads = 1);
     /// Removes the file that was begun and not ended. Without finish(), gives the directories their attributes as
     /// far as that is possible.
     ~Extraction();
@@ -51,6 +54,10 @@ public:
     void skip(std::uint64_t size);
     /// Completes the entry that was begun; a regular file gets its owner, mode, time and name.
     void end();
+
+    /// Waits until everything that went through end() is made, and drops an entry that did not. Throws the first
+    /// failure. For who gives up: what came before is to stand, and its failure is the one to tell.
+    void settle();
 
     /// Owners, modes and times of the directories, the deepest first. Call once, last.
     void finish();

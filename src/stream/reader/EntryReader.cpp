@@ -1,7 +1,6 @@
 #include "stream/reader/EntryReader.hpp"
 
-#include <algorithm>
-#include <thread>
+#include "stream/WorkPool.hpp"
 
 namespace bex::stream {
 namespace {
@@ -10,8 +9,7 @@ std::unique_ptr<Decompressor> unpack(Source& contents, Compression compression,
                                      const EntryReaderSettings& settings, const Faults& faults) {
     DecompressionSettings decompression;
     decompression.limits = settings.limits;
-    decompression.threads =
-        settings.threads != 0 ? settings.threads : std::max(1U, std::thread::hardware_concurrency());
+    decompression.threads = threadCount(settings.threads);
     return openDecompressor(contents, compression, faults.place(), decompression);
 }
 

@@ -23,10 +23,10 @@ std::string stripped(std::string_view path, unsigned components) {
 class Target {
 public:
     Target(const std::string& destination, const std::string& package, const ExtractOptions& options,
-           System& system)
+           System& system, unsigned threads)
         : options_(options) {
         if (!options.dryRun) {
-            extraction_.emplace(destination, package, options, system);
+            extraction_.emplace(destination, package, options, system, threads);
         }
     }
 
@@ -51,6 +51,19 @@ public:
         result_.bytes += entry.size;
         if (options_.onEntry) {
             options_.onEntry(entry, path.empty() ? "." : path);
+        }
+    }
+
+    /// Runs the step; where it fails, the failure of an entry that came before goes first.
+    template <typename Step>
+    void settledAfter(Step step) {
+        try {
+            step();
+        } catch (...) {
+            if (extraction_) {
+                extraction_->settle();
+            }
+            throw;
         }
     }
 
@@ -85,11 +98,7 @@ void copyContents(PackageStream& stream, const Entry& entry, Extraction& extract
     }
 }
 
-}  // namespace
-
-ExtractResult extractAll(PackageStream& stream, const std::string& destination, const ExtractOptions& options,
-                         System& system) {
-    Target target(destination, stream.name(), options, system);
+void extractEntries(PackageStream& stream, Target& target) {
     std::set<std::string> leftOut;  // files that later hard links may ask for
     for (Entry entry; stream.next(entry);) {
         const bool isLink = entry.type == EntryType::hardlink;
@@ -105,12 +114,20 @@ ExtractResult extractAll(PackageStream& stream, const std::string& destination, 
         }
         target.make(entry, [&](Extraction& extraction) { copyContents(stream, entry, extraction); });
     }
+}
+
+}  // namespace
+
+ExtractResult extractAll(PackageStream& stream, const std::string& destination, const ExtractOptions& options,
+                         System& system) {
+    Target target(destination, stream.name(), options, system, stream.threads());
+    target.settledAfter([&] { extractEntries(stream, target); });
     return target.finish();
 }
 
 ExtractResult extractMembers(const std::vector<ControlMember>& members, const std::string& package,
                              const std::string& destination, const ExtractOptions& options, System& system) {
-    Target target(destination, package, options, system);
+    Target target(destination, package, options, system, 1);
     for (const ControlMember& member : members) {
         if (target.takes(member.entry)) {
             target.make(member.entry, [&](Extraction& extraction) {

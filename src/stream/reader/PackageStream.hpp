@@ -7,6 +7,7 @@
 
 #include "bex/stream/PackageReader.hpp"
 #include "stream/ProgressMeter.hpp"
+#include "stream/WorkPool.hpp"
 #include "stream/reader/EntryReader.hpp"
 #include "stream/reader/PackageMembers.hpp"
 #include "stream/system/Descriptor.hpp"
@@ -26,6 +27,8 @@ public:
     PackageStream& operator=(const PackageStream&) = delete;
 
     const std::string& name() const noexcept { return name_; }
+    /// Threads to use, at least one.
+    unsigned threads() const { return threadCount(options_.threads); }
     const std::vector<Member>& members() const noexcept { return members_.members(); }
 
     /// All that can be checked of a seekable file's structure before its contents are read. First, once.

@@ -1,13 +1,12 @@
 #include "stream/writer/PackageBuild.hpp"
 
-#include <algorithm>
 #include <string_view>
-#include <thread>
 #include <utility>
 #include <vector>
 
 #include "bex/stream/StreamError.hpp"
 #include "stream/ProgressMeter.hpp"
+#include "stream/WorkPool.hpp"
 #include "stream/writer/ArWriter.hpp"
 #include "stream/writer/ControlArchive.hpp"
 #include "stream/writer/FileReader.hpp"
@@ -89,8 +88,7 @@ CompressionSettings PackageBuild::settings() const {
     CompressionSettings settings;
     settings.compression = options_.compression;
     settings.level = options_.level.value_or(defaultLevelOf(options_.compression));
-    settings.threads =
-        options_.threads != 0 ? options_.threads : std::max(1U, std::thread::hardware_concurrency());
+    settings.threads = threadCount(options_.threads);
     settings.blockBytes = options_.blockBytes;
     return settings;
 }

@@ -1,0 +1,32 @@
+#include "stream/extract/FileBatch.hpp"
+
+#include <utility>
+
+#include "stream/extract/OutputFile.hpp"
+
+namespace bex::stream {
+
+void FileBatch::begin(HeldFolder folder, const std::string& path, const std::string& entryPath,
+                      const Attributes& attributes) {
+    files_.push_back({std::move(folder), nameOf(path), entryPath, attributes, contents_.size()});
+}
+
+void FileBatch::dropLast() {
+    contents_.resize(files_.back().begin);
+    files_.pop_back();
+}
+
+void FileBatch::make(ExtractContext& context) {
+    const std::vector<File> files = std::exchange(files_, {});
+    for (std::size_t i = 0; i < files.size(); ++i) {
+        const File& file = files[i];
+        const std::size_t end = i + 1 < files.size() ? files[i + 1].begin : contents_.size();
+        context.errors.setEntry(file.entryPath);
+        OutputFile output(context, file.folder.descriptor, file.name.c_str());
+        output.write(std::string_view(contents_).substr(file.begin, end - file.begin));
+        output.finish(file.attributes);
+    }
+    contents_.clear();
+}
+
+}  // namespace bex::stream

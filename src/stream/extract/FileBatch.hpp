@@ -1,0 +1,51 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "stream/extract/Attributes.hpp"
+#include "stream/extract/BeneathFolder.hpp"
+#include "stream/extract/ExtractContext.hpp"
+
+namespace bex::stream {
+
+/// Small files with their contents, collected by one thread and made by another.
+class FileBatch {
+public:
+    /// Files up to this size belong into a batch. Some 64 KiB are what it takes to be worth a change of threads.
+    static constexpr std::size_t kSmallFileBytes = std::size_t{128} << 10;
+
+    /// Begins a file: `path` is its plain path, `entryPath` what messages call it.
+    void begin(HeldFolder folder, const std::string& path, const std::string& entryPath,
+               const Attributes& attributes);
+    /// Adds to the contents of the file that was begun last.
+    void write(std::string_view bytes) { contents_.append(bytes); }
+    /// Takes back the file that was begun last: it has not all of its contents.
+    void dropLast();
+
+    bool empty() const noexcept { return files_.empty(); }
+    bool full() const noexcept { return contents_.size() >= kFullBytes || files_.size() >= kFullFiles; }
+
+    /// Makes the files in order, and is empty. Throws StreamError at the first that fails, which is removed; those
+    /// behind it are not made.
+    void make(ExtractContext& context);
+
+private:
+    static constexpr std::size_t kFullBytes = std::size_t{64} << 10;
+    static constexpr std::size_t kFullFiles = 16;
+
+    struct File {
+        HeldFolder folder;
+        std::string name;
+        std::string entryPath;
+        Attributes attributes;
+        std::size_t begin;  ///< of its contents; the next one's is the end
+    };
+
+    std::vector<File> files_;
+    std::string contents_;
+};
+
+}  // namespace bex::stream
