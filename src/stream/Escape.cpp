@@ -1,5 +1,6 @@
 #include "bex/stream/Escape.hpp"
 
+#include <algorithm>
 #include <cstddef>
 
 namespace bex::stream {
@@ -44,6 +45,12 @@ constexpr bool isWellFormed(char32_t value, std::size_t bytes) {
         default:
             return true;  // the first byte has ruled the rest out
     }
+}
+
+/// How many bytes at the front of a text stand for themselves whatever follows them.
+std::size_t plainAscii(std::string_view text) {
+    const auto isPlain = [](char c) { return c >= 0x20 && c < 0x7F && c != '\\'; };
+    return static_cast<std::size_t>(std::find_if_not(text.begin(), text.end(), isPlain) - text.begin());
 }
 
 /// The code point at the front of a text that is not empty.
@@ -107,6 +114,11 @@ std::string escapeForDisplay(std::string_view text) {
     std::string result;
     result.reserve(text.size());
     while (!text.empty()) {
+        if (const std::size_t count = plainAscii(text); count != 0) {
+            result += text.substr(0, count);
+            text.remove_prefix(count);
+            continue;
+        }
         const CodePoint point = decodeFront(text);
         const bool plain = point.bytes != 0 && showsItself(point.value);
         const std::size_t bytes = point.bytes == 0 ? 1 : point.bytes;

@@ -78,8 +78,9 @@ void EntryPolicy::check(const Entry& entry) {
         refuse("entry-type", std::string("is ") + refused, entry);
     }
     checkAttributes(entry);
-    if (checkPath(entry) && checkLink(entry) && refused == nullptr) {
-        place(entry);
+    const std::string plain = plainPath(entry.path);
+    if (checkPath(entry, plain) && checkLink(entry) && refused == nullptr) {
+        place(entry, plain);
     }
 }
 
@@ -98,8 +99,7 @@ void EntryPolicy::checkLimits(const Entry& entry) {
     }
 }
 
-bool EntryPolicy::checkPath(const Entry& entry) const {
-    const std::string plain = plainPath(entry.path);
+bool EntryPolicy::checkPath(const Entry& entry, const std::string& plain) const {
     if (isAbsolute(entry.path)) {
         refuse("path-absolute", "is absolute", entry);
     } else if (hasParent(entry.path)) {
@@ -118,7 +118,6 @@ bool EntryPolicy::checkPath(const Entry& entry) const {
 }
 
 bool EntryPolicy::checkLink(const Entry& entry) const {
-    const std::string target = quotedName(entry.linkTarget);
     if (entry.type == EntryType::symlink && entry.linkTarget.empty()) {
         refuse("link-target", "is a symlink without a target", entry);
         return false;
@@ -133,6 +132,7 @@ bool EntryPolicy::checkLink(const Entry& entry) const {
     if (entry.type != EntryType::hardlink) {
         return true;
     }
+    const std::string target = quotedName(entry.linkTarget);
     if (isAbsolute(entry.linkTarget) || hasParent(entry.linkTarget)) {
         refuse("hardlink-target", "is a hard link to " + target + ", which leads out of the package", entry);
         return false;
@@ -154,8 +154,7 @@ void EntryPolicy::checkAttributes(const Entry& entry) const {
     }
 }
 
-void EntryPolicy::place(const Entry& entry) {
-    const std::string path = plainPath(entry.path);
+void EntryPolicy::place(const Entry& entry, const std::string& path) {
     if (path.empty()) {
         return;  // the root
     }

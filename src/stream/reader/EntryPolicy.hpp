@@ -19,10 +19,10 @@ public:
 
 private:
     void checkLimits(const Entry& entry);
-    bool checkPath(const Entry& entry) const;
+    bool checkPath(const Entry& entry, const std::string& plain) const;
     bool checkLink(const Entry& entry) const;
     void checkAttributes(const Entry& entry) const;
-    void place(const Entry& entry);
+    void place(const Entry& entry, const std::string& path);
     void refuse(const char* code, const std::string& reason, const Entry& entry) const;
 
     Limits limits_;

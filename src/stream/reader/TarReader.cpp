@@ -11,8 +11,8 @@
 namespace bex::stream {
 namespace {
 
-std::string textOf(const char* text) {
-    return text == nullptr ? std::string() : std::string(text);
+std::string_view textOf(const char* text) {
+    return text == nullptr ? std::string_view() : std::string_view(text);
 }
 
 /// The type as the header tells it; a file whose name ends with "/" is a directory to every reader.
@@ -238,7 +238,7 @@ void TarReader::fail(const std::string& path) {
     if (archive_errno(reader_.get()) == ENOMEM) {
         throw std::bad_alloc();
     }
-    const std::string reason = textOf(archive_error_string(reader_.get()));
+    const std::string_view reason = textOf(archive_error_string(reader_.get()));
     faults_.fail(ErrorKind::damaged, "tar-decode",
                  "can't be decoded: " + (reason.empty() ? "contents end too early" : escapeForDisplay(reason)),
                  path);
