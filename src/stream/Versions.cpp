@@ -5,6 +5,7 @@
 #include <isa-l.h>
 #include <libdeflate.h>
 #include <lzma.h>
+#include <zlib.h>
 #include <zstd.h>
 
 namespace bex::stream {
@@ -17,6 +18,7 @@ std::vector<LibraryVersion> libraryVersions() {
             {"libarchive", std::string(archive_version_string()).substr(std::string("libarchive ").size())},
             {"libdeflate", LIBDEFLATE_VERSION_STRING},
             {"isa-l", isal},
+            {"zlib", zlibVersion()},
             {"libzstd", ZSTD_versionString()},
             {"liblzma", lzma_version_string()},
             {"libbz2", bzip2.substr(0, bzip2.find(','))}};

@@ -65,7 +65,7 @@ std::unique_ptr<Decompressor> openDecompressor(Source& source, Compression compr
     }
     auto input = std::make_unique<Input>(source);
     if (compression == Compression::gzip) {
-        return makeGzipDecompressor(std::move(input), name, settings.threads);
+        return makeGzipDecompressor(std::move(input), name, settings);
     }
     std::unique_ptr<StreamDecoder> decoder = makeDecoder(*input, compression, name, settings.limits);
     return makeStreamDecompressor(std::make_unique<OwningDecoder>(std::move(input), std::move(decoder)),

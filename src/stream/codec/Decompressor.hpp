@@ -33,6 +33,9 @@ public:
 struct DecompressionSettings {
     unsigned threads = 1;  ///< 1: all on the caller's thread
     Limits limits;         ///< xzMemoryBytes and zstdWindowLog
+    /// gzip is inflated by zlib, which refuses deflate data that no compressor writes and that the faster
+    /// inflaters take; all that both take comes out alike.
+    bool strict = false;
 };
 
 /// Decompresses what is left of `source` (which ends where the member ends and must outlive the result).

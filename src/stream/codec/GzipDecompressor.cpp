@@ -3,50 +3,45 @@
 #include <algorithm>
 #include <cstdint>
 #include <exception>
-#include <new>
 #include <utility>
 
 #include "stream/codec/BlockPool.hpp"
 #include "stream/codec/CodecError.hpp"
+#include "stream/codec/Inflater.hpp"
 #include "stream/codec/StreamDecoder.hpp"
 
 namespace bex::stream {
 namespace {
 
-/// Unpacks a block: `input` is its deflate data and trailer. Copies share the decompressor, which one thread may
-/// use at a time.
+/// Unpacks a block: `input` is its deflate data and trailer. Copies share the inflater, which one thread may use
+/// at a time.
 class UnpackWork {
 public:
-    explicit UnpackWork(std::string name)
-        : name_(std::move(name)), decompressor_(libdeflate_alloc_decompressor(), libdeflate_free_decompressor) {
-        if (!decompressor_) {
-            throw std::bad_alloc();
-        }
-    }
+    UnpackWork(std::string name, bool strict)
+        : name_(std::move(name)), inflater_(strict ? makeZlibInflater() : makeLibdeflateInflater()) {}
 
     void operator()(Block& block) const {
         const std::size_t deflateBytes = block.input.size() - kGzipTrailerBytes;
         const GzipTrailer expected = decodeTrailer(block.input.data() + deflateBytes);
-        block.output.reserve(std::max<std::size_t>(expected.size, 1));
-        std::size_t consumed = 0;
-        std::size_t produced = 0;
-        const libdeflate_result result =
-            libdeflate_deflate_decompress_ex(decompressor_.get(), block.input.data(), deflateBytes,
-                                             block.output.data(), expected.size, &consumed, &produced);
-        if (result == LIBDEFLATE_INSUFFICIENT_SPACE) {
+        const std::size_t room = std::size_t{expected.size} + 1;  // shows whether there is more
+        block.output.reserve(room);
+        inflater_->begin();
+        const Inflater::Step step =
+            inflater_->inflate({block.input.data(), deflateBytes}, block.output.data(), room);
+        if (step.state != Inflater::State::invalid && step.produced == room) {
             throw damaged(block, "wrong length: unpacks to more than the " + std::to_string(expected.size) +
                                      " bytes that its trailer says");
         }
-        if (result != LIBDEFLATE_SUCCESS) {
+        if (step.state != Inflater::State::ended) {
             throw damaged(block, "invalid deflate data");
         }
-        if (consumed != deflateBytes) {
+        if (step.consumed != deflateBytes) {
             throw wrongMemberLength(name_, block.offset);
         }
-        const GzipTrailer found{libdeflate_crc32(0, block.output.data(), produced),
-                                static_cast<std::uint32_t>(produced)};
+        const GzipTrailer found{libdeflate_crc32(0, block.output.data(), step.produced),
+                                static_cast<std::uint32_t>(step.produced)};
         checkTrailer(expected, found, name_, block.offset);
-        block.output.setSize(produced);
+        block.output.setSize(step.produced);
     }
 
 private:
@@ -55,7 +50,7 @@ private:
     }
 
     std::string name_;
-    std::shared_ptr<libdeflate_decompressor> decompressor_;
+    std::shared_ptr<Inflater> inflater_;
 };
 
 /// Deflate data and trailer of a block, in bytes; nothing for a member that has to be streamed.
@@ -72,12 +67,13 @@ std::optional<std::size_t> blockBytes(const GzipHeader& header, const std::strin
 
 class GzipDecompressor final : public Decompressor {
 public:
-    GzipDecompressor(std::unique_ptr<Input> input, std::string name, unsigned threads)
+    GzipDecompressor(std::unique_ptr<Input> input, std::string name, const DecompressionSettings& settings)
         : name_(std::move(name)),
-          threads_(threads),
-          largestWindow_(threads > 1 ? std::size_t{threads} * 2 : 1),
+          threads_(settings.threads),
+          strict_(settings.strict),
+          largestWindow_(threads_ > 1 ? std::size_t{threads_} * 2 : 1),
           input_(std::move(input)),
-          pool_(threads, largestWindow_, [name = name_] { return UnpackWork(name); }) {}
+          pool_(threads_, largestWindow_, [name = name_, strict = strict_] { return UnpackWork(name, strict); }) {}
 
     std::string_view next() override {
         giveBack();
@@ -239,12 +235,13 @@ private:
             std::rethrow_exception(failure_);
         }
         if (header_ && !streaming()) {
-            stream_ = makeStreamDecompressor(makeGzipDecoder(*input_, name_, header_), threads_);
+            stream_ = makeStreamDecompressor(makeGzipDecoder(*input_, name_, strict_, header_), threads_);
         }
     }
 
     const std::string name_;
     const unsigned threads_;
+    const bool strict_;
     const std::size_t largestWindow_;
     std::size_t window_ = 1;  // blocks to have in flight
     const std::unique_ptr<Input> input_;
@@ -260,8 +257,8 @@ private:
 }  // namespace
 
 std::unique_ptr<Decompressor> makeGzipDecompressor(std::unique_ptr<Input> input, const std::string& name,
-                                                   unsigned threads) {
-    return std::make_unique<GzipDecompressor>(std::move(input), name, threads);
+                                                   const DecompressionSettings& settings) {
+    return std::make_unique<GzipDecompressor>(std::move(input), name, settings);
 }
 
 }  // namespace bex::stream

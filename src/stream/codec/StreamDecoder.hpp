@@ -29,8 +29,9 @@ protected:
 
 // The input must outlive each of these.
 
-/// Members of any kind, from the one on whose header has been read, if there is one.
-std::unique_ptr<StreamDecoder> makeGzipDecoder(Input& input, const std::string& name,
+/// Members of any kind, from the one on whose header has been read, if there is one. `strict` as in
+/// DecompressionSettings.
+std::unique_ptr<StreamDecoder> makeGzipDecoder(Input& input, const std::string& name, bool strict,
                                                const std::optional<GzipHeader>& header = {});
 std::unique_ptr<StreamDecoder> makeXzDecoder(Input& input, const std::string& name, const Limits& limits);
 std::unique_ptr<StreamDecoder> makeZstdDecoder(Input& input, const std::string& name, const Limits& limits);
@@ -43,6 +44,6 @@ std::unique_ptr<Decompressor> makeStreamDecompressor(std::unique_ptr<StreamDecod
 
 /// Blocks on a pool of threads; the first member that is none, and all behind it, by makeGzipDecoder().
 std::unique_ptr<Decompressor> makeGzipDecompressor(std::unique_ptr<Input> input, const std::string& name,
-                                                   unsigned threads);
+                                                   const DecompressionSettings& settings);
 
 }  // namespace bex::stream

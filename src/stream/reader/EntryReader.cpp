@@ -10,6 +10,7 @@ std::unique_ptr<Decompressor> unpack(Source& contents, Compression compression,
     DecompressionSettings decompression;
     decompression.limits = settings.limits;
     decompression.threads = threadCount(settings.threads);
+    decompression.strict = settings.strict;
     return openDecompressor(contents, compression, faults.place(), decompression);
 }
 

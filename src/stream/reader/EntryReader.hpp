@@ -14,6 +14,7 @@ namespace bex::stream {
 struct EntryReaderSettings {
     Limits limits;
     unsigned threads = 1;          ///< 0: one for each processor
+    bool strict = false;           ///< as in DecompressionSettings
     std::uint64_t bytesLimit = 0;  ///< that may come out of it
     std::string limitName;         ///< what that limit is called
 };

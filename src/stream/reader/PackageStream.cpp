@@ -52,6 +52,7 @@ std::vector<ControlMember> PackageStream::readControl() {
     const Faults faults = faults_.in(member.name);
     EntryReaderSettings settings;
     settings.limits = options_.limits;
+    settings.strict = strict_;
     settings.bytesLimit = options_.limits.controlBytes;
     settings.limitName = "the limits controlBytes and md5sumsBytes";
     EntryReader entries(members_.contents(), member.compression, settings, faults);
@@ -63,6 +64,7 @@ void PackageStream::openPayload() {
     dataMember_ = member.name;
     EntryReaderSettings settings;
     settings.limits = options_.limits;
+    settings.strict = strict_;
     settings.threads = options_.threads;
     settings.bytesLimit = payloadLimit(options_.limits, member.size);
     settings.limitName = "the limits expansionRatio and expansionFreeBytes";

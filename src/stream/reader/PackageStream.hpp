@@ -26,6 +26,10 @@ public:
     PackageStream(const PackageStream&) = delete;
     PackageStream& operator=(const PackageStream&) = delete;
 
+    /// What zlib refuses is refused, as in DecompressionSettings: slower, for who judges a package instead of
+    /// using it. Before anything is read.
+    void beStrict() noexcept { strict_ = true; }
+
     const std::string& name() const noexcept { return name_; }
     /// Threads to use, at least one.
     unsigned threads() const { return threadCount(options_.threads); }
@@ -58,6 +62,7 @@ private:
     Descriptor owned_;
     std::string name_;
     ReadOptions options_;
+    bool strict_ = false;
     Faults faults_;
     PackageMembers members_;
     ProgressMeter progress_;

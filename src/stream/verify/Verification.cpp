@@ -7,7 +7,9 @@
 namespace bex::stream {
 
 Verification::Verification(const std::string& path, const ReadOptions& options, System& system)
-    : stream_(path, options, system, findings_) {}
+    : stream_(path, options, system, findings_) {
+    stream_.beStrict();  // or what passes here might be refused by dpkg-deb
+}
 
 std::vector<Finding> Verification::run() {
     attempt("", [&] { stream_.checkStructure(); });

@@ -1,0 +1,46 @@
+#include <isa-l/igzip_lib.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <limits>
+
+#include "stream/codec/Inflater.hpp"
+
+namespace bex::stream {
+namespace {
+
+std::uint32_t clamped(std::size_t size) noexcept {
+    return static_cast<std::uint32_t>(std::min<std::size_t>(size, std::numeric_limits<std::uint32_t>::max()));
+}
+
+class IsalInflater final : public Inflater {
+public:
+    IsalInflater() { isal_inflate_init(&state_); }
+
+    void begin() override { isal_inflate_reset(&state_); }
+
+    Step inflate(std::string_view data, char* buffer, std::size_t room) override {
+        state_.next_in = reinterpret_cast<std::uint8_t*>(const_cast<char*>(data.data()));  // only read
+        const std::uint32_t offered = state_.avail_in = clamped(data.size());
+        state_.next_out = reinterpret_cast<std::uint8_t*>(buffer);
+        const std::uint32_t free = state_.avail_out = clamped(room);
+        const bool valid = isal_inflate(&state_) >= 0;
+        Step step{valid ? State::open : State::invalid, offered - state_.avail_in, free - state_.avail_out};
+        if (valid && state_.block_state == ISAL_BLOCK_FINISH) {
+            step.state = State::ended;
+            step.unused = static_cast<std::size_t>(state_.read_in_length) / 8;  // whole bytes of those bits
+        }
+        return step;
+    }
+
+private:
+    inflate_state state_{};
+};
+
+}  // namespace
+
+std::unique_ptr<Inflater> makeIsalInflater() {
+    return std::make_unique<IsalInflater>();
+}
+
+}  // namespace bex::stream

@@ -1,0 +1,75 @@
+#include <zlib.h>
+
+#include <algorithm>
+#include <limits>
+#include <new>
+
+#include "stream/codec/Inflater.hpp"
+
+namespace bex::stream {
+namespace {
+
+/// The largest window, and neither header nor checksum of zlib's own.
+constexpr int kRawWindowBits = -15;
+
+/// Owns zlib's state.
+class ZlibStream {
+public:
+    ZlibStream() {
+        if (inflateInit2(&stream_, kRawWindowBits) != Z_OK) {
+            throw std::bad_alloc();
+        }
+    }
+    ~ZlibStream() { inflateEnd(&stream_); }
+    ZlibStream(const ZlibStream&) = delete;
+    ZlibStream& operator=(const ZlibStream&) = delete;
+
+    z_stream* get() noexcept { return &stream_; }
+    z_stream* operator->() noexcept { return &stream_; }
+
+private:
+    z_stream stream_{};
+};
+
+uInt clamped(std::size_t size) noexcept {
+    return static_cast<uInt>(std::min<std::size_t>(size, std::numeric_limits<uInt>::max()));
+}
+
+class ZlibInflater final : public Inflater {
+public:
+    void begin() override { inflateReset(stream_.get()); }  // cannot fail once initialized
+
+    Step inflate(std::string_view data, char* buffer, std::size_t room) override {
+        stream_->next_in = reinterpret_cast<Bytef*>(const_cast<char*>(data.data()));  // only read
+        const uInt offered = stream_->avail_in = clamped(data.size());
+        stream_->next_out = reinterpret_cast<Bytef*>(buffer);
+        const uInt free = stream_->avail_out = clamped(room);
+        const State state = stateOf(::inflate(stream_.get(), Z_NO_FLUSH));
+        return {state, offered - stream_->avail_in, free - stream_->avail_out};
+    }
+
+private:
+    static State stateOf(int result) {
+        switch (result) {
+            case Z_STREAM_END:
+                return State::ended;
+            case Z_OK:
+            case Z_BUF_ERROR:  // no step was possible
+                return State::open;
+            case Z_MEM_ERROR:
+                throw std::bad_alloc();
+            default:
+                return State::invalid;
+        }
+    }
+
+    ZlibStream stream_;
+};
+
+}  // namespace
+
+std::unique_ptr<Inflater> makeZlibInflater() {
+    return std::make_unique<ZlibInflater>();
+}
+
+}  // namespace bex::stream
