@@ -107,9 +107,9 @@ def gz(data):
     return gzip.compress(data, 6, mtime=0)
 
 
-def bx(data, claimed=None):
+def bx(data, claimed=None, deflated=None):
     """A gzip member with the subfield that tells its length."""
-    deflated = zlib.compress(data, 6)[2:-4]
+    deflated = zlib.compress(data, 6)[2:-4] if deflated is None else deflated
     claimed = 20 + len(deflated) + 8 if claimed is None else claimed
     return (b"\x1f\x8b\x08\x04\0\0\0\0\0\xff\x08\0BX\x04\0" + struct.pack("<I", claimed) + deflated
             + struct.pack("<II", zlib.crc32(data), len(data)))
