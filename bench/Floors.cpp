@@ -7,6 +7,7 @@
 //     bex_bench_floors zstd FILE LEVEL BLOCK THREADS      the same with zstd
 //     bex_bench_floors zlib FILE LEVEL                    one stream, for the sizes
 //     bex_bench_floors inflate FILE LEVEL BLOCK THREADS   unpacks what "deflate" makes, not counting the making
+//     bex_bench_floors zinflate FILE LEVEL BLOCK THREADS  the same by zlib
 //     bex_bench_floors md5 FILE                           the sum of it all
 
 #include <fcntl.h>
@@ -26,6 +27,7 @@
 #include <fstream>
 #include <functional>
 #include <iterator>
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -169,6 +171,23 @@ Codec inflater() {
     };
 }
 
+Codec zlibInflater() {
+    const std::shared_ptr<z_stream> stream(new z_stream{}, [](z_stream* s) {
+        inflateEnd(s);
+        delete s;
+    });
+    require(inflateInit2(stream.get(), 31) == Z_OK, "begin zlib's stream");
+    return [stream](std::string_view block, std::vector<char>& out) {
+        require(inflateReset(stream.get()) == Z_OK, "begin a block");
+        stream->next_in = reinterpret_cast<Bytef*>(const_cast<char*>(block.data()));  // zlib does not write there
+        stream->avail_in = static_cast<uInt>(block.size());
+        stream->next_out = reinterpret_cast<Bytef*>(out.data());
+        stream->avail_out = static_cast<uInt>(out.size());
+        require(inflate(stream.get(), Z_FINISH) == Z_STREAM_END, "unpack");
+        return out.size() - stream->avail_out;
+    };
+}
+
 Codec zstdPacker(int level, std::size_t blockBytes) {
     const std::shared_ptr<ZSTD_CCtx> context(ZSTD_createCCtx(), ZSTD_freeCCtx);
     int windowLog = 10;
@@ -227,7 +246,8 @@ void reportCodec(const std::string& kind, const std::vector<std::string>& argume
         work(
             blocks, bound, threads, [&] { return deflater(level); }, &packed);
         const std::vector<std::string_view> views(packed.begin(), packed.end());
-        report([&] { return work(views, blockBytes, threads, inflater); });
+        const auto codec = kind == "zinflate" ? zlibInflater : inflater;
+        report([&] { return work(views, blockBytes, threads, codec); });
     }
 }
 

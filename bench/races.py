@@ -210,9 +210,9 @@ class Bench:
         self.add(table)
         self.hold_speed(f"list {corpus}, made by {maker}", table, "bex list", speed)
         if maker == "bex":
-            inflate = self.programs.floor("inflate", self.tar_of(corpus), 6, BLOCK, 2, rounds=2)
+            inflate = self.programs.floor("zinflate", self.tar_of(corpus), 6, BLOCK, 2, rounds=2)
             md5 = self.programs.floor("md5", self.tar_of(corpus), rounds=2)
-            table.floors = [("libdeflate's unpacking, 2 threads", inflate), ("MD5 of the payload", md5)]
+            table.floors = [("zlib's unpacking, 2 threads", inflate), ("MD5 of the payload", md5)]
             self.hold_floor(f"verify {corpus}: of the floor (unpacking and MD5), CPU", table.named("bex verify"),
                             inflate.cpu + md5.cpu, 1.0)
 

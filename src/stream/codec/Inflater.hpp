@@ -38,16 +38,15 @@ protected:
     Inflater() = default;
 };
 
-/// Takes and refuses what zlib does: to the letter what a program that inflates with zlib, as dpkg-deb does,
-/// reads. Slower than the others by a half or more.
+/// zlib: takes what every program that inflates with it takes, dpkg-deb among them, and nothing else. The slowest.
 std::unique_ptr<Inflater> makeZlibInflater();
 
-/// Fast for streams in pieces (ISA-L). Some code sets that are incomplete or stand for too much are taken.
+/// Fast for streams in pieces (ISA-L). Some incomplete code sets are taken.
 std::unique_ptr<Inflater> makeIsalInflater();
 
 /// Fastest (libdeflate), but each stream is unpacked in one step, which has to be given all of it and room for all
 /// that comes out; with too little room, the step fills it and the stream stays open, for nothing but begin().
-/// Some symbols that stand for nothing are taken.
+/// Some symbols and distances that stand for nothing, and lengths beyond the last symbol, are taken.
 std::unique_ptr<Inflater> makeLibdeflateInflater();
 
 }  // namespace bex::stream
