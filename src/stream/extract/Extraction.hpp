@@ -25,8 +25,8 @@ namespace bex::stream {
 /// (`refused`). So are paths that lead out and types that are not made, for good measure.
 ///
 /// After a failure only destruction is left. Costs one directory's path and attributes in memory for each
-/// directory entry until the end, four descriptors, and with threads a quarter of a MiB and the descriptors of 32
-/// folders for each. Used by one thread at a time.
+/// directory entry until the end, four descriptors, and with threads half a MiB and up to 128 descriptors
+/// for each. Used by one thread at a time.
 class Extraction {
 public:
     /// Opens the destination, made when it does not exist. `package`, unescaped, begins the messages. `system`

@@ -14,7 +14,7 @@ namespace bex::stream {
 /// Small files with their contents, collected by one thread and made by another.
 class FileBatch {
 public:
-    /// Files up to this size belong into a batch. Some 64 KiB are what it takes to be worth a change of threads.
+    /// Files up to this size belong into a batch. A batch is what is worth a change of threads.
     static constexpr std::size_t kSmallFileBytes = std::size_t{128} << 10;
 
     /// Begins a file: `path` is its plain path, `entryPath` what messages call it.
@@ -33,8 +33,8 @@ public:
     void make(ExtractContext& context);
 
 private:
-    static constexpr std::size_t kFullBytes = std::size_t{64} << 10;
-    static constexpr std::size_t kFullFiles = 16;
+    static constexpr std::size_t kFullBytes = std::size_t{128} << 10;
+    static constexpr std::size_t kFullFiles = 64;
 
     struct File {
         HeldFolder folder;
