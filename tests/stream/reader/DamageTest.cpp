@@ -5,43 +5,23 @@
 namespace bex::test {
 namespace {
 
-using stream::Compression;
-
-/// A small package, without the padding that its end may lack.
-std::string packageIn(Compression compression) {
-    const std::string suffix(stream::suffixOf(compression));
-    const auto packedTar = [&](const std::string& tar) {
-        return compression == Compression::bzip2 ? bzip2Of(tar) : packed(tar, compression, 1024);
-    };
-    const std::string data =
-        packedTar(tarOf(tarFolder("./") + tarFile("./x", "some text\n") + tarLink("./y", "x", '2')));
-    const std::string package =
-        arOf(arMember("debian-binary", "2.0\n") +
-             arMember("control.tar" + suffix, packedTar(tarOf(tarFile("./control", kControlText)))) +
-             arMember("data.tar" + suffix, data));
-    return package.substr(0, package.size() - data.size() % 2);
-}
-
 stream::ReadOptions oneThread() {
     stream::ReadOptions options;
     options.threads = 1;
     return options;
 }
 
-constexpr Compression kAll[] = {Compression::gzip, Compression::xz, Compression::zstd, Compression::bzip2};
-
 TEST(Damage, EveryPackageThatIsCutShortFails) {
-    for (const Compression compression : kAll) {
-        const std::string package = packageIn(compression);
-        for (std::size_t size = 0; size < package.size(); ++size) {
-            for (const Route route : {Route::file, Route::pipe}) {
-                const std::string message = listingOf(package.substr(0, size), route, oneThread());
-                ASSERT_EQ(message.compare(0, 7, "p.bex: "), 0)
-                    << nameOf(compression) << " cut to " << size << " bytes gave " << message;
-            }
-            ASSERT_FALSE(findingsOf(package.substr(0, size), oneThread()).empty())
-                << nameOf(compression) << " cut to " << size;
+    const std::string tar = tarOf(tarFolder("./") + tarFile("./x", "some text\n") + tarLink("./y", "x", '2'));
+    const std::string data = packed(tar, stream::Compression::gzip, 1024);
+    std::string package = arOf(headOf() + arMember("data.tar.gz", data));
+    package.resize(package.size() - data.size() % 2);  // without the padding that its end may lack
+    for (std::size_t size = 0; size < package.size(); ++size) {
+        for (const Route route : {Route::file, Route::pipe}) {
+            const std::string message = listingOf(package.substr(0, size), route, oneThread());
+            ASSERT_EQ(message.compare(0, 7, "p.bex: "), 0) << "cut to " << size << " bytes gave " << message;
         }
+        ASSERT_FALSE(findingsOf(package.substr(0, size), oneThread()).empty()) << "cut to " << size;
     }
 }
 

@@ -33,22 +33,6 @@ Descriptor fileOf(const std::string& bytes) {
     return file;
 }
 
-/// The bytes behind a pipe, which holds them all: test packages are small.
-Descriptor pipeOf(const std::string& bytes) {
-    std::array<int, 2> ends{};
-    if (pipe2(ends.data(), O_CLOEXEC) != 0) {
-        throw std::runtime_error("no pipe");
-    }
-    Descriptor out(ends[1], System::real());
-    Descriptor in(ends[0], System::real());
-    const int capacity = fcntl(out.get(), F_SETPIPE_SZ, 1 << 20);
-    if (static_cast<std::size_t>(capacity) < bytes.size() ||
-        write(out.get(), bytes.data(), bytes.size()) != static_cast<ssize_t>(bytes.size())) {
-        throw std::runtime_error("the pipe is too small");
-    }
-    return in;
-}
-
 std::string contentsOf(PackageReader& reader) {
     std::string contents;
     std::array<char, 1000> buffer{};
@@ -150,6 +134,21 @@ std::string packageOf(const std::string& payloadEntries, const std::string& cont
 std::string soundPackage() {
     return packageOf(tarFolder("./") + tarFolder("./bin/") + tarFile("./bin/tool", "echo tool\n") +
                      tarLink("./bin/link", "tool", '2') + tarLink("./bin/other", "./bin/tool", '1'));
+}
+
+Descriptor pipeOf(const std::string& bytes) {
+    std::array<int, 2> ends{};
+    if (pipe2(ends.data(), O_CLOEXEC) != 0) {
+        throw std::runtime_error("no pipe");
+    }
+    Descriptor out(ends[1], System::real());
+    Descriptor in(ends[0], System::real());
+    const int capacity = fcntl(out.get(), F_SETPIPE_SZ, 1 << 20);
+    if (static_cast<std::size_t>(capacity) < bytes.size() ||
+        write(out.get(), bytes.data(), bytes.size()) != static_cast<ssize_t>(bytes.size())) {
+        throw std::runtime_error("the pipe is too small");
+    }
+    return in;
 }
 
 std::string reading(const std::string& bytes, Route route, const std::function<void(PackageReader&)>& use,

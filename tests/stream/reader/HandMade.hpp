@@ -8,6 +8,7 @@
 #include "bex/stream/Limits.hpp"
 #include "bex/stream/PackageReader.hpp"
 #include "bex/stream/Verify.hpp"
+#include "stream/system/Descriptor.hpp"
 
 namespace bex::test {
 
@@ -30,6 +31,9 @@ std::string headOf(const std::string& controlEntries = {});
 std::string packageOf(const std::string& payloadEntries, const std::string& controlEntries = {});
 /// A sound package with a file, a folder, a symlink and a hard link.
 std::string soundPackage();
+
+/// The reading end of a pipe that holds the bytes, and then ends. Test packages are small enough.
+stream::Descriptor pipeOf(const std::string& bytes);
 
 enum class Route { file, pipe };
 

@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <array>
 #include <cerrno>
 #include <memory>
 #include <optional>
@@ -13,6 +12,7 @@
 #include "Failure.hpp"
 #include "TemporaryDirectory.hpp"
 #include "stream/FailingSystem.hpp"
+#include "stream/reader/HandMade.hpp"
 #include "stream/system/Descriptor.hpp"
 
 namespace bex::test {
@@ -25,15 +25,6 @@ using stream::System;
 
 Descriptor openFile(const std::string& path) {
     return {open(path.c_str(), O_RDONLY | O_CLOEXEC), System::real()};
-}
-
-/// The reading end of a pipe that holds `bytes` and then ends.
-Descriptor pipeOf(const std::string& bytes) {
-    std::array<int, 2> ends = {};
-    EXPECT_EQ(pipe2(ends.data(), O_CLOEXEC), 0);
-    EXPECT_EQ(write(ends[1], bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
-    close(ends[1]);
-    return {ends[0], System::real()};
 }
 
 std::string readText(Source& source, std::size_t size) {

@@ -1,8 +1,5 @@
 #include "stream/writer/Building.hpp"
 
-#include <algorithm>
-#include <filesystem>
-
 #include "stream/StringSink.hpp"
 
 namespace bex::test {
@@ -28,15 +25,6 @@ std::string written(const stream::PackageWriter& writer, const TemporaryDirector
     StringSink sink;
     writer.write(sink, folder.path().string(), options);
     return sink.bytes;
-}
-
-std::vector<std::string> namesIn(const std::string& folder) {
-    std::vector<std::string> names;
-    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
-        names.push_back(entry.path().filename().string());
-    }
-    std::sort(names.begin(), names.end());
-    return names;
 }
 
 }  // namespace bex::test

@@ -1,11 +1,11 @@
 #pragma once
 
 #include <string>
-#include <vector>
 
 #include "Shell.hpp"
 #include "TemporaryDirectory.hpp"
 #include "bex/stream/PackageWriter.hpp"
+#include "stream/system/Surroundings.hpp"
 #include "stream/system/System.hpp"
 
 namespace bex::test {
@@ -19,8 +19,5 @@ stream::WriteOptions datedOptions();
 /// The package as bytes; its temporary files go to `folder`.
 std::string written(const stream::PackageWriter& writer, const TemporaryDirectory& folder,
                     const stream::WriteOptions& options = datedOptions());
-
-/// The names in a directory, sorted.
-std::vector<std::string> namesIn(const std::string& folder);
 
 }  // namespace bex::test

@@ -39,7 +39,7 @@ protected:
 
     void expectPackage(const std::string& bytes) {
         EXPECT_TRUE(folder_.read("packages/tool.bex") == bytes);
-        EXPECT_THAT(namesIn(folder_ / "packages"), ElementsAre("tool.bex"));
+        EXPECT_THAT(namesBelow(folder_ / "packages"), ElementsAre("tool.bex"));
     }
 
     TemporaryDirectory folder_;
@@ -84,7 +84,7 @@ TEST_F(WriterFaults, ANamedTemporaryFileIsGoneBeforeItIsUsed) {
     const std::string whole = folder_.read("packages/tool.bex");
     NoUnnamedFiles system;
     options_.progress = [&](const Progress&) {
-        EXPECT_EQ(namesIn(folder_ / "packages").size(), 2U) << "the target and its temporary file";
+        EXPECT_EQ(namesBelow(folder_ / "packages").size(), 2U) << "the target and its temporary file";
         return true;
     };
     build(system);

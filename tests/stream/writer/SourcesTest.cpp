@@ -39,7 +39,7 @@ public:
     void expectFailure(const std::string& reason) {
         EXPECT_EQ(failureOf([&] { writer.write(folder / "packages/tool.bex"); }), folder / "tree/sub/" + reason);
         EXPECT_EQ(folder.read("packages/tool.bex"), "old");
-        EXPECT_THAT(namesIn(folder / "packages"), ElementsAre("tool.bex"));
+        EXPECT_THAT(namesBelow(folder / "packages"), ElementsAre("tool.bex"));
     }
 
     TemporaryDirectory folder;
