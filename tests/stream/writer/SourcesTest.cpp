@@ -64,6 +64,11 @@ TEST(SourcesOfAWriter, ThatChangeBeforeTheyAreReadAreErrors) {
              fs::rename(file, s.folder / "moved");
              fs::create_symlink(s.folder / "moved", file);  // even to the very file that was listed
          }},
+        {"is no regular file any more",
+         [](auto&, auto& file) {
+             fs::remove(file);
+             mkfifo(file.c_str(), 0644);
+         }},
         {"was replaced after it was listed",
          [](auto& s, auto& file) {
              fs::rename(fs::path(file).parent_path(), s.folder / "moved");
