@@ -8,7 +8,7 @@ namespace {
 using stream::Limits;
 using stream::ReadOptions;
 
-TEST(Limits, EachIsNamedWhenItIsExceeded) {
+TEST(Limits, EachIsNamedWhenItIsExceededAndCanBeRaised) {
     const std::string at = "p.bex: member \"data.tar.gz\": ";
     const std::string mib(std::size_t{1} << 20, 'x');
     const auto sparse = [](const std::string& size) {
@@ -62,6 +62,11 @@ TEST(Limits, EachIsNamedWhenItIsExceeded) {
     listing.limits.controlBytes = 1 << 19;
     const std::string listed = packageOf("", tarFile("./md5sums", mib));
     EXPECT_EQ(listingOf(listed, Route::file, listing), listingOf(listed));
+    ReadOptions wide;
+    wide.limits.nameBytes = std::size_t{1} << 19;
+    const std::string package = packageOf(withLongName('L', std::string(100000, 'n'), tarFile("./x")));
+    EXPECT_NE(listingOf(package).find("nameBytes allows 65537"), std::string::npos);
+    EXPECT_NE(listingOf(package, Route::file, wide).find("has a component of"), std::string::npos);
 }
 
 }  // namespace

@@ -88,6 +88,8 @@ TEST(Plan, RefusesWhatOnePackageCantHold) {
     } cases[] = {
         {[](auto& w) { w.addDirectory("../x"); }, "\"../x\": a path in a package can't hold \"..\""},
         {[&](auto& w) { w.addSymlink("x", nul); }, "\"a\\x00b\": a path in a package can't hold a NUL"},
+        {[](auto& w) { w.addSymlink("", "a"); },
+         "\"a\": a symlink's target can't be empty, hold a NUL or have more than 4095 bytes"},
         {[](auto& w) { w.addSymlink(std::string(4096, 'n'), "a"); },
          "\"a\": a symlink's target can't be empty, hold a NUL or have more than 4095 bytes"},
         {[&](auto& w) { w.addFile(tree, "a", {}); }, tree + ": is no regular file or symlink"},
@@ -97,6 +99,7 @@ TEST(Plan, RefusesWhatOnePackageCantHold) {
              w.addTree(tree, unlessSpecial);
          },
          tree + "/usr/bin: ./usr/bin/: the path is taken by what was added from memory"},
+        {[](auto& w) { w.setMode("*", 010000); }, "\"*\": mode with more than 07777"},
         {[&](auto& w) { w.addBytes("", "x", noMode); }, "\"x\": mode with more than 07777"},
         {[&](auto& w) { w.addTree(tree); }, tree + "/usr/pipe: is a FIFO, which a package can't hold"},
     };
@@ -108,6 +111,9 @@ TEST(Plan, RefusesWhatOnePackageCantHold) {
         };
         EXPECT_EQ(failureOf(add), c.message);
     }
+    PackageWriter writer;
+    EXPECT_NE(failureOf([&] { writer.addTree(tree); }), "");
+    EXPECT_THAT(shown(writer, datedOptions()), ElementsAre("./ 755 1000000000")) << "nothing is left of the scan";
 }
 
 /// Claims other owners than the disk has.
