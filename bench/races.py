@@ -8,7 +8,7 @@ from dataclasses import dataclass, field
 from pathlib import Path
 
 import corpora
-from measure import Contender, put_away, ratio
+from measure import Contender, fill_memory, put_away, ratio
 
 REFERENCE = "dpkg-deb"
 BLOCK = 1 << 20  # bytes that bex compresses as one
@@ -339,8 +339,10 @@ class Bench:
                                  f"{ours / theirs:.2f}", ours <= 1.10 * theirs))
 
     def run(self):
+        fill_memory(self.folder, 20 if self.quick else 120)
         for corpus in ("C1", "C2", "C3"):
             self.build(corpus)
+        fill_memory(self.folder, 5 if self.quick else 60)
         for corpus, maker, speed in (("C1", "bex", 2.2), ("C2", "bex", 3), ("C3", "bex", 2.5), ("C1", REFERENCE, 2),
                                      ("C2", REFERENCE, 2.5)):
             self.extract(corpus, maker, speed)
