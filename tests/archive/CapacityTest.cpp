@@ -59,7 +59,8 @@ TEST(Capacity, APackageOfIncompressibleFilesIsWholeOrItsCloseFails) {
 TEST(Capacity, AControlFileThatOutgrowsItsArchiveIsReported) {
     const TemporaryDirectory dir;
     Package package(dir / "p.bex");
-    package.withFields().with("f", "1").setDescription(noise(kMegabyte));
+    package.withFields().setDescription(noise(kMegabyte));
+    package.add(dir.write("f", "1"), "f");
     EXPECT_THAT(failureOf([&] { package.close(); }), kWriteFailure);
     EXPECT_FALSE(fs::exists(dir / "p.bex"));
 }
