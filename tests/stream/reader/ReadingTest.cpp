@@ -56,11 +56,14 @@ TEST(Reading, FieldsAndListingsReadNoMoreThanTheyMust) {
 
 TEST(Reading, GivesContentsInPiecesOfAnySizeAndLeavesOutWhatIsNotAskedFor) {
     const std::string bytes =
-        packageOf(tarFile("./a", "first") + tarFile("./b", "second") + tarFile("./c", "third"));
+        packageOf(tarFile("./a", "first") + tarFile("./b", "second") + tarFile("./c", "third"),
+                  tarFile("./postinst", "#!/bin/sh\n"));
     const std::string failure = reading(bytes, Route::pipe, [](PackageReader& reader) {
         Entry entry;
         char buffer[8];
         EXPECT_EQ(reader.read(buffer, sizeof buffer), 0U) << "there is no entry yet";
+        EXPECT_EQ(reader.findControlMember("postinst")->contents, "#!/bin/sh\n");
+        EXPECT_EQ(reader.findControlMember("prerm"), nullptr);
         ASSERT_TRUE(reader.next(entry));
         ASSERT_EQ(reader.read(buffer, 2), 2U);
         EXPECT_EQ(std::string(buffer, 2), "fi");
