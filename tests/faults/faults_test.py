@@ -39,7 +39,7 @@ def tree_below(folder):
         status = os.lstat(path)
         kind = stat.S_IFMT(status.st_mode)
         what = (os.readlink(path) if stat.S_ISLNK(kind) else contents(path) if stat.S_ISREG(kind) else None)
-        found[os.path.relpath(path, folder)] = (kind, stat.S_IMODE(status.st_mode), int(status.st_mtime), what)
+        found[os.path.relpath(path, folder)] = (kind, stat.S_IMODE(status.st_mode), status.st_mtime_ns // 10**9, what)
     return found
 
 
