@@ -1,5 +1,6 @@
 #include <zstd.h>
 
+#include <algorithm>
 #include <memory>
 #include <new>
 #include <string>
@@ -26,6 +27,14 @@ Pace paceOf(int level) noexcept {
     return level < 16 ? Pace{22, 2 << 20, 8} : Pace{23, 8 << 20, 9};
 }
 
+/// At a quick level the calling thread has as much to do as a worker has, reading and summing, and each worker
+/// less spares 8 MiB. One is needed even for one thread: without any the library cuts no jobs, and the bytes would
+/// differ.
+int workersFor(const CompressionSettings& settings) noexcept {
+    const auto threads = static_cast<int>(settings.threads);
+    return settings.level <= 3 ? std::max(threads - 1, 1) : threads;
+}
+
 struct FreeContext {
     void operator()(ZSTD_CCtx* context) const noexcept { ZSTD_freeCCtx(context); }
 };
@@ -41,8 +50,7 @@ public:
         set(ZSTD_c_compressionLevel, settings.level);
         set(ZSTD_c_checksumFlag, 1);
         set(ZSTD_c_windowLog, pace.windowLog);
-        // One thread is a worker, too: without any the library cuts no jobs, and the bytes would differ.
-        set(ZSTD_c_nbWorkers, static_cast<int>(settings.threads));
+        set(ZSTD_c_nbWorkers, workersFor(settings));
         set(ZSTD_c_jobSize, pace.jobBytes);
         set(ZSTD_c_overlapLog, pace.overlapLog);
     }
