@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <optional>
 #include <utility>
@@ -24,6 +25,7 @@ namespace {
 using Missing = BeneathFolder::Missing;
 
 constexpr mode_t kDestinationMode = 0777;  // less the umask
+constexpr unsigned kMostMakers = 8;        // threads; the folders that their batches hold open are bounded by it
 constexpr int kDestination = O_PATH | O_DIRECTORY | O_CLOEXEC;
 
 struct Destination {
@@ -62,7 +64,7 @@ public:
         : context_(package, options, system),
           destination_(openDestination(destination, context_)),
           batching_(threads > 1 && mayOvertake(options)),
-          pool_(threads, batching_ ? std::size_t{threads} * 2 : 1,
+          pool_(std::min(threads, kMostMakers), batching_ ? std::size_t{std::min(threads, kMostMakers)} * 2 : 1,
                 [context = context_] { return [context](FileBatch& batch) mutable { batch.make(context); }; }) {}
 
     void begin(const Entry& entry, const std::string& path, const std::string& linkPath) {

@@ -21,12 +21,11 @@ namespace bex::stream {
 ///
 /// Whether an entry is allowed at all (its type, doubled paths) is decided before it comes here; what only the
 /// disk can tell (a symlink on the way, a hard link's target that is no regular file) is refused here with
-/// StreamError
-/// (`refused`). So are paths that lead out and types that are not made, for good measure.
+/// StreamError (`refused`). So are paths that lead out and types that are not made, for good measure.
 ///
 /// After a failure only destruction is left. Costs one directory's path and attributes in memory for each
-/// directory entry until the end, four descriptors, and with threads half a MiB and up to 128 descriptors
-/// for each. Used by one thread at a time.
+/// directory entry until the end, four descriptors, and for each of up to eight threads half a MiB and
+/// 16 descriptors. Used by one thread at a time.
 class Extraction {
 public:
     /// Opens the destination, made when it does not exist. `package`, unescaped, begins the messages. `system`

@@ -8,6 +8,7 @@ namespace bex::stream {
 
 void FileBatch::begin(HeldFolder folder, const std::string& path, const std::string& entryPath,
                       const Attributes& attributes) {
+    folders_ += files_.empty() || files_.back().folder.descriptor != folder.descriptor ? 1 : 0;
     files_.push_back({std::move(folder), nameOf(path), entryPath, attributes, contents_.size()});
 }
 
@@ -18,6 +19,7 @@ void FileBatch::dropLast() {
 
 void FileBatch::make(ExtractContext& context) {
     const std::vector<File> files = std::exchange(files_, {});
+    folders_ = 0;
     for (std::size_t i = 0; i < files.size(); ++i) {
         const File& file = files[i];
         const std::size_t end = i + 1 < files.size() ? files[i + 1].begin : contents_.size();

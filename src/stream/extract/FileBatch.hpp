@@ -26,7 +26,9 @@ public:
     void dropLast();
 
     bool empty() const noexcept { return files_.empty(); }
-    bool full() const noexcept { return contents_.size() >= kFullBytes || files_.size() >= kFullFiles; }
+    bool full() const noexcept {
+        return contents_.size() >= kFullBytes || files_.size() >= kFullFiles || folders_ >= kFullFolders;
+    }
 
     /// Makes the files in order, and is empty. Throws StreamError at the first that fails, which is removed; those
     /// behind it are not made.
@@ -35,6 +37,7 @@ public:
 private:
     static constexpr std::size_t kFullBytes = std::size_t{128} << 10;
     static constexpr std::size_t kFullFiles = 64;
+    static constexpr std::size_t kFullFolders = 8;  // each is a descriptor
 
     struct File {
         HeldFolder folder;
@@ -45,6 +48,7 @@ private:
     };
 
     std::vector<File> files_;
+    std::size_t folders_ = 0;  ///< changes of folder among them
     std::string contents_;
 };
 

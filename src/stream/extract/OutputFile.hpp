@@ -23,8 +23,6 @@ public:
     void finish(const Attributes& attributes);
 
 private:
-    void makeHole();
-
     const ExtractContext& context_;
     Descriptor file_;  // before the name, which opens it
     NewName name_;

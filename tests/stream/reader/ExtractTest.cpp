@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
 #include <filesystem>
 
@@ -72,6 +73,21 @@ TEST(Extract, TheFirstFailureIsToldHoweverManyThreadsWorkOnWhatFollows) {
             }
         }
     }
+}
+
+TEST(Extract, NeedsFewDescriptorsHoweverManyThreadsAndFolders) {
+    std::string entries;
+    for (int i = 0; i < 1000; ++i) {
+        entries += tarFile("./" + std::to_string(i) + "/f", "x");
+    }
+    const TemporaryDirectory folder;
+    rlimit usual = {};
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &usual), 0);
+    const rlimit few = {200, usual.rlim_max};
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &few), 0);
+    const std::string failure = extracting(entries, folder / "to", 64);
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &usual), 0);
+    EXPECT_EQ(failure, "");
 }
 
 }  // namespace
