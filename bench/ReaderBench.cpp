@@ -20,9 +20,9 @@
 #include "bex/stream/PackageReader.hpp"
 #include "bex/stream/PackageWriter.hpp"
 #include "bex/stream/Verify.hpp"
+#include "stream/ar/MemberSource.hpp"
 #include "stream/codec/Decompressor.hpp"
 #include "stream/reader/HandMade.hpp"
-#include "stream/reader/MemberSource.hpp"
 #include "stream/reader/PathTable.hpp"
 #include "stream/system/Descriptor.hpp"
 

@@ -10,7 +10,7 @@
 
 #include "bex/stream/PackageWriter.hpp"
 #include "bex/stream/Sink.hpp"
-#include "stream/ProgressMeter.hpp"
+#include "stream/base/ProgressMeter.hpp"
 #include "stream/system/System.hpp"
 #include "stream/writer/FileReader.hpp"
 #include "stream/writer/PayloadWriter.hpp"

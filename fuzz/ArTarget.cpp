@@ -1,7 +1,7 @@
 #include "Failure.hpp"
 #include "Target.hpp"
 #include "stream/MemorySource.hpp"
-#include "stream/reader/ArReader.hpp"
+#include "stream/ar/ArReader.hpp"
 
 namespace bex::fuzz {
 namespace {

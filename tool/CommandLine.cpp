@@ -13,12 +13,13 @@
 #include <string>
 #include <vector>
 
-#include "Choice.hpp"
-#include "Commands.hpp"
-#include "Failure.hpp"
-#include "Help.hpp"
-#include "LimitOption.hpp"
+#include "arguments/Choice.hpp"
+#include "arguments/Help.hpp"
+#include "arguments/LimitOption.hpp"
 #include "bex/stream/Versions.hpp"
+#include "output/Failure.hpp"
+#include "output/Usage.hpp"
+#include "verbs/Commands.hpp"
 
 namespace bex::tool {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "ExitStatus.hpp"
+#include "output/ExitStatus.hpp"
 
 namespace bex::tool {
 

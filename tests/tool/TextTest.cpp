@@ -1,4 +1,4 @@
-#include "Text.hpp"
+#include "output/Text.hpp"
 
 #include <gtest/gtest.h>
 

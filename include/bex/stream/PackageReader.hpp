@@ -1,60 +1,18 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdint>
-#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "bex/stream/Compression.hpp"
 #include "bex/stream/ControlParagraph.hpp"
 #include "bex/stream/Entry.hpp"
-#include "bex/stream/Limits.hpp"
-#include "bex/stream/Progress.hpp"
+#include "bex/stream/ExtractOptions.hpp"
+#include "bex/stream/Member.hpp"
+#include "bex/stream/ReadOptions.hpp"
 
 namespace bex::stream {
-
-struct ReadOptions {
-    Limits limits;
-    unsigned threads = 0;       ///< for decompression; 0: one for each processor, 1: the caller's thread alone
-    ProgressCallback progress;  ///< for next(), read(), extract() and verify(); bytesTotal stays 0
-};
-
-/// One member of the ar archive.
-struct Member {
-    std::string name;          ///< such as "data.tar.gz"
-    std::uint64_t offset = 0;  ///< of its contents in the package file
-    std::uint64_t size = 0;    ///< of its contents as stored
-    std::int64_t mtime = 0;
-    Compression compression = Compression::none;
-};
-
-/// One file of the control archive, whole.
-struct ControlMember {
-    Entry entry;  ///< its path as stored: "./control" or "control"
-    std::string contents;
-};
-
-struct ExtractOptions {
-    /// Which entries are extracted: true for a path (plainPath() form) to take. Unset: all. The directories
-    /// above a taken entry are made as needed.
-    std::function<bool(const Entry&)> select;
-    unsigned stripComponents = 0;  ///< leading components to drop; an entry with no more than these is left out
-    bool keepExisting = false;     ///< what is there already is an error instead of being replaced
-    bool sameOwner = false;        ///< owners by number, as stored
-    bool keepSetId = false;        ///< keep set-user-id and set-group-id bits
-    bool dryRun = false;           ///< judge and report the entries as ever, but touch nothing on disk
-    /// Called for each entry that was made, with its path below the destination ("." for that itself).
-    std::function<void(const Entry&, const std::string& path)> onEntry;
-};
-
-/// What extract() made.
-struct ExtractResult {
-    std::uint64_t entries = 0;
-    std::uint64_t bytes = 0;
-};
 
 /// Reads a package from front to back: structure and control archive when it is opened, then the payload's
 /// entries in order, without holding the payload in memory.

@@ -4,17 +4,10 @@
 #include <vector>
 
 #include "bex/Export.hpp"
-#include "bex/stream/PackageReader.hpp"
+#include "bex/stream/Finding.hpp"
+#include "bex/stream/ReadOptions.hpp"
 
 namespace bex::stream {
-
-/// One thing that is wrong with a package.
-struct Finding {
-    std::string code;    ///< stable, such as "md5-mismatch"; docs/findings.md lists them
-    std::string member;  ///< of the ar archive; "" when none is meant
-    std::string path;    ///< of the entry, as stored; "" when none is meant
-    std::string text;    ///< one sentence for people, names escaped
-};
 
 /// Checks all of a package: structure, every checksum, md5sums against contents, fields and conffiles, entries
 /// that extraction would refuse, what other readers would see differently, bytes after the end marks. gzip is

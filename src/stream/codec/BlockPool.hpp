@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "stream/WorkPool.hpp"
+#include "stream/base/WorkPool.hpp"
 #include "stream/codec/Buffer.hpp"
 
 namespace bex::stream {

@@ -3,11 +3,11 @@
 #include <algorithm>
 
 #include "bex/stream/StreamError.hpp"
-#include "stream/control/Ascii.hpp"
+#include "stream/base/Ascii.hpp"
+#include "stream/base/Quoted.hpp"
 #include "stream/control/FieldChecks.hpp"
 #include "stream/control/FieldSyntax.hpp"
 #include "stream/control/ParagraphParser.hpp"
-#include "stream/control/Quoted.hpp"
 
 namespace bex::stream {
 

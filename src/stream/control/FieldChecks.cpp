@@ -6,9 +6,9 @@
 #include <utility>
 
 #include "bex/stream/Escape.hpp"
-#include "stream/control/Ascii.hpp"
+#include "stream/base/Ascii.hpp"
+#include "stream/base/Quoted.hpp"
 #include "stream/control/FieldValues.hpp"
-#include "stream/control/Quoted.hpp"
 #include "stream/control/Relations.hpp"
 #include "stream/control/Version.hpp"
 

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "stream/control/Ascii.hpp"
-#include "stream/control/Quoted.hpp"
+#include "stream/base/Ascii.hpp"
+#include "stream/base/Quoted.hpp"
 
 namespace bex::stream {
 

@@ -4,7 +4,7 @@
 #include <cstddef>
 
 #include "bex/stream/StreamError.hpp"
-#include "stream/control/Ascii.hpp"
+#include "stream/base/Ascii.hpp"
 
 namespace bex::stream {
 

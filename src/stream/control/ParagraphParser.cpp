@@ -7,9 +7,9 @@
 #include <utility>
 
 #include "bex/stream/StreamError.hpp"
-#include "stream/control/Ascii.hpp"
+#include "stream/base/Ascii.hpp"
+#include "stream/base/Quoted.hpp"
 #include "stream/control/FieldSyntax.hpp"
-#include "stream/control/Quoted.hpp"
 
 namespace bex::stream {
 

@@ -4,8 +4,8 @@
 #include <array>
 #include <cstddef>
 
-#include "stream/control/Ascii.hpp"
-#include "stream/control/Quoted.hpp"
+#include "stream/base/Ascii.hpp"
+#include "stream/base/Quoted.hpp"
 #include "stream/control/Version.hpp"
 
 namespace bex::stream {

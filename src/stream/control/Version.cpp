@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <limits>
 
-#include "stream/control/Ascii.hpp"
+#include "stream/base/Ascii.hpp"
 
 namespace bex::stream {
 

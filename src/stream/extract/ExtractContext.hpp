@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "bex/stream/PackageReader.hpp"
+#include "bex/stream/ExtractOptions.hpp"
 #include "stream/extract/EntryErrors.hpp"
 #include "stream/system/System.hpp"
 

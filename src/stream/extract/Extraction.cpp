@@ -8,14 +8,14 @@
 #include <optional>
 #include <utility>
 
-#include "stream/WorkPool.hpp"
-#include "stream/extract/Attributes.hpp"
+#include "stream/base/WorkPool.hpp"
 #include "stream/extract/BeneathFolder.hpp"
 #include "stream/extract/ExtractContext.hpp"
 #include "stream/extract/FileBatch.hpp"
 #include "stream/extract/Folders.hpp"
 #include "stream/extract/NewName.hpp"
 #include "stream/extract/OutputFile.hpp"
+#include "stream/extract/RestoredAttributes.hpp"
 #include "stream/system/Descriptor.hpp"
 
 namespace bex::stream {
@@ -228,7 +228,7 @@ private:
     BeneathFolder parents_{context_, destination_.folder.get(), "its"};
     BeneathFolder targetParents_{context_, destination_.folder.get(), "its link target's"};
     Folders directories_{context_, parents_};
-    Attributes attributes_;
+    RestoredAttributes attributes_;
     std::optional<OutputFile> file_;
     const bool batching_;
     bool inBatch_ = false;  // the entry that was begun is the last of the pool's next batch

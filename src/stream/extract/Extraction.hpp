@@ -6,7 +6,7 @@
 #include <string>
 
 #include "bex/stream/Entry.hpp"
-#include "bex/stream/PackageReader.hpp"
+#include "bex/stream/ExtractOptions.hpp"
 #include "stream/system/System.hpp"
 
 namespace bex::stream {

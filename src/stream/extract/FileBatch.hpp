@@ -5,9 +5,9 @@
 #include <string_view>
 #include <vector>
 
-#include "stream/extract/Attributes.hpp"
 #include "stream/extract/BeneathFolder.hpp"
 #include "stream/extract/ExtractContext.hpp"
+#include "stream/extract/RestoredAttributes.hpp"
 
 namespace bex::stream {
 
@@ -19,7 +19,7 @@ public:
 
     /// Begins a file: `path` is its plain path, `entryPath` what messages call it.
     void begin(HeldFolder folder, const std::string& path, const std::string& entryPath,
-               const Attributes& attributes);
+               const RestoredAttributes& attributes);
     /// Adds to the contents of the file that was begun last.
     void write(std::string_view bytes) { contents_.append(bytes); }
     /// Takes back the file that was begun last: it has not all of its contents.
@@ -43,7 +43,7 @@ private:
         HeldFolder folder;
         std::string name;
         std::string entryPath;
-        Attributes attributes;
+        RestoredAttributes attributes;
         std::size_t begin;  ///< of its contents; the next one's is the end
     };
 

@@ -26,7 +26,7 @@ Folders::~Folders() {
     }
 }
 
-void Folders::make(const std::string& path, const Attributes& attributes) {
+void Folders::make(const std::string& path, const RestoredAttributes& attributes) {
     const int parent = parents_.open(parentOf(path), BeneathFolder::Missing::make);
     const char* name = nameOf(path);
     if (context_.system.mkdirat(parent, name, kUnfinishedMode) != 0) {
@@ -68,7 +68,7 @@ void Folders::restoreAll() {
     }
 }
 
-void Folders::restoreOne(const std::string& path, const Attributes& attributes) {
+void Folders::restoreOne(const std::string& path, const RestoredAttributes& attributes) {
     context_.errors.setEntry(path.empty() ? "./" : path);
     const int parent = parents_.open(parentOf(path), BeneathFolder::Missing::refuse);
     const char* name = path.empty() ? "." : nameOf(path);

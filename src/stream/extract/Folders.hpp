@@ -3,9 +3,9 @@
 #include <map>
 #include <string>
 
-#include "stream/extract/Attributes.hpp"
 #include "stream/extract/BeneathFolder.hpp"
 #include "stream/extract/ExtractContext.hpp"
+#include "stream/extract/RestoredAttributes.hpp"
 
 namespace bex::stream {
 
@@ -23,21 +23,21 @@ public:
 
     /// Makes the directory, or takes the one that is there. What is no directory is replaced, or an error where
     /// existing files are kept. Throws StreamError.
-    void make(const std::string& path, const Attributes& attributes);
+    void make(const std::string& path, const RestoredAttributes& attributes);
 
     /// Has the attributes restored of a directory that is there.
-    void note(const std::string& path, const Attributes& attributes) { pending_[path] = attributes; }
+    void note(const std::string& path, const RestoredAttributes& attributes) { pending_[path] = attributes; }
 
     /// Throws StreamError.
     void restoreAll();
 
 private:
     void takeExisting(int parent, const char* name);
-    void restoreOne(const std::string& path, const Attributes& attributes);
+    void restoreOne(const std::string& path, const RestoredAttributes& attributes);
 
     ExtractContext& context_;
     BeneathFolder& parents_;
-    std::map<std::string, Attributes> pending_;  // a path sorts behind those of all folders above it
+    std::map<std::string, RestoredAttributes> pending_;  // a path sorts behind those of all folders above it
 };
 
 }  // namespace bex::stream

@@ -50,7 +50,7 @@ void OutputFile::skip(std::uint64_t size) {
     endsInHole_ = endsInHole_ || size > 0;
 }
 
-void OutputFile::finish(const Attributes& attributes) {
+void OutputFile::finish(const RestoredAttributes& attributes) {
     if (endsInHole_ && context_.system.ftruncate(file_.get(), static_cast<off_t>(size_)) != 0) {
         context_.errors.fail("leave a hole", errno);
     }

@@ -3,9 +3,9 @@
 #include <cstdint>
 #include <string_view>
 
-#include "stream/extract/Attributes.hpp"
 #include "stream/extract/ExtractContext.hpp"
 #include "stream/extract/NewName.hpp"
+#include "stream/extract/RestoredAttributes.hpp"
 #include "stream/system/Descriptor.hpp"
 
 namespace bex::stream {
@@ -20,7 +20,7 @@ public:
     void skip(std::uint64_t size);
 
     /// Gives the file its attributes and its name. Call once, last.
-    void finish(const Attributes& attributes);
+    void finish(const RestoredAttributes& attributes);
 
 private:
     const ExtractContext& context_;

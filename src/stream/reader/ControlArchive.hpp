@@ -3,7 +3,7 @@
 #include <string_view>
 #include <vector>
 
-#include "bex/stream/PackageReader.hpp"
+#include "bex/stream/Member.hpp"
 #include "stream/reader/EntryReader.hpp"
 
 namespace bex::stream {

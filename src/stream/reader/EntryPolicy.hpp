@@ -2,7 +2,7 @@
 
 #include "bex/stream/Entry.hpp"
 #include "bex/stream/Limits.hpp"
-#include "stream/reader/Fault.hpp"
+#include "stream/base/Fault.hpp"
 #include "stream/reader/PathTable.hpp"
 
 namespace bex::stream {

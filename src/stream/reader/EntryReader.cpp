@@ -1,6 +1,6 @@
 #include "stream/reader/EntryReader.hpp"
 
-#include "stream/WorkPool.hpp"
+#include "stream/base/WorkPool.hpp"
 
 namespace bex::stream {
 namespace {

@@ -3,10 +3,10 @@
 #include <memory>
 #include <optional>
 
-#include "stream/ProgressMeter.hpp"
-#include "stream/reader/BoundedDecompressor.hpp"
+#include "stream/base/ProgressMeter.hpp"
+#include "stream/codec/BoundedDecompressor.hpp"
 #include "stream/reader/EntryPolicy.hpp"
-#include "stream/reader/TarReader.hpp"
+#include "stream/tar/TarReader.hpp"
 
 namespace bex::stream {
 

@@ -3,8 +3,8 @@
 #include <set>
 #include <string>
 
-#include "bex/stream/PackageReader.hpp"
-#include "stream/reader/Fault.hpp"
+#include "bex/stream/Member.hpp"
+#include "stream/base/Fault.hpp"
 
 namespace bex::stream {
 

@@ -4,7 +4,7 @@
 #include <memory>
 #include <vector>
 
-#include "stream/reader/ArReader.hpp"
+#include "stream/ar/ArReader.hpp"
 #include "stream/reader/MemberOrder.hpp"
 
 namespace bex::stream {

@@ -5,9 +5,10 @@
 #include <string>
 #include <vector>
 
-#include "bex/stream/PackageReader.hpp"
-#include "stream/ProgressMeter.hpp"
-#include "stream/WorkPool.hpp"
+#include "bex/stream/Member.hpp"
+#include "bex/stream/ReadOptions.hpp"
+#include "stream/base/ProgressMeter.hpp"
+#include "stream/base/WorkPool.hpp"
 #include "stream/reader/EntryReader.hpp"
 #include "stream/reader/PackageMembers.hpp"
 #include "stream/system/Descriptor.hpp"

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "stream/control/Ascii.hpp"
+#include "stream/base/Ascii.hpp"
 
 namespace bex::stream {
 

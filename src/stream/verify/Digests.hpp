@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "bex/stream/Entry.hpp"
+#include "stream/base/Fault.hpp"
 #include "stream/control/Md5sums.hpp"
-#include "stream/reader/Fault.hpp"
 
 namespace bex::stream {
 

@@ -4,8 +4,8 @@
 #include <utility>
 #include <vector>
 
-#include "bex/stream/Verify.hpp"
-#include "stream/reader/Fault.hpp"
+#include "bex/stream/Finding.hpp"
+#include "stream/base/Fault.hpp"
 
 namespace bex::stream {
 

@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "stream/control/Conffiles.hpp"
 #include "stream/reader/PackageStream.hpp"
-#include "stream/verify/Conffiles.hpp"
 #include "stream/verify/Digests.hpp"
 
 namespace bex::stream {

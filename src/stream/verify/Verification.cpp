@@ -1,5 +1,6 @@
 #include "stream/verify/Verification.hpp"
 
+#include "bex/stream/ControlParagraph.hpp"
 #include "stream/control/Md5sums.hpp"
 #include "stream/reader/ControlArchive.hpp"
 #include "stream/verify/PayloadCheck.hpp"
@@ -69,10 +70,6 @@ void Verification::checkPayload() {
         }
     }
     check.run();
-}
-
-std::vector<Finding> verify(const std::string& path, const ReadOptions& options) {
-    return Verification(path, options, System::real()).run();
 }
 
 }  // namespace bex::stream

@@ -15,7 +15,7 @@
 
 #include "bex/stream/ControlParagraph.hpp"
 #include "bex/stream/Entry.hpp"
-#include "bex/stream/PackageWriter.hpp"
+#include "bex/stream/WriteOptions.hpp"
 
 namespace bex::stream {
 

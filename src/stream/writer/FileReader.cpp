@@ -8,7 +8,7 @@
 
 #include "bex/stream/StreamError.hpp"
 #include "stream/system/Failure.hpp"
-#include "stream/writer/OpenBelow.hpp"
+#include "stream/system/OpenLongPath.hpp"
 
 namespace bex::stream {
 
@@ -58,7 +58,7 @@ void FileReader::readFromDisk(const SourceEntry& file, const Consumer& consume) 
     const Origin& origin = collection_.origins[file.origin];
     const Descriptor opened = origin.singleFile
                                   ? Descriptor(system_.openat(AT_FDCWD, origin.source.c_str(), flags, 0), system_)
-                                  : openBelow(system_, folderOf(file), collection_.relativePath(file), flags);
+                                  : openLongPath(system_, folderOf(file), collection_.relativePath(file), flags);
     if (!opened) {
         const int reason = errno;
         if (reason == ELOOP) {  // what O_NOFOLLOW says of a symlink
@@ -110,7 +110,7 @@ struct stat FileReader::statusOf(int descriptor, const SourceEntry& file) {
 }
 
 void FileReader::checkName(const SourceEntry& file) {
-    const Descriptor opened = openBelow(system_, folderOf(file), collection_.relativePath(file), O_PATH);
+    const Descriptor opened = openLongPath(system_, folderOf(file), collection_.relativePath(file), O_PATH);
     if (!opened) {
         failCall(file, "open it", errno);
     }

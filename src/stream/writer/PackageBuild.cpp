@@ -5,10 +5,10 @@
 #include <vector>
 
 #include "bex/stream/StreamError.hpp"
-#include "stream/ProgressMeter.hpp"
-#include "stream/WorkPool.hpp"
-#include "stream/writer/ArWriter.hpp"
-#include "stream/writer/ControlArchive.hpp"
+#include "stream/ar/ArWriter.hpp"
+#include "stream/base/ProgressMeter.hpp"
+#include "stream/base/WorkPool.hpp"
+#include "stream/writer/ControlArchiveWriter.hpp"
 #include "stream/writer/FileReader.hpp"
 #include "stream/writer/PayloadWriter.hpp"
 

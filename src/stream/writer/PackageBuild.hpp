@@ -4,8 +4,8 @@
 #include <map>
 #include <string>
 
-#include "bex/stream/PackageWriter.hpp"
 #include "bex/stream/Sink.hpp"
+#include "bex/stream/WriteOptions.hpp"
 #include "stream/codec/CompressingSink.hpp"
 #include "stream/system/System.hpp"
 #include "stream/writer/Collection.hpp"

@@ -10,7 +10,7 @@ namespace bex::stream {
 void PayloadWriter::write(Sink& out, bool md5sums) {
     wantsSums_ = md5sums;
     md5sums_.reserve(wantsSums_ ? md5sumsBytes() : 0);  // growing would take as much again for a moment
-    TarEncoder tar(out);
+    TarWriter tar(out);
     for (std::size_t i = 0; i < plan_.size(); ++i) {
         writeEntry(tar, i);
     }
@@ -27,7 +27,7 @@ std::size_t PayloadWriter::md5sumsBytes() const {
     return bytes;
 }
 
-void PayloadWriter::writeEntry(TarEncoder& tar, std::size_t index) {
+void PayloadWriter::writeEntry(TarWriter& tar, std::size_t index) {
     const Entry entry = plan_.entry(index);
     if (entry.type == EntryType::file) {
         tar.begin(entry);
@@ -42,7 +42,7 @@ void PayloadWriter::writeEntry(TarEncoder& tar, std::size_t index) {
     meter_.add(0, entry.path);
 }
 
-void PayloadWriter::writeContents(TarEncoder& tar, std::size_t index, const std::string& path) {
+void PayloadWriter::writeContents(TarWriter& tar, std::size_t index, const std::string& path) {
     const SourceEntry& file = plan_.source(index);
     Md5 sum;
     reader_.read(file, [&](std::string_view piece) {

@@ -6,10 +6,10 @@
 #include <utility>
 
 #include "bex/stream/Sink.hpp"
-#include "stream/ProgressMeter.hpp"
+#include "stream/base/ProgressMeter.hpp"
+#include "stream/tar/TarWriter.hpp"
 #include "stream/writer/FileReader.hpp"
 #include "stream/writer/Plan.hpp"
-#include "stream/writer/TarEncoder.hpp"
 
 namespace bex::stream {
 
@@ -29,8 +29,8 @@ public:
 
 private:
     std::size_t md5sumsBytes() const;
-    void writeEntry(TarEncoder& tar, std::size_t index);
-    void writeContents(TarEncoder& tar, std::size_t index, const std::string& path);
+    void writeEntry(TarWriter& tar, std::size_t index);
+    void writeContents(TarWriter& tar, std::size_t index, const std::string& path);
     void addSum(std::size_t index, const std::string& digest);
 
     const Plan& plan_;

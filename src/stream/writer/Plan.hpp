@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "bex/stream/Entry.hpp"
-#include "bex/stream/PackageWriter.hpp"
+#include "bex/stream/WriteOptions.hpp"
 #include "stream/writer/Collection.hpp"
 
 namespace bex::stream {

@@ -8,9 +8,9 @@
 #include <vector>
 
 #include "bex/stream/Sink.hpp"
+#include "stream/ar/ArWriter.hpp"
 #include "stream/system/Descriptor.hpp"
 #include "stream/system/System.hpp"
-#include "stream/writer/ArWriter.hpp"
 
 namespace bex::stream {
 

@@ -12,7 +12,7 @@
 #include "bex/stream/StreamError.hpp"
 #include "stream/system/Descriptor.hpp"
 #include "stream/system/Failure.hpp"
-#include "stream/writer/OpenBelow.hpp"
+#include "stream/system/OpenLongPath.hpp"
 #include "stream/writer/PackagePath.hpp"
 
 namespace bex::stream {
@@ -135,7 +135,7 @@ void TreeScanner::walk(const std::string& source, const TreeOptions& options) {
 }
 
 void TreeScanner::scanFolder(int root, const SourceEntry& folder) {
-    Descriptor opened = openBelow(system_, root, collection_.relativePath(folder), kOpenFolder);
+    Descriptor opened = openLongPath(system_, root, collection_.relativePath(folder), kOpenFolder);
     struct stat status {};
     if (!opened || system_.fstat(opened.get(), &status) != 0) {
         fail(folder, "open the directory", errno);

@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "bex/stream/PackageWriter.hpp"
+#include "bex/stream/WriteOptions.hpp"
 #include "stream/system/System.hpp"
 #include "stream/writer/Collection.hpp"
 

@@ -1,4 +1,4 @@
-#include "HandMade.hpp"
+#include "stream/reader/HandMade.hpp"
 
 #include <bzlib.h>
 #include <fcntl.h>

@@ -1,6 +1,6 @@
 #include <gmock/gmock.h>
 
-#include "HandMade.hpp"
+#include "stream/reader/HandMade.hpp"
 
 namespace bex::test {
 namespace {

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "HandMade.hpp"
+#include "stream/reader/HandMade.hpp"
 
 namespace bex::test {
 namespace {

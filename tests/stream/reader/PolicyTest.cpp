@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
-#include "HandMade.hpp"
 #include "TemporaryDirectory.hpp"
+#include "stream/reader/HandMade.hpp"
 
 namespace bex::test {
 namespace {

@@ -3,9 +3,9 @@
 #include <random>
 #include <thread>
 
-#include "HandMade.hpp"
 #include "TemporaryDirectory.hpp"
 #include "stream/FailingSystem.hpp"
+#include "stream/reader/HandMade.hpp"
 #include "stream/reader/PackageStream.hpp"
 #include "stream/reader/PathTable.hpp"
 #include "stream/writer/Building.hpp"

@@ -6,9 +6,9 @@
 #include "Failure.hpp"
 #include "stream/FailingSystem.hpp"
 #include "stream/StringSink.hpp"
+#include "stream/tar/TarWriter.hpp"
 #include "stream/writer/Building.hpp"
 #include "stream/writer/Spool.hpp"
-#include "stream/writer/TarEncoder.hpp"
 
 namespace bex::test {
 namespace {
@@ -16,7 +16,7 @@ namespace {
 using stream::Entry;
 using stream::EntryType;
 using stream::Spool;
-using stream::TarEncoder;
+using stream::TarWriter;
 
 Entry entryOf(const std::string& path, EntryType type, std::uint64_t size) {
     Entry entry;
@@ -26,7 +26,7 @@ Entry entryOf(const std::string& path, EntryType type, std::uint64_t size) {
     return entry;
 }
 
-TEST(TarEncoder, WritesNumbersBeyondOctalInBase256) {
+TEST(TarWriter, WritesNumbersBeyondOctalInBase256) {
     const struct {
         std::uint64_t size;
         std::string field;
@@ -38,7 +38,7 @@ TEST(TarEncoder, WritesNumbersBeyondOctalInBase256) {
     for (const auto& c : cases) {
         StringSink sink;
         {
-            TarEncoder tar(sink);
+            TarWriter tar(sink);
             tar.begin(entryOf("./big", EntryType::file, c.size));
             tar.write("abc", 3);
         }

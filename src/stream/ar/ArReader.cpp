@@ -1,0 +1,129 @@
+#include "stream/ar/ArReader.hpp"
+
+#include <array>
+#include <charconv>
+#include <string_view>
+
+namespace bex::stream {
+namespace {
+
+constexpr std::string_view kMagic = "!<arch>\n";
+constexpr std::size_t kHeaderBytes = 60;
+constexpr std::string_view kHeaderEnd = "`\n";
+
+std::string_view withoutTrailing(std::string_view text, char filler) {
+    return text.substr(0, text.find_last_not_of(filler) + 1);  // npos + 1 is 0: all of it
+}
+
+/// Digits of the base, blanks after them. The longest field has 12, which 64 bits hold.
+std::optional<std::uint64_t> parseNumber(std::string_view field, int base) {
+    const std::string_view digits = withoutTrailing(field, ' ');
+    std::uint64_t number = 0;
+    const char* end = digits.data() + digits.size();
+    const auto [stop, error] = std::from_chars(digits.data(), end, number, base);
+    return error == std::errc() && stop == end ? std::optional(number) : std::nullopt;
+}
+
+/// One header, cut into its fields.
+class Header {
+public:
+    Header(std::string_view bytes, const Faults& faults) : bytes_(bytes), faults_(faults.in(name())) {}
+
+    /// Without the filling blanks and the one "/" that may end it.
+    std::string name() const {
+        std::string_view name = withoutTrailing(bytes_.substr(0, 16), ' ');
+        if (name.size() > 1 && name.back() == '/' && name != "//") {
+            name.remove_suffix(1);
+        }
+        return std::string(name);
+    }
+
+    Member member(std::uint64_t offset) const {
+        // Meant: what other tools fill with blanks when they know no owner or time is read as 0.
+        number("owner", 28, 6, 10, true);
+        number("group", 34, 6, 10, true);
+        number("mode", 40, 8, 8, true);
+        Member member;
+        member.name = name();
+        member.offset = offset;
+        member.mtime = static_cast<std::int64_t>(number("time", 16, 12, 10, true));
+        member.size = number("size", 48, 10, 10, false);
+        if (member.name.empty() || member.name.find('/') != std::string::npos) {
+            faults_.fail(ErrorKind::unsupported, "ar-name",
+                         "a name that is empty, holds a \"/\" or stands elsewhere is none of a package's");
+        }
+        return member;
+    }
+
+private:
+    std::uint64_t number(const char* what, std::size_t at, std::size_t width, int base, bool mayBeBlank) const {
+        const std::string_view field = bytes_.substr(at, width);
+        if (mayBeBlank && withoutTrailing(field, ' ').empty()) {
+            return 0;
+        }
+        const std::optional<std::uint64_t> value = parseNumber(field, base);
+        if (!value) {
+            faults_.fail(ErrorKind::damaged, "ar-header",
+                         std::string(what) + " " + quotedName(std::string(field)) + " in the header is no number");
+        }
+        return *value;
+    }
+
+    std::string_view bytes_;
+    Faults faults_;
+};
+
+}  // namespace
+
+std::optional<Member> ArReader::next(bool complete) {
+    if (offset_ == 0) {
+        readMagic();
+    }
+    passOver();
+    std::array<char, kHeaderBytes> bytes{};
+    const std::string_view header(bytes.data(), readFully(source_, bytes.data(), bytes.size()));
+    if (header.empty()) {
+        return std::nullopt;
+    }
+    const bool whole = header.size() == kHeaderBytes;
+    if (complete && (!whole || header.substr(58) != kHeaderEnd)) {
+        faults_.fail(ErrorKind::damaged, "ar-trailing",
+                     "bytes after the last member, from offset " + std::to_string(offset_));
+    }
+    if (!whole) {
+        const Faults at = header.size() < 16 ? faults_ : faults_.in(Header(header, faults_).name());
+        at.fail(ErrorKind::damaged, "ar-truncated",
+                "header at offset " + std::to_string(offset_) + " ends after " + std::to_string(header.size()) +
+                    " of " + std::to_string(kHeaderBytes) + " bytes");
+    }
+    if (header.substr(58) != kHeaderEnd) {
+        faults_.fail(ErrorKind::damaged, "ar-header", "no member header at offset " + std::to_string(offset_));
+    }
+    offset_ += kHeaderBytes;
+    current_ = Header(header, faults_).member(offset_);
+    contents_.emplace(source_, current_->size, faults_.in(current_->name));
+    return current_;
+}
+
+void ArReader::readMagic() {
+    std::array<char, kMagic.size()> bytes{};
+    const std::string_view magic(bytes.data(), readFully(source_, bytes.data(), bytes.size()));
+    if (magic != kMagic) {
+        faults_.fail(ErrorKind::damaged, "ar-magic", "no package: does not begin with \"!<arch>\\n\"");
+    }
+    offset_ = kMagic.size();
+}
+
+void ArReader::passOver() {
+    if (!current_) {
+        return;
+    }
+    contents_->skip(*contents_->left());
+    offset_ = current_->offset + current_->size;
+    if (current_->size % 2 != 0) {
+        offset_ += source_.skip(1);
+    }
+    current_.reset();
+}
+
+}  // namespace bex::stream

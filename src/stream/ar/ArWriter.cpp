@@ -1,0 +1,50 @@
+#include "stream/ar/ArWriter.hpp"
+
+#include <cstddef>
+namespace bex::stream {
+
+namespace {
+
+std::string field(std::string_view text, std::size_t width) {
+    std::string padded(text);
+    padded.resize(width, ' ');
+    return padded;
+}
+
+}  // namespace
+
+StreamError memberTooLarge(std::string_view name, std::uint64_t limit) {
+    return {ErrorKind::invalidInput, "member \"" + std::string(name) + "\": more than the " +
+                                         std::to_string(limit) + " bytes that a member of an ar archive can have"};
+}
+
+ArWriter::ArWriter(Sink& out, std::int64_t mtime) : out_(out), mtime_(mtime) {
+    write("!<arch>\n");
+}
+
+void ArWriter::beginMember(std::string_view name, std::uint64_t size) {
+    if (size > kMostMemberBytes) {
+        throw memberTooLarge(name);
+    }
+    write(field(name, 16) + field(std::to_string(mtime_), 12) + field("0", 6) + field("0", 6) +
+          field("100644", 8) + field(std::to_string(size), 10) + "`\n");
+}
+
+void ArWriter::write(std::string_view bytes) {
+    out_.write(bytes.data(), bytes.size());
+    size_ += bytes.size();
+}
+
+void ArWriter::endMember() {
+    if (size_ % 2 != 0) {
+        write("\n");
+    }
+}
+
+void ArWriter::addMember(std::string_view name, std::string_view bytes) {
+    beginMember(name, bytes.size());
+    write(bytes);
+    endMember();
+}
+
+}  // namespace bex::stream

@@ -1,0 +1,28 @@
+#pragma once
+
+#include "stream/base/Fault.hpp"
+#include "stream/system/Source.hpp"
+
+namespace bex::stream {
+
+/// The next `size` bytes of another source, which must outlive this. Where that ends too early, reading throws
+/// PackageFault: a package that is cut short, before it was opened or while it is read.
+class MemberSource final : public Source {
+public:
+    MemberSource(Source& package, std::uint64_t size, Faults faults)
+        : package_(package), size_(size), left_(size), faults_(std::move(faults)) {}
+
+    std::size_t read(char* buffer, std::size_t size) override;
+    std::uint64_t skip(std::uint64_t size) override;
+    std::optional<std::uint64_t> left() const override { return left_; }
+
+private:
+    void take(std::uint64_t count, bool ended);
+
+    Source& package_;
+    std::uint64_t size_;
+    std::uint64_t left_;
+    Faults faults_;
+};
+
+}  // namespace bex::stream

@@ -1,0 +1,94 @@
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+
+#include <filesystem>
+
+#include "../extract/Unpacking.hpp"
+#include "TemporaryDirectory.hpp"
+#include "stream/reader/HandMade.hpp"
+
+namespace bex::test {
+namespace {
+
+using stream::Entry;
+using stream::ExtractOptions;
+using stream::PackageReader;
+
+TEST(Extract, ALinkToAFileThatIsLeftOutIsRefused) {
+    const TemporaryDirectory folder;
+    ExtractOptions options;
+    options.select = [](const Entry& entry) { return entry.path == "./other"; };
+    EXPECT_EQ(reading(packageOf(tarFile("./tool", "tool") + tarLink("./other", "./tool", '1')), Route::pipe,
+                      [&](PackageReader& reader) { reader.extract(folder / "out", options); }),
+              "p.bex: ./other: is a hard link to \"./tool\", which is not extracted");
+}
+
+/// Folders of small files with larger ones, links and other names among them.
+std::string manySmallFiles() {
+    std::string entries;
+    for (int folder = 0; folder < 10; ++folder) {
+        const std::string path = "./d" + std::to_string(folder) + '/';
+        entries += tarFolder(path) + tarLink(path + "s", "f1", '2');
+        for (std::size_t i = 0; i < 25; ++i) {
+            entries += tarFile(path + 'f' + std::to_string(i), std::string(i * 400, static_cast<char>('a' + i)));
+        }
+        entries += tarFile(path + "large", std::string(200'000, 'l')) + tarLink(path + "h", path + "f24", '1');
+    }
+    return entries;
+}
+
+std::string extracting(const std::string& entries, const std::string& destination, unsigned threads) {
+    stream::ReadOptions options;
+    options.threads = threads;
+    return reading(
+        packageOf(entries), Route::file, [&](PackageReader& reader) { reader.extract(destination); }, options);
+}
+
+TEST(Extract, ManyThreadsMakeWhatOneMakes) {
+    const TemporaryDirectory folder;
+    ASSERT_EQ(extracting(manySmallFiles(), folder / "one", 1), "");
+    const unpacking::Tree expected = unpacking::treeBelow(folder / "one");
+    ASSERT_EQ(expected.size(), 10U * 29);
+    for (int round = 0; round < 3; ++round) {
+        const std::string to = folder / std::to_string(round);
+        ASSERT_EQ(extracting(manySmallFiles(), to, 4), "");
+        EXPECT_EQ(unpacking::treeBelow(to), expected);
+    }
+}
+
+TEST(Extract, TheFirstFailureIsToldHoweverManyThreadsWorkOnWhatFollows) {
+    // Three faults of which the disk tells the first two and the archive the third, which is met long before.
+    const std::string entries = manySmallFiles() + tarFile("../x");
+    for (const std::string first : {"d3/f7", "d0/f0", "d9/f24"}) {
+        for (const unsigned threads : {1U, 4U}) {
+            SCOPED_TRACE(first + ", threads " + std::to_string(threads));
+            const TemporaryDirectory folder;
+            std::filesystem::create_directories(folder / "to/d9/f24");
+            std::filesystem::create_directories(folder / ("to/" + first));
+            EXPECT_EQ(extracting(entries, folder / "to", threads),
+                      "p.bex: ./" + first + ": can't replace: Is a directory");
+            for (const auto& [path, description] : unpacking::treeBelow(folder / "to")) {
+                EXPECT_EQ(path.find(".bex-"), std::string::npos) << path;
+                EXPECT_NE(description.substr(0, 6), "f 0600") << path;
+            }
+        }
+    }
+}
+
+TEST(Extract, NeedsFewDescriptorsHoweverManyThreadsAndFolders) {
+    std::string entries;
+    for (int i = 0; i < 1000; ++i) {
+        entries += tarFile("./" + std::to_string(i) + "/f", "x");
+    }
+    const TemporaryDirectory folder;
+    rlimit usual = {};
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &usual), 0);
+    const rlimit few = {200, usual.rlim_max};
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &few), 0);
+    const std::string failure = extracting(entries, folder / "to", 64);
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &usual), 0);
+    EXPECT_EQ(failure, "");
+}
+
+}  // namespace
+}  // namespace bex::test

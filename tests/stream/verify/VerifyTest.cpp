@@ -1,0 +1,91 @@
+#include "bex/stream/Verify.hpp"
+
+#include <gmock/gmock.h>
+
+#include "stream/reader/HandMade.hpp"
+
+namespace bex::test {
+namespace {
+
+using testing::ElementsAre;
+
+TEST(Verify, ListsEveryFaultOfEntriesAndLists) {
+    const std::string sum = "9dd4e461268c8034f5c8564e155c67a6";
+    const std::string wrong = "415290769594460e2e485922904f345d";
+    const std::string payload =
+        tarFile("./x", "x") + tarLink("./h", "x", '1') + tarFolder("./d") + tarFile("./y") +
+        withPax({{"mtime", "1e9"}, {"uid", "4294967295"}, {"uname", "\xe2\x80\xae"}}, tarFile("./\x1b[2J"));
+    const std::string sums =
+        wrong + "  x\n" + wrong + "  h\n" + sum + "  gone\n" + sum + "  d\n" + wrong + "  ./x\n";
+    const std::string conffiles = "/gone\nx\n/x\n/x\n/d\nremove-on-upgrade /y\nremove-on-upgrade /z\n";
+    const std::string sumsDiffer = "|has MD5 sum " + sum + ", not " + wrong + " as in md5sums";
+    const std::string odd = "|data.tar.gz|./\\x1b[2J|has ";
+    EXPECT_THAT(
+        findingsOf(packageOf(payload, tarFile("./md5sums", sums) + tarFile("./conffiles", conffiles))),
+        ElementsAre("conffile-path|control.tar.gz|conffiles|\"x\" is no absolute path",
+                    "conffile-doubled|control.tar.gz|conffiles|\"/x\" is there twice",
+                    "md5-doubled|control.tar.gz|md5sums|\"x\" is there twice",
+                    "md5-mismatch|data.tar.gz|./x" + sumsDiffer, "md5-mismatch|data.tar.gz|./h" + sumsDiffer,
+                    "conffile-type|control.tar.gz|conffiles|\"/d\" is no regular file",
+                    "pax-header" + odd + "an extended header (pax), which dpkg does not read",
+                    "owner-range" + odd + "an owner or group beyond 4294967294",
+                    "path-characters" + odd + "a name or target that programs show differently",
+                    "owner-characters" + odd + "an owner or group that programs show differently",
+                    "md5-unlisted|data.tar.gz|./\\x1b[2J|is not in md5sums",
+                    "conffile-missing|control.tar.gz|conffiles|\"/gone\" is not in the payload",
+                    "conffile-missing|control.tar.gz|conffiles|\"/y\" is to be removed, but in the payload",
+                    "md5-missing|control.tar.gz|md5sums|\"d\" is no file of the payload",
+                    "md5-missing|control.tar.gz|md5sums|\"gone\" is no file of the payload"));
+    EXPECT_THAT(findingsOf(packageOf("", tarFile("./md5sums", "rubbish\n"))),
+                ElementsAre(testing::StartsWith("md5-syntax|control.tar.gz|./md5sums|")));
+}
+
+TEST(Verify, EndsWhereFindingsWouldFillMemory) {
+    std::string conffiles;
+    while (conffiles.size() < 300000) {
+        conffiles += "x\n";
+    }
+    const std::vector<std::string> found = findingsOf(packageOf("", tarFile("./conffiles", conffiles)));
+    EXPECT_EQ(found.size(), 100001U);
+    EXPECT_EQ(found.back().substr(0, 6), "limit|");
+}
+
+TEST(Verify, GoesOnBehindABrokenStructureAndListsAll) {
+    const std::string version = arMember("debian-binary", "2.0\n");
+    const std::string control = headOf().substr(version.size());
+    const std::string data = arMember("data.tar.gz", gzipOf(tarOf(tarFile("../x", "x"))));
+    const std::string parent = "path-parent|data.tar.gz|../x|has \"..\" in it";
+    std::string damaged = gzipOf(tarOf(tarFile("../x", "x")));
+    damaged[damaged.size() - 8] = static_cast<char>(damaged[damaged.size() - 8] ^ 1);
+    EXPECT_THAT(findingsOf(arOf(arMember("debian-binary", "3.0\n") + data + control + arMember("more", "x"))),
+                ElementsAre("format-version|debian-binary||format version \"3.0\\n\" is not supported; 2.0 is",
+                            "member-order|data.tar.gz||stands before the control member",
+                            "member-order|control.tar.gz||stands behind \"data.tar.gz\"",
+                            "member-unknown|more||is not known and is read by nobody", parent));
+    EXPECT_THAT(findingsOf(arOf(version + control + arMember("data.tar.gz", damaged))),
+                ElementsAre("member-damaged|data.tar.gz||gzip member at byte 0: wrong checksum"));
+    EXPECT_THAT(findingsOf(arOf(version + arMember("control.tar.gz", "rubbish") + data)),
+                ElementsAre("member-damaged|control.tar.gz||is no gzip stream", parent));
+    EXPECT_THAT(
+        findingsOf(arOf(version + arMember("control.tar.bz2", bzip2Of(tarOf(tarFile("control", "x")))) + data)),
+        ElementsAre("member-compression|control.tar.bz2||dpkg-deb reads no control member that is compressed with "
+                    "bzip2",
+                    testing::StartsWith("control-syntax|control.tar.bz2|control|control:1:"), parent));
+    EXPECT_THAT(
+        findingsOf(arOf(version + control + arMember("data.tar", tarFile("./x") + std::string(512, '\0')))),
+        ElementsAre("tar-end|data.tar||ends after one block of zeros instead of two"));
+    EXPECT_THAT(findingsOf(arOf(version + control + arMember("data.tar", tarOf("") + tarFile("./x")))),
+                ElementsAre("tar-trailing|data.tar||bytes behind the end marks, which are never extracted"));
+}
+
+TEST(Verify, ListsEveryFaultOfTheFields) {
+    const std::string text = "Package: Tool\nVersion: 1 0\nArchitecture: all\nDescription: d\n";
+    const std::string package = arOf(arMember("debian-binary", "2.0\n") +
+                                     arMember("control.tar.gz", gzipOf(tarOf(tarFile("./control", text)))) +
+                                     arMember("data.tar.gz", gzipOf(tarOf(""))));
+    const auto isOfField = testing::StartsWith("field|control.tar.gz|./control|");
+    EXPECT_THAT(findingsOf(package), ElementsAre(isOfField, isOfField, isOfField));
+}
+
+}  // namespace
+}  // namespace bex::test

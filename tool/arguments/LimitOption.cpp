@@ -1,0 +1,96 @@
+#include "arguments/LimitOption.hpp"
+
+#include <charconv>
+#include <cstdint>
+#include <limits>
+#include <string>
+#include <string_view>
+#include <system_error>
+
+namespace bex::tool {
+
+using stream::Limits;
+
+namespace {
+
+struct NamedLimit {
+    std::string_view name;
+    std::string_view field;  ///< of Limits, as messages of the library name it
+    void (*set)(Limits&, std::uint64_t);
+    std::uint64_t largest;
+};
+
+constexpr std::uint64_t unbounded = std::numeric_limits<std::uint64_t>::max();
+
+constexpr NamedLimit namedLimits[] = {
+    {"control-bytes", "controlBytes", [](Limits& l, std::uint64_t v) { l.controlBytes = v; }, unbounded},
+    {"md5sums-bytes", "md5sumsBytes", [](Limits& l, std::uint64_t v) { l.md5sumsBytes = v; }, unbounded},
+    {"name-bytes", "nameBytes", [](Limits& l, std::uint64_t v) { l.nameBytes = v; }, unbounded},
+    {"header-bytes", "extendedHeaderBytes", [](Limits& l, std::uint64_t v) { l.extendedHeaderBytes = v; },
+     unbounded},
+    {"expansion-ratio", "expansionRatio", [](Limits& l, std::uint64_t v) { l.expansionRatio = v; }, unbounded},
+    {"expansion-free-bytes", "expansionFreeBytes", [](Limits& l, std::uint64_t v) { l.expansionFreeBytes = v; },
+     unbounded},
+    {"xz-memory", "xzMemoryBytes", [](Limits& l, std::uint64_t v) { l.xzMemoryBytes = v; }, unbounded},
+    // The largest window that libzstd decodes on 64-bit machines.
+    {"zstd-window-log", "zstdWindowLog", [](Limits& l, std::uint64_t v) { l.zstdWindowLog = static_cast<int>(v); },
+     31},
+    {"entries", "entries", [](Limits& l, std::uint64_t v) { l.entries = v; }, unbounded},
+};
+
+std::string names() {
+    std::string list;
+    for (const auto& limit : namedLimits) {
+        list.append(list.empty() ? "" : ", ").append(limit.name);
+    }
+    return list;
+}
+
+void setLimit(const std::string& assignment, Limits& limits) {
+    const std::size_t equals = assignment.find('=');
+    const std::string_view name = std::string_view(assignment).substr(0, equals);
+    for (const auto& limit : namedLimits) {
+        if (limit.name != name || equals == std::string::npos) {
+            continue;
+        }
+        std::uint64_t value = 0;
+        const char* end = assignment.data() + assignment.size();
+        const auto parsed = std::from_chars(assignment.data() + equals + 1, end, value);
+        if (parsed.ec != std::errc() || parsed.ptr != end || value > limit.largest) {
+            throw CLI::ValidationError("--limit " + assignment, "the value must be a number within range");
+        }
+        limit.set(limits, value);
+        return;
+    }
+    throw CLI::ValidationError("--limit " + assignment, "takes NAME=VALUE, where NAME is one of " + names());
+}
+
+}  // namespace
+
+void addLimitOption(CLI::App& program, Limits& limits) {
+    program
+        .add_option_function<std::vector<std::string>>(
+            "--limit",
+            [&limits](const std::vector<std::string>& assignments) {
+                for (const auto& assignment : assignments) {
+                    setLimit(assignment, limits);
+                }
+            },
+            "What a package may ask for; bex(1) lists the names")
+        ->option_text("NAME=VALUE")
+        ->take_all()
+        ->allow_extra_args(false);
+}
+
+std::string limitHint(const std::string& message) {
+    for (const auto& limit : namedLimits) {
+        const std::string field(limit.field);
+        if (message.find("limit " + field) != std::string::npos ||
+            message.find("limits " + field) != std::string::npos) {
+            return "--limit " + std::string(limit.name) + "=N raises it, if you trust the package";
+        }
+    }
+    return "--limit NAME=N raises a limit, if you trust the package; bex(1) lists them";
+}
+
+}  // namespace bex::tool

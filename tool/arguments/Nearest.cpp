@@ -1,0 +1,48 @@
+#include "arguments/Nearest.hpp"
+
+#include <algorithm>
+#include <cstddef>
+#include <numeric>
+
+namespace bex::tool {
+
+namespace {
+
+constexpr std::size_t nearEdits = 2;
+
+char lower(char c) {
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
+
+/// Edits (insert, delete, replace one character) that turn one word into the other.
+std::size_t distance(const std::string& a, const std::string& b) {
+    std::vector<std::size_t> row(b.size() + 1);
+    std::iota(row.begin(), row.end(), std::size_t{0});
+    for (const char c : a) {
+        std::size_t diagonal = row[0]++;
+        for (std::size_t j = 0; j < b.size(); ++j) {
+            const std::size_t replaced = diagonal + (lower(c) == lower(b[j]) ? 0 : 1);
+            diagonal = row[j + 1];
+            row[j + 1] = std::min({replaced, row[j] + 1, diagonal + 1});
+        }
+    }
+    return row.back();
+}
+
+}  // namespace
+
+std::string nearest(const std::string& word, const std::vector<std::string>& known) {
+    std::string best;
+    std::size_t bestDistance = nearEdits + 1;
+    for (const auto& candidate : known) {
+        const std::size_t edits = distance(word, candidate);
+        // A word that shares no letter at all is no help, however short it is.
+        if (edits < bestDistance && edits < std::min(word.size(), candidate.size())) {
+            best = candidate;
+            bestDistance = edits;
+        }
+    }
+    return best;
+}
+
+}  // namespace bex::tool

@@ -1,0 +1,147 @@
+#include "output/Console.hpp"
+
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+
+#include "bex/stream/StreamError.hpp"
+
+namespace bex::tool {
+
+namespace {
+
+constexpr std::size_t bufferBytes = 64 * 1024;
+
+/// Whether the user's environment allows colour where none was asked for by option (no-color.org).
+bool environmentWantsColor() {
+    const char* none = std::getenv("NO_COLOR");
+    const char* terminal = std::getenv("TERM");
+    return (none == nullptr || *none == '\0') && terminal != nullptr && std::strcmp(terminal, "dumb") != 0;
+}
+
+const char* sequenceOf(Style style) {
+    switch (style) {
+        case Style::plain:
+            return "";
+        case Style::strong:
+            return "\x1b[1m";
+        case Style::faint:
+            return "\x1b[2m";
+        case Style::bad:
+            return "\x1b[31m";
+        case Style::good:
+            return "\x1b[32m";
+        case Style::name:
+            return "\x1b[36m";
+    }
+    return "";
+}
+
+std::string wrapped(bool color, Style style, std::string_view text) {
+    if (!color || style == Style::plain || text.empty()) {
+        return std::string(text);
+    }
+    return std::string(sequenceOf(style)).append(text).append("\x1b[0m");
+}
+
+/// Writes all of it; 0, or the error number.
+int writeAll(int descriptor, std::string_view bytes) noexcept {
+    while (!bytes.empty()) {
+        const ssize_t written = ::write(descriptor, bytes.data(), bytes.size());
+        if (written > 0) {
+            bytes.remove_prefix(static_cast<std::size_t>(written));
+        } else if (errno != EINTR) {
+            return errno;
+        }
+    }
+    return 0;
+}
+
+std::string indented(std::string_view text) {
+    std::string result("bex: ");
+    for (const char c : text) {
+        result += c;
+        if (c == '\n') {
+            result += "  ";
+        }
+    }
+    return result.append("\n");
+}
+
+}  // namespace
+
+Console::Console() : outIsTerminal_(isatty(STDOUT_FILENO) == 1), errorIsTerminal_(isatty(STDERR_FILENO) == 1) {
+    setColor(ColorWhen::automatic);
+}
+
+void Console::setColor(ColorWhen when) {
+    const bool allowed = when == ColorWhen::always || (when == ColorWhen::automatic && environmentWantsColor());
+    outColor_ = allowed && (outIsTerminal_ || when == ColorWhen::always);
+    errorColor_ = allowed && (errorIsTerminal_ || when == ColorWhen::always);
+}
+
+unsigned Console::errorWidth() const noexcept {
+    winsize size{};
+    const bool known = ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
+    return known ? size.ws_col : 80U;
+}
+
+void Console::out(std::string_view bytes) {
+    buffer_.append(bytes);
+    if (buffer_.size() >= bufferBytes) {
+        flush();
+    }
+}
+
+void Console::flush() {
+    if (outIsTerminal_ && !buffer_.empty()) {
+        status("");
+    }
+    const int failure = writeAll(STDOUT_FILENO, buffer_);
+    buffer_.clear();
+    if (failure == EPIPE) {
+        throw OutputClosed{};
+    }
+    if (failure != 0) {
+        throw stream::StreamError(stream::ErrorKind::inputOutput,
+                                  std::string("standard output: can't write: ") + std::strerror(failure));
+    }
+}
+
+void Console::error(std::string_view text) {
+    const std::string lines = indented(text);
+    rawError(styledError(Style::bad, std::string_view(lines).substr(0, 4)).append(lines.substr(4)));
+}
+
+void Console::note(std::string_view text) {
+    if (!quiet_) {
+        rawError(indented(text));
+    }
+}
+
+void Console::rawError(std::string_view bytes) noexcept {
+    status("");
+    writeAll(STDERR_FILENO, bytes);
+}
+
+void Console::status(std::string_view line) noexcept {
+    if (statusShown_ || !line.empty()) {
+        writeAll(STDERR_FILENO, "\r");
+        writeAll(STDERR_FILENO, line);
+        writeAll(STDERR_FILENO, "\x1b[K");
+    }
+    statusShown_ = !line.empty();
+}
+
+std::string Console::styled(Style style, std::string_view text) const {
+    return wrapped(outColor_, style, text);
+}
+
+std::string Console::styledError(Style style, std::string_view text) const {
+    return wrapped(errorColor_, style, text);
+}
+
+}  // namespace bex::tool

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <string>
+
+#include "bex/stream/Limits.hpp"
+#include "output/Console.hpp"
+#include "output/ExitStatus.hpp"
+
+namespace bex::tool {
+
+enum class ProgressWhen { automatic, json, never };
+
+/// What the options that every verb takes have set.
+struct Context {
+    Console console;
+    bool json = false;
+    bool quiet = false;
+    int verbosity = 0;  ///< how often -v was given
+    ProgressWhen progress = ProgressWhen::automatic;
+    unsigned threads = 0;  ///< 0: one for each processor
+    stream::Limits limits;
+    /// The status when the reader of standard output goes away: what a verb has told so far must not turn into a
+    /// wrong answer.
+    ExitStatus whenClosed = ExitStatus::done;
+};
+
+}  // namespace bex::tool

@@ -1,0 +1,45 @@
+#include "output/ExitStatus.hpp"
+
+namespace bex::tool {
+
+using stream::ErrorKind;
+
+ExitStatus statusOf(ErrorKind kind) noexcept {
+    switch (kind) {
+        case ErrorKind::invalidInput:
+            return ExitStatus::usage;
+        case ErrorKind::damaged:
+        case ErrorKind::unsupported:
+            return ExitStatus::damaged;
+        case ErrorKind::limitExceeded:
+        case ErrorKind::refused:
+            return ExitStatus::refused;
+        case ErrorKind::inputOutput:
+            return ExitStatus::inputOutput;
+        case ErrorKind::cancelled:
+            return ExitStatus::interrupted;
+    }
+    return ExitStatus::inputOutput;
+}
+
+const char* nameOf(ErrorKind kind) noexcept {
+    switch (kind) {
+        case ErrorKind::invalidInput:
+            return "invalid-input";
+        case ErrorKind::damaged:
+            return "damaged";
+        case ErrorKind::unsupported:
+            return "unsupported";
+        case ErrorKind::limitExceeded:
+            return "limit-exceeded";
+        case ErrorKind::refused:
+            return "refused";
+        case ErrorKind::inputOutput:
+            return "input-output";
+        case ErrorKind::cancelled:
+            return "cancelled";
+    }
+    return "input-output";
+}
+
+}  // namespace bex::tool

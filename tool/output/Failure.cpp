@@ -1,0 +1,84 @@
+#include "output/Failure.hpp"
+
+#include <filesystem>
+
+#include "arguments/LimitOption.hpp"
+#include "bex/stream/Escape.hpp"
+#include "output/Interrupt.hpp"
+#include "output/Json.hpp"
+
+namespace bex::tool {
+
+using stream::ErrorKind;
+
+namespace {
+
+std::string hintFor(const stream::StreamError& failure) {
+    const std::string& message = failure.getMessage();
+    if (failure.kind() == ErrorKind::invalidInput && message.find("is missing") != std::string::npos) {
+        return "fields come from TREE/DEBIAN/control, --control FILE, or options such as --name and --version";
+    }
+    return failure.kind() == ErrorKind::limitExceeded ? limitHint(message) : "";
+}
+
+Report reportOf(const std::exception_ptr& failure) {
+    try {
+        std::rethrow_exception(failure);
+    } catch (const stream::StreamError& e) {
+        return {statusOf(e.kind()), nameOf(e.kind()), e.getMessage(), hintFor(e)};
+    } catch (const UsageError& e) {
+        return {ExitStatus::usage, "usage", e.what(), ""};
+    } catch (const BexException& e) {
+        return {ExitStatus::inputOutput, "input-output", e.getMessage(), ""};
+    } catch (const std::filesystem::filesystem_error& e) {
+        return {ExitStatus::inputOutput, "input-output",
+                stream::escapeForDisplay(e.path1().string()) + ": " + e.code().message(), ""};
+    } catch (const std::bad_alloc&) {
+        return {ExitStatus::inputOutput, "input-output", "out of memory", ""};
+    } catch (const std::exception& e) {
+        return {ExitStatus::inputOutput, "input-output", e.what(), ""};
+    }
+}
+
+}  // namespace
+
+void print(const Report& report, Context& context) {
+    if (!context.json) {
+        context.console.error(report.message);
+        if (!report.hint.empty()) {
+            context.console.note("hint: " + report.hint);
+        }
+        return;
+    }
+    Json error = {{"kind", report.kind}, {"status", static_cast<int>(report.status)}};
+    putText(error, "message", report.message);
+    if (!report.hint.empty()) {
+        error["hint"] = report.hint;
+    }
+    const Json object = {{"schema", 1}, {"error", error}};
+    context.console.rawError(jsonText(object));
+}
+
+ExitStatus answerNo(const std::string& message, const std::string& hint, Context& context) {
+    if (context.json) {
+        print({ExitStatus::no, "no-match", message, hint}, context);
+    } else {
+        context.console.note(message);
+        if (!hint.empty()) {
+            context.console.note("hint: " + hint);
+        }
+    }
+    return ExitStatus::no;
+}
+
+ExitStatus reportFailure(const std::exception_ptr& failure, Context& context) {
+    Report report = reportOf(failure);
+    // Whatever broke after the signal broke because of it: reads end, writes are cut short.
+    if (interrupted()) {
+        report = {ExitStatus::interrupted, nameOf(ErrorKind::cancelled), "interrupted", ""};
+    }
+    print(report, context);
+    return report.status;
+}
+
+}  // namespace bex::tool

@@ -1,0 +1,90 @@
+#include "output/ProgressBar.hpp"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <charconv>
+#include <utility>
+
+#include "bex/stream/Escape.hpp"
+#include "output/Interrupt.hpp"
+#include "output/Json.hpp"
+#include "output/Text.hpp"
+
+namespace bex::tool {
+
+namespace {
+
+constexpr double quietSeconds = 0.5;
+constexpr unsigned barColumns = 20;
+
+std::string bar(double part) {
+    const auto full = static_cast<std::size_t>(part * barColumns);
+    return "[" + std::string(full, '#') + std::string(barColumns - full, '.') + "]";
+}
+
+std::string timeLeft(double seconds) {
+    const auto whole = static_cast<unsigned long>(seconds + 0.5);
+    return fmt::format("{}:{:02}", whole / 60, whole % 60);
+}
+
+}  // namespace
+
+ProgressBar::ProgressBar(Context& context, std::string verb)
+    : context_(context), verb_(std::move(verb)), start_(std::chrono::steady_clock::now()) {}
+
+ProgressBar::~ProgressBar() {
+    context_.console.status("");
+}
+
+void ProgressBar::expect(const stream::ControlParagraph& control) {
+    const std::string* size = control.find("Installed-Size");
+    std::uint32_t kibibytes = 0;
+    if (size != nullptr) {
+        std::from_chars(size->data(), size->data() + size->size(), kibibytes);
+    }
+    expectedBytes_ = std::uint64_t{kibibytes} * 1024;
+}
+
+stream::ProgressCallback ProgressBar::callback() {
+    return [this](const stream::Progress& progress) { return update(progress); };
+}
+
+bool ProgressBar::update(const stream::Progress& progress) {
+    const std::chrono::duration<double> past = std::chrono::steady_clock::now() - start_;
+    if (context_.progress == ProgressWhen::json) {
+        printJson(progress, past.count());
+    } else if (context_.progress == ProgressWhen::automatic && context_.console.errorIsTerminal() &&
+               !context_.quiet && past.count() > quietSeconds) {
+        draw(progress, past.count());
+    }
+    return !interrupted();
+}
+
+void ProgressBar::draw(const stream::Progress& progress, double seconds) {
+    const double rate = static_cast<double>(progress.bytesDone) / seconds;
+    std::string line = verb_ + " ";
+    const auto total = static_cast<double>(progress.bytesTotal > 0 ? progress.bytesTotal : expectedBytes_);
+    if (total > 0) {
+        const double part = std::min(1.0, static_cast<double>(progress.bytesDone) / total);
+        const double rest = total * (1.0 - part);
+        line += fmt::format("{} {:3.0f} % {}/s {} left ", bar(part), part * 100.0, humanBytes(rate),
+                            timeLeft(rate > 0 ? rest / rate : 0));
+    } else {
+        line += fmt::format("{} {}/s ", humanBytes(static_cast<double>(progress.bytesDone)), humanBytes(rate));
+    }
+    line += stream::escapeForDisplay(progress.entry);
+    context_.console.status(cutToColumns(line, context_.console.errorWidth() - 1));
+}
+
+void ProgressBar::printJson(const stream::Progress& progress, double seconds) {
+    Json object = {{"schema", 1},
+                   {"progress", verb_},
+                   {"bytesDone", progress.bytesDone},
+                   {"bytesTotal", progress.bytesTotal},
+                   {"seconds", seconds}};
+    putText(object, "entry", progress.entry);
+    context_.console.rawError(object.dump(-1, ' ', true) + "\n");
+}
+
+}  // namespace bex::tool

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "bex/stream/Compression.hpp"
+
+namespace bex::tool {
+
+/// What `bex build` was asked for.
+struct BuildArguments {
+    std::string tree;
+    std::string out;
+    std::string controlFile;
+    std::vector<std::string> fields;  ///< "Name=Value", in order
+    /// From --name, --version, ...: field and value, in the order of a control paragraph.
+    std::vector<std::pair<std::string, std::string>> namedFields;
+    std::string prefix;
+    std::vector<std::string> additions;        ///< "SRC:DST"
+    std::optional<std::string> standardInput;  ///< path in the package
+    std::vector<std::string> modes;            ///< "GLOB=0755"
+    std::vector<std::string> scripts;          ///< "NAME=FILE"
+    std::vector<std::string> conffiles;
+    stream::Compression compression = stream::Compression::gzip;
+    std::optional<int> level;
+    bool keepOwner = false;
+    bool skipSpecial = false;
+    bool noMd5sums = false;
+    bool dryRun = false;
+    bool check = false;
+};
+
+}  // namespace bex::tool

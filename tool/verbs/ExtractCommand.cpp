@@ -1,0 +1,104 @@
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "bex/stream/Escape.hpp"
+#include "output/Failure.hpp"
+#include "output/Interrupt.hpp"
+#include "output/ProgressBar.hpp"
+#include "verbs/Input.hpp"
+#include "verbs/Patterns.hpp"
+#include "verbs/Verb.hpp"
+
+namespace bex::tool {
+
+using stream::Entry;
+
+namespace {
+
+struct ExtractArguments {
+    std::string package;
+    std::optional<std::string> directory;
+    std::vector<std::string> patterns;
+    stream::ExtractOptions extract;
+    bool control = false;
+};
+
+stream::ExtractOptions extractOptions(const ExtractArguments& arguments, Patterns& patterns, Context& context) {
+    stream::ExtractOptions options = arguments.extract;
+    options.select = [&patterns](const Entry& entry) { return patterns.choose(entry); };
+    const bool dryRun = options.dryRun;
+    if (dryRun || context.verbosity > 0) {
+        options.onEntry = [dryRun, &console = context.console](const Entry&, const std::string& path) {
+            const std::string line = stream::escapeForDisplay(path);
+            if (dryRun) {
+                console.out(line + "\n");
+            } else {
+                console.note(line);
+            }
+        };
+    }
+    return options;
+}
+
+/// Where the entries go. The library makes the folder itself, this what has to stand above it.
+std::string destination(const ExtractArguments& arguments) {
+    if (!arguments.directory) {
+        return arguments.control ? "DEBIAN" : ".";
+    }
+    if (arguments.directory->empty()) {
+        throw UsageError("DIR is empty; . is the current directory");  // An unset variable of a script, as a rule.
+    }
+    const auto parent = std::filesystem::path(*arguments.directory).lexically_normal().parent_path();
+    if (!parent.empty() && !arguments.extract.dryRun) {
+        std::filesystem::create_directories(parent);
+    }
+    return *arguments.directory;
+}
+
+ExitStatus runExtract(ExtractArguments& arguments, Context& context) {
+    catchInterrupts();
+    ProgressBar progress(context, "extracting");
+    stream::ReadOptions reading = readOptions(context);
+    reading.progress = progress.callback();
+    stream::PackageReader reader = openPackage(arguments.package, reading);
+    progress.expect(reader.control());
+    Patterns patterns(arguments.patterns);
+    const stream::ExtractOptions options = extractOptions(arguments, patterns, context);
+    if (arguments.control) {
+        reader.extractControl(destination(arguments), options);
+    } else {
+        reader.extract(destination(arguments), options);
+    }
+    return reportUnused(patterns, arguments.package, context);
+}
+
+}  // namespace
+
+void addExtract(CLI::App& program, Action& chosen) {
+    const auto arguments = std::make_shared<ExtractArguments>();
+    CLI::App* verb = program.add_subcommand("extract", "Extract the payload");
+    addPackageArgument(*verb, arguments->package);
+    verb->add_option("DIR", arguments->directory,
+                     "Where to, made if need be; here (DEBIAN with --control) if not given");
+    verb->add_option("PATTERN", arguments->patterns,
+                     "Only what matches (glob; a directory stands for all below it)");
+    verb->add_flag("--control", arguments->control, "Extract the control members instead");
+    verb->add_option("--strip", arguments->extract.stripComponents,
+                     "Leave out so many leading directories of each path")
+        ->option_text("N");
+    CLI::Option* keep =
+        verb->add_flag("--keep", arguments->extract.keepExisting, "Fail where a file is there already");
+    verb->add_flag("--overwrite{false}", arguments->extract.keepExisting,
+                   "Replace files that are there (the default)")
+        ->excludes(keep);
+    verb->add_flag("--same-owner", arguments->extract.sameOwner, "Restore owners by number (needs privileges)");
+    verb->add_flag("--keep-setuid", arguments->extract.keepSetId, "Keep set-user-id and set-group-id bits");
+    verb->add_flag("--dry-run", arguments->extract.dryRun, "Only list what would be made");
+    verb->footer("Example: bex extract hello_1.0_amd64.bex out 'usr/share/doc'");
+    onChosen(*verb, arguments, chosen, runExtract);
+}
+
+}  // namespace bex::tool

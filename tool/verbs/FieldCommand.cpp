@@ -1,0 +1,89 @@
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "arguments/Nearest.hpp"
+#include "bex/stream/Escape.hpp"
+#include "output/Failure.hpp"
+#include "output/Json.hpp"
+#include "output/Text.hpp"
+#include "verbs/Input.hpp"
+#include "verbs/Verb.hpp"
+
+namespace bex::tool {
+
+using stream::ControlParagraph;
+
+namespace {
+
+struct FieldArguments {
+    std::string package;
+    std::vector<std::string> names;
+};
+
+std::vector<std::string> namesOf(const ControlParagraph& control) {
+    std::vector<std::string> names;
+    for (const auto& field : control.fields()) {
+        names.push_back(field.name);
+    }
+    return names;
+}
+
+ExitStatus printJson(const ControlParagraph& control, const std::vector<std::string>& names, Console& console) {
+    Json fields = Json::object();
+    Json absent = Json::array();
+    for (const auto& name : names) {
+        const std::string* value = control.find(name);
+        if (value != nullptr) {
+            putText(fields, name, *value);
+        } else {
+            absent.push_back(stream::isUtf8(name) ? name : stream::escapeForDisplay(name));
+        }
+    }
+    const ExitStatus status = absent.empty() ? ExitStatus::done : ExitStatus::no;
+    console.out(jsonText({{"schema", 1}, {"fields", std::move(fields)}, {"absent", std::move(absent)}}));
+    return status;
+}
+
+ExitStatus printValues(const ControlParagraph& control, const FieldArguments& arguments, Context& context) {
+    ExitStatus status = ExitStatus::done;
+    for (const auto& name : arguments.names) {
+        const std::string* value = control.find(name);
+        if (value != nullptr) {
+            context.console.out(foldedValue(*value) + "\n");
+            continue;
+        }
+        const std::string meant = nearest(name, namesOf(control));
+        status = answerNo(
+            nameInMessages(arguments.package) + ": control: there is no field " + stream::escapeForDisplay(name),
+            meant.empty() ? "" : "did you mean " + meant + "?", context);
+    }
+    return status;
+}
+
+ExitStatus runField(FieldArguments& arguments, Context& context) {
+    const stream::PackageReader reader = openPackage(arguments.package, readOptions(context));
+    const ControlParagraph& control = reader.control();
+    if (context.json) {
+        return printJson(control, arguments.names.empty() ? namesOf(control) : arguments.names, context.console);
+    }
+    if (!arguments.names.empty()) {
+        return printValues(control, arguments, context);
+    }
+    context.console.out(escapedLines(control.format(), "\n"));
+    return ExitStatus::done;
+}
+
+}  // namespace
+
+void addField(CLI::App& program, Action& chosen) {
+    const auto arguments = std::make_shared<FieldArguments>();
+    CLI::App* verb = program.add_subcommand("field", "Print values of control fields, one a line");
+    addPackageArgument(*verb, arguments->package);
+    verb->add_option("NAME", arguments->names,
+                     "Fields, in any case; where none is named, the whole control paragraph with names");
+    verb->footer("Example: bex field hello_1.0_amd64.bex Version depends");
+    onChosen(*verb, arguments, chosen, runField);
+}
+
+}  // namespace bex::tool

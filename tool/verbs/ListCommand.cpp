@@ -1,0 +1,146 @@
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "bex/stream/Escape.hpp"
+#include "output/Json.hpp"
+#include "output/Text.hpp"
+#include "verbs/Input.hpp"
+#include "verbs/Patterns.hpp"
+#include "verbs/Tree.hpp"
+#include "verbs/Verb.hpp"
+
+namespace bex::tool {
+
+using stream::Entry;
+
+namespace {
+
+struct ListArguments {
+    std::string package;
+    std::vector<std::string> patterns;
+    bool detailed = false;
+    bool tree = false;
+    bool nulEnds = false;
+    bool control = false;
+};
+
+/// A path for people and columns, or for programs as it is.
+std::string shownPath(const std::string& path, const ListArguments& arguments) {
+    return arguments.nulEnds ? path : stream::escapeForDisplay(path);
+}
+
+std::vector<std::string> cells(const Entry& entry, const ListArguments& arguments) {
+    const std::string owner = entry.owner.empty() ? std::to_string(entry.uid) : entry.owner;
+    const std::string group = entry.group.empty() ? std::to_string(entry.gid) : entry.group;
+    std::vector<std::string> row = {modeText(entry), stream::escapeForDisplay(owner + "/" + group),
+                                    std::to_string(entry.size), isoTime(entry.mtime),
+                                    shownPath(entry.path, arguments)};
+    if (!entry.linkTarget.empty()) {
+        row.push_back(shownPath(entry.linkTarget, arguments));
+    }
+    return row;
+}
+
+/// Prints entries as they come; only what needs all of them, the tree and columns on a terminal, waits for the
+/// end.
+class Listing {
+public:
+    Listing(const ListArguments& arguments, Context& context) : options_(arguments), context_(context) {}
+
+    void add(const Entry& entry) {
+        if (context_.json) {
+            entries_.push_back(jsonOf(entry));
+        } else if (options_.tree) {
+            tree_.add(entry);
+        } else if (!options_.detailed) {
+            context_.console.out(shownPath(entry.path, options_) + lineEnd());
+        } else if (context_.console.outIsTerminal() && !options_.nulEnds) {
+            rows_.push_back(withArrow(cells(entry, options_)));
+        } else {
+            context_.console.out(tabbed(cells(entry, options_)) + lineEnd());
+        }
+    }
+
+    void finish() {
+        if (context_.json) {
+            Json object = {{"schema", 1}};
+            putText(object, "package", options_.package);
+            object["entries"] = std::move(entries_);
+            context_.console.out(jsonText(object));
+        }
+        context_.console.out(tree_.text());
+        context_.console.out(alignedTable(rows_, {2}));
+    }
+
+private:
+    char lineEnd() const { return options_.nulEnds ? '\0' : '\n'; }
+
+    static std::string tabbed(const std::vector<std::string>& row) {
+        std::string line;
+        for (const auto& cell : row) {
+            line.append(line.empty() ? "" : "\t").append(cell);
+        }
+        return line;
+    }
+
+    static std::vector<std::string> withArrow(std::vector<std::string> row) {
+        if (row.size() == 6) {
+            row[4] += " -> " + row[5];
+            row.pop_back();
+        }
+        return row;
+    }
+
+    const ListArguments& options_;
+    Context& context_;
+    Json entries_ = Json::array();
+    Tree tree_;
+    std::vector<std::vector<std::string>> rows_;
+};
+
+template <typename Use>
+void forEachEntry(const ListArguments& arguments, Context& context, Use use) {
+    stream::PackageReader reader = openPackage(arguments.package, readOptions(context));
+    if (arguments.control) {
+        for (const auto& member : reader.controlMembers()) {
+            use(member.entry);
+        }
+        return;
+    }
+    for (Entry entry; reader.next(entry);) {
+        use(entry);
+    }
+}
+
+ExitStatus runList(ListArguments& arguments, Context& context) {
+    Patterns patterns(arguments.patterns);
+    Listing listing(arguments, context);
+    forEachEntry(arguments, context, [&](const Entry& entry) {
+        if (patterns.choose(entry)) {
+            listing.add(entry);
+        }
+    });
+    listing.finish();
+    return reportUnused(patterns, arguments.package, context);
+}
+
+}  // namespace
+
+void addList(CLI::App& program, Action& chosen) {
+    const auto arguments = std::make_shared<ListArguments>();
+    CLI::App* verb = program.add_subcommand("list", "List the payload");
+    addPackageArgument(*verb, arguments->package);
+    verb->add_option("PATTERN", arguments->patterns,
+                     "Only what matches (glob; a directory stands for all below it)");
+    CLI::Option* detailed =
+        verb->add_flag("-l,--long", arguments->detailed, "Mode, owner, size, time, path, link target");
+    CLI::Option* tree = verb->add_flag("--tree", arguments->tree, "Draw the tree")->excludes(detailed);
+    verb->add_flag("-0,--null", arguments->nulEnds, "End each line with NUL and escape nothing")->excludes(tree);
+    verb->add_flag("--control", arguments->control, "List the control members instead");
+    verb->footer("Example: bex list --long hello_1.0_amd64.bex 'usr/share/*'");
+    onChosen(*verb, arguments, chosen, runList);
+}
+
+}  // namespace bex::tool
