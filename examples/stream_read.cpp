@@ -15,7 +15,7 @@ int main() {
         }
         bex::stream::PackageReader("site_1.0_all.bex").extract("unpacked");  // modes, times and links, too
     } catch (const bex::stream::StreamError& failure) {
-        std::cerr << failure.getMessage() << '\n';
+        std::cerr << failure.what() << '\n';
         return 1;
     }
 }

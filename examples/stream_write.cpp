@@ -17,7 +17,7 @@ int main() {
         const bex::stream::WriteResult result = package.write("site_1.0_all.bex");
         std::cout << result.entries << " entries, " << result.payloadBytes << " bytes\n";
     } catch (const bex::stream::StreamError& failure) {
-        std::cerr << failure.getMessage() << '\n';
+        std::cerr << failure.what() << '\n';
         return 1;
     }
 }

@@ -11,8 +11,7 @@ using Kind = test::MemorySource::Kind;
 /// Every member as a line, its contents behind; then what ended the walk.
 std::string walk(std::string_view input, std::size_t step, Kind kind, bool readContents) {
     test::MemorySource source(std::string(input), step, kind);
-    stream::ThrowingFaults handler;
-    stream::ArReader reader(source, stream::Faults("p", handler));
+    stream::ArReader reader(source, stream::Place("p"));
     std::string told;
     std::uint64_t end = 8;
     const std::string failure = test::failureOf([&] {

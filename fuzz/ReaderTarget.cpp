@@ -49,7 +49,7 @@ void runReader(std::string_view input) {
     const std::vector<stream::Finding> findings = stream::verify(package.path(), tightOptions(1));
     require(!failed(file) || !findings.empty(), "what cannot be read is found by verify", file);
     for (const stream::Finding& finding : findings) {
-        require(!actsOnTerminals(finding.code + finding.text), "a finding is one safe line", finding.text);
+        require(!actsOnTerminals(finding.code + finding.reason), "a finding is one safe line", finding.reason);
     }
 }
 

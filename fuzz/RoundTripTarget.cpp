@@ -48,7 +48,7 @@ bool taken(Step step) {
         return true;
     } catch (const stream::StreamError& failure) {
         require(failure.kind() == stream::ErrorKind::invalidInput, "what is given is refused as input",
-                failure.getMessage());
+                failure.what());
         return false;
     }
 }

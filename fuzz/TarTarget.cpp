@@ -37,14 +37,12 @@ void checkTaken(const stream::Entry& entry) {
 /// Every entry as a line; then what ended the archive.
 std::string listed(std::string_view input, std::size_t step, bool readContents) {
     test::MemorySource source(std::string(input), step);
-    stream::ThrowingFaults handler;
     stream::EntryReaderSettings settings;
     settings.limits = tightOptions().limits;
-    settings.bytesLimit = kLimit;
-    settings.limitName = "it";
+    settings.bytesLimit = {kLimit, "", "it"};
     std::string told;
     const std::string failure = test::failureOf([&] {
-        stream::EntryReader reader(source, stream::Compression::none, settings, stream::Faults("p", handler));
+        stream::EntryReader reader(source, stream::Compression::none, settings, stream::Place("p"));
         stream::Entry entry;
         while (reader.next(entry)) {
             checkTaken(entry);

@@ -5,16 +5,15 @@
 #include <string_view>
 #include <vector>
 
-#include "bex/stream/Escape.hpp"
 #include "bex/stream/PackageReader.hpp"
-#include "bex/stream/StreamError.hpp"
+#include "stream/base/Place.hpp"
 
 namespace bex::stream {
 
 namespace {
 
 [[noreturn]] void fail(const std::string& path, const std::string& reason) {
-    throw StreamError(ErrorKind::damaged, escapeForDisplay(path) + ": " + reason);
+    Place("").at(path).fail(ErrorKind::damaged, "differs", reason);
 }
 
 /// The attribute in which the entry that was read differs; null when there is none.

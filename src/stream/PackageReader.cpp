@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "bex/stream/Escape.hpp"
+#include "stream/control/ParagraphParser.hpp"
 #include "stream/extract/ExtractLoop.hpp"
 #include "stream/extract/Extraction.hpp"
 #include "stream/reader/ControlArchive.hpp"
@@ -14,11 +14,10 @@ class PackageReader::State {
 public:
     template <typename... Where>
     explicit State(const ReadOptions& options, const Where&... where)
-        : stream_(where..., options, System::real(), faults_) {
+        : stream_(where..., options, System::real()) {
         stream_.checkStructure();
         members_ = stream_.readControl();
-        control_ = ControlParagraph::parse(findMember(members_, "control")->contents,
-                                           escapeForDisplay(stream_.name()) + ": control");
+        control_ = parseParagraph(findMember(members_, "control")->contents, Place(stream_.name()).at("control"));
     }
 
     const ControlParagraph& control() const noexcept { return control_; }
@@ -65,7 +64,6 @@ public:
     }
 
 private:
-    ThrowingFaults faults_;
     PackageStream stream_;
     std::vector<ControlMember> members_;
     ControlParagraph control_;
@@ -75,10 +73,10 @@ private:
 };
 
 PackageReader::PackageReader(const std::string& path, const ReadOptions& options)
-    : state_(std::make_unique<State>(options, path)) {}
+    : state_(std::make_unique<State>(options, Place(path))) {}
 
 PackageReader::PackageReader(int descriptor, const std::string& name, const ReadOptions& options)
-    : state_(std::make_unique<State>(options, descriptor, name)) {}
+    : state_(std::make_unique<State>(options, descriptor, Place(name))) {}
 
 PackageReader::~PackageReader() = default;
 PackageReader::PackageReader(PackageReader&&) noexcept = default;

@@ -5,9 +5,8 @@
 #include <utility>
 
 #include "bex/stream/AtomicFile.hpp"
-#include "bex/stream/Escape.hpp"
-#include "bex/stream/StreamError.hpp"
 #include "stream/Comparison.hpp"
+#include "stream/base/Place.hpp"
 #include "stream/system/System.hpp"
 #include "stream/writer/Collection.hpp"
 #include "stream/writer/FileReader.hpp"
@@ -22,8 +21,7 @@ namespace {
 
 std::uint32_t requireMode(std::uint32_t mode, const std::string& what) {
     if ((mode & ~std::uint32_t{07777}) != 0) {
-        throw StreamError(ErrorKind::invalidInput,
-                          "\"" + escapeForDisplay(what) + "\": mode with more than 07777");
+        throw invalidInput("", quotedName(what) + ": mode with more than 07777");
     }
     return mode;
 }
@@ -100,7 +98,7 @@ void PackageWriter::addFile(const std::string& source, const std::string& path, 
     SourceEntry& entry = contents_->collection.entries.back();
     if (entry.type != EntryType::file) {
         contents_->collection.entries.pop_back();
-        throw StreamError(ErrorKind::invalidInput, escapeForDisplay(source) + ": is no regular file");
+        throw invalidInput(source, "is no regular file");
     }
     entry.given = std::make_unique<const Attributes>(attributes);
     entry.uid = 0;
@@ -116,10 +114,9 @@ void PackageWriter::addBytes(std::string bytes, const std::string& path, const A
 void PackageWriter::addSymlink(const std::string& target, const std::string& path, const Attributes& attributes) {
     SourceEntry entry = entryOf(packageFilePath(path), EntryType::symlink, attributes);
     if (target.empty() || target.size() >= PATH_MAX || target.find('\0') != std::string::npos) {
-        throw StreamError(ErrorKind::invalidInput,
-                          "\"" + escapeForDisplay(path) +
-                              "\": a symlink's target can't be empty, hold a NUL or have more than " +
-                              std::to_string(PATH_MAX - 1) + " bytes");
+        throw invalidInput("", quotedName(path) +
+                                   ": a symlink's target can't be empty, hold a NUL or have more than " +
+                                   std::to_string(PATH_MAX - 1) + " bytes");
     }
     setData(entry, target);
     contents_->collection.entries.push_back(std::move(entry));
@@ -139,7 +136,7 @@ void PackageWriter::addControlMember(const std::string& name, std::string conten
                         : contents_->collection.controlMembers.count(name) != 0 ? "is given twice"
                                                                                 : nullptr;
     if (fault != nullptr) {
-        throw StreamError(ErrorKind::invalidInput, "control member \"" + escapeForDisplay(name) + "\": " + fault);
+        throw invalidInput("", "control member " + quotedName(name) + ": " + fault);
     }
     contents_->collection.controlMembers.emplace(name, std::move(contents));
 }

@@ -15,7 +15,7 @@ namespace {
 
 struct NamedLimit {
     std::string_view name;
-    std::string_view field;  ///< of Limits, as messages of the library name it
+    std::string_view field;  ///< of Limits, as StreamError::limit() names it
     void (*set)(Limits&, std::uint64_t);
     std::uint64_t largest;
 };
@@ -82,11 +82,9 @@ void addLimitOption(CLI::App& program, Limits& limits) {
         ->allow_extra_args(false);
 }
 
-std::string limitHint(const std::string& message) {
+std::string limitHint(std::string_view field) {
     for (const auto& limit : namedLimits) {
-        const std::string field(limit.field);
-        if (message.find("limit " + field) != std::string::npos ||
-            message.find("limits " + field) != std::string::npos) {
+        if (limit.field == field) {
             return "--limit " + std::string(limit.name) + "=N raises it, if you trust the package";
         }
     }

@@ -2,6 +2,7 @@
 
 #include <CLI/App.hpp>
 #include <string>
+#include <string_view>
 
 #include "bex/stream/Limits.hpp"
 
@@ -11,7 +12,7 @@ namespace bex::tool {
 /// program.
 void addLimitOption(CLI::App& program, stream::Limits& limits);
 
-/// Which option lifts the limit that the message of a failure names.
-std::string limitHint(const std::string& message);
+/// Which option raises the limit, a field of Limits.
+std::string limitHint(std::string_view field);
 
 }  // namespace bex::tool

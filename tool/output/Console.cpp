@@ -7,7 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "bex/stream/StreamError.hpp"
+#include "output/Failure.hpp"
 
 namespace bex::tool {
 
@@ -106,8 +106,7 @@ void Console::flush() {
         throw OutputClosed{};
     }
     if (failure != 0) {
-        throw stream::StreamError(stream::ErrorKind::inputOutput,
-                                  std::string("standard output: can't write: ") + std::strerror(failure));
+        throw systemError("standard output", "write", failure);
     }
 }
 

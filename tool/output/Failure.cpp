@@ -1,5 +1,6 @@
 #include "output/Failure.hpp"
 
+#include <cstring>
 #include <filesystem>
 
 #include "arguments/LimitOption.hpp"
@@ -14,22 +15,19 @@ using stream::ErrorKind;
 namespace {
 
 std::string hintFor(const stream::StreamError& failure) {
-    const std::string& message = failure.getMessage();
-    if (failure.kind() == ErrorKind::invalidInput && message.find("is missing") != std::string::npos) {
+    if (failure.code() == "field-missing") {
         return "fields come from TREE/DEBIAN/control, --control FILE, or options such as --name and --version";
     }
-    return failure.kind() == ErrorKind::limitExceeded ? limitHint(message) : "";
+    return failure.kind() == ErrorKind::limitExceeded ? limitHint(failure.limit()) : "";
 }
 
 Report reportOf(const std::exception_ptr& failure) {
     try {
         std::rethrow_exception(failure);
     } catch (const stream::StreamError& e) {
-        return {statusOf(e.kind()), nameOf(e.kind()), e.getMessage(), hintFor(e)};
+        return {statusOf(e.kind()), nameOf(e.kind()), e.what(), hintFor(e)};
     } catch (const UsageError& e) {
         return {ExitStatus::usage, "usage", e.what(), ""};
-    } catch (const BexException& e) {
-        return {ExitStatus::inputOutput, "input-output", e.getMessage(), ""};
     } catch (const std::filesystem::filesystem_error& e) {
         return {ExitStatus::inputOutput, "input-output",
                 stream::escapeForDisplay(e.path1().string()) + ": " + e.code().message(), ""};
@@ -57,6 +55,16 @@ void print(const Report& report, Context& context) {
     }
     const Json object = {{"schema", 1}, {"error", error}};
     context.console.rawError(jsonText(object));
+}
+
+stream::StreamError systemError(const std::string& where, const std::string& action, int errorNumber) {
+    stream::ErrorRecord record;
+    record.kind = ErrorKind::inputOutput;
+    record.code = nameOf(record.kind);
+    record.package = where;
+    record.reason = "can't " + action + ": " + std::strerror(errorNumber);
+    record.systemError = errorNumber;
+    return stream::StreamError(std::move(record));
 }
 
 ExitStatus answerNo(const std::string& message, const std::string& hint, Context& context) {

@@ -4,6 +4,7 @@
 #include <string>
 #include <utility>
 
+#include "bex/stream/StreamError.hpp"
 #include "output/Context.hpp"
 
 namespace bex::tool {
@@ -35,5 +36,8 @@ ExitStatus reportFailure(const std::exception_ptr& failure, Context& context);
 
 /// Tells that something asked for is not there, with a hint unless it is empty. The status is `no`.
 ExitStatus answerNo(const std::string& message, const std::string& hint, Context& context);
+
+/// The `inputOutput` error "WHERE: can't ACTION: REASON", with the system's text for the error number.
+stream::StreamError systemError(const std::string& where, const std::string& action, int errorNumber);
 
 }  // namespace bex::tool

@@ -80,13 +80,15 @@ void checkWritten(const PackageWriter& writer, const stream::AtomicFile& file, c
                   const WriteOptions& options, const Context& context) {
     stream::ReadOptions reading = readOptions(context);
     reading.progress = options.progress;
-    const std::string name = stream::escapeForDisplay(path);
     stream::PackageReader reader(file.descriptor(), path, reading);
     try {
         writer.compare(reader, options);
     } catch (const stream::StreamError& e) {
-        const bool named = e.kind() != stream::ErrorKind::damaged || e.getMessage().rfind(name, 0) == 0;
-        throw stream::StreamError(e.kind(), named ? e.getMessage() : name + ": " + e.getMessage());
+        stream::ErrorRecord record = e.record();
+        if (record.package.empty()) {
+            record.package = path;
+        }
+        throw stream::StreamError(std::move(record));
     }
 }
 

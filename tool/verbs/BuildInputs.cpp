@@ -161,9 +161,11 @@ void addControlFolder(const fs::path& folder, const BuildArguments& arguments, P
 stream::ControlParagraph parseControl(const std::string& path) {
     const std::string text = readFile(path);
     try {
-        return stream::ControlParagraph::parse(text, escapeForDisplay(path));
+        return stream::ControlParagraph::parse(text, path);
     } catch (const StreamError& e) {
-        throw StreamError(ErrorKind::invalidInput, e.getMessage());  // No package is damaged, the input is wrong.
+        stream::ErrorRecord record = e.record();
+        record.kind = ErrorKind::invalidInput;  // no package is damaged, the input is wrong
+        throw StreamError(std::move(record));
     }
 }
 

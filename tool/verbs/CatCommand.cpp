@@ -35,10 +35,14 @@ void printContents(stream::PackageReader& reader, Console& console) {
 void printTarget(const std::string& package, const Entry& link, Context& context) {
     const std::string target = stream::plainPath(link.linkTarget);
     if (package == "-") {
-        throw stream::StreamError(stream::ErrorKind::inputOutput,
-                                  nameInMessages(package) + ": " + stream::escapeForDisplay(link.path) +
-                                      ": is a hard link to " + stream::escapeForDisplay(target) +
-                                      ", which has gone by; name that, or give the package as a file");
+        stream::ErrorRecord record;
+        record.kind = stream::ErrorKind::inputOutput;
+        record.code = "link-passed";
+        record.package = nameInMessages(package);
+        record.entry = link.path;
+        record.reason = "is a hard link to " + stream::escapeForDisplay(target) +
+                        ", which has gone by; name that, or give the package as a file";
+        throw stream::StreamError(std::move(record));
     }
     stream::PackageReader reader = openPackage(package, readOptions(context));
     for (Entry entry; reader.next(entry);) {

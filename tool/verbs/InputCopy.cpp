@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "bex/stream/StreamError.hpp"
+#include "output/Failure.hpp"
 #include "output/Interrupt.hpp"
 
 namespace bex::tool {
@@ -18,14 +19,14 @@ using stream::StreamError;
 namespace {
 
 [[noreturn]] void fail(const std::string& what) {
-    throw StreamError(ErrorKind::inputOutput, "standard input: " + what + ": " + std::strerror(errno));
+    throw systemError("standard input", what, errno);
 }
 
 void writeAll(int descriptor, const char* data, std::size_t size) {
     while (size > 0) {
         const ssize_t written = ::write(descriptor, data, size);
         if (written < 0 && errno != EINTR) {
-            fail("can't write the temporary copy");
+            fail("write the temporary copy");
         }
         const std::size_t advance = written > 0 ? static_cast<std::size_t>(written) : 0;
         data += advance;
@@ -41,7 +42,7 @@ void copyInput(int descriptor) {
             throw StreamError(ErrorKind::cancelled, "standard input: interrupted");
         }
         if (count < 0 && errno != EINTR) {
-            fail("can't read");
+            fail("read");
         }
         if (count == 0) {
             return;
@@ -59,7 +60,7 @@ InputCopy::InputCopy(const std::string& folder) {
     path_ = folder + "/bex-input-XXXXXX";
     const int descriptor = mkstemp(path_.data());
     if (descriptor < 0) {
-        fail("can't make a temporary copy in " + folder);
+        fail("make a temporary copy in " + folder);
     }
     try {
         copyInput(descriptor);

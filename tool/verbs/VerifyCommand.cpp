@@ -28,8 +28,8 @@ Json findingsJson(const std::string& package, const std::vector<Finding>& findin
     for (const auto& finding : findings) {
         Json object = {{"code", finding.code}};
         putText(object, "member", finding.member);
-        putText(object, "path", finding.path);
-        putText(object, "text", finding.text);
+        putText(object, "path", finding.entry);
+        putText(object, "text", finding.reason);
         list.push_back(std::move(object));
     }
     Json object = {{"schema", 1}};
@@ -40,26 +40,26 @@ Json findingsJson(const std::string& package, const std::vector<Finding>& findin
 
 /// "PACKAGE: CODE: member or entry: text".
 std::string lineOf(const std::string& package, const Finding& finding, const Console& console) {
-    const std::string place = finding.path.empty() ? finding.member : finding.path;
+    const std::string place = finding.entry.empty() ? finding.member : finding.entry;
     return stream::escapeForDisplay(package) + ": " + console.styled(Style::bad, finding.code) + ": " +
-           (place.empty() ? "" : stream::escapeForDisplay(place) + ": ") + finding.text + "\n";
+           (place.empty() ? "" : stream::escapeForDisplay(place) + ": ") + finding.reason + "\n";
 }
 
 /// Tells the bar how much there is to do. What can't be read here is for the verification to tell.
-void expectSizeOf(const std::string& package, const stream::ReadOptions& arguments, ProgressBar& progress) {
+void expectSizeOf(const std::string& package, const stream::ReadOptions& reading, ProgressBar& progress) {
     try {
-        progress.expect(openPackage(package, arguments).control());
-    } catch (const BexException&) {
+        progress.expect(openPackage(package, reading).control());
+    } catch (const stream::StreamError&) {
         return;
     }
 }
 
 ExitStatus verifyOne(const std::string& package, Context& context) {
     ProgressBar progress(context, "verifying");
-    stream::ReadOptions arguments = readOptions(context);
-    expectSizeOf(package, arguments, progress);
-    arguments.progress = progress.callback();
-    const std::vector<Finding> findings = stream::verify(package, arguments);
+    stream::ReadOptions reading = readOptions(context);
+    expectSizeOf(package, reading, progress);
+    reading.progress = progress.callback();
+    const std::vector<Finding> findings = stream::verify(package, reading);
     context.whenClosed = findings.empty() ? ExitStatus::inputOutput : ExitStatus::no;
     if (context.json) {
         context.console.out(jsonText(findingsJson(package, findings)));

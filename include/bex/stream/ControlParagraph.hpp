@@ -8,6 +8,8 @@
 
 namespace bex::stream {
 
+class Place;
+
 /// The fields that describe a package, in order, with names compared without regard to ASCII case.
 /// Syntax: deb-control(5), deb822(5). A value of several lines holds "\n" between them; its continuation lines
 /// stand as they will be read by people, without the leading blank of the file, and an empty one is "." in the
@@ -56,6 +58,8 @@ public:
     std::vector<std::string> faults() const;
 
 private:
+    friend ControlParagraph parseParagraph(std::string_view text, const Place& place);
+
     std::vector<Field> fields_;
 };
 

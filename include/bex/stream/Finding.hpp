@@ -1,15 +1,21 @@
 #pragma once
 
-#include <string>
+#include "bex/stream/StreamError.hpp"
 
 namespace bex::stream {
 
-/// One thing that is wrong with a package.
-struct Finding {
-    std::string code;    ///< stable, such as "md5-mismatch"; docs/findings.md lists them
-    std::string member;  ///< of the ar archive; "" when none is meant
-    std::string path;    ///< of the entry, as stored; "" when none is meant
-    std::string text;    ///< one sentence for people, names escaped
+enum class Severity {
+    warning,  ///< readers differ harmlessly, or it is bad practice
+    error     ///< a reader refuses it, or contents are not what is promised
+};
+
+/// One thing that is wrong with a package: what a StreamError would hold. docs/findings.md lists codes and
+/// severities.
+struct Finding : ErrorRecord {
+    Finding(Severity severityOfIt, ErrorRecord record)
+        : ErrorRecord(static_cast<ErrorRecord&&>(record)), severity(severityOfIt) {}
+
+    Severity severity;
 };
 
 }  // namespace bex::stream

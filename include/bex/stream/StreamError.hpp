@@ -1,12 +1,15 @@
 #pragma once
 
+#include <cstddef>
+#include <memory>
+#include <stdexcept>
 #include <string>
 
-#include "bex/BexException.hpp"
+#include "bex/Export.hpp"
 
 namespace bex::stream {
 
-/// What kind of failure a StreamError reports, for programs that answer differently to each.
+/// The kind of an error, for programs that answer differently to each.
 enum class ErrorKind {
     invalidInput,   ///< what the caller gave cannot make a package: fields, names, options
     damaged,        ///< the package breaks its format, or a checksum does not match
@@ -17,21 +20,51 @@ enum class ErrorKind {
     cancelled       ///< a progress callback asked to stop
 };
 
-/// Every failure that the streaming library detects. The message is one line for people,
-/// `FILE: member or entry: reason`, with names from packages and disks escaped by escapeForDisplay(); several
-/// faults of one control paragraph stand on a line each.
-class BEX_EXPORT StreamError : public BexException {
+/// One error, taken apart. Names are as they came, not escaped; "" where none is meant.
+struct ErrorRecord {
+    ErrorKind kind = ErrorKind::damaged;
+    std::string code;     ///< stable: as docs/findings.md lists it, or the kind's own word, such as "input-output"
+    std::string package;  ///< the package, or the file or directory on disk
+    std::string member;   ///< of the ar archive
+    std::string entry;    ///< path as stored, of the payload or of the control archive
+    std::string reason;   ///< one sentence for people, names within it escaped
+    std::string limit;    ///< the field of Limits that is exceeded
+    int systemError = 0;  ///< errno of a call that failed
+    /// Where in a text file, counted from 1, columns in bytes; 0 where none is meant.
+    std::size_t line = 0;
+    std::size_t column = 0;
+};
+
+/// The record as one line for people: `PACKAGE: member "MEMBER": ENTRY:LINE:COLUMN: REASON`, without the parts
+/// that are not meant, with names escaped by escapeForDisplay(). Entries of the payload are named by their path
+/// alone.
+BEX_EXPORT std::string messageOf(const ErrorRecord& record);
+
+/// Every error that the streaming library detects. what() is messageOf() the record; several faults of one control
+/// paragraph stand on a line each.
+class BEX_EXPORT StreamError : public std::runtime_error {
 public:
-    StreamError(ErrorKind kind, const std::string& message);
+    explicit StreamError(ErrorRecord record);
+    /// An error about no place, such as one of a caller's Sink; its code is the kind's own word.
+    StreamError(ErrorKind kind, std::string reason);
     ~StreamError() override;
 
     StreamError(const StreamError&) = default;
     StreamError& operator=(const StreamError&) = default;
 
-    ErrorKind kind() const noexcept { return kind_; }
+    ErrorKind kind() const noexcept { return record_->kind; }
+    const std::string& code() const noexcept { return record_->code; }
+    const std::string& package() const noexcept { return record_->package; }
+    const std::string& member() const noexcept { return record_->member; }
+    const std::string& entry() const noexcept { return record_->entry; }
+    const std::string& limit() const noexcept { return record_->limit; }
+    /// errno of the call that failed, or 0.
+    int systemError() const noexcept { return record_->systemError; }
+
+    const ErrorRecord& record() const noexcept { return *record_; }
 
 private:
-    ErrorKind kind_;
+    std::shared_ptr<const ErrorRecord> record_;  // shared, so that copying cannot throw
 };
 
 }  // namespace bex::stream

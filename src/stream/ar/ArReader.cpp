@@ -3,6 +3,7 @@
 #include <array>
 #include <charconv>
 #include <string_view>
+#include "stream/base/Place.hpp"
 
 namespace bex::stream {
 namespace {
@@ -27,7 +28,7 @@ std::optional<std::uint64_t> parseNumber(std::string_view field, int base) {
 /// One header, cut into its fields.
 class Header {
 public:
-    Header(std::string_view bytes, const Faults& faults) : bytes_(bytes), faults_(faults.in(name())) {}
+    Header(std::string_view bytes, const Place& place) : bytes_(bytes), place_(place.in(name())) {}
 
     /// Without the filling blanks and the one "/" that may end it.
     std::string name() const {
@@ -49,8 +50,8 @@ public:
         member.mtime = static_cast<std::int64_t>(number("time", 16, 12, 10, true));
         member.size = number("size", 48, 10, 10, false);
         if (member.name.empty() || member.name.find('/') != std::string::npos) {
-            faults_.fail(ErrorKind::unsupported, "ar-name",
-                         "a name that is empty, holds a \"/\" or stands elsewhere is none of a package's");
+            place_.fail(ErrorKind::unsupported, "ar-name",
+                        "a name that is empty, holds a \"/\" or stands elsewhere is none of a package's");
         }
         return member;
     }
@@ -63,14 +64,14 @@ private:
         }
         const std::optional<std::uint64_t> value = parseNumber(field, base);
         if (!value) {
-            faults_.fail(ErrorKind::damaged, "ar-header",
-                         std::string(what) + " " + quotedName(std::string(field)) + " in the header is no number");
+            place_.fail(ErrorKind::damaged, "ar-header",
+                        std::string(what) + " " + quotedName(std::string(field)) + " in the header is no number");
         }
         return *value;
     }
 
     std::string_view bytes_;
-    Faults faults_;
+    Place place_;
 };
 
 }  // namespace
@@ -87,21 +88,21 @@ std::optional<Member> ArReader::next(bool complete) {
     }
     const bool whole = header.size() == kHeaderBytes;
     if (complete && (!whole || header.substr(58) != kHeaderEnd)) {
-        faults_.fail(ErrorKind::damaged, "ar-trailing",
-                     "bytes after the last member, from offset " + std::to_string(offset_));
+        place_.fail(ErrorKind::damaged, "ar-trailing",
+                    "bytes after the last member, from offset " + std::to_string(offset_));
     }
     if (!whole) {
-        const Faults at = header.size() < 16 ? faults_ : faults_.in(Header(header, faults_).name());
+        const Place at = header.size() < 16 ? place_ : place_.in(Header(header, place_).name());
         at.fail(ErrorKind::damaged, "ar-truncated",
                 "header at offset " + std::to_string(offset_) + " ends after " + std::to_string(header.size()) +
                     " of " + std::to_string(kHeaderBytes) + " bytes");
     }
     if (header.substr(58) != kHeaderEnd) {
-        faults_.fail(ErrorKind::damaged, "ar-header", "no member header at offset " + std::to_string(offset_));
+        place_.fail(ErrorKind::damaged, "ar-header", "no member header at offset " + std::to_string(offset_));
     }
     offset_ += kHeaderBytes;
-    current_ = Header(header, faults_).member(offset_);
-    contents_.emplace(source_, current_->size, faults_.in(current_->name));
+    current_ = Header(header, place_).member(offset_);
+    contents_.emplace(source_, current_->size, place_.in(current_->name));
     return current_;
 }
 
@@ -109,7 +110,7 @@ void ArReader::readMagic() {
     std::array<char, kMagic.size()> bytes{};
     const std::string_view magic(bytes.data(), readFully(source_, bytes.data(), bytes.size()));
     if (magic != kMagic) {
-        faults_.fail(ErrorKind::damaged, "ar-magic", "no package: does not begin with \"!<arch>\\n\"");
+        place_.fail(ErrorKind::damaged, "ar-magic", "no package: does not begin with \"!<arch>\\n\"");
     }
     offset_ = kMagic.size();
 }

@@ -5,17 +5,17 @@
 
 #include "bex/stream/Member.hpp"
 #include "stream/ar/MemberSource.hpp"
-#include "stream/base/Fault.hpp"
+#include "stream/base/Place.hpp"
 
 namespace bex::stream {
 
 /// Walks the members of an ar archive (ar(5), deb(5)): "!<arch>\n", then for each member a header of 60 bytes,
 /// its contents and, when their size is odd, one byte more, which the last member may lack.
-/// A header that is not well formed throws PackageFault; nothing is allocated by a number that it gives.
+/// A header that is not well formed throws StreamError; nothing is allocated by a number that it gives.
 class ArReader {
 public:
     /// `source` must outlive this.
-    ArReader(Source& source, Faults faults) : source_(source), faults_(std::move(faults)) {}
+    ArReader(Source& source, Place place) : source_(source), place_(std::move(place)) {}
 
     /// Passes over what is left of the current member and reads the next header; nothing at the end.
     /// `complete`: no further member is needed, so that what is no header is called bytes after the last one.
@@ -29,7 +29,7 @@ private:
     void passOver();
 
     Source& source_;
-    Faults faults_;
+    Place place_;
     std::uint64_t offset_ = 0;
     std::optional<Member> current_;
     std::optional<MemberSource> contents_;

@@ -1,6 +1,8 @@
 #include "stream/ar/ArWriter.hpp"
 
 #include <cstddef>
+
+#include "stream/base/Place.hpp"
 namespace bex::stream {
 
 namespace {
@@ -14,8 +16,10 @@ std::string field(std::string_view text, std::size_t width) {
 }  // namespace
 
 StreamError memberTooLarge(std::string_view name, std::uint64_t limit) {
-    return {ErrorKind::invalidInput, "member \"" + std::string(name) + "\": more than the " +
-                                         std::to_string(limit) + " bytes that a member of an ar archive can have"};
+    return Place("")
+        .in(std::string(name))
+        .error(ErrorKind::invalidInput, "member-size",
+               "more than the " + std::to_string(limit) + " bytes that a member of an ar archive can have");
 }
 
 ArWriter::ArWriter(Sink& out, std::int64_t mtime) : out_(out), mtime_(mtime) {

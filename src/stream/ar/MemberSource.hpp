@@ -1,16 +1,16 @@
 #pragma once
 
-#include "stream/base/Fault.hpp"
+#include "stream/base/Place.hpp"
 #include "stream/system/Source.hpp"
 
 namespace bex::stream {
 
 /// The next `size` bytes of another source, which must outlive this. Where that ends too early, reading throws
-/// PackageFault: a package that is cut short, before it was opened or while it is read.
+/// StreamError: a package that is cut short, before it was opened or while it is read.
 class MemberSource final : public Source {
 public:
-    MemberSource(Source& package, std::uint64_t size, Faults faults)
-        : package_(package), size_(size), left_(size), faults_(std::move(faults)) {}
+    MemberSource(Source& package, std::uint64_t size, Place place)
+        : package_(package), size_(size), left_(size), place_(std::move(place)) {}
 
     std::size_t read(char* buffer, std::size_t size) override;
     std::uint64_t skip(std::uint64_t size) override;
@@ -22,7 +22,7 @@ private:
     Source& package_;
     std::uint64_t size_;
     std::uint64_t left_;
-    Faults faults_;
+    Place place_;
 };
 
 }  // namespace bex::stream

@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "bex/stream/StreamError.hpp"
+#include "stream/base/Place.hpp"
 
 namespace bex::stream {
 

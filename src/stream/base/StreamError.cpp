@@ -1,8 +1,65 @@
 #include "bex/stream/StreamError.hpp"
 
+#include <utility>
+
+#include "bex/stream/Escape.hpp"
+#include "stream/base/Place.hpp"
+
 namespace bex::stream {
 
-StreamError::StreamError(ErrorKind kind, const std::string& message) : BexException(message), kind_(kind) {}
+namespace {
+
+void append(std::string& message, const std::string& separator, const std::string& part) {
+    if (!part.empty()) {
+        message += message.empty() ? part : separator + part;
+    }
+}
+
+/// There is only one payload, so its entries need no member.
+bool isOfPayload(const ErrorRecord& record) {
+    return !record.entry.empty() && record.member.rfind("data.", 0) == 0;
+}
+
+}  // namespace
+
+std::string messageOf(const ErrorRecord& record) {
+    std::string message = escapeForDisplay(record.package);
+    if (!record.member.empty() && !isOfPayload(record)) {
+        append(message, ": ", "member \"" + escapeForDisplay(record.member) + '"');
+    }
+    append(message, ": ", escapeForDisplay(record.entry));
+    for (const std::size_t number : {record.line, record.column}) {
+        append(message, ":", number != 0 ? std::to_string(number) : "");
+    }
+    append(message, ": ", record.reason);
+    return message;
+}
+
+const char* codeOf(ErrorKind kind) noexcept {
+    switch (kind) {
+        case ErrorKind::invalidInput:
+            return "invalid-input";
+        case ErrorKind::damaged:
+            return "damaged";
+        case ErrorKind::unsupported:
+            return "unsupported";
+        case ErrorKind::limitExceeded:
+            return "limit";
+        case ErrorKind::refused:
+            return "refused";
+        case ErrorKind::inputOutput:
+            return "input-output";
+        case ErrorKind::cancelled:
+            break;
+    }
+    return "cancelled";
+}
+
+StreamError::StreamError(ErrorRecord record)
+    : std::runtime_error(messageOf(record)), record_(std::make_shared<const ErrorRecord>(std::move(record))) {}
+
+StreamError::StreamError(ErrorKind kind, std::string reason)
+    : StreamError(Place("").record(kind, codeOf(kind), std::move(reason))) {}
 
 StreamError::~StreamError() = default;
 

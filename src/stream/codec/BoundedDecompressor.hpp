@@ -6,18 +6,23 @@
 #include <memory>
 #include <string>
 
-#include "stream/base/Fault.hpp"
+#include "stream/base/Place.hpp"
 #include "stream/codec/Decompressor.hpp"
 
 namespace bex::stream {
 
-/// Lets no more than a limit come out of a member: PackageFault (`limitExceeded`) beyond it.
+/// How many bytes may come out of a member.
+struct ByteLimit {
+    std::uint64_t bytes = 0;
+    std::string field;    ///< of Limits, that says so
+    std::string meaning;  ///< ends the message: "unpacks to more than N bytes (MEANING)"
+};
+
+/// Lets no more than a limit come out of a member: StreamError (`limitExceeded`) beyond it.
 class BoundedDecompressor final : public Decompressor {
 public:
-    /// `limit` in bytes; `meaning` ends the message: "unpacks to more than N bytes (MEANING)".
-    BoundedDecompressor(std::unique_ptr<Decompressor> inner, std::uint64_t limit, std::string meaning,
-                        Faults faults)
-        : inner_(std::move(inner)), limit_(limit), meaning_(std::move(meaning)), faults_(std::move(faults)) {}
+    BoundedDecompressor(std::unique_ptr<Decompressor> inner, ByteLimit limit, Place place)
+        : inner_(std::move(inner)), limit_(std::move(limit)), place_(std::move(place)) {}
 
     std::string_view next() override {
         const std::string_view bytes = inner_->next();
@@ -33,24 +38,23 @@ public:
 
     /// Holds bytes that only come to be by unpacking, such as holes, against the same limit.
     void count(std::uint64_t bytes) {
-        if (bytes > limit_ - counted_) {
-            faults_.fail(ErrorKind::limitExceeded, "limit",
-                         "unpacks to more than " + std::to_string(limit_) + " bytes (" + meaning_ + ")");
+        if (bytes > limit_.bytes - counted_) {
+            place_.failLimit(limit_.field, "unpacks to more than " + std::to_string(limit_.bytes) + " bytes (" +
+                                               limit_.meaning + ")");
         }
         counted_ += bytes;
     }
 
     /// Raises the limit.
     void allow(std::uint64_t bytes) noexcept {
-        limit_ += std::min(bytes, std::numeric_limits<std::uint64_t>::max() - limit_);
+        limit_.bytes += std::min(bytes, std::numeric_limits<std::uint64_t>::max() - limit_.bytes);
     }
 
 private:
     std::unique_ptr<Decompressor> inner_;
-    std::uint64_t limit_;
+    ByteLimit limit_;
     std::uint64_t counted_ = 0;
-    std::string meaning_;
-    Faults faults_;
+    Place place_;
 };
 
 }  // namespace bex::stream

@@ -39,7 +39,7 @@ constexpr char kFirstByte = 'B';
 /// One stream.
 class Bzip2Decoder final : public StreamDecoder {
 public:
-    Bzip2Decoder(Input& input, std::string name) : input_(input), name_(std::move(name)) {}
+    Bzip2Decoder(Input& input, Place place) : input_(input), place_(std::move(place)) {}
 
     std::size_t fill(char* buffer, std::size_t size) override {
         std::size_t done = 0;
@@ -56,7 +56,7 @@ private:
             return false;
         }
         if (begin_ != 0 && input_.data()[0] == kFirstByte) {
-            throw furtherError(name_, begin_, "bzip2 stream");
+            throw furtherError(place_, begin_, "bzip2 stream");
         }
         stream_ = std::make_unique<Bzip2Stream>();
         return true;
@@ -78,7 +78,7 @@ private:
         if (result == BZ_STREAM_END) {
             stream_.reset();
         } else if (consumed == 0 && produced == 0) {
-            throw truncatedError(name_, input_.offset(), "a bzip2 stream");
+            throw truncatedError(place_, input_.offset(), "a bzip2 stream");
         }
         return produced;
     }
@@ -92,24 +92,24 @@ private:
                 throw std::bad_alloc();
             case BZ_DATA_ERROR_MAGIC:
                 throw damagedError(
-                    name_, begin_ == 0 ? "is no bzip2 stream"
-                                       : "byte " + std::to_string(begin_) + ": data after the last bzip2 stream");
+                    place_, begin_ == 0 ? "is no bzip2 stream"
+                                        : "byte " + std::to_string(begin_) + ": data after the last bzip2 stream");
             default:
                 throw damagedError(
-                    name_, "invalid bzip2 data or wrong checksum near byte " + std::to_string(input_.offset()));
+                    place_, "invalid bzip2 data or wrong checksum near byte " + std::to_string(input_.offset()));
         }
     }
 
     Input& input_;
-    const std::string name_;
+    const Place place_;
     std::unique_ptr<Bzip2Stream> stream_;
     std::uint64_t begin_ = 0;  // of the stream that is decoded
 };
 
 }  // namespace
 
-std::unique_ptr<StreamDecoder> makeBzip2Decoder(Input& input, const std::string& name) {
-    return std::make_unique<Bzip2Decoder>(input, name);
+std::unique_ptr<StreamDecoder> makeBzip2Decoder(Input& input, const Place& place) {
+    return std::make_unique<Bzip2Decoder>(input, place);
 }
 
 }  // namespace bex::stream

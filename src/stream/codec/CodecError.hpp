@@ -3,25 +3,29 @@
 #include <cstdint>
 #include <string>
 
-#include "bex/stream/StreamError.hpp"
+#include "stream/base/Place.hpp"
 
 namespace bex::stream {
 
-/// The `damaged` error "NAME: REASON".
-inline StreamError damagedError(const std::string& name, const std::string& reason) {
-    return {ErrorKind::damaged, name + ": " + reason};
+/// The `damaged` error of a member's compressed bytes.
+inline StreamError damagedError(const Place& place, std::string reason) {
+    return place.error(ErrorKind::damaged, "member-damaged", std::move(reason));
 }
 
-/// The `damaged` error for a source that is over too soon, after `bytes` of it, inside of `what`.
-inline StreamError truncatedError(const std::string& name, std::uint64_t bytes, const std::string& what) {
+inline StreamError unsupportedError(const Place& place, std::string reason) {
+    return place.error(ErrorKind::unsupported, "member-unsupported", std::move(reason));
+}
+
+/// The `damaged` error for a source that ends too soon, after `bytes` of it, inside of `what`.
+inline StreamError truncatedError(const Place& place, std::uint64_t bytes, const std::string& what) {
     return damagedError(
-        name, bytes == 0 ? "is empty" : "ends after " + std::to_string(bytes) + " bytes, inside " + what);
+        place, bytes == 0 ? "is empty" : "ends after " + std::to_string(bytes) + " bytes, inside " + what);
 }
 
-/// Of a format whose streams other readers take in a row: dpkg-deb 1.21 stops at the first one's end, in silence.
-inline StreamError furtherError(const std::string& name, std::uint64_t offset, const std::string& what) {
-    return {ErrorKind::unsupported,
-            name + ": byte " + std::to_string(offset) + ": a further " + what + ", which not every reader reads"};
+/// For formats of which dpkg-deb 1.21 reads the first stream alone and ignores the others without an error.
+inline StreamError furtherError(const Place& place, std::uint64_t offset, const std::string& what) {
+    return unsupportedError(
+        place, "byte " + std::to_string(offset) + ": a further " + what + ", which not every reader reads");
 }
 
 }  // namespace bex::stream

@@ -11,7 +11,7 @@ namespace bex::stream {
 namespace {
 
 StreamError invalid(const std::string& reason) {
-    return {ErrorKind::invalidInput, reason};
+    return invalidInput("", reason);
 }
 
 void checkLevel(const CompressionSettings& settings, int lowest, int highest) {

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <utility>
 
-#include "bex/stream/StreamError.hpp"
 #include "stream/codec/Buffer.hpp"
+#include "stream/codec/CodecError.hpp"
 #include "stream/codec/StreamDecoder.hpp"
 
 namespace bex::stream {
@@ -40,34 +40,34 @@ private:
     std::unique_ptr<StreamDecoder> decoder_;
 };
 
-std::unique_ptr<StreamDecoder> makeDecoder(Input& input, Compression compression, const std::string& name,
+std::unique_ptr<StreamDecoder> makeDecoder(Input& input, Compression compression, const Place& place,
                                            const Limits& limits) {
     switch (compression) {
         case Compression::xz:
-            return makeXzDecoder(input, name, limits);
+            return makeXzDecoder(input, place, limits);
         case Compression::zstd:
-            return makeZstdDecoder(input, name, limits);
+            return makeZstdDecoder(input, place, limits);
         case Compression::bzip2:
-            return makeBzip2Decoder(input, name);
+            return makeBzip2Decoder(input, place);
         case Compression::gzip:
         case Compression::none:
             break;
     }
-    throw StreamError(ErrorKind::unsupported, name + ": unknown compression");
+    throw unsupportedError(place, "unknown compression");
 }
 
 }  // namespace
 
-std::unique_ptr<Decompressor> openDecompressor(Source& source, Compression compression, const std::string& name,
+std::unique_ptr<Decompressor> openDecompressor(Source& source, Compression compression, const Place& place,
                                                const DecompressionSettings& settings) {
     if (compression == Compression::none) {
         return std::make_unique<PlainDecompressor>(source);
     }
     auto input = std::make_unique<Input>(source);
     if (compression == Compression::gzip) {
-        return makeGzipDecompressor(std::move(input), name, settings);
+        return makeGzipDecompressor(std::move(input), place, settings);
     }
-    std::unique_ptr<StreamDecoder> decoder = makeDecoder(*input, compression, name, settings.limits);
+    std::unique_ptr<StreamDecoder> decoder = makeDecoder(*input, compression, place, settings.limits);
     return makeStreamDecompressor(std::make_unique<OwningDecoder>(std::move(input), std::move(decoder)),
                                   settings.threads);
 }

@@ -8,6 +8,7 @@
 
 #include "bex/stream/Compression.hpp"
 #include "bex/stream/Limits.hpp"
+#include "stream/base/Place.hpp"
 #include "stream/system/Source.hpp"
 
 namespace bex::stream {
@@ -21,7 +22,7 @@ public:
 
     /// The next bytes, valid until the next call; empty only at the end, when checksum and length of all that
     /// was read have been found right and the source is at its end.
-    /// Throws StreamError beginning with the name given to openDecompressor(): `damaged` for a truncated
+    /// Throws StreamError about the place given to openDecompressor(): `damaged` for a truncated
     /// stream, a wrong checksum or length, bytes after the end; `limitExceeded`; what the source throws.
     virtual std::string_view next() = 0;
 
@@ -40,9 +41,8 @@ struct DecompressionSettings {
 
 /// Decompresses what is left of `source` (which ends where the member ends and must outlive the result).
 /// gzip: RFC 1952; members with a length subfield in parallel blocks, others by one fast stream; zero bytes
-/// after the last member are passed over. `name` says whose bytes they are, such as
-/// `pkg.bex: member "data.tar.gz"`.
-std::unique_ptr<Decompressor> openDecompressor(Source& source, Compression compression, const std::string& name,
+/// after the last member are passed over. Errors are about `place`.
+std::unique_ptr<Decompressor> openDecompressor(Source& source, Compression compression, const Place& place,
                                                const DecompressionSettings& settings);
 
 }  // namespace bex::stream

@@ -31,20 +31,20 @@ std::uint32_t decode32(const char* bytes) noexcept {
 /// Reads one header byte by byte and keeps the checksum that it may end with.
 class HeaderReader {
 public:
-    HeaderReader(Input& input, const std::string& name) : input_(input), name_(name) {
+    HeaderReader(Input& input, const Place& place) : input_(input), place_(place) {
         header_.offset = input.offset();
     }
 
     GzipHeader read() {
         if (byte() != 0x1f || byte() != 0x8b) {
-            throw damagedError(name_, header_.offset == 0 ? "is no gzip stream" : trailing());
+            throw damagedError(place_, header_.offset == 0 ? "is no gzip stream" : trailing());
         }
         if (const unsigned method = byte(); method != kDeflate) {
-            throw damagedError(name_, here() + ": unknown compression method " + std::to_string(method));
+            throw damagedError(place_, here() + ": unknown compression method " + std::to_string(method));
         }
         const std::uint8_t flags = byte();
         if ((flags & kReserved) != 0) {
-            throw damagedError(name_, here() + ": reserved flags are set");
+            throw damagedError(place_, here() + ": reserved flags are set");
         }
         for (int timeFlagsSystem = 0; timeFlagsSystem < 6; ++timeFlagsSystem) {
             byte();
@@ -62,7 +62,7 @@ private:
 
     std::uint8_t byte() {
         if (!input_.fill()) {
-            throw truncatedError(name_, input_.offset(), "a gzip header");
+            throw truncatedError(place_, input_.offset(), "a gzip header");
         }
         const char byte = *input_.data();
         crc_ = libdeflate_crc32(crc_, &byte, 1);
@@ -86,7 +86,7 @@ private:
         if ((flags & kHeaderCrc) != 0) {
             const unsigned expected = crc_ & 0xffff;
             if (twoBytes() != expected) {
-                throw damagedError(name_, here() + ": wrong header checksum");
+                throw damagedError(place_, here() + ": wrong header checksum");
             }
         }
     }
@@ -119,15 +119,15 @@ private:
     }
 
     Input& input_;
-    const std::string& name_;
+    const Place& place_;
     GzipHeader header_;
     std::uint32_t crc_ = 0;
 };
 
-void skipZeros(Input& input, const std::string& name) {
+void skipZeros(Input& input, const Place& place) {
     while (input.fill()) {
         if (*input.data() != 0) {
-            throw damagedError(name,
+            throw damagedError(place,
                                "byte " + std::to_string(input.offset()) + ": data after the last gzip member");
         }
         input.consume(1);
@@ -172,33 +172,33 @@ GzipTrailer decodeTrailer(const char* bytes) noexcept {
     return {decode32(bytes), decode32(bytes + 4)};
 }
 
-std::optional<GzipHeader> readGzipHeader(Input& input, const std::string& name) {
+std::optional<GzipHeader> readGzipHeader(Input& input, const Place& place) {
     if (!input.fill()) {
         if (input.offset() == 0) {
-            throw truncatedError(name, 0, "a gzip header");
+            throw truncatedError(place, 0, "a gzip header");
         }
         return std::nullopt;
     }
     if (input.offset() != 0 && *input.data() == 0) {
-        skipZeros(input, name);
+        skipZeros(input, place);
         return std::nullopt;
     }
-    return HeaderReader(input, name).read();
+    return HeaderReader(input, place).read();
 }
 
-void checkTrailer(const GzipTrailer& expected, const GzipTrailer& found, const std::string& name,
+void checkTrailer(const GzipTrailer& expected, const GzipTrailer& found, const Place& place,
                   std::uint64_t offset) {
     if (expected.size != found.size) {
-        throw damagedError(name, memberAt(offset) + ": wrong length: unpacks to " + std::to_string(found.size) +
-                                     " bytes, its trailer says " + std::to_string(expected.size));
+        throw damagedError(place, memberAt(offset) + ": wrong length: unpacks to " + std::to_string(found.size) +
+                                      " bytes, its trailer says " + std::to_string(expected.size));
     }
     if (expected.crc != found.crc) {
-        throw damagedError(name, memberAt(offset) + ": wrong checksum");
+        throw damagedError(place, memberAt(offset) + ": wrong checksum");
     }
 }
 
-StreamError wrongMemberLength(const std::string& name, std::uint64_t offset) {
-    return damagedError(name, memberAt(offset) + ": is not as long as its header says");
+StreamError wrongMemberLength(const Place& place, std::uint64_t offset) {
+    return damagedError(place, memberAt(offset) + ": is not as long as its header says");
 }
 
 std::string memberAt(std::uint64_t offset) {

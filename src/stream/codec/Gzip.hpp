@@ -7,6 +7,7 @@
 #include <string>
 
 #include "bex/stream/StreamError.hpp"
+#include "stream/base/Place.hpp"
 #include "stream/codec/Input.hpp"
 
 namespace bex::stream {
@@ -51,14 +52,13 @@ struct GzipHeader {
 /// Reads the header of the next member. Nothing at the end of the input; zero bytes before it are passed over.
 /// Throws StreamError (`damaged`, beginning with `name`) for an input that is empty, breaks off, or goes on with
 /// anything else.
-std::optional<GzipHeader> readGzipHeader(Input& input, const std::string& name);
+std::optional<GzipHeader> readGzipHeader(Input& input, const Place& place);
 
 /// Compares what a member's data gave with its trailer. Throws StreamError (`damaged`).
-void checkTrailer(const GzipTrailer& expected, const GzipTrailer& found, const std::string& name,
-                  std::uint64_t offset);
+void checkTrailer(const GzipTrailer& expected, const GzipTrailer& found, const Place& place, std::uint64_t offset);
 
 /// The `damaged` error for a member whose subfield claims a length that it does not have.
-StreamError wrongMemberLength(const std::string& name, std::uint64_t offset);
+StreamError wrongMemberLength(const Place& place, std::uint64_t offset);
 
 /// "gzip member at byte OFFSET".
 std::string memberAt(std::uint64_t offset);

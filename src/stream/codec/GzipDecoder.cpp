@@ -12,8 +12,8 @@ namespace {
 /// Header, checksum and length are checked here, as for blocks.
 class GzipDecoder final : public StreamDecoder {
 public:
-    GzipDecoder(Input& input, std::string name, bool strict, const std::optional<GzipHeader>& header)
-        : input_(input), name_(std::move(name)), inflater_(strict ? makeZlibInflater() : makeIsalInflater()) {
+    GzipDecoder(Input& input, Place place, bool strict, const std::optional<GzipHeader>& header)
+        : input_(input), place_(std::move(place)), inflater_(strict ? makeZlibInflater() : makeIsalInflater()) {
         if (header) {
             begin(*header);
         }
@@ -29,7 +29,7 @@ public:
 
 private:
     bool beginNext() {
-        const std::optional<GzipHeader> header = readGzipHeader(input_, name_);
+        const std::optional<GzipHeader> header = readGzipHeader(input_, place_);
         if (header) {
             begin(*header);
         }
@@ -48,7 +48,7 @@ private:
         input_.fill();
         const Inflater::Step step = inflater_->inflate({input_.data(), input_.size()}, buffer, size);
         if (step.state == Inflater::State::invalid) {
-            throw damagedError(name_, memberAt(header_.offset) + ": invalid deflate data");
+            throw damagedError(place_, memberAt(header_.offset) + ": invalid deflate data");
         }
         input_.consume(step.consumed);
         found_.crc = libdeflate_crc32(found_.crc, buffer, step.produced);
@@ -57,7 +57,7 @@ private:
             input_.unread(step.unused);
             end();
         } else if (step.consumed == 0 && step.produced == 0) {
-            throw truncatedError(name_, input_.offset(), "a gzip member");
+            throw truncatedError(place_, input_.offset(), "a gzip member");
         }
         return step.produced;
     }
@@ -66,17 +66,17 @@ private:
         inMember_ = false;
         char trailer[kGzipTrailerBytes];
         if (input_.read(trailer, sizeof trailer) != sizeof trailer) {
-            throw truncatedError(name_, input_.offset(), "a gzip trailer");
+            throw truncatedError(place_, input_.offset(), "a gzip trailer");
         }
-        checkTrailer(decodeTrailer(trailer), found_, name_, header_.offset);
+        checkTrailer(decodeTrailer(trailer), found_, place_, header_.offset);
         const std::uint64_t memberBytes = input_.offset() - header_.offset;
         if (header_.memberBytes && *header_.memberBytes != memberBytes) {
-            throw wrongMemberLength(name_, header_.offset);
+            throw wrongMemberLength(place_, header_.offset);
         }
     }
 
     Input& input_;
-    const std::string name_;
+    const Place place_;
     const std::unique_ptr<Inflater> inflater_;
     GzipHeader header_;
     GzipTrailer found_;  // what the member's data gave so far
@@ -85,9 +85,9 @@ private:
 
 }  // namespace
 
-std::unique_ptr<StreamDecoder> makeGzipDecoder(Input& input, const std::string& name, bool strict,
+std::unique_ptr<StreamDecoder> makeGzipDecoder(Input& input, const Place& place, bool strict,
                                                const std::optional<GzipHeader>& header) {
-    return std::make_unique<GzipDecoder>(input, name, strict, header);
+    return std::make_unique<GzipDecoder>(input, place, strict, header);
 }
 
 }  // namespace bex::stream

@@ -17,8 +17,8 @@ namespace {
 /// at a time.
 class UnpackWork {
 public:
-    UnpackWork(std::string name, bool strict)
-        : name_(std::move(name)), inflater_(strict ? makeZlibInflater() : makeLibdeflateInflater()) {}
+    UnpackWork(Place place, bool strict)
+        : place_(std::move(place)), inflater_(strict ? makeZlibInflater() : makeLibdeflateInflater()) {}
 
     void operator()(Block& block) const {
         const std::size_t deflateBytes = block.input.size() - kGzipTrailerBytes;
@@ -36,30 +36,30 @@ public:
             throw damaged(block, "invalid deflate data");
         }
         if (step.consumed != deflateBytes) {
-            throw wrongMemberLength(name_, block.offset);
+            throw wrongMemberLength(place_, block.offset);
         }
         const GzipTrailer found{libdeflate_crc32(0, block.output.data(), step.produced),
                                 static_cast<std::uint32_t>(step.produced)};
-        checkTrailer(expected, found, name_, block.offset);
+        checkTrailer(expected, found, place_, block.offset);
         block.output.setSize(step.produced);
     }
 
 private:
     StreamError damaged(const Block& block, const std::string& reason) const {
-        return damagedError(name_, memberAt(block.offset) + ": " + reason);
+        return damagedError(place_, memberAt(block.offset) + ": " + reason);
     }
 
-    std::string name_;
+    Place place_;
     std::shared_ptr<Inflater> inflater_;
 };
 
 /// Deflate data and trailer of a block, in bytes; nothing for a member that has to be streamed.
-std::optional<std::size_t> blockBytes(const GzipHeader& header, const std::string& name) {
+std::optional<std::size_t> blockBytes(const GzipHeader& header, const Place& place) {
     if (!header.memberBytes) {
         return std::nullopt;
     }
     if (*header.memberBytes < header.bytes + kGzipTrailerBytes) {
-        throw wrongMemberLength(name, header.offset);
+        throw wrongMemberLength(place, header.offset);
     }
     const std::uint64_t bytes = *header.memberBytes - header.bytes;
     return bytes <= kMaximumDeflateBytes + kGzipTrailerBytes ? std::optional<std::size_t>(bytes) : std::nullopt;
@@ -67,13 +67,14 @@ std::optional<std::size_t> blockBytes(const GzipHeader& header, const std::strin
 
 class GzipDecompressor final : public Decompressor {
 public:
-    GzipDecompressor(std::unique_ptr<Input> input, std::string name, const DecompressionSettings& settings)
-        : name_(std::move(name)),
+    GzipDecompressor(std::unique_ptr<Input> input, Place place, const DecompressionSettings& settings)
+        : place_(std::move(place)),
           threads_(settings.threads),
           strict_(settings.strict),
           largestWindow_(threads_ > 1 ? std::size_t{threads_} * 2 : 1),
           input_(std::move(input)),
-          pool_(threads_, largestWindow_, [name = name_, strict = strict_] { return UnpackWork(name, strict); }) {}
+          pool_(threads_, largestWindow_,
+                [place = place_, strict = strict_] { return UnpackWork(place, strict); }) {}
 
     std::string_view next() override {
         giveBack();
@@ -155,8 +156,8 @@ private:
 
     /// Reads the next member's header; the bytes that follow it when it is a block, else reading ends here.
     std::optional<std::size_t> nextBlock() {
-        header_ = readGzipHeader(*input_, name_);
-        const std::optional<std::size_t> bytes = header_ ? blockBytes(*header_, name_) : std::nullopt;
+        header_ = readGzipHeader(*input_, place_);
+        const std::optional<std::size_t> bytes = header_ ? blockBytes(*header_, place_) : std::nullopt;
         reading_ = bytes.has_value();
         return bytes;
     }
@@ -168,7 +169,7 @@ private:
         block.input.reserve(bytes);
         block.input.setSize(bytes);
         if (input_->read(block.input.data(), bytes) != bytes) {
-            throw truncatedError(name_, input_->offset(), "a gzip member");
+            throw truncatedError(place_, input_->offset(), "a gzip member");
         }
         return unpackedSize(block.input.data() + bytes - kGzipTrailerBytes);
     }
@@ -176,9 +177,9 @@ private:
     std::uint32_t unpackedSize(const char* trailer) const {
         const std::uint32_t size = decodeTrailer(trailer).size;
         if (size > kMaximumBlockBytes) {
-            throw damagedError(name_, memberAt(header_->offset) + ": wrong length: a block of " +
-                                          std::to_string(size) + " bytes, more than " +
-                                          std::to_string(kMaximumBlockBytes));
+            throw damagedError(place_, memberAt(header_->offset) + ": wrong length: a block of " +
+                                           std::to_string(size) + " bytes, more than " +
+                                           std::to_string(kMaximumBlockBytes));
         }
         return size;
     }
@@ -224,7 +225,7 @@ private:
         const std::size_t deflateBytes = bytes - sizeof trailer;
         if (input_->skip(deflateBytes) != deflateBytes ||
             input_->read(trailer, sizeof trailer) != sizeof trailer) {
-            throw truncatedError(name_, input_->offset(), "a gzip member");
+            throw truncatedError(place_, input_->offset(), "a gzip member");
         }
         return unpackedSize(trailer);
     }
@@ -235,11 +236,11 @@ private:
             std::rethrow_exception(failure_);
         }
         if (header_ && !streaming()) {
-            stream_ = makeStreamDecompressor(makeGzipDecoder(*input_, name_, strict_, header_), threads_);
+            stream_ = makeStreamDecompressor(makeGzipDecoder(*input_, place_, strict_, header_), threads_);
         }
     }
 
-    const std::string name_;
+    const Place place_;
     const unsigned threads_;
     const bool strict_;
     const std::size_t largestWindow_;
@@ -256,9 +257,9 @@ private:
 
 }  // namespace
 
-std::unique_ptr<Decompressor> makeGzipDecompressor(std::unique_ptr<Input> input, const std::string& name,
+std::unique_ptr<Decompressor> makeGzipDecompressor(std::unique_ptr<Input> input, const Place& place,
                                                    const DecompressionSettings& settings) {
-    return std::make_unique<GzipDecompressor>(std::move(input), name, settings);
+    return std::make_unique<GzipDecompressor>(std::move(input), place, settings);
 }
 
 }  // namespace bex::stream

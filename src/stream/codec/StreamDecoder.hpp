@@ -31,11 +31,11 @@ protected:
 
 /// Members of any kind, from the one on whose header has been read, if there is one. `strict` as in
 /// DecompressionSettings.
-std::unique_ptr<StreamDecoder> makeGzipDecoder(Input& input, const std::string& name, bool strict,
+std::unique_ptr<StreamDecoder> makeGzipDecoder(Input& input, const Place& place, bool strict,
                                                const std::optional<GzipHeader>& header = {});
-std::unique_ptr<StreamDecoder> makeXzDecoder(Input& input, const std::string& name, const Limits& limits);
-std::unique_ptr<StreamDecoder> makeZstdDecoder(Input& input, const std::string& name, const Limits& limits);
-std::unique_ptr<StreamDecoder> makeBzip2Decoder(Input& input, const std::string& name);
+std::unique_ptr<StreamDecoder> makeXzDecoder(Input& input, const Place& place, const Limits& limits);
+std::unique_ptr<StreamDecoder> makeZstdDecoder(Input& input, const Place& place, const Limits& limits);
+std::unique_ptr<StreamDecoder> makeBzip2Decoder(Input& input, const Place& place);
 
 /// Gives what the decoder decodes. With more than one thread the decoder runs ahead, by a bounded number of
 /// chunks, in a thread of its own: it, and the input behind it, must be left alone until this is destroyed.
@@ -43,7 +43,7 @@ std::unique_ptr<StreamDecoder> makeBzip2Decoder(Input& input, const std::string&
 std::unique_ptr<Decompressor> makeStreamDecompressor(std::unique_ptr<StreamDecoder> decoder, unsigned threads);
 
 /// Blocks on a pool of threads; the first member that is none, and all behind it, by makeGzipDecoder().
-std::unique_ptr<Decompressor> makeGzipDecompressor(std::unique_ptr<Input> input, const std::string& name,
+std::unique_ptr<Decompressor> makeGzipDecompressor(std::unique_ptr<Input> input, const Place& place,
                                                    const DecompressionSettings& settings);
 
 }  // namespace bex::stream

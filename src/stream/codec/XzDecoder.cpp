@@ -18,8 +18,8 @@ constexpr std::uint64_t kPaddingBytes = 4;
 /// One stream. The single-threaded decoder of liblzma: it needs a fraction of the threaded one's memory.
 class XzDecoder final : public StreamDecoder {
 public:
-    XzDecoder(Input& input, std::string name, const Limits& limits)
-        : input_(input), name_(std::move(name)), memoryLimit_(std::max<std::uint64_t>(limits.xzMemoryBytes, 1)) {
+    XzDecoder(Input& input, Place place, const Limits& limits)
+        : input_(input), place_(std::move(place)), memoryLimit_(std::max<std::uint64_t>(limits.xzMemoryBytes, 1)) {
         check(lzma_stream_decoder(stream_.get(), memoryLimit_, LZMA_TELL_UNSUPPORTED_CHECK));
     }
 
@@ -50,7 +50,7 @@ private:
             const std::size_t zeros = std::min(rest.find_first_not_of('\0'), rest.size());
             input_.consume(zeros);
             if (zeros != rest.size()) {
-                throw rest[zeros] == kFirstByte ? furtherError(name_, input_.offset(), "xz stream") : invalid();
+                throw rest[zeros] == kFirstByte ? furtherError(place_, input_.offset(), "xz stream") : invalid();
             }
         }
         if ((input_.offset() - begin) % kPaddingBytes != 0) {
@@ -66,31 +66,30 @@ private:
             case LZMA_MEM_ERROR:
                 throw std::bad_alloc();
             case LZMA_BUF_ERROR:
-                throw truncatedError(name_, input_.offset(), "an xz stream");
+                throw truncatedError(place_, input_.offset(), "an xz stream");
             case LZMA_MEMLIMIT_ERROR:
-                throw StreamError(ErrorKind::limitExceeded,
-                                  name_ + ": unpacking needs " + std::to_string(lzma_memusage(stream_.get())) +
-                                      " bytes of memory, more than the limit xzMemoryBytes of " +
-                                      std::to_string(memoryLimit_));
+                place_.failLimit("xzMemoryBytes", "unpacking needs " +
+                                                      std::to_string(lzma_memusage(stream_.get())) +
+                                                      " bytes of memory, more than the limit xzMemoryBytes of " +
+                                                      std::to_string(memoryLimit_));
             case LZMA_OPTIONS_ERROR:
             case LZMA_UNSUPPORTED_CHECK:
-                throw StreamError(ErrorKind::unsupported,
-                                  name_ + before() + ": xz with a filter or check that is not known");
+                throw unsupportedError(place_, "xz with a filter or check that is not known" + before());
             case LZMA_FORMAT_ERROR:
-                throw damagedError(name_, "is no xz stream");
+                throw damagedError(place_, "is no xz stream");
             default:
                 throw invalid();
         }
     }
 
     StreamError invalid() const {
-        return damagedError(name_, "invalid xz data, wrong checksum or data after the last xz stream" + before());
+        return damagedError(place_, "invalid xz data, wrong checksum or data after the last xz stream" + before());
     }
 
     std::string before() const { return " before byte " + std::to_string(input_.offset()); }
 
     Input& input_;
-    const std::string name_;
+    const Place place_;
     const std::uint64_t memoryLimit_;
     LzmaStream stream_;
     bool ended_ = false;
@@ -98,8 +97,8 @@ private:
 
 }  // namespace
 
-std::unique_ptr<StreamDecoder> makeXzDecoder(Input& input, const std::string& name, const Limits& limits) {
-    return std::make_unique<XzDecoder>(input, name, limits);
+std::unique_ptr<StreamDecoder> makeXzDecoder(Input& input, const Place& place, const Limits& limits) {
+    return std::make_unique<XzDecoder>(input, place, limits);
 }
 
 }  // namespace bex::stream

@@ -4,6 +4,7 @@
 #include <new>
 #include <utility>
 
+#include "stream/base/Place.hpp"
 #include "stream/codec/CodecError.hpp"
 #include "stream/codec/StreamDecoder.hpp"
 
@@ -23,14 +24,13 @@ constexpr std::uint32_t kSkippableMask = 0xfffffff0;
 /// silence.
 class ZstdDecoder final : public StreamDecoder {
 public:
-    ZstdDecoder(Input& input, std::string name, const Limits& limits)
-        : input_(input), name_(std::move(name)), windowLog_(limits.zstdWindowLog), context_(ZSTD_createDCtx()) {
+    ZstdDecoder(Input& input, Place place, const Limits& limits)
+        : input_(input), place_(std::move(place)), windowLog_(limits.zstdWindowLog), context_(ZSTD_createDCtx()) {
         if (!context_) {
             throw std::bad_alloc();
         }
         if (ZSTD_isError(ZSTD_DCtx_setParameter(context_.get(), ZSTD_d_windowLogMax, windowLog_)) != 0) {
-            throw StreamError(ErrorKind::invalidInput,
-                              "limit zstdWindowLog of " + std::to_string(windowLog_) + " is out of range");
+            throw invalidInput("", "limit zstdWindowLog of " + std::to_string(windowLog_) + " is out of range");
         }
     }
 
@@ -44,7 +44,7 @@ public:
             step(out, in);
             input_.consume(in.pos);
             if (inFrame_ && in.pos == 0 && out.pos == before) {
-                throw truncatedError(name_, input_.offset(), "a zstd frame");
+                throw truncatedError(place_, input_.offset(), "a zstd frame");
             }
         }
         return out.pos;
@@ -58,18 +58,18 @@ private:
         }
         unsigned char bytes[kMagicBytes];
         if (input_.read(reinterpret_cast<char*>(bytes), sizeof bytes) != sizeof bytes) {
-            throw truncatedError(name_, input_.offset(), "a zstd frame");
+            throw truncatedError(place_, input_.offset(), "a zstd frame");
         }
         const std::uint32_t magic = bytes[0] | std::uint32_t{bytes[1]} << 8 | std::uint32_t{bytes[2]} << 16 |
                                     std::uint32_t{bytes[3]} << 24;
         const std::uint64_t offset = input_.offset() - kMagicBytes;
         if ((magic == kFrameMagic && offset != 0) || (magic & kSkippableMask) == kSkippableMagic) {
-            throw furtherError(name_, offset, "zstd frame");
+            throw furtherError(place_, offset, "zstd frame");
         }
         if (magic != kFrameMagic) {
-            throw damagedError(name_, offset == 0
-                                          ? "is no zstd stream"
-                                          : "byte " + std::to_string(offset) + ": data after the last zstd frame");
+            throw damagedError(
+                place_, offset == 0 ? "is no zstd stream"
+                                    : "byte " + std::to_string(offset) + ": data after the last zstd frame");
         }
         ZSTD_inBuffer in{bytes, sizeof bytes, 0};
         step(out, in);
@@ -91,21 +91,21 @@ private:
             case ZSTD_error_memory_allocation:
                 throw std::bad_alloc();
             case ZSTD_error_frameParameter_windowTooLarge:
-                throw StreamError(ErrorKind::limitExceeded,
-                                  name_ + ": a zstd frame asks for a window beyond the limit zstdWindowLog of " +
-                                      std::to_string(windowLog_));
+                place_.failLimit("zstdWindowLog",
+                                 "a zstd frame asks for a window beyond the limit zstdWindowLog of " +
+                                     std::to_string(windowLog_));
             case ZSTD_error_checksum_wrong:
-                throw damagedError(name_, "wrong checksum of the zstd frame that ends" + at);
+                throw damagedError(place_, "wrong checksum of the zstd frame that ends" + at);
             case ZSTD_error_dictionary_wrong:
-                throw StreamError(ErrorKind::unsupported, name_ + ": a zstd frame needs a dictionary");
+                throw unsupportedError(place_, "a zstd frame needs a dictionary");
             default:
-                throw damagedError(name_,
+                throw damagedError(place_,
                                    std::string("invalid zstd data (") + ZSTD_getErrorName(result) + ")" + at);
         }
     }
 
     Input& input_;
-    const std::string name_;
+    const Place place_;
     const int windowLog_;
     const std::unique_ptr<ZSTD_DCtx, FreeContext> context_;
     bool inFrame_ = false;
@@ -113,8 +113,8 @@ private:
 
 }  // namespace
 
-std::unique_ptr<StreamDecoder> makeZstdDecoder(Input& input, const std::string& name, const Limits& limits) {
-    return std::make_unique<ZstdDecoder>(input, name, limits);
+std::unique_ptr<StreamDecoder> makeZstdDecoder(Input& input, const Place& place, const Limits& limits) {
+    return std::make_unique<ZstdDecoder>(input, place, limits);
 }
 
 }  // namespace bex::stream

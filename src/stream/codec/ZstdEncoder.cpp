@@ -5,7 +5,7 @@
 #include <new>
 #include <string>
 
-#include "bex/stream/StreamError.hpp"
+#include "stream/base/Place.hpp"
 #include "stream/codec/Buffer.hpp"
 #include "stream/codec/Encoder.hpp"
 

@@ -1,6 +1,7 @@
 #include "stream/control/Conffiles.hpp"
 
 #include <algorithm>
+#include "stream/base/Place.hpp"
 
 namespace bex::stream {
 namespace {
@@ -10,7 +11,7 @@ constexpr std::string_view kRemoved = "remove-on-upgrade";
 
 }  // namespace
 
-Conffiles::Conffiles(std::string_view text, const Faults& faults) : faults_(faults) {
+Conffiles::Conffiles(std::string_view text, const Place& place) : place_(place) {
     while (!text.empty()) {
         const std::size_t end = std::min(text.find('\n'), text.size());
         takeLine(text.substr(0, end));
@@ -55,7 +56,7 @@ void Conffiles::finish() const {
 }
 
 void Conffiles::report(const char* code, const std::string& reason) const {
-    faults_.refuse(ErrorKind::damaged, code, reason, "conffiles");
+    place_.at("conffiles").refuse(ErrorKind::damaged, code, reason);
 }
 
 }  // namespace bex::stream

@@ -5,7 +5,7 @@
 #include <string_view>
 
 #include "bex/stream/Entry.hpp"
-#include "stream/base/Fault.hpp"
+#include "stream/base/Place.hpp"
 
 namespace bex::stream {
 
@@ -13,7 +13,7 @@ namespace bex::stream {
 class Conffiles {
 public:
     /// Reports lines that name no absolute path, and paths that are there twice.
-    Conffiles(std::string_view text, const Faults& faults);
+    Conffiles(std::string_view text, const Place& place);
 
     /// Tells of an entry of the payload; `path` is its path in plainPath() form.
     void take(const Entry& entry, const std::string& path);
@@ -31,7 +31,7 @@ private:
     void takeLine(std::string_view line);
     void report(const char* code, const std::string& reason) const;
 
-    Faults faults_;
+    Place place_;
     std::map<std::string, Listed> listed_;
 };
 

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "bex/stream/StreamError.hpp"
 #include "stream/base/Ascii.hpp"
+#include "stream/base/Place.hpp"
 #include "stream/base/Quoted.hpp"
 #include "stream/control/FieldChecks.hpp"
 #include "stream/control/FieldSyntax.hpp"
@@ -35,8 +35,12 @@ void appendField(std::string& text, const ControlParagraph::Field& field) {
 }  // namespace
 
 ControlParagraph ControlParagraph::parse(std::string_view text, std::string_view name) {
+    return parseParagraph(text, Place(std::string(name)));
+}
+
+ControlParagraph parseParagraph(std::string_view text, const Place& place) {
     ControlParagraph paragraph;
-    paragraph.fields_ = parseFields(text, name);
+    paragraph.fields_ = parseFields(text, place);
     return paragraph;
 }
 
@@ -55,10 +59,10 @@ const std::string* ControlParagraph::find(std::string_view name) const noexcept 
 
 void ControlParagraph::set(std::string_view name, std::string_view value) {
     if (const std::string fault = fieldNameFault(name); !fault.empty()) {
-        throw StreamError(ErrorKind::invalidInput, quoted(name) + ": " + fault);
+        throw invalidInput("", quoted(name) + ": " + fault);
     }
     if (const std::string fault = fieldValueFault(value); !fault.empty()) {
-        throw StreamError(ErrorKind::invalidInput, "the value of " + quoted(name) + ' ' + fault);
+        throw invalidInput("", "the value of " + quoted(name) + ' ' + fault);
     }
     const auto field = locate(fields_, name);
     if (field == fields_.end()) {

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cstddef>
 
-#include "bex/stream/StreamError.hpp"
 #include "stream/base/Ascii.hpp"
+#include "stream/base/Place.hpp"
 
 namespace bex::stream {
 
@@ -45,8 +45,9 @@ std::vector<Md5sum> parseMd5sums(std::string_view text, std::string_view name) {
         const std::size_t end = std::min(text.find('\n'), text.size());
         const std::string_view line = text.substr(0, end);
         if (const std::string fault = lineFault(line); !fault.empty()) {
-            throw StreamError(ErrorKind::damaged,
-                              std::string(name) + ':' + std::to_string(sums.size() + 1) + ": " + fault);
+            ErrorRecord record = Place(std::string(name)).record(ErrorKind::damaged, "md5-syntax", fault);
+            record.line = sums.size() + 1;
+            throw StreamError(std::move(record));
         }
         sums.push_back({line.substr(0, digestLength), line.substr(digestLength + 2)});
         text.remove_prefix(std::min(end + 1, text.size()));

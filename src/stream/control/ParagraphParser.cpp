@@ -6,7 +6,6 @@
 #include <string>
 #include <utility>
 
-#include "bex/stream/StreamError.hpp"
 #include "stream/base/Ascii.hpp"
 #include "stream/base/Quoted.hpp"
 #include "stream/control/FieldSyntax.hpp"
@@ -17,7 +16,7 @@ namespace {
 
 class ParagraphParser {
 public:
-    explicit ParagraphParser(std::string_view name) : name_(name) {}
+    explicit ParagraphParser(const Place& place) : place_(place) {}
 
     /// Takes the next line, without its newline.
     void take(std::string_view line);
@@ -31,7 +30,7 @@ private:
     void requireNewName(std::string_view fieldName);
     [[noreturn]] void fail(std::size_t offset, const std::string& reason) const;
 
-    std::string name_;
+    Place place_;
     std::size_t line_ = 0;
     bool ended_ = false;  ///< an empty line came after a field
     std::vector<ControlParagraph::Field> fields_;
@@ -40,8 +39,10 @@ private:
 };
 
 void ParagraphParser::fail(std::size_t offset, const std::string& reason) const {
-    throw StreamError(ErrorKind::damaged,
-                      name_ + ':' + std::to_string(line_) + ':' + std::to_string(offset + 1) + ": " + reason);
+    ErrorRecord record = place_.record(ErrorKind::damaged, "control-syntax", reason);
+    record.line = line_;
+    record.column = offset + 1;
+    throw StreamError(std::move(record));
 }
 
 void ParagraphParser::requireText(std::string_view line) const {
@@ -119,8 +120,8 @@ std::vector<ControlParagraph::Field> ParagraphParser::finish() {
 
 }  // namespace
 
-std::vector<ControlParagraph::Field> parseFields(std::string_view text, std::string_view name) {
-    ParagraphParser parser(name);
+std::vector<ControlParagraph::Field> parseFields(std::string_view text, const Place& place) {
+    ParagraphParser parser(place);
     while (!text.empty()) {
         const std::size_t end = std::min(text.find('\n'), text.size());
         parser.take(text.substr(0, end));

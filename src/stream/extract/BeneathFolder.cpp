@@ -107,7 +107,7 @@ Descriptor BeneathFolder::step(int from, const std::string& name, Missing missin
 void BeneathFolder::make(int from, const std::string& name) const {
     // One that somebody else made meanwhile serves as well.
     if (context_.system.mkdirat(from, name.c_str(), kImpliedFolderMode) != 0 && errno != EEXIST) {
-        context_.errors.fail("create " + describe(name), errno);
+        context_.place.failSystem("create " + describe(name), errno);
     }
 }
 
@@ -117,16 +117,17 @@ std::string BeneathFolder::describe(const std::string& name) const {
 
 void BeneathFolder::explain(int from, const std::string& name, int errorNumber) const {
     if (errorNumber == ENOENT) {
-        context_.errors.refuse(describe(name) + " does not exist in the destination");
+        context_.place.fail(ErrorKind::refused, "destination",
+                            describe(name) + " does not exist in the destination");
     }
     if (errorNumber != ENOTDIR && errorNumber != ELOOP) {
-        context_.errors.fail("open " + describe(name), errorNumber);
+        context_.place.failSystem("open " + describe(name), errorNumber);
     }
     struct stat status = {};
     const bool isLink =
         context_.system.fstatat(from, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 && S_ISLNK(status.st_mode);
-    context_.errors.refuse(describe(name) + " is " + (isLink ? "a symlink" : "no directory") +
-                           " in the destination");
+    context_.place.fail(ErrorKind::refused, "destination",
+                        describe(name) + " is " + (isLink ? "a symlink" : "no directory") + " in the destination");
 }
 
 }  // namespace bex::stream

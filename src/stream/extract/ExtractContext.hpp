@@ -3,7 +3,7 @@
 #include <string>
 
 #include "bex/stream/ExtractOptions.hpp"
-#include "stream/extract/EntryErrors.hpp"
+#include "stream/base/Place.hpp"
 #include "stream/system/System.hpp"
 
 namespace bex::stream {
@@ -12,13 +12,13 @@ namespace bex::stream {
 struct ExtractContext {
     ExtractContext(const std::string& package, const ExtractOptions& options, System& realSystem)
         : system(realSystem),
-          errors(package),
+          place(package),
           keepExisting(options.keepExisting),
           sameOwner(options.sameOwner),
           keepSetId(options.keepSetId) {}
 
     System& system;
-    EntryErrors errors;
+    Place place;  ///< of the entry at hand
     const bool keepExisting;
     const bool sameOwner;
     const bool keepSetId;

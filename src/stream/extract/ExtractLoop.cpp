@@ -4,6 +4,7 @@
 #include <set>
 #include <string_view>
 
+#include "stream/base/Place.hpp"
 #include "stream/extract/Extraction.hpp"
 
 namespace bex::stream {

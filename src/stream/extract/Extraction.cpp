@@ -36,17 +36,17 @@ struct Destination {
 /// Follows symlinks: the destination is the caller's.
 Destination openDestination(const std::string& path, ExtractContext& context) {
     System& system = context.system;
-    context.errors.setEntry(path);
+    context.place = context.place.at(path);
     Destination result{{system.openat(AT_FDCWD, path.c_str(), kDestination, 0), system}};
     if (!result.folder && errno == ENOENT) {
         result.made = system.mkdirat(AT_FDCWD, path.c_str(), kDestinationMode) == 0;
         if (!result.made && errno != EEXIST) {
-            context.errors.fail("create the destination", errno);
+            context.place.failSystem("create the destination", errno);
         }
         result.folder = Descriptor(system.openat(AT_FDCWD, path.c_str(), kDestination, 0), system);
     }
     if (!result.folder) {
-        context.errors.fail("open the destination", errno);
+        context.place.failSystem("open the destination", errno);
     }
     return result;
 }
@@ -69,10 +69,11 @@ public:
 
     void begin(const Entry& entry, const std::string& path, const std::string& linkPath) {
         file_.reset();  // before its folder is closed
-        context_.errors.setEntry(entry.path);
+        context_.place = context_.place.at(entry.path);
         requirePlain(path, "its path");
         if (path.empty() && entry.type != EntryType::directory) {
-            context_.errors.refuse("stands for the destination and is no directory");
+            context_.place.fail(ErrorKind::refused, "destination",
+                                "stands for the destination and is no directory");
         }
         attributes_ = attributesOf(entry, context_);
         switch (entry.type) {
@@ -89,7 +90,7 @@ public:
                 makeHardLink(path, linkPath);
                 break;
             default:
-                context_.errors.refuse("is neither file, directory nor link");
+                context_.place.fail(ErrorKind::refused, "destination", "is neither file, directory nor link");
         }
     }
 
@@ -156,14 +157,15 @@ private:
 
     OutputFile& file() {
         if (!file_) {
-            context_.errors.refuse("has contents but is no regular file");
+            context_.place.fail(ErrorKind::refused, "destination", "has contents but is no regular file");
         }
         return *file_;
     }
 
     void requirePlain(const std::string& path, const char* what) const {
         if (!isPlainPath(path)) {
-            context_.errors.refuse(std::string(what) + " leads out of the destination");
+            context_.place.fail(ErrorKind::refused, "destination",
+                                std::string(what) + " leads out of the destination");
         }
     }
 
@@ -177,7 +179,7 @@ private:
 
     void makeSymlink(const std::string& path, const std::string& target) {
         if (target.find('\0') != std::string::npos) {
-            context_.errors.refuse("its link target has a NUL");
+            context_.place.fail(ErrorKind::refused, "destination", "its link target has a NUL");
         }
         const int folder = parents_.open(parentOf(path), Missing::make);
         NewName link(context_, folder, nameOf(path), [&](const char* name) {
@@ -205,10 +207,11 @@ private:
     struct stat requireRegularFile(int folder, const char* name) const {
         struct stat status = {};
         if (context_.system.fstatat(folder, name, &status, AT_SYMLINK_NOFOLLOW) != 0 && errno != ENOENT) {
-            context_.errors.fail("look up its link target", errno);
+            context_.place.failSystem("look up its link target", errno);
         }
         if (!S_ISREG(status.st_mode)) {
-            context_.errors.refuse("its link target is no regular file that was extracted");
+            context_.place.fail(ErrorKind::refused, "destination",
+                                "its link target is no regular file that was extracted");
         }
         return status;
     }
@@ -218,7 +221,7 @@ private:
     bool isLinkOf(const struct stat& file, int folder, const char* name) const {
         struct stat status = {};
         if (context_.system.fstatat(folder, name, &status, AT_SYMLINK_NOFOLLOW) != 0 && errno != ENOENT) {
-            context_.errors.fail("replace", errno);
+            context_.place.failSystem("replace", errno);
         }
         return isSameFile(status, file);
     }

@@ -23,7 +23,7 @@ void FileBatch::make(ExtractContext& context) {
     for (std::size_t i = 0; i < files.size(); ++i) {
         const File& file = files[i];
         const std::size_t end = i + 1 < files.size() ? files[i + 1].begin : contents_.size();
-        context.errors.setEntry(file.entryPath);
+        context.place = context.place.at(file.entryPath);
         OutputFile output(context, file.folder.descriptor, file.name.c_str());
         output.write(std::string_view(contents_).substr(file.begin, end - file.begin));
         output.finish(file.attributes);

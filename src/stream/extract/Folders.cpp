@@ -31,7 +31,7 @@ void Folders::make(const std::string& path, const RestoredAttributes& attributes
     const char* name = nameOf(path);
     if (context_.system.mkdirat(parent, name, kUnfinishedMode) != 0) {
         if (errno != EEXIST) {
-            context_.errors.fail("create", errno);
+            context_.place.failSystem("create", errno);
         }
         takeExisting(parent, name);
     }
@@ -42,21 +42,21 @@ void Folders::takeExisting(int parent, const char* name) {
     System& system = context_.system;
     struct stat status = {};
     if (system.fstatat(parent, name, &status, AT_SYMLINK_NOFOLLOW) != 0) {
-        context_.errors.fail("create", errno);
+        context_.place.failSystem("create", errno);
     }
     if (!S_ISDIR(status.st_mode)) {
         if (context_.keepExisting) {
-            context_.errors.fail("create", EEXIST);
+            context_.place.failSystem("create", EEXIST);
         }
         if (system.unlinkat(parent, name, 0) != 0 || system.mkdirat(parent, name, kUnfinishedMode) != 0) {
-            context_.errors.fail("replace", errno);
+            context_.place.failSystem("replace", errno);
         }
         return;
     }
     const mode_t mode = status.st_mode & 07777U;
     if ((mode & kUnfinishedMode) != kUnfinishedMode &&
         system.fchmodat(parent, name, mode | kUnfinishedMode, AT_SYMLINK_NOFOLLOW) != 0) {
-        context_.errors.fail("set its mode", errno);
+        context_.place.failSystem("set its mode", errno);
     }
 }
 
@@ -69,13 +69,13 @@ void Folders::restoreAll() {
 }
 
 void Folders::restoreOne(const std::string& path, const RestoredAttributes& attributes) {
-    context_.errors.setEntry(path.empty() ? "./" : path);
+    context_.place = context_.place.at(path.empty() ? "./" : path);
     const int parent = parents_.open(parentOf(path), BeneathFolder::Missing::refuse);
     const char* name = path.empty() ? "." : nameOf(path);
     constexpr int flags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
     const Descriptor folder(context_.system.openat(parent, name, flags, 0), context_.system);
     if (!folder) {
-        context_.errors.fail("open", errno);
+        context_.place.failSystem("open", errno);
     }
     restore(attributes, folder.get(), context_);
 }

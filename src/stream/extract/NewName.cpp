@@ -20,7 +20,7 @@ NewName::NewName(const ExtractContext& context, int folder, const char* name,
         temporary_ = makeTemporary(make);
     }
     if (temporary_.empty()) {
-        context_.errors.fail("create", errno);
+        context_.place.failSystem("create", errno);
     }
 }
 
@@ -33,22 +33,22 @@ NewName::~NewName() {
 void NewName::settle() {
     if (!temporary_.empty() &&
         context_.system.renameat(folder_, temporary_.c_str(), folder_, name_.c_str()) != 0) {
-        context_.errors.fail("replace", errno);
+        context_.place.failSystem("replace", errno);
     }
     settled_ = true;
 }
 
 void NewName::requireReplaceable() const {
     if (context_.keepExisting) {
-        context_.errors.fail("create", EEXIST);
+        context_.place.failSystem("create", EEXIST);
     }
     struct stat status = {};
     // What has vanished meanwhile is not in the way either.
     if (context_.system.fstatat(folder_, name_.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0 && errno != ENOENT) {
-        context_.errors.fail("replace", errno);
+        context_.place.failSystem("replace", errno);
     }
     if (S_ISDIR(status.st_mode)) {
-        context_.errors.fail("replace", EISDIR);
+        context_.place.failSystem("replace", EISDIR);
     }
 }
 

@@ -28,7 +28,7 @@ OutputFile::OutputFile(const ExtractContext& context, int folder, const char* na
 void OutputFile::write(std::string_view bytes) {
     if (endsInHole_ && !bytes.empty()) {
         if (context_.system.lseek(file_.get(), static_cast<off_t>(size_), SEEK_SET) < 0) {
-            context_.errors.fail("leave a hole", errno);
+            context_.place.failSystem("leave a hole", errno);
         }
         endsInHole_ = false;
     }
@@ -36,7 +36,7 @@ void OutputFile::write(std::string_view bytes) {
     while (!bytes.empty()) {
         const ssize_t count = context_.system.write(file_.get(), bytes.data(), bytes.size());
         if (count <= 0) {
-            context_.errors.fail("write", count < 0 ? errno : ENOSPC);
+            context_.place.failSystem("write", count < 0 ? errno : ENOSPC);
         }
         bytes.remove_prefix(static_cast<std::size_t>(count));
     }
@@ -44,7 +44,7 @@ void OutputFile::write(std::string_view bytes) {
 
 void OutputFile::skip(std::uint64_t size) {
     if (size > kLargestSize - size_) {
-        context_.errors.fail("leave a hole", EFBIG);
+        context_.place.failSystem("leave a hole", EFBIG);
     }
     size_ += size;
     endsInHole_ = endsInHole_ || size > 0;
@@ -52,12 +52,12 @@ void OutputFile::skip(std::uint64_t size) {
 
 void OutputFile::finish(const RestoredAttributes& attributes) {
     if (endsInHole_ && context_.system.ftruncate(file_.get(), static_cast<off_t>(size_)) != 0) {
-        context_.errors.fail("leave a hole", errno);
+        context_.place.failSystem("leave a hole", errno);
     }
     restore(attributes, file_.get(), context_);
     // Some file systems tell only here that the bytes did not arrive.
     if (context_.system.close(file_.release()) != 0) {
-        context_.errors.fail("write", errno);
+        context_.place.failSystem("write", errno);
     }
     name_.settle();
 }

@@ -14,7 +14,8 @@ namespace {
 /// The last number means "leave it" to the system.
 std::uint32_t ownerNumber(std::uint64_t number, const char* what, const ExtractContext& context) {
     if (number >= UINT32_MAX) {
-        context.errors.refuse(std::string(what) + ' ' + std::to_string(number) + " is out of range");
+        context.place.fail(ErrorKind::refused, "destination",
+                           std::string(what) + ' ' + std::to_string(number) + " is out of range");
     }
     return static_cast<std::uint32_t>(number);
 }
@@ -42,13 +43,13 @@ RestoredAttributes attributesOf(const Entry& entry, const ExtractContext& contex
 
 void restore(const RestoredAttributes& attributes, int descriptor, const ExtractContext& context) {
     if (changesOwner(attributes) && context.system.fchown(descriptor, attributes.uid, attributes.gid) != 0) {
-        context.errors.fail("set its owner", errno);
+        context.place.failSystem("set its owner", errno);
     }
     if (context.system.fchmod(descriptor, attributes.mode) != 0) {
-        context.errors.fail("set its mode", errno);
+        context.place.failSystem("set its mode", errno);
     }
     if (context.system.futimens(descriptor, timesOf(attributes).data()) != 0) {
-        context.errors.fail("set its time", errno);
+        context.place.failSystem("set its time", errno);
     }
 }
 
@@ -56,10 +57,10 @@ void restoreLink(const RestoredAttributes& attributes, int folder, const char* n
                  const ExtractContext& context) {
     if (changesOwner(attributes) &&
         context.system.fchownat(folder, name, attributes.uid, attributes.gid, AT_SYMLINK_NOFOLLOW) != 0) {
-        context.errors.fail("set its owner", errno);
+        context.place.failSystem("set its owner", errno);
     }
     if (context.system.utimensat(folder, name, timesOf(attributes).data(), AT_SYMLINK_NOFOLLOW) != 0) {
-        context.errors.fail("set its time", errno);
+        context.place.failSystem("set its time", errno);
     }
 }
 

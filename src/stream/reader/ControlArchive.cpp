@@ -10,13 +10,14 @@ namespace {
 constexpr std::uint64_t kReservedBytes = Limits().md5sumsBytes;
 
 /// Whether the entry can be a control member; refused when not.
-bool isMember(const Entry& entry, const std::string& name, const Faults& faults) {
+bool isMember(const Entry& entry, const std::string& name, const Place& place) {
     if (entry.type != EntryType::file) {
-        faults.refuse(ErrorKind::refused, "control-type", "is no regular file", entry.path);
+        place.at(entry.path).refuse(ErrorKind::refused, "control-type", "is no regular file");
         return false;
     }
     if (name.find('/') != std::string::npos) {
-        faults.refuse(ErrorKind::refused, "control-type", "stands in a folder of the control archive", entry.path);
+        place.at(entry.path)
+            .refuse(ErrorKind::refused, "control-type", "stands in a folder of the control archive");
         return false;
     }
     return true;
@@ -36,13 +37,13 @@ std::string contentsOf(EntryReader& entries, const Entry& entry) {
 
 }  // namespace
 
-std::vector<ControlMember> readControlArchive(EntryReader& entries, const Limits& limits, const Faults& faults) {
+std::vector<ControlMember> readControlArchive(EntryReader& entries, const Limits& limits, const Place& place) {
     std::vector<ControlMember> members;
     Entry entry;
     while (entries.next(entry)) {
         const std::string name = plainPath(entry.path);
         const bool isRoot = name.empty() && entry.type == EntryType::directory;
-        if (!isRoot && isMember(entry, name, faults) && findMember(members, name) == nullptr) {
+        if (!isRoot && isMember(entry, name, place) && findMember(members, name) == nullptr) {
             if (name == "md5sums") {
                 entries.allow(std::min(entry.size, limits.md5sumsBytes));
             }
@@ -50,7 +51,7 @@ std::vector<ControlMember> readControlArchive(EntryReader& entries, const Limits
         }
     }
     if (findMember(members, "control") == nullptr) {
-        faults.fail(ErrorKind::damaged, "control-missing", "no file \"control\" in it");
+        place.fail(ErrorKind::damaged, "control-missing", "no file \"control\" in it");
     }
     return members;
 }

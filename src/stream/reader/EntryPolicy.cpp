@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "bex/stream/Escape.hpp"
+#include "stream/base/Place.hpp"
 
 namespace bex::stream {
 namespace {
@@ -86,15 +87,14 @@ void EntryPolicy::check(const Entry& entry) {
 
 void EntryPolicy::checkLimits(const Entry& entry) {
     if (++entries_ > limits_.entries || paths_.size() > limits_.entries) {
-        faults_.fail(ErrorKind::limitExceeded, "limit",
-                     "more than " + std::to_string(limits_.entries) +
-                         " entries and directories above them (the limit entries)");
+        place_.failLimit("entries", "more than " + std::to_string(limits_.entries) +
+                                        " entries and directories above them (the limit entries)");
     }
     for (const std::string* name : {&entry.path, &entry.linkTarget}) {
         if (name->size() > limits_.nameBytes) {
-            faults_.fail(ErrorKind::limitExceeded, "limit",
-                         "name or link target of " + std::to_string(name->size()) +
-                             " bytes; the limit nameBytes allows " + std::to_string(limits_.nameBytes));
+            place_.failLimit("nameBytes", "name or link target of " + std::to_string(name->size()) +
+                                              " bytes; the limit nameBytes allows " +
+                                              std::to_string(limits_.nameBytes));
         }
     }
 }
@@ -166,8 +166,8 @@ void EntryPolicy::place(const Entry& entry, const std::string& path) {
             refuse("path-through", "stands below an entry that is no directory", entry);
             break;
         case PathTable::Outcome::repeatedDirectory:
-            faults_.note("directory-doubled",
-                         "is there twice; which mode and time it gets differs between readers", entry.path);
+            place_.at(entry.path)
+                .note("directory-doubled", "is there twice; which mode and time it gets differs between readers");
             break;
         case PathTable::Outcome::added:
             break;
@@ -175,7 +175,7 @@ void EntryPolicy::place(const Entry& entry, const std::string& path) {
 }
 
 void EntryPolicy::refuse(const char* code, const std::string& reason, const Entry& entry) const {
-    faults_.refuse(ErrorKind::refused, code, reason, entry.path);
+    place_.at(entry.path).refuse(ErrorKind::refused, code, reason);
 }
 
 }  // namespace bex::stream

@@ -2,7 +2,7 @@
 
 #include "bex/stream/Entry.hpp"
 #include "bex/stream/Limits.hpp"
-#include "stream/base/Fault.hpp"
+#include "stream/base/Place.hpp"
 #include "stream/reader/PathTable.hpp"
 
 namespace bex::stream {
@@ -11,10 +11,10 @@ namespace bex::stream {
 /// verifying alike. docs/policy.md is the same in words. What only the disk can tell is Extraction's.
 class EntryPolicy {
 public:
-    EntryPolicy(const Limits& limits, Faults faults) : limits_(limits), faults_(std::move(faults)) {}
+    EntryPolicy(const Limits& limits, Place place) : limits_(limits), place_(std::move(place)) {}
 
     /// Judges the next entry of the archive. Every rule that it breaks is refused on its own; a limit that is
-    /// exceeded throws PackageFault.
+    /// exceeded throws StreamError.
     void check(const Entry& entry);
 
 private:
@@ -26,7 +26,7 @@ private:
     void refuse(const char* code, const std::string& reason, const Entry& entry) const;
 
     Limits limits_;
-    Faults faults_;
+    Place place_;
     PathTable paths_;
     std::uint64_t entries_ = 0;
 };

@@ -6,21 +6,21 @@ namespace bex::stream {
 namespace {
 
 std::unique_ptr<Decompressor> unpack(Source& contents, Compression compression,
-                                     const EntryReaderSettings& settings, const Faults& faults) {
+                                     const EntryReaderSettings& settings, const Place& place) {
     DecompressionSettings decompression;
     decompression.limits = settings.limits;
     decompression.threads = threadCount(settings.threads);
     decompression.strict = settings.strict;
-    return openDecompressor(contents, compression, faults.place(), decompression);
+    return openDecompressor(contents, compression, place, decompression);
 }
 
 }  // namespace
 
 EntryReader::EntryReader(Source& contents, Compression compression, const EntryReaderSettings& settings,
-                         const Faults& faults)
-    : bytes_(unpack(contents, compression, settings, faults), settings.bytesLimit, settings.limitName, faults),
-      tar_(bytes_, settings.limits, faults),
-      policy_(settings.limits, faults) {}
+                         const Place& place)
+    : bytes_(unpack(contents, compression, settings, place), settings.bytesLimit, place),
+      tar_(bytes_, settings.limits, place),
+      policy_(settings.limits, place) {}
 
 bool EntryReader::next(Entry& entry) {
     if (!tar_.next(entry)) {

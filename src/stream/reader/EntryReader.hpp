@@ -13,10 +13,9 @@ namespace bex::stream {
 /// How an archive inside the package is read.
 struct EntryReaderSettings {
     Limits limits;
-    unsigned threads = 1;          ///< 0: one for each processor
-    bool strict = false;           ///< as in DecompressionSettings
-    std::uint64_t bytesLimit = 0;  ///< that may come out of it
-    std::string limitName;         ///< what that limit is called
+    unsigned threads = 1;  ///< 0: one for each processor
+    bool strict = false;   ///< as in DecompressionSettings
+    ByteLimit bytesLimit;  ///< on what may come out of it
 };
 
 /// The entries of one tar archive of the package, unpacked, bounded and judged.
@@ -26,10 +25,10 @@ public:
 
     /// `contents` are the member's, as stored; it must outlive this.
     EntryReader(Source& contents, Compression compression, const EntryReaderSettings& settings,
-                const Faults& faults);
+                const Place& place);
 
     /// Goes to the next entry that the policy takes; false behind the last, when all checksums have been found
-    /// right. What the policy refuses goes to the faults; where they do not throw, the entry is given all the
+    /// right. What the policy refuses goes to the place; where they do not throw, the entry is given all the
     /// same.
     bool next(Entry& entry);
 

@@ -2,6 +2,7 @@
 
 #include <optional>
 #include <string_view>
+#include "stream/base/Place.hpp"
 
 namespace bex::stream {
 namespace {
@@ -35,7 +36,7 @@ MemberRole MemberOrder::place(Member& member) {
         checkFirst(member);
     }
     if (!names_.insert(member.name).second) {
-        faults_.in(member.name).refuse(ErrorKind::damaged, "member-doubled", "is there twice");
+        place_.in(member.name).refuse(ErrorKind::damaged, "member-doubled", "is there twice");
         return MemberRole::passedOver;
     }
     const MemberRole role = roleOf(member);
@@ -68,7 +69,7 @@ MemberRole MemberOrder::roleOf(Member& member) const {
     }
     const std::optional<Compression> compression = compressionOf(*suffix);
     if (!compression) {
-        faults_.in(member.name)
+        place_.in(member.name)
             .fail(ErrorKind::unsupported, "member-compression",
                   "compression " + quotedName(std::string(*suffix)) + " is not supported");
     }
@@ -78,13 +79,13 @@ MemberRole MemberOrder::roleOf(Member& member) const {
 
 void MemberOrder::checkFirst(const Member& member) const {
     if (member.name != kFormatVersion) {
-        faults_.in(member.name)
+        place_.in(member.name)
             .refuse(ErrorKind::damaged, "member-order", "stands first, where \"debian-binary\" has to be");
     }
 }
 
 bool MemberOrder::checkControl(const Member& member) {
-    const Faults at = faults_.in(member.name);
+    const Place at = place_.in(member.name);
     if (!control_.empty()) {
         at.refuse(ErrorKind::damaged, "member-second", "a second control member, after " + quotedName(control_));
         return false;
@@ -100,7 +101,7 @@ bool MemberOrder::checkControl(const Member& member) {
 }
 
 bool MemberOrder::checkData(const Member& member) {
-    const Faults at = faults_.in(member.name);
+    const Place at = place_.in(member.name);
     if (!data_.empty()) {
         at.refuse(ErrorKind::damaged, "member-second", "a second data member, after " + quotedName(data_));
         return false;
@@ -116,7 +117,7 @@ void MemberOrder::checkUnknown(const Member& member) const {
     if (member.name.front() == '_') {
         return;
     }
-    const Faults at = faults_.in(member.name);
+    const Place at = place_.in(member.name);
     if (data_.empty()) {
         at.refuse(ErrorKind::unsupported, "member-unknown", "stands before the data member and is not known");
     } else {
@@ -126,11 +127,11 @@ void MemberOrder::checkUnknown(const Member& member) const {
 
 void MemberOrder::end() const {
     if (names_.count(std::string(kFormatVersion)) == 0) {
-        faults_.fail(ErrorKind::damaged, "member-missing", "no member \"debian-binary\"");
+        place_.fail(ErrorKind::damaged, "member-missing", "no member \"debian-binary\"");
     }
     if (control_.empty() || data_.empty()) {
-        faults_.fail(ErrorKind::damaged, "member-missing",
-                     std::string("no ") + (control_.empty() ? "control" : "data") + " member");
+        place_.fail(ErrorKind::damaged, "member-missing",
+                    std::string("no ") + (control_.empty() ? "control" : "data") + " member");
     }
 }
 

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "bex/stream/Member.hpp"
-#include "stream/base/Fault.hpp"
+#include "stream/base/Place.hpp"
 
 namespace bex::stream {
 
@@ -14,7 +14,7 @@ enum class MemberRole { formatVersion, control, data, passedOver };
 /// whose name begins with "_" anywhere behind the first; others behind data only. Strict where readers disagree.
 class MemberOrder {
 public:
-    explicit MemberOrder(Faults faults) : faults_(std::move(faults)) {}
+    explicit MemberOrder(Place place) : place_(std::move(place)) {}
 
     /// Takes the next member, sets its compression and tells what it is. Refuses what breaks the order.
     MemberRole place(Member& member);
@@ -22,7 +22,7 @@ public:
     /// Whether all that a package needs has been seen.
     bool complete() const noexcept { return !control_.empty() && !data_.empty(); }
 
-    /// Throws PackageFault for a member that is missing. Call once, behind the last.
+    /// Throws StreamError for a member that is missing. Call once, behind the last.
     void end() const;
 
 private:
@@ -32,7 +32,7 @@ private:
     bool checkData(const Member& member);
     void checkUnknown(const Member& member) const;
 
-    Faults faults_;
+    Place place_;
     std::set<std::string> names_;
     std::string control_;
     std::string data_;

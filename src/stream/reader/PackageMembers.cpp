@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <string_view>
+#include "stream/base/Place.hpp"
 
 namespace bex::stream {
 namespace {
@@ -17,14 +18,14 @@ bool isFormatVersion2(std::string_view text) {
 
 }  // namespace
 
-PackageMembers::PackageMembers(int descriptor, std::string name, System& system, Faults faults)
+PackageMembers::PackageMembers(int descriptor, std::string name, System& system, Place place)
     : descriptor_(descriptor),
       name_(std::move(name)),
       system_(system),
-      faults_(std::move(faults)),
+      place_(std::move(place)),
       walked_(openSource(descriptor_, name_, system_)),
-      reader_(*walked_, faults_),
-      order_(faults_),
+      reader_(*walked_, place_),
+      order_(place_),
       seekable_(walked_->left().has_value()) {}
 
 PackageMembers::~PackageMembers() = default;
@@ -52,15 +53,15 @@ const Member& PackageMembers::open(MemberRole role) {
             return members_.back();
         }
     }
-    faults_.fail(ErrorKind::damaged, "member-missing",
-                 std::string("no ") + (role == MemberRole::control ? "control" : "data") + " member");
+    place_.fail(ErrorKind::damaged, "member-missing",
+                std::string("no ") + (role == MemberRole::control ? "control" : "data") + " member");
 }
 
 const Member& PackageMembers::openAgain(std::size_t index) {
     const Member& member = members_[index];
     again_ = openSource(descriptor_, name_, system_);
     again_->skip(member.offset);
-    window_ = std::make_unique<MemberSource>(*again_, member.size, faults_.in(member.name));
+    window_ = std::make_unique<MemberSource>(*again_, member.size, place_.in(member.name));
     contents_ = window_.get();
     return member;
 }
@@ -96,7 +97,7 @@ void PackageMembers::checkFormatVersion() {
     std::array<char, 64> text{};
     const std::size_t size = readFully(reader_.contents(), text.data(), text.size());
     if (!isFormatVersion2({text.data(), size})) {
-        faults_.in(members_.back().name)
+        place_.in(members_.back().name)
             .refuse(ErrorKind::unsupported, "format-version",
                     "format version " + quotedName({text.data(), std::min<std::size_t>(size, 16)}) +
                         " is not supported; 2.0 is");

@@ -14,7 +14,7 @@ namespace bex::stream {
 class PackageMembers {
 public:
     /// The descriptor and the system must outlive this. `name` is the package's.
-    PackageMembers(int descriptor, std::string name, System& system, Faults faults);
+    PackageMembers(int descriptor, std::string name, System& system, Place place);
     ~PackageMembers();
 
     /// Checks the whole of a seekable file, jumping over contents; does nothing in a pipe.
@@ -39,7 +39,7 @@ private:
     int descriptor_;
     std::string name_;
     System& system_;
-    Faults faults_;
+    Place place_;
     std::unique_ptr<Source> walked_;
     ArReader reader_;
     MemberOrder order_;

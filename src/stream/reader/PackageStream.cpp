@@ -7,8 +7,8 @@
 #include <limits>
 #include <utility>
 
+#include "stream/base/Place.hpp"
 #include "stream/reader/ControlArchive.hpp"
-#include "stream/system/Failure.hpp"
 
 namespace bex::stream {
 namespace {
@@ -30,33 +30,29 @@ std::uint64_t payloadLimit(const Limits& limits, std::uint64_t memberBytes) {
 
 }  // namespace
 
-PackageStream::PackageStream(const std::string& path, const ReadOptions& options, System& system,
-                             FaultHandler& handler)
-    : owned_(openForReading(path, system)),
-      name_(path),
+PackageStream::PackageStream(const Place& place, const ReadOptions& options, System& system)
+    : owned_(openForReading(place.package(), system)),
       options_(options),
-      faults_(name_, handler),
-      members_(owned_.get(), name_, system, faults_),
+      place_(place),
+      members_(owned_.get(), name(), system, place_),
       progress_(options_.progress) {}
 
-PackageStream::PackageStream(int descriptor, const std::string& name, const ReadOptions& options, System& system,
-                             FaultHandler& handler)
-    : name_(name),
-      options_(options),
-      faults_(name_, handler),
-      members_(descriptor, name_, system, faults_),
+PackageStream::PackageStream(int descriptor, const Place& place, const ReadOptions& options, System& system)
+    : options_(options),
+      place_(place),
+      members_(descriptor, name(), system, place_),
       progress_(options_.progress) {}
 
 std::vector<ControlMember> PackageStream::readControl() {
     const Member member = members_.open(MemberRole::control);
-    const Faults faults = faults_.in(member.name);
+    const Place place = place_.in(member.name);
     EntryReaderSettings settings;
     settings.limits = options_.limits;
     settings.strict = strict_;
-    settings.bytesLimit = options_.limits.controlBytes;
-    settings.limitName = "the limits controlBytes and md5sumsBytes";
-    EntryReader entries(members_.contents(), member.compression, settings, faults);
-    return readControlArchive(entries, options_.limits, faults);
+    settings.bytesLimit = {options_.limits.controlBytes, "controlBytes",
+                           "the limits controlBytes and md5sumsBytes"};
+    EntryReader entries(members_.contents(), member.compression, settings, place);
+    return readControlArchive(entries, options_.limits, place);
 }
 
 void PackageStream::openPayload() {
@@ -66,10 +62,10 @@ void PackageStream::openPayload() {
     settings.limits = options_.limits;
     settings.strict = strict_;
     settings.threads = options_.threads;
-    settings.bytesLimit = payloadLimit(options_.limits, member.size);
-    settings.limitName = "the limits expansionRatio and expansionFreeBytes";
+    settings.bytesLimit = {payloadLimit(options_.limits, member.size), "expansionRatio",
+                           "the limits expansionRatio and expansionFreeBytes"};
     payload_ =
-        std::make_unique<EntryReader>(members_.contents(), member.compression, settings, faults_.in(member.name));
+        std::make_unique<EntryReader>(members_.contents(), member.compression, settings, place_.in(member.name));
 }
 
 bool PackageStream::next(Entry& entry) {
@@ -86,7 +82,7 @@ bool PackageStream::guarded(Step step) {
         return step();
     } catch (const StreamError& failure) {
         failure_ = failure.kind() == ErrorKind::cancelled
-                       ? std::make_exception_ptr(StreamError(failure.kind(), faults_.place() + ": cancelled"))
+                       ? std::make_exception_ptr(place_.error(failure.kind(), failure.code(), "cancelled"))
                        : std::current_exception();
     } catch (...) {
         failure_ = std::current_exception();

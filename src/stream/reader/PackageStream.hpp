@@ -19,11 +19,10 @@ namespace bex::stream {
 /// whoever drives it. PackageReader and verify() are the two that do; they differ in what becomes of a fault.
 class PackageStream {
 public:
-    /// Opens the path. `system` and `handler` must outlive this.
-    PackageStream(const std::string& path, const ReadOptions& options, System& system, FaultHandler& handler);
+    /// Opens the package at the place. `system` must outlive this.
+    PackageStream(const Place& place, const ReadOptions& options, System& system);
     /// The descriptor stays the caller's.
-    PackageStream(int descriptor, const std::string& name, const ReadOptions& options, System& system,
-                  FaultHandler& handler);
+    PackageStream(int descriptor, const Place& place, const ReadOptions& options, System& system);
     PackageStream(const PackageStream&) = delete;
     PackageStream& operator=(const PackageStream&) = delete;
 
@@ -31,7 +30,7 @@ public:
     /// using it. Before anything is read.
     void beStrict() noexcept { strict_ = true; }
 
-    const std::string& name() const noexcept { return name_; }
+    const std::string& name() const noexcept { return place_.package(); }
     /// Threads to use, at least one.
     unsigned threads() const { return threadCount(options_.threads); }
     const std::vector<Member>& members() const noexcept { return members_.members(); }
@@ -49,9 +48,9 @@ public:
     /// The next bytes of the current entry, as TarReader::nextRun(); counted for the progress callback.
     bool nextRun(EntryReader::Run& run);
 
-    /// Throws PackageFault (`refused`) about a hard link of the payload.
+    /// Throws StreamError (`refused`) about a hard link of the payload.
     [[noreturn]] void refuseLink(const Entry& entry, const std::string& reason) const {
-        faults_.in(dataMember_).fail(ErrorKind::refused, "hardlink-target", reason, entry.path);
+        place_.in(dataMember_).at(entry.path).fail(ErrorKind::refused, "hardlink-target", reason);
     }
 
 private:
@@ -61,10 +60,9 @@ private:
     bool guarded(Step step);
 
     Descriptor owned_;
-    std::string name_;
     ReadOptions options_;
     bool strict_ = false;
-    Faults faults_;
+    Place place_;
     PackageMembers members_;
     ProgressMeter progress_;
     std::string dataMember_;  // its name

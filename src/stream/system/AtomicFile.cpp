@@ -8,8 +8,8 @@
 #include <utility>
 
 #include "bex/stream/Escape.hpp"
+#include "stream/base/Place.hpp"
 #include "stream/system/Descriptor.hpp"
-#include "stream/system/Failure.hpp"
 #include "stream/system/System.hpp"
 #include "stream/system/TemporaryName.hpp"
 
@@ -100,7 +100,7 @@ public:
 private:
     [[noreturn]] void fail(const char* action) const { throw systemFailure(path_, action, errno); }
     [[noreturn]] void refuse(const char* reason) const {
-        throw StreamError(ErrorKind::inputOutput, escapeForDisplay(path_) + ": " + reason);
+        Place(path_).fail(ErrorKind::inputOutput, codeOf(ErrorKind::inputOutput), reason);
     }
 
     void checkTarget() const {

@@ -6,7 +6,7 @@
 #include <cerrno>
 #include <vector>
 
-#include "stream/system/Failure.hpp"
+#include "stream/base/Place.hpp"
 
 namespace bex::stream {
 

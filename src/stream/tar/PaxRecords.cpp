@@ -4,6 +4,7 @@
 #include <charconv>
 #include <limits>
 #include <set>
+#include "stream/base/Place.hpp"
 
 namespace bex::stream {
 namespace {
@@ -13,8 +14,8 @@ constexpr std::string_view kGnuSparse = "GNU.sparse.";
 /// Keys that change what other keys or bytes mean, and that not every reader knows.
 constexpr std::string_view kAmbiguous[] = {"hdrcharset", "SCHILY.realsize", "SUN.holesdata"};
 
-[[noreturn]] void fail(const Faults& faults, const std::string& reason) {
-    faults.fail(ErrorKind::damaged, "tar-pax", "extended header: " + reason);
+[[noreturn]] void fail(const Place& place, const std::string& reason) {
+    place.fail(ErrorKind::damaged, "tar-pax", "extended header: " + reason);
 }
 
 std::optional<std::uint64_t> parseDecimal(std::string_view text) {
@@ -25,11 +26,11 @@ std::optional<std::uint64_t> parseDecimal(std::string_view text) {
 }
 
 /// Cuts the first record off and gives its "KEY=VALUE".
-std::string_view cutRecord(std::string_view& body, const Faults& faults) {
+std::string_view cutRecord(std::string_view& body, const Place& place) {
     const std::size_t blank = std::min(body.find(' '), body.size());
     const std::optional<std::uint64_t> length = parseDecimal(body.substr(0, blank));
     if (!length || *length > body.size() || *length < blank + 2 || body[*length - 1] != '\n') {
-        fail(faults, "record with a wrong length");
+        fail(place, "record with a wrong length");
     }
     const std::string_view record = body.substr(blank + 1, *length - blank - 2);
     body.remove_prefix(*length);
@@ -38,12 +39,12 @@ std::string_view cutRecord(std::string_view& body, const Faults& faults) {
 
 class Parser {
 public:
-    explicit Parser(const Faults& faults) : faults_(faults) {}
+    explicit Parser(const Place& place) : place_(place) {}
 
     void take(std::string_view record) {
         const std::size_t equals = record.find('=');
         if (equals == 0 || equals == std::string_view::npos) {
-            fail(faults_, "record without a key");
+            fail(place_, "record without a key");
         }
         const std::string_view key = record.substr(0, equals);
         const std::string_view value = record.substr(equals + 1);
@@ -72,12 +73,12 @@ private:
     void checkKey(std::string_view key) {
         for (const std::string_view ambiguous : kAmbiguous) {
             if (key == ambiguous) {
-                faults_.fail(ErrorKind::unsupported, "tar-pax",
-                             "extended header: readers disagree on " + quotedName(std::string(key)));
+                place_.fail(ErrorKind::unsupported, "tar-pax",
+                            "extended header: readers disagree on " + quotedName(std::string(key)));
             }
         }
         if (!keys_.insert(std::string(key)).second) {
-            fail(faults_, quotedName(std::string(key)) + " is there twice");
+            fail(place_, quotedName(std::string(key)) + " is there twice");
         }
     }
 
@@ -93,7 +94,7 @@ private:
 
     std::string text(std::string_view key, std::string_view value) const {
         if (value.empty() || value.find('\0') != std::string_view::npos) {
-            fail(faults_, quotedName(std::string(key)) + " is empty or holds a NUL");
+            fail(place_, quotedName(std::string(key)) + " is empty or holds a NUL");
         }
         return std::string(value);
     }
@@ -101,12 +102,12 @@ private:
     std::uint64_t size(std::string_view value) const {
         const std::optional<std::uint64_t> size = parseDecimal(value);
         if (!size || *size > static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max() - 512)) {
-            fail(faults_, "size " + quotedName(std::string(value)) + " is none");
+            fail(place_, "size " + quotedName(std::string(value)) + " is none");
         }
         return *size;
     }
 
-    const Faults& faults_;
+    const Place& place_;
     PaxRecords records_;
     std::optional<std::string> sparseName_;
     std::set<std::string> keys_;
@@ -114,10 +115,10 @@ private:
 
 }  // namespace
 
-PaxRecords parsePaxRecords(std::string_view body, const Faults& faults) {
-    Parser parser(faults);
+PaxRecords parsePaxRecords(std::string_view body, const Place& place) {
+    Parser parser(place);
     while (!body.empty()) {
-        parser.take(cutRecord(body, faults));
+        parser.take(cutRecord(body, place));
     }
     return parser.result();
 }

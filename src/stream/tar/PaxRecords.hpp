@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "stream/base/Fault.hpp"
+#include "stream/base/Place.hpp"
 
 namespace bex::stream {
 
@@ -19,8 +19,8 @@ struct PaxRecords {
     bool mapInBody = false;  ///< GNU sparse format 1.0: the map stands before the contents
 };
 
-/// Takes the header's body apart. Throws PackageFault for records that are malformed, that stand there twice, or
+/// Takes the header's body apart. Throws StreamError for records that are malformed, that stand there twice, or
 /// that readers understand differently.
-PaxRecords parsePaxRecords(std::string_view body, const Faults& faults);
+PaxRecords parsePaxRecords(std::string_view body, const Place& place);
 
 }  // namespace bex::stream

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include "stream/base/Place.hpp"
 
 namespace bex::stream {
 namespace {
@@ -18,11 +19,10 @@ constexpr std::string_view kOtherExtensions = "AXgVMND";
 constexpr std::uint64_t kShortestMapEntry = 4;
 
 /// The name or target that a GNU extension carries. The NUL that ends it counts: tar reads on without it.
-std::string longText(std::string_view body, const Faults& faults) {
+std::string longText(std::string_view body, const Place& place) {
     const std::string_view text = body.substr(0, std::min(body.find('\0'), body.size()));
     if (text.empty() || text.size() == body.size() || !isZeroBlock(body.substr(text.size()))) {
-        faults.fail(ErrorKind::damaged, "tar-long",
-                    "extended name that is empty, has no NUL or goes on behind it");
+        place.fail(ErrorKind::damaged, "tar-long", "extended name that is empty, has no NUL or goes on behind it");
     }
     return std::string(text);
 }
@@ -43,12 +43,12 @@ bool TarFraming::nextHeaders() {
         const std::string_view block = std::string_view(headers_).substr(at);
         if (isZeroBlock(block)) {
             if (at != 0) {
-                faults_.fail(ErrorKind::damaged, "tar-header", "extended header without an entry behind it");
+                place_.fail(ErrorKind::damaged, "tar-header", "extended header without an entry behind it");
             }
             finish();
             return false;
         }
-        TarHeader header = parseTarHeader(block, faults_);
+        TarHeader header = parseTarHeader(block, place_);
         if (header.type != kLongPath && header.type != kLongLink && header.type != kPaxRecords) {
             combine(std::move(header));
             return true;
@@ -118,25 +118,24 @@ void TarFraming::takeExtension(const TarHeader& header) {
     if (header.type == kPaxRecords) {
         const std::string_view body = readBody(header, limits_.extendedHeaderBytes, "extendedHeaderBytes");
         if (pax_) {
-            faults_.fail(ErrorKind::damaged, "tar-pax", "two extended headers for one entry");
+            place_.fail(ErrorKind::damaged, "tar-pax", "two extended headers for one entry");
         }
-        pax_ = parsePaxRecords(body, faults_);
+        pax_ = parsePaxRecords(body, place_);
         return;
     }
     std::optional<std::string>& text = header.type == kLongPath ? longPath_ : longLink_;
     const std::string_view body = readBody(header, limits_.nameBytes + 1, "nameBytes");
     if (text) {
-        faults_.fail(ErrorKind::damaged, "tar-long", "two extended names for one entry");
+        place_.fail(ErrorKind::damaged, "tar-long", "two extended names for one entry");
     }
-    text = longText(body, faults_);
+    text = longText(body, place_);
 }
 
 /// The contents of an extension, which stay in the headers. Valid until more is read.
 std::string_view TarFraming::readBody(const TarHeader& header, std::uint64_t limit, const char* what) {
     if (header.size > limit) {
-        faults_.fail(ErrorKind::limitExceeded, "limit",
-                     "extended header of " + std::to_string(header.size) + " bytes; the limit " + what +
-                         " allows " + std::to_string(limit));
+        place_.failLimit(what, "extended header of " + std::to_string(header.size) + " bytes; the limit " + what +
+                                   " allows " + std::to_string(limit));
     }
     const std::size_t at = headers_.size();
     for (std::uint64_t blocks = paddedToBlocks(header.size) / kTarBlockBytes; blocks != 0; --blocks) {
@@ -149,7 +148,7 @@ std::string_view TarFraming::readBody(const TarHeader& header, std::uint64_t lim
 
 void TarFraming::combine(TarHeader header) {
     if ((pax_ && pax_->path && longPath_) || (pax_ && pax_->link && longLink_)) {
-        faults_.fail(ErrorKind::damaged, "tar-pax", "two kinds of extended names for one entry");
+        place_.fail(ErrorKind::damaged, "tar-pax", "two kinds of extended names for one entry");
     }
     const bool isLink = header.type == '1' || header.type == '2';
     entry_ = std::move(header);
@@ -171,22 +170,24 @@ void TarFraming::checkEntry() {
     const bool isFile = entry_.type == '0' || entry_.type == '\0' || entry_.type == 'S';
     const bool isDirectory = entry_.type == '5' || (isFile && !entry_.path.empty() && entry_.path.back() == '/');
     if (kOtherExtensions.find(entry_.type) != std::string_view::npos) {
-        faults_.fail(ErrorKind::unsupported, "tar-type",
-                     "header of type " + quotedName({entry_.type}) + " is not supported", entry_.path);
+        place_.at(entry_.path)
+            .fail(ErrorKind::unsupported, "tar-type",
+                  "header of type " + quotedName({entry_.type}) + " is not supported");
     }
     // Readers disagree on whether anything is stored behind such a header.
     if (entry_.size != 0 && (isDirectory || (entry_.type >= '1' && entry_.type <= '6'))) {
-        faults_.fail(ErrorKind::damaged, "tar-size",
-                     "a size of " + std::to_string(entry_.size) + " for what has no contents", entry_.path);
+        place_.at(entry_.path)
+            .fail(ErrorKind::damaged, "tar-size",
+                  "a size of " + std::to_string(entry_.size) + " for what has no contents");
     }
     if (sparse_ && (isDirectory || (entry_.type != '0' && entry_.type != 'S'))) {
-        faults_.fail(ErrorKind::damaged, "tar-sparse", "sparse, but no file", entry_.path);
+        place_.at(entry_.path).fail(ErrorKind::damaged, "tar-sparse", "sparse, but no file");
     }
     if (pax_) {
-        faults_.note("pax-header", "has an extended header (pax), which dpkg does not read", entry_.path);
+        place_.at(entry_.path).note("pax-header", "has an extended header (pax), which dpkg does not read");
     }
     if (sparse_) {
-        faults_.note("sparse", "is stored sparse, which dpkg does not read", entry_.path);
+        place_.at(entry_.path).note("sparse", "is stored sparse, which dpkg does not read");
     }
 }
 
@@ -213,17 +214,16 @@ void TarFraming::checkMapInBody() {
     std::uint64_t count = 0;
     const auto [stop, error] = std::from_chars(first.data(), first.data() + first.size(), count);
     if (error != std::errc() || stop == first.data() + first.size() || *stop != '\n') {
-        faults_.fail(ErrorKind::damaged, "tar-sparse", "sparse map without a length", entry_.path);
+        place_.at(entry_.path).fail(ErrorKind::damaged, "tar-sparse", "sparse map without a length");
     }
     holdMapAgainstLimit(count > limits_.extendedHeaderBytes ? count : count * kShortestMapEntry);
 }
 
 void TarFraming::holdMapAgainstLimit(std::uint64_t bytes) const {
     if (bytes > limits_.extendedHeaderBytes) {
-        faults_.fail(ErrorKind::limitExceeded, "limit",
-                     "sparse map that is longer than the limit extendedHeaderBytes, " +
-                         std::to_string(limits_.extendedHeaderBytes) + " bytes",
-                     entry_.path);
+        place_.at(entry_.path)
+            .failLimit("extendedHeaderBytes", "sparse map that is longer than the limit extendedHeaderBytes, " +
+                                                  std::to_string(limits_.extendedHeaderBytes) + " bytes");
     }
 }
 
@@ -231,9 +231,9 @@ void TarFraming::holdMapAgainstLimit(std::uint64_t bytes) const {
 void TarFraming::finish() {
     headers_.clear();
     if (!readBlock()) {
-        faults_.note("tar-end", "ends after one block of zeros instead of two");
+        place_.note("tar-end", "ends after one block of zeros instead of two");
     } else if (!isZeroBlock(headers_)) {
-        faults_.note("tar-trailing", "bytes behind the end mark, which are never extracted");
+        place_.note("tar-trailing", "bytes behind the end mark, which are never extracted");
     }
     headers_.clear();
     bool clean = isZeroBlock(view_);
@@ -241,12 +241,12 @@ void TarFraming::finish() {
         clean = clean && isZeroBlock(view_);
     }
     if (!clean) {
-        faults_.note("tar-trailing", "bytes behind the end marks, which are never extracted");
+        place_.note("tar-trailing", "bytes behind the end marks, which are never extracted");
     }
 }
 
 void TarFraming::failTruncated() const {
-    faults_.fail(ErrorKind::damaged, "tar-truncated", "the archive ends before its end marks");
+    place_.fail(ErrorKind::damaged, "tar-truncated", "the archive ends before its end marks");
 }
 
 }  // namespace bex::stream

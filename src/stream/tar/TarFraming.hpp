@@ -12,13 +12,13 @@ namespace bex::stream {
 
 /// Stands between the unpacked bytes of a member and the library that decodes the tar archive: follows the
 /// archive from header to header, holds every header against the limits before the library allocates by it,
-/// throws PackageFault for what readers understand differently, and hands on the bytes of one entry at a time.
+/// throws StreamError for what readers understand differently, and hands on the bytes of one entry at a time.
 /// Contents are neither kept nor copied.
 class TarFraming {
 public:
     /// `bytes` must outlive this.
-    TarFraming(Decompressor& bytes, const Limits& limits, Faults faults)
-        : bytes_(bytes), limits_(limits), faults_(std::move(faults)) {}
+    TarFraming(Decompressor& bytes, const Limits& limits, Place place)
+        : bytes_(bytes), limits_(limits), place_(std::move(place)) {}
 
     /// Reads all headers of the next entry; false at the end marks, when the stream has been read to its end.
     /// left() has to be 0.
@@ -58,7 +58,7 @@ private:
 
     Decompressor& bytes_;
     Limits limits_;
-    Faults faults_;
+    Place place_;
     std::string_view view_;  // of bytes_, not used yet
     std::string headers_;    // of the current entry
     std::size_t given_ = 0;  // of headers_

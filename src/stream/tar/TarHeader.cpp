@@ -5,6 +5,7 @@
 #include <limits>
 #include <numeric>
 #include <optional>
+#include "stream/base/Place.hpp"
 
 namespace bex::stream {
 namespace {
@@ -76,51 +77,51 @@ bool isBase256(std::string_view field) {
     return (static_cast<unsigned char>(field.front()) & 0x80U) != 0;
 }
 
-[[noreturn]] void failField(const Field& field, std::string_view bytes, const Faults& faults) {
-    faults.fail(ErrorKind::damaged, "tar-header",
-                std::string("header with a malformed ") + field.name + ": " + quotedName(std::string(bytes)));
+[[noreturn]] void failField(const Field& field, std::string_view bytes, const Place& place) {
+    place.fail(ErrorKind::damaged, "tar-header",
+               std::string("header with a malformed ") + field.name + ": " + quotedName(std::string(bytes)));
 }
 
 /// Below zero is beyond 2^63.
-std::uint64_t numberIn(const Field& field, std::string_view block, const Faults& faults) {
+std::uint64_t numberIn(const Field& field, std::string_view block, const Place& place) {
     const std::string_view bytes = field.in(block);
     if (!isBase256(bytes)) {
         const std::optional<std::uint64_t> number = parseOctal(bytes);
-        return number ? *number : (failField(field, bytes, faults), 0);
+        return number ? *number : (failField(field, bytes, place), 0);
     }
     const std::optional<std::int64_t> number = parseBase256(bytes);
-    return number ? static_cast<std::uint64_t>(*number) : (failField(field, bytes, faults), 0);
+    return number ? static_cast<std::uint64_t>(*number) : (failField(field, bytes, place), 0);
 }
 
-std::uint64_t sizeIn(std::string_view block, const Faults& faults) {
-    const std::uint64_t size = numberIn(kSize, block, faults);
+std::uint64_t sizeIn(std::string_view block, const Place& place) {
+    const std::uint64_t size = numberIn(kSize, block, place);
     // Room is left to round up to whole blocks.
     if (size > static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max() - 512)) {
-        failField(kSize, kSize.in(block), faults);
+        failField(kSize, kSize.in(block), place);
     }
     return size;
 }
 
 /// No more than octal digits can tell: readers differ in what they make of a larger one.
-std::uint32_t modeIn(std::string_view block, const Faults& faults) {
-    const std::uint64_t mode = numberIn(kMode, block, faults);
+std::uint32_t modeIn(std::string_view block, const Place& place) {
+    const std::uint64_t mode = numberIn(kMode, block, place);
     if (mode > 077777777) {
-        failField(kMode, kMode.in(block), faults);
+        failField(kMode, kMode.in(block), place);
     }
     return static_cast<std::uint32_t>(mode & 07777U);
 }
 
 /// The bytes before the first NUL; readers that stop there and readers that do not must see the same.
-std::string textIn(const Field& field, std::string_view block, const Faults& faults) {
+std::string textIn(const Field& field, std::string_view block, const Place& place) {
     const std::string_view bytes = field.in(block);
     const std::size_t end = std::min(bytes.find('\0'), bytes.size());
     if (!isZeroBlock(bytes.substr(end))) {
-        failField(field, bytes, faults);
+        failField(field, bytes, place);
     }
     return std::string(bytes.substr(0, end));
 }
 
-void checkChecksum(std::string_view block, const Faults& faults) {
+void checkChecksum(std::string_view block, const Place& place) {
     const std::string_view field = kChecksum.in(block);
     unsigned sum = 8U * ' ';
     for (const char c : block) {
@@ -130,7 +131,7 @@ void checkChecksum(std::string_view block, const Faults& faults) {
         sum -= static_cast<unsigned char>(c);
     }
     if (isBase256(field) || parseOctal(field) != sum) {
-        faults.fail(ErrorKind::damaged, "tar-checksum", "header with a wrong checksum");
+        place.fail(ErrorKind::damaged, "tar-checksum", "header with a wrong checksum");
     }
 }
 
@@ -146,32 +147,32 @@ bool sparseMapContinues(std::string_view block) noexcept {
     return block[kSparseBlockContinues] != '\0';
 }
 
-TarHeader parseTarHeader(std::string_view block, const Faults& faults) {
-    checkChecksum(block, faults);
+TarHeader parseTarHeader(std::string_view block, const Place& place) {
+    checkChecksum(block, place);
     const std::string_view magic = kMagic.in(block);
     if (magic != kPosixMagic && magic != kGnuMagic && !isZeroBlock(magic)) {
-        failField(kMagic, magic, faults);
+        failField(kMagic, magic, place);
     }
     for (const Field& field : kNumbers) {
-        numberIn(field, block, faults);
+        numberIn(field, block, place);
     }
     TarHeader header;
     header.type = block[kType];
-    header.mode = modeIn(block, faults);
-    header.size = sizeIn(block, faults);
-    header.path = textIn(kName, block, faults);
-    header.link = textIn(kLink, block, faults);
+    header.mode = modeIn(block, place);
+    header.size = sizeIn(block, place);
+    header.path = textIn(kName, block, place);
+    header.link = textIn(kLink, block, place);
     if (header.path.empty()) {
-        failField(kName, {}, faults);  // for some readers the end of the archive
+        failField(kName, {}, place);  // for some readers the end of the archive
     }
     if (magic == kPosixMagic && block[kPrefix.offset] != '\0') {
-        const std::string prefix = textIn(kPrefix, block, faults);
+        const std::string prefix = textIn(kPrefix, block, place);
         header.path.insert(0, prefix + (prefix.back() == '/' ? "" : "/"));
     }
     const bool sparse = header.type == 'S' && magic == kGnuMagic;
     // Some readers follow these fields whatever the entry's type is.
     if (magic == kGnuMagic && !sparse && !isZeroBlock(kSparse.in(block))) {
-        failField(kSparse, kSparse.in(block), faults);
+        failField(kSparse, kSparse.in(block), place);
     }
     header.sparseContinues = sparse && block[kSparseContinues] != '\0';
     return header;

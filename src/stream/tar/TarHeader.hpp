@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "stream/base/Fault.hpp"
+#include "stream/base/Place.hpp"
 
 namespace bex::stream {
 
@@ -24,8 +24,8 @@ struct TarHeader {
 bool isZeroBlock(std::string_view block) noexcept;
 
 /// Takes apart a header whose readers all agree: POSIX ustar, GNU or v7 format with the magic to the letter, a
-/// right checksum, well-formed numbers, nothing behind the end of a name. Anything else throws PackageFault.
-TarHeader parseTarHeader(std::string_view block, const Faults& faults);
+/// right checksum, well-formed numbers, nothing behind the end of a name. Anything else throws StreamError.
+TarHeader parseTarHeader(std::string_view block, const Place& place);
 
 /// Whether another block follows one of an old GNU sparse map.
 bool sparseMapContinues(std::string_view block) noexcept;

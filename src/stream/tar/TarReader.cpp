@@ -76,8 +76,8 @@ std::uint64_t mappedBytes(archive_entry* decoded) {
 
 }  // namespace
 
-TarReader::TarReader(Decompressor& bytes, const Limits& limits, Faults faults)
-    : framing_(bytes, limits, faults), faults_(std::move(faults)) {}
+TarReader::TarReader(Decompressor& bytes, const Limits& limits, Place place)
+    : framing_(bytes, limits, place), place_(std::move(place)) {}
 
 bool TarReader::next(Entry& entry) {
     passOver();
@@ -117,7 +117,7 @@ bool TarReader::nextRun(Run& run) {
         }
         // libarchive keeps no map of one block: everything, or nothing but a hole.
         if (sparse_ && stored_ != mapped_ && (mapped_ != 0 || stored_ != size_)) {
-            faults_.fail(ErrorKind::damaged, "tar-sparse", "sparse map that does not fit what is stored", path_);
+            place_.at(path_).fail(ErrorKind::damaged, "tar-sparse", "sparse map that does not fit what is stored");
         }
         return false;
     }
@@ -126,7 +126,8 @@ bool TarReader::nextRun(Run& run) {
     }
     run = {{static_cast<const char*>(data), size}, static_cast<std::uint64_t>(offset)};
     if (run.offset < position_ || run.offset > size_ || size > size_ - run.offset) {
-        faults_.fail(ErrorKind::damaged, "tar-sparse", "sparse map out of order or beyond the file's size", path_);
+        place_.at(path_).fail(ErrorKind::damaged, "tar-sparse",
+                              "sparse map out of order or beyond the file's size");
     }
     position_ = run.offset + size;
     stored_ += size;
@@ -191,7 +192,7 @@ void TarReader::passOver() {
     }
     const auto consumed = static_cast<std::uint64_t>(archive_filter_bytes(reader_.get(), 0));
     if (framing_.left() != 0 || framing_.handedOut() != consumed) {
-        faults_.fail(ErrorKind::damaged, "tar-sparse", "sparse map that does not fit what is stored", path_);
+        place_.at(path_).fail(ErrorKind::damaged, "tar-sparse", "sparse map that does not fit what is stored");
     }
 }
 
@@ -226,8 +227,8 @@ void TarReader::compare(archive_entry* decoded, const Entry& entry) const {
     const bool sameSize = entry.sparse || entry.type != EntryType::file || entry.size == header.size;
     if (textOf(archive_entry_pathname(decoded)) != header.path || textOf(link) != header.link || !sameType ||
         !sameSize || archive_entry_size(decoded) < 0) {
-        faults_.fail(ErrorKind::unsupported, "tar-ambiguous", "headers that readers understand differently",
-                     header.path);
+        place_.at(header.path)
+            .fail(ErrorKind::unsupported, "tar-ambiguous", "headers that readers understand differently");
     }
 }
 
@@ -239,9 +240,9 @@ void TarReader::fail(const std::string& path) {
         throw std::bad_alloc();
     }
     const std::string_view reason = textOf(archive_error_string(reader_.get()));
-    faults_.fail(ErrorKind::damaged, "tar-decode",
-                 "can't be decoded: " + (reason.empty() ? "contents end too early" : escapeForDisplay(reason)),
-                 path);
+    place_.at(path).fail(
+        ErrorKind::damaged, "tar-decode",
+        "can't be decoded: " + (reason.empty() ? "contents end too early" : escapeForDisplay(reason)));
 }
 
 }  // namespace bex::stream

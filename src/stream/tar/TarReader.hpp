@@ -24,7 +24,7 @@ public:
     };
 
     /// `bytes` must outlive this.
-    TarReader(Decompressor& bytes, const Limits& limits, Faults faults);
+    TarReader(Decompressor& bytes, const Limits& limits, Place place);
     TarReader(const TarReader&) = delete;  // libarchive holds its address
     TarReader& operator=(const TarReader&) = delete;
 
@@ -54,7 +54,7 @@ private:
     [[noreturn]] void fail(const std::string& path);
 
     TarFraming framing_;
-    Faults faults_;
+    Place place_;
     std::exception_ptr failure_;  // exceptions must not pass through C
     std::unique_ptr<archive, FreeReader> reader_;
     std::unique_ptr<archive_entry, FreeEntry> decoded_;  // the current entry as libarchive reads it

@@ -6,8 +6,7 @@
 #include <cerrno>
 #include <new>
 
-#include "bex/stream/Escape.hpp"
-#include "bex/stream/StreamError.hpp"
+#include "stream/base/Place.hpp"
 
 namespace bex::stream {
 
@@ -81,8 +80,7 @@ void TarWriter::fill(const Entry& entry) {
             archive_entry_set_filetype(e, AE_IFDIR);
             break;
         default:
-            throw StreamError(ErrorKind::invalidInput,
-                              escapeForDisplay(entry.path) + ": is of a type that a package can't hold");
+            throw invalidInput(entry.path, "is of a type that a package can't hold");
     }
     archive_entry_set_perm(e, entry.mode);
     archive_entry_set_mtime(e, entry.mtime, 0);
@@ -94,7 +92,8 @@ void TarWriter::fill(const Entry& entry) {
 
 void TarWriter::write(const char* data, std::size_t size) {
     if (size > missing_) {
-        throw StreamError(ErrorKind::inputOutput, escapeForDisplay(path_) + ": has more content than was said");
+        Place(path_).fail(ErrorKind::inputOutput, codeOf(ErrorKind::inputOutput),
+                          "has more content than was said");
     }
     if (size > 0) {
         require(archive_write_data(archive_.get(), data, size) == static_cast<la_ssize_t>(size));
@@ -104,7 +103,8 @@ void TarWriter::write(const char* data, std::size_t size) {
 
 void TarWriter::requireContentIsComplete() const {
     if (missing_ != 0) {  // libarchive would fill up with zeros without a word
-        throw StreamError(ErrorKind::inputOutput, escapeForDisplay(path_) + ": has less content than was said");
+        Place(path_).fail(ErrorKind::inputOutput, codeOf(ErrorKind::inputOutput),
+                          "has less content than was said");
     }
 }
 
@@ -122,9 +122,8 @@ void TarWriter::require(bool succeeded) const {
     }
     if (!succeeded) {
         const char* reason = archive_error_string(archive_.get());
-        throw StreamError(ErrorKind::invalidInput, escapeForDisplay(path_) +
-                                                       ": can't be stored in a tar archive: " +
-                                                       (reason != nullptr ? reason : "unknown error"));
+        throw invalidInput(path_, std::string("can't be stored in a tar archive: ") +
+                                      (reason != nullptr ? reason : "unknown error"));
     }
 }
 

@@ -4,10 +4,11 @@
 #include <utility>
 
 #include "stream/base/Ascii.hpp"
+#include "stream/base/Place.hpp"
 
 namespace bex::stream {
 
-Digests::Digests(const std::vector<Md5sum>& sums, Faults control, Faults payload)
+Digests::Digests(const std::vector<Md5sum>& sums, Place control, Place payload)
     : control_(std::move(control)), payload_(std::move(payload)) {
     listed_.reserve(sums.size());
     for (const Md5sum& sum : sums) {
@@ -21,8 +22,8 @@ Digests::Digests(const std::vector<Md5sum>& sums, Faults control, Faults payload
         if (first.path != next.path) {
             return false;
         }
-        control_.refuse(ErrorKind::damaged, "md5-doubled", quotedName(std::string(next.path)) + " is there twice",
-                        "md5sums");
+        control_.at("md5sums").refuse(ErrorKind::damaged, "md5-doubled",
+                                      quotedName(std::string(next.path)) + " is there twice");
         return true;
     };
     listed_.erase(std::unique(listed_.begin(), listed_.end(), samePath), listed_.end());
@@ -47,7 +48,7 @@ void Digests::takeFile(const Entry& entry, const std::string& path, const std::s
     if (listed == nullptr) {
         others_[path] = digest;
         if (!listedElsewhere) {
-            payload_.refuse(ErrorKind::damaged, "md5-unlisted", "is not in md5sums", entry.path);
+            payload_.at(entry.path).refuse(ErrorKind::damaged, "md5-unlisted", "is not in md5sums");
         }
         return;
     }
@@ -55,8 +56,9 @@ void Digests::takeFile(const Entry& entry, const std::string& path, const std::s
     const std::string expected = lowerCase(listed->digest);
     if (expected != digest) {
         others_[path] = digest;
-        payload_.refuse(ErrorKind::damaged, "md5-mismatch",
-                        "has MD5 sum " + digest + ", not " + expected + " as in md5sums", entry.path);
+        payload_.at(entry.path)
+            .refuse(ErrorKind::damaged, "md5-mismatch",
+                    "has MD5 sum " + digest + ", not " + expected + " as in md5sums");
     }
 }
 
@@ -74,8 +76,8 @@ void Digests::takeHardLink(const Entry& entry, const std::string& path, const st
 void Digests::finish() const {
     for (const Listed& listed : listed_) {
         if (!listed.seen) {
-            control_.refuse(ErrorKind::damaged, "md5-missing",
-                            quotedName(std::string(listed.path)) + " is no file of the payload", "md5sums");
+            control_.at("md5sums").refuse(ErrorKind::damaged, "md5-missing",
+                                          quotedName(std::string(listed.path)) + " is no file of the payload");
         }
     }
 }

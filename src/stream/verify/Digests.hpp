@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "bex/stream/Entry.hpp"
-#include "stream/base/Fault.hpp"
+#include "stream/base/Place.hpp"
 #include "stream/control/Md5sums.hpp"
 
 namespace bex::stream {
@@ -16,9 +16,9 @@ namespace bex::stream {
 /// its lines, and with the files that it does not list or has wrong.
 class Digests {
 public:
-    /// `control` and `payload` report faults of the list and of the entries. Reports paths that are there twice.
+    /// `control` and `payload` report place of the list and of the entries. Reports paths that are there twice.
     /// The text that `sums` are views of must outlive this.
-    Digests(const std::vector<Md5sum>& sums, Faults control, Faults payload);
+    Digests(const std::vector<Md5sum>& sums, Place control, Place payload);
 
     /// Tells of a file of the payload. `path` is its path in plainPath() form; `listedElsewhere`: it need not be
     /// in the list.
@@ -42,8 +42,8 @@ private:
     std::vector<Listed> listed_;                 // sorted by path
     std::deque<std::string> respelled_;          // paths that do not stand in the text in plainPath() form
     std::map<std::string, std::string> others_;  // digests of files whose listed one does not tell it
-    Faults control_;
-    Faults payload_;
+    Place control_;
+    Place payload_;
 };
 
 }  // namespace bex::stream

@@ -1,30 +1,29 @@
 #pragma once
 
-#include <string>
 #include <utility>
 #include <vector>
 
 #include "bex/stream/Finding.hpp"
-#include "stream/base/Fault.hpp"
+#include "stream/base/Place.hpp"
 
 namespace bex::stream {
 
 /// Collects what is wrong with a package and lets the reader go on.
-class Findings final : public FaultHandler {
+class Findings final : public ErrorHandler {
 public:
-    void refuse(const std::string&, const Fault& fault) override { add(fault); }
-    void note(const std::string&, const Fault& fault) override { add(fault); }
+    /// Both throw StreamError (`limitExceeded`) where there are 100000 findings already.
+    void refuse(const ErrorRecord& error) override { add(Severity::error, error); }
+    void note(const ErrorRecord& error) override { add(Severity::warning, error); }
 
-    /// Throws StreamError (`limitExceeded`) where there are 100000 already.
-    void add(const Fault& fault);
-
-    /// A failure that ended a step of the reading. Throws it again when it is not the package's fault. One that
-    /// another step ended with, too, is listed once. `place` begins the messages about the member.
-    void addFailure(const StreamError& failure, const std::string& member, const std::string& place);
+    /// Lists the error that ended a step of the reading; once, if another step ended with it, too. Throws it again
+    /// when it is not the package's fault.
+    void addFailure(const StreamError& failure);
 
     std::vector<Finding> take() { return std::move(list_); }
 
 private:
+    void add(Severity severity, const ErrorRecord& error);
+
     std::vector<Finding> list_;
 };
 

@@ -33,12 +33,12 @@ void addZeros(Md5& sum, std::uint64_t count) {
 
 }  // namespace
 
-void PayloadCheck::expectConffiles(std::string_view text, const Faults& control) {
+void PayloadCheck::expectConffiles(std::string_view text, const Place& control) {
     conffiles_.emplace(text, control);
 }
 
-void PayloadCheck::expectDigests(const std::vector<Md5sum>& sums, const Faults& control) {
-    digests_.emplace(sums, control, faults_);
+void PayloadCheck::expectDigests(const std::vector<Md5sum>& sums, const Place& control) {
+    digests_.emplace(sums, control, place_);
 }
 
 void PayloadCheck::run() {
@@ -56,13 +56,13 @@ void PayloadCheck::run() {
 
 void PayloadCheck::check(const Entry& entry) {
     if (!isPlainText(entry.path) || !isPlainText(entry.linkTarget)) {
-        faults_.note("path-characters", "has a name or target that programs show differently", entry.path);
+        place_.at(entry.path).note("path-characters", "has a name or target that programs show differently");
     }
     if (hasForeignRoot(entry.path) || (entry.type == EntryType::hardlink && hasForeignRoot(entry.linkTarget))) {
-        faults_.note("path-drive", "begins with a backslash or a drive, which bsdtar cuts off", entry.path);
+        place_.at(entry.path).note("path-drive", "begins with a backslash or a drive, which bsdtar cuts off");
     }
     if (!isPlainText(entry.owner) || !isPlainText(entry.group)) {
-        faults_.note("owner-characters", "has an owner or group that programs show differently", entry.path);
+        place_.at(entry.path).note("owner-characters", "has an owner or group that programs show differently");
     }
     const std::string path = plainPath(entry.path);
     if (conffiles_) {

@@ -13,11 +13,11 @@ namespace bex::stream {
 /// Reads every byte of the payload and holds its entries against what the control archive says of them.
 class PayloadCheck {
 public:
-    PayloadCheck(PackageStream& stream, Faults faults) : stream_(stream), faults_(std::move(faults)) {}
+    PayloadCheck(PackageStream& stream, Place place) : stream_(stream), place_(std::move(place)) {}
 
     /// Before the payload is read: what "conffiles" and "md5sums" of the control archive list.
-    void expectConffiles(std::string_view text, const Faults& control);
-    void expectDigests(const std::vector<Md5sum>& sums, const Faults& control);
+    void expectConffiles(std::string_view text, const Place& control);
+    void expectDigests(const std::vector<Md5sum>& sums, const Place& control);
 
     /// Reads to the end. Throws as PackageStream::next().
     void run();
@@ -28,7 +28,7 @@ private:
     std::string readAll(const Entry& entry, bool digest);
 
     PackageStream& stream_;
-    Faults faults_;
+    Place place_;
     std::optional<Conffiles> conffiles_;
     std::optional<Digests> digests_;
 };

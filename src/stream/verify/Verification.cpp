@@ -1,6 +1,7 @@
 #include "stream/verify/Verification.hpp"
 
 #include "bex/stream/ControlParagraph.hpp"
+#include "stream/base/Place.hpp"
 #include "stream/control/Md5sums.hpp"
 #include "stream/reader/ControlArchive.hpp"
 #include "stream/verify/PayloadCheck.hpp"
@@ -8,65 +9,61 @@
 namespace bex::stream {
 
 Verification::Verification(const std::string& path, const ReadOptions& options, System& system)
-    : stream_(path, options, system, findings_) {
+    : stream_(Place(path, findings_), options, system) {
     stream_.beStrict();  // or what passes here might be refused by dpkg-deb
 }
 
 std::vector<Finding> Verification::run() {
-    attempt("", [&] { stream_.checkStructure(); });
-    attempt("control.tar", [&] { checkControl(); });
-    attempt("data.tar", [&] { checkPayload(); });
+    attempt([&] { stream_.checkStructure(); });
+    attempt([&] { checkControl(); });
+    attempt([&] { checkPayload(); });
     return findings_.take();
 }
 
-/// `stem` begins the name of the member that the step reads.
 template <typename Step>
-void Verification::attempt(const std::string& stem, Step step) {
+void Verification::attempt(Step step) {
     try {
         step();
     } catch (const StreamError& failure) {
-        const std::string member = stem.empty() ? stem : memberWith(stem);
-        findings_.addFailure(failure, member, faultsIn(member).place());
+        findings_.addFailure(failure);
     }
 }
 
-std::string Verification::memberWith(std::string_view stem) const {
+Place Verification::placeOf(const std::string& stem) {
+    std::string name = stem;
     for (const Member& member : stream_.members()) {
         if (member.name.compare(0, stem.size(), stem) == 0) {
-            return member.name;
+            name = member.name;
+            break;
         }
     }
-    return std::string(stem);
-}
-
-Faults Verification::faultsIn(const std::string& member) {
-    return Faults(stream_.name(), findings_).in(member);
+    return Place(stream_.name(), findings_).in(name);
 }
 
 void Verification::checkControl() {
     control_ = stream_.readControl();
-    const Faults faults = faultsIn(memberWith("control.tar"));
     const ControlMember& control = *findMember(control_, "control");
+    const Place place = placeOf("control.tar").at(control.entry.path);
     try {
         for (const std::string& fault : ControlParagraph::parse(control.contents, "control").faults()) {
-            faults.refuse(ErrorKind::damaged, "field", fault, control.entry.path);
+            place.refuse(ErrorKind::damaged, "field", fault);
         }
     } catch (const StreamError& failure) {
-        faults.refuse(ErrorKind::damaged, "control-syntax", failure.getMessage(), control.entry.path);
+        place.refuse(ErrorKind::damaged, "control-syntax", failure.what());
     }
 }
 
 void Verification::checkPayload() {
-    const Faults faults = faultsIn(memberWith("control.tar"));
-    PayloadCheck check(stream_, faultsIn(memberWith("data.tar")));
+    const Place place = placeOf("control.tar");
+    PayloadCheck check(stream_, placeOf("data.tar"));
     if (const ControlMember* conffiles = findMember(control_, "conffiles")) {
-        check.expectConffiles(conffiles->contents, faults);
+        check.expectConffiles(conffiles->contents, place);
     }
     if (const ControlMember* md5sums = findMember(control_, "md5sums")) {
         try {
-            check.expectDigests(parseMd5sums(md5sums->contents, "md5sums"), faults);
+            check.expectDigests(parseMd5sums(md5sums->contents, "md5sums"), place);
         } catch (const StreamError& failure) {
-            faults.refuse(ErrorKind::damaged, "md5-syntax", failure.getMessage(), md5sums->entry.path);
+            place.at(md5sums->entry.path).refuse(ErrorKind::damaged, "md5-syntax", failure.what());
         }
     }
     check.run();

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "stream/reader/PackageStream.hpp"
@@ -18,9 +17,9 @@ public:
 
 private:
     template <typename Step>
-    void attempt(const std::string& stem, Step step);
-    std::string memberWith(std::string_view stem) const;
-    Faults faultsIn(const std::string& member);
+    void attempt(Step step);
+    /// The member whose name begins so.
+    Place placeOf(const std::string& stem);
     void checkControl();
     void checkPayload();
 

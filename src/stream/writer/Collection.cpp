@@ -2,8 +2,6 @@
 
 #include <algorithm>
 
-#include "bex/stream/Escape.hpp"
-
 namespace bex::stream {
 
 std::string_view Collection::relativePath(const SourceEntry& entry) const noexcept {
@@ -25,8 +23,8 @@ std::string Collection::sourcePath(const SourceEntry& entry) const {
     return path;
 }
 
-std::string Collection::describeSource(const SourceEntry& entry) const {
-    return entry.isFromDisk() ? escapeForDisplay(sourcePath(entry)) : "what was added from memory";
+std::string Collection::sourceName(const SourceEntry& entry) const {
+    return entry.isFromDisk() ? sourcePath(entry) : "what was added from memory";
 }
 
 }  // namespace bex::stream

@@ -74,8 +74,8 @@ struct Collection {
     /// Where the entry stands on disk, as the caller named its tree. Only for what is from disk.
     std::string sourcePath(const SourceEntry& entry) const;
 
-    /// The source for messages, escaped.
-    std::string describeSource(const SourceEntry& entry) const;
+    /// The source for messages, as it is: its path, or words for bytes from memory.
+    std::string sourceName(const SourceEntry& entry) const;
 };
 
 }  // namespace bex::stream

@@ -7,7 +7,7 @@
 #include <string>
 
 #include "bex/stream/StreamError.hpp"
-#include "stream/system/Failure.hpp"
+#include "stream/base/Place.hpp"
 #include "stream/system/OpenLongPath.hpp"
 
 namespace bex::stream {
@@ -137,7 +137,7 @@ void FileReader::failCall(const SourceEntry& file, const char* action, int error
 }
 
 void FileReader::fail(const SourceEntry& file, const char* reason) const {
-    throw StreamError(ErrorKind::inputOutput, collection_.describeSource(file) + ": " + reason);
+    Place(collection_.sourceName(file)).fail(ErrorKind::inputOutput, "source-changed", reason);
 }
 
 }  // namespace bex::stream

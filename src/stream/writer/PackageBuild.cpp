@@ -1,11 +1,13 @@
 #include "stream/writer/PackageBuild.hpp"
 
+#include <algorithm>
+#include <iterator>
 #include <string_view>
 #include <utility>
 #include <vector>
 
-#include "bex/stream/StreamError.hpp"
 #include "stream/ar/ArWriter.hpp"
+#include "stream/base/Place.hpp"
 #include "stream/base/ProgressMeter.hpp"
 #include "stream/base/WorkPool.hpp"
 #include "stream/writer/ControlArchiveWriter.hpp"
@@ -16,7 +18,8 @@ namespace bex::stream {
 
 namespace {
 
-constexpr std::string_view kFormatVersion = "2.0\n";
+constexpr std::string_view kFormatVersionText = "2.0\n";
+constexpr const char* kMandatoryFields[] = {"Package", "Version", "Architecture", "Maintainer", "Description"};
 
 int defaultLevelOf(Compression compression) noexcept {
     return compression == Compression::zstd ? 3 : 6;
@@ -29,7 +32,10 @@ const Collection& requireSoundControl(const Collection& collection) {
         faults += (faults.empty() ? "control: " : "\ncontrol: ") + fault;
     }
     if (!faults.empty()) {
-        throw StreamError(ErrorKind::invalidInput, faults);
+        const bool missing =
+            std::any_of(std::begin(kMandatoryFields), std::end(kMandatoryFields),
+                        [&](const char* name) { return collection.control.find(name) == nullptr; });
+        Place("").fail(ErrorKind::invalidInput, missing ? "field-missing" : "field", faults);
     }
     return collection;
 }
@@ -42,7 +48,7 @@ PackageBuild::PackageBuild(const Collection& collection, const WriteOptions& opt
       system_(system),
       plan_(collection, options) {
     if (options.md5sums && collection.controlMembers.count("md5sums") != 0) {
-        throw StreamError(ErrorKind::invalidInput, "md5sums: is both given and to be made");
+        throw invalidInput("md5sums", "given as a control member; pass --no-md5sums to keep it");
     }
     requireFits();
 }
@@ -70,7 +76,7 @@ WriteResult PackageBuild::writeTo(Sink& out, const std::string& temporaryFolder)
         compressed.finish();
     }
     ArWriter package(out, plan_.newestTime());
-    package.addMember("debian-binary", kFormatVersion);
+    package.addMember("debian-binary", kFormatVersionText);
     package.addMember(memberName("control"),
                       makeControlArchive(controlFiles(payload.takeMd5sums()), plan_.newestTime(), settings()));
     package.beginMember(memberName("data"), spool.size());

@@ -4,14 +4,14 @@
 #include <cstddef>
 
 #include "bex/stream/Escape.hpp"
-#include "bex/stream/StreamError.hpp"
+#include "stream/base/Place.hpp"
 
 namespace bex::stream {
 
 namespace {
 
 [[noreturn]] void refuse(std::string_view given, const char* reason) {
-    throw StreamError(ErrorKind::invalidInput, "\"" + escapeForDisplay(given) + "\": " + reason);
+    throw invalidInput("", quotedName(std::string(given)) + ": " + reason);
 }
 
 bool hasParentComponent(std::string_view plain) {

@@ -7,7 +7,7 @@
 #include <tuple>
 
 #include "bex/stream/Escape.hpp"
-#include "bex/stream/StreamError.hpp"
+#include "stream/base/Place.hpp"
 #include "stream/writer/Owners.hpp"
 #include "stream/writer/PackagePath.hpp"
 #include "stream/writer/Pattern.hpp"
@@ -28,8 +28,7 @@ std::optional<std::int64_t> latestTimeOf(const WriteOptions& options) {
     const char* end = text + std::strlen(text);
     const auto [stopped, failure] = std::from_chars(text, end, time);
     if (failure != std::errc() || stopped != end) {
-        throw StreamError(ErrorKind::invalidInput,
-                          "SOURCE_DATE_EPOCH: \"" + escapeForDisplay(text) + "\" is no number of seconds");
+        throw invalidInput("SOURCE_DATE_EPOCH", quotedName(text) + " is no number of seconds");
     }
     return time;
 }
@@ -77,12 +76,15 @@ void Plan::arrange(const std::vector<const SourceEntry*>& sorted) {
     }
 }
 
+Place Plan::placeOf(const SourceEntry& entry) const {
+    return Place(collection_.sourceName(entry)).at(storedPath(entry.path, entry.type));
+}
+
 void Plan::replaceDirectory(const SourceEntry& later) {
     const SourceEntry& earlier = *planned_.back().source;
     if (earlier.type != EntryType::directory || later.type != EntryType::directory) {
-        throw StreamError(ErrorKind::invalidInput, collection_.describeSource(later) + ": " + shown(later) +
-                                                       ": the path is taken by " +
-                                                       collection_.describeSource(earlier));
+        throw placeOf(later).error(ErrorKind::invalidInput, "path-taken",
+                                   "the path is taken by " + escapeForDisplay(collection_.sourceName(earlier)));
     }
     planned_.back().source = &later;
 }
@@ -90,9 +92,9 @@ void Plan::replaceDirectory(const SourceEntry& later) {
 void Plan::addMissingParents(const SourceEntry& entry) {
     const SourceEntry* last = planned_.empty() ? nullptr : planned_.back().source;
     if (last != nullptr && last->type != EntryType::directory && isWithin(entry.path, last->path)) {
-        throw StreamError(ErrorKind::invalidInput, collection_.describeSource(entry) + ": " + shown(entry) +
-                                                       ": needs a directory where " + shown(*last) + " from " +
-                                                       collection_.describeSource(*last) + " stands");
+        throw placeOf(entry).error(ErrorKind::invalidInput, "path-taken",
+                                   "needs a directory where " + shown(*last) + " from " +
+                                       escapeForDisplay(collection_.sourceName(*last)) + " stands");
     }
     if (last == nullptr && !entry.path.empty()) {
         addParent("");
@@ -162,7 +164,7 @@ Plan::Planned* Plan::find(const std::string& path) {
 
 void Plan::markConffiles() {
     const auto refuse = [](const std::string& path, const char* reason) {
-        throw StreamError(ErrorKind::invalidInput, "conffiles: \"/" + escapeForDisplay(path) + "\" " + reason);
+        throw invalidInput("conffiles", quotedName('/' + path) + ' ' + reason);
     };
     for (const std::string& path : collection_.conffiles) {
         Planned* file = find(path);

@@ -12,6 +12,7 @@
 
 #include "bex/stream/Entry.hpp"
 #include "bex/stream/WriteOptions.hpp"
+#include "stream/base/Place.hpp"
 #include "stream/writer/Collection.hpp"
 
 namespace bex::stream {
@@ -55,6 +56,7 @@ private:
     void arrange(const std::vector<const SourceEntry*>& sorted);
     void addMissingParents(const SourceEntry& entry);
     void addParent(std::string_view path);
+    Place placeOf(const SourceEntry& entry) const;
     void replaceDirectory(const SourceEntry& later);
     void findLinks();
     void chooseTimes();

@@ -7,7 +7,7 @@
 #include <utility>
 
 #include "bex/stream/StreamError.hpp"
-#include "stream/system/Failure.hpp"
+#include "stream/base/Place.hpp"
 #include "stream/system/TemporaryName.hpp"
 
 namespace bex::stream {

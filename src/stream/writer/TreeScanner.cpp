@@ -10,8 +10,8 @@
 
 #include "bex/stream/Escape.hpp"
 #include "bex/stream/StreamError.hpp"
+#include "stream/base/Place.hpp"
 #include "stream/system/Descriptor.hpp"
-#include "stream/system/Failure.hpp"
 #include "stream/system/OpenLongPath.hpp"
 #include "stream/writer/PackagePath.hpp"
 
@@ -93,7 +93,7 @@ std::string joined(std::string_view folder, std::string_view name) {
 }
 
 [[noreturn]] void refuse(std::string_view where, const std::string& reason) {
-    throw StreamError(ErrorKind::invalidInput, escapeForDisplay(where) + ": " + reason);
+    throw invalidInput(std::string(where), reason);
 }
 
 }  // namespace
@@ -141,8 +141,8 @@ void TreeScanner::scanFolder(int root, const SourceEntry& folder) {
         fail(folder, "open the directory", errno);
     }
     if (status.st_dev != folder.device || status.st_ino != folder.inode) {
-        throw StreamError(ErrorKind::inputOutput,
-                          collection_.describeSource(folder) + ": was replaced while the tree was read");
+        Place(collection_.sourceName(folder))
+            .fail(ErrorKind::inputOutput, "source-changed", "was replaced while the tree was read");
     }
     const Folder names(system_.fdopendir(opened.get()), CloseFolder{&system_});
     if (!names) {

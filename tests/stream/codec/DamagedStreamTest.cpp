@@ -28,7 +28,7 @@ Outcome outcomeOf(const std::string& stream, Compression compression, unsigned t
         drain(*openDecompressor(source, compression, "it", {threads, limits}), outcome.data);
     } catch (const stream::StreamError& failure) {
         outcome.kind = failure.kind();
-        outcome.failure = failure.getMessage();
+        outcome.failure = failure.what();
     }
     return outcome;
 }

@@ -182,8 +182,8 @@ std::vector<std::string> findingsOf(const std::string& bytes, const ReadOptions&
         if (documented.find("\n| `" + finding.code + "` |") == std::string::npos) {
             throw std::runtime_error("docs/findings.md does not list " + finding.code);
         }
-        lines.push_back(finding.code + '|' + finding.member + '|' + escapeForDisplay(finding.path) + '|' +
-                        finding.text);
+        lines.push_back(finding.code + '|' + finding.member + '|' + escapeForDisplay(finding.entry) + '|' +
+                        finding.reason);
     }
     return lines;
 }

@@ -28,11 +28,11 @@ std::string largePackage(stream::Compression compression = stream::Compression::
 template <typename Use>
 std::size_t readsOf(const std::string& path, Use use) {
     FailingSystem system;
-    stream::ThrowingFaults faults;
+
     stream::ReadOptions options;
     options.threads = 1;
     system.limitTransfers(4096);
-    stream::PackageStream package(path, options, system, faults);
+    stream::PackageStream package(path, options, system);
     package.checkStructure();
     package.readControl();
     use(package);

@@ -70,7 +70,8 @@ TEST(AtomicFile, SyncsContentsBeforeAndFolderAfterTheRename) {
 TEST(AtomicFile, RefusesFoldersAndASystemThatTakesNothing) {
     const TemporaryDirectory folder;
     std::filesystem::create_directory(folder / "folder");
-    for (const std::string& path : {std::string(), folder / "folder", folder / "folder/", folder / "folder/.."}) {
+    EXPECT_EQ(failureOf([] { replace("", "new"); }), "is not a regular file");
+    for (const std::string& path : {folder / "folder", folder / "folder/", folder / "folder/.."}) {
         EXPECT_EQ(failureOf([&] { replace(path, "new"); }), path + ": is not a regular file");
     }
     FailingSystem system;

@@ -1,0 +1,93 @@
+#include "stream/base/Place.hpp"
+
+#include <array>
+#include <cstring>
+
+#include "bex/stream/Escape.hpp"
+
+namespace bex::stream {
+
+namespace {
+
+std::string systemReason(const std::string& action, int errorNumber) {
+    // GNU's strerror_r: the text is in the buffer or in memory that lives for ever.
+    std::array<char, 128> buffer = {};
+    return "can't " + action + ": " + strerror_r(errorNumber, buffer.data(), buffer.size());
+}
+
+}  // namespace
+
+Place Place::in(std::string member) const {
+    Place inside = *this;
+    inside.member_ = std::move(member);
+    return inside;
+}
+
+Place Place::at(std::string entry) const {
+    Place inside = *this;
+    inside.entry_ = std::move(entry);
+    return inside;
+}
+
+ErrorRecord Place::record(ErrorKind kind, std::string code, std::string reason) const {
+    ErrorRecord record;
+    record.kind = kind;
+    record.code = std::move(code);
+    record.package = package_;
+    record.member = member_;
+    record.entry = entry_;
+    record.reason = std::move(reason);
+    return record;
+}
+
+void Place::fail(ErrorKind kind, std::string code, std::string reason) const {
+    throw error(kind, std::move(code), std::move(reason));
+}
+
+void Place::failLimit(std::string limit, std::string reason) const {
+    ErrorRecord record = this->record(ErrorKind::limitExceeded, "limit", std::move(reason));
+    record.limit = std::move(limit);
+    throw StreamError(std::move(record));
+}
+
+void Place::failSystem(const std::string& action, int errorNumber) const {
+    ErrorRecord record =
+        this->record(ErrorKind::inputOutput, codeOf(ErrorKind::inputOutput), systemReason(action, errorNumber));
+    record.systemError = errorNumber;
+    throw StreamError(std::move(record));
+}
+
+void Place::refuse(ErrorKind kind, std::string code, std::string reason) const {
+    ErrorRecord error = record(kind, std::move(code), std::move(reason));
+    if (handler_ == nullptr) {
+        throw StreamError(std::move(error));
+    }
+    handler_->refuse(error);
+}
+
+void Place::note(std::string code, std::string reason) const {
+    if (handler_ != nullptr) {
+        handler_->note(record(ErrorKind::damaged, std::move(code), std::move(reason)));
+    }
+}
+
+StreamError systemFailure(std::string where, const std::string& action, int errorNumber) {
+    ErrorRecord record;
+    record.kind = ErrorKind::inputOutput;
+    record.code = codeOf(record.kind);
+    record.package = std::move(where);
+    record.reason = systemReason(action, errorNumber);
+    record.systemError = errorNumber;
+    return StreamError(std::move(record));
+}
+
+StreamError invalidInput(std::string where, std::string reason) {
+    return Place(std::move(where))
+        .error(ErrorKind::invalidInput, codeOf(ErrorKind::invalidInput), std::move(reason));
+}
+
+std::string quotedName(const std::string& text) {
+    return '"' + escapeForDisplay(text) + '"';
+}
+
+}  // namespace bex::stream

@@ -1,0 +1,74 @@
+#pragma once
+
+#include <string>
+#include <utility>
+
+#include "bex/stream/StreamError.hpp"
+
+namespace bex::stream {
+
+/// Decides what follows from an error that the reader could read past.
+class ErrorHandler {
+public:
+    virtual ~ErrorHandler() = default;
+
+    /// The package is not fit to be used. Throws, or returns when the reader is to go on all the same.
+    virtual void refuse(const ErrorRecord& error) = 0;
+    /// Other readers may see this differently; this one can live with it.
+    virtual void note(const ErrorRecord& error) = 0;
+};
+
+/// Where in a package the work is, and how errors about this place are reported. A value; copies share the
+/// handler, which must outlive them.
+class Place {
+public:
+    /// A place whose errors are thrown and whose notes are dropped. `package` is its name as it came.
+    Place(std::string package) : package_(std::move(package)) {}  // not explicit: a name says where it is
+    Place(const char* package) : package_(package) {}
+    Place(std::string package, ErrorHandler& handler) : package_(std::move(package)), handler_(&handler) {}
+
+    /// The member of that name in this package.
+    Place in(std::string member) const;
+    /// The entry of that path, as stored, in this member.
+    Place at(std::string entry) const;
+
+    const std::string& package() const noexcept { return package_; }
+
+    /// The error about this place, for callers that throw it themselves or add to it.
+    ErrorRecord record(ErrorKind kind, std::string code, std::string reason) const;
+    StreamError error(ErrorKind kind, std::string code, std::string reason) const {
+        return StreamError(record(kind, std::move(code), std::move(reason)));
+    }
+
+    /// Throws the error, whatever the handler is.
+    [[noreturn]] void fail(ErrorKind kind, std::string code, std::string reason) const;
+    /// Throws `limitExceeded` with the code "limit"; `limit` is a field of Limits.
+    [[noreturn]] void failLimit(std::string limit, std::string reason) const;
+    /// Throws `inputOutput` "can't ACTION: REASON" with the system's text for the error number.
+    [[noreturn]] void failSystem(const std::string& action, int errorNumber) const;
+    /// Hands the error to the handler; returns where the handler lets the reader go on.
+    void refuse(ErrorKind kind, std::string code, std::string reason) const;
+    /// Hands a remark to the handler.
+    void note(std::string code, std::string reason) const;
+
+private:
+    std::string package_;
+    std::string member_;
+    std::string entry_;
+    ErrorHandler* handler_ = nullptr;
+};
+
+/// The code of an error that has none of its own: the kind's word, such as "invalid-input".
+const char* codeOf(ErrorKind kind) noexcept;
+
+/// An `inputOutput` error "WHERE: can't ACTION: REASON", with the system's text for the error number. `where` is a
+/// path as it is.
+StreamError systemFailure(std::string where, const std::string& action, int errorNumber);
+
+/// An `invalidInput` error "WHERE: REASON". `where` is a path or another name, as it is, or "".
+StreamError invalidInput(std::string where, std::string reason);
+
+/// The text escaped and in double quotes, for messages.
+std::string quotedName(const std::string& text);
+
+}  // namespace bex::stream
