@@ -87,6 +87,23 @@ def figures(bench, load):
     return "\n".join(parts)
 
 
+# What the front page shows, by the races' titles.
+FRONT = {
+    "Build C1": "Build a package of 20,000 small files",
+    "Build C2": "Build a package of 900 executables",
+    "Extract C2, made by bex": "Extract the executables",
+    "List and verify C2, made by bex": "List them",
+}
+
+
+def front(bench):
+    """Bars for readers in a hurry: each race of FRONT with what packagers would use instead."""
+    peers = ("dpkg-deb", "dpkg-deb -c", "bex", "bex list", "bsdtar", "bsdtar -t", "bsdtar (payload alone)")
+    return [(FRONT[table.title], [(c.name, value, f"{value:.2f}") for c in table.contenders if c.name in peers
+                                  for value in [table.ratio(c.name, "elapsed").median]])
+            for table in bench.tables if table.title in FRONT]
+
+
 def draw(bench):
     """Names and contents of the plots."""
     drawings = {}
@@ -99,6 +116,7 @@ def draw(bench):
                     for value in [table.ratio(c.name, what).median]]
             groups.append((table.title, rows))
         drawings[f"performance-{what}.svg"] = plots.bars(f"{word}, dpkg-deb = 1 (shorter is better)", groups)
+    drawings["performance-front.svg"] = plots.bars("Elapsed time, dpkg-deb = 1 (shorter is better)", front(bench))
     for unit in ("bytes", "entries"):
         lines = [(growth.name.split(",")[0], [point[:2] for point in growth.points])
                  for growth in bench.growths if growth.unit == unit]
