@@ -4,14 +4,30 @@ umask 022
 # The fields that a package needs, as options.
 fields=(--name hello --version 1:1.0-1 --arch all --maintainer 'Ann Lee <ann@example.org>' --description 'says hello')
 
+# TREE [OPTION...]: a package of the tree with those fields.
+build() {
+    bex build "${fields[@]}" "$@"
+}
+
+# COMMAND ARGUMENTS...: the command with each string of arguments in turn; all have to end alike.
+each() {
+    local arguments ended status=
+    for arguments in "${@:2}"; do
+        $1 $arguments
+        ended=$?
+        [ "${status:=$ended}" = $ended ] || echo "$arguments: ends with $ended, not $status"
+    done
+    return $status
+}
+
 # A small tree with all that a package may hold.
 tree() {
     mkdir -p tree/DEBIAN tree/etc tree/usr/bin
     printf 'x=1\n' >tree/etc/tool.conf
     printf '#!/bin/sh\necho hello\n' >tree/usr/bin/tool
     chmod 755 tree/usr/bin/tool
-    ln tree/usr/bin/tool tree/usr/bin/twin
-    ln -s tool tree/usr/bin/link
+    ln -f tree/usr/bin/tool tree/usr/bin/twin
+    ln -sf tool tree/usr/bin/link
     printf '/etc/tool.conf\n' >tree/DEBIAN/conffiles
     printf '#!/bin/sh\nexit 0\n' >tree/DEBIAN/postinst
     cat >tree/DEBIAN/control <<'END'
@@ -33,12 +49,12 @@ hello() {
 
 # NAME: odd.bex with one file of that name.
 odd() {
-    mkdir odd && printf 'odd\n' >"odd/$1" && bex build odd odd.bex "${fields[@]}" >/dev/null
+    mkdir -p odd && printf 'odd\n' >"odd/$1" && build odd odd.bex >/dev/null
 }
 
 # TAR: odd.bex with the tar archive as its payload, whatever that holds.
 crafted() {
-    mkdir none && bex build none odd.bex "${fields[@]}" --compression none --no-md5sums >/dev/null &&
+    mkdir none && build none odd.bex --compression none --no-md5sums >/dev/null &&
         ar d odd.bex data.tar && cp "$1" data.tar && ar q odd.bex data.tar
 }
 
@@ -51,6 +67,6 @@ cut_to() {
 took() {
     mkdir -p none
     for value in "${@:2}"; do
-        bex build none none.bex "${fields[@]}" --field "$1=$value" >/dev/null
+        build none none.bex --field "$1=$value" >/dev/null
     done
 }
