@@ -9,9 +9,9 @@ namespace bex::fuzz {
 namespace {
 
 /// A package object that releases the records which opening leaves to the caller.
-class Package : public ZRBex {
+class OwningPackage : public ZRBex {
 public:
-    ~Package() override {
+    ~OwningPackage() override {
         for (const sFileInMemory* file : getFilesInMemory()) {
             delete[] file->bytes_;
             delete file;
@@ -25,7 +25,7 @@ public:
 void runObject(std::string_view input) {
     const FileInMemory file(input);
     const Watched watched(Watched::Traps::none);
-    Package package;
+    OwningPackage package;
     const std::string failure = test::failureOf([&] { package.open(file.path()); });
     if (failure.empty()) {
         for (const char* field : {"Package", "Version", "Description"}) {

@@ -103,7 +103,7 @@ std::string arFile(const std::vector<Member>& members) {
     return file;
 }
 
-std::string packageOf(const std::string& entries, const std::string& control) {
+std::string packageFile(const std::string& entries, const std::string& control) {
     return arFile({{"debian-binary", "2.0\n", ""},
                    {"control.tar.gz", tarGz(tarEntry("control", control)), ""},
                    {"data.tar.gz", tarGz(entries), ""}});

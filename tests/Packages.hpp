@@ -54,7 +54,7 @@ struct Member {
 std::string arFile(const std::vector<Member>& members);
 /// The fewest fields that load, and a package with them and this payload of tar entries.
 inline const std::string kControl = "Description: d\nPackage: p\nVersion: 1\n";
-std::string packageOf(const std::string& entries, const std::string& control = kControl);
+std::string packageFile(const std::string& entries, const std::string& control = kControl);
 
 /// A record with a buffer, both of which somebody else has to release.
 sFileInMemory* newRecord(const std::string& name, const std::string& bytes);

@@ -98,7 +98,7 @@ TEST(Fields, AreReadLineByLineWithoutJudgingValues) {
         Fields expected = c.fields;
         expected.insert(
             {{"Package", "p"}, {"Version", "1"}, {"Description", "d"}, {"Maintainer", ""}, {"Essential", ""}});
-        EXPECT_EQ(Package(dir.write("p.bex", packageOf("", c.text))).getMetaData(), expected) << c.why;
+        EXPECT_EQ(Package(dir.write("p.bex", packageFile("", c.text))).getMetaData(), expected) << c.why;
     }
 }
 

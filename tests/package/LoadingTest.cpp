@@ -82,7 +82,7 @@ TEST(LoadingAPackage, MakesAPackageThatCanBeChangedAndWrittenBack) {
     const TemporaryDirectory dir;
     const std::string path = dir / "p.bex";
     const std::string entries = withPax({{"path", "caf\u00e9"}}, tarEntry("x", "1")) + tarEntry("d/f", "2");
-    dir.write("p.bex", packageOf(entries, kControl + "Depends: x\nalpha: a\n"));
+    dir.write("p.bex", packageFile(entries, kControl + "Depends: x\nalpha: a\n"));
     Package changed;
     changed.setSection("kept");
     changed.setVersion("replaced");
@@ -95,7 +95,7 @@ TEST(LoadingAPackage, MakesAPackageThatCanBeChangedAndWrittenBack) {
     Package package(path);
     EXPECT_EQ(package.payload(), (Contents{{"disk", "4"}, {"caf\u00e9", "1"}, {"d/f", "2"}, {"memory", "3"}}));
     EXPECT_EQ(entriesOf(memberOf(path, "data.tar.gz")).at(2).mode, S_IFREG | 0600);
-    package.open(dir.write("q.bex", packageOf(tarEntry("memory", "q"))));
+    package.open(dir.write("q.bex", packageFile(tarEntry("memory", "q"))));
     EXPECT_EQ(package.payload().size(), 5U) << "a second package adds to the first";
 }
 

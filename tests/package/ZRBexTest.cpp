@@ -53,9 +53,9 @@ TEST(ZRBex, SharesItsRecordsWithCopiesAndClones) {
 
 TEST(ZRBex, KnowsAFileByItsOwnMagicNumberOnly) {
     const TemporaryDirectory dir;
-    const std::pair<std::string, bool> cases[] = {{"<!arch>\n", true},    {"<!arch>\nmore", true},
-                                                  {packageOf(""), false}, {" <!arch>\n", false},
-                                                  {"<!arch>", false},     {"", false}};
+    const std::pair<std::string, bool> cases[] = {{"<!arch>\n", true},      {"<!arch>\nmore", true},
+                                                  {packageFile(""), false}, {" <!arch>\n", false},
+                                                  {"<!arch>", false},       {"", false}};
     for (const auto& [bytes, valid] : cases) {
         EXPECT_EQ(ZRBex::isValid(dir.write("f", bytes)), valid) << bytes;
     }

@@ -1,13 +1,11 @@
 #include <gmock/gmock.h>
 
-#include <random>
 #include <thread>
 
 #include "TemporaryDirectory.hpp"
 #include "stream/FailingSystem.hpp"
 #include "stream/reader/HandMade.hpp"
 #include "stream/reader/PackageStream.hpp"
-#include "stream/reader/PathTable.hpp"
 #include "stream/writer/Building.hpp"
 
 namespace bex::test {
@@ -15,7 +13,6 @@ namespace {
 
 using stream::Entry;
 using stream::PackageReader;
-using stream::PathTable;
 
 /// A package of 4 MB that does not compress, with one large file between small ones.
 std::string largePackage(stream::Compression compression = stream::Compression::gzip) {
@@ -117,46 +114,6 @@ TEST(Reading, IsCancelledByItsCallback) {
     EXPECT_EQ(failureOf([&] { PackageReader(path, options).extract(folder / "none"); }), path + ": cancelled");
     EXPECT_EQ(namesBelow(folder / "none"), std::vector<std::string>{"a"}) << "the file that was begun is gone";
     EXPECT_EQ(failureOf([&] { stream::verify(path, options); }), path + ": cancelled");
-}
-
-/// The table against a plain set of strings.
-TEST(PathTable, AgreesWithASlowModel) {
-    using Outcome = PathTable::Outcome;
-    using Kind = PathTable::Kind;
-    std::mt19937 random(3);
-    const auto pathOf = [&] {
-        std::string path;
-        for (unsigned depth = 1 + random() % 4; depth != 0; --depth) {
-            path += std::string(1, static_cast<char>('a' + random() % 3)) + (random() % 4 == 0 ? "b" : "") + "/";
-        }
-        return path.substr(0, path.size() - 1);
-    };
-    PathTable table;
-    std::map<std::string, Kind> model;
-    const auto modelAdd = [&](const std::string& path, Kind kind) {
-        for (std::size_t slash = path.find('/'); slash != std::string::npos; slash = path.find('/', slash + 1)) {
-            const Kind above = model.try_emplace(path.substr(0, slash), Kind::impliedDirectory).first->second;
-            if (above == Kind::file || above == Kind::symlink) {
-                return Outcome::belowNoDirectory;
-            }
-        }
-        const auto [found, added] = model.try_emplace(path, kind);
-        const Kind before = found->second;
-        if (!added && (kind != Kind::directory || before == Kind::file || before == Kind::symlink)) {
-            return Outcome::doubled;
-        }
-        found->second = kind;
-        return !added && before == Kind::directory ? Outcome::repeatedDirectory : Outcome::added;
-    };
-    for (int i = 0; i < 3000; ++i) {
-        const std::string path = pathOf();
-        const Kind kind = random() % 3 != 0 ? Kind::directory : random() % 2 != 0 ? Kind::file : Kind::symlink;
-        ASSERT_EQ(table.add(path, kind), modelAdd(path, kind)) << path;
-        ASSERT_EQ(table.size(), model.size()) << path;
-        const std::string other = pathOf();
-        const auto found = model.find(other);
-        ASSERT_EQ(table.hasFile(other), found != model.end() && found->second == Kind::file) << other;
-    }
 }
 
 }  // namespace
