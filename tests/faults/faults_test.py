@@ -260,31 +260,6 @@ class FaultsTest(unittest.TestCase):
 
         self.check_faults(command, self.old_destination, check)
 
-    def test_folder_that_becomes_a_link_at_any_moment_leads_nothing_out(self):
-        canary = {"file": (stat.S_IFREG, 0o644, 1, b"canary")}
-        for swapped in ("to", "to/sub"):
-
-            def reset():
-                if os.path.islink(swapped):
-                    os.remove(swapped)
-                for folder in ("aside", "trap"):
-                    shutil.rmtree(folder, ignore_errors=True)
-                self.write("trap/file", b"canary")
-                os.utime("trap/file", (0, 1))
-                self.old_destination()
-
-            def swap(_):
-                os.rename(swapped, "aside")
-                os.symlink(os.path.join(self.folder, "trap"), swapped)
-
-            with self.program("extract", "sound.bex", "to") as program:
-                for run, context in self.each_run(program, "stop", reset, swap):
-                    with context:
-                        self.assertIn(run.status, (0, 4, 5))
-                        if swapped != "to" or run.call in ("openat2", "write", "mkdirat", "renameat", "fchmod"):
-                            # else the destination is still to be opened, and may be a link
-                            self.assertEqual(tree_below("trap"), canary)
-
 
 def give_up_privileges():
     """What lets root read what it may not: CAP_DAC_OVERRIDE and CAP_DAC_READ_SEARCH. Nothing where it is not root."""
