@@ -4,9 +4,9 @@ umask 022
 # The fields that a package needs, as options.
 fields=(--name hello --version 1:1.0-1 --arch all --maintainer 'Ann Lee <ann@example.org>' --description 'says hello')
 
-# TREE [OPTION...]: a package of the tree with those fields.
+# TREE [OUT] [OPTION...]: a package of the tree with those fields.
 build() {
-    bex build "${fields[@]}" "$@"
+    bex build "${fields[@]}" "$@" >/dev/null
 }
 
 # COMMAND ARGUMENTS...: the command with each string of arguments in turn; all have to end alike.
@@ -49,12 +49,12 @@ hello() {
 
 # NAME: odd.bex with one file of that name.
 odd() {
-    mkdir -p odd && printf 'odd\n' >"odd/$1" && build odd odd.bex >/dev/null
+    mkdir -p odd && printf 'odd\n' >"odd/$1" && build odd odd.bex
 }
 
 # TAR: odd.bex with the tar archive as its payload, whatever that holds.
 crafted() {
-    mkdir none && build none odd.bex --compression none --no-md5sums >/dev/null &&
+    mkdir none && build none odd.bex --compression none --no-md5sums &&
         ar d odd.bex data.tar && cp "$1" data.tar && ar q odd.bex data.tar
 }
 
@@ -67,6 +67,6 @@ cut_to() {
 took() {
     mkdir -p none
     for value in "${@:2}"; do
-        build none none.bex --field "$1=$value" >/dev/null
+        build none none.bex --field "$1=$value"
     done
 }
