@@ -63,7 +63,7 @@ bool EntryReader::readBlock(Bytes& bytes, std::uint64_t size) const {
         return false;
     }
     if (result < ARCHIVE_OK || offset < 0 || static_cast<std::uint64_t>(offset) > size ||
-        length > size - static_cast<std::uint64_t>(offset)) {
+        length > size - static_cast<std::uint64_t>(offset)) {  // guard: data blocks beyond the size
         throw cannotLoad();
     }
     if (length > 0) {

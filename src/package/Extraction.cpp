@@ -71,6 +71,7 @@ fs::path makeDirectories(const fs::path& destination, const std::vector<std::str
         } else if (*element != ".") {
             way.push_back(way.back() / *element);
             fs::create_directory(way.back());
+            // guard: folders that are links out
             if (fs::is_symlink(way.back()) && !leadsBelow(way.back(), destination)) {
                 return {};
             }
@@ -94,11 +95,12 @@ bool clear(const fs::path& path, const fs::path& destination) {
 
 void extractFile(const sFileInMemory& file, const fs::path& destination, const std::string& topReplacement) {
     const std::vector<std::string> elements = elementsOf(file.name_, topReplacement);
+    // guard(elements.empty()): names that lead out
     if (!staysBelow(elements)) {
         return;  // Meant: no error, like any file that can't be written.
     }
     const fs::path path = makeDirectories(destination, elements);
-    if (path.empty() || !clear(path, destination)) {
+    if (path.empty() || !clear(path, destination)) {  // guard(path.empty()): files that are links out
         return;
     }
     // The stream keeps a failure to itself; so directories ("a/." and "a/..") are passed over as well.

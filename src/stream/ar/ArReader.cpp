@@ -22,6 +22,7 @@ std::optional<std::uint64_t> parseNumber(std::string_view field, int base) {
     std::uint64_t number = 0;
     const char* end = digits.data() + digits.size();
     const auto [stop, error] = std::from_chars(digits.data(), end, number, base);
+    // guard(return number): numbers in headers of ar
     return error == std::errc() && stop == end ? std::optional(number) : std::nullopt;
 }
 
@@ -49,7 +50,7 @@ public:
         member.offset = offset;
         member.mtime = static_cast<std::int64_t>(number("time", 16, 12, 10, true));
         member.size = number("size", 48, 10, 10, false);
-        if (member.name.empty() || member.name.find('/') != std::string::npos) {
+        if (member.name.empty() || member.name.find('/') != std::string::npos) {  // guard: names of members
             place_.fail(ErrorKind::unsupported, "ar-name",
                         "a name that is empty, holds a \"/\" or stands elsewhere is none of a package's");
         }
@@ -87,7 +88,7 @@ std::optional<Member> ArReader::next(bool complete) {
         return std::nullopt;
     }
     const bool whole = header.size() == kHeaderBytes;
-    if (complete && (!whole || header.substr(58) != kHeaderEnd)) {
+    if (complete && (!whole || header.substr(58) != kHeaderEnd)) {  // guard: bytes behind the last member
         place_.fail(ErrorKind::damaged, "ar-trailing",
                     "bytes after the last member, from offset " + std::to_string(offset_));
     }
@@ -97,7 +98,7 @@ std::optional<Member> ArReader::next(bool complete) {
                 "header at offset " + std::to_string(offset_) + " ends after " + std::to_string(header.size()) +
                     " of " + std::to_string(kHeaderBytes) + " bytes");
     }
-    if (header.substr(58) != kHeaderEnd) {
+    if (header.substr(58) != kHeaderEnd) {  // guard: the end of a header of ar
         place_.fail(ErrorKind::damaged, "ar-header", "no member header at offset " + std::to_string(offset_));
     }
     offset_ += kHeaderBytes;
@@ -109,7 +110,7 @@ std::optional<Member> ArReader::next(bool complete) {
 void ArReader::readMagic() {
     std::array<char, kMagic.size()> bytes{};
     const std::string_view magic(bytes.data(), readFully(source_, bytes.data(), bytes.size()));
-    if (magic != kMagic) {
+    if (magic != kMagic) {  // guard: the magic of ar
         place_.fail(ErrorKind::damaged, "ar-magic", "no package: does not begin with \"!<arch>\\n\"");
     }
     offset_ = kMagic.size();

@@ -20,7 +20,7 @@ std::uint64_t MemberSource::skip(std::uint64_t size) {
 
 void MemberSource::take(std::uint64_t count, bool ended) {
     left_ -= count;
-    if (ended) {
+    if (ended) {  // guard: members that end early
         place_.fail(ErrorKind::damaged, "ar-truncated",
                     "ends after " + std::to_string(size_ - left_) + " of " + std::to_string(size_) + " bytes");
     }

@@ -38,7 +38,7 @@ public:
 
     /// Holds bytes that only come to be by unpacking, such as holes, against the same limit.
     void count(std::uint64_t bytes) {
-        if (bytes > limit_.bytes - counted_) {
+        if (bytes > limit_.bytes - counted_) {  // guard: bytes out of a member
             place_.failLimit(limit_.field, "unpacks to more than " + std::to_string(limit_.bytes) + " bytes (" +
                                                limit_.meaning + ")");
         }

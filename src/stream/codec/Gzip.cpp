@@ -36,7 +36,7 @@ public:
     }
 
     GzipHeader read() {
-        if (byte() != 0x1f || byte() != 0x8b) {
+        if (byte() != 0x1f || byte() != 0x8b) {  // guard: bytes behind gzip
             throw damagedError(place_, header_.offset == 0 ? "is no gzip stream" : trailing());
         }
         if (const unsigned method = byte(); method != kDeflate) {
@@ -188,11 +188,11 @@ std::optional<GzipHeader> readGzipHeader(Input& input, const Place& place) {
 
 void checkTrailer(const GzipTrailer& expected, const GzipTrailer& found, const Place& place,
                   std::uint64_t offset) {
-    if (expected.size != found.size) {
+    if (expected.size != found.size) {  // guard: the length of gzip
         throw damagedError(place, memberAt(offset) + ": wrong length: unpacks to " + std::to_string(found.size) +
                                       " bytes, its trailer says " + std::to_string(expected.size));
     }
-    if (expected.crc != found.crc) {
+    if (expected.crc != found.crc) {  // guard: the checksum of gzip
         throw damagedError(place, memberAt(offset) + ": wrong checksum");
     }
 }

@@ -35,7 +35,7 @@ public:
         if (step.state != Inflater::State::ended) {
             throw damaged(block, "invalid deflate data");
         }
-        if (step.consumed != deflateBytes) {
+        if (step.consumed != deflateBytes) {  // guard: a block's own length
             throw wrongMemberLength(place_, block.offset);
         }
         const GzipTrailer found{libdeflate_crc32(0, block.output.data(), step.produced),
@@ -176,7 +176,7 @@ private:
 
     std::uint32_t unpackedSize(const char* trailer) const {
         const std::uint32_t size = decodeTrailer(trailer).size;
-        if (size > kMaximumBlockBytes) {
+        if (size > kMaximumBlockBytes) {  // guard: blocks beyond the largest
             throw damagedError(place_, memberAt(header_->offset) + ": wrong length: a block of " +
                                            std::to_string(size) + " bytes, more than " +
                                            std::to_string(kMaximumBlockBytes));

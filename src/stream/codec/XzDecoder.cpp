@@ -19,6 +19,7 @@ constexpr std::uint64_t kPaddingBytes = 4;
 class XzDecoder final : public StreamDecoder {
 public:
     XzDecoder(Input& input, Place place, const Limits& limits)
+        // guard(UINT64_MAX): working memory of xz
         : input_(input), place_(std::move(place)), memoryLimit_(std::max<std::uint64_t>(limits.xzMemoryBytes, 1)) {
         check(lzma_stream_decoder(stream_.get(), memoryLimit_, LZMA_TELL_UNSUPPORTED_CHECK));
     }

@@ -25,6 +25,7 @@ constexpr std::uint32_t kSkippableMask = 0xfffffff0;
 class ZstdDecoder final : public StreamDecoder {
 public:
     ZstdDecoder(Input& input, Place place, const Limits& limits)
+        // guard(31): the window of zstd
         : input_(input), place_(std::move(place)), windowLog_(limits.zstdWindowLog), context_(ZSTD_createDCtx()) {
         if (!context_) {
             throw std::bad_alloc();

@@ -15,6 +15,7 @@ namespace bex::stream {
 namespace {
 
 constexpr mode_t kImpliedFolderMode = 0755;  // less the umask
+// guard: symlinks on the way, step by step
 constexpr int kFolder = O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
 constexpr std::size_t kPieceBytes = PATH_MAX - 1;  // less the NUL
 

@@ -109,6 +109,7 @@ void extractEntries(PackageStream& stream, Target& target) {
             }
             continue;
         }
+        // guard: links to files that are left out
         if (isLink && leftOut.count(plainPath(entry.linkTarget)) != 0) {
             stream.refuseLink(entry,
                               "is a hard link to " + quotedName(entry.linkTarget) + ", which is not extracted");

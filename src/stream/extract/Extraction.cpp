@@ -163,7 +163,7 @@ private:
     }
 
     void requirePlain(const std::string& path, const char* what) const {
-        if (!isPlainPath(path)) {
+        if (!isPlainPath(path)) {  // guard: paths that are not plain
             context_.place.fail(ErrorKind::refused, "destination",
                                 std::string(what) + " leads out of the destination");
         }
@@ -209,7 +209,7 @@ private:
         if (context_.system.fstatat(folder, name, &status, AT_SYMLINK_NOFOLLOW) != 0 && errno != ENOENT) {
             context_.place.failSystem("look up its link target", errno);
         }
-        if (!S_ISREG(status.st_mode)) {
+        if (!S_ISREG(status.st_mode)) {  // guard: a hard link's target is a file
             context_.place.fail(ErrorKind::refused, "destination",
                                 "its link target is no regular file that was extracted");
         }

@@ -72,6 +72,7 @@ void Folders::restoreOne(const std::string& path, const RestoredAttributes& attr
     context_.place = context_.place.at(path.empty() ? "./" : path);
     const int parent = parents_.open(parentOf(path), BeneathFolder::Missing::refuse);
     const char* name = path.empty() ? "." : nameOf(path);
+    // guard: folders' attributes through a symlink
     constexpr int flags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
     const Descriptor folder(context_.system.openat(parent, name, flags, 0), context_.system);
     if (!folder) {

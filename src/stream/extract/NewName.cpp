@@ -25,7 +25,7 @@ NewName::NewName(const ExtractContext& context, int folder, const char* name,
 }
 
 NewName::~NewName() {
-    if (!settled_) {
+    if (!settled_) {  // guard: a temporary file goes when its entry fails
         context_.system.unlinkat(folder_, current(), 0);
     }
 }

@@ -14,6 +14,7 @@ constexpr std::uint64_t kLargestSize = std::numeric_limits<off_t>::max();
 
 int create(System& system, int folder, const char* name) {
     // Nobody else's until it is complete. O_EXCL opens nothing that stands there, be it a link or a FIFO.
+    // guard: what stands there is not written through
     return system.openat(folder, name, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
 }
 
@@ -56,7 +57,7 @@ void OutputFile::finish(const RestoredAttributes& attributes) {
     }
     restore(attributes, file_.get(), context_);
     // Some file systems tell only here that the bytes did not arrive.
-    if (context_.system.close(file_.release()) != 0) {
+    if (context_.system.close(file_.release()) != 0) {  // guard: a close that fails is told
         context_.place.failSystem("write", errno);
     }
     name_.settle();

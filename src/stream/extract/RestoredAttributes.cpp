@@ -32,9 +32,10 @@ bool changesOwner(const RestoredAttributes& attributes) {
 
 RestoredAttributes attributesOf(const Entry& entry, const ExtractContext& context) {
     RestoredAttributes result;
+    // guard(result.mode = entry.mode): set-id bits
     result.mode = entry.mode & (context.keepSetId ? 07777U : 01777U);
     result.mtime = entry.mtime;
-    if (context.sameOwner) {
+    if (context.sameOwner) {  // guard(true): owners as stored
         result.uid = ownerNumber(entry.uid, "owner", context);
         result.gid = ownerNumber(entry.gid, "group", context);
     }

@@ -11,11 +11,11 @@ constexpr std::uint64_t kReservedBytes = Limits().md5sumsBytes;
 
 /// Whether the entry can be a control member; refused when not.
 bool isMember(const Entry& entry, const std::string& name, const Place& place) {
-    if (entry.type != EntryType::file) {
+    if (entry.type != EntryType::file) {  // guard: control members that are no plain files
         place.at(entry.path).refuse(ErrorKind::refused, "control-type", "is no regular file");
         return false;
     }
-    if (name.find('/') != std::string::npos) {
+    if (name.find('/') != std::string::npos) {  // guard: control members in folders
         place.at(entry.path)
             .refuse(ErrorKind::refused, "control-type", "stands in a folder of the control archive");
         return false;
@@ -45,6 +45,7 @@ std::vector<ControlMember> readControlArchive(EntryReader& entries, const Limits
         const bool isRoot = name.empty() && entry.type == EntryType::directory;
         if (!isRoot && isMember(entry, name, place) && findMember(members, name) == nullptr) {
             if (name == "md5sums") {
+                // guard(UINT64_MAX): md5sums' own limit
                 entries.allow(std::min(entry.size, limits.md5sumsBytes));
             }
             members.push_back({entry, contentsOf(entries, entry)});

@@ -75,7 +75,7 @@ const char* refusedType(EntryType type) {
 void EntryPolicy::check(const Entry& entry) {
     checkLimits(entry);
     const char* refused = refusedType(entry.type);
-    if (refused != nullptr) {
+    if (refused != nullptr) {  // guard: devices and FIFOs
         refuse("entry-type", std::string("is ") + refused, entry);
     }
     checkAttributes(entry);
@@ -86,12 +86,13 @@ void EntryPolicy::check(const Entry& entry) {
 }
 
 void EntryPolicy::checkLimits(const Entry& entry) {
-    if (++entries_ > limits_.entries || paths_.size() > limits_.entries) {
+    if (++entries_ > limits_.entries ||     // guard: the number of entries
+        paths_.size() > limits_.entries) {  // guard: the number of directories above them
         place_.failLimit("entries", "more than " + std::to_string(limits_.entries) +
                                         " entries and directories above them (the limit entries)");
     }
     for (const std::string* name : {&entry.path, &entry.linkTarget}) {
-        if (name->size() > limits_.nameBytes) {
+        if (name->size() > limits_.nameBytes) {  // guard: lengths of names
             place_.failLimit("nameBytes", "name or link target of " + std::to_string(name->size()) +
                                               " bytes; the limit nameBytes allows " +
                                               std::to_string(limits_.nameBytes));
@@ -100,15 +101,17 @@ void EntryPolicy::checkLimits(const Entry& entry) {
 }
 
 bool EntryPolicy::checkPath(const Entry& entry, const std::string& plain) const {
-    if (isAbsolute(entry.path)) {
+    if (isAbsolute(entry.path)) {  // guard: absolute names
         refuse("path-absolute", "is absolute", entry);
-    } else if (hasParent(entry.path)) {
+    } else if (hasParent(entry.path)) {  // guard: .. in a name
         refuse("path-parent", "has \"..\" in it", entry);
-    } else if (plain.empty() && entry.type != EntryType::directory) {
+    } else if (plain.empty() && entry.type != EntryType::directory) {  // guard: the root as no directory
         refuse("path-empty", "names the package's root, but is no directory", entry);
+        // guard: / at the end of what is no directory
     } else if (entry.type != EntryType::directory && meansDirectory(entry.path)) {
         const char* end = entry.path.back() == '/' ? "/" : "/.";
         refuse("path-slash", std::string("ends with \"") + end + "\", but is no directory", entry);
+        // guard: components of more than 255 bytes
     } else if (!forEachComponent(plain, [](std::string_view name) { return name.size() <= NAME_MAX; })) {
         refuse("path-component", "has a component of more than " + std::to_string(NAME_MAX) + " bytes", entry);
     } else {
@@ -133,10 +136,11 @@ bool EntryPolicy::checkLink(const Entry& entry) const {
         return true;
     }
     const std::string target = quotedName(entry.linkTarget);
-    if (isAbsolute(entry.linkTarget) || hasParent(entry.linkTarget)) {
+    if (isAbsolute(entry.linkTarget) || hasParent(entry.linkTarget)) {  // guard: hard links that lead out
         refuse("hardlink-target", "is a hard link to " + target + ", which leads out of the package", entry);
         return false;
     }
+    // guard: hard links to no earlier file
     if (meansDirectory(entry.linkTarget) || !paths_.hasFile(plainPath(entry.linkTarget))) {
         refuse("hardlink-target", "is a hard link to " + target + ", which is no earlier file of the package",
                entry);
@@ -146,10 +150,10 @@ bool EntryPolicy::checkLink(const Entry& entry) const {
 }
 
 void EntryPolicy::checkAttributes(const Entry& entry) const {
-    if (entry.mtime < kEarliestTime || entry.mtime > kLatestTime) {
+    if (entry.mtime < kEarliestTime || entry.mtime > kLatestTime) {  // guard: times that no calendar has
         refuse("time-range", "has a time that no calendar has: " + std::to_string(entry.mtime), entry);
     }
-    if (entry.uid > kLargestId || entry.gid > kLargestId) {
+    if (entry.uid > kLargestId || entry.gid > kLargestId) {  // guard: owners that mean leave it
         refuse("owner-range", "has an owner or group beyond " + std::to_string(kLargestId), entry);
     }
 }

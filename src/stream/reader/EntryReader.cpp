@@ -26,6 +26,7 @@ bool EntryReader::next(Entry& entry) {
     if (!tar_.next(entry)) {
         return false;
     }
+    // guard: holes count
     if (entry.sparse) {
         bytes_.count(entry.size);  // its holes come from nowhere; what is stored is counted twice
     }

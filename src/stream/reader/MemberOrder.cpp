@@ -35,7 +35,7 @@ MemberRole MemberOrder::place(Member& member) {
     if (first) {
         checkFirst(member);
     }
-    if (!names_.insert(member.name).second) {
+    if (!names_.insert(member.name).second) {  // guard: a member's name twice
         place_.in(member.name).refuse(ErrorKind::damaged, "member-doubled", "is there twice");
         return MemberRole::passedOver;
     }
@@ -86,7 +86,7 @@ void MemberOrder::checkFirst(const Member& member) const {
 
 bool MemberOrder::checkControl(const Member& member) {
     const Place at = place_.in(member.name);
-    if (!control_.empty()) {
+    if (!control_.empty()) {  // guard: a second control member
         at.refuse(ErrorKind::damaged, "member-second", "a second control member, after " + quotedName(control_));
         return false;
     }
@@ -106,7 +106,7 @@ bool MemberOrder::checkData(const Member& member) {
         at.refuse(ErrorKind::damaged, "member-second", "a second data member, after " + quotedName(data_));
         return false;
     }
-    if (control_.empty()) {
+    if (control_.empty()) {  // guard: data before control
         at.refuse(ErrorKind::damaged, "member-order", "stands before the control member");
     }
     data_ = member.name;

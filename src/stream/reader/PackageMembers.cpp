@@ -96,7 +96,7 @@ bool PackageMembers::readNext() {
 void PackageMembers::checkFormatVersion() {
     std::array<char, 64> text{};
     const std::size_t size = readFully(reader_.contents(), text.data(), text.size());
-    if (!isFormatVersion2({text.data(), size})) {
+    if (!isFormatVersion2({text.data(), size})) {  // guard: the format's version
         place_.in(members_.back().name)
             .refuse(ErrorKind::unsupported, "format-version",
                     "format version " + quotedName({text.data(), std::min<std::size_t>(size, 16)}) +

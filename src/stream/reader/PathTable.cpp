@@ -22,12 +22,12 @@ PathTable::Outcome PathTable::add(std::string_view path, Kind kind) {
             if (added) {
                 return Outcome::added;
             }
-            if (!isDirectory || kind != Kind::directory) {
+            if (!isDirectory || kind != Kind::directory) {  // guard: the same path twice
                 return Outcome::doubled;
             }
             return std::exchange(node.kind, kind) == kind ? Outcome::repeatedDirectory : Outcome::added;
         }
-        if (!isDirectory) {
+        if (!isDirectory) {  // guard: a path below what is no directory
             return Outcome::belowNoDirectory;
         }
         folder = node.id;

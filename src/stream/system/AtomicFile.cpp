@@ -58,7 +58,7 @@ public:
     }
 
     ~File() {
-        if (!temporaryName_.empty()) {
+        if (!temporaryName_.empty()) {  // guard: a temporary file goes when the build fails
             system_.unlinkat(folder_.get(), temporaryName_.c_str(), 0);
         }
     }
@@ -79,7 +79,7 @@ public:
     }
 
     void commit() {
-        if (system_.fsync(file_.get()) != 0) {
+        if (system_.fsync(file_.get()) != 0) {  // guard(false): contents are synced before the rename
             fail("sync");
         }
         if (temporaryName_.empty()) {
@@ -90,7 +90,7 @@ public:
         }
         temporaryName_.clear();
         // EINVAL: a file system that has no syncing of folders.
-        if (system_.fsync(folder_.get()) != 0 && errno != EINVAL) {
+        if (system_.fsync(folder_.get()) != 0 && errno != EINVAL) {  // guard(false): the folder is synced after it
             fail("sync its folder, but the file is written");
         }
     }
@@ -111,7 +111,7 @@ private:
         // Followed: a link is replaced itself, but hardly meant to be where it leads to a device or a folder. One
         // that leads nowhere is replaced.
         if (system_.fstatat(folder_.get(), name_.c_str(), &target, 0) == 0) {
-            if (!S_ISREG(target.st_mode) || leadsIntoProc()) {
+            if (!S_ISREG(target.st_mode) || leadsIntoProc()) {  // guard: targets that are no files
                 refuse("is not a regular file");
             }
         } else if (errno != ENOENT && errno != ENOTDIR && errno != ELOOP) {

@@ -37,6 +37,7 @@ int System::openat(int folder, const char* path, int flags, mode_t mode) {
 int System::openBeneath(int folder, const char* path, int flags) {
     open_how how = {};
     how.flags = static_cast<__u64>(flags);
+    // guard: symlinks on the way, openat2
     how.resolve = RESOLVE_BENEATH | RESOLVE_NO_SYMLINKS | RESOLVE_NO_MAGICLINKS;
     return static_cast<int>(
         repeatInterrupted([&] { return syscall(SYS_openat2, folder, path, &how, sizeof how); }));

@@ -29,6 +29,7 @@ std::optional<std::uint64_t> parseDecimal(std::string_view text) {
 std::string_view cutRecord(std::string_view& body, const Place& place) {
     const std::size_t blank = std::min(body.find(' '), body.size());
     const std::optional<std::uint64_t> length = parseDecimal(body.substr(0, blank));
+    // guard: lengths of pax records
     if (!length || *length > body.size() || *length < blank + 2 || body[*length - 1] != '\n') {
         fail(place, "record with a wrong length");
     }
@@ -77,7 +78,7 @@ private:
                             "extended header: readers disagree on " + quotedName(std::string(key)));
             }
         }
-        if (!keys_.insert(std::string(key)).second) {
+        if (!keys_.insert(std::string(key)).second) {  // guard: a pax key twice
             fail(place_, quotedName(std::string(key)) + " is there twice");
         }
     }

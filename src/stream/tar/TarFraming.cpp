@@ -38,7 +38,7 @@ bool TarFraming::nextHeaders() {
     for (;;) {
         const std::size_t at = headers_.size();
         if (!readBlock()) {
-            failTruncated();
+            failTruncated();  // guard(return false): the end marks of tar
         }
         const std::string_view block = std::string_view(headers_).substr(at);
         if (isZeroBlock(block)) {
@@ -125,7 +125,7 @@ void TarFraming::takeExtension(const TarHeader& header) {
     }
     std::optional<std::string>& text = header.type == kLongPath ? longPath_ : longLink_;
     const std::string_view body = readBody(header, limits_.nameBytes + 1, "nameBytes");
-    if (text) {
+    if (text) {  // guard: two long names for one entry
         place_.fail(ErrorKind::damaged, "tar-long", "two extended names for one entry");
     }
     text = longText(body, place_);
@@ -133,7 +133,7 @@ void TarFraming::takeExtension(const TarHeader& header) {
 
 /// The contents of an extension, which stay in the headers. Valid until more is read.
 std::string_view TarFraming::readBody(const TarHeader& header, std::uint64_t limit, const char* what) {
-    if (header.size > limit) {
+    if (header.size > limit) {  // guard: extended headers
         place_.failLimit(what, "extended header of " + std::to_string(header.size) + " bytes; the limit " + what +
                                    " allows " + std::to_string(limit));
     }
@@ -169,12 +169,14 @@ void TarFraming::combine(TarHeader header) {
 void TarFraming::checkEntry() {
     const bool isFile = entry_.type == '0' || entry_.type == '\0' || entry_.type == 'S';
     const bool isDirectory = entry_.type == '5' || (isFile && !entry_.path.empty() && entry_.path.back() == '/');
+    // guard: global pax headers and their like
     if (kOtherExtensions.find(entry_.type) != std::string_view::npos) {
         place_.at(entry_.path)
             .fail(ErrorKind::unsupported, "tar-type",
                   "header of type " + quotedName({entry_.type}) + " is not supported");
     }
     // Readers disagree on whether anything is stored behind such a header.
+    // guard: sizes of what has no contents
     if (entry_.size != 0 && (isDirectory || (entry_.type >= '1' && entry_.type <= '6'))) {
         place_.at(entry_.path)
             .fail(ErrorKind::damaged, "tar-size",
@@ -220,7 +222,7 @@ void TarFraming::checkMapInBody() {
 }
 
 void TarFraming::holdMapAgainstLimit(std::uint64_t bytes) const {
-    if (bytes > limits_.extendedHeaderBytes) {
+    if (bytes > limits_.extendedHeaderBytes) {  // guard: lengths of sparse maps
         place_.at(entry_.path)
             .failLimit("extendedHeaderBytes", "sparse map that is longer than the limit extendedHeaderBytes, " +
                                                   std::to_string(limits_.extendedHeaderBytes) + " bytes");

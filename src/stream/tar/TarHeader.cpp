@@ -96,6 +96,7 @@ std::uint64_t numberIn(const Field& field, std::string_view block, const Place& 
 std::uint64_t sizeIn(std::string_view block, const Place& place) {
     const std::uint64_t size = numberIn(kSize, block, place);
     // Room is left to round up to whole blocks.
+    // guard: sizes beyond 2^63
     if (size > static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max() - 512)) {
         failField(kSize, kSize.in(block), place);
     }
@@ -115,7 +116,7 @@ std::uint32_t modeIn(std::string_view block, const Place& place) {
 std::string textIn(const Field& field, std::string_view block, const Place& place) {
     const std::string_view bytes = field.in(block);
     const std::size_t end = std::min(bytes.find('\0'), bytes.size());
-    if (!isZeroBlock(bytes.substr(end))) {
+    if (!isZeroBlock(bytes.substr(end))) {  // guard: bytes behind a name's NUL
         failField(field, bytes, place);
     }
     return std::string(bytes.substr(0, end));
@@ -130,7 +131,7 @@ void checkChecksum(std::string_view block, const Place& place) {
     for (const char c : field) {
         sum -= static_cast<unsigned char>(c);
     }
-    if (isBase256(field) || parseOctal(field) != sum) {
+    if (isBase256(field) || parseOctal(field) != sum) {  // guard: the checksum of tar
         place.fail(ErrorKind::damaged, "tar-checksum", "header with a wrong checksum");
     }
 }

@@ -125,6 +125,7 @@ bool TarReader::nextRun(Run& run) {
         fail(path_);
     }
     run = {{static_cast<const char*>(data), size}, static_cast<std::uint64_t>(offset)};
+    // guard: sparse runs beyond the size
     if (run.offset < position_ || run.offset > size_ || size > size_ - run.offset) {
         place_.at(path_).fail(ErrorKind::damaged, "tar-sparse",
                               "sparse map out of order or beyond the file's size");

@@ -10,6 +10,7 @@ namespace bex::stream {
 
 Verification::Verification(const std::string& path, const ReadOptions& options, System& system)
     : stream_(Place(path, findings_), options, system) {
+    // guard: verify inflates with zlib
     stream_.beStrict();  // or what passes here might be refused by dpkg-deb
 }
 

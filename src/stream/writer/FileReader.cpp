@@ -22,17 +22,18 @@ bool sameTime(const struct timespec& left, const struct timespec& right) noexcep
 
 /// What is different from when the file was found; null when nothing is.
 const char* differenceOf(const SourceEntry& file, const struct stat& now) noexcept {
-    if (!S_ISREG(now.st_mode)) {
+    if (!S_ISREG(now.st_mode)) {  // guard: sources that become links
         return "is no regular file any more";
     }
     // With device and inode the same it does not matter which directories led here.
-    if (now.st_dev != file.device || now.st_ino != file.inode) {
+    if (now.st_dev != file.device || now.st_ino != file.inode) {  // guard: sources that were replaced
         return "was replaced after it was listed";
     }
     const auto size = static_cast<std::uint64_t>(now.st_size);
     if (size != file.size) {
         return size < file.size ? "shrank after it was listed" : "grew after it was listed";
     }
+    // guard: sources with another time
     if (!sameTime(now.st_mtim, {file.mtime, static_cast<long>(file.mtimeNanoseconds)})) {
         return "changed after it was listed";
     }
@@ -73,6 +74,7 @@ void FileReader::readFromDisk(const SourceEntry& file, const Consumer& consume) 
     readExactly(opened.get(), file, consume);
     const struct stat after = statusOf(opened.get(), file);
     // The change time tells of what the others can be set back to hide.
+    // guard: sources that change while they are read
     if (differenceOf(file, after) != nullptr || !sameTime(before.st_ctim, after.st_ctim)) {
         fail(file, "changed while it was read");
     }
@@ -88,7 +90,7 @@ void FileReader::readExactly(int descriptor, const SourceEntry& file, const Cons
         consume({buffer_.data(), size});
         left -= size;
     }
-    if (readSome(descriptor, file, 1) != 0) {
+    if (readSome(descriptor, file, 1) != 0) {  // guard: sources that grow while they are read
         fail(file, "grew while it was read");
     }
 }
@@ -115,7 +117,7 @@ void FileReader::checkName(const SourceEntry& file) {
         failCall(file, "open it", errno);
     }
     const struct stat status = statusOf(opened.get(), file);
-    if (status.st_dev != file.device || status.st_ino != file.inode) {
+    if (status.st_dev != file.device || status.st_ino != file.inode) {  // guard: further names of a file
         fail(file, "was replaced after it was listed");
     }
 }

@@ -33,7 +33,7 @@ std::string packagePath(std::string_view given) {
         refuse(given, "a path in a package can't hold a newline");
     }
     std::string plain = plainPath(given);
-    if (hasParentComponent(plain)) {
+    if (hasParentComponent(plain)) {  // guard: .. in paths to be packaged
         refuse(given, "a path in a package can't hold \"..\"");
     }
     return plain;

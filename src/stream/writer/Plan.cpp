@@ -82,6 +82,7 @@ Place Plan::placeOf(const SourceEntry& entry) const {
 
 void Plan::replaceDirectory(const SourceEntry& later) {
     const SourceEntry& earlier = *planned_.back().source;
+    // guard: two sources for one path
     if (earlier.type != EntryType::directory || later.type != EntryType::directory) {
         throw placeOf(later).error(ErrorKind::invalidInput, "path-taken",
                                    "the path is taken by " + escapeForDisplay(collection_.sourceName(earlier)));

@@ -57,7 +57,7 @@ Spool::Spool(const std::string& folder, std::string member, System& system, std:
       buffer_(kBufferBytes) {}
 
 void Spool::write(const char* data, std::size_t size) {
-    if (size > mostBytes_ - size_) {
+    if (size > mostBytes_ - size_) {  // guard: members beyond what ar can tell
         throw memberTooLarge(member_, mostBytes_);
     }
     size_ += size;
