@@ -7,19 +7,19 @@
 
 namespace bex {
 
-/// The one exception type of the libraries: every failure that they detect themselves is thrown as one, or as
-/// a class derived from it. Failures of what they build on (`boost::filesystem::filesystem_error`,
-/// `std::bad_alloc`, ...) pass through untranslated.
+/// The exception type of the libraries. They report every failure that they detect by throwing it or a class
+/// derived from it. Exceptions of Boost and of the standard library (`boost::filesystem::filesystem_error`,
+/// `std::bad_alloc`, ...) pass through unchanged.
 class BEX_EXPORT BexException : public std::exception {
 public:
-    explicit BexException(const std::string& message);
+    BexException(const std::string& message);
     ~BexException() override;
 
     BexException(const BexException&) = default;
     BexException& operator=(const BexException&) = default;
 
-    /// The whole text for people. Lives as long as the exception.
-    /// Meant: what() stays std::exception's own and tells nothing of the failure.
+    /// Returns the whole message. It lives as long as the exception.
+    /// Meant: what() is inherited from std::exception and returns a fixed text, not the message.
     const std::string& getMessage() const;
 
 private:

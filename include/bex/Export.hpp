@@ -1,4 +1,4 @@
 #pragma once
 
-/// Marks what the libraries offer to programs; everything else is hidden.
+/// Makes a class or function visible to programs that link a library. Everything else is hidden.
 #define BEX_EXPORT __attribute__((visibility("default")))

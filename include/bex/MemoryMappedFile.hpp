@@ -10,46 +10,46 @@ namespace boost::posix_time {
 class ptime;
 }
 
-/// A file or directory on disk that goes into an archive. Records are made with `new` by the package object;
-/// the library never deletes one, so whoever wants the memory back does so after the last archive or package
-/// that lists it is gone.
+/// A file or directory on disk that is to be archived. The package object makes these records with `new`, and
+/// the library never deletes one: the caller may, once no archive or package lists it any more.
 struct FileOnDisk {
-    std::string pathOnDisk_;     ///< what is read when the archive is written
-    std::string nameInArchive_;  ///< the entry's name, used as it stands
+    std::string pathOnDisk_;     ///< the file that is read when the archive is written
+    std::string nameInArchive_;  ///< the name of the entry, used unchanged
 };
 
 namespace bex {
 
-/// A file held in memory. Whoever makes one sets all three fields and makes record and buffer with `new` and
-/// `new[]`, because they change hands:
-/// - a record added to an Archive is deleted with that archive, its buffer is not;
-/// - a record added to a package is never deleted by the package, but `close()` hands it to an archive;
-/// - a record that a function returns as new belongs to the caller, buffer included, unless it says otherwise.
+/// A file held in memory. The code that makes one sets all three fields, and allocates the record with `new` and
+/// the buffer with `new[]`, because their owner changes:
+/// - an Archive deletes the records that were added to it, but not their buffers;
+/// - a package deletes no record, but its `close()` passes them to an archive;
+/// - a new record that a function returns belongs to the caller with its buffer, unless the function says
+///   otherwise.
 struct sFileInMemory {
-    unsigned long size_;  ///< bytes in the buffer that count
-    char* bytes_;         ///< at least `size_` bytes from `new char[]`
-    std::string name_;    ///< the entry's path name in an archive
+    unsigned long size_;  ///< length of the contents in bytes
+    char* bytes_;         ///< at least `size_` bytes, allocated with `new char[]`
+    std::string name_;    ///< the path name of the entry in an archive
 };
 
 /// A named block of bytes that owns its buffer.
 class BEX_EXPORT MemoryMappedFile {
 public:
-    /// Allocates `size` bytes and leaves them as they come: the caller fills them through bytes().
+    /// Allocates `size` bytes and does not set them: the caller fills them through bytes().
     MemoryMappedFile(const std::string& name, unsigned long size);
 
-    /// A copy with a buffer of its own. Takes getSize() bytes from the other's buffer, which must have them:
-    /// after a setSize() beyond the constructor's size, an object must not be copied.
+    /// Copies getSize() bytes into a new buffer. The buffer of `other` must have as many: do not copy an
+    /// object after setSize() with more than its constructor allocated.
     MemoryMappedFile(const MemoryMappedFile& other);
     MemoryMappedFile& operator=(const MemoryMappedFile&) = delete;
     virtual ~MemoryMappedFile();
 
-    /// The buffer, which stays the object's and as long as the constructor made it.
+    /// Returns the buffer, which the object keeps. Its length is the one given to the constructor.
     char* bytes();
     const std::string& getName() const;
     unsigned long getSize() const;
     void setName(const std::string& name);
 
-    /// Changes the number that getSize() reports. Meant: the buffer stays as it is.
+    /// Changes the number that getSize() returns. Meant: the buffer does not change.
     void setSize(unsigned long size);
 
 private:
@@ -58,9 +58,9 @@ private:
     std::string name_;
 };
 
-/// Seconds from 1970-01-01 00:00:00 to `t`, a fraction dropped towards zero. Negative infinity gives 0 and
-/// positive infinity 2147483647; the result for not-a-date-time is unspecified. Call it qualified:
-/// Boost has a function of this name, found through the argument.
+/// Returns the seconds from 1970-01-01 00:00:00 to `t`, rounded towards zero. Returns 0 for negative infinity and
+/// 2147483647 for positive infinity; the result for not-a-date-time is unspecified. Call it as bex::to_time_t:
+/// argument-dependent lookup also finds a function of this name in Boost.
 BEX_EXPORT std::time_t to_time_t(boost::posix_time::ptime t);
 
 }  // namespace bex

@@ -6,7 +6,7 @@ namespace bex {
 
 class PackageManager;
 
-/// Hands out package objects, so that a program depends on the interface alone.
+/// Makes package objects, so that a program needs only the interface PackageManager.
 class BEX_EXPORT PackageManagerFactory {
 public:
     PackageManagerFactory() = default;
@@ -14,7 +14,7 @@ public:
     PackageManagerFactory& operator=(const PackageManagerFactory&) = default;
     virtual ~PackageManagerFactory();
 
-    /// A new, empty package for Debian-style files. The caller deletes it.
+    /// Returns a new, empty package of the Debian style (a ZRBex). The caller deletes it.
     PackageManager* createDebPackageManager() const;
 };
 

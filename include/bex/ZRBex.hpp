@@ -15,17 +15,18 @@ namespace bex {
 struct sFileInMemory;
 
 /// A Debian-style package: an ar archive of "debian-binary", "control.tar.gz" and "data.tar.gz" (deb(5)).
-/// PackageManager says what its operations promise; here stands what this class adds.
+/// PackageManager describes the inherited operations; this header describes what the class adds.
 ///
-/// The object deletes none of the records that it lists, neither FileOnDisk nor sFileInMemory, and copies
-/// share them with their source. What open() loads is listed in new records with buffers of their own, which
-/// the caller frees (through getFilesInMemory()) unless close() is called, and whose buffers it frees in any
-/// case. FileOnDisk records are the caller's to delete when no package or copy lists them any more.
+/// The object deletes none of the records that it lists, neither FileOnDisk nor sFileInMemory. Copies list the
+/// same records. open() makes a new record with a new buffer for each entry that it loads. The caller owns
+/// these (see getFilesInMemory()): it always frees the buffers, and deletes the records unless close() has done
+/// so. The caller deletes FileOnDisk records when no package or copy lists them any more.
 class BEX_EXPORT ZRBex : public PackageManager {
 public:
     ZRBex();
 
-    /// Copies path, extension, names and fields, and lists the same records as `other`.
+    /// Copies path, extension, names and fields in this order, and lists the same records as `other`. Asks the
+    /// virtual getExtension() and getFiles() of `other`.
     ZRBex(const ZRBex& other);
     ZRBex& operator=(const ZRBex&) = delete;
     ~ZRBex() override;
@@ -40,12 +41,12 @@ public:
     void add(const std::list<std::string>& paths) override;
     void add(const std::list<MemoryMappedFile*>& files) override;
 
-    /// Lists an in-memory file under its own name, even when the package already has that name. The record
-    /// (not null) is kept, not copied: it has to live until close(), which deletes it, or until the object is
-    /// no longer used. The buffer stays the caller's to free after close().
+    /// Lists an in-memory file under its own name, even when the package already has that name. Keeps the
+    /// pointer (not null), not a copy: the record must live until close() deletes it or until the object is no
+    /// longer used. The caller frees the buffer after that.
     void add(sFileInMemory* file);
 
-    /// Adds each record in order; the list stays as it is.
+    /// Adds each record in order; does not change the list.
     void add(std::list<sFileInMemory*>& files);
 
     void setPackageName(const std::string& value) override;
@@ -64,36 +65,36 @@ public:
     void printFiles() const override;
     void printInfo() const override;
 
-    /// Whether a file on disk or in memory has exactly this package path; directories end in "/". Paths are
-    /// compared byte for byte, in time linear in the number of entries.
-    bool isFileInArchive(const std::string& name) const;
+    /// Returns whether a file on disk or in memory has exactly this package path; directories end in "/".
+    /// Compares byte for byte, in time linear in the number of entries.
+    bool isFileInArchive(const std::string& name);
 
-    /// Whether the file begins with "<!arch>\n". Throws BexException when it cannot be opened.
-    /// Meant: that is not ar's own signature "!<arch>\n", so packages of this library are not "valid".
+    /// Returns whether the file begins with "<!arch>\n". Throws BexException when it cannot be opened.
+    /// Meant: ar's own signature is "!<arch>\n", so the packages of this library are not "valid".
     static bool isValid(const std::string& path);
 
-    /// Always false; reads nothing.
-    bool isValid(const std::istream& in) const;
+    /// Always returns false; reads nothing.
+    bool isValid(const std::istream& in);
 
-    /// The lists and fields themselves; they live as long as the object. After close(), getFilesInMemory()
-    /// holds pointers to records that are gone.
+    /// These return the lists and fields themselves, which live as long as the object. After close(), the
+    /// pointers in getFilesInMemory() are dangling.
     const std::string& getFilename() const;
     const std::list<FileOnDisk*>& getFilesOnDisk() const;
     const std::list<sFileInMemory*>& getFilesInMemory() const;
 
-    /// Control fields by name, in the byte-wise order in which the control file has them.
+    /// Returns the control fields by name, in the byte order of the control file.
     const std::map<std::string, std::string>& getMetaData() const;
 
 private:
-    void xCheckMandatoryFields() const;
-    bool xCheckEssentialFormat(const std::string& value) const;
-    bool xCheckMaintainerFormat(const std::string& value) const;
+    void xCheckMandatoryFields();
+    bool xCheckEssentialFormat(const std::string& value);
+    bool xCheckMaintainerFormat(const std::string& value);
 
-    /// Both return a new record with a new buffer, the caller's to release.
-    sFileInMemory* xWriteControlFileInMemory() const;
+    /// Both return a new record with a new buffer, which the caller owns.
+    sFileInMemory* xWriteControlFileInMemory();
     sFileInMemory* xCreateDebianBinaryFile() const;
 
-    /// Sets the fields that the unread text of `in` gives, and checks that the mandatory ones are there.
+    /// Sets the fields in the unread text of `in`, and checks that the mandatory ones are set.
     void xParseControlFile(std::stringstream* in);
     void xLoadBexFile(const std::string& path);
 

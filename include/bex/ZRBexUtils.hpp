@@ -7,24 +7,26 @@
 
 namespace bex {
 
-/// Flattens directory trees into lists of paths. The one instance is not guarded: one thread at a time.
+/// Flattens directory trees into lists of paths. There is one instance, without a lock: use it from one thread
+/// at a time.
 class BEX_EXPORT ZRBexUtils {
 public:
     ZRBexUtils(const ZRBexUtils&) = delete;
     ZRBexUtils& operator=(const ZRBexUtils&) = delete;
 
-    /// The instance, made at the first call and after kill(). Not the caller's to delete.
+    /// Returns the instance. Makes it at the first call and at the first call after kill(). The caller must not
+    /// delete it.
     static ZRBexUtils* getInstance();
 
-    /// Deletes the instance, if there is one, and with it every pointer that getInstance() gave out.
+    /// Deletes the instance, if there is one. Pointers that getInstance() returned become invalid.
     static void kill();
 
-    /// The path `dir`, which has to end in "/", and all that lies below it: each path begins with `dir`,
-    /// directories end in "/". The caller deletes the list.
+    /// Lists `dir`, which must end in "/", and everything below it. Each path begins with `dir`; directories end
+    /// in "/". The caller deletes the list.
     ///
-    /// Entries of one directory come in the order of the file system, and each subdirectory's list is merged
-    /// (`std::list::merge`) into what stands before it. Links to directories are followed, cycles included,
-    /// until the file system refuses the path. Boost's errors for what cannot be read pass through.
+    /// The entries of a directory come in the order of the file system. The list of each subdirectory is merged
+    /// (`std::list::merge`) into the list before it. Symbolic links to directories are followed; in a cycle, until
+    /// the file system refuses the path. Throws Boost's error for a directory that cannot be read.
     std::list<std::string>* scanDir(std::string dir);
 
 private:

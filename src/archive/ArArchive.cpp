@@ -9,11 +9,11 @@
 namespace bex {
 namespace {
 
-// Meant: a small request. For regular files libarchive reads larger blocks all the same.
-constexpr std::size_t readBlockBytes = 10;
+// Meant: a small request. libarchive reads larger blocks from regular files anyway.
+constexpr std::size_t kReadBlockBytes = 10;
 
 int expectAr(archive* a) {
-    archive_read_support_filter_none(a);  // not tested: it can't fail
+    archive_read_support_filter_none(a);  // The result is not checked: it cannot fail.
     return archive_read_support_format_ar(a);
 }
 
@@ -23,26 +23,27 @@ ArArchive::ArArchive() = default;
 
 ArArchive::ArArchive(std::string path) {
     Reader handle = newReader();
-    expectAr(handle.get());  // not tested: without the format the open fails
-    if (archive_read_open_filename(handle.get(), path.c_str(), readBlockBytes) != ARCHIVE_OK) {
+    expectAr(handle.get());  // The result is not checked: without the format the open fails.
+    if (archive_read_open_filename(handle.get(), path.c_str(), kReadBlockBytes) != ARCHIVE_OK) {
         throw BexException("ArArchive::ArArchive (" + path + "): impossible to open " + path + " file.");
     }
     BufferRelease onFailure(*this);
     boost::system::error_code noLength;
     const auto length = boost::filesystem::file_size(path, noLength);
-    // The results of freeing are not tested: all entries are read by then.
+    // The results of freeing are not checked: all entries have been read by then.
     if (noLength) {
-        loadArchive(handle.release());
+        loadArchive(handle.get());  // A pipe has no length: the buffers grow with what it delivers.
     } else {
-        loadArchive(handle.release(), length);
+        loadArchive(handle.get(), length);
     }
+    handle.release();  // loadArchive() has freed it.
     onFailure.keep();
 }
 
 ArArchive::~ArArchive() = default;
 
 int ArArchive::xSetWriteFormat(archive* a) {
-    archive_write_add_filter_none(a);  // not tested: it can't fail
+    archive_write_add_filter_none(a);  // The result is not checked: it cannot fail.
     return archive_write_set_format_ar_svr4(a);
 }
 

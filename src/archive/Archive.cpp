@@ -10,7 +10,7 @@ namespace bex {
 Archive::Archive() = default;
 
 Archive::~Archive() {
-    // A caller may have added a record twice; it is deleted once. Sorting a list allocates nothing.
+    // A caller may have added a record twice, but it must be deleted once. Sorting a list allocates nothing.
     filesInMemory_.sort(std::less<>{});
     filesInMemory_.unique();
     for (const sFileInMemory* file : filesInMemory_) {
@@ -42,7 +42,7 @@ sFileInMemory* Archive::getFileInMemory(const std::string& name) const {
     sFileInMemory* found = nullptr;
     for (sFileInMemory* file : filesInMemory_) {
         if (file->name_ == name) {
-            found = file;  // Meant: the last of several.
+            found = file;  // Meant: the last one of several.
         }
     }
     return found;
@@ -71,6 +71,7 @@ void Archive::moveFilesInMemTo(std::list<sFileInMemory*>& files) {
 void Archive::printFiles() const {
     std::cout << "Files on disk:" << std::endl;
     for (const FileOnDisk* file : filesOnDisk_) {
+        // Meant: this list alone shows the path on disk in place of an empty name.
         std::cout << (file->nameInArchive_.empty() ? file->pathOnDisk_ : file->nameInArchive_) << std::endl;
     }
     std::cout << "Files In memory:" << std::endl;

@@ -1,8 +1,9 @@
+#include <archive.h>
+
 #include <optional>
 #include <utility>
 
 #include "archive/EntryReader.hpp"
-#include "archive/Handles.hpp"
 #include "archive/OwnedFiles.hpp"
 #include "bex/Archive.hpp"
 #include "support/Utf8CharacterType.hpp"
@@ -10,24 +11,25 @@
 namespace bex {
 namespace {
 
-int readAll(Reader handle, std::optional<std::uint64_t> limit, std::list<sFileInMemory*>& files) {
+/// Frees the handle at the end only: after a throw it is the caller's, who may free it or ask it for its error.
+int readAll(archive* a, std::optional<std::uint64_t> limit, std::list<sFileInMemory*>& files) {
     const Utf8CharacterType utf8;
-    EntryReader entries(handle.get(), limit);
+    EntryReader entries(a, limit);
     while (OwnedFile file = entries.next()) {
         append(files, std::move(file));
     }
-    archive_read_close(handle.get());  // its result is part of what freeing returns
-    return archive_read_free(handle.release());
+    archive_read_close(a);  // The result is not checked: freeing returns it as well.
+    return archive_read_free(a);
 }
 
 }  // namespace
 
 int Archive::loadArchive(archive* a) {
-    return readAll(Reader(a), std::nullopt, filesInMemory_);
+    return readAll(a, std::nullopt, filesInMemory_);
 }
 
 int Archive::loadArchive(archive* a, unsigned long long limitBytes) {
-    return readAll(Reader(a), limitBytes, filesInMemory_);
+    return readAll(a, limitBytes, filesInMemory_);
 }
 
 }  // namespace bex

@@ -1,23 +1,23 @@
 #include <sys/stat.h>
 
-#include <boost/filesystem.hpp>
 #include <fstream>
 #include <new>
-#include <utility>
 
 #include "archive/EntryWriter.hpp"
 #include "archive/Handles.hpp"
 #include "archive/OwnedFiles.hpp"
+#include "archive/PartialFile.hpp"
 #include "bex/Archive.hpp"
 #include "bex/BexException.hpp"
+#include "support/ResolvedPath.hpp"
 
 namespace bex {
 namespace {
 
-constexpr unsigned long reservePerFile = 200;
+constexpr unsigned long kReservePerFile = 200;  // bytes for its header, compressed
 
-/// What a file on disk adds to the estimate. Only regular files are opened: the end of an opened directory is
-/// 2^63 - 1 on ext4, and opening a pipe blocks.
+/// Returns the length of a file on disk for the estimate. Opens regular files only: the end of an opened
+/// directory is at 2^63 - 1 on ext4, and opening a pipe blocks.
 std::streamoff lengthOf(const std::string& path) {
     struct stat attributes = {};
     if (::stat(path.c_str(), &attributes) == 0 && !S_ISREG(attributes.st_mode)) {
@@ -25,65 +25,37 @@ std::streamoff lengthOf(const std::string& path) {
     }
     std::ifstream file(path);
     file.seekg(0, std::ios::end);
-    return file.tellg();  // Meant: -1 for a file that can't be opened.
+    return file.tellg();  // Meant: -1 for a file that cannot be opened.
 }
 
-/// The whole size of a buffer in memory. It never grows, so an archive that does not fit fails.
+/// Returns the size of the buffer for an archive in memory. The buffer never grows: what exceeds it is an error.
+/// Compressible contents leave room for others, which is why most archives fit.
 unsigned long estimate(const std::list<const FileOnDisk*>& onDisk, const std::list<sFileInMemory*>& inMemory) {
-    unsigned long bytes = reservePerFile;
+    unsigned long bytes = kReservePerFile;
     for (const FileOnDisk* file : onDisk) {
-        bytes += static_cast<unsigned long>(lengthOf(file->pathOnDisk_)) + reservePerFile;
+        bytes += static_cast<unsigned long>(lengthOf(file->pathOnDisk_)) + kReservePerFile;
     }
     for (const sFileInMemory* file : inMemory) {
-        bytes += file->size_ + reservePerFile;
+        bytes += file->size_ + kReservePerFile;
     }
     return bytes;
-}
-
-/// Removes a half-written regular file, wherever links to it led, unless keep() is called. Devices and pipes
-/// are left alone.
-class PartialFile {
-public:
-    explicit PartialFile(const std::string& path) : path_(boost::filesystem::canonical(path, ignored_)) {}
-    ~PartialFile() {
-        if (!kept_ && boost::filesystem::is_regular_file(path_, ignored_)) {
-            boost::filesystem::remove(path_, ignored_);  // the failure that led here is what gets reported
-        }
-    }
-
-    PartialFile(const PartialFile&) = delete;
-    PartialFile& operator=(const PartialFile&) = delete;
-
-    void keep() { kept_ = true; }
-
-private:
-    boost::system::error_code ignored_;
-    boost::filesystem::path path_;
-    bool kept_ = false;
-};
-
-/// Ends the archive and reports what libarchive may notice only now: bytes that were still buffered.
-int finish(Writer handle) {
-    // The close decides: freeing a handle reports success even when the archive was lost.
-    if (archive_write_close(handle.get()) != ARCHIVE_OK || archive_write_free(handle.release()) != ARCHIVE_OK) {
-        throw BexException("Can't close the archive.");
-    }
-    return 0;
 }
 
 }  // namespace
 
 sFileInMemory* Archive::writeArchiveInMemory(const std::string& name) {
+    // Both are declared before the handle: closing an abandoned handle still writes to them.
     OwnedFile result(new sFileInMemory{0, nullptr, ""});
+    std::size_t used = 0;
     Writer handle = newWriter();
-    xSetWriteFormat(handle.get());  // not tested: a handle without a format refuses the first entry
+    xSetWriteFormat(handle.get());  // The result is not checked: without a format the first entry is refused.
     const unsigned long capacity = estimate(filesOnDisk_, filesInMemory_);
     result->bytes_ = new char[capacity];
-    std::size_t used = 0;
     if (archive_write_open_memory(handle.get(), result->bytes_, capacity, &used) != ARCHIVE_OK) {
-        throw std::bad_alloc();  // nothing else goes wrong there
+        throw std::bad_alloc();  // Memory is all that it can lack.
     }
-    writeFilesToArchive(handle.release());
+    writeFilesToArchive(handle.get());
+    handle.release();  // writeFilesToArchive() has freed it.
     result->size_ = used;
     result->name_ = name;
     return result.release();
@@ -91,29 +63,31 @@ sFileInMemory* Archive::writeArchiveInMemory(const std::string& name) {
 
 int Archive::writeArchiveInFile(const std::string& path) {
     Writer handle = newWriter();
-    xSetWriteFormat(handle.get());  // not tested: a handle without a format refuses the first entry
+    xSetWriteFormat(handle.get());  // The result is not checked: without a format the first entry is refused.
     if (archive_write_open_filename(handle.get(), path.c_str()) != ARCHIVE_OK) {
         throw BexException("Can't write archive to file " + path + ".");
     }
-    PartialFile partial(path);
-    const int result = writeFilesToArchive(handle.release());
+    PartialFile partial(resolvedPath(path));  // The file itself, where links lead to it.
+    const int result = writeFilesToArchive(handle.get());
+    handle.release();  // writeFilesToArchive() has freed it.
     partial.keep();
     return result;
 }
 
 int Archive::writeFilesToArchive(archive* a) {
-    Writer handle(a);
-    bool alive = true;
+    bool alive = true;  // After a fatal result the handle accepts nothing more.
     for (const FileOnDisk* file : filesOnDisk_) {
         alive = alive && writeFileOnDisk(a, *file);
     }
     for (const sFileInMemory* file : filesInMemory_) {
-        writeFileInMemory(a, *file);  // throws on a dead handle
+        writeFileInMemory(a, *file);  // throws when the handle is dead
     }
-    if (!alive) {
+    // The close decides: it reports bytes that were still buffered. Freeing reports success even when the
+    // archive is lost. Before the close succeeds nothing frees the handle, because the caller will.
+    if (!alive || archive_write_close(a) != ARCHIVE_OK) {
         throw BexException("Can't close the archive.");
     }
-    return finish(std::move(handle));
+    return archive_write_free(a);  // ARCHIVE_OK: a closed handle has nothing left that could fail
 }
 
 }  // namespace bex

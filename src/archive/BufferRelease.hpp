@@ -4,8 +4,8 @@
 
 namespace bex {
 
-/// Frees the bytes of an archive's in-memory records at the end of the block, unless keep() is called. Stands
-/// after the archive, whose destructor leaves them alone.
+/// Frees the bytes of an archive's in-memory records at the end of the block, unless keep() is called. Declare
+/// it after the archive, whose destructor deletes the records.
 class BufferRelease {
 public:
     explicit BufferRelease(Archive& archive) : archive_(&archive) {}

@@ -18,7 +18,7 @@ BexException cannotLoad() {
 OwnedFile EntryReader::next() {
     archive_entry* entry = nullptr;
     if (archive_read_next_header(archive_, &entry) != ARCHIVE_OK) {
-        return nullptr;  // Meant: the end and a failure look alike, warnings included.
+        return nullptr;  // Meant: a failure, and even a warning, ends the archive like its end.
     }
     const char* name = archive_entry_pathname(entry);
     const la_int64_t declared = archive_entry_size(entry);
@@ -35,16 +35,20 @@ OwnedFile EntryReader::next() {
     return file;
 }
 
+/// Returns how many bytes the source can still hold. Never below zero: next() and grow() let spent_ grow by no
+/// more than this.
 std::uint64_t EntryReader::left() const {
     if (limit_) {
         return *limit_ - spent_;
     }
+    // What the source has delivered, unpacked, only ever grows.
     const la_int64_t given = archive_filter_bytes(archive_, -1);
     return expandedLimit(static_cast<std::uint64_t>(std::max<la_int64_t>(given, 0))) - spent_;
 }
 
 std::unique_ptr<char[]> EntryReader::readBytes(std::uint64_t size) const {
     Bytes bytes;
+    // One allocation when the source can hold that much; a false size costs no more than the source could fill.
     grow(bytes, std::min(size, left()), size);
     while (readBlock(bytes, size)) {
     }
@@ -62,6 +66,7 @@ bool EntryReader::readBlock(Bytes& bytes, std::uint64_t size) const {
     if (result == ARCHIVE_EOF) {
         return false;
     }
+    // Compared as differences: the sum of offset and length can overflow.
     if (result < ARCHIVE_OK || offset < 0 || static_cast<std::uint64_t>(offset) > size ||
         length > size - static_cast<std::uint64_t>(offset)) {  // guard: data blocks beyond the size
         throw cannotLoad();
@@ -76,7 +81,7 @@ bool EntryReader::readBlock(Bytes& bytes, std::uint64_t size) const {
     return true;
 }
 
-/// Sets what no block has reached to zero, up to `end`.
+/// Sets the bytes that no block has filled to zero, up to `end`.
 void EntryReader::fillHole(Bytes& bytes, std::uint64_t end) {
     if (bytes.filled < end) {
         std::memset(bytes.data.get() + bytes.filled, 0, end - bytes.filled);
@@ -84,7 +89,8 @@ void EntryReader::fillHole(Bytes& bytes, std::uint64_t end) {
     }
 }
 
-/// Makes room for `needed` of the `size` bytes that the entry claims, doubling so that growth stays linear.
+/// Makes room for `needed` of the `size` bytes that the entry claims. Doubles, so that all copies together take
+/// linear time. Throws when the source cannot hold as much.
 void EntryReader::grow(Bytes& bytes, std::uint64_t needed, std::uint64_t size) const {
     if (bytes.data != nullptr && needed <= bytes.room) {
         return;

@@ -9,29 +9,29 @@
 
 namespace bex {
 
-/// The most bytes that `compressed` bytes of gzip can hold: deflate's best is 1032 to 1 (zlib's technical
-/// details). The rest keeps very short sources from being cut too close.
+/// Returns the most bytes that `compressed` bytes of gzip can hold: deflate reaches 1032 to 1 (zlib's technical
+/// details). The constant is a margin for very short sources.
 constexpr std::uint64_t expandedLimit(std::uint64_t compressed) {
     return 1032 * compressed + 1024;
 }
 
-/// Reads the entries of an opened handle into records, believing no size that it reads. Every failure is a
-/// BexException.
+/// Reads the entries of an opened handle into records. Trusts no size that the archive claims. Reports every
+/// failure as a BexException, and leaves the handle open.
 class EntryReader {
 public:
-    /// `limit` is what all entries together can hold; without it, what the source has given so far is the
-    /// measure. The handle has to outlive the reader.
+    /// `limit` is how many bytes all entries together can hold. Without it, the bytes that the source has
+    /// delivered so far are the limit. The handle must outlive the reader.
     EntryReader(archive* a, std::optional<std::uint64_t> limit) : archive_(a), limit_(limit) {}
 
-    /// The next entry, or null at the end, which a header that can't be read is too.
+    /// Returns the next entry, or null at the end and at a header that cannot be read.
     OwnedFile next();
 
 private:
-    /// An entry's bytes while its blocks come in, in any order and with holes, which become zeros.
+    /// The bytes of an entry while its blocks are read. Blocks may come in any order; holes become zeros.
     struct Bytes {
         std::unique_ptr<char[]> data;
         std::uint64_t room = 0;
-        std::uint64_t filled = 0;  ///< up to here every byte has its value
+        std::uint64_t filled = 0;  ///< every byte before this one has its value
     };
 
     std::uint64_t left() const;

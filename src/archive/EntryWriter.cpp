@@ -14,8 +14,8 @@ namespace {
 
 /// Returns false when the handle is dead.
 bool writeContents(archive* a, const std::string& path) {
-    // Meant: a file that can't be opened for writing is not read either. libarchive fills up with zeros what
-    // is missing and takes no more than the header announced.
+    // Meant: a file that cannot be opened for writing is not read either. libarchive adds zeros up to the size
+    // in the header, and ignores bytes beyond it.
     std::fstream file(path, std::ios::in | std::ios::out);
     std::array<char, 8192> chunk;
     la_ssize_t written = 1;
@@ -23,7 +23,7 @@ bool writeContents(archive* a, const std::string& path) {
          file.read(chunk.data(), chunk.size())) {
         written = archive_write_data(a, chunk.data(), static_cast<std::size_t>(file.gcount()));
     }
-    return written >= 0;  // 0: the entry is full
+    return written >= 0;  // 0: the entry has its size
 }
 
 Entry entryFor(const sFileInMemory& file) {
@@ -32,7 +32,7 @@ Entry entryFor(const sFileInMemory& file) {
     archive_entry_set_filetype(entry.get(), AE_IFREG);
     archive_entry_set_size(entry.get(), static_cast<la_int64_t>(file.size_));
     archive_entry_set_perm(entry.get(), 0600);
-    // Meant: local wall-clock fields counted as UTC.
+    // Meant: the local wall-clock time is counted as UTC.
     const auto now = boost::posix_time::second_clock::local_time();
     archive_entry_set_mtime(entry.get(), bex::to_time_t(now), 0);
     return entry;
@@ -43,7 +43,7 @@ Entry entryFor(const sFileInMemory& file) {
 bool writeFileOnDisk(archive* a, const FileOnDisk& file) {
     struct stat attributes = {};
     if (::stat(file.pathOnDisk_.c_str(), &attributes) != 0) {
-        attributes = {};  // Vanished: no format takes an entry without a type, which leaves it out.
+        attributes = {};  // It does not exist: formats refuse an entry without a type, so it is skipped.
     }
     const Entry entry = newEntry();
     archive_entry_copy_stat(entry.get(), &attributes);
@@ -52,8 +52,8 @@ bool writeFileOnDisk(archive* a, const FileOnDisk& file) {
     if (result == ARCHIVE_FATAL) {
         return false;
     }
-    // Data without a header would kill the handle. After a mere warning there may be one; where there is
-    // none (the ar writer), the data is not taken. Pipes and devices are not opened: that could block.
+    // Data without a header would kill the handle. After a warning there may be a header; where there is none
+    // (the ar writer), the data is ignored. Pipes and devices are not opened: that could block.
     return result < ARCHIVE_WARN || !S_ISREG(attributes.st_mode) || writeContents(a, file.pathOnDisk_);
 }
 
@@ -62,7 +62,7 @@ void writeFileInMemory(archive* a, const sFileInMemory& file) {
     if (archive_write_header(a, entry.get()) != ARCHIVE_OK) {
         throw BexException("Couldn't write header for file " + file.name_);
     }
-    // One call, except beyond 2 GiB: libarchive takes no more than that at once.
+    // One call writes all, except beyond 2 GiB: libarchive accepts no more at once.
     for (unsigned long done = 0; done < file.size_;) {
         const la_ssize_t written = archive_write_data(a, file.bytes_ + done, file.size_ - done);
         if (written <= 0) {

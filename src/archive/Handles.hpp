@@ -8,16 +8,20 @@
 
 namespace bex {
 
-/// Gives up a write handle that did not come to its end. Nothing is left to report here.
+/// Closes and frees the write handle of an archive that was not completed. Ignores both results: the failure
+/// that led here is the one to report.
 struct AbandonWriter {
     void operator()(archive* a) const noexcept {
-        archive_write_close(a);  // freeing alone would leave a dead handle's file open
+        archive_write_close(a);  // Freeing alone leaves the file of a dead handle open.
         archive_write_free(a);
     }
 };
 
 struct FreeReader {
-    void operator()(archive* a) const noexcept { archive_read_free(a); }
+    void operator()(archive* a) const noexcept {
+        archive_read_close(a);  // As above.
+        archive_read_free(a);
+    }
 };
 
 struct FreeEntry {
@@ -28,7 +32,7 @@ using Writer = std::unique_ptr<archive, AbandonWriter>;
 using Reader = std::unique_ptr<archive, FreeReader>;
 using Entry = std::unique_ptr<archive_entry, FreeEntry>;
 
-/// `handle` itself; libarchive's constructors give null only when memory is short.
+/// Returns `handle`. libarchive's constructors return null only when memory is exhausted.
 template <class Handle>
 Handle allocated(Handle handle) {
     if (!handle) {

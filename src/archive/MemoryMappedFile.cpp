@@ -9,6 +9,7 @@ MemoryMappedFile::MemoryMappedFile(const std::string& name, unsigned long size)
 
 MemoryMappedFile::MemoryMappedFile(const MemoryMappedFile& other)
     : size_(other.size_), bytes_(new char[other.size_]), name_(other.name_) {
+    // Meant: the size field is trusted; setSize() may have made it larger than the buffer.
     std::copy_n(other.bytes_.get(), size_, bytes_.get());
 }
 

@@ -9,7 +9,7 @@
 
 namespace bex {
 
-/// Deletes in-memory records together with their buffers: for those that have not changed hands yet.
+/// Deletes an in-memory record and its buffer: for records that nobody else owns yet.
 struct DeleteFile {
     void operator()(sFileInMemory* file) const noexcept {
         delete[] file->bytes_;
@@ -29,10 +29,10 @@ struct DeleteFiles {
 using OwnedFile = std::unique_ptr<sFileInMemory, DeleteFile>;
 using OwnedFiles = std::unique_ptr<std::list<sFileInMemory*>, DeleteFiles>;
 
-/// A new record called `name` with a copy of `size` bytes.
+/// Returns a new record called `name` with a copy of `size` bytes.
 OwnedFile newFile(const std::string& name, const char* bytes, std::size_t size);
 
-/// Moves `file` to the end of a list that owns in its own way.
+/// Moves `file` to the end of a list of plain pointers, whose owner then owns it.
 void append(std::list<sFileInMemory*>& files, OwnedFile file);
 
 }  // namespace bex

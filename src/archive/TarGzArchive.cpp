@@ -11,7 +11,7 @@ namespace bex {
 namespace {
 
 int expectTarGz(archive* a) {
-    archive_read_support_filter_gzip(a);  // not tested: without the filter the open or a header fails
+    archive_read_support_filter_gzip(a);  // The result is not checked: without it the open or a header fails.
     return archive_read_support_format_tar(a);
 }
 
@@ -21,13 +21,14 @@ TarGzArchive::TarGzArchive() = default;
 
 TarGzArchive::TarGzArchive(const sFileInMemory* file) {
     Reader handle = newReader();
-    expectTarGz(handle.get());  // not tested: without the format the open fails
+    expectTarGz(handle.get());  // The result is not checked: without the format the open fails.
     if (archive_read_open_memory(handle.get(), file->bytes_, file->size_) != ARCHIVE_OK) {
         throw BexException("TarGzArchive::TarGzArchive: can't open " + file->name_ + " archive.");
     }
     BufferRelease onFailure(*this);
-    // The result of freeing is not tested: all entries are read by then.
-    loadArchive(handle.release(), expandedLimit(file->size_));
+    // The result of freeing is not checked: all entries have been read by then.
+    loadArchive(handle.get(), expandedLimit(file->size_));
+    handle.release();  // loadArchive() has freed it.
     onFailure.keep();
 }
 
@@ -35,7 +36,8 @@ TarGzArchive::~TarGzArchive() = default;
 
 int TarGzArchive::xSetWriteFormat(archive* a) {
     if (archive_write_add_filter_gzip(a) != ARCHIVE_OK) {
-        throw std::bad_alloc();  // nothing else goes wrong there, and what followed would not be compressed
+        // Memory is all that it can lack. Without the filter the archive would be written uncompressed.
+        throw std::bad_alloc();
     }
     return archive_write_set_format_ustar(a);
 }

@@ -9,7 +9,7 @@ std::time_t to_time_t(boost::posix_time::ptime t) {
         return 0;
     }
     if (t.is_pos_infinity()) {
-        return 2147483647;  // Meant: the largest 32-bit value, however wide std::time_t is.
+        return 2147483647;  // Meant: the largest 32-bit value, even where std::time_t is wider.
     }
     const boost::posix_time::ptime epoch(boost::gregorian::date(1970, 1, 1));
     return (t - epoch).total_seconds();

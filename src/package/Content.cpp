@@ -13,8 +13,8 @@ namespace fs = boost::filesystem;
 namespace bex {
 namespace {
 
-/// The directory in which the process started. Boost keeps what the first call saw, so the first call has to
-/// come while the library is loaded.
+/// Returns the directory in which the process started. Boost keeps the result of the first call, so the first
+/// call must happen while the library is loaded.
 const fs::path& startingDirectory() {
     static const fs::path directory = [] {
         boost::system::error_code gone;
@@ -23,11 +23,13 @@ const fs::path& startingDirectory() {
     return directory;
 }
 
-[[maybe_unused]] const fs::path& startingDirectoryAtLoad = startingDirectory();
+[[maybe_unused]] const fs::path& kStartingDirectory = startingDirectory();
 
 std::string absoluteForm(const fs::path& path) {
-    const bool complete = path.empty() || path.has_root_directory();
-    return (complete ? path : startingDirectory() / path).string();
+    if (path.empty() || path.has_root_directory()) {
+        return path.string();
+    }
+    return (startingDirectory() / path).string();
 }
 
 std::string withSlash(std::string path) {
@@ -37,7 +39,7 @@ std::string withSlash(std::string path) {
     return path;
 }
 
-/// Records that take effect together, so that a failure on the way leaves the package as it was.
+/// New records that are added to the package together, so that a failure in between leaves it unchanged.
 class NewEntries {
 public:
     NewEntries() = default;
@@ -66,7 +68,7 @@ private:
     std::list<std::string> names_;
 };
 
-/// Adds `root` and all that lies below it; in the package `nameOfRoot` takes its place. Both end in "/".
+/// Adds `root` and everything below it; `nameOfRoot` replaces `root` in the package paths. Both end in "/".
 void addTree(NewEntries& entries, const std::string& root, const std::string& nameOfRoot) {
     const std::unique_ptr<std::list<std::string>> paths(ZRBexUtils::getInstance()->scanDir(root));
     for (const std::string& path : *paths) {
@@ -85,7 +87,7 @@ void ZRBex::add(const std::string& src, const std::string& dst) {
     const std::string path = dst.empty() ? src : dst;
     const std::string name = isTree ? withSlash(path) : path;
     if (isFileInArchive(name)) {
-        return;  // Meant: no error. Of a tree only its own path is looked up, not those of its files.
+        return;  // Meant: not an error. Only the tree's own path is looked up, not the paths below it.
     }
     NewEntries entries;
     if (isTree) {
@@ -107,7 +109,7 @@ void ZRBex::add(const std::list<std::string>& paths) {
 void ZRBex::add(const std::list<MemoryMappedFile*>& /*files*/) {}
 
 void ZRBex::add(sFileInMemory* file) {
-    std::list<std::string> name{file->name_};
+    std::list<std::string> name{file->name_};  // First all that can throw, so that both lists stay in step.
     filesInMemory_.push_back(file);
     files_.splice(files_.end(), name);
 }
@@ -118,7 +120,7 @@ void ZRBex::add(std::list<sFileInMemory*>& files) {
     }
 }
 
-bool ZRBex::isFileInArchive(const std::string& name) const {
+bool ZRBex::isFileInArchive(const std::string& name) {
     return std::any_of(filesOnDisk_.begin(), filesOnDisk_.end(),
                        [&](const FileOnDisk* file) { return file->nameInArchive_ == name; }) ||
            std::any_of(filesInMemory_.begin(), filesInMemory_.end(),

@@ -8,18 +8,18 @@
 namespace bex {
 namespace {
 
-constexpr std::string_view separator = ": ";
+constexpr std::string_view kSeparator = ": ";
 
-/// One line per field. Meant: values are written raw, line feeds included.
+/// Prints one line per field. Meant: values are printed unchanged, line feeds included.
 void printFields(std::ostream& out, const std::map<std::string, std::string>& fields) {
     for (const auto& [name, value] : fields) {
-        out << name << separator << value << std::endl;
+        out << name << kSeparator << value << std::endl;
     }
 }
 
 }  // namespace
 
-sFileInMemory* ZRBex::xWriteControlFileInMemory() const {
+sFileInMemory* ZRBex::xWriteControlFileInMemory() {
     std::stringstream text;
     printFields(text, metaData_);
     const std::string bytes = text.str();
@@ -28,14 +28,14 @@ sFileInMemory* ZRBex::xWriteControlFileInMemory() const {
 
 void ZRBex::xParseControlFile(std::stringstream* in) {
     for (std::string line; std::getline(*in, line);) {
-        const std::string::size_type end = line.find(separator);
-        if (end != std::string::npos && end != 0) {  // other lines are silently skipped
-            metaData_[line.substr(0, end)] = line.substr(end + separator.size());
+        const std::string::size_type end = line.find(kSeparator);
+        if (end != std::string::npos && end != 0) {  // Other lines are skipped without an error.
+            metaData_[line.substr(0, end)] = line.substr(end + kSeparator.size());
         }
     }
     xCheckMandatoryFields();
-    // Meant: only a field that is not there is checked, and the answer is not used. What remains is that both
-    // fields are there afterwards, and that a value from a file is kept as it is.
+    // Meant: only a missing field is checked, and the result is not used. The effect is that both fields exist
+    // afterwards, and that a value from a file is kept without a check.
     if (metaData_.count("Maintainer") == 0) {
         xCheckMaintainerFormat(metaData_["Maintainer"]);
     }

@@ -8,8 +8,9 @@
 namespace bex {
 namespace {
 
-/// Whether the value holds these parts in this order, with at least one character before, between and behind them.
-/// The first place for each part that leaves room is as good as any later one, so that one pass is enough.
+/// Returns whether the value holds these parts in this order, with at least one character before, between and
+/// after them. Takes the first possible place for each part: a later one would leave less room for the next. A
+/// regular expression says the same, but its matcher gives up on some values.
 bool holdsInOrder(std::string_view value, std::initializer_list<std::string_view> parts) {
     std::size_t end = 0;
     for (const std::string_view part : parts) {
@@ -64,15 +65,15 @@ void ZRBex::setMaintainer(const std::string& value) {
     metaData_["Maintainer"] = value;
 }
 
-bool ZRBex::xCheckEssentialFormat(const std::string& value) const {
+bool ZRBex::xCheckEssentialFormat(const std::string& value) {
     return value == "yes" || value == "no";
 }
 
-bool ZRBex::xCheckMaintainerFormat(const std::string& value) const {
-    return holdsInOrder(value, {" ", " <", "@", "."});  // Meant: no closing bracket is asked for.
+bool ZRBex::xCheckMaintainerFormat(const std::string& value) {
+    return holdsInOrder(value, {" ", " <", "@", "."});  // Meant: without a closing bracket.
 }
 
-void ZRBex::xCheckMandatoryFields() const {
+void ZRBex::xCheckMandatoryFields() {
     const struct {
         const char* field;
         const char* message;

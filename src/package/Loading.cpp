@@ -1,4 +1,3 @@
-#include <array>
 #include <fstream>
 #include <sstream>
 
@@ -12,14 +11,14 @@
 namespace bex {
 namespace {
 
-/// The payload, which gives up its files when it has been read: a copy of each would take twice the memory.
+/// The payload archive. Its files are moved into the package: copies would take twice the memory.
 class Payload : public TarGzArchive {
 public:
     using Archive::moveFilesInMemTo;
     using TarGzArchive::TarGzArchive;
 };
 
-/// The named file of `archive`, which keeps it. `path` is for the message.
+/// Returns the named file of `archive`, which still owns it. `path` is for the message.
 const sFileInMemory& find(const Archive& archive, const std::string& name, const std::string& path) {
     const sFileInMemory* file = archive.getFileInMemory(name);
     if (file == nullptr) {
@@ -28,15 +27,18 @@ const sFileInMemory& find(const Archive& archive, const std::string& name, const
     return *file;
 }
 
+/// Prefers the name "control.tar.gz" to "./control.tar.gz", and names the former when both are missing.
 const sFileInMemory& findControlMember(const Archive& package, const std::string& path) {
     const sFileInMemory* dotted = package.getFileInMemory("./control.tar.gz");
-    const bool plain = dotted == nullptr || package.getFileInMemory("control.tar.gz") != nullptr;
-    return plain ? find(package, "control.tar.gz", path) : *dotted;
+    if (dotted != nullptr && package.getFileInMemory("control.tar.gz") == nullptr) {
+        return *dotted;
+    }
+    return find(package, "control.tar.gz", path);
 }
 
 }  // namespace
 
-const std::string ZRBex::magicNumber_ = "<!arch>\n";  // Meant: not ar's signature, see isValid().
+const std::string ZRBex::magicNumber_ = "<!arch>\n";  // Meant: not the signature of ar, see isValid().
 
 void ZRBex::xLoadBexFile(const std::string& path) {
     ArArchive package(path);
@@ -45,13 +47,14 @@ void ZRBex::xLoadBexFile(const std::string& path) {
     const OwnedFiles files(new std::list<sFileInMemory*>);
     Payload payload(&find(package, "data.tar.gz", path));
     payload.moveFilesInMemTo(*files);
+    // The package owns a record from its add() on. `files` frees the others if that throws.
     for (; !files->empty(); files->pop_front()) {
         add(files->front());
     }
 
     TarGzArchive control(&findControlMember(package, path));
     const BufferRelease controlBytes(control);
-    const sFileInMemory& fields = find(control, "control", path);  // Meant: no other name is tried.
+    const sFileInMemory& fields = find(control, "control", path);  // Meant: "./control" is not looked up.
     std::stringstream text(std::string(fields.bytes_, fields.size_));
     xParseControlFile(&text);
 }
@@ -63,10 +66,10 @@ bool ZRBex::isValid(const std::string& path) {
     }
     std::string start(magicNumber_.size(), '\0');
     file.read(start.data(), static_cast<std::streamsize>(start.size()));
-    return start == magicNumber_;  // a shorter file leaves zeros
+    return start == magicNumber_;  // After a shorter file the rest is zeros.
 }
 
-bool ZRBex::isValid(const std::istream& /*in*/) const {
+bool ZRBex::isValid(const std::istream& /*in*/) {
     return false;
 }
 

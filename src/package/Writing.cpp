@@ -11,7 +11,7 @@
 namespace bex {
 namespace {
 
-/// Hands a record over to the archive, which deletes it; its buffer goes the way of the archive's others.
+/// Gives a record to the archive, which deletes it but not its buffer.
 void handOver(Archive& archive, OwnedFile file) {
     archive.add(file.get());
     file.release();
@@ -34,7 +34,9 @@ void ZRBex::close() {
     handOver(control, OwnedFile(xWriteControlFileInMemory()));
     OwnedFile controlMember(control.writeArchiveInMemory("control.tar.gz"));
 
-    TarGzArchive payload;  // its records' buffers are the caller's
+    // This archive deletes the package's records, even when a step below throws. It has no BufferRelease: the
+    // buffers are the caller's.
+    TarGzArchive payload;
     for (const FileOnDisk* file : filesOnDisk_) {
         payload.add(file);
     }
@@ -46,12 +48,12 @@ void ZRBex::close() {
     handOver(package, std::move(version));
     handOver(package, std::move(controlMember));
     handOver(package, std::move(payloadMember));
-    package.writeArchiveInFile(filename_);  // returns 0 or throws
+    package.writeArchiveInFile(filename_);  // The result is not checked: it is 0.
     std::cout << "Archive " << filename_ << " has been created." << std::endl;
 }
 
 sFileInMemory* ZRBex::xCreateDebianBinaryFile() const {
-    const char text[] = "2.0\n";  // the closing zero byte is in the buffer, not in the member
+    const char text[] = "2.0\n";  // The terminating zero is in the buffer, not in the member.
     OwnedFile file = newFile("debian-binary", text, sizeof text);
     file->size_ = sizeof text - 1;
     return file.release();

@@ -6,14 +6,14 @@ namespace bex {
 
 ZRBex::ZRBex() : extension_("wqt") {}
 
+// Meant: path and extension come first, though declared last. A subclass of `other` sees this order of calls.
 ZRBex::ZRBex(const ZRBex& other)
-    : PackageManager(other),
-      files_(other.getFiles()),
-      filesOnDisk_(other.filesOnDisk_),
-      filesInMemory_(other.filesInMemory_),
-      metaData_(other.metaData_),
-      filename_(other.filename_),
-      extension_(other.getExtension()) {}
+    : PackageManager(other), filename_(other.filename_), extension_(other.getExtension()) {
+    files_ = other.getFiles();
+    filesOnDisk_ = other.filesOnDisk_;
+    filesInMemory_ = other.filesInMemory_;
+    metaData_ = other.metaData_;
+}
 
 ZRBex::~ZRBex() = default;
 
@@ -27,7 +27,7 @@ void ZRBex::open(const std::string& path) {
     if (std::ifstream(path).is_open()) {
         xLoadBexFile(path);
     }
-    filename_ = path;
+    filename_ = path;  // Only now: after a throw the object keeps its path.
 }
 
 const std::string& ZRBex::getFilename() const {

@@ -4,11 +4,11 @@
 
 namespace bex {
 
-/// While one lives, the calling thread reads and writes characters as UTF-8, whatever locale the program has
-/// chosen (newlocale(3), uselocale(3)), and its other categories are the C locale's; other threads stay as they
-/// are. In the C locale libarchive can't express the UTF-8 names of pax headers and calls such headers doubtful.
+/// While an object exists, the calling thread reads and writes characters as UTF-8, whatever locale the program
+/// has set (newlocale(3), uselocale(3)), and has the C locale in all other categories. Other threads are not
+/// affected. In the C locale libarchive cannot convert the UTF-8 names of pax headers and returns a warning.
 ///
-/// Where the system has no C.UTF-8 the thread keeps its locale: names that this one can express still work.
+/// On a system without C.UTF-8 the thread keeps its locale: names that this locale can express still work.
 class Utf8CharacterType {
 public:
     Utf8CharacterType() : former_(utf8() ? uselocale(utf8()) : locale_t{}) {}
@@ -22,7 +22,7 @@ public:
     Utf8CharacterType& operator=(const Utf8CharacterType&) = delete;
 
 private:
-    /// One for all threads, made at the first use and never freed: a thread may read until the process ends.
+    /// One for all threads, made at the first use and never freed: a thread may use it until the process ends.
     static locale_t utf8() {
         static const locale_t made = newlocale(LC_CTYPE_MASK, "C.UTF-8", locale_t{});
         return made;

@@ -26,9 +26,9 @@ std::list<std::string>* ZRBexUtils::scanDir(std::string dir) {
     auto paths = std::make_unique<std::list<std::string>>(1, dir);
     for (const auto& entry : boost::filesystem::directory_iterator(dir)) {
         const std::string name = dir + entry.path().filename().string();
-        if (boost::filesystem::is_directory(name)) {
+        if (boost::filesystem::is_directory(name)) {  // Meant: links are followed, even in a cycle.
             const std::unique_ptr<std::list<std::string>> below(scanDir(name + "/"));
-            paths->merge(*below);  // Meant: neither appended nor sorted; this order becomes the package's.
+            paths->merge(*below);  // Meant: not appended, not sorted. The payload has this order.
         } else {
             paths->push_back(name);
         }

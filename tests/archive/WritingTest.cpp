@@ -1,9 +1,12 @@
+#include <archive.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
 #include <cstdlib>
+#include <tuple>
 
 #include "Packages.hpp"
 
@@ -94,6 +97,37 @@ TEST(WritingAnArchive, SaysWhichPathOrNameItCannotWrite) {
     EXPECT_FALSE(fs::exists(dir / "x")) << "no half of an archive is left";
     EXPECT_EQ(failureOf([&] { ar.archive.writeArchiveInFile(dir / "missing/x"); }),
               "Can't write archive to file " + (dir / "missing/x") + ".");
+}
+
+TEST(AnArchive, LeavesItsCallersHandleAloneWhenItThrows) {
+    struct Opened : TarGzArchive {
+        using Archive::loadArchive;
+        using Archive::writeFilesToArchive;
+        using TarGzArchive::xSetWriteFormat;
+    };
+    const std::tuple<std::string, std::size_t, std::string> cases[] = {
+        {std::string(300, 'n'), 1, "Couldn't write header for file " + std::string(300, 'n')},
+        {"large", 1000000, "Couldn't write archive."},
+        {"small", 1, "Can't close the archive."},
+    };
+    for (const auto& [name, size, message] : cases) {
+        Filled<Opened> tar;
+        tar.with(name, noise(size));
+        std::array<char, 20> buffer{};
+        std::size_t used = 0;
+        archive* a = archive_write_new();
+        tar.archive.xSetWriteFormat(a);
+        ASSERT_EQ(archive_write_open_memory(a, buffer.data(), buffer.size(), &used), ARCHIVE_OK);
+        EXPECT_EQ(failureOf([&] { tar.archive.writeFilesToArchive(a); }), message);
+        archive_write_free(a);  // libarchive ends the process when it was freed before
+    }
+    const std::string broken = tarEntry("x", "hello", '0', "77777777777");
+    Opened tar;
+    archive* a = archive_read_new();
+    archive_read_support_format_tar(a);
+    ASSERT_EQ(archive_read_open_memory(a, broken.data(), broken.size()), ARCHIVE_OK);
+    EXPECT_EQ(failureOf([&] { tar.loadArchive(a); }), "Archive::loadArchive : Can't load archive.");
+    EXPECT_EQ(archive_read_free(a), ARCHIVE_OK);
 }
 
 TEST(AnArchive, FindsTheLastOfANameCopiesDeeplyAndListsAddresses) {

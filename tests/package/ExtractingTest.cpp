@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <boost/filesystem/exception.hpp>
+#include <map>
 #include <set>
 
 #include "Packages.hpp"
@@ -36,16 +38,23 @@ TEST(Extracting, WritesBelowTheDestinationAndNowhereElse) {
         {"/../f", "", {}},
         {"./../f", "", {}},
         {"../new/f", "", {}},
-        {"a/../../new/f", "", {}},
+        {"a/../../new/f", "", {"a/"}},
         {"..", "", {}},
         {".", "", {}},
         {"/", "", {}},
+        {"//net/", "", {"net/"}},
         {"", "", {}},
         {"f", "x", {"x"}},
         {"./usr/bin/f", "opt", {"opt/", "opt/usr/", "opt/usr/bin/", "opt/usr/bin/f"}},
         {"usr/bin/f", "opt", {"opt/", "opt/bin/", "opt/bin/f"}},
         {"/usr/f", "opt", {"opt/", "opt/usr/", "opt/usr/f"}},
         {"../f", "opt", {"opt/", "opt/f"}},
+        {".", "opt", {"opt"}},
+        {"..", "a/opt", {"a/", "a/opt"}},
+        {"/", "opt", {"opt"}},
+        {"///", "opt", {"opt"}},
+        {"./", "opt", {"opt/"}},
+        {".", "../opt", {}},
         {"usr/f", "a/b", {"a/", "a/b/", "a/b/f"}},
     };
     for (const auto& c : cases) {
@@ -82,24 +91,77 @@ TEST(Extracting, SkipsWhatItCannotWriteAndWritesTheRest) {
     EXPECT_EQ(dir.read("dest/top/below/b"), bytes);
 }
 
-TEST(Extracting, FollowsLinksThatStayBelowTheDestinationAlone) {
+/// Every path below `dir` with its mode and its contents or target.
+std::map<std::string, std::string> describedTree(const fs::path& dir) {
+    std::map<std::string, std::string> found;
+    for (const fs::directory_entry& entry : fs::recursive_directory_iterator(dir)) {
+        const fs::file_status status = entry.symlink_status();
+        std::ifstream file(fs::is_regular_file(status) ? entry.path() : fs::path());
+        std::ostringstream text;
+        text << static_cast<int>(status.type()) << ' ' << std::oct << static_cast<int>(status.permissions()) << ' '
+             << std::string(std::istreambuf_iterator<char>(file), {});
+        found[entry.path().lexically_relative(dir).string()] =
+            text.str() + (entry.is_symlink() ? fs::read_symlink(entry.path()).string() : "");
+    }
+    return found;
+}
+
+TEST(Extracting, WritesThroughLinksThatStayInsideAndRemovesNothing) {
     const TemporaryDirectory dir;
-    for (const char* path : {"trap/file", "trap/twin", "dest/real/file"}) {
-        dir.write(path, "old");
+    for (const char* path : {"trap/file", "trap/twin", "trap/other", "dest/real/deep/file", "dest/kept"}) {
+        fs::permissions(dir.write(path, "old"), fs::perms{0640});
     }
-    fs::create_symlink("real", dir / "dest/inside");
-    fs::create_symlink("real/file", dir / "dest/link");
-    fs::create_symlink("../trap", dir / "dest/outside");
-    fs::create_symlink("../trap/file", dir / "dest/away");
+    const struct {
+        std::string link;
+        std::string target;
+        std::string name;
+        std::string written;  ///< ""; skipped
+    } cases[] = {
+        {"in", "real", "in/f", "real/f"},
+        {"file", "real/deep/file", "file", "real/deep/file"},
+        {"new", "real/new", "new", "real/new"},
+        {"chain", "new", "chain", "real/new"},
+        {"deep", "real/deep", "deep/../g", "real/g"},
+        {"deeper", "real/deep", "deeper/../../h", "h"},
+        {"back", "../dest/real", "back/i", "real/i"},
+        {"to twin", "twin", "to twin", "twin"},
+        {"", "", "other", "other"},
+        {"", "", "kept", "kept"},
+        {"", "", "pipe", ""},
+        {"", "", "socket", ""},
+        {"to pipe", "pipe", "to pipe", ""},
+        {"out", "../trap", "out/file", ""},
+        {"away", "../trap/file", "away", ""},
+        {"lost", "../trap/lost", "lost", ""},
+        {"absolute", dir / "trap/lost", "absolute", ""},
+        {"loop", "loop", "loop", ""},
+        {"nowhere", "no/directory", "nowhere", ""},
+        {"slash", "real/none/", "slash", ""},
+        {"self", ".", "self/../trap/f", ""},
+        {"out again", "../trap", "out again/../dest/f", ""},
+    };
+    for (const auto& c : cases) {
+        if (!c.link.empty()) {
+            fs::create_symlink(c.target, dir / ("dest/" + c.link));
+        }
+    }
     fs::create_hard_link(dir / "trap/twin", dir / "dest/twin");
-    Package package;
-    for (const char* name : {"inside/new", "link", "outside/file", "away", "twin"}) {
-        package.with(name, name);
+    fs::create_hard_link(dir / "trap/other", dir / "dest/other");
+    ASSERT_EQ(mknod((dir / "dest/pipe").c_str(), S_IFIFO | 0600, 0), 0);
+    ASSERT_EQ(mknod((dir / "dest/socket").c_str(), S_IFSOCK | 0600, 0), 0);
+    const mode_t before = umask(022);
+    for (const auto& c : cases) {
+        auto expected = describedTree(dir.path());
+        if (!c.written.empty()) {
+            std::string& file = expected["dest/" + c.written];
+            file = (file.empty() ? "1 644 " : file.substr(0, 6)) + c.name;
+        }
+        Package package;
+        package.with(c.name, c.name);
+        EXPECT_EQ(failureOf([&] { package.extract(dir / "dest", ""); }), "") << c.name;
+        EXPECT_EQ(describedTree(dir.path()), expected) << c.name;
     }
-    package.extract(dir / "dest", "");
-    EXPECT_EQ(dir.read("trap/file") + dir.read("trap/twin"), "oldold");
-    EXPECT_EQ(dir.read("dest/real/new") + dir.read("dest/real/file"), "inside/newlink");
-    EXPECT_EQ(dir.read("dest/away") + dir.read("dest/twin"), "awaytwin");
+    umask(before);
 }
 
 TEST(Extracting, NeedsADirectoryToWriteTo) {

@@ -51,6 +51,37 @@ TEST(ZRBex, SharesItsRecordsWithCopiesAndClones) {
     EXPECT_EQ(package.getMetaData().at("Version"), "1.0") << "fields are each one's own";
 }
 
+TEST(ZRBex, IsCopiedWithItsExtensionBeforeItsFiles) {
+    struct Recorder : ZRBex {
+        mutable std::string calls;
+        const std::string& getExtension() const override {
+            calls += "extension ";
+            return ZRBex::getExtension();
+        }
+        const std::list<std::string>& getFiles() const override {
+            calls += "files ";
+            return ZRBex::getFiles();
+        }
+    } package;
+    const ZRBex copy(package);
+    const std::unique_ptr<PackageManager> clone(package.clone());
+    EXPECT_EQ(package.calls, "extension files extension files ");
+}
+
+// A program that was linked against an older library must find these symbols again. Only an explicit
+// instantiation may name private members.
+template <bool (ZRBex::*)(const std::string&), bool (ZRBex::*)(const std::string&),
+          bool (ZRBex::*)(const std::string&), bool (ZRBex::*)(const std::istream&), void (ZRBex::*)(),
+          sFileInMemory* (ZRBex::*)(), sFileInMemory* (ZRBex::*)() const>
+struct Signatures {};
+template struct Signatures<&ZRBex::isFileInArchive, &ZRBex::xCheckEssentialFormat, &ZRBex::xCheckMaintainerFormat,
+                           &ZRBex::isValid, &ZRBex::xCheckMandatoryFields, &ZRBex::xWriteControlFileInMemory,
+                           &ZRBex::xCreateDebianBinaryFile>;
+static_assert(std::is_same_v<decltype(&ArArchive::xSetReadFormat), int (ArArchive::*)(archive*)>);
+static_assert(std::is_same_v<decltype(&TarGzArchive::xSetReadFormat), int (TarGzArchive::*)(archive*)>);
+static_assert(std::is_convertible_v<std::string, ArArchive> && std::is_convertible_v<std::string, BexException> &&
+              std::is_convertible_v<const sFileInMemory*, TarGzArchive>);
+
 TEST(ZRBex, KnowsAFileByItsOwnMagicNumberOnly) {
     const TemporaryDirectory dir;
     const std::pair<std::string, bool> cases[] = {{"<!arch>\n", true},      {"<!arch>\nmore", true},
