@@ -1,4 +1,4 @@
-"""A build, reading and an extraction whose every call fails, is cut short, is killed or meets a change, in turn.
+"""A build, reading and an extraction (the object library's too) whose every call fails, is cut short, is killed or meets a change, in turn.
 
 With BEX_FAULTS=all every error number and every allocation has its turn; otherwise one error, and a part of the
 allocations that the option parser makes.
@@ -259,6 +259,39 @@ class FaultsTest(unittest.TestCase):
                     self.assertIn(data, (whole[path][3], b"old", "sub/file"), path)
 
         self.check_faults(command, self.old_destination, check)
+
+    # The object library
+
+    def test_object_library(self):
+        self.write("control", b"Description: d\nPackage: p\nVersion: 1\n")
+        subprocess.run("""tar -czf control.tar.gz control && tar -czf data.tar.gz -C tree sub/file -C sub other &&
+                          head -c 200000 /dev/zero >padding && ar rc object.bex control.tar.gz padding data.tar.gz""",
+                       shell=True, check=True)
+        old, whole = {"other": b"old"}, {"sub/file": contents("tree/sub/file"), "other": b"small"}
+
+        def reset():
+            shutil.rmtree("to", ignore_errors=True)
+            self.write("to/twin", b"old")
+            os.link("to/twin", "to/other")
+
+        with Program(["object.bex", "to"], self.folder, program="BEX_HOSTILE_OBJECTS") as program:
+            for before in (lambda: None, lambda: self.write("to/sub", b""), reset):  # both errors, and none
+                before()
+                program.run("warm")
+            for kind in (*ERRORS, errno.EINTR, "short", "new"):  # not "memory": libarchive crashes
+                for run, context in self.each_run(program, kind, reset):
+                    with context:
+                        made = {path: data for path, (_, _, _, data) in tree_below("to").items() if data is not None}
+                        self.assertEqual((made.pop("twin"), run.err, run.left_behind), (b"old", "", (0, 0)))
+                        self.assertLessEqual(made.keys(), whole.keys())
+                        self.assertIn(made["other"], (b"old", b"small"))
+                        self.assertTrue(whole["sub/file"].startswith(made.get("sub/file", b"")))
+                        self.assertIn(run.status, (0,) if kind == "short" else (0, 3, 4))
+                        if run.status == 3:
+                            self.assertEqual(made, old)
+                        elif run.status == 0 and (run.call != "fopen" or made != old):  # else it began a new package
+                            loading = kind == "short" or run.call in ("open", "read", "fstat")
+                            self.assertLessEqual(sum(made.get(path) != whole[path] for path in whole), not loading)
 
 
 def give_up_privileges():

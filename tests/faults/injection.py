@@ -19,9 +19,10 @@ class Run:
 
 
 class Program:
-    """Serves runs of the same arguments. Its input is rewound, its outputs are files that are read after a run."""
+    """Serves runs of the program that an environment variable names, with the same arguments. Its input is rewound, its
+    outputs are files that are read after a run."""
 
-    def __init__(self, arguments, cwd, stdin=os.devnull, variables=None):
+    def __init__(self, arguments, cwd, stdin=os.devnull, variables=None, program="BEX"):
         self.files = [open(stdin, "rb"), tempfile.TemporaryFile(), tempfile.TemporaryFile()]
         environment = {"PATH": "/usr/bin:/bin", "LC_ALL": "C.UTF-8", "SOURCE_DATE_EPOCH": "1000000000",
                        "TMPDIR": os.path.join(cwd, "tmp"), "LD_PRELOAD": os.environ["BEX_SHIM"], **(variables or {})}
@@ -29,7 +30,7 @@ class Program:
         answers, theirs = os.pipe()
         os.dup2(orders, ORDERS)
         os.dup2(theirs, ANSWERS)
-        self.process = subprocess.Popen([os.environ["BEX"], *arguments], cwd=cwd, env=environment,
+        self.process = subprocess.Popen([os.environ[program], *arguments], cwd=cwd, env=environment,
                                         stdin=self.files[0], stdout=self.files[1], stderr=self.files[2],
                                         pass_fds=(ORDERS, ANSWERS))
         for end in (orders, theirs, ORDERS, ANSWERS):

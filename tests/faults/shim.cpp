@@ -4,14 +4,16 @@
 // "KIND NTH" forks and runs the program's main with that fault; "warm" runs main in the server itself, so that
 // what is made only once is there before blocks are counted. The answer to a run: "stopped CALL" (any line goes on
 // with it), then "WAITSTATUS CALL BLOCKS DESCRIPTORS": the call that the fault met or "-", and what main left
-// behind. KIND: an error's number; "short" (a read or write moves half of its bytes); "memory"; "kill"; "stop".
-// BEX_NAMED_FILES in the environment: no unnamed files, as on file systems that have none.
+// behind. KIND: an error's number; "short" (a read or write moves half of its bytes); "memory"; "new" (memory too,
+// but only by the operator); "kill"; "stop". BEX_NAMED_FILES in the environment: no unnamed files, as on file
+// systems that have none.
 
 #include <dirent.h>
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
+#include <sys/uio.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -22,6 +24,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <new>
 #include <string>
 
 extern "C" {
@@ -37,7 +40,7 @@ constexpr int kOrders = 198;
 constexpr int kAnswers = 199;
 constexpr long kOpenat2 = 437;
 
-enum class Kind { none, error, shortTransfer, memory, kill, stop };
+enum class Kind { none, error, shortTransfer, memory, newOperator, kill, stop };
 
 Kind kind = Kind::none;
 int errorNumber = 0;
@@ -145,6 +148,7 @@ int runOnce(int argc, char** argv, char** environment) {
 Kind kindOf(const std::string& word) {
     return word == "short"    ? Kind::shortTransfer
            : word == "memory" ? Kind::memory
+           : word == "new"    ? Kind::newOperator
            : word == "kill"   ? Kind::kill
            : word == "stop"   ? Kind::stop
                               : Kind::error;
@@ -185,6 +189,11 @@ bool lacksUnnamedFiles(int flags) {
 }
 
 }  // namespace
+
+void* operator new(std::size_t size) {
+    void* const block = meets(Kind::newOperator, "new") ? nullptr : std::malloc(size);
+    return block != nullptr ? block : throw std::bad_alloc();
+}
 
 extern "C" {
 
@@ -259,11 +268,20 @@ ssize_t readlinkat(int folder, const char* path, char* buffer, std::size_t size)
 int close(int descriptor) {
     return closing(&close, "close", descriptor);
 }
+int fclose(FILE* file) {
+    return closing(&fclose, "fclose", file);
+}
 int closedir(DIR* folder) {
     return closing(&closedir, "closedir", folder);
 }
 FILE* fopen64(const char* path, const char* mode) {
     return fails("fopen") ? nullptr : real(&fopen64, "fopen64")(path, mode);
+}
+char* realpath(const char* path, char* to) noexcept {
+    return fails("realpath") ? nullptr : real(&realpath, "realpath")(path, to);
+}
+ssize_t writev(int descriptor, const iovec* parts, int count) {
+    return pass(&writev, "writev", descriptor, parts, count);
 }
 DIR* fdopendir(int descriptor) {
     return fails("fdopendir") ? nullptr : real(&fdopendir, "fdopendir")(descriptor);
@@ -282,6 +300,14 @@ int statOf(const char* path, struct stat* to) __asm__("stat");
 int statOf(const char* path, struct stat* to) {
     return pass(&statOf, "stat", path, to);
 }
+int stat64Of(const char* path, struct stat64* to) __asm__("stat64");
+int stat64Of(const char* path, struct stat64* to) {
+    return pass(&stat64Of, "stat64", path, to);
+}
+INTERPOSE(lstat64, (const char* path, struct stat64* to) noexcept, path, to)
+INTERPOSE(mkdir, (const char* path, mode_t mode) noexcept, path, mode)
+INTERPOSE(chmod, (const char* path, mode_t mode) noexcept, path, mode)
+INTERPOSE(rename, (const char* from, const char* to) noexcept, from, to)
 INTERPOSE(fsync, (int file), file)
 INTERPOSE(mkstemp, (char* path), path)
 INTERPOSE(ftruncate, (int file, off_t size) noexcept, file, size)
