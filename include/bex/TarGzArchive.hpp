@@ -13,9 +13,9 @@ public:
     TarGzArchive();
 
     /// Decompresses the archive in `file` and reads every entry into memory, in order. Accepts every tar
-    /// variant that libarchive knows. Only reads `file`, which stays the caller's.
+    /// variant that libarchive knows, and uncompressed ones too. Only reads `file`, which stays the caller's.
     ///
-    /// Throws BexException when the bytes are not gzip or do not begin as a tar archive does, when the contents
+    /// Throws BexException when the bytes, decompressed, do not begin as a tar archive does, when the contents
     /// of an entry cannot be read completely, and when an entry claims more than gzip can make of `file`. A
     /// later header that cannot be read ends the archive without an error. Call releaseBuffers() to free the
     /// bytes of the records: the destructor does not.
