@@ -10,10 +10,6 @@
 namespace bex::test {
 namespace {
 
-struct FreeReader {
-    void operator()(archive* a) const { archive_read_free(a); }
-};
-
 void require(bool holds, const std::string& what) {
     if (!holds) {
         throw std::runtime_error(what);
@@ -44,7 +40,7 @@ Contents released(Archive&& loaded) {
 }  // namespace
 
 std::vector<Entry> entriesOf(const std::string& bytes) {
-    const std::unique_ptr<archive, FreeReader> reader(archive_read_new());
+    const std::unique_ptr<archive, decltype(&archive_read_free)> reader(archive_read_new(), archive_read_free);
     archive* a = reader.get();
     archive_read_support_filter_gzip(a);
     archive_read_support_format_tar(a);

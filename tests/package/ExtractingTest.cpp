@@ -28,15 +28,11 @@ TEST(Extracting, WritesBelowTheDestinationAndNowhereElse) {
         Paths found;
     } cases[] = {
         {"a/b/f", "", {"a/", "a/b/", "a/b/f"}},
-        {"./a/f", "", {"a/", "a/f"}},
         {"a/../f", "", {"a/", "f"}},
-        {"a/./f", "", {"a/", "a/f"}},
         {"//etc//f", "", {"etc/", "etc/f"}},
         {"d/", "", {"d/"}},
         {"..f", "", {"..f"}},
         {"../f", "", {}},
-        {"/../f", "", {}},
-        {"./../f", "", {}},
         {"../new/f", "", {}},
         {"a/../../new/f", "", {"a/"}},
         {"..", "", {}},
@@ -44,9 +40,7 @@ TEST(Extracting, WritesBelowTheDestinationAndNowhereElse) {
         {"/", "", {}},
         {"//net/", "", {"net/"}},
         {"", "", {}},
-        {"f", "x", {"x"}},
         {"./usr/bin/f", "opt", {"opt/", "opt/usr/", "opt/usr/bin/", "opt/usr/bin/f"}},
-        {"usr/bin/f", "opt", {"opt/", "opt/bin/", "opt/bin/f"}},
         {"/usr/f", "opt", {"opt/", "opt/usr/", "opt/usr/f"}},
         {"../f", "opt", {"opt/", "opt/f"}},
         {".", "opt", {"opt"}},
@@ -71,24 +65,21 @@ TEST(Extracting, WritesBelowTheDestinationAndNowhereElse) {
     }
 }
 
-TEST(Extracting, SkipsWhatItCannotWriteAndWritesTheRest) {
+TEST(Extracting, WritesAllBytesOfWhatIsInMemoryAndNothingElse) {
     const TemporaryDirectory dir;
-    dir.write("dest/old", "longer than the new");
-    fs::create_directory(dir / "dest/directory");
+    dir.write("old", "longer than the new");
     const std::string bytes("\0\r\n\xff", 4);
     Package package;
-    package.add(dir.write("disk", "d"), "disk");
-    package.with("", "no name").with("a/../../x", "out").with("directory", "in the way");
-    package.with(std::string(300, 'n'), "too long").with("old", "new");
-    package.with("a/b", bytes).with("a/c", "").with("/a/c", "last of a name");
-    EXPECT_EQ(failureOf([&] { package.extract(dir / "dest", ""); }), "");
-    EXPECT_EQ(treeOf(dir.path()),
-              (Paths{"disk", "dest/", "dest/a/", "dest/a/b", "dest/a/c", "dest/directory/", "dest/old"}));
-    EXPECT_EQ(dir.read("dest/old") + dir.read("dest/a/b") + dir.read("dest/a/c"),
-              "new" + bytes + "last of a name");
-    EXPECT_EQ(failureOf([&] { package.extract(dir / "dest/", "top/below"); }), "")
-        << "a nameless entry does not stand where the replacement's directory should";
-    EXPECT_EQ(dir.read("dest/top/below/b"), bytes);
+    package.add("/proc/self/exe", "disk");
+    package.with("", "no name")
+        .with("a/b", bytes)
+        .with("a/c", "")
+        .with("/a/c", "last of a name")
+        .with("old", "new");
+    EXPECT_EQ(failureOf([&] { package.extract(dir / "", ""); }), "");
+    EXPECT_EQ(treeOf(dir.path()), (Paths{"a/", "a/b", "a/c", "old"}));
+    EXPECT_EQ(dir.read("old") + dir.read("a/b") + dir.read("a/c"), "new" + bytes + "last of a name");
+    EXPECT_EQ(failureOf([&] { package.extract(dir / "", "top/below"); }), "") << "a nameless entry is not the top";
 }
 
 /// Every path below `dir` with its mode and its contents or target.
@@ -127,6 +118,8 @@ TEST(Extracting, WritesThroughLinksThatStayInsideAndRemovesNothing) {
         {"to twin", "twin", "to twin", "twin"},
         {"", "", "other", "other"},
         {"", "", "kept", "kept"},
+        {"", "", "real", ""},
+        {"", "", std::string(300, 'n'), ""},
         {"", "", "pipe", ""},
         {"", "", "socket", ""},
         {"to pipe", "pipe", "to pipe", ""},

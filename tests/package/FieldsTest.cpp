@@ -10,30 +10,6 @@ namespace {
 using Fields = std::map<std::string, std::string>;
 using Setter = void (ZRBex::*)(const std::string&);
 
-TEST(Fields, AreStoredAndWrittenAsGivenInByteOrderOfTheirNames) {
-    const struct {
-        Setter set;
-        const char* value;
-    } setters[] = {
-        {&ZRBex::setVersion, "1: 2"},     {&ZRBex::setPackageName, " Mixed CASE "},
-        {&ZRBex::setArchitecture, "all"}, {&ZRBex::setDescription, "first\nsecond: line\r"},
-        {&ZRBex::setSection, ""},         {&ZRBex::setPriority, "\xff"},
-        {&ZRBex::setEssential, "no"},     {&ZRBex::setMaintainer, "Ann Lee <ann@example.org>"},
-    };
-    const TemporaryDirectory dir;
-    Package package(dir / "p.bex");
-    package.with("file", "1").setVersion("replaced");
-    for (const auto& s : setters) {
-        (package.*s.set)(s.value);
-    }
-    package.close();
-    const std::string text =
-        "Architecture: all\nDescription: first\nsecond: line\r\nEssential: no\n"
-        "Maintainer: Ann Lee <ann@example.org>\nPackage:  Mixed CASE \nPriority: \xff\nSection: \n"
-        "Version: 1: 2\n";
-    EXPECT_EQ(contentsOf(memberOf(dir / "p.bex", "control.tar.gz")), (Contents{{"control", text}}));
-}
-
 TEST(Fields, ThatAreCheckedKeepTheirOldValueWhenTheNewOneIsRefused) {
     std::string exhausting;
     for (int i = 0; i < 500; ++i) {

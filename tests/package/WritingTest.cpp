@@ -18,6 +18,10 @@ TEST(WritingAPackage, GivesThreeMembersThatOtherProgramsRead) {
     package.withFields().with("etc/note", "in memory").add(dir / "site", "var/www");
     package.with("etc/empty", "").setArchitecture("all");
     package.setMaintainer("Ann Lee <ann@example.org>");
+    package.setDescription("first\n second: line");
+    package.setSection("");
+    package.setPriority("\xff");
+    package.setEssential("no");
     const CapturedOutput output;
     package.close();
     EXPECT_EQ(output.text(), "Archive " + path + " has been created.\n");
@@ -26,6 +30,11 @@ TEST(WritingAPackage, GivesThreeMembersThatOtherProgramsRead) {
     ASSERT_EQ(members.size(), 3U);
     EXPECT_EQ(members[0].bytes, "2.0\n");
     const auto control = entriesOf(members[1].bytes);
+    EXPECT_EQ(contentsOf(members[1].bytes),
+              (Contents{{"control",
+                         "Architecture: all\nDescription: first\n second: line\nEssential: no\n"
+                         "Maintainer: Ann Lee <ann@example.org>\nPackage: tool\nPriority: \xff\n"
+                         "Section: \nVersion: 1.0\n"}}));
     const auto data = entriesOf(members[2].bytes);
     EXPECT_EQ(
         contentsOf(members[2].bytes),
@@ -39,8 +48,7 @@ TEST(WritingAPackage, GivesThreeMembersThatOtherProgramsRead) {
     EXPECT_EQ(outputOf("ar t " + path), "debian-binary\ncontrol.tar.gz\ndata.tar.gz\n");
     EXPECT_EQ(outputOf("ar p " + path + " data.tar.gz | gzip -dc | tar -xOf - etc/note"), "in memory");
     EXPECT_THAT(outputOf("dpkg-deb --info " + path),
-                testing::AllOf(HasSubstr(" new Debian package, version 2.0."), HasSubstr("Package: tool\n"),
-                               HasSubstr("Maintainer: Ann Lee <ann@example.org>\n")));
+                testing::AllOf(HasSubstr(" new Debian package, version 2.0."), HasSubstr("Package: tool\n")));
     EXPECT_THAT(outputOf("dpkg-deb --contents " + path), testing::ContainsRegex("8 .* var/www/index.html\n"));
 }
 
@@ -79,7 +87,6 @@ TEST(WritingAPackage, ReplacesTheFileUnderTheProcesssMaskOrSaysThatItCannot) {
         return failureOf([&] { package.close(); });
     };
     const mode_t before = umask(027);
-    EXPECT_EQ(failureAt("missing/p.bex"), "Can't write archive to file " + (dir / "missing/p.bex") + ".");
     EXPECT_EQ(failureAt("new.bex"), "");
     fs::remove(dir / "old.bex");
     EXPECT_EQ(failureAt("old.bex"), "");

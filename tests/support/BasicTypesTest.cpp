@@ -50,9 +50,6 @@ TEST(MemoryMappedFile, OwnsItsBufferCopiesDeeplyAndTrustsItsSize) {
     EXPECT_EQ(MemoryMappedFile(MemoryMappedFile("empty", 0)).getSize(), 0U);
 
     const char* before = file.bytes();
-    file.setSize(2);
-    MemoryMappedFile shorter(file);
-    EXPECT_EQ(std::string(shorter.bytes(), shorter.getSize()), "ab");
     file.setSize(1000000);
     EXPECT_EQ(file.bytes(), before) << "setting the size changes the number and nothing else";
     EXPECT_EQ(file.getSize(), 1000000U);

@@ -24,23 +24,17 @@ List scan(const std::string& dir) {
     return *found;
 }
 
-/// The order the scanner promises, the slow way: whichever front is less goes first, the older list on a tie.
+/// The order that the scanner promises, the slow way: each path of a subdirectory comes before the first path
+/// after the previous one that is greater.
 List model(const std::string& dir) {
     List found{dir};
     for (const fs::directory_entry& entry : fs::directory_iterator(dir)) {
         const std::string name = dir + entry.path().filename().string();
-        if (!fs::is_directory(name)) {
-            found.push_back(name);
-            continue;
+        auto at = fs::is_directory(name) ? found.begin() : found.end();
+        for (const std::string& path : fs::is_directory(name) ? model(name + "/") : List{name}) {
+            at = std::find_if(at, found.end(), [&](const std::string& other) { return path < other; });
+            found.insert(at, path);
         }
-        List below = model(name + "/");
-        List merged;
-        while (!found.empty() || !below.empty()) {
-            List& next = found.empty() || (!below.empty() && below.front() < found.front()) ? below : found;
-            merged.push_back(next.front());
-            next.pop_front();
-        }
-        found = merged;
     }
     return found;
 }
@@ -48,16 +42,13 @@ List model(const std::string& dir) {
 TEST(ZRBexUtils, MergesTheEntriesOfATreeOfAFewHundredAsTheModelDoes) {
     const TemporaryDirectory root;
     std::mt19937 random(20);
-    std::vector<std::string> folders{""};
+    std::vector<std::string> directories{""};
     for (int i = 0; i < 400; ++i) {
         const std::string name =
-            folders[random() % folders.size()] + "x.-Z"[random() % 4] + std::to_string(random() % 9973);
-        if (random() % 5 == 0) {
-            fs::create_directories(root / name);
-            folders.push_back(name + "/");
-        } else if (!fs::exists(root / name)) {
-            root.write(name, "");
-        }
+            directories[random() % directories.size()] + "x.-Z"[random() % 4] + std::to_string(i);
+        const bool isDirectory = random() % 5 == 0;
+        root.write(isDirectory ? name + "/f" : name, "");
+        directories.push_back(isDirectory ? name + "/" : directories.back());
     }
     const List found = scan(root / "");
     EXPECT_GT(found.size(), 300U);
