@@ -44,8 +44,12 @@ std::vector<std::string> elementsOf(const std::string& name, const std::string& 
     if (name.empty() || (name + topReplacement).find('\0') != std::string::npos) {
         return {};
     }
+    fs::path path = name;
+    if (!topReplacement.empty()) {
+        path = withTop(path, topReplacement);
+    }
     std::vector<std::string> elements;
-    for (const fs::path& element : topReplacement.empty() ? fs::path(name) : withTop(name, topReplacement)) {
+    for (const fs::path& element : path) {
         // A root means the destination: "/" is the directory reached so far, "//net" is "net" in it.
         const std::string text = element.string();
         const std::string::size_type start = text.find_first_not_of('/');
@@ -140,7 +144,10 @@ void replaceFile(const fs::path& path, const sFileInMemory& file) {
 /// Meant: an entry that cannot be written is skipped without an error.
 void extractFile(const sFileInMemory& file, const fs::path& root, const std::string& topReplacement) {
     const std::vector<std::string> elements = elementsOf(file.name_, topReplacement);
-    const fs::path directory = elements.empty() ? fs::path() : makeDirectories(root, elements);
+    if (elements.empty()) {
+        return;
+    }
+    const fs::path directory = makeDirectories(root, elements);
     if (directory.empty()) {
         return;
     }
