@@ -80,7 +80,7 @@ fs::path makeDirectories(const fs::path& root, const std::vector<std::string>& e
     fs::path directory = root;
     for (auto element = elements.begin(); element + 1 != elements.end(); ++element) {
         directory = enter(directory, *element);
-        if (!isWithin(directory.string(), root.string())) {
+        if (!isWithin(directory.string(), root.string())) {  // guard: names that lead out
             return {};
         }
     }
@@ -152,11 +152,12 @@ void extractFile(const sFileInMemory& file, const fs::path& root, const std::str
         return;
     }
     const fs::path path = followLinks(directory / elements.back());
-    if (!isWithin(path.parent_path().string(), root.string())) {
+    if (!isWithin(path.parent_path().string(), root.string())) {  // guard: files that are links out
         return;
     }
     boost::system::error_code failure;
     const fs::file_type type = fs::symlink_status(path, failure).type();
+    // guard: files with several names
     if (type == fs::regular_file && fs::hard_link_count(path, failure) != 1) {
         replaceFile(path, file);
     } else if (type == fs::regular_file || type == fs::file_not_found) {
