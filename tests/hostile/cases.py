@@ -467,7 +467,7 @@ def controls(_):
     line = CONTROL.split(b"\n", 1)[0] + b"\n"
     for name, text, codes in [
         ("doubled field", CONTROL + line, "control-syntax"), ("no colon", CONTROL + b"Field\n", "control-syntax"),
-        ("blank before the colon", CONTROL + b"Field : x\n", "control-syntax"),
+        ("blank in a name", CONTROL + b"Fi eld: x\n", "control-syntax"),
         ("begins with a blank", b" x\n" + CONTROL, "control-syntax"), ("NUL", CONTROL + b"Field: \0\n", "control-syntax"),
         ("carriage return", CONTROL + b"Field: a\rb\n", "control-syntax"),
         ("two paragraphs", CONTROL + b"\n" + CONTROL, "control-syntax"), ("empty", b"", "control-syntax"),
@@ -479,7 +479,8 @@ def controls(_):
         ("none of the needed", b"Field: x\n", "field"), ("value of 8 MiB", CONTROL + b"Field: " + b"x" * 8 * MIB + b"\n", ""),
         ("200000 of them", CONTROL + b"".join(b"F%d: x\n" % i for i in range(200000)), ""),
         ("200000 lines", CONTROL + b" x\n" * 200000, ""),
-        ("200000 relations", CONTROL + b"Depends: x" + b", x" * 200000 + b"\n", ""),
+        ("blank before the colon", CONTROL + b"Field : x\n", ""),
+        ("200000 relations", CONTROL + b"Depends: xy" + b", xy" * 200000 + b"\n", ""),
     ]:
         yield accept(f"fields: {name}", {}, fields(text), codes)
     for name, text, codes in [("md5sums", b"no sums\n", "md5-syntax"), ("md5sums", b"0" * 32 + b"  ../x\n" * 2, "md5-syntax"),
@@ -511,7 +512,8 @@ def texts(_):
         yield accept(f"{what} in a member's name", {}, ar(VERSION, member(b"_" + text[:14]), control(), data()))
         yield accept(f"{what} in md5sums", {}, ar(VERSION, control(f(b"md5sums", b"0" * 32 + b"  " + text)), data()),
                      "md5-syntax" if what == "newline" else "md5-missing")
-        yield accept(f"{what} in conffiles", {}, ar(VERSION, control(f(b"conffiles", text)), data()), "conffile-path")
+        yield accept(f"{what} in conffiles", {}, ar(VERSION, control(f(b"conffiles", text + b"\n")), data()),
+                     "conffile-path")
         if what == "newline":
             yield refuse(f"{what} in a field's value", "control-syntax", fields(CONTROL + b"Field: " + text + b"\n"))
         else:

@@ -5,6 +5,7 @@
 #include "stream/base/Ascii.hpp"
 #include "stream/base/Place.hpp"
 #include "stream/base/Quoted.hpp"
+#include "stream/base/Text.hpp"
 #include "stream/control/FieldChecks.hpp"
 #include "stream/control/FieldSyntax.hpp"
 #include "stream/control/ParagraphParser.hpp"
@@ -13,7 +14,7 @@ namespace bex::stream {
 
 namespace {
 
-/// Where the field stands, or the end. `Fields` is a vector of fields, const or not.
+/// The place of the field, or the end. `Fields` is a vector of fields, const or not.
 template <typename Fields>
 auto locate(Fields& fields, std::string_view name) {
     return std::find_if(fields.begin(), fields.end(), [name](const ControlParagraph::Field& field) {
@@ -21,15 +22,17 @@ auto locate(Fields& fields, std::string_view name) {
     });
 }
 
+/// The first line follows the name; an empty one below it is folded to a dot.
 void appendField(std::string& text, const ControlParagraph::Field& field) {
-    std::string_view rest = field.value;
-    std::size_t end = std::min(rest.find('\n'), rest.size());
-    text.append(field.name).append(end == 0 ? ":" : ": ").append(rest.substr(0, end)).append("\n");
-    while (end < rest.size()) {
-        rest.remove_prefix(end + 1);
-        end = std::min(rest.find('\n'), rest.size());
-        text.append(" ").append(end == 0 ? "." : rest.substr(0, end)).append("\n");
-    }
+    text.append(field.name).append(":");
+    bool isFirst = true;
+    forEachPart(field.value, '\n', [&](std::string_view line) {
+        if (!isFirst || !line.empty()) {
+            text.append(" ").append(line.empty() ? "." : line);
+        }
+        text.append("\n");
+        isFirst = false;
+    });
 }
 
 }  // namespace

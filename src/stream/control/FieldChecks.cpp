@@ -1,6 +1,7 @@
 #include "stream/control/FieldChecks.hpp"
 
 #include <algorithm>
+#include <cstddef>
 #include <iterator>
 #include <string_view>
 #include <utility>
@@ -10,66 +11,72 @@
 #include "stream/base/Quoted.hpp"
 #include "stream/control/FieldValues.hpp"
 #include "stream/control/Relations.hpp"
-#include "stream/control/Version.hpp"
 
 namespace bex::stream {
 
 namespace {
 
-/// The rest of a sentence about the value, or nothing when the value is well formed.
+/// Returns the rest of a sentence about the value, or nothing when the value is sound.
 using Check = std::string (*)(std::string_view value);
 
-std::string dependenciesFault(std::string_view value) {
-    return relationsFault(value, {});
+template <const RelationRules& rules>
+std::string relationFieldFault(std::string_view value) {
+    return relationsFault(value, rules);
 }
 
-std::string conflictsFault(std::string_view value) {
-    return relationsFault(value, {false, false});
-}
+constexpr Check dependsFault = relationFieldFault<kDependsRules>;
+constexpr Check conflictsFault = relationFieldFault<kConflictsRules>;
+constexpr Check providesFault = relationFieldFault<kProvidesRules>;
+constexpr Check builtUsingFault = relationFieldFault<kBuiltUsingRules>;
 
-std::string providesFault(std::string_view value) {
-    return relationsFault(value, {false, true});
-}
-
-/// dpkg notes these fields of installed packages; in a package they would forge its records.
+/// dpkg writes these fields into its records of installed packages; in a package they would forge its records.
 std::string statusFault(std::string_view /*value*/) {
-    return "may stand only among dpkg's installed packages";
+    return "is allowed only among dpkg's installed packages";
 }
 
 constexpr struct {
     std::string_view field;
     Check check;
-} checks[] = {
-    {"Package", packageNameFault},       {"Version", versionFault},
-    {"Architecture", architectureFault}, {"Maintainer", maintainerFault},
-    {"Description", descriptionFault},   {"Source", sourceFault},
-    {"Section", sectionFault},           {"Priority", priorityFault},
-    {"Installed-Size", sizeFault},       {"Essential", booleanFault},
-    {"Protected", booleanFault},         {"Multi-Arch", multiArchFault},
-    {"Pre-Depends", dependenciesFault},  {"Depends", dependenciesFault},
-    {"Recommends", dependenciesFault},   {"Suggests", dependenciesFault},
-    {"Enhances", dependenciesFault},     {"Breaks", conflictsFault},
-    {"Conflicts", conflictsFault},       {"Replaces", conflictsFault},
-    {"Provides", providesFault},         {"Status", statusFault},
-    {"Config-Version", statusFault},     {"Conffiles", statusFault},
-    {"Triggers-Pending", statusFault},   {"Triggers-Awaited", statusFault},
+} kChecks[] = {
+    {"Package", packageNameFault},     {"Version", versionFault},         {"Architecture", architectureFault},
+    {"Maintainer", maintainerFault},   {"Description", descriptionFault}, {"Source", sourceFault},
+    {"Section", sectionFault},         {"Priority", priorityFault},       {"Installed-Size", sizeFault},
+    {"Essential", booleanFault},       {"Protected", booleanFault},       {"Build-Essential", booleanFault},
+    {"Multi-Arch", multiArchFault},    {"Pre-Depends", dependsFault},     {"Depends", dependsFault},
+    {"Recommends", dependsFault},      {"Suggests", dependsFault},        {"Enhances", dependsFault},
+    {"Breaks", conflictsFault},        {"Conflicts", conflictsFault},     {"Replaces", conflictsFault},
+    {"Provides", providesFault},       {"Built-Using", builtUsingFault},  {"Static-Built-Using", builtUsingFault},
+    {"Status", statusFault},           {"Config-Version", statusFault},   {"Conffiles", statusFault},
+    {"Triggers-Pending", statusFault}, {"Triggers-Awaited", statusFault},
 };
 
-constexpr std::string_view required[] = {"Package", "Version", "Architecture", "Maintainer", "Description"};
+/// dpkg takes the first two for blanks and the third, ^Z, for the end of the file.
+constexpr std::string_view kMisread = "\v\f\x1A";
+
+constexpr std::string_view kRequired[] = {"Package", "Version", "Architecture", "Maintainer", "Description"};
 
 std::string valueFault(const ControlParagraph::Field& field) {
-    const auto* known = std::find_if(std::begin(checks), std::end(checks), [&field](const auto& candidate) {
+    const auto* known = std::find_if(std::begin(kChecks), std::end(kChecks), [&field](const auto& candidate) {
         return equalIgnoringCase(candidate.field, field.name);
     });
+    // First, because the checks below may cut characters apart, and the fields without a check need it, too.
     if (!isUtf8(field.value)) {
         return "must be UTF-8";
     }
-    return known == std::end(checks) ? "" : known->check(field.value);
+    if (const std::size_t at = field.value.find_first_of(kMisread); at != std::string::npos) {
+        return "holds " + quoted(field.value.substr(at, 1)) + ", which dpkg does not read as text";
+    }
+    if (known == std::end(kChecks)) {
+        return {};
+    }
+    return known->check(field.value);
 }
 
-/// The name as it stands in a sentence; one from a stranger may be of any length.
+constexpr std::size_t kLongestShownName = 60;
+
+/// The name as a sentence shows it; one from a stranger may be of any length.
 std::string shown(const std::string& name) {
-    return name.size() <= 60 ? name : quoted(name);
+    return name.size() <= kLongestShownName ? name : quoted(name);
 }
 
 /// One sentence, or nothing.
@@ -80,12 +87,14 @@ std::string faultOf(const ControlParagraph::Field& field) {
     if (field.value.empty()) {
         return shown(field.name) + " is empty";
     }
-    const std::string fault = valueFault(field);
-    return fault.empty() ? "" : shown(field.name) + ' ' + quoted(field.value) + ' ' + fault;
+    std::string fault = valueFault(field);
+    if (!fault.empty()) {
+        fault = shown(field.name) + ' ' + quoted(field.value) + ' ' + fault;
+    }
+    return fault;
 }
 
-/// Only all binary packages of one build may be installed side by side; one for every machine has nothing to
-/// stand beside.
+/// "same" means that packages of several architectures can be installed together; "all" has only one.
 bool contradictsMultiArch(const ControlParagraph& paragraph) {
     const std::string* const architecture = paragraph.find("Architecture");
     const std::string* const multiArch = paragraph.find("Multi-Arch");
@@ -97,7 +106,7 @@ bool contradictsMultiArch(const ControlParagraph& paragraph) {
 
 std::vector<std::string> faultsOf(const ControlParagraph& paragraph) {
     std::vector<std::string> faults;
-    for (const std::string_view name : required) {
+    for (const std::string_view name : kRequired) {
         if (paragraph.find(name) == nullptr) {
             faults.push_back(std::string(name) + " is missing");
         }

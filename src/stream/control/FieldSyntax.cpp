@@ -4,6 +4,7 @@
 
 #include "stream/base/Ascii.hpp"
 #include "stream/base/Quoted.hpp"
+#include "stream/base/Text.hpp"
 
 namespace bex::stream {
 
@@ -11,6 +12,13 @@ namespace {
 
 constexpr bool mayStandInName(char c) {
     return c > ' ' && c < '\x7F' && c != ':';
+}
+
+std::string firstLineFault(std::string_view line) {
+    if (trimmed(line) != line) {
+        return "begins or ends its first line with a blank, which is not part of a value";
+    }
+    return {};
 }
 
 /// Why a line below the first could not be read back as it is.
@@ -38,7 +46,10 @@ std::string fieldNameFault(std::string_view name) {
         return "a field name begins with " + quoted(name.substr(0, 1));
     }
     const std::size_t length = fieldNameLength(name);
-    return length == name.size() ? "" : "a field name holds " + quoted(name.substr(length, 1));
+    if (length < name.size()) {
+        return "a field name holds " + quoted(name.substr(length, 1));
+    }
+    return {};
 }
 
 std::string fieldValueFault(std::string_view value) {
@@ -46,18 +57,16 @@ std::string fieldValueFault(std::string_view value) {
     if (const std::size_t at = value.find_first_of("\0\r"sv); at != std::string_view::npos) {
         return value[at] == '\0' ? "holds a NUL" : "holds a carriage return";
     }
-    std::size_t end = std::min(value.find('\n'), value.size());
-    if (const std::string_view first = value.substr(0, end); trimmed(first) != first) {
-        return "begins or ends its first line with a blank, which is not part of a value";
-    }
-    while (end < value.size()) {
-        const std::size_t begin = end + 1;
-        end = std::min(value.find('\n', begin), value.size());
-        if (std::string fault = continuationFault(value.substr(begin, end - begin)); !fault.empty()) {
-            return fault;
+    // A value that passes is read back the same: nothing in it can end the field, or is trimmed or unfolded.
+    std::string fault;
+    bool isFirst = true;
+    forEachPart(value, '\n', [&](std::string_view line) {
+        if (fault.empty()) {
+            fault = isFirst ? firstLineFault(line) : continuationFault(line);
         }
-    }
-    return {};
+        isFirst = false;
+    });
+    return fault;
 }
 
 }  // namespace bex::stream

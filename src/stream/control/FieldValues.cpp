@@ -1,16 +1,22 @@
 #include "stream/control/FieldValues.hpp"
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
 #include <initializer_list>
 
 #include "stream/base/Ascii.hpp"
 #include "stream/base/Quoted.hpp"
-#include "stream/control/Version.hpp"
+#include "stream/control/FieldSyntax.hpp"
+#include "stream/control/VersionText.hpp"
 
 namespace bex::stream {
 
 namespace {
+
+constexpr std::array<std::string_view, 5> kPriorities{"required", "important", "standard", "optional", "extra"};
+
+// Lower case alone, unlike dpkg: Debian Policy 5.6.7 and 5.6.8.
 
 constexpr bool mayBeginPackage(char c) {
     return isDigit(c) || isLowerCase(c);
@@ -21,17 +27,14 @@ constexpr bool mayStandInPackage(char c) {
 }
 
 constexpr bool mayStandInArchitecture(char c) {
-    return isAlphanumeric(c) || c == '-';
+    return isLowerCase(c) || isDigit(c) || c == '-';
 }
 
 constexpr bool mayStandInSection(char c) {
     return isAlphanumeric(c) || c == '.' || c == '+' || c == '-' || c == '_' || c == '/';
 }
 
-constexpr bool mayStandInPriority(char c) {
-    return isLowerCase(c) || isDigit(c) || c == '-';
-}
-
+/// Bytes of UTF-8 are allowed. A comma would begin a second person.
 constexpr bool mayStandInAddress(char c) {
     return static_cast<unsigned char>(c) > ' ' && c != '\x7F' && c != '<' && c != '>' && c != ',';
 }
@@ -52,8 +55,14 @@ bool isAddress(std::string_view text) {
     return at != std::string_view::npos && at > 0 && at + 1 < text.size() && consistsOf(text, mayStandInAddress);
 }
 
-bool isOneLine(std::string_view text) {
-    return text.find('\n') == std::string_view::npos;
+/// "Name <address>" in one line, with a blank before the "<".
+bool isPerson(std::string_view value) {
+    const std::size_t open = value.find('<');
+    if (value.find('\n') != std::string_view::npos || open == std::string_view::npos || value.back() != '>') {
+        return false;
+    }
+    const bool named = open > 0 && isBlank(value[open - 1]) && !trimmed(value.substr(0, open)).empty();
+    return named && isAddress(value.substr(open + 1, value.size() - open - 2));
 }
 
 }  // namespace
@@ -65,35 +74,29 @@ std::string packageNameFault(std::string_view value) {
     if (!mayBeginPackage(value.front())) {
         return "must begin with a lower-case letter or a digit";
     }
-    return consistsOf(value, mayStandInPackage) ? "" : "may hold only lower-case letters, digits and + - .";
+    return faultUnless(consistsOf(value, mayStandInPackage), "may hold only lower-case letters, digits and + - .");
 }
 
 std::string architectureFault(std::string_view value) {
     if (value.front() == '-' || !consistsOf(value, mayStandInArchitecture)) {
-        return "must be one architecture of letters, digits and hyphens";
+        return "must be one architecture of lower-case letters, digits and hyphens";
     }
-    return isArchitecturePattern(value) ? "must be one architecture, not a pattern" : "";
+    return faultUnless(!isArchitecturePattern(value), "must be one architecture, not a pattern");
 }
 
 std::string maintainerFault(std::string_view value) {
-    constexpr const char* rule = "must be of the form Name <address>";
-    const std::size_t open = value.find('<');
-    if (!isOneLine(value) || open == std::string_view::npos || value.back() != '>') {
-        return rule;
-    }
-    const std::string_view name = trimmed(value.substr(0, open));
-    const bool separated = open > 0 && isBlank(value[open - 1]);
-    return !name.empty() && separated && isAddress(value.substr(open + 1, value.size() - open - 2)) ? "" : rule;
+    return faultUnless(isPerson(value), "must be of the form Name <address>");
 }
 
 std::string descriptionFault(std::string_view value) {
-    return value.front() == '\n' ? "must have a synopsis in its first line" : "";
+    return faultUnless(value.front() != '\n', "must have a synopsis in its first line");
 }
 
 std::string sourceFault(std::string_view value) {
     const std::size_t blank = value.find(' ');
-    if (std::string fault = packageNameFault(value.substr(0, blank)); !fault.empty()) {
-        return fault + " before the version";
+    const std::string_view package = value.substr(0, blank);
+    if (const std::string fault = packageNameFault(package); !fault.empty()) {
+        return "names the package " + quoted(package) + ", which " + fault;
     }
     if (blank == std::string_view::npos) {
         return {};
@@ -105,33 +108,35 @@ std::string sourceFault(std::string_view value) {
     return versionFault(version.substr(1, version.size() - 2));
 }
 
+std::string versionFault(std::string_view value) {
+    return readVersion(value).fault;
+}
+
 std::string sectionFault(std::string_view value) {
-    const bool split = value.front() == '/' || value.back() == '/' || value.find("//") != std::string_view::npos;
-    return !split && consistsOf(value, mayStandInSection) ? "" : "must be a word, or two with a slash between";
+    // An archive area such as "non-free" may come first.
+    const auto slashes = std::count(value.begin(), value.end(), '/');
+    const bool twoWords = slashes == 1 && value.front() != '/' && value.back() != '/';
+    return faultUnless((slashes == 0 || twoWords) && consistsOf(value, mayStandInSection),
+                       "must be a word, or two with a slash between");
 }
 
 std::string priorityFault(std::string_view value) {
-    if (!consistsOf(value, mayStandInPriority)) {
-        return "must be a word of lower-case letters";
-    }
-    for (const std::string_view known : {"required", "important", "standard", "optional", "extra", "unknown"}) {
-        if (value.size() > known.size() && value.substr(0, known.size()) == known) {
-            return "must not be a word that begins with another priority";
-        }
-    }
-    return {};
+    const bool known = std::find(kPriorities.begin(), kPriorities.end(), value) != kPriorities.end();
+    return faultUnless(known, "must be required, important, standard, optional or extra");
 }
 
 std::string sizeFault(std::string_view value) {
-    return consistsOf(value, isDigit) ? "" : "must be a number of kibibytes";
+    // Meant: of any length. dpkg keeps the text and computes nothing with it.
+    return faultUnless(consistsOf(value, isDigit), "must be a number of kibibytes");
 }
 
 std::string booleanFault(std::string_view value) {
-    return isOneOf(value, {"yes", "no"}) ? "" : "must be yes or no";
+    return faultUnless(isOneOf(value, {"yes", "no"}), "must be yes or no");
 }
 
 std::string multiArchFault(std::string_view value) {
-    return isOneOf(value, {"no", "same", "foreign", "allowed"}) ? "" : "must be no, same, foreign or allowed";
+    return faultUnless(isOneOf(value, {"no", "same", "foreign", "allowed"}),
+                       "must be no, same, foreign or allowed");
 }
 
 }  // namespace bex::stream

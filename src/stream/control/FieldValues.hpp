@@ -5,10 +5,13 @@
 
 namespace bex::stream {
 
-// Each tells what keeps a value, which is not empty, from being one of its field (deb-control(5), Debian
-// Policy 5.6), as the rest of a sentence about it; empty when it is well formed.
+// Each returns why a value, which is not empty, is not one of its field (deb-control(5), Debian Policy 5.6), as
+// the rest of a sentence about it; empty when it is sound.
 
 std::string packageNameFault(std::string_view value);
+
+/// As strict as dpkg is with control files.
+std::string versionFault(std::string_view value);
 
 /// Of a binary package: "all" or one architecture, no pattern such as "linux-any".
 std::string architectureFault(std::string_view value);
@@ -22,17 +25,16 @@ std::string descriptionFault(std::string_view value);
 /// A package name, and a version in parentheses when it differs.
 std::string sourceFault(std::string_view value);
 
-/// Words of letters, digits, ".", "+", "_" and "-", with "/" between an archive area and a section.
+/// A word of letters, digits, ".", "+", "_" and "-", or two with "/" between: an archive area and a section.
 std::string sectionFault(std::string_view value);
 
-/// A lower-case word; "optional" and the like, or one of the packager's own. dpkg reads "optionals" as "optional"
-/// with garbage behind it.
+/// One of the words of Debian Policy 2.5, in lower case.
 std::string priorityFault(std::string_view value);
 
 /// Kibibytes, in digits.
 std::string sizeFault(std::string_view value);
 
-/// Case is not regarded, as dpkg does.
+// These two ignore case, as dpkg does.
 std::string booleanFault(std::string_view value);
 std::string multiArchFault(std::string_view value);
 

@@ -7,8 +7,8 @@
 
 namespace bex::stream {
 
-/// The MD5 sum (RFC 1321) of bytes that come piece by piece. It finds accidents, not forgeries: who can change
-/// a package can change its sums.
+/// The MD5 sum (RFC 1321) of bytes that come piece by piece. It finds accidents, not forgeries: whoever changes a
+/// package can change its sums.
 ///
 /// A copyable value.
 class Md5 {
@@ -18,7 +18,8 @@ public:
     /// Adds `size` bytes (0 is allowed).
     void update(const char* data, std::size_t size);
 
-    /// The sum of all that was added so far, as 32 lower-case hexadecimal digits; more may be added after it.
+    /// Returns the sum of all bytes so far as 32 lower-case hexadecimal digits. More bytes may be added
+    /// afterwards.
     std::string hexDigest() const;
 
 private:

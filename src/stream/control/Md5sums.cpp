@@ -2,56 +2,56 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <utility>
 
 #include "stream/base/Ascii.hpp"
 #include "stream/base/Place.hpp"
+#include "stream/base/Text.hpp"
+#include "stream/control/FieldSyntax.hpp"
 
 namespace bex::stream {
 
 namespace {
 
-constexpr std::size_t digestLength = 32;
-constexpr std::size_t shortestLine = digestLength + 4;  // with two blanks, a path and the newline
+constexpr std::size_t kDigestLength = 32;
+constexpr std::size_t kShortestLine = kDigestLength + 4;  // with two blanks, a path and the newline
 
 constexpr bool isHexDigit(char c) {
     const char lower = toLowerCase(c);
     return isDigit(c) || (lower >= 'a' && lower <= 'f');
 }
 
-/// What is wrong with the line, or nothing.
+/// Why the line is not one of md5sums; empty when it is.
 std::string lineFault(std::string_view line) {
-    if (line.size() < digestLength || !consistsOf(line.substr(0, digestLength), isHexDigit)) {
+    if (line.size() < kDigestLength || !consistsOf(line.substr(0, kDigestLength), isHexDigit)) {
         return "no sum of 32 hexadecimal digits at its beginning";
     }
-    const std::string_view separator = line.substr(digestLength, 2);
+    const std::string_view separator = line.substr(kDigestLength, 2);
     if (separator != "  " && separator != " *") {
         return "no two blanks after the sum";
     }
-    const std::string_view path = line.substr(digestLength + separator.size());
+    const std::string_view path = line.substr(kDigestLength + separator.size());
     if (path.empty()) {
         return "no path after the sum";
     }
-    return path.find('\0') == std::string_view::npos ? "" : "a NUL in the path";
+    return faultUnless(path.find('\0') == std::string_view::npos, "a NUL in the path");
 }
 
 }  // namespace
 
 std::vector<Md5sum> parseMd5sums(std::string_view text, std::string_view name) {
     std::vector<Md5sum> sums;
-    // At once: growing would hold half as much again, and lines that are too short are no lines of it.
+    // Reserved at once: growing would hold half as much again. Lines that are too short to be one are not counted.
     const auto lines = static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n')) + 1;
-    sums.reserve(std::min(lines, text.size() / shortestLine + 1));
-    while (!text.empty()) {
-        const std::size_t end = std::min(text.find('\n'), text.size());
-        const std::string_view line = text.substr(0, end);
+    sums.reserve(std::min(lines, text.size() / kShortestLine + 1));
+    forEachLine(text, [&](std::string_view line) {
         if (const std::string fault = lineFault(line); !fault.empty()) {
             ErrorRecord record = Place(std::string(name)).record(ErrorKind::damaged, "md5-syntax", fault);
             record.line = sums.size() + 1;
             throw StreamError(std::move(record));
         }
-        sums.push_back({line.substr(0, digestLength), line.substr(digestLength + 2)});
-        text.remove_prefix(std::min(end + 1, text.size()));
-    }
+        sums.push_back({line.substr(0, kDigestLength), line.substr(kDigestLength + 2)});
+    });
     return sums;
 }
 

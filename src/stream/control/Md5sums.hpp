@@ -9,12 +9,12 @@ namespace bex::stream {
 /// One line of the control member "md5sums": a view of the text it was read from, for there may be a million.
 struct Md5sum {
     std::string_view digest;  ///< 32 hexadecimal digits of either case
-    std::string_view path;    ///< as it stands; by custom relative to the root, without "./"
+    std::string_view path;    ///< unchanged; by custom relative to the root, without "./"
 };
 
-/// Reads "DIGEST  PATH" lines (deb-md5sums(5)); "DIGEST *PATH", which md5sum(1) writes for binary mode, too.
-/// Paths are raw bytes to the end of the line: nothing is escaped in this file, so that a path with a backslash
-/// stands as it is and one with a newline cannot stand at all.
+/// Reads "DIGEST  PATH" lines (deb-md5sums(5)), and "DIGEST *PATH" lines, which md5sum(1) writes for binary mode.
+/// Paths are raw bytes to the end of the line. This file escapes nothing: a backslash is itself, and a path with a
+/// newline cannot be listed.
 /// Throws StreamError (`damaged`) as `NAME:LINE: reason`.
 std::vector<Md5sum> parseMd5sums(std::string_view text, std::string_view name);
 

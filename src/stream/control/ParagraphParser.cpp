@@ -1,54 +1,41 @@
 #include "stream/control/ParagraphParser.hpp"
 
 #include <algorithm>
-#include <cstddef>
-#include <map>
-#include <string>
 #include <utility>
 
 #include "stream/base/Ascii.hpp"
 #include "stream/base/Quoted.hpp"
+#include "stream/base/Text.hpp"
 #include "stream/control/FieldSyntax.hpp"
 
 namespace bex::stream {
 
 namespace {
 
-class ParagraphParser {
-public:
-    explicit ParagraphParser(const Place& place) : place_(place) {}
+constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
-    /// Takes the next line, without its newline.
-    void take(std::string_view line);
+}  // namespace
 
-    std::vector<ControlParagraph::Field> finish();
-
-private:
-    void takeContinuation(std::string_view line);
-    void takeField(std::string_view line);
-    void requireText(std::string_view line) const;
-    void requireNewName(std::string_view fieldName);
-    [[noreturn]] void fail(std::size_t offset, const std::string& reason) const;
-
-    Place place_;
-    std::size_t line_ = 0;
-    bool ended_ = false;  ///< an empty line came after a field
-    std::vector<ControlParagraph::Field> fields_;
-    // A tree, not a hash table: whoever made the package may have chosen names that hash alike.
-    std::map<std::string, std::size_t> lineOfName_;
-};
-
-void ParagraphParser::fail(std::size_t offset, const std::string& reason) const {
-    ErrorRecord record = place_.record(ErrorKind::damaged, "control-syntax", reason);
+void ParagraphParser::fail(std::size_t offset, const std::string& reason, ErrorKind kind) const {
+    const char* const code = kind == ErrorKind::damaged ? "control-syntax" : codeOf(kind);
+    ErrorRecord record = place_.record(kind, code, reason);
     record.line = line_;
     record.column = offset + 1;
     throw StreamError(std::move(record));
+}
+
+void ParagraphParser::failAtEnd(const std::string& reason) {
+    line_ = std::max<std::size_t>(line_, 1);  // An empty text has no line.
+    fail(0, reason);
 }
 
 void ParagraphParser::requireText(std::string_view line) const {
     using namespace std::string_view_literals;
     if (const std::size_t at = line.find_first_of("\0\r"sv); at != std::string_view::npos) {
         fail(at, line[at] == '\0' ? "a NUL" : "a carriage return inside a line");
+    }
+    if (line_ == 1 && line.substr(0, kByteOrderMark.size()) == kByteOrderMark) {
+        fail(0, "begins with a byte order mark");
     }
 }
 
@@ -62,6 +49,7 @@ void ParagraphParser::take(std::string_view line) {
         ended_ = !fields_.empty();
         return;
     }
+    // Meant: comments are for source packages alone, but harmless; controlOddities() reports them.
     if (line.front() == '#') {
         return;
     }
@@ -71,14 +59,18 @@ void ParagraphParser::take(std::string_view line) {
     if (ended_) {
         fail(0, "a second paragraph");
     }
-    isBlank(line.front()) ? takeContinuation(line) : takeField(line);
+    if (isBlank(line.front())) {
+        takeContinuation(line);
+    } else {
+        takeField(line);
+    }
 }
 
 void ParagraphParser::takeContinuation(std::string_view line) {
     if (fields_.empty()) {
         fail(0, "a continuation line before the first field");
     }
-    line.remove_prefix(1);
+    line.remove_prefix(1);  // One blank marks the line; more of them are part of the value.
     std::string& value = fields_.back().value;
     value += '\n';
     if (line != ".") {
@@ -92,14 +84,16 @@ void ParagraphParser::takeField(std::string_view line) {
     if (length == line.size()) {
         fail(length, "a line without a colon is no field");
     }
-    if (line[length] != ':') {
+    // Meant: dpkg accepts blanks before the colon, too; controlOddities() reports them.
+    const std::size_t colon = line.find_first_not_of(" \t", length);
+    if (colon == std::string_view::npos || line[colon] != ':') {
         fail(length, "a field name holds " + quoted(line.substr(length, 1)));
     }
     if (const std::string fault = fieldNameFault(fieldName); !fault.empty()) {
         fail(0, fault);
     }
     requireNewName(fieldName);
-    fields_.push_back({std::string(fieldName), std::string(trimmed(line.substr(length + 1)))});
+    fields_.push_back({std::string(fieldName), std::string(trimmed(line.substr(colon + 1)))});
 }
 
 void ParagraphParser::requireNewName(std::string_view fieldName) {
@@ -110,24 +104,20 @@ void ParagraphParser::requireNewName(std::string_view fieldName) {
     }
 }
 
-std::vector<ControlParagraph::Field> ParagraphParser::finish() {
-    if (fields_.empty()) {
-        line_ = std::max<std::size_t>(line_, 1);
-        fail(0, "there is no field");
-    }
-    return std::move(fields_);
+std::vector<ControlParagraph::Field> ParagraphParser::takeFields() {
+    // Lines are counted on, through all paragraphs of a file.
+    ended_ = false;
+    lineOfName_.clear();
+    return std::exchange(fields_, {});
 }
-
-}  // namespace
 
 std::vector<ControlParagraph::Field> parseFields(std::string_view text, const Place& place) {
     ParagraphParser parser(place);
-    while (!text.empty()) {
-        const std::size_t end = std::min(text.find('\n'), text.size());
-        parser.take(text.substr(0, end));
-        text.remove_prefix(std::min(end + 1, text.size()));
+    forEachLine(text, [&parser](std::string_view line) { parser.take(line); });
+    if (parser.empty()) {
+        parser.failAtEnd("there is no field");
     }
-    return parser.finish();
+    return parser.takeFields();
 }
 
 }  // namespace bex::stream

@@ -1,17 +1,20 @@
 #include "stream/control/Relations.hpp"
 
 #include <algorithm>
-#include <array>
 #include <cstddef>
+#include <optional>
+#include <utility>
 
 #include "stream/base/Ascii.hpp"
 #include "stream/base/Quoted.hpp"
-#include "stream/control/Version.hpp"
+#include "stream/control/FieldValues.hpp"
+#include "stream/control/VersionText.hpp"
 
 namespace bex::stream {
 
 namespace {
 
+/// Whitespace counts for nothing between words, so a field may be folded anywhere.
 constexpr bool isSpace(char c) {
     return isBlank(c) || c == '\n';
 }
@@ -32,29 +35,38 @@ constexpr bool mayStandInVersion(char c) {
     return !isSpace(c) && c != ')' && c != '(';
 }
 
-bool isOperator(std::string_view text) {
-    constexpr std::array<std::string_view, 5> operators{"<<", "<=", "=", ">=", ">>"};
-    return std::find(operators.begin(), operators.end(), text) != operators.end();
+std::optional<VersionOperator> operatorOf(std::string_view sign) {
+    for (std::size_t i = 0; i < kVersionSigns.size(); ++i) {
+        if (kVersionSigns[i] == sign) {
+            return static_cast<VersionOperator>(i);
+        }
+    }
+    return std::nullopt;
 }
 
-/// Reads one value from front to back. Each step gives the fault that it met, or nothing.
+/// Reads one value from front to back. Each step returns the fault that it met, or nothing.
 class RelationsReader {
 public:
     RelationsReader(std::string_view value, const RelationRules& rules) : rest_(value), rules_(rules) {}
 
     std::string list();
 
+    std::vector<Alternatives> takeGroups() { return std::move(groups_); }
+
 private:
-    std::string relation();
-    std::string architecture(std::string_view package);
-    std::string version(std::string_view package);
-    std::string end(std::string_view package);
+    std::string group();
+    std::string relation(Relation& relation);
+    std::string name(std::string& package);
+    std::string architecture(Relation& relation);
+    std::string version(Relation& relation);
 
     void skipSpace() { takeWhile(isSpace); }
 
     bool take(char wanted) {
         const bool there = !rest_.empty() && rest_.front() == wanted;
-        rest_.remove_prefix(there ? 1 : 0);
+        if (there) {
+            rest_.remove_prefix(1);
+        }
         return there;
     }
 
@@ -68,76 +80,145 @@ private:
 
     std::string_view rest_;
     RelationRules rules_;
+    std::vector<Alternatives> groups_;
 };
 
 std::string RelationsReader::list() {
     do {
-        if (std::string fault = relation(); !fault.empty()) {
+        if (std::string fault = group(); !fault.empty()) {
             return fault;
         }
-    } while (take(',') || (rules_.alternatives && take('|')));
+    } while (take(','));
     if (rest_.empty()) {
         return {};
     }
-    return rest_.front() == '|' ? "may not hold alternatives" : "holds " + quoted(rest_) + " out of place";
+    if (rest_.front() == '|') {
+        return "may not hold alternatives";
+    }
+    return "holds " + quoted(rest_) + " out of place";
 }
 
-std::string RelationsReader::relation() {
-    skipSpace();
-    const std::string_view package = takeWhile(mayStandInName);
-    if (package.empty() || !isAlphanumeric(package.front())) {
-        return rest_.empty() && package.empty()
-                   ? "lacks a package name at its end"
-                   : "lacks a package name at " + quoted(package.empty() ? rest_ : package);
-    }
-    if (take(':')) {
-        if (std::string fault = architecture(package); !fault.empty()) {
+std::string RelationsReader::group() {
+    Alternatives alternatives;
+    do {
+        if (std::string fault = relation(alternatives.emplace_back()); !fault.empty()) {
             return fault;
         }
+    } while (rules_.alternatives && take('|'));
+    groups_.push_back(std::move(alternatives));
+    return {};
+}
+
+std::string RelationsReader::relation(Relation& relation) {
+    std::string fault = name(relation.package);
+    if (fault.empty() && take(':')) {
+        fault = architecture(relation);
     }
     skipSpace();
-    std::string fault = take('(') ? version(package) : "";
+    if (fault.empty() && take('(')) {
+        fault = version(relation);
+    }
     skipSpace();
+    if (fault.empty() && rules_.versionNeeded && !relation.bound) {
+        return "lacks a version of " + quoted(relation.package);
+    }
     return fault;
 }
 
-std::string RelationsReader::architecture(std::string_view package) {
-    const std::string_view name = takeWhile(mayStandInArchitecture);
-    return name.empty() || name.front() == '-' ? "lacks an architecture after " + quoted(package) : "";
+std::string RelationsReader::name(std::string& package) {
+    skipSpace();
+    if (rest_.empty()) {
+        return "lacks a package name at its end";
+    }
+    // The message shows what stands in place of a name, or the name that begins wrongly.
+    package = takeWhile(mayStandInName);
+    if (package.empty()) {
+        return "lacks a package name at " + quoted(rest_);
+    }
+    if (!isAlphanumeric(package.front())) {
+        return "lacks a package name at " + quoted(package);
+    }
+    return {};
 }
 
-std::string RelationsReader::version(std::string_view package) {
-    skipSpace();
-    const std::string_view sign = takeWhile(isOperatorSign);
-    if (!isOperator(sign)) {
-        return "must use <<, <=, =, >= or >> for the version of " + quoted(package);
+std::string RelationsReader::architecture(Relation& relation) {
+    if (!rules_.qualifiers) {
+        return "may not hold an architecture after " + quoted(relation.package);
     }
-    if (rules_.exactOnly && sign != "=") {
-        return "must use = for the version of " + quoted(package);
+    relation.architecture = takeWhile(mayStandInArchitecture);
+    // No blank is skipped here: dpkg reads none between the colon and the architecture.
+    if (relation.architecture.empty() || relation.architecture.front() == '-') {
+        return "lacks an architecture after " + quoted(relation.package);
+    }
+    return {};
+}
+
+std::string RelationsReader::version(Relation& relation) {
+    const std::string package = quoted(relation.package);
+    skipSpace();
+    // Taken whole, so that "<>" or "= =" is an unknown operator and not the beginning of a version.
+    const std::optional<VersionOperator> comparison = operatorOf(takeWhile(isOperatorSign));
+    if (!comparison) {
+        return "must use <<, <=, =, >= or >> for the version of " + package;
+    }
+    if (rules_.exactOnly && *comparison != VersionOperator::equal) {
+        return "must use = for the version of " + package;
     }
     skipSpace();
     const std::string_view text = takeWhile(mayStandInVersion);
-    if (const std::string fault = versionFault(text); !fault.empty()) {
-        return "gives " + quoted(package) + " the version " + quoted(text) + ", which " + fault;
+    if (const VersionText parts = readVersion(text); !parts.fault.empty()) {
+        return "gives " + package + " the version " + quoted(text) + ", which " + parts.fault;
     }
-    return end(package);
+    relation.bound = VersionBound{*comparison, Version::parse(text)};
+    skipSpace();
+    if (!take(')')) {
+        return "lacks a closing parenthesis after the version of " + package;
+    }
+    return {};
 }
 
-std::string RelationsReader::end(std::string_view package) {
-    skipSpace();
-    return take(')') ? "" : "lacks a closing parenthesis after the version of " + quoted(package);
+/// dpkg reads these; Debian Policy and deb-control(5) know no such package.
+std::string nameFault(const Relation& relation) {
+    if (std::string fault = packageNameFault(relation.package); !fault.empty()) {
+        return "names the package " + quoted(relation.package) + ", which " + fault;
+    }
+    const std::string& architecture = relation.architecture;
+    if (architecture.empty() || architecture == "any") {
+        return {};
+    }
+    if (const std::string fault = architectureFault(architecture); !fault.empty()) {
+        return "names the architecture " + quoted(architecture) + ", which " + fault;
+    }
+    return {};
 }
 
 }  // namespace
 
-std::string relationsFault(std::string_view value, const RelationRules& rules) {
+RelationList readRelations(std::string_view value, const RelationRules& rules) {
     if (!value.empty() && value.front() == '\n') {
-        return "must begin in its first line, or dpkg refuses it";
+        return {{}, "must begin in its first line, or dpkg refuses it"};
     }
     if (value.find("\n\n") != std::string_view::npos || (!value.empty() && value.back() == '\n')) {
-        return "holds an empty line, whose dot in the file would be taken for a package name";
+        return {{}, "holds an empty line, whose dot in the file would be taken for a package name"};
     }
-    return RelationsReader(value, rules).list();
+    RelationsReader reader(value, rules);
+    std::string fault = reader.list();
+    return {reader.takeGroups(), std::move(fault)};
+}
+
+std::string relationsFault(std::string_view value, const RelationRules& rules) {
+    const RelationList list = readRelations(value, rules);
+    if (!list.fault.empty()) {
+        return list.fault;
+    }
+    for (const Alternatives& group : list.groups) {
+        for (const Relation& relation : group) {
+            if (std::string fault = nameFault(relation); !fault.empty()) {
+                return fault;
+            }
+        }
+    }
+    return {};
 }
 
 }  // namespace bex::stream

@@ -1,75 +1,111 @@
-#include "stream/control/Version.hpp"
+#include "bex/stream/Version.hpp"
 
+#include <algorithm>
 #include <cstddef>
-#include <cstdint>
-#include <limits>
 
 #include "stream/base/Ascii.hpp"
+#include "stream/base/Place.hpp"
+#include "stream/base/Quoted.hpp"
+#include "stream/control/VersionText.hpp"
 
 namespace bex::stream {
 
 namespace {
 
-/// dpkg keeps the epoch in an int.
-constexpr std::uint64_t maximumEpoch = std::numeric_limits<std::int32_t>::max();
-
-constexpr bool mayStandInRevision(char c) {
-    return isAlphanumeric(c) || c == '.' || c == '+' || c == '~';
-}
-
-/// Colons reach this only behind an epoch, where they are allowed.
-constexpr bool mayStandInUpstream(char c) {
-    return mayStandInRevision(c) || c == '-' || c == ':';
-}
-
-std::string epochFault(std::string_view epoch) {
-    if (epoch.empty() || !consistsOf(epoch, isDigit)) {
-        return "must have a number as its epoch";
+/// Where a part's next character sorts among those that are no digits: "~" before the end of the part, which a
+/// digit counts as too, then letters, then everything else.
+int weightOf(std::string_view part) {
+    if (part.empty() || isDigit(part.front())) {
+        return 0;
     }
-    std::uint64_t number = 0;
-    for (const char digit : epoch) {
-        number = 10 * number + static_cast<std::uint64_t>(digit - '0');
-        if (number > maximumEpoch) {
-            return "must have an epoch of at most " + std::to_string(maximumEpoch);
+    if (part.front() == '~') {
+        return -1;
+    }
+    const int code = static_cast<unsigned char>(part.front());
+    if (isAlphanumeric(part.front())) {
+        return code;
+    }
+    return code + 256;  // beyond every letter
+}
+
+/// Takes what is no digit off the front of both, up to the first difference, and returns that.
+int compareText(std::string_view& a, std::string_view& b) {
+    // Equal weights other than 0 are equal characters, so neither text can end before the other.
+    int difference = weightOf(a) - weightOf(b);
+    while (difference == 0 && weightOf(a) != 0) {
+        a.remove_prefix(1);
+        b.remove_prefix(1);
+        difference = weightOf(a) - weightOf(b);
+    }
+    return difference;
+}
+
+/// The number at the front, without its leading zeros: of any length, so compared as text.
+std::string_view takeNumber(std::string_view& part) {
+    part.remove_prefix(std::min(part.find_first_not_of('0'), part.size()));
+    const auto length = std::find_if_not(part.begin(), part.end(), isDigit) - part.begin();
+    const std::string_view number = part.substr(0, static_cast<std::size_t>(length));
+    part.remove_prefix(number.size());
+    return number;
+}
+
+int compareNumbers(std::string_view& a, std::string_view& b) {
+    const std::string_view numberA = takeNumber(a);
+    const std::string_view numberB = takeNumber(b);
+    if (numberA.size() != numberB.size()) {
+        return numberA.size() < numberB.size() ? -1 : 1;
+    }
+    return numberA.compare(numberB);
+}
+
+int compareParts(std::string_view a, std::string_view b) {
+    // Each round takes something off one of the parts, or finds a difference.
+    int difference = 0;
+    while (difference == 0 && !(a.empty() && b.empty())) {
+        difference = compareText(a, b);
+        if (difference == 0) {
+            difference = compareNumbers(a, b);
         }
     }
-    return {};
-}
-
-std::string upstreamFault(std::string_view upstream) {
-    if (upstream.empty()) {
-        return "must have an upstream version";
-    }
-    if (!isDigit(upstream.front())) {
-        return "must begin with a digit";
-    }
-    return consistsOf(upstream, mayStandInUpstream)
-               ? ""
-               : "may hold only letters, digits and . + - ~ (: after an epoch)";
-}
-
-std::string revisionFault(std::string_view revision) {
-    if (revision.empty()) {
-        return "must not end with a hyphen";
-    }
-    return consistsOf(revision, mayStandInRevision) ? ""
-                                                    : "may hold only letters, digits and . + ~ in its revision";
+    return difference;
 }
 
 }  // namespace
 
-std::string versionFault(std::string_view version) {
-    if (const std::size_t colon = version.find(':'); colon != std::string_view::npos) {
-        if (std::string fault = epochFault(version.substr(0, colon)); !fault.empty()) {
-            return fault;
-        }
-        version.remove_prefix(colon + 1);
+Version Version::parse(std::string_view text) {
+    const VersionText parts = readVersion(text);
+    if (!parts.fault.empty()) {
+        throw invalidInput("", "the version " + quoted(text) + ' ' + parts.fault);
     }
-    const std::size_t hyphen = version.rfind('-');
-    if (std::string fault = upstreamFault(version.substr(0, hyphen)); !fault.empty()) {
-        return fault;
+    Version version;
+    version.epoch_ = parts.epoch;
+    version.upstream_ = parts.upstream;
+    version.revision_ = parts.revision;
+    return version;
+}
+
+std::string Version::format() const {
+    std::string text;
+    if (epoch_ != 0 || upstream_.find(':') != std::string::npos) {
+        text = std::to_string(epoch_) + ':';
     }
-    return hyphen == std::string_view::npos ? "" : revisionFault(version.substr(hyphen + 1));
+    text += upstream_;
+    if (!revision_.empty()) {
+        text.append("-").append(revision_);
+    }
+    return text;
+}
+
+int Version::compare(const Version& other) const noexcept {
+    if (epoch_ != other.epoch_) {
+        return epoch_ < other.epoch_ ? -1 : 1;
+    }
+    // A missing revision compares as "0" does.
+    int difference = compareParts(upstream_, other.upstream_);
+    if (difference == 0) {
+        difference = compareParts(revision_, other.revision_);
+    }
+    return difference;
 }
 
 }  // namespace bex::stream

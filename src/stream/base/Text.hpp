@@ -1,0 +1,42 @@
+#pragma once
+
+#include <algorithm>
+#include <charconv>
+#include <cstddef>
+#include <optional>
+#include <string_view>
+#include <system_error>
+
+namespace bex::stream {
+
+/// Calls `take` with each part between two separators; a text of N separators has N + 1 parts, some of them empty.
+template <typename Take>
+void forEachPart(std::string_view text, char separator, Take take) {
+    for (std::size_t end = text.find(separator); end != std::string_view::npos; end = text.find(separator)) {
+        take(text.substr(0, end));
+        text.remove_prefix(end + 1);
+    }
+    take(text);
+}
+
+/// Calls `take` with each line of a file's text, without its newline. The last line may lack its newline.
+template <typename Take>
+void forEachLine(std::string_view text, Take take) {
+    while (!text.empty()) {
+        const std::size_t end = std::min(text.find('\n'), text.size());
+        take(text.substr(0, end));
+        text.remove_prefix(std::min(end + 1, text.size()));
+    }
+}
+
+/// The number that the whole text spells in digits of the base (2 to 36, either case), with "-" for a negative
+/// one where `Number` is signed. Nothing where the text is anything else or the number does not fit.
+template <typename Number>
+std::optional<Number> parseWhole(std::string_view text, int base = 10) {
+    Number number = 0;
+    const char* const end = text.data() + text.size();
+    const std::from_chars_result result = std::from_chars(text.data(), end, number, base);
+    return result.ec == std::errc() && result.ptr == end ? std::optional<Number>(number) : std::nullopt;
+}
+
+}  // namespace bex::stream

@@ -1,0 +1,170 @@
+#include "bex/stream/ControlReader.hpp"
+
+#include <fcntl.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <exception>
+#include <utility>
+#include <vector>
+
+#include "stream/base/Place.hpp"
+#include "stream/control/ParagraphParser.hpp"
+#include "stream/control/SignedText.hpp"
+#include "stream/system/Descriptor.hpp"
+#include "stream/system/Source.hpp"
+
+namespace bex::stream {
+
+namespace {
+
+constexpr std::size_t kReadBytes = std::size_t{64} << 10;
+
+/// Splits what is read into lines. Holds the line that is read and what came with its end.
+class LineReader {
+public:
+    LineReader(ControlReader::Read read, std::size_t mostBytes)
+        : read_(std::move(read)), mostBytes_(std::max(mostBytes, std::size_t{1})) {}
+
+    /// The next line without its newline, valid until the next call; false at the end. Of a line of more than
+    /// `mostBytes` bytes it returns a part that is longer, too.
+    bool next(std::string_view& line);
+
+private:
+    bool fill();
+
+    ControlReader::Read read_;
+    std::size_t mostBytes_;
+    std::string buffer_;
+    std::size_t begin_ = 0;  ///< of the bytes that no line has had
+};
+
+bool LineReader::next(std::string_view& line) {
+    std::size_t searched = begin_;
+    std::size_t end = buffer_.find('\n', searched);
+    while (end == std::string::npos && buffer_.size() - begin_ <= mostBytes_) {
+        // Bytes before `searched` hold no newline: a long line is searched once, not once for each read.
+        searched = buffer_.size() - begin_;
+        if (!fill()) {
+            break;
+        }
+        end = buffer_.find('\n', searched);
+    }
+    if (end == std::string::npos && begin_ == buffer_.size()) {
+        return false;
+    }
+    const std::size_t length = std::min(end, buffer_.size()) - begin_;
+    line = std::string_view(buffer_).substr(begin_, length);
+    begin_ = std::min(begin_ + length + 1, buffer_.size());
+    return true;
+}
+
+/// Moves the bytes that are left to the front and adds more behind them.
+bool LineReader::fill() {
+    buffer_.erase(0, begin_);
+    begin_ = 0;
+    const std::size_t held = buffer_.size();
+    buffer_.resize(held + kReadBytes);
+    const std::size_t count = read_(buffer_.data() + held, kReadBytes);
+    buffer_.resize(held + count);
+    return count != 0;
+}
+
+ControlReader::Read readerOf(const std::string& path, System& system) {
+    // Shared, because a function object must be copyable.
+    auto file = std::make_shared<Descriptor>(
+        system.openat(AT_FDCWD, path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY, 0), system);
+    if (!*file) {
+        throw systemFailure(path, "open", errno);
+    }
+    std::shared_ptr<Source> source = openSource(file->get(), path, system);
+    return [file, source](char* buffer, std::size_t size) { return source->read(buffer, size); };
+}
+
+ControlReader::Read readerOf(std::string_view text) {
+    return [text](char* buffer, std::size_t size) mutable {
+        const std::size_t count = text.copy(buffer, size);
+        text.remove_prefix(count);
+        return count;
+    };
+}
+
+}  // namespace
+
+class ControlReader::State {
+public:
+    State(Read read, std::string_view name, std::size_t paragraphBytes)
+        : lines_(std::move(read), paragraphBytes),
+          parser_(Place(std::string(name))),
+          paragraphBytes_(paragraphBytes) {}
+
+    /// The fields of the next paragraph; none at the end.
+    std::vector<ControlParagraph::Field> next();
+
+private:
+    std::vector<ControlParagraph::Field> read();
+    void take(std::string_view line);
+
+    LineReader lines_;
+    ParagraphParser parser_;
+    SignedText signature_;
+    std::size_t paragraphBytes_;
+    std::size_t bytes_ = 0;  ///< of the paragraph so far, comments before it included
+    std::exception_ptr failure_;
+};
+
+std::vector<ControlParagraph::Field> ControlReader::State::next() {
+    if (failure_) {
+        std::rethrow_exception(failure_);
+    }
+    try {
+        return read();
+    } catch (...) {
+        failure_ = std::current_exception();
+        throw;
+    }
+}
+
+std::vector<ControlParagraph::Field> ControlReader::State::read() {
+    std::string_view line;
+    bytes_ = 0;
+    while (!parser_.ended() && lines_.next(line)) {
+        take(line);
+    }
+    if (!parser_.ended()) {
+        signature_.finish(parser_);
+    }
+    return parser_.takeFields();
+}
+
+void ControlReader::State::take(std::string_view line) {
+    bytes_ += line.size();
+    if (bytes_ > paragraphBytes_) {
+        parser_.take({});  // counts the line
+        parser_.fail(0, "a paragraph of more than " + std::to_string(paragraphBytes_) + " bytes",
+                     ErrorKind::limitExceeded);
+    }
+    signature_.take(line, parser_);
+}
+
+ControlReader::ControlReader(Read read, std::string_view name, std::size_t paragraphBytes)
+    : state_(std::make_unique<State>(std::move(read), name, paragraphBytes)) {}
+
+ControlReader ControlReader::open(const std::string& path, std::size_t paragraphBytes) {
+    return {readerOf(path, System::real()), path, paragraphBytes};
+}
+
+ControlReader ControlReader::ofText(std::string_view text, std::string_view name) {
+    return {readerOf(text), name, text.size() + 1};
+}
+
+ControlReader::~ControlReader() = default;
+ControlReader::ControlReader(ControlReader&&) noexcept = default;
+ControlReader& ControlReader::operator=(ControlReader&&) noexcept = default;
+
+bool ControlReader::next(ControlParagraph& paragraph) {
+    paragraph.fields_ = state_->next();
+    return !paragraph.empty();
+}
+
+}  // namespace bex::stream

@@ -1,0 +1,85 @@
+#include "stream/control/SignedText.hpp"
+
+#include <string>
+
+namespace bex::stream {
+
+namespace {
+
+constexpr std::string_view kBegin = "-----BEGIN PGP SIGNED MESSAGE-----";
+constexpr std::string_view kSignature = "-----BEGIN PGP SIGNATURE-----";
+constexpr std::string_view kEnd = "-----END PGP SIGNATURE-----";
+constexpr std::string_view kEscape = "- ";
+
+/// The signature covers no blanks at the end of a line, and no carriage return.
+std::string_view withoutEnd(std::string_view line) {
+    return line.substr(0, line.find_last_not_of(" \t\r") + 1);
+}
+
+[[noreturn]] void refuse(ParagraphParser& parser, const std::string& reason) {
+    parser.take({});  // counts the line
+    parser.fail(0, reason);
+}
+
+}  // namespace
+
+void SignedText::take(std::string_view line, ParagraphParser& parser) {
+    // Whatever part a line is in, the parser gets one line for it, so that its numbers are those of the file.
+    const std::string_view text = withoutEnd(line);
+    switch (part_) {
+        case Part::start:
+            if (text == kBegin) {
+                part_ = Part::headers;
+                line = {};
+            } else if (!text.empty()) {
+                part_ = Part::unsignedText;
+            }
+            break;
+        case Part::unsignedText:
+            break;
+        case Part::headers:
+            // Not signed, so nothing of it may reach the parser.
+            if (text.empty()) {
+                part_ = Part::body;
+            }
+            line = {};
+            break;
+        case Part::body:
+            line = bodyLine(line, parser);
+            break;
+        case Part::signature:
+            if (text == kEnd) {
+                part_ = Part::end;
+            }
+            line = {};
+            break;
+        case Part::end:
+            if (!text.empty()) {
+                refuse(parser, "a line behind the signature, which does not cover it");
+            }
+            break;
+    }
+    parser.take(line);
+}
+
+std::string_view SignedText::bodyLine(std::string_view line, ParagraphParser& parser) {
+    if (withoutEnd(line) == kSignature) {
+        part_ = Part::signature;
+        return {};
+    }
+    if (line.substr(0, kEscape.size()) == kEscape) {
+        return line.substr(kEscape.size());
+    }
+    if (!line.empty() && line.front() == '-') {
+        refuse(parser, "a signed line begins with a dash that is not escaped");
+    }
+    return line;
+}
+
+void SignedText::finish(ParagraphParser& parser) const {
+    if (part_ == Part::headers || part_ == Part::body || part_ == Part::signature) {
+        parser.failAtEnd("the text ends before its signature does");
+    }
+}
+
+}  // namespace bex::stream
