@@ -1,36 +1,84 @@
 #include "stream/control/Conffiles.hpp"
 
-#include <algorithm>
-#include "stream/base/Place.hpp"
+#include <cstddef>
+
+#include "stream/base/Quoted.hpp"
+#include "stream/base/Text.hpp"
+#include "stream/control/FieldSyntax.hpp"
 
 namespace bex::stream {
+
 namespace {
 
-constexpr std::string_view kBlanks = " \t\r";
-constexpr std::string_view kRemoved = "remove-on-upgrade";
+constexpr std::string_view kBlanks = " \t\r\v\f";
+constexpr std::string_view kRemoval = "remove-on-upgrade ";
 
-}  // namespace
+/// dpkg reads lines into a buffer of 1000 bytes, which also holds its own marks.
+constexpr std::size_t kLongestLine = 996;
 
-Conffiles::Conffiles(std::string_view text, const Place& place) : place_(place) {
-    while (!text.empty()) {
-        const std::size_t end = std::min(text.find('\n'), text.size());
-        takeLine(text.substr(0, end));
-        text.remove_prefix(std::min(end + 1, text.size()));
+/// dpkg looks the path up as it is, and no regular file has such a name.
+bool meansDirectory(std::string_view path) {
+    return path.back() == '/' || (path.size() >= 2 && path.substr(path.size() - 2) == "/.");
+}
+
+std::string fault(std::string_view line, const ConffileLine& conffile) {
+    if (line.size() > kLongestLine) {
+        return "is longer than " + std::to_string(kLongestLine) + " bytes";
+    }
+    if (line.find('\0') != std::string_view::npos) {
+        return "holds a NUL";
+    }
+    if (conffile.path.empty() || conffile.path.front() != '/') {
+        return "is not an absolute path";
+    }
+    return faultUnless(conffile.toBeRemoved || !meansDirectory(conffile.path), "ends as the path of a directory");
+}
+
+void readLine(std::string_view line, ConffileList& list) {
+    // The limit is one of the whole line: dpkg cuts its end off only after reading it.
+    const std::string_view text = line.substr(0, line.find_last_not_of(kBlanks) + 1);
+    if (text.empty()) {
+        // Meant: dpkg skips such lines although its manual page forbids them.
+        list.oddities.push_back({"conffile-blank", Severity::warning, "a line is empty"});
+        return;
+    }
+    const bool toBeRemoved = text.substr(0, kRemoval.size()) == kRemoval;
+    ConffileLine conffile{text, toBeRemoved};
+    if (toBeRemoved) {
+        conffile.path.remove_prefix(kRemoval.size());
+    }
+    if (const std::string reason = fault(line, conffile); !reason.empty()) {
+        list.oddities.push_back({"conffile-path", Severity::error, quoted(text) + ' ' + reason});
+    } else {
+        list.lines.push_back(conffile);
     }
 }
 
-void Conffiles::takeLine(std::string_view line) {
-    line = line.substr(0, line.find_last_not_of(kBlanks) + 1);
-    const std::string whole(line);
-    const bool toBeRemoved = line.substr(0, kRemoved.size()) == kRemoved;
-    if (toBeRemoved) {
-        line.remove_prefix(kRemoved.size());
-        line.remove_prefix(std::min(line.find_first_not_of(kBlanks), line.size()));
+}  // namespace
+
+ConffileList readConffiles(std::string_view text) {
+    ConffileList list;
+    forEachLine(text, [&list](std::string_view line) { readLine(line, list); });
+    if (!text.empty() && text.back() != '\n') {
+        list.oddities.push_back({"conffile-newline", Severity::error, "the last line lacks its newline"});
     }
-    if (line.empty() || line.front() != '/') {
-        report("conffile-path", quotedName(whole) + " is no absolute path");
-    } else if (!listed_.try_emplace(plainPath(line), Listed{toBeRemoved, false}).second) {
-        report("conffile-doubled", quotedName(whole) + " is there twice");
+    return list;
+}
+
+Conffiles::Conffiles(std::string_view text, const Place& place) : place_(place.at("conffiles")) {
+    const ConffileList list = readConffiles(text);
+    for (const Oddity& oddity : list.oddities) {
+        if (oddity.severity == Severity::error) {
+            report(oddity.code, oddity.reason);
+        } else {
+            place_.note(oddity.code, oddity.reason);
+        }
+    }
+    // Names of one file may differ in their text, as "/a" and "//a" do; the payload knows them by the plain path.
+    for (const ConffileLine& line : list.lines) {
+        if (!listed_.try_emplace(plainPath(line.path), Listed{line.toBeRemoved, false}).second) {
+            report("conffile-doubled", quoted(line.path) + " is listed twice");
+        }
     }
 }
 
@@ -41,22 +89,22 @@ void Conffiles::take(const Entry& entry, const std::string& path) {
     }
     found->second.seen = true;
     if (entry.type != EntryType::file && entry.type != EntryType::hardlink) {
-        report("conffile-type", quotedName('/' + path) + " is no regular file");
+        report("conffile-type", quotedName('/' + path) + " is not a regular file");
     }
 }
 
 void Conffiles::finish() const {
     for (const auto& [path, listed] : listed_) {
-        if (listed.seen == listed.toBeRemoved) {
-            report("conffile-missing",
-                   quotedName('/' + path) +
-                       (listed.seen ? " is to be removed, but in the payload" : " is not in the payload"));
+        if (listed.seen && listed.toBeRemoved) {
+            report("conffile-missing", quotedName('/' + path) + " is to be removed, but in the payload");
+        } else if (!listed.seen && !listed.toBeRemoved) {
+            report("conffile-missing", quotedName('/' + path) + " is not in the payload");
         }
     }
 }
 
 void Conffiles::report(const char* code, const std::string& reason) const {
-    place_.at("conffiles").refuse(ErrorKind::damaged, code, reason);
+    place_.refuse(ErrorKind::damaged, code, reason);
 }
 
 }  // namespace bex::stream

@@ -1,11 +1,11 @@
 #include "stream/writer/ControlArchiveWriter.hpp"
 
-#include <algorithm>
 #include <cstddef>
-#include <iterator>
+#include <string_view>
 
 #include "bex/stream/Entry.hpp"
 #include "bex/stream/Sink.hpp"
+#include "stream/control/MaintainerScript.hpp"
 #include "stream/tar/TarWriter.hpp"
 #include "stream/writer/PackagePath.hpp"
 
@@ -31,11 +31,6 @@ Entry entryOf(std::string_view name, EntryType type, std::uint32_t mode, std::in
 }
 
 }  // namespace
-
-bool isMaintainerScript(std::string_view name) noexcept {
-    constexpr std::string_view scripts[] = {"preinst", "postinst", "prerm", "postrm", "config"};
-    return std::find(std::begin(scripts), std::end(scripts), name) != std::end(scripts);
-}
 
 std::string makeControlArchive(const std::map<std::string, std::string>& files, std::int64_t mtime,
                                const CompressionSettings& settings) {

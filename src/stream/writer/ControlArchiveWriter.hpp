@@ -3,14 +3,10 @@
 #include <cstdint>
 #include <map>
 #include <string>
-#include <string_view>
 
 #include "stream/codec/CompressingSink.hpp"
 
 namespace bex::stream {
-
-/// Whether dpkg runs the control member of that name as a program.
-bool isMaintainerScript(std::string_view name) noexcept;
 
 /// The member control.tar, compressed: the files in order of their names below a "./" of mode 0755, scripts with
 /// mode 0755, others with 0644, all with owner root and the time `mtime`.

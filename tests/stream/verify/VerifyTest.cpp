@@ -22,11 +22,11 @@ TEST(Verify, ListsEveryFaultOfEntriesAndLists) {
     const std::string odd = "|data.tar.gz|./\\x1b[2J|has ";
     EXPECT_THAT(
         findingsOf(packageOf(payload, tarFile("./md5sums", sums) + tarFile("./conffiles", conffiles))),
-        ElementsAre("conffile-path|control.tar.gz|conffiles|\"x\" is no absolute path",
-                    "conffile-doubled|control.tar.gz|conffiles|\"/x\" is there twice",
+        ElementsAre("conffile-path|control.tar.gz|conffiles|\"x\" is not an absolute path",
+                    "conffile-doubled|control.tar.gz|conffiles|\"/x\" is listed twice",
                     "md5-doubled|control.tar.gz|md5sums|\"x\" is there twice",
                     "md5-mismatch|data.tar.gz|./x" + sumsDiffer, "md5-mismatch|data.tar.gz|./h" + sumsDiffer,
-                    "conffile-type|control.tar.gz|conffiles|\"/d\" is no regular file",
+                    "conffile-type|control.tar.gz|conffiles|\"/d\" is not a regular file",
                     "pax-header" + odd + "an extended header (pax), which dpkg does not read",
                     "owner-range" + odd + "an owner or group beyond 4294967294",
                     "path-characters" + odd + "a name or target that programs show differently",

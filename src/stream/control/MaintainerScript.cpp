@@ -1,0 +1,50 @@
+#include "stream/control/MaintainerScript.hpp"
+
+#include <algorithm>
+#include <array>
+
+#include "stream/base/Ascii.hpp"
+#include "stream/base/Quoted.hpp"
+
+namespace bex::stream {
+
+namespace {
+
+constexpr std::array<std::string_view, 5> kScripts{"preinst", "postinst", "prerm", "postrm", "config"};
+constexpr std::string_view kMark = "#!";
+constexpr std::string_view kProgram = "\177ELF";
+
+bool beginsWith(std::string_view text, std::string_view beginning) {
+    return text.substr(0, beginning.size()) == beginning;
+}
+
+}  // namespace
+
+bool isMaintainerScript(std::string_view name) noexcept {
+    return std::find(kScripts.begin(), kScripts.end(), name) != kScripts.end();
+}
+
+std::optional<Oddity> maintainerScriptOddity(std::string_view contents) {
+    if (beginsWith(contents, kProgram)) {
+        return std::nullopt;
+    }
+    const std::string_view line = contents.substr(0, contents.find('\n'));
+    if (!beginsWith(line, kMark)) {
+        return Oddity{"script-no-interpreter", Severity::warning, "does not begin with \"#!\" and an interpreter"};
+    }
+    if (line.back() == '\r') {
+        return Oddity{"script-line-end", Severity::error, "the first line ends with a carriage return"};
+    }
+    // The kernel skips blanks on both sides and takes the rest for a path, which dpkg does not look up in PATH.
+    const std::string_view interpreter = trimmed(line.substr(kMark.size()));
+    if (interpreter.empty()) {
+        return Oddity{"script-no-interpreter", Severity::warning, "names no interpreter after \"#!\""};
+    }
+    if (interpreter.front() != '/') {
+        return Oddity{"script-interpreter", Severity::error,
+                      "the interpreter " + quoted(interpreter) + " is not an absolute path"};
+    }
+    return std::nullopt;
+}
+
+}  // namespace bex::stream
