@@ -1,9 +1,9 @@
 #!/bin/bash
-# Holds the README to its word: the programs and outputs that it shows are these programs and their outputs.
-# Usage: test.sh README PROGRAMS COMMAND (the folders that hold the built examples and bex)
+# Compares the pages with the programs: what they show are these programs and their outputs.
+# Usage: test.sh SOURCES PROGRAMS COMMAND (the project, and the directories of the built examples and of bex)
 set -euo pipefail
 export LC_ALL=C
-readme=$(realpath "$1")
+pages=("$(realpath "$1")/README.md" "$(realpath "$1")/docs/object-library.md")
 programs=$(realpath "$2")
 PATH=$(realpath "$3"):$PATH
 sources=$(dirname "$(realpath "$0")")
@@ -15,22 +15,26 @@ fail() {
     exit 1
 }
 
-# Prints the fenced block that follows the line <!-- NAME -->.
+# Prints the fenced block that follows the line <!-- NAME --> on either page.
 block() {
     awk -v mark="<!-- $1 -->" '
         inside && /^```/ { exit }
         inside { print }
         found && /^```/ { inside = 1 }
-        $0 == mark { found = 1 }' "$readme"
+        $0 == mark { found = 1 }' "${pages[@]}"
 }
 
-# same NAME FILE: the README's block NAME is FILE to the letter.
+# same NAME FILE: the pages' block NAME is FILE to the letter.
 same() {
-    block "$1" | diff -u --label "README.md: $1" --label "$1" - "$2" || fail "README.md and $1 differ"
+    block "$1" | diff -u --label "page: $1" --label "$1" - "$2" || fail "a page and $1 differ"
 }
 
-for example in write_package read_package stream_write stream_read; do
+for example in write_package read_package; do
     same "examples/$example.cpp" "$sources/$example.cpp"
+done
+# The README shows what the streaming programs do between `try` and `catch`.
+for example in stream_write stream_read; do
+    same "examples/$example.cpp" <(sed -n '/^    try {/,/^    } catch/{s/^        //p}' "$sources/$example.cpp")
 done
 
 cd "$work"
@@ -56,9 +60,9 @@ grep -qx '4 entries in all' log || fail "package_tree counted wrong"
 grep -qx 'package_tree: tree.bex exists already.' refusal || fail "package_tree does not say why it refused"
 
 "$programs/stream_write" >streamed
-same "output of stream_write" streamed
+grep -qx "7 entries, 80 bytes" streamed || fail "stream_write wrote something else"
 "$programs/stream_read" >reading
-same "output of stream_read" reading
+grep -qx "24 ./var/www/index.html" reading || fail "stream_read lists something else"
 rm unpacked/var/www/robots.txt
 diff -r public unpacked/var/www || fail "stream_read unpacked something else"
 
