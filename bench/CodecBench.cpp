@@ -21,7 +21,7 @@
 #include "bex/stream/Sink.hpp"
 #include "stream/codec/CompressingSink.hpp"
 #include "stream/codec/Decompressor.hpp"
-#include "stream/system/Source.hpp"
+#include "stream/system/ByteStream.hpp"
 
 namespace {
 
@@ -69,7 +69,7 @@ public:
     std::string bytes;
 };
 
-class StringSource : public Source {
+class StringSource : public ByteStream {
 public:
     explicit StringSource(std::string_view bytes) : bytes_(bytes) {}
     std::size_t read(char* buffer, std::size_t size) override {

@@ -20,7 +20,7 @@
 #include "bex/stream/PackageReader.hpp"
 #include "bex/stream/PackageWriter.hpp"
 #include "bex/stream/Verify.hpp"
-#include "stream/ar/MemberSource.hpp"
+#include "stream/ar/MemberStream.hpp"
 #include "stream/codec/Decompressor.hpp"
 #include "stream/reader/HandMade.hpp"
 #include "stream/reader/PathTable.hpp"
@@ -193,11 +193,10 @@ void gunzip(benchmark::State& state, const Corpus& corpus) {
     DecompressionSettings settings;
     settings.threads = threads(state).threads;
     const Member member = PackageReader(path).members().back();
-    const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC), System::real());
+    const std::shared_ptr<Source> file = Source::ofFile(path);
     for (auto _ : state) {
-        const std::unique_ptr<Source> package = openSource(file.get(), path, System::real());
-        package->skip(member.offset);
-        MemberSource source(*package, member.size, Place(path));
+        const std::unique_ptr<ByteStream> package = streamOf(file, member.offset);
+        MemberStream source(*package, member.size, Place(path));
         const auto bytes = openDecompressor(source, member.compression, path, settings);
         while (!bytes->next().empty()) {
         }

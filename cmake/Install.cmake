@@ -1,12 +1,4 @@
-set(bexConfigDir ${CMAKE_INSTALL_LIBDIR}/cmake/bex)
-
-install(EXPORT bexTargets NAMESPACE bex:: DESTINATION ${bexConfigDir} COMPONENT development)
-configure_package_config_file(cmake/bexConfig.cmake.in ${CMAKE_CURRENT_BINARY_DIR}/bexConfig.cmake
-    INSTALL_DESTINATION ${bexConfigDir})
-write_basic_package_version_file(${CMAKE_CURRENT_BINARY_DIR}/bexConfigVersion.cmake
-    COMPATIBILITY SameMajorVersion)
-install(FILES ${CMAKE_CURRENT_BINARY_DIR}/bexConfig.cmake ${CMAKE_CURRENT_BINARY_DIR}/bexConfigVersion.cmake
-    DESTINATION ${bexConfigDir} COMPONENT development)
+# Each library is a package of its own for CMake and for pkg-config, and neither needs the other.
 
 # The prefix follows the file, so that `cmake --install --prefix` and a moved tree work; only an absolute library
 # folder ties it to the configured prefix.
@@ -21,10 +13,20 @@ endif()
 cmake_path(ABSOLUTE_PATH CMAKE_INSTALL_LIBDIR BASE_DIRECTORY "\${prefix}" OUTPUT_VARIABLE pcLibdir)
 cmake_path(ABSOLUTE_PATH CMAKE_INSTALL_INCLUDEDIR BASE_DIRECTORY "\${prefix}" OUTPUT_VARIABLE pcIncludedir)
 
-function(bex_install_pkgconfig name)
-    configure_file(cmake/${name}.pc.in ${CMAKE_CURRENT_BINARY_DIR}/${name}.pc @ONLY)
-    install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${name}.pc DESTINATION ${pcDir} COMPONENT development)
+function(bex_install_package package target)
+    set(configDir ${CMAKE_INSTALL_LIBDIR}/cmake/${package})
+    install(EXPORT ${target}Targets NAMESPACE bex:: FILE ${package}Targets.cmake DESTINATION ${configDir}
+        COMPONENT ${target}-development)
+    configure_package_config_file(cmake/Config.cmake.in ${CMAKE_CURRENT_BINARY_DIR}/${package}Config.cmake
+        INSTALL_DESTINATION ${configDir})
+    write_basic_package_version_file(${CMAKE_CURRENT_BINARY_DIR}/${package}ConfigVersion.cmake
+        COMPATIBILITY SameMajorVersion)
+    install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${package}Config.cmake
+        ${CMAKE_CURRENT_BINARY_DIR}/${package}ConfigVersion.cmake
+        DESTINATION ${configDir} COMPONENT ${target}-development)
+    configure_file(cmake/${package}.pc.in ${CMAKE_CURRENT_BINARY_DIR}/${package}.pc @ONLY)
+    install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${package}.pc DESTINATION ${pcDir} COMPONENT ${target}-development)
 endfunction()
 
-bex_install_pkgconfig(bex)
-bex_install_pkgconfig(bex-stream)
+bex_install_package(bex bex)
+bex_install_package(bex-stream bexstream)

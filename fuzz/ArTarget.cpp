@@ -1,16 +1,16 @@
 #include "Failure.hpp"
 #include "Target.hpp"
-#include "stream/MemorySource.hpp"
+#include "stream/MemoryStream.hpp"
 #include "stream/ar/ArReader.hpp"
 
 namespace bex::fuzz {
 namespace {
 
-using Kind = test::MemorySource::Kind;
+using Kind = test::MemoryStream::Kind;
 
 /// Every member as a line, its contents behind; then what ended the walk.
 std::string walk(std::string_view input, std::size_t step, Kind kind, bool readContents) {
-    test::MemorySource source(std::string(input), step, kind);
+    test::MemoryStream source(std::string(input), step, kind);
     stream::ArReader reader(source, stream::Place("p"));
     std::string told;
     std::uint64_t end = 8;

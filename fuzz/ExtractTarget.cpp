@@ -85,7 +85,7 @@ void runExtract(std::string_view input) {
         }
     }
     options.stripComponents = 1;
-    options.keepExisting = true;
+    options.existing = bytes.size() % 2 == 0 ? stream::Existing::error : stream::Existing::keep;
     extracted(bytes, watched.destination(), options);
     test::reading(
         bytes, Route::file, [&](stream::PackageReader& reader) { reader.extractControl(watched.destination()); },

@@ -8,7 +8,7 @@
 
 #include "Failure.hpp"
 #include "Target.hpp"
-#include "stream/MemorySource.hpp"
+#include "stream/MemoryStream.hpp"
 #include "stream/codec/StreamDecoder.hpp"
 
 namespace bex::fuzz {
@@ -46,7 +46,7 @@ struct Way {
 };
 
 Outcome inBlocks(std::string_view input, const Way& way) {
-    test::MemorySource source(std::string(input), way.step);
+    test::MemoryStream source(std::string(input), way.step);
     const auto unpacker = stream::openDecompressor(source, stream::Compression::gzip, "it",
                                                    {way.threads, tightOptions().limits, way.strict});
     Outcome outcome;
@@ -60,7 +60,7 @@ Outcome inBlocks(std::string_view input, const Way& way) {
 
 /// As one stream, whatever the members say of their lengths.
 Outcome plainly(std::string_view bytes, bool strict) {
-    test::MemorySource source{std::string(bytes)};
+    test::MemoryStream source{std::string(bytes)};
     stream::Input input(source);
     const auto decoder = stream::makeGzipDecoder(input, "it", strict);
     std::string buffer(10000, '\0');

@@ -1,4 +1,6 @@
 #include <algorithm>
+#include <array>
+#include <string_view>
 
 #include "Target.hpp"
 #include "TemporaryDirectory.hpp"
@@ -107,6 +109,14 @@ std::string told(const std::vector<stream::Entry>& entries) {
     return text;
 }
 
+/// Names that other programs show differently or dpkg cannot unpack, and what control members hold.
+bool isLeftToTheCaller(const std::string& finding) {
+    const std::array<std::string_view, 5> codes{"path-characters|", "path-long|", "control-name|", "script-",
+                                                "triggers-syntax|"};
+    return std::any_of(codes.begin(), codes.end(),
+                       [&](std::string_view code) { return finding.compare(0, code.size(), code) == 0; });
+}
+
 /// Reads the package back: its fields, its entries, and all contents against their sources.
 void check(const stream::PackageWriter& writer, const stream::WriteOptions& options, const std::string& bytes) {
     const auto whole = [&](const auto& use) {
@@ -125,7 +135,7 @@ void check(const stream::PackageWriter& writer, const stream::WriteOptions& opti
     });
     whole([&](stream::PackageReader& reader) { writer.compare(reader, options); });
     for (const std::string& finding : test::findingsOf(bytes)) {
-        require(finding.rfind("path-characters|", 0) == 0, "what was written has no fault", finding);
+        require(isLeftToTheCaller(finding), "what was written has no fault", finding);
     }
 }
 

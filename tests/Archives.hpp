@@ -45,6 +45,7 @@ struct TarFields {
         "ustar\0"
         "00",
         8};
+    std::string devices;
     std::string prefix;
     std::string checksum;  ///< "": the right one
     std::string tail;      ///< bytes from offset 386: GNU's sparse map
@@ -66,6 +67,7 @@ inline std::string tarEntry(const TarFields& fields, std::string_view contents =
     put(257, fields.magic);
     put(265, "root");
     put(297, "root");
+    put(329, fields.devices);
     put(345, fields.prefix);
     put(386, fields.tail);
     std::size_t sum = 0;

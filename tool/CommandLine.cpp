@@ -1,13 +1,10 @@
 #include "CommandLine.hpp"
 
-#include <unistd.h>
-
 #include <CLI/App.hpp>
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>
 #include <algorithm>
 #include <csignal>
-#include <cstdlib>
 #include <exception>
 #include <map>
 #include <string>
@@ -136,25 +133,12 @@ ExitStatus act(int argc, const char* const* argv, Context& context) {
     }
 }
 
-bool acting = false;
-
-/// Where libarchive has no memory for a string it ends the process, with a status that means something else here.
-void keepStatus() {
-    if (acting) {
-        _exit(static_cast<int>(ExitStatus::inputOutput));
-    }
-}
-
 }  // namespace
 
 ExitStatus run(int argc, const char* const* argv) {
     std::signal(SIGPIPE, SIG_IGN);  // Console tells a closed pipe from other failures, and files can be tidied up.
-    std::atexit(keepStatus);
     Context context;
-    acting = true;
-    const ExitStatus status = act(argc, argv, context);
-    acting = false;
-    return status;
+    return act(argc, argv, context);
 }
 
 }  // namespace bex::tool

@@ -1,4 +1,6 @@
 #pragma once
 
-/// Makes a class or function visible to programs that link a library. Everything else is hidden.
+/// Marks what the object library offers to programs; everything else is hidden.
+#ifndef BEX_EXPORT
 #define BEX_EXPORT __attribute__((visibility("default")))
+#endif

@@ -1,117 +1,100 @@
 #include "bex/stream/PackageReader.hpp"
 
-#include <algorithm>
+#include <exception>
+#include <utility>
 
 #include "stream/control/ParagraphParser.hpp"
 #include "stream/extract/ExtractLoop.hpp"
-#include "stream/extract/Extraction.hpp"
 #include "stream/reader/ControlArchive.hpp"
 #include "stream/reader/PackageStream.hpp"
 
 namespace bex::stream {
 
-class PackageReader::State {
-public:
-    template <typename... Where>
-    explicit State(const ReadOptions& options, const Where&... where)
-        : stream_(where..., options, System::real()) {
-        stream_.checkStructure();
-        members_ = stream_.readControl();
-        control_ = parseParagraph(findMember(members_, "control")->contents, Place(stream_.name()).at("control"));
-    }
-
-    const ControlParagraph& control() const noexcept { return control_; }
-    const std::vector<ControlMember>& controlMembers() const noexcept { return members_; }
-    const std::vector<Member>& members() const noexcept { return stream_.members(); }
-
-    bool next(Entry& entry) {
-        run_ = {};
-        position_ = 0;
-        size_ = 0;
-        if (!stream_.next(entry)) {
-            return false;
+struct PackageReader::State {
+    State(OpenInput input, const std::string& name, const ReadOptions& options)
+        : stream(std::move(input), Place(name), options) {
+        stream.checkStructure();
+        members = stream.readControl();
+        try {
+            control = parseParagraph(findMember(members, "control")->contents, Place(name).at("control"));
+            stream.expect(control);
+        } catch (const StreamError&) {
+            controlFailure = std::current_exception();  // control() throws it; the payload can do without
         }
-        size_ = entry.size;
-        return true;
     }
 
-    std::size_t read(char* buffer, std::size_t size) {
-        size = static_cast<std::size_t>(std::min<std::uint64_t>(size, size_ - position_));
-        if (size == 0) {
-            return 0;
-        }
-        if (run_.bytes.empty() && !stream_.nextRun(run_)) {
-            run_.offset = size_;  // what is left is a hole
-        }
-        if (run_.offset > position_) {
-            size = static_cast<std::size_t>(std::min<std::uint64_t>(size, run_.offset - position_));
-            std::fill_n(buffer, size, '\0');
-        } else {
-            size = run_.bytes.copy(buffer, size);
-            run_.bytes.remove_prefix(size);
-            run_.offset += size;
-        }
-        position_ += size;
-        return size;
-    }
-
-    ExtractResult extract(const std::string& destination, const ExtractOptions& options) {
-        return extractAll(stream_, destination, options, System::real());
-    }
-
-    ExtractResult extractControl(const std::string& destination, const ExtractOptions& options) const {
-        return extractMembers(members_, stream_.name(), destination, options, System::real());
-    }
-
-private:
-    PackageStream stream_;
-    std::vector<ControlMember> members_;
-    ControlParagraph control_;
-    EntryReader::Run run_;        // of the current entry, what read() has yet to give
-    std::uint64_t position_ = 0;  // in the current entry's contents
-    std::uint64_t size_ = 0;
+    PackageStream stream;
+    std::vector<ControlMember> members;
+    ControlParagraph control;
+    std::exception_ptr controlFailure;
+    std::string_view unread;  // of the current entry, taken from the stream
 };
 
 PackageReader::PackageReader(const std::string& path, const ReadOptions& options)
-    : state_(std::make_unique<State>(options, Place(path))) {}
+    : state_(std::make_unique<State>(openInput(openForReading(path, System::real()), path, System::real()), path,
+                                     options)) {}
 
 PackageReader::PackageReader(int descriptor, const std::string& name, const ReadOptions& options)
-    : state_(std::make_unique<State>(options, descriptor, Place(name))) {}
+    : state_(std::make_unique<State>(openInput(OpenFile{descriptor, {}}, name, System::real()), name, options)) {}
+
+PackageReader::PackageReader(std::shared_ptr<Source> source, const std::string& name, const ReadOptions& options)
+    : state_(std::make_unique<State>(openInput(std::move(source)), name, options)) {}
 
 PackageReader::~PackageReader() = default;
 PackageReader::PackageReader(PackageReader&&) noexcept = default;
 PackageReader& PackageReader::operator=(PackageReader&&) noexcept = default;
 
-const ControlParagraph& PackageReader::control() const noexcept {
-    return state_->control();
+const ControlParagraph& PackageReader::control() const {
+    if (state_->controlFailure) {
+        std::rethrow_exception(state_->controlFailure);
+    }
+    return state_->control;
 }
 
 const std::vector<ControlMember>& PackageReader::controlMembers() const noexcept {
-    return state_->controlMembers();
+    return state_->members;
 }
 
 const ControlMember* PackageReader::findControlMember(std::string_view name) const noexcept {
-    return findMember(state_->controlMembers(), name);
+    return findMember(state_->members, name);
 }
 
 const std::vector<Member>& PackageReader::members() const noexcept {
-    return state_->members();
+    return state_->stream.members();
 }
 
 bool PackageReader::next(Entry& entry) {
-    return state_->next(entry);
+    state_->unread = {};
+    return state_->stream.next(entry);
 }
 
 std::size_t PackageReader::read(char* buffer, std::size_t size) {
-    return state_->read(buffer, size);
+    State& state = *state_;
+    if (!state.stream.begun()) {
+        throw invalidInput(state.stream.name(), "read() was called before next()");
+    }
+    if (state.unread.empty() && size != 0) {
+        state.unread = state.stream.read();
+    }
+    size = state.unread.copy(buffer, size);
+    state.unread.remove_prefix(size);
+    return size;
 }
 
 ExtractResult PackageReader::extract(const std::string& destination, const ExtractOptions& options) {
-    return state_->extract(destination, options);
+    return extractAll(state_->stream, destination, options, System::real());
 }
 
 ExtractResult PackageReader::extractControl(const std::string& destination, const ExtractOptions& options) const {
-    return state_->extractControl(destination, options);
+    return extractMembers(state_->members, state_->stream.name(), destination, options, System::real());
+}
+
+void PackageReader::copyControlTar(Sink& out) {
+    state_->stream.copyControl(out);
+}
+
+void PackageReader::copyPayloadTar(Sink& out) {
+    state_->stream.copyPayload(out);
 }
 
 }  // namespace bex::stream

@@ -1,12 +1,23 @@
 #include "bex/stream/Verify.hpp"
 
-#include "stream/system/System.hpp"
+#include <utility>
+
 #include "stream/verify/Verification.hpp"
 
 namespace bex::stream {
 
-std::vector<Finding> verify(const std::string& path, const ReadOptions& options) {
-    return Verification(path, options, System::real()).run();
+std::vector<Finding> verify(const std::string& path, const VerifyOptions& options) {
+    System& system = System::real();
+    return Verification(openInput(openForReading(path, system), path, system), path, options).run();
+}
+
+std::vector<Finding> verify(int descriptor, const std::string& name, const VerifyOptions& options) {
+    return Verification(openInput(OpenFile{descriptor, {}}, name, System::real()), name, options).run();
+}
+
+std::vector<Finding> verify(std::shared_ptr<Source> source, const std::string& name,
+                            const VerifyOptions& options) {
+    return Verification(openInput(std::move(source)), name, options).run();
 }
 
 }  // namespace bex::stream

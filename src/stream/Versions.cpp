@@ -1,6 +1,5 @@
 #include "bex/stream/Versions.hpp"
 
-#include <archive.h>
 #include <bzlib.h>
 #include <isa-l.h>
 #include <libdeflate.h>
@@ -15,7 +14,6 @@ std::vector<LibraryVersion> libraryVersions() {
                              std::to_string(ISAL_PATCH_VERSION);
     const std::string bzip2 = BZ2_bzlibVersion();
     return {{"libbexstream", BEX_VERSION},
-            {"libarchive", std::string(archive_version_string()).substr(std::string("libarchive ").size())},
             {"libdeflate", LIBDEFLATE_VERSION_STRING},
             {"isa-l", isal},
             {"zlib", zlibVersion()},

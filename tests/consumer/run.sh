@@ -32,6 +32,7 @@ case $way in
         for program in stream_write stream_read; do
             compile bex-stream "$examples/$program.cpp" -o "$work/$program"
         done
+        pkg-config --libs --static bex-stream | grep -w -e -lbex && exit 1 # neither library needs the other
         (cd "$prefix/include" && find bex -name '*.hpp' -printf '#include <%p>\n') >"$work/all.cpp"
         compile bex-stream -fsyntax-only "$work/all.cpp" # nothing that a header needs is missing
         export LD_LIBRARY_PATH=$prefix/$libdir

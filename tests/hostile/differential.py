@@ -1,6 +1,7 @@
-"""What `bex verify` passes, other readers read alike: differential.py COUNT SEED [--bex PATH] [--keep FOLDER]
+"""What `bex verify` passes, other readers read alike: differential.py COUNT SEED [--install] [--bex PATH] [--keep FOLDER]
 
-Makes mutants of sound packages. Whatever has no finding is listed and extracted by bex, dpkg-deb, GNU tar and bsdtar:
+Makes mutants of sound packages. With --install, whatever has no error is installed by `dpkg --root -i` in an empty root
+(as root only; the status is 77 otherwise). Else, whatever has no finding is listed and extracted by bex, dpkg-deb, GNU tar and bsdtar:
 names, types, modes, owners, sizes, times, link targets and contents have to be the same, in the control archive, too.
 Prints how many passed; every disagreement is shown, its package kept, and the status is 1 then. A mutant depends on
 SEED and its number alone.
@@ -21,6 +22,7 @@ import subprocess
 import sys
 import tempfile
 
+import installing
 import odd
 
 BATCH = 50
@@ -324,6 +326,49 @@ def sound(packages, bex):
     return [package for package in packages if package not in told], fault
 
 
+def without_errors(packages, bex):
+    """Those with warnings at most."""
+    done = run(bex, "verify", *packages)
+    told = set(re.findall(r"^(?:bex: )?(/\S+?): (?!warning: )", (done.stdout + done.stderr).decode(errors="replace"), re.M))
+    return [package for package in packages if package not in told]
+
+
+def refusal(package, root):
+    """Why dpkg does not install the package into the root, which is empty; "" where it does."""
+    for folder in "info", "updates":
+        os.makedirs(f"{root}/var/lib/dpkg/{folder}")
+    with open(f"{root}/var/lib/dpkg/status", "wb"):
+        pass
+    done = run("dpkg", f"--root={root}", "--force-script-chrootless,unsafe-io", "--no-debsig", "--no-triggers", "-i", package)
+    return done.stderr.decode(errors="replace") if done.returncode else ""
+
+
+def share_of_installs(arguments):
+    count, seed, bex, keep, which = arguments
+    passed, problems = collections.Counter(), []
+    with tempfile.TemporaryDirectory(prefix="bex-differential-") as folder:
+        for begin in range(which * BATCH, count, 2 * BATCH):
+            made = {}
+            for number_ in range(begin, min(begin + BATCH, count)):
+                path = f"{folder}/{number_}.deb"
+                what, package = installing.mutant(random.Random(f"{seed}/{number_}"))
+                with open(path, "wb") as file:
+                    file.write(package)
+                made[path] = what
+            for path in without_errors(list(made), bex):
+                root = tempfile.mkdtemp(dir=folder)
+                passed[made[path]] += 1
+                reason = refusal(path, root)
+                if reason:
+                    problems.append(f"{os.path.basename(path)} ({made[path]}): dpkg refuses it: {reason}")
+                    if keep:
+                        shutil.copy(path, keep)
+                shutil.rmtree(root)
+            for path in made:
+                os.remove(path)
+    return passed, problems
+
+
 def share(arguments):
     """Every other batch of the mutants, in a process and a folder of its own."""
     count, seed, bex, keep, which = arguments
@@ -357,17 +402,24 @@ def main():
     parser = argparse.ArgumentParser(description="Holds what `bex verify` passes against other readers.")
     parser.add_argument("count", type=int)
     parser.add_argument("seed", type=int)
+    parser.add_argument("--install", action="store_true", help="install what passes")
     parser.add_argument("--bex", default=os.environ.get("BEX", "bex"))
     parser.add_argument("--keep", help="a folder for packages on which readers disagree")
     options = parser.parse_args()
     bex = shutil.which(options.bex)
     bex = os.path.abspath(bex) if bex else parser.error(f"no program {options.bex}")
+    if options.install and not IS_ROOT:
+        print("only root can install")
+        return 77
     with multiprocessing.Pool(2) as pool:
-        results = pool.map(share, [(options.count, options.seed, bex, options.keep, which) for which in range(2)])
+        results = pool.map(share_of_installs if options.install else share, [(options.count, options.seed, bex, options.keep, which) for which in range(2)])
     problems = [problem for _, found in results for problem in found]
     for problem in problems:
         print(problem)
-    passed = sum(count for count, _ in results)
+    if options.install:
+        kinds = sum((count for count, _ in results), collections.Counter())
+        print("passed: " + ", ".join(f"{kind} {count}" for kind, count in sorted(kinds.items())))
+    passed = sum(count.total() if options.install else count for count, _ in results)
     print(f"{options.count} mutants, {passed} passed by verify, {len(problems)} disagreements")
     return 1 if problems or not passed else 0
 

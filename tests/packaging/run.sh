@@ -18,10 +18,17 @@ fail() {
 for package in "$work"/packages/*.deb; do
     dpkg-deb --info "$package" >/dev/null || fail "dpkg-deb does not read $package"
 done
-# The libraries that libbex1 needs are declared, or it would start on no machine but this one.
-dpkg-deb --field "$work"/packages/libbex1_*.deb Depends | grep -q 'libarchive13.*libdeflate0' ||
-    fail "libbex1 does not name its libraries"
-dpkg-deb --field "$work"/packages/bex_*.deb Depends | grep -q 'libbex1' || fail "bex does not need libbex1"
+# needs PACKAGE PATTERN; lacks PACKAGE PATTERN: the libraries it needs are declared, or it would start on no machine
+# but this one; and no more than these, for the two libraries do not need each other.
+needs() { dpkg-deb --field "$work/packages/$1"_*.deb Depends | grep -Eq "$2" || fail "$1 does not depend on $2"; }
+lacks() { ! dpkg-deb --field "$work/packages/$1"_*.deb Depends | grep -Eq "$2" || fail "$1 depends on $2"; }
+needs libbex1 'libarchive13.*libboost'
+lacks libbex1 'libbexstream|libdeflate'
+needs libbexstream1 'libdeflate0'
+needs bex 'libbexstream1'
+for package in bex libbexstream1 libbexstream-dev; do
+    lacks "$package" 'libarchive|libboost|libbex1|libbex-dev'
+done
 
 # Errors only: warnings are a matter of taste for packages that are in no archive.
 lintian --fail-on error --tag-display-limit 0 "$work"/packages/*.deb || fail "lintian finds errors"

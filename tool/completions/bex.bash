@@ -9,6 +9,7 @@ _bex_options() {
         list) echo "$common --long --tree --null --control" ;;
         cat) echo "$common --control" ;;
         extract) echo "$common --control --strip --keep --overwrite --same-owner --keep-setuid --dry-run" ;;
+        verify) echo "$common --strict --ignore" ;;
         diff) echo "$common --content" ;;
         "") echo "$common --version" ;;
         *) echo "$common" ;;

@@ -60,4 +60,6 @@ complete -c bex -n $extract -l same-owner -d "restore owners"
 complete -c bex -n $extract -l keep-setuid -d "keep set-id bits"
 complete -c bex -n $extract -l dry-run -d "only list"
 
+complete -c bex -n "__fish_seen_subcommand_from verify" -l strict -d "fail for warnings, too"
+complete -c bex -n "__fish_seen_subcommand_from verify" -l ignore -x -d "leave a code out"
 complete -c bex -n "__fish_seen_subcommand_from diff" -l content -d "show changed text files"

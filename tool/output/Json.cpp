@@ -55,9 +55,6 @@ Json jsonOf(const stream::Entry& entry) {
     if (!entry.linkTarget.empty()) {
         putText(object, "linkTarget", entry.linkTarget);
     }
-    if (entry.sparse) {
-        object["sparse"] = true;
-    }
     return object;
 }
 

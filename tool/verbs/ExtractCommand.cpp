@@ -64,7 +64,6 @@ ExitStatus runExtract(ExtractArguments& arguments, Context& context) {
     stream::ReadOptions reading = readOptions(context);
     reading.progress = progress.callback();
     stream::PackageReader reader = openPackage(arguments.package, reading);
-    progress.expect(reader.control());
     Patterns patterns(arguments.patterns);
     const stream::ExtractOptions options = extractOptions(arguments, patterns, context);
     if (arguments.control) {
@@ -73,6 +72,15 @@ ExitStatus runExtract(ExtractArguments& arguments, Context& context) {
         reader.extract(destination(arguments), options);
     }
     return reportUnused(patterns, arguments.package, context);
+}
+
+void addExistingOptions(CLI::App& verb, stream::Existing& existing) {
+    CLI::Option* keep = verb.add_flag_callback(
+        "--keep", [&existing] { existing = stream::Existing::error; }, "Fail where a file is there already");
+    verb.add_flag_callback(
+            "--overwrite", [&existing] { existing = stream::Existing::replace; },
+            "Replace files that are there (the default)")
+        ->excludes(keep);
 }
 
 }  // namespace
@@ -89,11 +97,7 @@ void addExtract(CLI::App& program, Action& chosen) {
     verb->add_option("--strip", arguments->extract.stripComponents,
                      "Leave out so many leading directories of each path")
         ->option_text("N");
-    CLI::Option* keep =
-        verb->add_flag("--keep", arguments->extract.keepExisting, "Fail where a file is there already");
-    verb->add_flag("--overwrite{false}", arguments->extract.keepExisting,
-                   "Replace files that are there (the default)")
-        ->excludes(keep);
+    addExistingOptions(*verb, arguments->extract.existing);
     verb->add_flag("--same-owner", arguments->extract.sameOwner, "Restore owners by number (needs privileges)");
     verb->add_flag("--keep-setuid", arguments->extract.keepSetId, "Keep set-user-id and set-group-id bits");
     verb->add_flag("--dry-run", arguments->extract.dryRun, "Only list what would be made");

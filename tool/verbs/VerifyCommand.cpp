@@ -1,9 +1,12 @@
+#include <unistd.h>
+
 #include <algorithm>
 #include <memory>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "arguments/LimitOption.hpp"
 #include "bex/stream/Escape.hpp"
 #include "bex/stream/Verify.hpp"
 #include "output/Failure.hpp"
@@ -21,15 +24,28 @@ namespace {
 
 struct VerifyArguments {
     std::vector<std::string> packages;
+    bool strict = false;
+    std::vector<std::string> ignored;  ///< codes
 };
+
+const char* nameOf(stream::Severity severity) {
+    return severity == stream::Severity::error ? "error" : "warning";
+}
+
+std::string hintOf(const Finding& finding) {
+    return finding.limit.empty() ? "" : limitHint(finding.limit);
+}
 
 Json findingsJson(const std::string& package, const std::vector<Finding>& findings) {
     Json list = Json::array();
     for (const auto& finding : findings) {
-        Json object = {{"code", finding.code}};
+        Json object = {{"code", finding.code}, {"severity", nameOf(finding.severity)}};
         putText(object, "member", finding.member);
         putText(object, "path", finding.entry);
         putText(object, "text", finding.reason);
+        if (const std::string hint = hintOf(finding); !hint.empty()) {
+            object["hint"] = hint;
+        }
         list.push_back(std::move(object));
     }
     Json object = {{"schema", 1}};
@@ -38,29 +54,45 @@ Json findingsJson(const std::string& package, const std::vector<Finding>& findin
     return object;
 }
 
-/// "PACKAGE: CODE: member or entry: text".
+/// "PACKAGE: CODE: member or entry: text", with "warning: " before the code of one.
 std::string lineOf(const std::string& package, const Finding& finding, const Console& console) {
     const std::string place = finding.entry.empty() ? finding.member : finding.entry;
-    return stream::escapeForDisplay(package) + ": " + console.styled(Style::bad, finding.code) + ": " +
-           (place.empty() ? "" : stream::escapeForDisplay(place) + ": ") + finding.reason + "\n";
+    const std::string hint = hintOf(finding);
+    return nameInMessages(package) + ": " + (finding.severity == stream::Severity::warning ? "warning: " : "") +
+           console.styled(Style::bad, finding.code) + ": " +
+           (place.empty() ? "" : stream::escapeForDisplay(place) + ": ") + finding.reason +
+           (hint.empty() ? "" : "; " + hint) + "\n";
 }
 
-/// Tells the bar how much there is to do. What can't be read here is for the verification to tell.
-void expectSizeOf(const std::string& package, const stream::ReadOptions& reading, ProgressBar& progress) {
-    try {
-        progress.expect(openPackage(package, reading).control());
-    } catch (const stream::StreamError&) {
-        return;
+std::vector<Finding> verifyPackage(const std::string& package, const stream::ReadOptions& reading) {
+    if (package == "-") {
+        return stream::verify(STDIN_FILENO, nameInMessages(package), reading);
     }
+    return stream::verify(package, reading);
 }
 
-ExitStatus verifyOne(const std::string& package, Context& context) {
+void dropIgnored(std::vector<Finding>& findings, const std::vector<std::string>& ignored) {
+    const auto isIgnored = [&](const Finding& finding) {
+        return std::find(ignored.begin(), ignored.end(), finding.code) != ignored.end();
+    };
+    findings.erase(std::remove_if(findings.begin(), findings.end(), isIgnored), findings.end());
+}
+
+ExitStatus statusOf(const std::vector<Finding>& findings, bool strict) {
+    const bool bad = std::any_of(findings.begin(), findings.end(), [&](const Finding& finding) {
+        return strict || finding.severity == stream::Severity::error;
+    });
+    return bad ? ExitStatus::no : ExitStatus::done;
+}
+
+ExitStatus verifyOne(const std::string& package, const VerifyArguments& arguments, Context& context) {
     ProgressBar progress(context, "verifying");
     stream::ReadOptions reading = readOptions(context);
-    expectSizeOf(package, reading, progress);
     reading.progress = progress.callback();
-    const std::vector<Finding> findings = stream::verify(package, reading);
-    context.whenClosed = findings.empty() ? ExitStatus::inputOutput : ExitStatus::no;
+    std::vector<Finding> findings = verifyPackage(package, reading);
+    dropIgnored(findings, arguments.ignored);
+    const ExitStatus status = statusOf(findings, arguments.strict);
+    context.whenClosed = status == ExitStatus::done ? ExitStatus::inputOutput : ExitStatus::no;
     if (context.json) {
         context.console.out(jsonText(findingsJson(package, findings)));
     } else {
@@ -71,13 +103,20 @@ ExitStatus verifyOne(const std::string& package, Context& context) {
     if (findings.empty() && context.verbosity > 0) {
         context.console.note(nameInMessages(package) + ": nothing wrong");
     }
-    return findings.empty() ? ExitStatus::done : ExitStatus::no;
+    return status;
 }
 
 ExitStatus runVerify(VerifyArguments& arguments, Context& context) {
-    std::for_each(arguments.packages.begin(), arguments.packages.end(), requireFile);
     return forEachPackage(arguments.packages, context,
-                          [&](const std::string& package) { return verifyOne(package, context); });
+                          [&](const std::string& package) { return verifyOne(package, arguments, context); });
+}
+
+/// Refuses what no finding is called, so that a misspelt code does not go unnoticed.
+std::string unknownCode(const std::string& code) {
+    const std::vector<std::string>& codes = stream::findingCodes();
+    return std::binary_search(codes.begin(), codes.end(), code)
+               ? ""
+               : "no finding has the code \"" + stream::escapeForDisplay(code) + '"';
 }
 
 }  // namespace
@@ -85,7 +124,12 @@ ExitStatus runVerify(VerifyArguments& arguments, Context& context) {
 void addVerify(CLI::App& program, Action& chosen) {
     const auto arguments = std::make_shared<VerifyArguments>();
     CLI::App* verb = program.add_subcommand("verify", "Check everything and list what is wrong");
-    verb->add_option("PKG", arguments->packages, "The packages")->required();
+    verb->add_option("PKG", arguments->packages, "The packages; - is standard input")->required();
+    verb->add_flag("--strict", arguments->strict, "Fail for warnings, too");
+    verb->add_option("--ignore", arguments->ignored, "Leave findings of this code out; repeatable")
+        ->option_text("CODE")
+        ->allow_extra_args(false)
+        ->check(unknownCode);
     verb->footer(
         "Each finding is one line with a code that stays the same between versions.\n\n"
         "Example: bex verify hello_1.0_amd64.bex");

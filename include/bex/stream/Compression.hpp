@@ -2,7 +2,7 @@
 
 #include <string_view>
 
-#include "bex/Export.hpp"
+#include "bex/stream/Export.hpp"
 
 namespace bex::stream {
 

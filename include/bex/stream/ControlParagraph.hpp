@@ -4,7 +4,7 @@
 #include <string_view>
 #include <vector>
 
-#include "bex/Export.hpp"
+#include "bex/stream/Export.hpp"
 
 namespace bex::stream {
 

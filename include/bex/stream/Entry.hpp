@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "bex/Export.hpp"
+#include "bex/stream/Export.hpp"
 
 namespace bex::stream {
 
@@ -23,7 +23,6 @@ struct Entry {
     std::string owner;
     std::string group;
     std::string linkTarget;  ///< of symlinks and hard links, else empty
-    bool sparse = false;     ///< stored with holes left out
 };
 
 /// The path without what means nothing: "./", empty and "." components and a final "/" removed, so that

@@ -1,12 +1,16 @@
 #pragma once
 
+#include <string>
+#include <vector>
+
+#include "bex/stream/Export.hpp"
 #include "bex/stream/StreamError.hpp"
 
 namespace bex::stream {
 
 enum class Severity {
     warning,  ///< readers differ harmlessly, or it is bad practice
-    error     ///< a reader refuses it, or contents are not what is promised
+    error     ///< a reader or dpkg refuses it, or contents are not what is promised
 };
 
 /// One thing that is wrong with a package: what a StreamError would hold. docs/findings.md lists codes and
@@ -17,5 +21,8 @@ struct Finding : ErrorRecord {
 
     Severity severity;
 };
+
+/// All codes that a finding may have, sorted.
+BEX_EXPORT const std::vector<std::string>& findingCodes();
 
 }  // namespace bex::stream

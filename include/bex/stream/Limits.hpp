@@ -5,8 +5,9 @@
 
 namespace bex::stream {
 
-/// What a package may ask of its reader. Each can be raised by the caller; exceeding one throws StreamError
-/// (`limitExceeded`) that names it.
+/// Upper bounds on what a package can make its reader do. The caller can raise each; exceeding one throws a
+/// StreamError
+/// (`limitExceeded`) whose limit() names it.
 struct Limits {
     /// Bytes of the control archive, unpacked, the contents of md5sums not counted. Read into memory as a whole.
     std::uint64_t controlBytes = std::uint64_t{32} << 20;
@@ -14,13 +15,11 @@ struct Limits {
     /// allows, with paths of 90 bytes.
     std::uint64_t md5sumsBytes = std::uint64_t{128} << 20;
     /// Bytes of one entry's path or link target. PATH_MAX is 4096; tools join paths before they use them.
-    /// More than a MiB is refused whatever this says.
     std::size_t nameBytes = std::size_t{64} << 10;
-    /// Bytes of a pax header, and of a sparse map, before one entry. Pax headers of more than a MiB are refused
-    /// whatever this says.
+    /// Bytes of a pax header before one entry.
     std::size_t extendedHeaderBytes = std::size_t{1} << 20;
-    /// Payload bytes, the holes of sparse files among them, for each byte of its member. Held against the payload
-    /// once that is beyond `expansionFreeBytes`; sound packages of text reach some 20, a bomb of zeros 1000.
+    /// Allowed payload bytes per compressed byte. Checked once the payload exceeds `expansionFreeBytes`; packages
+    /// of text reach some 20, a bomb of zeros 1000.
     std::uint64_t expansionRatio = 250;
     std::uint64_t expansionFreeBytes = std::uint64_t{1} << 30;
     /// Bytes of working memory that an xz member may ask for.

@@ -8,8 +8,10 @@ namespace bex::stream {
 /// How a package is read.
 struct ReadOptions {
     Limits limits;
-    unsigned threads = 0;       ///< for decompression; 0: one for each processor, 1: the caller's thread alone
-    ProgressCallback progress;  ///< for next(), read(), extract() and verify(); bytesTotal stays 0
+    unsigned threads = 0;  ///< for decompression; 0: one for each processor, 1: the caller's thread alone
+    /// For next(), read(), extract() and verify(). bytesTotal is the package's Installed-Size, an estimate, until
+    /// the end, when it is exact; 0 where the package does not say.
+    ProgressCallback progress;
 };
 
 }  // namespace bex::stream

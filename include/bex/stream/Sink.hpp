@@ -2,7 +2,7 @@
 
 #include <cstddef>
 
-#include "bex/Export.hpp"
+#include "bex/stream/Export.hpp"
 
 namespace bex::stream {
 

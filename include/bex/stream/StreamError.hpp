@@ -5,7 +5,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "bex/Export.hpp"
+#include "bex/stream/Export.hpp"
 
 namespace bex::stream {
 

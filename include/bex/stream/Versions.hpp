@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "bex/Export.hpp"
+#include "bex/stream/Export.hpp"
 
 namespace bex::stream {
 

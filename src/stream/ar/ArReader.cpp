@@ -6,6 +6,7 @@
 #include "stream/base/Place.hpp"
 
 namespace bex::stream {
+
 namespace {
 
 constexpr std::string_view kMagic = "!<arch>\n";

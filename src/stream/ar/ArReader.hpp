@@ -4,7 +4,7 @@
 #include <optional>
 
 #include "bex/stream/Member.hpp"
-#include "stream/ar/MemberSource.hpp"
+#include "stream/ar/MemberStream.hpp"
 #include "stream/base/Place.hpp"
 
 namespace bex::stream {
@@ -15,24 +15,24 @@ namespace bex::stream {
 class ArReader {
 public:
     /// `source` must outlive this.
-    ArReader(Source& source, Place place) : source_(source), place_(std::move(place)) {}
+    ArReader(ByteStream& source, Place place) : source_(source), place_(std::move(place)) {}
 
     /// Passes over what is left of the current member and reads the next header; nothing at the end.
     /// `complete`: no further member is needed, so that what is no header is called bytes after the last one.
     std::optional<Member> next(bool complete);
 
     /// The current member's contents; valid until next().
-    Source& contents() { return *contents_; }
+    ByteStream& contents() { return *contents_; }
 
 private:
     void readMagic();
     void passOver();
 
-    Source& source_;
+    ByteStream& source_;
     Place place_;
     std::uint64_t offset_ = 0;
     std::optional<Member> current_;
-    std::optional<MemberSource> contents_;
+    std::optional<MemberStream> contents_;
 };
 
 }  // namespace bex::stream

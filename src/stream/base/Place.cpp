@@ -65,9 +65,9 @@ void Place::refuse(ErrorKind kind, std::string code, std::string reason) const {
     handler_->refuse(error);
 }
 
-void Place::note(std::string code, std::string reason) const {
+void Place::note(std::string code, std::string reason, Severity severity) const {
     if (handler_ != nullptr) {
-        handler_->note(record(ErrorKind::damaged, std::move(code), std::move(reason)));
+        handler_->note(severity, record(ErrorKind::damaged, std::move(code), std::move(reason)));
     }
 }
 

@@ -3,7 +3,7 @@
 #include <string>
 #include <utility>
 
-#include "bex/stream/StreamError.hpp"
+#include "bex/stream/Finding.hpp"
 
 namespace bex::stream {
 
@@ -14,8 +14,9 @@ public:
 
     /// The package is not fit to be used. Throws, or returns when the reader is to go on all the same.
     virtual void refuse(const ErrorRecord& error) = 0;
-    /// Other readers may see this differently; this one can live with it.
-    virtual void note(const ErrorRecord& error) = 0;
+    /// This reader goes on in any case: an error where another reader refuses the package or its contents are not
+    /// what it promises, else a warning.
+    virtual void note(Severity severity, const ErrorRecord& error) = 0;
 };
 
 /// Where in a package the work is, and how errors about this place are reported. A value; copies share the
@@ -48,8 +49,8 @@ public:
     [[noreturn]] void failSystem(const std::string& action, int errorNumber) const;
     /// Hands the error to the handler; returns where the handler lets the reader go on.
     void refuse(ErrorKind kind, std::string code, std::string reason) const;
-    /// Hands a remark to the handler.
-    void note(std::string code, std::string reason) const;
+    /// Hands a remark to the handler, which lets the reader go on; without a handler it is dropped.
+    void note(std::string code, std::string reason, Severity severity = Severity::warning) const;
 
 private:
     std::string package_;

@@ -32,6 +32,7 @@ void ProgressMeter::add(std::uint64_t bytes, std::string_view entry) {
 }
 
 void ProgressMeter::finish() {
+    bytesTotal_ = bytesDone_;
     if (callback_) {
         report({});
     }

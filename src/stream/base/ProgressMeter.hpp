@@ -18,6 +18,9 @@ public:
     ProgressMeter(const ProgressMeter&) = delete;
     ProgressMeter& operator=(const ProgressMeter&) = delete;
 
+    /// Takes an estimate for the total, which finish() replaces by what was counted.
+    void expect(std::uint64_t bytes) noexcept { bytesTotal_ = bytes; }
+
     /// Counts `bytes` (0 is allowed) of `entry`. Throws StreamError (`cancelled`) when the callback says so.
     void add(std::uint64_t bytes, std::string_view entry);
 

@@ -11,6 +11,7 @@
 #include "stream/codec/Noise.hpp"
 
 namespace bex::stream {
+
 namespace {
 
 using Compressor = std::shared_ptr<libdeflate_compressor>;

@@ -18,7 +18,8 @@ struct ByteLimit {
     std::string meaning;  ///< ends the message: "unpacks to more than N bytes (MEANING)"
 };
 
-/// Lets no more than a limit come out of a member: StreamError (`limitExceeded`) beyond it.
+/// Throws StreamError (`limitExceeded`) before more than a limit comes out of a member. At most what `inner`
+/// decodes ahead is unpacked in vain.
 class BoundedDecompressor final : public Decompressor {
 public:
     BoundedDecompressor(std::unique_ptr<Decompressor> inner, ByteLimit limit, Place place)
@@ -26,23 +27,17 @@ public:
 
     std::string_view next() override {
         const std::string_view bytes = inner_->next();
-        count(bytes.size());
+        require(bytes.size());
+        counted_ += bytes.size();
         return bytes;
     }
 
+    /// Refuses at once what would lead beyond the limit: skipping it would unpack as much as reading it.
     std::uint64_t skip(std::uint64_t size) override {
+        require(size);
         const std::uint64_t skipped = inner_->skip(size);
-        count(skipped);
+        counted_ += skipped;
         return skipped;
-    }
-
-    /// Holds bytes that only come to be by unpacking, such as holes, against the same limit.
-    void count(std::uint64_t bytes) {
-        if (bytes > limit_.bytes - counted_) {  // guard: bytes out of a member
-            place_.failLimit(limit_.field, "unpacks to more than " + std::to_string(limit_.bytes) + " bytes (" +
-                                               limit_.meaning + ")");
-        }
-        counted_ += bytes;
     }
 
     /// Raises the limit.
@@ -51,6 +46,13 @@ public:
     }
 
 private:
+    void require(std::uint64_t bytes) const {
+        if (bytes > limit_.bytes - counted_) {  // guard: bytes out of a member
+            place_.failLimit(limit_.field, "unpacks to more than " + std::to_string(limit_.bytes) + " bytes (" +
+                                               limit_.meaning + ")");
+        }
+    }
+
     std::unique_ptr<Decompressor> inner_;
     ByteLimit limit_;
     std::uint64_t counted_ = 0;

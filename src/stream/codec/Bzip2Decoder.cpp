@@ -9,6 +9,7 @@
 #include "stream/codec/StreamDecoder.hpp"
 
 namespace bex::stream {
+
 namespace {
 
 /// Decodes one bzip2 stream.
@@ -67,9 +68,11 @@ private:
         input_.fill();
         bz_stream* const stream = stream_->get();
         stream->next_in = const_cast<char*>(input_.data());  // only read
-        const unsigned offered = stream->avail_in = clamped(input_.size());
+        const unsigned offered = clamped(input_.size());
+        stream->avail_in = offered;
         stream->next_out = buffer;
-        const unsigned room = stream->avail_out = clamped(size);
+        const unsigned room = clamped(size);
+        stream->avail_out = room;
         const int result = BZ2_bzDecompress(stream);
         const unsigned consumed = offered - stream->avail_in;
         const unsigned produced = room - stream->avail_out;

@@ -8,6 +8,7 @@
 #include "stream/codec/Gzip.hpp"
 
 namespace bex::stream {
+
 namespace {
 
 StreamError invalid(const std::string& reason) {

@@ -8,12 +8,13 @@
 #include "stream/codec/StreamDecoder.hpp"
 
 namespace bex::stream {
+
 namespace {
 
 /// Bytes that are not compressed.
 class PlainDecompressor final : public Decompressor {
 public:
-    explicit PlainDecompressor(Source& source) : source_(source), chunk_(std::size_t{128} << 10) {}
+    explicit PlainDecompressor(ByteStream& source) : source_(source), chunk_(std::size_t{128} << 10) {}
 
     std::string_view next() override {
         chunk_.setSize(source_.read(chunk_.data(), chunk_.capacity()));
@@ -23,7 +24,7 @@ public:
     std::uint64_t skip(std::uint64_t size) override { return source_.skip(size); }
 
 private:
-    Source& source_;
+    ByteStream& source_;
     Buffer chunk_;
 };
 
@@ -58,7 +59,7 @@ std::unique_ptr<StreamDecoder> makeDecoder(Input& input, Compression compression
 
 }  // namespace
 
-std::unique_ptr<Decompressor> openDecompressor(Source& source, Compression compression, const Place& place,
+std::unique_ptr<Decompressor> openDecompressor(ByteStream& source, Compression compression, const Place& place,
                                                const DecompressionSettings& settings) {
     if (compression == Compression::none) {
         return std::make_unique<PlainDecompressor>(source);

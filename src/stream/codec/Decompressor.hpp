@@ -9,7 +9,7 @@
 #include "bex/stream/Compression.hpp"
 #include "bex/stream/Limits.hpp"
 #include "stream/base/Place.hpp"
-#include "stream/system/Source.hpp"
+#include "stream/system/ByteStream.hpp"
 
 namespace bex::stream {
 
@@ -42,7 +42,7 @@ struct DecompressionSettings {
 /// Decompresses what is left of `source` (which ends where the member ends and must outlive the result).
 /// gzip: RFC 1952; members with a length subfield in parallel blocks, others by one fast stream; zero bytes
 /// after the last member are passed over. Errors are about `place`.
-std::unique_ptr<Decompressor> openDecompressor(Source& source, Compression compression, const Place& place,
+std::unique_ptr<Decompressor> openDecompressor(ByteStream& source, Compression compression, const Place& place,
                                                const DecompressionSettings& settings);
 
 }  // namespace bex::stream

@@ -5,6 +5,7 @@
 #include "stream/codec/CodecError.hpp"
 
 namespace bex::stream {
+
 namespace {
 
 constexpr std::uint8_t kDeflate = 8;

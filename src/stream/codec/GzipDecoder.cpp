@@ -7,6 +7,7 @@
 #include "stream/codec/StreamDecoder.hpp"
 
 namespace bex::stream {
+
 namespace {
 
 /// Header, checksum and length are checked here, as for blocks.

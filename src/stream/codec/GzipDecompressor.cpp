@@ -11,6 +11,7 @@
 #include "stream/codec/StreamDecoder.hpp"
 
 namespace bex::stream {
+
 namespace {
 
 /// Unpacks a block: `input` is its deflate data and trailer. Copies share the inflater, which one thread may use
@@ -65,6 +66,11 @@ std::optional<std::size_t> blockBytes(const GzipHeader& header, const Place& pla
     return bytes <= kMaximumDeflateBytes + kGzipTrailerBytes ? std::optional<std::size_t>(bytes) : std::nullopt;
 }
 
+/// Unpacks in one of two modes. It begins with blocks: next() reads the headers of up to window_ blocks ahead and
+/// has the pool unpack them, while skip() jumps over blocks that lie wholly inside, unread but for header and
+/// trailer. At the first member that is not a block it changes to a stream for good: stream_ then owns the rest of
+/// the input. This thread alone reads the input and the pool's front; a worker has a block from submit() until it
+/// is the front.
 class GzipDecompressor final : public Decompressor {
 public:
     GzipDecompressor(std::unique_ptr<Input> input, Place place, const DecompressionSettings& settings)
@@ -127,19 +133,28 @@ private:
         passed_ = 0;
     }
 
-    /// Few blocks at first, and after a jump: who reads a little should not pay for more.
+    /// Starts with few blocks, and again after a jump, so that reading little costs little.
     void readAhead() {
         while (reading_ && pool_.size() < window_) {
             guarded([this] {
                 const std::optional<std::size_t> bytes = nextBlock();
                 if (bytes) {
                     load(*bytes);
-                    window_ > 1 ? pool_.submit() : pool_.submitHere();
+                    start();
                 }
                 return std::uint64_t{0};
             });
         }
         window_ = std::min(window_ * 2, largestWindow_);
+    }
+
+    /// With one block in flight there is nothing to do beside it, so this thread unpacks it.
+    void start() {
+        if (window_ > 1) {
+            pool_.submit();
+        } else {
+            pool_.submitHere();
+        }
     }
 
     /// Keeps a failure of reading until what was read before it has been given.
@@ -210,7 +225,7 @@ private:
         if (size >= kMaximumBlockBytes) {
             return jump(*bytes);
         }
-        // Only its trailer, behind it, tells whether the block is longer than what is to be skipped.
+        // Only the trailer at its end says whether the block is longer than what is to be skipped.
         const std::uint32_t unpacked = load(*bytes);
         if (unpacked <= size) {
             return unpacked;
@@ -230,7 +245,7 @@ private:
         return unpackedSize(trailer);
     }
 
-    /// When every block has been given: a failure is due now, or a member that is none.
+    /// All blocks are delivered: throws a pending failure, or goes on with a member that is not a block.
     void endBlocks() {
         if (failure_) {
             std::rethrow_exception(failure_);

@@ -4,6 +4,7 @@
 #include <cstring>
 
 namespace bex::stream {
+
 namespace {
 
 constexpr std::size_t kFirstRefill = std::size_t{4} << 10;
@@ -11,7 +12,7 @@ constexpr std::size_t kLargestRefill = std::size_t{128} << 10;
 
 }  // namespace
 
-Input::Input(Source& source) : source_(source), buffer_(kUnreadBytes + kLargestRefill), refill_(kFirstRefill) {
+Input::Input(ByteStream& source) : source_(source), buffer_(kUnreadBytes + kLargestRefill), refill_(kFirstRefill) {
     std::memset(buffer_.data(), 0, kUnreadBytes);
 }
 

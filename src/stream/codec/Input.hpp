@@ -5,7 +5,7 @@
 #include <string>
 
 #include "stream/codec/Buffer.hpp"
-#include "stream/system/Source.hpp"
+#include "stream/system/ByteStream.hpp"
 
 namespace bex::stream {
 
@@ -15,7 +15,7 @@ public:
     /// How many bytes just consumed from the buffer unread() can give back.
     static constexpr std::size_t kUnreadBytes = 8;
 
-    explicit Input(Source& source);
+    explicit Input(ByteStream& source);
 
     /// Makes sure that the buffer holds a byte; false at the source's end.
     bool fill();
@@ -37,7 +37,7 @@ public:
     std::uint64_t offset() const noexcept { return taken_ - size(); }
 
 private:
-    Source& source_;
+    ByteStream& source_;
     Buffer buffer_;
     std::size_t position_ = kUnreadBytes;
     std::size_t end_ = kUnreadBytes;

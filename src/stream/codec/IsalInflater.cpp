@@ -7,6 +7,7 @@
 #include "stream/codec/Inflater.hpp"
 
 namespace bex::stream {
+
 namespace {
 
 std::uint32_t clamped(std::size_t size) noexcept {
@@ -21,9 +22,11 @@ public:
 
     Step inflate(std::string_view data, char* buffer, std::size_t room) override {
         state_.next_in = reinterpret_cast<std::uint8_t*>(const_cast<char*>(data.data()));  // only read
-        const std::uint32_t offered = state_.avail_in = clamped(data.size());
+        const std::uint32_t offered = clamped(data.size());
+        state_.avail_in = offered;
         state_.next_out = reinterpret_cast<std::uint8_t*>(buffer);
-        const std::uint32_t free = state_.avail_out = clamped(room);
+        const std::uint32_t free = clamped(room);
+        state_.avail_out = free;
         const bool valid = isal_inflate(&state_) >= 0;
         Step step{valid ? State::open : State::invalid, offered - state_.avail_in, free - state_.avail_out};
         if (valid && state_.block_state == ISAL_BLOCK_FINISH) {

@@ -5,6 +5,7 @@
 #include "stream/codec/Inflater.hpp"
 
 namespace bex::stream {
+
 namespace {
 
 struct FreeDecompressor {

@@ -6,6 +6,7 @@
 #include <vector>
 
 namespace bex::stream {
+
 namespace {
 
 constexpr std::size_t kLeastBytes = std::size_t{16} << 10;  // below, there is no time to be won

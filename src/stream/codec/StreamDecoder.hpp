@@ -29,20 +29,21 @@ protected:
 
 // The input must outlive each of these.
 
-/// Members of any kind, from the one on whose header has been read, if there is one. `strict` as in
-/// DecompressionSettings.
+/// Decodes all remaining gzip members. `header`: of the first one, if the caller has read it already. `strict` as
+/// in DecompressionSettings.
 std::unique_ptr<StreamDecoder> makeGzipDecoder(Input& input, const Place& place, bool strict,
                                                const std::optional<GzipHeader>& header = {});
 std::unique_ptr<StreamDecoder> makeXzDecoder(Input& input, const Place& place, const Limits& limits);
 std::unique_ptr<StreamDecoder> makeZstdDecoder(Input& input, const Place& place, const Limits& limits);
 std::unique_ptr<StreamDecoder> makeBzip2Decoder(Input& input, const Place& place);
 
-/// Gives what the decoder decodes. With more than one thread the decoder runs ahead, by a bounded number of
+/// Delivers what the decoder decodes. With more than one thread the decoder runs ahead, by a bounded number of
 /// chunks, in a thread of its own: it, and the input behind it, must be left alone until this is destroyed.
 /// Destruction waits for a read of the source that is under way.
 std::unique_ptr<Decompressor> makeStreamDecompressor(std::unique_ptr<StreamDecoder> decoder, unsigned threads);
 
-/// Blocks on a pool of threads; the first member that is none, and all behind it, by makeGzipDecoder().
+/// Unpacks blocks on a pool of threads; the first member that is not a block, and all after it, by
+/// makeGzipDecoder().
 std::unique_ptr<Decompressor> makeGzipDecompressor(std::unique_ptr<Input> input, const Place& place,
                                                    const DecompressionSettings& settings);
 

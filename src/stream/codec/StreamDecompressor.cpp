@@ -12,13 +12,16 @@
 #include "stream/codec/StreamDecoder.hpp"
 
 namespace bex::stream {
+
 namespace {
 
 constexpr std::size_t kChunkBytes = std::size_t{256} << 10;
 constexpr std::size_t kChunksAhead = 4;
 
-/// A ring of chunks, decoded by the caller until the stream proves longer than one chunk, from then on by a thread
-/// where threads are wanted.
+/// A ring of chunks. The caller decodes the first one itself; a longer stream is decoded by a thread, if threads
+/// are wanted. Exactly one of the two uses decoder_: the caller until thread_ runs, the thread after that. The
+/// chunks from head_ to head_ + count_ are the caller's to read, the next one is being decoded. A chunk that was
+/// given out stays untouched until the caller asks for the next.
 class StreamDecompressor final : public Decompressor {
 public:
     StreamDecompressor(std::unique_ptr<StreamDecoder> decoder, unsigned threads)

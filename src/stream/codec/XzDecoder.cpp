@@ -10,6 +10,7 @@
 #include "stream/codec/StreamDecoder.hpp"
 
 namespace bex::stream {
+
 namespace {
 
 constexpr char kFirstByte = '\xfd';

@@ -9,6 +9,7 @@
 #include "stream/codec/Lzma.hpp"
 
 namespace bex::stream {
+
 namespace {
 
 constexpr std::size_t kOutputBytes = std::size_t{64} << 10;

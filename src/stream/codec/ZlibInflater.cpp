@@ -7,6 +7,7 @@
 #include "stream/codec/Inflater.hpp"
 
 namespace bex::stream {
+
 namespace {
 
 /// The largest window, and neither header nor checksum of zlib's own.
@@ -41,9 +42,11 @@ public:
 
     Step inflate(std::string_view data, char* buffer, std::size_t room) override {
         stream_->next_in = reinterpret_cast<Bytef*>(const_cast<char*>(data.data()));  // only read
-        const uInt offered = stream_->avail_in = clamped(data.size());
+        const uInt offered = clamped(data.size());
+        stream_->avail_in = offered;
         stream_->next_out = reinterpret_cast<Bytef*>(buffer);
-        const uInt free = stream_->avail_out = clamped(room);
+        const uInt free = clamped(room);
+        stream_->avail_out = free;
         const State state = stateOf(::inflate(stream_.get(), Z_NO_FLUSH));
         return {state, offered - stream_->avail_in, free - stream_->avail_out};
     }

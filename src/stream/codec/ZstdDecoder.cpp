@@ -9,6 +9,7 @@
 #include "stream/codec/StreamDecoder.hpp"
 
 namespace bex::stream {
+
 namespace {
 
 struct FreeContext {

@@ -10,6 +10,7 @@
 #include "stream/codec/Encoder.hpp"
 
 namespace bex::stream {
+
 namespace {
 
 constexpr std::size_t kOutputBytes = std::size_t{128} << 10;

@@ -68,16 +68,14 @@ ConffileList readConffiles(std::string_view text) {
 Conffiles::Conffiles(std::string_view text, const Place& place) : place_(place.at("conffiles")) {
     const ConffileList list = readConffiles(text);
     for (const Oddity& oddity : list.oddities) {
-        if (oddity.severity == Severity::error) {
-            report(oddity.code, oddity.reason);
-        } else {
-            place_.note(oddity.code, oddity.reason);
-        }
+        place_.note(oddity.code, oddity.reason, oddity.severity);
     }
     // Names of one file may differ in their text, as "/a" and "//a" do; the payload knows them by the plain path.
     for (const ConffileLine& line : list.lines) {
-        if (!listed_.try_emplace(plainPath(line.path), Listed{line.toBeRemoved, false}).second) {
-            report("conffile-doubled", quoted(line.path) + " is listed twice");
+        const auto [listed, added] = listed_.try_emplace(plainPath(line.path), Listed{line.toBeRemoved, false});
+        if (!added) {
+            place_.note("conffile-doubled", quoted(line.path) + " is listed twice");
+            listed->second.toBeRemoved = listed->second.toBeRemoved || line.toBeRemoved;
         }
     }
 }
@@ -104,7 +102,7 @@ void Conffiles::finish() const {
 }
 
 void Conffiles::report(const char* code, const std::string& reason) const {
-    place_.refuse(ErrorKind::damaged, code, reason);
+    place_.note(code, reason, Severity::error);
 }
 
 }  // namespace bex::stream

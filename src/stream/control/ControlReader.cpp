@@ -11,8 +11,8 @@
 #include "stream/base/Place.hpp"
 #include "stream/control/ParagraphParser.hpp"
 #include "stream/control/SignedText.hpp"
+#include "stream/system/ByteStream.hpp"
 #include "stream/system/Descriptor.hpp"
-#include "stream/system/Source.hpp"
 
 namespace bex::stream {
 
@@ -72,13 +72,8 @@ bool LineReader::fill() {
 
 ControlReader::Read readerOf(const std::string& path, System& system) {
     // Shared, because a function object must be copyable.
-    auto file = std::make_shared<Descriptor>(
-        system.openat(AT_FDCWD, path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY, 0), system);
-    if (!*file) {
-        throw systemFailure(path, "open", errno);
-    }
-    std::shared_ptr<Source> source = openSource(file->get(), path, system);
-    return [file, source](char* buffer, std::size_t size) { return source->read(buffer, size); };
+    const std::shared_ptr<ByteStream> stream = openInput(openForReading(path, system), path, system).stream;
+    return [stream](char* buffer, std::size_t size) { return stream->read(buffer, size); };
 }
 
 ControlReader::Read readerOf(std::string_view text) {

@@ -38,7 +38,7 @@ std::optional<Oddity> maintainerScriptOddity(std::string_view contents) {
     // The kernel skips blanks on both sides and takes the rest for a path, which dpkg does not look up in PATH.
     const std::string_view interpreter = trimmed(line.substr(kMark.size()));
     if (interpreter.empty()) {
-        return Oddity{"script-no-interpreter", Severity::warning, "names no interpreter after \"#!\""};
+        return Oddity{"script-interpreter", Severity::error, "names no interpreter after \"#!\""};
     }
     if (interpreter.front() != '/') {
         return Oddity{"script-interpreter", Severity::error,

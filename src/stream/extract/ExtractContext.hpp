@@ -13,13 +13,13 @@ struct ExtractContext {
     ExtractContext(const std::string& package, const ExtractOptions& options, System& realSystem)
         : system(realSystem),
           place(package),
-          keepExisting(options.keepExisting),
+          existing(options.existing),
           sameOwner(options.sameOwner),
           keepSetId(options.keepSetId) {}
 
     System& system;
     Place place;  ///< of the entry at hand
-    const bool keepExisting;
+    const Existing existing;
     const bool sameOwner;
     const bool keepSetId;
 };

@@ -3,24 +3,25 @@
 #include <optional>
 #include <set>
 #include <string_view>
+#include <utility>
 
 #include "stream/base/Place.hpp"
 #include "stream/extract/Extraction.hpp"
 
 namespace bex::stream {
+
 namespace {
 
-/// The path without its first components; "" when it has no more than these.
+/// The plain path without its first components; "" when it has no more than these.
 std::string stripped(std::string_view path, unsigned components) {
-    std::string plain = plainPath(path);
-    for (; components != 0 && !plain.empty(); --components) {
-        const std::size_t slash = plain.find('/');
-        plain.erase(0, slash == std::string::npos ? slash : slash + 1);
+    for (; components != 0 && !path.empty(); --components) {
+        const std::size_t slash = path.find('/');
+        path.remove_prefix(slash == std::string_view::npos ? path.size() : slash + 1);
     }
-    return plain;
+    return std::string(path);
 }
 
-/// The extraction, if anything is to be extracted at all, and what came of it.
+/// The extraction, unless it is a dry run, and what it has made.
 class Target {
 public:
     Target(const std::string& destination, const std::string& package, const ExtractOptions& options,
@@ -31,22 +32,25 @@ public:
         }
     }
 
-    /// The root has no components, and is taken where none are dropped.
-    bool takes(const Entry& entry) const {
-        const bool named = options_.stripComponents == 0 || !strip(entry.path).empty();
-        return named && (!options_.select || options_.select(entry));
+    bool selects(const Entry& entry) const { return !options_.select || options_.select(entry); }
+
+    /// Where the entry with this plain path goes, below the destination; nothing where it is left out. The root
+    /// has no components, so it is extracted only where none are dropped.
+    std::optional<std::string> pathOf(const std::string& plain) const {
+        std::string path = stripped(plain, options_.stripComponents);
+        if (path.empty()) {
+            return options_.stripComponents == 0 ? std::optional(path) : std::nullopt;
+        }
+        if (options_.rename) {
+            path = options_.rename(path);
+        }
+        return path.empty() ? std::nullopt : std::optional(path);
     }
 
-    /// Makes the entry; `writeContents` gives those of a file to the extraction.
-    template <typename WriteContents>
-    void make(const Entry& entry, WriteContents writeContents) {
-        const std::string path = strip(entry.path);
-        if (extraction_) {
-            extraction_->begin(entry, path, entry.type == EntryType::hardlink ? strip(entry.linkTarget) : "");
-            if (entry.type == EntryType::file) {
-                writeContents(*extraction_);
-            }
-            extraction_->end();
+    void make(const Entry& entry, const std::string& path, const std::string& linkPath,
+              const Extraction::Contents& contents) {
+        if (extraction_ && !extraction_->make(entry, path, linkPath, contents)) {
+            return;  // kept what exists
         }
         ++result_.entries;
         result_.bytes += entry.size;
@@ -55,7 +59,7 @@ public:
         }
     }
 
-    /// Runs the step; where it fails, the failure of an entry that came before goes first.
+    /// Runs the step. Where it fails, the failure of an entry that came before goes first.
     template <typename Step>
     void settledAfter(Step step) {
         try {
@@ -76,54 +80,52 @@ public:
     }
 
 private:
-    std::string strip(const std::string& path) const { return stripped(path, options_.stripComponents); }
-
     const ExtractOptions& options_;
     std::optional<Extraction> extraction_;
     ExtractResult result_;
 };
 
-/// Gives the contents of the stream's current entry to the extraction, holes as holes.
-void copyContents(PackageStream& stream, const Entry& entry, Extraction& extraction) {
-    std::uint64_t position = 0;
-    EntryReader::Run run;
-    while (stream.nextRun(run)) {
-        if (run.offset != position) {
-            extraction.skip(run.offset - position);
-        }
-        extraction.write(run.bytes.data(), run.bytes.size());
-        position = run.offset + run.bytes.size();
-    }
-    if (position != entry.size) {
-        extraction.skip(entry.size - position);
-    }
-}
+/// Extracts the stream's entries and remembers the files that were left out, which later hard links may name.
+class EntryLoop {
+public:
+    EntryLoop(PackageStream& stream, Target& target) : stream_(stream), target_(target) {}
 
-void extractEntries(PackageStream& stream, Target& target) {
-    std::set<std::string> leftOut;  // files that later hard links may ask for
-    for (Entry entry; stream.next(entry);) {
-        const bool isLink = entry.type == EntryType::hardlink;
-        if (!target.takes(entry)) {
-            if (isLink || entry.type == EntryType::file) {
-                leftOut.insert(plainPath(entry.path));
+    void run() {
+        for (Entry entry; stream_.next(entry);) {
+            const std::optional<std::string> path =
+                target_.selects(entry) ? target_.pathOf(stream_.path()) : std::nullopt;
+            if (path) {
+                target_.make(entry, *path, linkPathOf(entry), [this] { return stream_.read(); });
+            } else if (entry.type == EntryType::file || entry.type == EntryType::hardlink) {
+                leftOut_.insert(stream_.path());
             }
-            continue;
         }
-        // guard: links to files that are left out
-        if (isLink && leftOut.count(plainPath(entry.linkTarget)) != 0) {
-            stream.refuseLink(entry,
-                              "is a hard link to " + quotedName(entry.linkTarget) + ", which is not extracted");
-        }
-        target.make(entry, [&](Extraction& extraction) { copyContents(stream, entry, extraction); });
     }
-}
+
+private:
+    std::string linkPathOf(const Entry& entry) const {
+        if (entry.type != EntryType::hardlink) {
+            return {};
+        }
+        const std::string target = plainPath(entry.linkTarget);
+        if (leftOut_.count(target) != 0) {  // guard: links to files that are left out
+            stream_.refuseLink(entry,
+                               "is a hard link to " + quotedName(entry.linkTarget) + ", which is not extracted");
+        }
+        return target_.pathOf(target).value_or("");
+    }
+
+    PackageStream& stream_;
+    Target& target_;
+    std::set<std::string> leftOut_;
+};
 
 }  // namespace
 
 ExtractResult extractAll(PackageStream& stream, const std::string& destination, const ExtractOptions& options,
                          System& system) {
     Target target(destination, stream.name(), options, system, stream.threads());
-    target.settledAfter([&] { extractEntries(stream, target); });
+    target.settledAfter([&] { EntryLoop(stream, target).run(); });
     return target.finish();
 }
 
@@ -131,10 +133,11 @@ ExtractResult extractMembers(const std::vector<ControlMember>& members, const st
                              const std::string& destination, const ExtractOptions& options, System& system) {
     Target target(destination, package, options, system, 1);
     for (const ControlMember& member : members) {
-        if (target.takes(member.entry)) {
-            target.make(member.entry, [&](Extraction& extraction) {
-                extraction.write(member.contents.data(), member.contents.size());
-            });
+        const std::optional<std::string> path =
+            target.selects(member.entry) ? target.pathOf(plainPath(member.entry.path)) : std::nullopt;
+        if (path) {
+            std::string_view rest = member.contents;
+            target.make(member.entry, *path, {}, [&rest] { return std::exchange(rest, {}); });
         }
     }
     return target.finish();

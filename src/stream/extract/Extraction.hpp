@@ -1,69 +1,98 @@
 #pragma once
 
-#include <cstddef>
-#include <cstdint>
-#include <memory>
+#include <functional>
+#include <set>
 #include <string>
+#include <string_view>
 
 #include "bex/stream/Entry.hpp"
 #include "bex/stream/ExtractOptions.hpp"
+#include "stream/base/WorkPool.hpp"
+#include "stream/extract/Directories.hpp"
+#include "stream/extract/DirectoryWalk.hpp"
+#include "stream/extract/ExtractContext.hpp"
+#include "stream/extract/FileBatch.hpp"
+#include "stream/extract/RestoredAttributes.hpp"
+#include "stream/system/Descriptor.hpp"
 #include "stream/system/System.hpp"
 
 namespace bex::stream {
 
-/// Makes entries below a directory, each resolved from the opened directory without following a symlink.
+/// Creates entries below a directory, each resolved from the opened directory without following a symlink.
 ///
-/// A directory that is there already is taken; what else stands under an entry's name is replaced, never written
-/// through: a file keeps its old contents until the new ones are complete. A directory is never replaced. A file
-/// that could not be completed is removed; only a process that is killed may leave one, with mode 0600.
-/// Folders above an entry that no entry has made yet get mode 0755 less the umask.
-/// Of the times only that of modification is restored.
+/// A directory that exists is used; a file or link under an entry's name is never written through: it keeps its
+/// contents until the new ones are complete, or is treated as ExtractOptions::existing says. A directory is never
+/// replaced. A file that could not be completed is removed; only a process that is killed may leave one, with mode
+/// 0600. Directories above an entry that have no entry yet get mode 0755 less the umask. Of the times only that of
+/// modification is restored.
 ///
-/// Whether an entry is allowed at all (its type, doubled paths) is decided before it comes here; what only the
-/// disk can tell (a symlink on the way, a hard link's target that is no regular file) is refused here with
-/// StreamError (`refused`). So are paths that lead out and types that are not made, for good measure.
+/// Whether an entry is allowed at all (its type, doubled paths) is decided before it comes here. What only the
+/// disk shows (a symlink on the way, a hard link's target that is not a regular file) is refused here with
+/// StreamError
+/// (`refused`). So are paths that lead out and types that are not created, for good measure.
 ///
-/// After a failure only destruction is left. Costs one directory's path and attributes in memory for each
-/// directory entry until the end, four descriptors, and for each of up to eight threads half a MiB and
-/// 16 descriptors. Used by one thread at a time.
+/// After a failure it only accepts destruction and settle(). Memory: the path and attributes of each directory
+/// entry until the end, four descriptors, and for each of up to eight threads half a MiB and 16 descriptors. Used
+/// by one thread at a time.
 class Extraction {
 public:
-    /// Opens the destination, made when it does not exist. `package`, unescaped, begins the messages. `system`
-    /// must outlive this. With more than one of `threads`, small files are made by threads of its own, some while
-    /// later entries are; each is as whole as ever, and the first failure in the entries' order is the one that is
-    /// thrown. Not so where onEntry or stripComponents of the options ask for one after the other.
+    /// Returns the next piece of a file's contents, valid until the next call; empty at their end.
+    using Contents = std::function<std::string_view()>;
+
+    /// Opens the destination, which is created if it does not exist. `package`, unescaped, begins the messages.
+    /// `system` must outlive this. With more than one of `threads`, small files are written by threads of its own,
+    /// some of them while later entries are; each is complete, and the first failure in the order of the entries
+    /// is the one that is thrown. PackageReader::extract() says which options keep the order strict.
     Extraction(const std::string& destination, const std::string& package, const ExtractOptions& options,
                System& system, unsigned threads = 1);
-    /// Removes the file that was begun and not ended. Without finish(), gives the directories their attributes as
-    /// far as that is possible.
-    ~Extraction();
+    Extraction(const Extraction&) = delete;  // members hold addresses of others
+    Extraction& operator=(const Extraction&) = delete;
 
-    /// Makes the entry under `path` (relative, plain, no ".."); `path` is entry.path with components stripped, and
-    /// "" the destination itself, whose attributes are set only where it was made by this: extracting into an
-    /// existing folder, such as /tmp, must not close it to others.
-    /// A regular file stays open for write() until end().
+    /// Creates the entry under `path` (relative, plain, no ".."); "" is the destination itself, whose attributes
+    /// are set only where it was created by this: extracting into an existing directory, such as /tmp, must not
+    /// close it to others. `contents` is called for regular files alone. Returns false where something that exists
+    /// is kept.
     ///
-    /// `linkPath` is the hard link's target, treated like `path`. The caller sees to it that it is the path of a
-    /// regular file that went through end() of this extraction, so that no file which was there before gets a name
-    /// in the destination. Here it must lead to a regular file without a symlink. Who swaps that file for another
-    /// meanwhile gets a second name for it beside the one that he could already give it.
-    void begin(const Entry& entry, const std::string& path, const std::string& linkPath);
-    void write(const char* data, std::size_t size);
-    /// Leaves a hole of `size` bytes.
-    void skip(std::uint64_t size);
-    /// Completes the entry that was begun; a regular file gets its owner, mode, time and name.
-    void end();
+    /// `linkPath` is the hard link's target below the destination. It must be the path of a regular file that this
+    /// extraction made, so that no file which existed before gets a name in the destination; it is refused unless
+    /// it leads to a regular file without a symlink. Someone who replaces that file in the meantime gains nothing:
+    /// they could link to it themselves.
+    bool make(const Entry& entry, const std::string& path, const std::string& linkPath, const Contents& contents);
 
-    /// Waits until everything that went through end() is made, and drops an entry that did not. Throws the first
-    /// failure. For who gives up: what came before is to stand, and its failure is the one to tell.
+    /// Call before reporting another error: files already handed over are finished, and their failure comes first.
     void settle();
 
-    /// Owners, modes and times of the directories, the deepest first. Call once, last.
+    /// Restores owners, modes and times of the directories, the deepest first. Call once, last. Without it, the
+    /// destructor does so as far as possible.
     void finish();
 
 private:
-    class State;
-    std::unique_ptr<State> state_;
+    struct Destination {
+        Descriptor directory;
+        bool made = false;
+    };
+
+    static Destination openDestination(const std::string& path, ExtractContext& context);
+    bool makeFile(const Entry& entry, const std::string& path, const Contents& contents);
+    void collect(const Entry& entry, const std::string& path, const Contents& contents);
+    bool makeDirectory(const std::string& path);
+    bool makeSymlink(const std::string& path, const std::string& target);
+    bool makeHardLink(const std::string& path, const std::string& linkPath);
+    bool keeps(int directory, const char* name) const;
+    struct stat requireRegularFile(int directory, const char* name) const;
+    bool isLinkOf(const struct stat& file, int directory, const char* name) const;
+    void requirePlain(const std::string& path, const char* what) const;
+    void takeFront();
+
+    ExtractContext context_;
+    Destination destination_;
+    DirectoryWalk parents_{context_, destination_.directory.get(), "its"};
+    DirectoryWalk targetParents_{context_, destination_.directory.get(), "its link target's"};
+    Directories directories_{context_, parents_};
+    RestoredAttributes attributes_;  // of the entry at hand
+    std::set<std::string> kept_;     // paths of files that were there before
+    const bool batching_;
+    WorkPool<FileBatch> pool_;
 };
 
 }  // namespace bex::stream

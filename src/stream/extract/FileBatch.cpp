@@ -6,7 +6,7 @@
 
 namespace bex::stream {
 
-void FileBatch::begin(HeldFolder folder, const std::string& path, const std::string& entryPath,
+void FileBatch::begin(HeldDirectory folder, const std::string& path, const std::string& entryPath,
                       const RestoredAttributes& attributes) {
     folders_ += files_.empty() || files_.back().folder.descriptor != folder.descriptor ? 1 : 0;
     files_.push_back({std::move(folder), nameOf(path), entryPath, attributes, contents_.size()});

@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "stream/extract/BeneathFolder.hpp"
+#include "stream/extract/DirectoryWalk.hpp"
 #include "stream/extract/ExtractContext.hpp"
 #include "stream/extract/RestoredAttributes.hpp"
 
@@ -14,11 +14,11 @@ namespace bex::stream {
 /// Small files with their contents, collected by one thread and made by another.
 class FileBatch {
 public:
-    /// Files up to this size belong into a batch. A batch is what is worth a change of threads.
+    /// Files up to this size belong in a batch. A full batch repays the cost of handing it to another thread.
     static constexpr std::size_t kSmallFileBytes = std::size_t{128} << 10;
 
     /// Begins a file: `path` is its plain path, `entryPath` what messages call it.
-    void begin(HeldFolder folder, const std::string& path, const std::string& entryPath,
+    void begin(HeldDirectory folder, const std::string& path, const std::string& entryPath,
                const RestoredAttributes& attributes);
     /// Adds to the contents of the file that was begun last.
     void write(std::string_view bytes) { contents_.append(bytes); }
@@ -30,8 +30,8 @@ public:
         return contents_.size() >= kFullBytes || files_.size() >= kFullFiles || folders_ >= kFullFolders;
     }
 
-    /// Makes the files in order, and is empty. Throws StreamError at the first that fails, which is removed; those
-    /// behind it are not made.
+    /// Creates the files in order and empties the batch. Throws StreamError at the first that fails, which is
+    /// removed; those after it are not created.
     void make(ExtractContext& context);
 
 private:
@@ -40,7 +40,7 @@ private:
     static constexpr std::size_t kFullFolders = 8;  // each is a descriptor
 
     struct File {
-        HeldFolder folder;
+        HeldDirectory folder;
         std::string name;
         std::string entryPath;
         RestoredAttributes attributes;

@@ -4,13 +4,10 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <limits>
 
 namespace bex::stream {
 
 namespace {
-
-constexpr std::uint64_t kLargestSize = std::numeric_limits<off_t>::max();
 
 int create(System& system, int folder, const char* name) {
     // Nobody else's until it is complete. O_EXCL opens nothing that stands there, be it a link or a FIFO.
@@ -27,13 +24,6 @@ OutputFile::OutputFile(const ExtractContext& context, int folder, const char* na
       }) {}
 
 void OutputFile::write(std::string_view bytes) {
-    if (endsInHole_ && !bytes.empty()) {
-        if (context_.system.lseek(file_.get(), static_cast<off_t>(size_), SEEK_SET) < 0) {
-            context_.place.failSystem("leave a hole", errno);
-        }
-        endsInHole_ = false;
-    }
-    size_ += bytes.size();
     while (!bytes.empty()) {
         const ssize_t count = context_.system.write(file_.get(), bytes.data(), bytes.size());
         if (count <= 0) {
@@ -43,18 +33,7 @@ void OutputFile::write(std::string_view bytes) {
     }
 }
 
-void OutputFile::skip(std::uint64_t size) {
-    if (size > kLargestSize - size_) {
-        context_.place.failSystem("leave a hole", EFBIG);
-    }
-    size_ += size;
-    endsInHole_ = endsInHole_ || size > 0;
-}
-
 void OutputFile::finish(const RestoredAttributes& attributes) {
-    if (endsInHole_ && context_.system.ftruncate(file_.get(), static_cast<off_t>(size_)) != 0) {
-        context_.place.failSystem("leave a hole", errno);
-    }
     restore(attributes, file_.get(), context_);
     // Some file systems tell only here that the bytes did not arrive.
     if (context_.system.close(file_.release()) != 0) {  // guard: a close that fails is told

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 namespace bex::stream {
+
 namespace {
 
 /// Taken at once for a member that says to be so long: growing would take as much again for a moment. Beyond the
@@ -26,12 +27,9 @@ bool isMember(const Entry& entry, const std::string& name, const Place& place) {
 std::string contentsOf(EntryReader& entries, const Entry& entry) {
     std::string contents;
     contents.reserve(static_cast<std::size_t>(std::min(entry.size, kReservedBytes)));
-    EntryReader::Run run;
-    while (entries.nextRun(run)) {
-        contents.resize(static_cast<std::size_t>(run.offset), '\0');  // a hole reads as zeros
-        contents += run.bytes;
+    for (std::string_view bytes = entries.read(); !bytes.empty(); bytes = entries.read()) {
+        contents += bytes;
     }
-    contents.resize(static_cast<std::size_t>(entry.size), '\0');
     return contents;
 }
 

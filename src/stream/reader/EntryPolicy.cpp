@@ -9,6 +9,7 @@
 #include "stream/base/Place.hpp"
 
 namespace bex::stream {
+
 namespace {
 
 /// 0000-01-01 to 9999-12-31: what calendars, and programs that print a time, can express.
@@ -79,9 +80,10 @@ void EntryPolicy::check(const Entry& entry) {
         refuse("entry-type", std::string("is ") + refused, entry);
     }
     checkAttributes(entry);
-    const std::string plain = plainPath(entry.path);
-    if (checkPath(entry, plain) && checkLink(entry) && refused == nullptr) {
-        place(entry, plain);
+    path_ = plainPath(entry.path);
+    lacksParent_ = false;
+    if (checkPath(entry) && checkLink(entry) && refused == nullptr) {
+        place(entry);
     }
 }
 
@@ -100,19 +102,19 @@ void EntryPolicy::checkLimits(const Entry& entry) {
     }
 }
 
-bool EntryPolicy::checkPath(const Entry& entry, const std::string& plain) const {
+bool EntryPolicy::checkPath(const Entry& entry) const {
     if (isAbsolute(entry.path)) {  // guard: absolute names
         refuse("path-absolute", "is absolute", entry);
     } else if (hasParent(entry.path)) {  // guard: .. in a name
         refuse("path-parent", "has \"..\" in it", entry);
-    } else if (plain.empty() && entry.type != EntryType::directory) {  // guard: the root as no directory
+    } else if (path_.empty() && entry.type != EntryType::directory) {  // guard: the root as no directory
         refuse("path-empty", "names the package's root, but is no directory", entry);
         // guard: / at the end of what is no directory
     } else if (entry.type != EntryType::directory && meansDirectory(entry.path)) {
         const char* end = entry.path.back() == '/' ? "/" : "/.";
         refuse("path-slash", std::string("ends with \"") + end + "\", but is no directory", entry);
         // guard: components of more than 255 bytes
-    } else if (!forEachComponent(plain, [](std::string_view name) { return name.size() <= NAME_MAX; })) {
+    } else if (!forEachComponent(path_, [](std::string_view name) { return name.size() <= NAME_MAX; })) {
         refuse("path-component", "has a component of more than " + std::to_string(NAME_MAX) + " bytes", entry);
     } else {
         return true;
@@ -158,11 +160,11 @@ void EntryPolicy::checkAttributes(const Entry& entry) const {
     }
 }
 
-void EntryPolicy::place(const Entry& entry, const std::string& path) {
-    if (path.empty()) {
+void EntryPolicy::place(const Entry& entry) {
+    if (path_.empty()) {
         return;  // the root
     }
-    switch (paths_.add(path, kindOf(entry.type))) {
+    switch (paths_.add(path_, kindOf(entry.type))) {
         case PathTable::Outcome::doubled:
             refuse("path-doubled", "is in the package twice", entry);
             break;
@@ -172,6 +174,9 @@ void EntryPolicy::place(const Entry& entry, const std::string& path) {
         case PathTable::Outcome::repeatedDirectory:
             place_.at(entry.path)
                 .note("directory-doubled", "is there twice; which mode and time it gets differs between readers");
+            break;
+        case PathTable::Outcome::addedWithoutParent:
+            lacksParent_ = true;
             break;
         case PathTable::Outcome::added:
             break;

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <cstdint>
+#include <string>
+
 #include "bex/stream/Entry.hpp"
 #include "bex/stream/Limits.hpp"
 #include "stream/base/Place.hpp"
@@ -7,28 +10,35 @@
 
 namespace bex::stream {
 
-/// Which entries of a package are taken: the one place that decides it, for listing, reading, extracting and
-/// verifying alike. docs/policy.md is the same in words. What only the disk can tell is Extraction's.
+/// Decides which entries of a package are accepted: for listing, reading, extracting and verifying alike.
+/// docs/policy.md has the rules in words. Extraction decides what depends on the disk.
 class EntryPolicy {
 public:
     EntryPolicy(const Limits& limits, Place place) : limits_(limits), place_(std::move(place)) {}
 
-    /// Judges the next entry of the archive. Every rule that it breaks is refused on its own; a limit that is
-    /// exceeded throws StreamError.
+    /// Checks the next entry of the archive. Refuses it once for each rule that it breaks; throws StreamError for
+    /// a limit that is exceeded.
     void check(const Entry& entry);
+
+    /// The path of the entry that was checked last, in plainPath() form.
+    const std::string& path() const noexcept { return path_; }
+    /// Whether it is the first entry below a directory that has had no entry of its own.
+    bool lacksParent() const noexcept { return lacksParent_; }
 
 private:
     void checkLimits(const Entry& entry);
-    bool checkPath(const Entry& entry, const std::string& plain) const;
+    bool checkPath(const Entry& entry) const;
     bool checkLink(const Entry& entry) const;
     void checkAttributes(const Entry& entry) const;
-    void place(const Entry& entry, const std::string& path);
+    void place(const Entry& entry);
     void refuse(const char* code, const std::string& reason, const Entry& entry) const;
 
     Limits limits_;
     Place place_;
     PathTable paths_;
     std::uint64_t entries_ = 0;
+    std::string path_;
+    bool lacksParent_ = false;
 };
 
 }  // namespace bex::stream

@@ -1,9 +1,10 @@
 #pragma once
 
-#include <memory>
-#include <optional>
+#include <cstdint>
+#include <string>
+#include <string_view>
 
-#include "stream/base/ProgressMeter.hpp"
+#include "bex/stream/Sink.hpp"
 #include "stream/codec/BoundedDecompressor.hpp"
 #include "stream/reader/EntryPolicy.hpp"
 #include "stream/tar/TarReader.hpp"
@@ -21,27 +22,33 @@ struct EntryReaderSettings {
 /// The entries of one tar archive of the package, unpacked, bounded and judged.
 class EntryReader {
 public:
-    using Run = TarReader::Run;
-
     /// `contents` are the member's, as stored; it must outlive this.
-    EntryReader(Source& contents, Compression compression, const EntryReaderSettings& settings,
+    EntryReader(ByteStream& contents, Compression compression, const EntryReaderSettings& settings,
                 const Place& place);
 
-    /// Goes to the next entry that the policy takes; false behind the last, when all checksums have been found
-    /// right. What the policy refuses goes to the place; where they do not throw, the entry is given all the
-    /// same.
+    /// Goes to the next entry that the policy accepts; false after the last, when all checksums have been checked.
+    /// What the policy refuses goes to the place; if that does not throw, the entry is returned all the same.
     bool next(Entry& entry);
 
     /// Raises the limit of what may come out of the archive.
     void allow(std::uint64_t bytes) noexcept { bytes_.allow(bytes); }
 
-    /// As TarReader::nextRun().
-    bool nextRun(Run& run) { return tar_.nextRun(run); }
+    /// The current entry's path in plainPath() form.
+    const std::string& path() const noexcept { return policy_.path(); }
+    /// As EntryPolicy::lacksParent().
+    bool lacksParent() const noexcept { return policy_.lacksParent(); }
+
+    /// As TarReader::read().
+    std::string_view read() { return tar_.read(); }
 
 private:
     BoundedDecompressor bytes_;
     TarReader tar_;
     EntryPolicy policy_;
 };
+
+/// Writes the bytes of the tar archive as they are unpacked, bounded like EntryReader's.
+void copyTar(ByteStream& contents, Compression compression, const EntryReaderSettings& settings,
+             const Place& place, Sink& out);
 
 }  // namespace bex::stream

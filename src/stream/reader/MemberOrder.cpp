@@ -5,6 +5,7 @@
 #include "stream/base/Place.hpp"
 
 namespace bex::stream {
+
 namespace {
 
 constexpr std::string_view kFormatVersion = "debian-binary";
@@ -94,7 +95,8 @@ bool MemberOrder::checkControl(const Member& member) {
         at.refuse(ErrorKind::damaged, "member-order", "stands behind " + quotedName(data_));
     }
     if (member.compression == Compression::bzip2) {
-        at.note("member-compression", "dpkg-deb reads no control member that is compressed with bzip2");
+        at.note("member-compression", "dpkg-deb reads no control member that is compressed with bzip2",
+                Severity::error);
     }
     control_ = member.name;
     return true;

@@ -6,6 +6,7 @@
 #include "stream/base/Place.hpp"
 
 namespace bex::stream {
+
 namespace {
 
 /// deb(5): the major version is 2; the minor one, and lines behind the first, may be anything.
@@ -18,20 +19,13 @@ bool isFormatVersion2(std::string_view text) {
 
 }  // namespace
 
-PackageMembers::PackageMembers(int descriptor, std::string name, System& system, Place place)
-    : descriptor_(descriptor),
-      name_(std::move(name)),
-      system_(system),
-      place_(std::move(place)),
-      walked_(openSource(descriptor_, name_, system_)),
-      reader_(*walked_, place_),
-      order_(place_),
-      seekable_(walked_->left().has_value()) {}
+PackageMembers::PackageMembers(OpenInput input, Place place)
+    : input_(std::move(input)), place_(std::move(place)), reader_(*input_.stream, place_), order_(place_) {}
 
 PackageMembers::~PackageMembers() = default;
 
 void PackageMembers::check() {
-    if (seekable_) {
+    if (seekable()) {
         finish();
     }
 }
@@ -43,11 +37,11 @@ void PackageMembers::finish() {
 
 const Member& PackageMembers::open(MemberRole role) {
     const auto found = std::find(roles_.begin(), roles_.end(), role);
-    if (seekable_ && found != roles_.end()) {
+    if (seekable() && found != roles_.end()) {
         return openAgain(static_cast<std::size_t>(found - roles_.begin()));
     }
-    // In a file, whatever ended the walk is why the member is not there.
-    while ((!seekable_ || failure_) && advance()) {
+    // If the walk failed earlier, throw that failure: it explains why the member is missing.
+    while ((!seekable() || failure_) && advance()) {
         if (roles_.back() == role) {
             contents_ = &reader_.contents();
             return members_.back();
@@ -59,9 +53,8 @@ const Member& PackageMembers::open(MemberRole role) {
 
 const Member& PackageMembers::openAgain(std::size_t index) {
     const Member& member = members_[index];
-    again_ = openSource(descriptor_, name_, system_);
-    again_->skip(member.offset);
-    window_ = std::make_unique<MemberSource>(*again_, member.size, place_.in(member.name));
+    again_ = streamOf(input_.source, member.offset);
+    window_ = std::make_unique<MemberStream>(*again_, member.size, place_.in(member.name));
     contents_ = window_.get();
     return member;
 }

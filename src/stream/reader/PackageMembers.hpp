@@ -9,23 +9,25 @@
 
 namespace bex::stream {
 
-/// The members of a package in a descriptor. In a seekable file the headers of all are checked before any
-/// contents are read; in a pipe they are checked as they are reached.
+/// The members of a package. Where the input can be read by offset, the headers of all members are checked before
+/// any contents are read; in a pipe each is checked when it is reached.
 class PackageMembers {
 public:
-    /// The descriptor and the system must outlive this. `name` is the package's.
-    PackageMembers(int descriptor, std::string name, System& system, Place place);
+    PackageMembers(OpenInput input, Place place);
     ~PackageMembers();
 
-    /// Checks the whole of a seekable file, jumping over contents; does nothing in a pipe.
+    /// Checks all headers of an input that can be read by offset, skipping contents; does nothing in a pipe.
     void check();
 
-    /// The member of that role, `control` or `data`, and its contents; the contents are valid until this is
-    /// called again. In a pipe roles have to be asked for in the order in which they stand.
-    const Member& open(MemberRole role);
-    Source& contents() { return *contents_; }
+    /// Whether members can be opened more than once and in any order.
+    bool seekable() const noexcept { return input_.source != nullptr; }
 
-    /// Goes through what is left of a pipe.
+    /// The member of that role, `control` or `data`, and its contents, which are valid until this is called again.
+    /// In a pipe, roles must be asked for once each, in the order of the members.
+    const Member& open(MemberRole role);
+    ByteStream& contents() { return *contents_; }
+
+    /// Reads and checks what is left of a pipe.
     void finish();
 
     const std::vector<Member>& members() const noexcept { return members_; }
@@ -36,20 +38,16 @@ private:
     void checkFormatVersion();
     const Member& openAgain(std::size_t index);
 
-    int descriptor_;
-    std::string name_;
-    System& system_;
+    OpenInput input_;
     Place place_;
-    std::unique_ptr<Source> walked_;
     ArReader reader_;
     MemberOrder order_;
-    bool seekable_;
-    std::exception_ptr failure_;  // of the walk; there is nothing behind it
+    std::exception_ptr failure_;  // of the walk, which has ended with it
     std::vector<Member> members_;
     std::vector<MemberRole> roles_;  // beside members_
-    std::unique_ptr<Source> again_;
-    std::unique_ptr<MemberSource> window_;
-    Source* contents_ = nullptr;
+    std::unique_ptr<ByteStream> again_;
+    std::unique_ptr<MemberStream> window_;
+    ByteStream* contents_ = nullptr;
 };
 
 }  // namespace bex::stream

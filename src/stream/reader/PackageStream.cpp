@@ -1,25 +1,17 @@
 #include "stream/reader/PackageStream.hpp"
 
-#include <fcntl.h>
-
 #include <algorithm>
-#include <cerrno>
 #include <limits>
+#include <optional>
 #include <utility>
 
 #include "stream/base/Place.hpp"
+#include "stream/base/Text.hpp"
 #include "stream/reader/ControlArchive.hpp"
 
 namespace bex::stream {
-namespace {
 
-Descriptor openForReading(const std::string& path, System& system) {
-    Descriptor descriptor(system.openat(AT_FDCWD, path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY, 0), system);
-    if (!descriptor) {
-        throw systemFailure(path, "open", errno);
-    }
-    return descriptor;
-}
+namespace {
 
 /// How much may come out of a data member of that size.
 std::uint64_t payloadLimit(const Limits& limits, std::uint64_t memberBytes) {
@@ -30,51 +22,12 @@ std::uint64_t payloadLimit(const Limits& limits, std::uint64_t memberBytes) {
 
 }  // namespace
 
-PackageStream::PackageStream(const Place& place, const ReadOptions& options, System& system)
-    : owned_(openForReading(place.package(), system)),
-      options_(options),
-      place_(place),
-      members_(owned_.get(), name(), system, place_),
-      progress_(options_.progress) {}
-
-PackageStream::PackageStream(int descriptor, const Place& place, const ReadOptions& options, System& system)
-    : options_(options),
-      place_(place),
-      members_(descriptor, name(), system, place_),
-      progress_(options_.progress) {}
-
-std::vector<ControlMember> PackageStream::readControl() {
-    const Member member = members_.open(MemberRole::control);
-    const Place place = place_.in(member.name);
-    EntryReaderSettings settings;
-    settings.limits = options_.limits;
-    settings.strict = strict_;
-    settings.bytesLimit = {options_.limits.controlBytes, "controlBytes",
-                           "the limits controlBytes and md5sumsBytes"};
-    EntryReader entries(members_.contents(), member.compression, settings, place);
-    return readControlArchive(entries, options_.limits, place);
-}
-
-void PackageStream::openPayload() {
-    const Member member = members_.open(MemberRole::data);
-    dataMember_ = member.name;
-    EntryReaderSettings settings;
-    settings.limits = options_.limits;
-    settings.strict = strict_;
-    settings.threads = options_.threads;
-    settings.bytesLimit = {payloadLimit(options_.limits, member.size), "expansionRatio",
-                           "the limits expansionRatio and expansionFreeBytes"};
-    payload_ =
-        std::make_unique<EntryReader>(members_.contents(), member.compression, settings, place_.in(member.name));
-}
-
-bool PackageStream::next(Entry& entry) {
-    return guarded([&] { return goOn(entry); });
-}
+PackageStream::PackageStream(OpenInput input, const Place& place, const ReadOptions& options)
+    : options_(options), place_(place), members_(std::move(input), place_), progress_(options_.progress) {}
 
 /// Keeps the exception that a step ends with, for every call after it.
 template <typename Step>
-bool PackageStream::guarded(Step step) {
+auto PackageStream::guarded(Step step) {
     if (failure_) {
         std::rethrow_exception(failure_);
     }
@@ -88,6 +41,75 @@ bool PackageStream::guarded(Step step) {
         failure_ = std::current_exception();
     }
     std::rethrow_exception(failure_);
+}
+
+EntryReaderSettings PackageStream::controlSettings() const {
+    EntryReaderSettings settings;
+    settings.limits = options_.limits;
+    settings.strict = strict_;
+    settings.bytesLimit = {options_.limits.controlBytes, "controlBytes",
+                           "the limits controlBytes and md5sumsBytes"};
+    return settings;
+}
+
+EntryReaderSettings PackageStream::payloadSettings(const Member& member) const {
+    EntryReaderSettings settings;
+    settings.limits = options_.limits;
+    settings.strict = strict_;
+    settings.threads = options_.threads;
+    settings.bytesLimit = {payloadLimit(options_.limits, member.size), "expansionRatio",
+                           "the limits expansionRatio and expansionFreeBytes"};
+    return settings;
+}
+
+std::vector<ControlMember> PackageStream::readControl() {
+    const Member member = members_.open(MemberRole::control);
+    const Place place = place_.in(member.name);
+    EntryReader entries(members_.contents(), member.compression, controlSettings(), place);
+    return readControlArchive(entries, options_.limits, place);
+}
+
+void PackageStream::expect(const ControlParagraph& control) {
+    const std::string* const kibibytes = control.find("Installed-Size");
+    const std::optional<std::uint32_t> size =
+        kibibytes != nullptr ? parseWhole<std::uint32_t>(*kibibytes) : std::nullopt;
+    progress_.expect(std::uint64_t{size.value_or(0)} * 1024);
+}
+
+void PackageStream::openPayload() {
+    const Member member = members_.open(MemberRole::data);
+    dataMember_ = member.name;
+    payload_ = std::make_unique<EntryReader>(members_.contents(), member.compression, payloadSettings(member),
+                                             place_.in(member.name));
+}
+
+void PackageStream::copyControl(Sink& out) {
+    if (!members_.seekable()) {
+        throw invalidInput(name(), "the control archive cannot be read twice from a pipe");
+    }
+    if (payload_ != nullptr) {
+        throw invalidInput(name(), "the control archive cannot be read while the payload is");
+    }
+    const Member member = members_.open(MemberRole::control);
+    EntryReaderSettings settings = controlSettings();
+    settings.bytesLimit.bytes += options_.limits.md5sumsBytes;
+    copyTar(members_.contents(), member.compression, settings, place_.in(member.name), out);
+}
+
+void PackageStream::copyPayload(Sink& out) {
+    guarded([&] {
+        if (begun()) {
+            throw invalidInput(name(), "the payload has been read already");
+        }
+        const Member member = members_.open(MemberRole::data);
+        copyTar(members_.contents(), member.compression, payloadSettings(member), place_.in(member.name), out);
+        finish();
+        return true;
+    });
+}
+
+bool PackageStream::next(Entry& entry) {
+    return guarded([&] { return goOn(entry); });
 }
 
 bool PackageStream::goOn(Entry& entry) {
@@ -104,21 +126,24 @@ bool PackageStream::goOn(Entry& entry) {
         return true;
     }
     payload_.reset();  // its threads may read the source
-    ended_ = true;
-    members_.finish();
-    progress_.finish();
+    finish();
     return false;
 }
 
-bool PackageStream::nextRun(EntryReader::Run& run) {
+void PackageStream::finish() {
+    ended_ = true;
+    members_.finish();
+    progress_.finish();
+}
+
+std::string_view PackageStream::read() {
     return guarded([&] {
-        if (!payload_ || !payload_->nextRun(run)) {
-            return false;
+        const std::string_view bytes = payload_ ? payload_->read() : std::string_view();
+        if (!bytes.empty()) {
+            entryLeft_ -= bytes.size();
+            progress_.add(bytes.size(), entryPath_);
         }
-        const std::uint64_t count = std::min<std::uint64_t>(run.bytes.size(), entryLeft_);
-        entryLeft_ -= count;
-        progress_.add(count, entryPath_);
-        return true;
+        return bytes;
     });
 }
 

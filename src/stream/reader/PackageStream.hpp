@@ -3,31 +3,30 @@
 #include <exception>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
+#include "bex/stream/ControlParagraph.hpp"
 #include "bex/stream/Member.hpp"
 #include "bex/stream/ReadOptions.hpp"
+#include "bex/stream/Sink.hpp"
 #include "stream/base/ProgressMeter.hpp"
 #include "stream/base/WorkPool.hpp"
 #include "stream/reader/EntryReader.hpp"
 #include "stream/reader/PackageMembers.hpp"
-#include "stream/system/Descriptor.hpp"
 
 namespace bex::stream {
 
-/// A package on its way through a reader: structure, then control archive, then payload, each step taken by
-/// whoever drives it. PackageReader and verify() are the two that do; they differ in what becomes of a fault.
+/// Reads a package from front to back: structure, then control archive, then payload. PackageReader and verify()
+/// call these steps; they differ in what they do with an error.
 class PackageStream {
 public:
-    /// Opens the package at the place. `system` must outlive this.
-    PackageStream(const Place& place, const ReadOptions& options, System& system);
-    /// The descriptor stays the caller's.
-    PackageStream(int descriptor, const Place& place, const ReadOptions& options, System& system);
+    PackageStream(OpenInput input, const Place& place, const ReadOptions& options);
     PackageStream(const PackageStream&) = delete;
     PackageStream& operator=(const PackageStream&) = delete;
 
-    /// What zlib refuses is refused, as in DecompressionSettings: slower, for who judges a package instead of
-    /// using it. Before anything is read.
+    /// Refuses what zlib refuses, as DecompressionSettings::strict does. Slower; for checking a package rather
+    /// than using it. Call before anything is read.
     void beStrict() noexcept { strict_ = true; }
 
     const std::string& name() const noexcept { return place_.package(); }
@@ -35,18 +34,35 @@ public:
     unsigned threads() const { return threadCount(options_.threads); }
     const std::vector<Member>& members() const noexcept { return members_.members(); }
 
-    /// All that can be checked of a seekable file's structure before its contents are read. First, once.
+    /// Checks all of the structure that can be checked before contents are read. Call first, once.
     void checkStructure() { members_.check(); }
 
-    /// The control archive. Once, before next().
+    /// Reads the control archive. Call once, before next().
     std::vector<ControlMember> readControl();
 
-    /// The next entry of the payload; behind the last, the rest of a pipe has been checked, too. After an
-    /// exception every further call throws it again.
+    /// Takes the paragraph's Installed-Size for the total of the progress.
+    void expect(const ControlParagraph& control);
+
+    /// Goes to the next entry of the payload. When it returns false, the rest of a pipe has been checked, too.
+    /// After an exception every further call throws it again.
     bool next(Entry& entry);
 
-    /// The next bytes of the current entry, as TarReader::nextRun(); counted for the progress callback.
-    bool nextRun(EntryReader::Run& run);
+    /// Whether next() was called.
+    bool begun() const noexcept { return payload_ != nullptr || ended_; }
+
+    /// Writes the bytes of the control archive, unpacked. Throws StreamError (`invalidInput`) in a pipe.
+    void copyControl(Sink& out);
+    /// Writes the bytes of the payload's tar archive, unpacked, and goes to its end. Throws StreamError
+    /// (`invalidInput`) after next().
+    void copyPayload(Sink& out);
+
+    /// The current entry's path in plainPath() form.
+    const std::string& path() const noexcept { return payload_->path(); }
+    /// As EntryPolicy::lacksParent().
+    bool lacksParent() const noexcept { return payload_->lacksParent(); }
+
+    /// The next bytes of the current entry, as TarReader::read(); counted for the progress callback.
+    std::string_view read();
 
     /// Throws StreamError (`refused`) about a hard link of the payload.
     [[noreturn]] void refuseLink(const Entry& entry, const std::string& reason) const {
@@ -54,12 +70,14 @@ public:
     }
 
 private:
+    EntryReaderSettings controlSettings() const;
+    EntryReaderSettings payloadSettings(const Member& member) const;
     void openPayload();
+    void finish();
     bool goOn(Entry& entry);
     template <typename Step>
-    bool guarded(Step step);
+    auto guarded(Step step);
 
-    Descriptor owned_;
     ReadOptions options_;
     bool strict_ = false;
     Place place_;

@@ -8,6 +8,7 @@ PathTable::Outcome PathTable::add(std::string_view path, Kind kind) {
     std::size_t begin = reuseLastSteps(path);
     Id folder = lastSteps_.empty() ? 0 : lastSteps_.back().id;
     lastPath_ = path;
+    bool parentMissing = false;
     for (;;) {
         const std::size_t end = std::min(path.find('/', begin), path.size());
         const bool last = end == path.size();
@@ -20,7 +21,7 @@ PathTable::Outcome PathTable::add(std::string_view path, Kind kind) {
         const bool isDirectory = node.kind == Kind::directory || node.kind == Kind::impliedDirectory;
         if (last) {
             if (added) {
-                return Outcome::added;
+                return parentMissing ? Outcome::addedWithoutParent : Outcome::added;
             }
             if (!isDirectory || kind != Kind::directory) {  // guard: the same path twice
                 return Outcome::doubled;
@@ -30,6 +31,7 @@ PathTable::Outcome PathTable::add(std::string_view path, Kind kind) {
         if (!isDirectory) {  // guard: a path below what is no directory
             return Outcome::belowNoDirectory;
         }
+        parentMissing = parentMissing || added;
         folder = node.id;
         lastSteps_.push_back({end, folder});
         begin = end + 1;

@@ -10,18 +10,19 @@
 
 namespace bex::stream {
 
-/// The paths of a package that have been met, as a tree of names. It is all that grows with the number of
-/// entries: some 100 bytes for each path, and the name once more when it is longer than 15 bytes.
-/// The time for a path grows with its length and the logarithm of the number of paths.
+/// The paths of a package so far, as a tree of names. Nothing else grows with the number of entries: some 100
+/// bytes for each path, and the name once more when it is longer than 15 bytes. The time for a path grows with its
+/// length and the logarithm of the number of paths.
 class PathTable {
 public:
     enum class Kind : std::uint8_t { impliedDirectory, directory, file, symlink };
 
     enum class Outcome {
         added,
+        addedWithoutParent,  ///< the first path below a directory that has not been added before
         repeatedDirectory,
         doubled,           ///< the path is there already
-        belowNoDirectory,  ///< a component on the way is there already, and is no directory
+        belowNoDirectory,  ///< a component on the way is there already, and is not a directory
     };
 
     /// Adds `path` in plainPath() form, not "", and the directories above it.
@@ -54,7 +55,8 @@ private:
 
     std::size_t reuseLastSteps(std::string_view path);
 
-    // By the directory's id and the name in it; ids count up from the root's 0.
+    // By the directory's id and the name in it; ids count up from the root's 0. An id stands for the directory's
+    // path in the keys of all that is in it, so that a deep tree costs no more than its names.
     std::map<std::pair<Id, std::string>, Node, Less> nodes_;
     std::string lastPath_;
     std::vector<Step> lastSteps_;  // the directories above lastPath_; the next path has most of them, too

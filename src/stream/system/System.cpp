@@ -60,14 +60,6 @@ ssize_t System::write(int descriptor, const void* data, std::size_t size) {
     return repeatInterrupted([&] { return ::write(descriptor, data, size); });
 }
 
-off_t System::lseek(int descriptor, off_t offset, int whence) {
-    return ::lseek(descriptor, offset, whence);
-}
-
-int System::ftruncate(int descriptor, off_t size) {
-    return repeatInterrupted([&] { return ::ftruncate(descriptor, size); });
-}
-
 int System::fsync(int descriptor) {
     return repeatInterrupted([&] { return ::fsync(descriptor); });
 }

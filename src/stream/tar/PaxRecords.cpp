@@ -2,11 +2,13 @@
 
 #include <algorithm>
 #include <charconv>
-#include <limits>
 #include <set>
-#include "stream/base/Place.hpp"
+
+#include "bex/stream/Escape.hpp"
+#include "stream/tar/TarHeader.hpp"
 
 namespace bex::stream {
+
 namespace {
 
 constexpr std::string_view kGnuSparse = "GNU.sparse.";
@@ -18,11 +20,30 @@ constexpr std::string_view kAmbiguous[] = {"hdrcharset", "SCHILY.realsize", "SUN
     place.fail(ErrorKind::damaged, "tar-pax", "extended header: " + reason);
 }
 
-std::optional<std::uint64_t> parseDecimal(std::string_view text) {
-    std::uint64_t number = 0;
+/// Cuts a number off the front of the text.
+template <typename Number>
+std::optional<Number> cutDecimal(std::string_view& text) {
+    Number number = 0;
     const auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    const bool whole = error == std::errc() && stop == text.data() + text.size();
-    return whole ? std::optional(number) : std::nullopt;
+    if (error != std::errc()) {
+        return std::nullopt;
+    }
+    text.remove_prefix(static_cast<std::size_t>(stop - text.data()));
+    return number;
+}
+
+std::optional<std::uint64_t> parseDecimal(std::string_view text) {
+    const auto number = cutDecimal<std::uint64_t>(text);
+    return text.empty() ? number : std::nullopt;
+}
+
+/// Seconds, perhaps with a fraction, which is dropped.
+std::optional<std::int64_t> parseTime(std::string_view text) {
+    const auto seconds = cutDecimal<std::int64_t>(text);
+    const bool isWhole = text.empty();
+    const bool hasFraction =
+        !isWhole && text.front() == '.' && text.find_first_not_of("0123456789", 1) == std::string_view::npos;
+    return isWhole || hasFraction ? seconds : std::nullopt;
 }
 
 /// Cuts the first record off and gives its "KEY=VALUE".
@@ -48,27 +69,16 @@ public:
             fail(place_, "record without a key");
         }
         const std::string_view key = record.substr(0, equals);
-        const std::string_view value = record.substr(equals + 1);
         if (key.substr(0, kGnuSparse.size()) == kGnuSparse) {
-            takeSparse(key.substr(kGnuSparse.size()), value);
+            records_.sparse = true;  // its keys may repeat
             return;
         }
         checkKey(key);
-        if (key == "path") {
-            records_.path = text(key, value);
-        } else if (key == "linkpath") {
-            records_.link = text(key, value);
-        } else if (key == "size") {
-            records_.size = size(value);
-        }
+        takeText(key, record.substr(equals + 1));
+        takeNumber(key, record.substr(equals + 1));
     }
 
-    PaxRecords result() {
-        if (sparseName_) {
-            records_.path = sparseName_;
-        }
-        return records_;
-    }
+    PaxRecords result() { return std::move(records_); }
 
 private:
     void checkKey(std::string_view key) {
@@ -83,34 +93,56 @@ private:
         }
     }
 
-    /// The formats 0.0 and 0.1 have their maps here, 1.0 before the contents; the decoder reads them.
-    void takeSparse(std::string_view key, std::string_view value) {
-        records_.sparse = true;
-        if (key == "name") {
-            sparseName_ = text(key, value);
-        } else if (key == "major") {
-            records_.mapInBody = value == "1";
+    void takeText(std::string_view key, std::string_view value) {
+        if (key == "path") {
+            records_.path = text(key, value);
+        } else if (key == "linkpath") {
+            records_.link = text(key, value);
+        } else if (key == "uname") {
+            records_.owner = text(key, value);
+        } else if (key == "gname") {
+            records_.group = text(key, value);
         }
     }
 
+    void takeNumber(std::string_view key, std::string_view value) {
+        if (key == "size") {
+            records_.size = size(value);
+        } else if (key == "uid") {
+            records_.uid = required(parseDecimal(value), key, value);
+        } else if (key == "gid") {
+            records_.gid = required(parseDecimal(value), key, value);
+        } else if (key == "mtime") {
+            records_.mtime = required(parseTime(value), key, value);
+        }
+    }
+
+    /// Texts are UTF-8 by definition; readers differ in how they treat other bytes.
     std::string text(std::string_view key, std::string_view value) const {
         if (value.empty() || value.find('\0') != std::string_view::npos) {
             fail(place_, quotedName(std::string(key)) + " is empty or holds a NUL");
+        }
+        if (!isUtf8(value)) {  // guard: texts of pax that are not UTF-8
+            fail(place_, std::string(key) + " " + quotedName(std::string(value)) + " is not UTF-8");
         }
         return std::string(value);
     }
 
     std::uint64_t size(std::string_view value) const {
         const std::optional<std::uint64_t> size = parseDecimal(value);
-        if (!size || *size > static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max() - 512)) {
-            fail(place_, "size " + quotedName(std::string(value)) + " is none");
+        return required(size && *size <= kLargestTarSize ? size : std::nullopt, "size", value);
+    }
+
+    template <typename Number>
+    Number required(std::optional<Number> number, std::string_view key, std::string_view value) const {
+        if (!number) {
+            fail(place_, std::string(key) + " " + quotedName(std::string(value)) + " is not a valid number");
         }
-        return *size;
+        return *number;
     }
 
     const Place& place_;
     PaxRecords records_;
-    std::optional<std::string> sparseName_;
     std::set<std::string> keys_;
 };
 

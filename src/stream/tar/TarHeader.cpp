@@ -2,12 +2,11 @@
 
 #include <algorithm>
 #include <cstring>
-#include <limits>
-#include <numeric>
-#include <optional>
-#include "stream/base/Place.hpp"
+
+#include "stream/tar/TarNumber.hpp"
 
 namespace bex::stream {
+
 namespace {
 
 constexpr std::string_view kPosixMagic(
@@ -26,157 +25,162 @@ struct Field {
 
 constexpr Field kName{"name", 0, 100};
 constexpr Field kMode{"mode", 100, 8};
+constexpr Field kUid{"owner", 108, 8};
+constexpr Field kGid{"group", 116, 8};
 constexpr Field kSize{"size", 124, 12};
+constexpr Field kTime{"time", 136, 12};
 constexpr Field kChecksum{"checksum", 148, 8};
 constexpr std::size_t kType = 156;
 constexpr Field kLink{"link target", 157, 100};
 constexpr Field kMagic{"magic", 257, 8};
+constexpr Field kOwnerName{"owner name", 265, 32};
+constexpr Field kGroupName{"group name", 297, 32};
+constexpr Field kDeviceMajor{"device number", 329, 8};
+constexpr Field kDeviceMinor{"device number", 337, 8};
 constexpr Field kPrefix{"prefix", 345, 155};
 constexpr Field kSparse{"sparse map", 386, 126};
-constexpr std::size_t kSparseContinues = 482;
-constexpr std::size_t kSparseBlockContinues = 504;
 
-/// Those that do not matter here, but that every reader has to understand alike.
-constexpr Field kNumbers[] = {{"owner", 108, 8}, {"group", 116, 8}, {"time", 136, 12}};
-
-/// Octal digits between optional blanks, or nothing but NULs for 0.
-std::optional<std::uint64_t> parseOctal(std::string_view field) {
-    const auto isDigit = [](char c) { return c >= '0' && c <= '7'; };
-    const auto begin = std::find_if(field.begin(), field.end(), [](char c) { return c != ' '; });
-    const auto end = std::find_if_not(begin, field.end(), isDigit);
-    if (!std::all_of(end, field.end(), [](char c) { return c == ' ' || c == '\0'; })) {
-        return std::nullopt;
-    }
-    if (begin == end && (begin != field.begin() || std::find(end, field.end(), ' ') != field.end())) {
-        return std::nullopt;
-    }
-    return std::accumulate(begin, end, std::uint64_t{0}, [](std::uint64_t number, char digit) {
-        return number * 8 + static_cast<std::uint64_t>(digit - '0');
-    });
-}
-
-/// GNU's base 256: the first bit set, the rest a signed big-endian number of at most 63 bits and a sign.
-std::optional<std::int64_t> parseBase256(std::string_view field) {
-    const bool negative = (static_cast<unsigned char>(field.front()) & 0x40U) != 0;
-    std::uint64_t number = negative ? std::numeric_limits<std::uint64_t>::max() : 0;
-    bool fits = true;
-    for (std::size_t i = 0; i < field.size(); ++i) {
-        unsigned byte = static_cast<unsigned char>(field[i]);
-        if (i == 0) {
-            byte = negative ? byte | 0x80U : byte & 0x7fU;
-        }
-        const std::uint64_t lost = number >> 55;
-        fits = fits && lost == (negative ? 0x1ffU : 0U);
-        number = number << 8 | byte;
-    }
-    const auto value = static_cast<std::int64_t>(number);
-    return fits && (value < 0) == negative ? std::optional(value) : std::nullopt;
-}
-
-bool isBase256(std::string_view field) {
-    return (static_cast<unsigned char>(field.front()) & 0x80U) != 0;
-}
+/// As many octal digits as the field has room for: readers differ in how they treat a larger mode.
+constexpr std::uint64_t kLargestMode = 077777777;
 
 [[noreturn]] void failField(const Field& field, std::string_view bytes, const Place& place) {
     place.fail(ErrorKind::damaged, "tar-header",
                std::string("header with a malformed ") + field.name + ": " + quotedName(std::string(bytes)));
 }
 
-/// Below zero is beyond 2^63.
-std::uint64_t numberIn(const Field& field, std::string_view block, const Place& place) {
-    const std::string_view bytes = field.in(block);
-    if (!isBase256(bytes)) {
-        const std::optional<std::uint64_t> number = parseOctal(bytes);
-        return number ? *number : (failField(field, bytes, place), 0);
+std::int64_t numberIn(const Field& field, std::string_view block, const Place& place) {
+    const std::optional<std::int64_t> number = parseTarNumber(field.in(block));
+    if (!number) {
+        failField(field, field.in(block), place);
     }
-    const std::optional<std::int64_t> number = parseBase256(bytes);
-    return number ? static_cast<std::uint64_t>(*number) : (failField(field, bytes, place), 0);
+    return *number;
 }
 
-std::uint64_t sizeIn(std::string_view block, const Place& place) {
-    const std::uint64_t size = numberIn(kSize, block, place);
-    // Room is left to round up to whole blocks.
-    // guard: sizes beyond 2^63
-    if (size > static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max() - 512)) {
-        failField(kSize, kSize.in(block), place);
-    }
-    return size;
+/// A negative number wraps to one above 2^63, which callers refuse.
+std::uint64_t unsignedIn(const Field& field, std::string_view block, const Place& place) {
+    return static_cast<std::uint64_t>(numberIn(field, block, place));
 }
 
-/// No more than octal digits can tell: readers differ in what they make of a larger one.
-std::uint32_t modeIn(std::string_view block, const Place& place) {
-    const std::uint64_t mode = numberIn(kMode, block, place);
-    if (mode > 077777777) {
-        failField(kMode, kMode.in(block), place);
+std::uint64_t boundedIn(const Field& field, std::string_view block, std::uint64_t largest, const Place& place) {
+    const std::uint64_t number = unsignedIn(field, block, place);
+    if (number > largest) {  // guard: sizes beyond 2^63
+        failField(field, field.in(block), place);
     }
-    return static_cast<std::uint32_t>(mode & 07777U);
+    return number;
 }
 
-/// The bytes before the first NUL; readers that stop there and readers that do not must see the same.
+std::string_view beforeNul(std::string_view bytes) {
+    return bytes.substr(0, std::min(bytes.find('\0'), bytes.size()));
+}
+
+/// The bytes before the first NUL. Only NULs may follow: some readers stop at the first one, others do not.
 std::string textIn(const Field& field, std::string_view block, const Place& place) {
     const std::string_view bytes = field.in(block);
-    const std::size_t end = std::min(bytes.find('\0'), bytes.size());
-    if (!isZeroBlock(bytes.substr(end))) {  // guard: bytes behind a name's NUL
+    const std::string_view text = beforeNul(bytes);
+    if (!isZeroBlock(bytes.substr(text.size()))) {  // guard: bytes after a name's NUL
         failField(field, bytes, place);
     }
-    return std::string(bytes.substr(0, end));
+    return std::string(text);
 }
 
-void checkChecksum(std::string_view block, const Place& place) {
-    const std::string_view field = kChecksum.in(block);
-    unsigned sum = 8U * ' ';
-    for (const char c : block) {
-        sum += static_cast<unsigned char>(c);
+/// The sum of the block's bytes, those of the checksum itself counted as blanks.
+unsigned checksumOf(std::string_view block) {
+    unsigned sum = kChecksum.size * ' ';
+    for (std::size_t i = 0; i < kTarBlockBytes; ++i) {
+        sum += static_cast<unsigned char>(block[i]);
     }
-    for (const char c : field) {
+    for (const char c : kChecksum.in(block)) {
         sum -= static_cast<unsigned char>(c);
     }
-    if (isBase256(field) || parseOctal(field) != sum) {  // guard: the checksum of tar
-        place.fail(ErrorKind::damaged, "tar-checksum", "header with a wrong checksum");
+    return sum;
+}
+
+/// Refuses what is in the place of the sparse map: some readers follow the map whatever the entry's type is.
+void checkNoSparseMap(std::string_view block, const Place& place) {
+    if (block[kType] != 'S' && !isZeroBlock(kSparse.in(block))) {
+        failField(kSparse, kSparse.in(block), place);
     }
+}
+
+/// Device numbers are not used, but libarchive recognizes no archive in a file with a malformed one.
+void checkDeviceNumber(const Field& field, std::string_view block, const Place& place) {
+    if (!parseOctal(field.in(block))) {
+        failField(field, field.in(block), place);
+    }
+}
+
+using Block = std::array<char, kTarBlockBytes>;
+
+void put(const Field& field, std::string_view text, Block& block) {
+    text.copy(block.data() + field.offset, field.size);
+}
+
+void put(const Field& field, std::int64_t number, Block& block) {
+    formatTarNumber(number, block.data() + field.offset, field.size);
 }
 
 }  // namespace
 
 bool isZeroBlock(std::string_view block) noexcept {
-    // What equals itself moved on by one is all alike.
+    // Bytes that equal themselves shifted by one are all the same.
     return block.empty() ||
            (block.front() == '\0' && std::memcmp(block.data(), block.data() + 1, block.size() - 1) == 0);
 }
 
-bool sparseMapContinues(std::string_view block) noexcept {
-    return block[kSparseBlockContinues] != '\0';
-}
-
 TarHeader parseTarHeader(std::string_view block, const Place& place) {
-    checkChecksum(block, place);
+    if (parseOctal(kChecksum.in(block)) != checksumOf(block)) {  // guard: the checksum of tar
+        place.fail(ErrorKind::damaged, "tar-checksum", "header with a wrong checksum");
+    }
     const std::string_view magic = kMagic.in(block);
-    if (magic != kPosixMagic && magic != kGnuMagic && !isZeroBlock(magic)) {
+    const bool isV7 = isZeroBlock(magic);
+    if (magic != kPosixMagic && magic != kGnuMagic && !isV7) {
         failField(kMagic, magic, place);
     }
-    for (const Field& field : kNumbers) {
-        numberIn(field, block, place);
-    }
     TarHeader header;
+    header.uid = unsignedIn(kUid, block, place);
+    header.gid = unsignedIn(kGid, block, place);
+    header.mtime = numberIn(kTime, block, place);
     header.type = block[kType];
-    header.mode = modeIn(block, place);
-    header.size = sizeIn(block, place);
+    header.mode = static_cast<std::uint32_t>(boundedIn(kMode, block, kLargestMode, place) & 07777U);
+    header.size = boundedIn(kSize, block, kLargestTarSize, place);
     header.path = textIn(kName, block, place);
     header.link = textIn(kLink, block, place);
     if (header.path.empty()) {
-        failField(kName, {}, place);  // for some readers the end of the archive
+        failField(kName, {}, place);  // some readers take it for the end of the archive
     }
     if (magic == kPosixMagic && block[kPrefix.offset] != '\0') {
         const std::string prefix = textIn(kPrefix, block, place);
         header.path.insert(0, prefix + (prefix.back() == '/' ? "" : "/"));
     }
-    const bool sparse = header.type == 'S' && magic == kGnuMagic;
-    // Some readers follow these fields whatever the entry's type is.
-    if (magic == kGnuMagic && !sparse && !isZeroBlock(kSparse.in(block))) {
-        failField(kSparse, kSparse.in(block), place);
+    if (magic == kGnuMagic) {
+        checkNoSparseMap(block, place);
     }
-    header.sparseContinues = sparse && block[kSparseContinues] != '\0';
+    if (!isV7) {
+        checkDeviceNumber(kDeviceMajor, block, place);
+        checkDeviceNumber(kDeviceMinor, block, place);
+        header.owner = beforeNul(kOwnerName.in(block));
+        header.group = beforeNul(kGroupName.in(block));
+    }
     return header;
+}
+
+std::array<char, kTarBlockBytes> formatTarHeader(const TarHeader& header) {
+    Block block{};
+    put(kName, header.path, block);
+    put(kMode, header.mode, block);
+    put(kUid, static_cast<std::int64_t>(header.uid), block);
+    put(kGid, static_cast<std::int64_t>(header.gid), block);
+    put(kSize, static_cast<std::int64_t>(header.size), block);
+    put(kTime, header.mtime, block);
+    block[kType] = header.type;
+    put(kLink, header.link, block);
+    put(kMagic, kGnuMagic, block);
+    put(kOwnerName, header.owner, block);  // Meant: cut without an error, for the number beside it decides.
+    put(kGroupName, header.group, block);
+    const unsigned sum = checksumOf({block.data(), block.size()});
+    formatTarNumber(sum, block.data() + kChecksum.offset, kChecksum.size - 1);
+    block[kChecksum.offset + kChecksum.size - 1] = ' ';
+    return block;
 }
 
 }  // namespace bex::stream

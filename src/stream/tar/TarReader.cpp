@@ -1,27 +1,24 @@
 #include "stream/tar/TarReader.hpp"
 
-#include <cerrno>
-#include <new>
-#include <optional>
+#include <algorithm>
 #include <utility>
 
-#include "bex/stream/Escape.hpp"
-#include "support/Utf8CharacterType.hpp"
-
 namespace bex::stream {
+
 namespace {
 
-std::string_view textOf(const char* text) {
-    return text == nullptr ? std::string_view() : std::string_view(text);
-}
+/// Headers that are not entries, or that only some readers take for entries: Solaris' and Sun's extensions, global
+/// pax headers, volume labels and similar.
+constexpr std::string_view kOtherExtensions = "AXgVMND";
 
-/// The type as the header tells it; a file whose name ends with "/" is a directory to every reader.
+constexpr char kSparseFile = 'S';
+
 EntryType typeOf(const TarHeader& header) {
     switch (header.type) {
         case '0':
         case '\0':
-        case 'S':
-            return !header.path.empty() && header.path.back() == '/' ? EntryType::directory : EntryType::file;
+            // Every reader takes a file whose name ends with "/" for a directory.
+            return header.path.back() == '/' ? EntryType::directory : EntryType::file;
         case '1':
             return EntryType::hardlink;
         case '2':
@@ -39,211 +36,172 @@ EntryType typeOf(const TarHeader& header) {
     }
 }
 
-EntryType typeOf(archive_entry* decoded) {
-    if (archive_entry_hardlink(decoded) != nullptr) {
-        return EntryType::hardlink;
+void describe(TarHeader header, EntryType type, Entry& entry) {
+    entry.type = type;
+    entry.path = std::move(header.path);
+    if (type == EntryType::directory && entry.path.back() != '/') {
+        entry.path += '/';
     }
-    switch (archive_entry_filetype(decoded)) {
-        case AE_IFREG:
-            return EntryType::file;
-        case AE_IFDIR:
-            return EntryType::directory;
-        case AE_IFLNK:
-            return EntryType::symlink;
-        case AE_IFCHR:
-            return EntryType::characterDevice;
-        case AE_IFBLK:
-            return EntryType::blockDevice;
-        case AE_IFIFO:
-            return EntryType::fifo;
-        default:
-            return EntryType::other;
+    entry.linkTarget.clear();
+    if (type == EntryType::symlink || type == EntryType::hardlink) {
+        entry.linkTarget = std::move(header.link);
     }
-}
-
-/// What the map of a sparse entry claims to be stored.
-std::uint64_t mappedBytes(archive_entry* decoded) {
-    std::uint64_t bytes = 0;
-    // By count: asked for the map of one block, libarchive frees it and would go on in it.
-    for (int blocks = archive_entry_sparse_reset(decoded); blocks > 0; --blocks) {
-        la_int64_t offset = 0;
-        la_int64_t length = 0;
-        archive_entry_sparse_next(decoded, &offset, &length);
-        bytes += static_cast<std::uint64_t>(length);
-    }
-    return bytes;
+    entry.mode = header.mode;
+    entry.size = type == EntryType::file ? header.size : 0;
+    entry.mtime = header.mtime;
+    entry.uid = header.uid;
+    entry.gid = header.gid;
+    entry.owner = std::move(header.owner);
+    entry.group = std::move(header.group);
 }
 
 }  // namespace
 
 TarReader::TarReader(Decompressor& bytes, const Limits& limits, Place place)
-    : framing_(bytes, limits, place), place_(std::move(place)) {}
+    : bytes_(bytes), limits_(limits), place_(std::move(place)) {}
 
 bool TarReader::next(Entry& entry) {
-    passOver();
-    if (!framing_.nextHeaders()) {
-        return false;
-    }
-    path_ = framing_.entry().path;
-    if (!reader_) {
-        open();
-    }
-    std::optional<Utf8CharacterType> utf8;  // while libarchive converts the texts of pax records
-    if (framing_.hasPaxRecords()) {
-        utf8.emplace();
-    }
-    archive_entry* decoded = decoded_.get();
-    if (archive_read_next_header2(reader_.get(), decoded) != ARCHIVE_OK) {
-        fail(path_);
-    }
-    describe(decoded, entry);
-    compare(decoded, entry);
-    sparse_ = entry.sparse;
-    size_ = entry.size;
-    position_ = 0;
-    stored_ = 0;
-    mapped_ = mappedBytes(decoded);
-    return true;
-}
-
-bool TarReader::nextRun(Run& run) {
-    const void* data = nullptr;
-    std::size_t size = 0;
-    la_int64_t offset = 0;
-    const int result = size_ == 0 ? ARCHIVE_EOF : archive_read_data_block(reader_.get(), &data, &size, &offset);
-    if (result == ARCHIVE_EOF) {
-        if (!sparse_ && position_ != size_) {
-            fail(path_);
+    skip(std::exchange(contentsLeft_, 0) + std::exchange(restLeft_, 0));
+    TarExtensions extensions;
+    for (;;) {
+        const std::string_view block = readBlock();
+        if (block.empty()) {
+            failTruncated();  // guard(return false): the end marks of tar
         }
-        // libarchive keeps no map of one block: everything, or nothing but a hole.
-        if (sparse_ && stored_ != mapped_ && (mapped_ != 0 || stored_ != size_)) {
-            place_.at(path_).fail(ErrorKind::damaged, "tar-sparse", "sparse map that does not fit what is stored");
+        if (isZeroBlock(block)) {
+            if (!extensions.empty()) {
+                place_.fail(ErrorKind::damaged, "tar-header", "extended header without an entry after it");
+            }
+            finish();
+            return false;
         }
-        return false;
-    }
-    if (result != ARCHIVE_OK) {
-        fail(path_);
-    }
-    run = {{static_cast<const char*>(data), size}, static_cast<std::uint64_t>(offset)};
-    // guard: sparse runs beyond the size
-    if (run.offset < position_ || run.offset > size_ || size > size_ - run.offset) {
-        place_.at(path_).fail(ErrorKind::damaged, "tar-sparse",
-                              "sparse map out of order or beyond the file's size");
-    }
-    position_ = run.offset + size;
-    stored_ += size;
-    return true;
-}
-
-la_ssize_t TarReader::giveBytes(archive* a, void* self, const void** buffer) {
-    auto& reader = *static_cast<TarReader*>(self);
-    try {
-        const std::string_view bytes = reader.failure_ ? std::string_view() : reader.framing_.piece();
-        *buffer = bytes.data();
-        if (!bytes.empty()) {
-            return static_cast<la_ssize_t>(bytes.size());
+        TarHeader header = parseTarHeader(block, place_);
+        if (!TarExtensions::isExtension(header.type)) {
+            begin(std::move(header), extensions, entry);
+            return true;
         }
-        archive_set_error(a, EINVAL, "more bytes wanted than the entry has");
-    } catch (...) {
-        reader.failure_ = std::current_exception();
-        archive_set_error(a, EIO, "reading failed");
-    }
-    return ARCHIVE_FATAL;
-}
-
-la_int64_t TarReader::skipBytes(archive*, void* self, la_int64_t size) {
-    auto& reader = *static_cast<TarReader*>(self);
-    try {
-        return static_cast<la_int64_t>(reader.framing_.skip(static_cast<std::uint64_t>(size)));
-    } catch (...) {
-        reader.failure_ = std::current_exception();
-        return 0;  // libarchive loops on a negative answer; on this one it reads, and that fails
+        readExtension(header, extensions);
     }
 }
 
-void TarReader::open() {
-    reader_.reset(archive_read_new());
-    archive* a = reader_.get();
-    // An entry of our own: libarchive looks through the null pointer where it has no memory to make one.
-    decoded_.reset(a != nullptr ? archive_entry_new2(a) : nullptr);
-    if (!decoded_) {
-        throw std::bad_alloc();
+std::string_view TarReader::read() {
+    const std::string_view bytes = take(contentsLeft_);
+    contentsLeft_ -= bytes.size();
+    return bytes;
+}
+
+/// Whether there is a byte in the view; false only at the end of the stream.
+bool TarReader::refill() {
+    if (view_.empty()) {
+        view_ = bytes_.next();
     }
-    if (archive_read_support_format_tar(a) != ARCHIVE_OK ||
-        archive_read_set_read_callback(a, giveBytes) != ARCHIVE_OK ||
-        archive_read_set_skip_callback(a, skipBytes) != ARCHIVE_OK ||
-        archive_read_set_callback_data(a, this) != ARCHIVE_OK || archive_read_open1(a) != ARCHIVE_OK) {
-        // Opening looks at the first header. Only a lack of memory may be left without a reason.
-        if (!failure_ && archive_errno(a) == 0) {
-            throw std::bad_alloc();
-        }
-        fail({});
+    return !view_.empty();
+}
+
+/// Up to `size` bytes, at least one unless `size` is 0.
+std::string_view TarReader::take(std::uint64_t size) {
+    if (size != 0 && !refill()) {
+        failTruncated();
+    }
+    const std::string_view bytes =
+        view_.substr(0, static_cast<std::size_t>(std::min<std::uint64_t>(size, view_.size())));
+    view_.remove_prefix(bytes.size());
+    return bytes;
+}
+
+/// The next block, valid until more is read; empty if the stream ends before its first byte.
+std::string_view TarReader::readBlock() {
+    if (!refill()) {
+        return {};
+    }
+    if (view_.size() >= kTarBlockBytes) {
+        return take(kTarBlockBytes);
+    }
+    block_.clear();
+    while (block_.size() < kTarBlockBytes) {
+        block_ += take(kTarBlockBytes - block_.size());
+    }
+    return block_;
+}
+
+/// Grows with what is really there, not with what the header says.
+std::string TarReader::readBody(std::uint64_t size) {
+    std::string body;
+    while (body.size() < size) {
+        body += take(size - body.size());
+    }
+    skip(paddedToBlocks(size) - size);
+    return body;
+}
+
+void TarReader::skip(std::uint64_t size) {
+    const std::uint64_t fromView = std::min<std::uint64_t>(size, view_.size());
+    view_.remove_prefix(static_cast<std::size_t>(fromView));
+    const std::uint64_t rest = size - fromView;
+    if (rest != 0 && bytes_.skip(rest) < rest) {
+        failTruncated();
     }
 }
 
-void TarReader::passOver() {
-    if (!reader_) {
-        return;
-    }
-    // A sparse map is judged by following it: who only lists must not be told of what others refuse.
-    for (Run run; sparse_ && nextRun(run);) {
-    }
-    if (archive_read_data_skip(reader_.get()) != ARCHIVE_OK) {
-        fail(path_);
-    }
-    const auto consumed = static_cast<std::uint64_t>(archive_filter_bytes(reader_.get(), 0));
-    if (framing_.left() != 0 || framing_.handedOut() != consumed) {
-        place_.at(path_).fail(ErrorKind::damaged, "tar-sparse", "sparse map that does not fit what is stored");
-    }
+void TarReader::readExtension(const TarHeader& header, TarExtensions& extensions) {
+    TarExtensions::checkSize(header, limits_, place_);
+    extensions.add(header.type, readBody(header.size), place_);
 }
 
-void TarReader::describe(archive_entry* decoded, Entry& entry) const {
-    entry = Entry();
-    entry.type = typeOf(framing_.entry());
-    entry.path = framing_.entry().path;
-    if (entry.type == EntryType::directory && !entry.path.empty() && entry.path.back() != '/') {
-        entry.path += '/';
-    }
-    entry.linkTarget = framing_.entry().link;
-    entry.sparse = framing_.sparse();
-    entry.mode = framing_.entry().mode;  // libarchive's may come from an access list
-    entry.mtime = archive_entry_mtime(decoded);
-    // Negative numbers become huge ones, which the policy refuses.
-    entry.uid = static_cast<std::uint64_t>(archive_entry_uid(decoded));
-    entry.gid = static_cast<std::uint64_t>(archive_entry_gid(decoded));
-    entry.owner = textOf(archive_entry_uname(decoded));
-    entry.group = textOf(archive_entry_gname(decoded));
-    if (entry.type == EntryType::file) {
-        entry.size = static_cast<std::uint64_t>(archive_entry_size(decoded));
-    }
+void TarReader::begin(TarHeader header, const TarExtensions& extensions, Entry& entry) {
+    extensions.applyTo(header, place_);
+    const EntryType type = typeOf(header);
+    checkEntry(header, type, extensions);
+    contentsLeft_ = type == EntryType::file ? header.size : 0;
+    restLeft_ = paddedToBlocks(header.size) - contentsLeft_;
+    describe(std::move(header), type, entry);
 }
 
-void TarReader::compare(archive_entry* decoded, const Entry& entry) const {
-    const TarHeader& header = framing_.entry();
-    const EntryType type = typeOf(decoded);
-    const char* link =
-        type == EntryType::hardlink ? archive_entry_hardlink(decoded) : archive_entry_symlink(decoded);
-    // What is neither is taken for a file by some readers, as POSIX asks; it is refused anyhow.
-    const bool sameType = type == entry.type || (entry.type == EntryType::other && type == EntryType::file);
-    const bool sameSize = entry.sparse || entry.type != EntryType::file || entry.size == header.size;
-    if (textOf(archive_entry_pathname(decoded)) != header.path || textOf(link) != header.link || !sameType ||
-        !sameSize || archive_entry_size(decoded) < 0) {
+void TarReader::checkEntry(const TarHeader& header, EntryType type, const TarExtensions& extensions) const {
+    // guard: global pax headers and their like
+    if (kOtherExtensions.find(header.type) != std::string_view::npos) {
         place_.at(header.path)
-            .fail(ErrorKind::unsupported, "tar-ambiguous", "headers that readers understand differently");
+            .fail(ErrorKind::unsupported, "tar-type",
+                  "header of type " + quotedName({header.type}) + " is not supported");
+    }
+    // Readers disagree on whether anything is stored after such a header.
+    // guard: sizes of what has no contents
+    if (header.size != 0 && type != EntryType::file && type != EntryType::other) {
+        place_.at(header.path)
+            .fail(ErrorKind::damaged, "tar-size",
+                  "a size of " + std::to_string(header.size) + " for what has no contents");
+    }
+    if (extensions.hasPaxRecords()) {
+        place_.at(header.path)
+            .note("pax-header", "has an extended header (pax), which dpkg does not read", Severity::error);
+    }
+    // guard: sparse entries of pax
+    if (header.type == kSparseFile || extensions.isSparse()) {
+        place_.at(header.path)
+            .fail(ErrorKind::unsupported, "sparse", "is stored sparse, which dpkg does not read");
     }
 }
 
-void TarReader::fail(const std::string& path) {
-    if (failure_) {
-        std::rethrow_exception(failure_);
+/// Reads what is left after the first end mark: another one and padding, and perhaps what nobody extracts.
+void TarReader::finish() {
+    const std::string_view second = readBlock();
+    if (second.empty()) {
+        place_.note("tar-end", "ends after one block of zeros instead of two");
+    } else if (!isZeroBlock(second)) {
+        place_.note("tar-trailing", "bytes behind the end mark, which are never extracted");
     }
-    if (archive_errno(reader_.get()) == ENOMEM) {
-        throw std::bad_alloc();
+    bool clean = true;
+    while (refill()) {
+        clean = clean && isZeroBlock(view_);
+        view_ = {};
     }
-    const std::string_view reason = textOf(archive_error_string(reader_.get()));
-    place_.at(path).fail(
-        ErrorKind::damaged, "tar-decode",
-        "can't be decoded: " + (reason.empty() ? "contents end too early" : escapeForDisplay(reason)));
+    if (!clean) {
+        place_.note("tar-trailing", "bytes behind the end marks, which are never extracted");
+    }
+}
+
+void TarReader::failTruncated() const {
+    place_.fail(ErrorKind::damaged, "tar-truncated", "the archive ends before its end marks");
 }
 
 }  // namespace bex::stream

@@ -1,93 +1,61 @@
 #include "stream/tar/TarWriter.hpp"
 
-#include <archive.h>
-#include <archive_entry.h>
-
-#include <cerrno>
-#include <new>
+#include <array>
 
 #include "stream/base/Place.hpp"
 
 namespace bex::stream {
 
-void TarWriter::FreeArchive::operator()(archive* a) const noexcept {
-    archive_write_free(a);
-}
+namespace {
 
-void TarWriter::FreeEntry::operator()(archive_entry* e) const noexcept {
-    archive_entry_free(e);
-}
+constexpr std::size_t kShortNameBytes = 100;
+constexpr std::array<char, kTarBlockBytes> kZeros{};
 
-TarWriter::TarWriter(Sink& out) : out_(out), entry_(archive_entry_new()), archive_(archive_write_new()) {
-    if (!entry_ || !archive_) {
-        throw std::bad_alloc();
-    }
-    // Blocks of no size: libarchive hands on what it is given instead of collecting it in a buffer of its own.
-    if (archive_write_set_format_gnutar(archive_.get()) != ARCHIVE_OK ||
-        archive_write_set_bytes_per_block(archive_.get(), 0) != ARCHIVE_OK ||
-        archive_write_open(archive_.get(), this, nullptr, &TarWriter::writeOut, nullptr) != ARCHIVE_OK) {
-        throw std::bad_alloc();  // nothing else is wanted yet, and the reason is not always told
-    }
-}
-
-TarWriter::~TarWriter() {
-    // Freeing an archive that was not closed fills up the last file and writes the end: a cut archive must not
-    // look whole.
-    ended_ = true;
-}
-
-/// libarchive's callback. No exception may pass through its code, so it waits here until the call is back.
-/// libarchive is never told of it: it does not release all it has once a write failed.
-ssize_t TarWriter::writeOut(archive* /*unused*/, void* self, const void* data, std::size_t size) {
-    auto& encoder = *static_cast<TarWriter*>(self);
-    if (!encoder.ended_) {
-        try {
-            encoder.out_.write(static_cast<const char*>(data), size);
-        } catch (...) {
-            encoder.sinkFailure_ = std::current_exception();
-            encoder.ended_ = true;
-        }
-    }
-    return static_cast<ssize_t>(size);
-}
-
-void TarWriter::begin(const Entry& entry) {
-    requireContentIsComplete();
-    path_ = entry.path;
-    fill(entry);
-    // A warning would mean that something was cut or left out.
-    require(archive_write_header(archive_.get(), entry_.get()) == ARCHIVE_OK);
-    missing_ = entry.type == EntryType::file ? entry.size : 0;
-}
-
-void TarWriter::fill(const Entry& entry) {
-    archive_entry* e = archive_entry_clear(entry_.get());
-    archive_entry_copy_pathname(e, entry.path.c_str());
-    archive_entry_set_filetype(e, AE_IFREG);
-    archive_entry_set_size(e, 0);
+char typeOf(const Entry& entry) {
     switch (entry.type) {
         case EntryType::file:
-            archive_entry_set_size(e, static_cast<la_int64_t>(entry.size));
-            break;
+            return '0';
         case EntryType::hardlink:
-            archive_entry_copy_hardlink(e, entry.linkTarget.c_str());
-            break;
+            return '1';
         case EntryType::symlink:
-            archive_entry_set_filetype(e, AE_IFLNK);
-            archive_entry_copy_symlink(e, entry.linkTarget.c_str());
-            break;
+            return '2';
         case EntryType::directory:
-            archive_entry_set_filetype(e, AE_IFDIR);
-            break;
+            return '5';
         default:
             throw invalidInput(entry.path, "is of a type that a package can't hold");
     }
-    archive_entry_set_perm(e, entry.mode);
-    archive_entry_set_mtime(e, entry.mtime, 0);
-    archive_entry_set_uid(e, static_cast<la_int64_t>(entry.uid));
-    archive_entry_set_gid(e, static_cast<la_int64_t>(entry.gid));
-    archive_entry_copy_uname(e, entry.owner.c_str());
-    archive_entry_copy_gname(e, entry.group.c_str());
+}
+
+TarHeader headerOf(const Entry& entry) {
+    TarHeader header;
+    header.type = typeOf(entry);
+    header.path = entry.path;
+    header.link = entry.linkTarget;
+    header.mode = entry.mode & 07777U;
+    header.uid = entry.uid;
+    header.gid = entry.gid;
+    header.size = entry.type == EntryType::file ? entry.size : 0;
+    header.mtime = entry.mtime;
+    header.owner = entry.owner;
+    header.group = entry.group;
+    return header;
+}
+
+}  // namespace
+
+void TarWriter::begin(const Entry& entry) {
+    endContents();
+    path_ = entry.path;
+    const TarHeader header = headerOf(entry);
+    if (header.link.size() > kShortNameBytes) {
+        writeLongText('K', header.link, header.link);
+    }
+    if (header.path.size() > kShortNameBytes) {
+        writeLongText('L', header.path, header.link);
+    }
+    writeHeader(header);
+    size_ = header.size;
+    missing_ = header.size;
 }
 
 void TarWriter::write(const char* data, std::size_t size) {
@@ -96,35 +64,44 @@ void TarWriter::write(const char* data, std::size_t size) {
                           "has more content than was said");
     }
     if (size > 0) {
-        require(archive_write_data(archive_.get(), data, size) == static_cast<la_ssize_t>(size));
+        out_.write(data, size);
         missing_ -= size;
     }
 }
 
-void TarWriter::requireContentIsComplete() const {
-    if (missing_ != 0) {  // libarchive would fill up with zeros without a word
+void TarWriter::finish() {
+    endContents();
+    out_.write(kZeros.data(), kZeros.size());
+    out_.write(kZeros.data(), kZeros.size());
+}
+
+void TarWriter::writeHeader(const TarHeader& header) {
+    const std::array<char, kTarBlockBytes> block = formatTarHeader(header);
+    out_.write(block.data(), block.size());
+}
+
+/// The name or target, with a NUL, as the contents of a header of its own. Meant: that header repeats the entry's
+/// link target, and its owner and group are fixed names; no reader looks at either.
+void TarWriter::writeLongText(char type, const std::string& text, const std::string& link) {
+    TarHeader header;
+    header.type = type;
+    header.path = "././@LongLink";
+    header.link = link;
+    header.size = text.size() + 1;
+    header.owner = "root";
+    header.group = "wheel";
+    writeHeader(header);
+    out_.write(text.data(), text.size());
+    out_.write(kZeros.data(), static_cast<std::size_t>(paddedToBlocks(header.size) - text.size()));
+}
+
+void TarWriter::endContents() {
+    if (missing_ != 0) {
         Place(path_).fail(ErrorKind::inputOutput, codeOf(ErrorKind::inputOutput),
                           "has less content than was said");
     }
-}
-
-void TarWriter::finish() {
-    requireContentIsComplete();
-    require(archive_write_close(archive_.get()) == ARCHIVE_OK);
-}
-
-void TarWriter::require(bool succeeded) const {
-    if (sinkFailure_) {
-        std::rethrow_exception(sinkFailure_);
-    }
-    if (!succeeded && archive_errno(archive_.get()) == ENOMEM) {
-        throw std::bad_alloc();
-    }
-    if (!succeeded) {
-        const char* reason = archive_error_string(archive_.get());
-        throw invalidInput(path_, std::string("can't be stored in a tar archive: ") +
-                                      (reason != nullptr ? reason : "unknown error"));
-    }
+    out_.write(kZeros.data(), static_cast<std::size_t>(paddedToBlocks(size_) - size_));
+    size_ = 0;
 }
 
 }  // namespace bex::stream

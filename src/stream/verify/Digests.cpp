@@ -22,8 +22,8 @@ Digests::Digests(const std::vector<Md5sum>& sums, Place control, Place payload)
         if (first.path != next.path) {
             return false;
         }
-        control_.at("md5sums").refuse(ErrorKind::damaged, "md5-doubled",
-                                      quotedName(std::string(next.path)) + " is there twice");
+        control_.at("md5sums").note("md5-doubled", quotedName(std::string(next.path)) + " is there twice",
+                                    Severity::error);
         return true;
     };
     listed_.erase(std::unique(listed_.begin(), listed_.end(), samePath), listed_.end());
@@ -48,7 +48,7 @@ void Digests::takeFile(const Entry& entry, const std::string& path, const std::s
     if (listed == nullptr) {
         others_[path] = digest;
         if (!listedElsewhere) {
-            payload_.at(entry.path).refuse(ErrorKind::damaged, "md5-unlisted", "is not in md5sums");
+            payload_.at(entry.path).note("md5-unlisted", "is not in md5sums");
         }
         return;
     }
@@ -57,8 +57,8 @@ void Digests::takeFile(const Entry& entry, const std::string& path, const std::s
     if (expected != digest) {
         others_[path] = digest;
         payload_.at(entry.path)
-            .refuse(ErrorKind::damaged, "md5-mismatch",
-                    "has MD5 sum " + digest + ", not " + expected + " as in md5sums");
+            .note("md5-mismatch", "has MD5 sum " + digest + ", not " + expected + " as in md5sums",
+                  Severity::error);
     }
 }
 
@@ -76,8 +76,9 @@ void Digests::takeHardLink(const Entry& entry, const std::string& path, const st
 void Digests::finish() const {
     for (const Listed& listed : listed_) {
         if (!listed.seen) {
-            control_.at("md5sums").refuse(ErrorKind::damaged, "md5-missing",
-                                          quotedName(std::string(listed.path)) + " is no file of the payload");
+            control_.at("md5sums").note("md5-missing",
+                                        quotedName(std::string(listed.path)) + " is no file of the payload",
+                                        Severity::error);
         }
     }
 }

@@ -41,7 +41,7 @@ private:
 
     std::vector<Listed> listed_;                 // sorted by path
     std::deque<std::string> respelled_;          // paths that do not stand in the text in plainPath() form
-    std::map<std::string, std::string> others_;  // digests of files whose listed one does not tell it
+    std::map<std::string, std::string> others_;  // actual digests of files that md5sums lacks or has wrong
     Place control_;
     Place payload_;
 };

@@ -8,18 +8,25 @@ namespace bex::stream {
 
 namespace {
 
-/// A few bytes of a package can make millions of them, which would fill memory and be read by nobody.
+/// A few bytes of a package can make millions of findings, which would fill memory and which nobody would read.
 constexpr std::size_t kMostFindings = 100000;
 
 }  // namespace
 
-void Findings::add(Severity severity, const ErrorRecord& error) {
+void Findings::note(Severity severity, const ErrorRecord& error) {
     if (list_.size() >= kMostFindings) {
         Place(error.package)
             .failLimit("",
                        "more than " + std::to_string(kMostFindings) + " findings; what is left is not looked at");
     }
+    add(severity, error);
+}
+
+void Findings::add(Severity severity, const ErrorRecord& error) {
     list_.emplace_back(severity, error);
+    if (callback_ && !callback_(list_.back())) {
+        throw Stopped();
+    }
 }
 
 void Findings::addFailure(const StreamError& failure) {
@@ -32,7 +39,7 @@ void Findings::addFailure(const StreamError& failure) {
                other.reason == record.reason;
     });
     if (!listed) {
-        list_.emplace_back(Severity::error, record);
+        add(Severity::error, record);
     }
 }
 

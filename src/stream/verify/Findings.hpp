@@ -3,7 +3,7 @@
 #include <utility>
 #include <vector>
 
-#include "bex/stream/Finding.hpp"
+#include "bex/stream/VerifyOptions.hpp"
 #include "stream/base/Place.hpp"
 
 namespace bex::stream {
@@ -11,9 +11,14 @@ namespace bex::stream {
 /// Collects what is wrong with a package and lets the reader go on.
 class Findings final : public ErrorHandler {
 public:
+    /// Thrown where the callback ends the verification.
+    struct Stopped {};
+
+    explicit Findings(FindingCallback callback) : callback_(std::move(callback)) {}
+
     /// Both throw StreamError (`limitExceeded`) where there are 100000 findings already.
-    void refuse(const ErrorRecord& error) override { add(Severity::error, error); }
-    void note(const ErrorRecord& error) override { add(Severity::warning, error); }
+    void refuse(const ErrorRecord& error) override { note(Severity::error, error); }
+    void note(Severity severity, const ErrorRecord& error) override;
 
     /// Lists the error that ended a step of the reading; once, if another step ended with it, too. Throws it again
     /// when it is not the package's fault.
@@ -24,6 +29,7 @@ public:
 private:
     void add(Severity severity, const ErrorRecord& error);
 
+    FindingCallback callback_;
     std::vector<Finding> list_;
 };
 

@@ -1,12 +1,14 @@
 #include "stream/verify/PayloadCheck.hpp"
 
 #include <algorithm>
-#include <array>
+#include <climits>
 
 #include "bex/stream/Escape.hpp"
+#include "stream/base/Text.hpp"
 #include "stream/control/Md5.hpp"
 
 namespace bex::stream {
+
 namespace {
 
 /// Whether a terminal shows the text as it is. Backslashes, which escapeForDisplay() doubles, do no harm.
@@ -22,13 +24,12 @@ bool hasForeignRoot(const std::string& name) {
     return name[0] == '\\' || (letter && name[1] == ':');
 }
 
-void addZeros(Md5& sum, std::uint64_t count) {
-    static constexpr std::array<char, 4096> kZeros{};
-    while (count != 0) {
-        const auto part = static_cast<std::size_t>(std::min<std::uint64_t>(count, kZeros.size()));
-        sum.update(kZeros.data(), part);
-        count -= part;
-    }
+/// dpkg unpacks a file under its path with up to 9 more bytes, such as ".dpkg-new", which the system must accept.
+bool isLongForDpkg(std::string_view plain) {
+    constexpr std::size_t kAdded = 9;
+    bool isLong = plain.size() + 1 + kAdded >= PATH_MAX;
+    forEachPart(plain, '/', [&](std::string_view name) { isLong = isLong || name.size() + kAdded > NAME_MAX; });
+    return isLong;
 }
 
 }  // namespace
@@ -54,7 +55,23 @@ void PayloadCheck::run() {
     }
 }
 
+/// What this reader accepts and dpkg does not.
+void PayloadCheck::checkForDpkg(const Entry& entry) const {
+    const Place place = place_.at(entry.path);
+    if (stream_.lacksParent()) {
+        place.note("parent-missing", "comes before an entry for its directory; dpkg then cannot create it",
+                   Severity::error);
+    }
+    if (isLongForDpkg(stream_.path())) {
+        place.note("path-long", "has a name that is too long for dpkg", Severity::error);
+    }
+    if (entry.path.find('\n') != std::string::npos) {
+        place.note("path-newline", "has a name with a newline, which dpkg refuses", Severity::error);
+    }
+}
+
 void PayloadCheck::check(const Entry& entry) {
+    checkForDpkg(entry);
     if (!isPlainText(entry.path) || !isPlainText(entry.linkTarget)) {
         place_.at(entry.path).note("path-characters", "has a name or target that programs show differently");
     }
@@ -64,7 +81,7 @@ void PayloadCheck::check(const Entry& entry) {
     if (!isPlainText(entry.owner) || !isPlainText(entry.group)) {
         place_.at(entry.path).note("owner-characters", "has an owner or group that programs show differently");
     }
-    const std::string path = plainPath(entry.path);
+    const std::string& path = stream_.path();
     if (conffiles_) {
         conffiles_->take(entry, path);
     }
@@ -74,7 +91,7 @@ void PayloadCheck::check(const Entry& entry) {
 void PayloadCheck::checkDigest(const Entry& entry, const std::string& path) {
     const bool listedElsewhere = conffiles_ && conffiles_->contains(path);
     if (entry.type == EntryType::file) {
-        const std::string digest = readAll(entry, digests_.has_value());
+        const std::string digest = readAll(digests_.has_value());
         if (digests_) {
             digests_->takeFile(entry, path, digest, listedElsewhere);
         }
@@ -84,22 +101,14 @@ void PayloadCheck::checkDigest(const Entry& entry, const std::string& path) {
 }
 
 /// Reads the contents, so that every block's checksum is checked, and gives their MD5 sum if it is wanted.
-std::string PayloadCheck::readAll(const Entry& entry, bool digest) {
+std::string PayloadCheck::readAll(bool digest) {
     Md5 sum;
-    std::uint64_t position = 0;
-    EntryReader::Run run;
-    while (stream_.nextRun(run)) {
+    for (std::string_view bytes = stream_.read(); !bytes.empty(); bytes = stream_.read()) {
         if (digest) {
-            addZeros(sum, run.offset - position);
-            sum.update(run.bytes.data(), run.bytes.size());
+            sum.update(bytes.data(), bytes.size());
         }
-        position = run.offset + run.bytes.size();
     }
-    if (!digest) {
-        return {};
-    }
-    addZeros(sum, entry.size - position);
-    return sum.hexDigest();
+    return digest ? sum.hexDigest() : std::string();
 }
 
 }  // namespace bex::stream

@@ -24,8 +24,9 @@ public:
 
 private:
     void check(const Entry& entry);
+    void checkForDpkg(const Entry& entry) const;
     void checkDigest(const Entry& entry, const std::string& path);
-    std::string readAll(const Entry& entry, bool digest);
+    std::string readAll(bool digest);
 
     PackageStream& stream_;
     Place place_;

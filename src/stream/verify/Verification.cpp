@@ -1,23 +1,64 @@
 #include "stream/verify/Verification.hpp"
 
+#include <optional>
+#include <utility>
+
 #include "bex/stream/ControlParagraph.hpp"
 #include "stream/base/Place.hpp"
+#include "stream/control/ControlOddities.hpp"
+#include "stream/control/MaintainerScript.hpp"
 #include "stream/control/Md5sums.hpp"
+#include "stream/control/Triggers.hpp"
 #include "stream/reader/ControlArchive.hpp"
 #include "stream/verify/PayloadCheck.hpp"
 
 namespace bex::stream {
 
-Verification::Verification(const std::string& path, const ReadOptions& options, System& system)
-    : stream_(Place(path, findings_), options, system) {
+namespace {
+
+/// The longest name of a control member that dpkg installs.
+constexpr std::size_t kLongestName = 100;
+
+void note(const std::vector<Oddity>& oddities, const Place& place) {
+    for (const Oddity& oddity : oddities) {
+        place.note(oddity.code, oddity.reason, oddity.severity);
+    }
+}
+
+/// Checks what this reader takes as it is and dpkg does not.
+void checkMember(const ControlMember& member, const Place& place) {
+    const std::string name = plainPath(member.entry.path);
+    if (name.size() > kLongestName) {
+        place.note("control-name",
+                   "has a name of more than " + std::to_string(kLongestName) + " bytes, which dpkg refuses",
+                   Severity::error);
+    }
+    if (name == "control") {
+        note(controlOddities(member.contents), place);
+    } else if (name == "triggers") {
+        note(triggersOddities(member.contents), place);
+    } else if (isMaintainerScript(name)) {
+        if (const std::optional<Oddity> oddity = maintainerScriptOddity(member.contents)) {
+            note({*oddity}, place);
+        }
+    }
+}
+
+}  // namespace
+
+Verification::Verification(OpenInput input, const std::string& name, const VerifyOptions& options)
+    : findings_(options.onFinding), stream_(std::move(input), Place(name, findings_), options) {
     // guard: verify inflates with zlib
     stream_.beStrict();  // or what passes here might be refused by dpkg-deb
 }
 
 std::vector<Finding> Verification::run() {
-    attempt([&] { stream_.checkStructure(); });
-    attempt([&] { checkControl(); });
-    attempt([&] { checkPayload(); });
+    try {
+        attempt([&] { stream_.checkStructure(); });
+        attempt([&] { checkControl(); });
+        attempt([&] { checkPayload(); });
+    } catch (const Findings::Stopped&) {  // what was found so far is the answer
+    }
     return findings_.take();
 }
 
@@ -43,14 +84,23 @@ Place Verification::placeOf(const std::string& stem) {
 
 void Verification::checkControl() {
     control_ = stream_.readControl();
+    const Place place = placeOf("control.tar");
+    for (const ControlMember& member : control_) {
+        checkMember(member, place.at(member.entry.path));
+    }
     const ControlMember& control = *findMember(control_, "control");
-    const Place place = placeOf("control.tar").at(control.entry.path);
+    checkParagraph(control, place.at(control.entry.path));
+}
+
+void Verification::checkParagraph(const ControlMember& control, const Place& place) {
     try {
-        for (const std::string& fault : ControlParagraph::parse(control.contents, "control").faults()) {
-            place.refuse(ErrorKind::damaged, "field", fault);
+        const ControlParagraph paragraph = ControlParagraph::parse(control.contents, "control");
+        stream_.expect(paragraph);
+        for (const std::string& fault : paragraph.faults()) {
+            place.note("field", fault, Severity::error);
         }
     } catch (const StreamError& failure) {
-        place.refuse(ErrorKind::damaged, "control-syntax", failure.what());
+        place.note("control-syntax", failure.what(), Severity::error);
     }
 }
 
@@ -64,7 +114,7 @@ void Verification::checkPayload() {
         try {
             check.expectDigests(parseMd5sums(md5sums->contents, "md5sums"), place);
         } catch (const StreamError& failure) {
-            place.at(md5sums->entry.path).refuse(ErrorKind::damaged, "md5-syntax", failure.what());
+            place.at(md5sums->entry.path).note("md5-syntax", failure.what(), Severity::error);
         }
     }
     check.run();

@@ -8,19 +8,21 @@
 
 namespace bex::stream {
 
-/// One run of verify(): the steps of a reader, each taken although an earlier one failed.
+/// One run of verify(): all steps of a reader, whatever became of the one before.
 class Verification {
 public:
-    Verification(const std::string& path, const ReadOptions& options, System& system);
+    Verification(OpenInput input, const std::string& name, const VerifyOptions& options);
 
+    /// Call once.
     std::vector<Finding> run();
 
 private:
     template <typename Step>
     void attempt(Step step);
-    /// The member whose name begins so.
+    /// The member whose name begins with `stem`.
     Place placeOf(const std::string& stem);
     void checkControl();
+    void checkParagraph(const ControlMember& control, const Place& place);
     void checkPayload();
 
     Findings findings_;

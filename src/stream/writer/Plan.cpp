@@ -8,6 +8,7 @@
 
 #include "bex/stream/Escape.hpp"
 #include "stream/base/Place.hpp"
+#include "stream/tar/TarHeader.hpp"
 #include "stream/writer/Owners.hpp"
 #include "stream/writer/PackagePath.hpp"
 #include "stream/writer/Pattern.hpp"
@@ -17,7 +18,6 @@ namespace bex::stream {
 namespace {
 
 constexpr std::int64_t kLatestStoredTime = 077777777777;  // eleven octal digits of a tar header, year 2242
-constexpr std::uint64_t kTarBlock = 512;
 
 std::optional<std::int64_t> latestTimeOf(const WriteOptions& options) {
     const char* text = std::getenv("SOURCE_DATE_EPOCH");
@@ -256,10 +256,10 @@ std::uint64_t Plan::leastTarBytes() const noexcept {
     std::uint64_t blocks = size();
     for (const Planned& planned : planned_) {
         if (planned.source->type == EntryType::file && planned.linkTo == kNoLink) {
-            blocks += dividedUp(planned.source->size, kTarBlock);
+            blocks += dividedUp(planned.source->size, kTarBlockBytes);
         }
     }
-    return blocks * kTarBlock;
+    return blocks * kTarBlockBytes;
 }
 
 std::uint64_t Plan::installedKiB() const noexcept {

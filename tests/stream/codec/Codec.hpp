@@ -8,7 +8,7 @@
 
 #include "Archives.hpp"
 #include "TemporaryDirectory.hpp"
-#include "stream/MemorySource.hpp"
+#include "stream/MemoryStream.hpp"
 #include "stream/StringSink.hpp"
 #include "stream/codec/CompressingSink.hpp"
 #include "stream/codec/Decompressor.hpp"
@@ -55,7 +55,7 @@ inline void drain(stream::Decompressor& from, std::string& into) {
 
 inline std::string decompressed(const std::string& bytes, stream::Compression compression, unsigned threads = 1,
                                 std::size_t step = static_cast<std::size_t>(-1)) {
-    MemorySource source(bytes, step);
+    MemoryStream source(bytes, step);
     std::string all;
     drain(*stream::openDecompressor(source, compression, "it", {threads, {}}), all);
     return all;

@@ -23,7 +23,7 @@ struct Outcome {
 Outcome outcomeOf(const std::string& stream, Compression compression, unsigned threads = 1,
                   const Limits& limits = {}) {
     Outcome outcome;
-    MemorySource source(stream);
+    MemoryStream source(stream);
     try {
         drain(*openDecompressor(source, compression, "it", {threads, limits}), outcome.data);
     } catch (const stream::StreamError& failure) {
@@ -174,7 +174,7 @@ TEST(DamagedStream, GivesWhatCameBeforeTheDamageAndDoesNotMindItInABlockThatIsSk
         const Outcome outcome = outcomeOf(stream, Compression::gzip, threads);
         EXPECT_EQ(outcome.kind, ErrorKind::damaged);
         EXPECT_EQ(outcome.data, data.substr(0, 5 * kBlock)) << threads;
-        MemorySource source(stream);
+        MemoryStream source(stream);
         const auto from = openDecompressor(source, Compression::gzip, "it", {threads, {}});
         std::string read;
         while (read.size() < 4 * kBlock) {

@@ -138,9 +138,9 @@ TEST(Decompressor, SkipsToWhereReadingWouldCome) {
     for (const LongStream& c : longStreams()) {
         for (const unsigned threads : kThreads) {
             for (const std::size_t largest : {std::size_t{30000}, c.data.size() / 2}) {
-                for (const auto kind : {MemorySource::Kind::pipe, MemorySource::Kind::seekable}) {
+                for (const auto kind : {MemoryStream::Kind::pipe, MemoryStream::Kind::seekable}) {
                     SCOPED_TRACE(nameOf(c.compression));
-                    MemorySource source(c.stream, 100000, kind);
+                    MemoryStream source(c.stream, 100000, kind);
                     const auto from = openDecompressor(source, c.compression, "it", {threads, {}});
                     compareSkips(*from, c.data, largest, threads);
                 }
@@ -153,7 +153,7 @@ TEST(Decompressor, JumpsOverBlocksWithoutReadingThem) {
     const std::string data = noise(24 << 20);
     const std::string stream = blocks(data, 512 << 10, 0);
     for (const unsigned threads : {1U, 2U}) {
-        MemorySource source(stream);
+        MemoryStream source(stream);
         const auto from = openDecompressor(source, Compression::gzip, "it", {threads, {}});
         const std::size_t first = from->next().size();
         const std::size_t jump = (21 << 20) + 5;
@@ -169,7 +169,7 @@ TEST(Decompressor, HandsOnTheFailureOfItsSourceBehindWhatWasReadBefore) {
         std::size_t expected = 0;
         for (const unsigned threads : kThreads) {
             const std::size_t size = c.stream.size() * 3 / 4;
-            MemorySource source(c.stream.substr(0, size), size, MemorySource::Kind::broken);
+            MemoryStream source(c.stream.substr(0, size), size, MemoryStream::Kind::broken);
             const auto from = openDecompressor(source, c.compression, "it", {threads, {}});
             std::string done;
             EXPECT_EQ(failureOf([&] { drain(*from, done); }), "disk: broken");
@@ -185,7 +185,7 @@ TEST(Decompressor, EndsItsThreadsWhenItIsDestroyedMidWay) {
     for (const LongStream& c : longStreams()) {
         for (const unsigned threads : kThreads) {
             for (int chunks = 0; chunks < 6; ++chunks) {
-                MemorySource source(c.stream);
+                MemoryStream source(c.stream);
                 const auto from = openDecompressor(source, c.compression, "it", {threads, {}});
                 for (int i = 0; i < chunks; ++i) {
                     EXPECT_FALSE(from->next().empty());

@@ -102,7 +102,7 @@ TEST(Oddities, OfMaintainerScripts) {
         {"#!/bin/sh\r\n", "script-line-end", Severity::error},
         {"#!/bin/sh -e\r", "script-line-end", Severity::error},
         {"#!sh\n", "script-interpreter", Severity::error},
-        {"#! \nexit 0\n", "script-no-interpreter", Severity::warning},
+        {"#! \nexit 0\n", "script-interpreter", Severity::error},
         {"", "script-no-interpreter", Severity::warning},
         {"\n#!/bin/sh\n", "script-no-interpreter", Severity::warning},
     };

@@ -23,6 +23,46 @@ TEST(Extract, ALinkToAFileThatIsLeftOutIsRefused) {
               "p.bex: ./other: is a hard link to \"./tool\", which is not extracted");
 }
 
+TEST(Extract, RenamesEntriesAndTheTargetsOfHardLinks) {
+    const std::string package = packageOf(tarFolder("./") + tarFolder("./d/") + tarFile("./d/a", "a") +
+                                          tarLink("./d/b", "./d/a", '1') + tarFile("./gone", "x"));
+    const TemporaryDirectory folder;
+    ExtractOptions options;
+    options.rename = [](const std::string& path) {
+        return path == "gone" ? "" : "new" + path.substr(path.find('/') + 1);
+    };
+    stream::ExtractResult result;
+    EXPECT_EQ(reading(package, Route::pipe,
+                      [&](PackageReader& reader) { result = reader.extract(folder / "out", options); }),
+              "");
+    EXPECT_EQ(unpacking::treeBelow(folder / "out"),
+              (unpacking::Tree{{"newd", "d 0755"}, {"newa", "f 0644 a"}, {"newb", "f 0644 a"}}));
+    EXPECT_EQ(result.entries, 4U) << "the root, the directory, two names of a file";
+    options.rename = [](const std::string& path) { return "../" + path; };
+    EXPECT_EQ(reading(package, Route::pipe, [&](PackageReader& reader) { reader.extract(folder / "x", options); }),
+              "p.bex: ./d/: its path leads out of the destination");
+}
+
+TEST(Extract, KeepsWhatExistsAndLinksNothingToIt) {
+    const std::string entries = tarFile("./a", "new") + tarLink("./b", "./a", '1') + tarFile("./c", "new");
+    ExtractOptions options;
+    options.existing = stream::Existing::keep;
+    for (const bool linkExists : {true, false}) {
+        const TemporaryDirectory folder;
+        folder.write("a", "old");
+        if (linkExists) {
+            folder.write("b", "old");
+        }
+        std::uint64_t made = 0;
+        const std::string failure = reading(packageOf(entries), Route::file, [&](PackageReader& reader) {
+            made = reader.extract(folder / "", options).entries;
+        });
+        EXPECT_EQ(failure, linkExists ? "" : "p.bex: ./b: its link target was there before and is kept");
+        EXPECT_EQ(folder.read("a"), "old");
+        EXPECT_EQ(made, linkExists ? 1U : 0U);
+    }
+}
+
 /// Folders of small files with larger ones, links and other names among them.
 std::string manySmallFiles() {
     std::string entries;

@@ -19,6 +19,7 @@ namespace {
 
 using namespace bex::test;
 using namespace bex::test::unpacking;
+using bex::stream::Existing;
 using bex::stream::Extraction;
 using bex::stream::ExtractOptions;
 using testing::ElementsAre;
@@ -37,9 +38,9 @@ TEST(Extraction, AsksTheSystemForNoMoreThanASmallFileNeeds) {
     Extraction extraction(folder / "", "p", options, system);
     for (const char* name : {"./a/first", "./a/second"}) {
         system.clearLog();
-        extraction.begin(file(name, "").entry, bex::stream::plainPath(name), "");
-        extraction.write("x", 1);
-        extraction.end();
+        std::string_view rest = "x";
+        extraction.make(file(name, "").entry, bex::stream::plainPath(name), "",
+                        [&rest] { return std::exchange(rest, {}); });
     }
     std::vector<std::string> calls = system.log();
     calls.erase(std::remove(calls.begin(), calls.end(), "fchown"), calls.end());
@@ -67,8 +68,8 @@ TEST(Extraction, ReplacesWhatIsNoDirectoryWithoutWritingToIt) {
                                                   {directory("x/", 0750), "d 0750"}};
     for (const std::string kind : {"file", "link of t", "symlink", "fifo", "directory"}) {
         for (const auto& [item, result] : items) {
-            for (const bool keep : {false, true}) {
-                SCOPED_TRACE(kind + " by " + result + (keep ? ", kept" : ""));
+            for (const Existing existing : {Existing::replace, Existing::keep, Existing::error}) {
+                SCOPED_TRACE(kind + " by " + result + ", " + std::to_string(static_cast<int>(existing)));
                 const TemporaryDirectory folder;
                 const std::string name = folder / "d/x";
                 folder.write("other name", "old");
@@ -76,12 +77,14 @@ TEST(Extraction, ReplacesWhatIsNoDirectoryWithoutWritingToIt) {
                 putThere(folder, kind, name);
                 const std::string before = describe(name);
                 ExtractOptions options;
-                options.keepExisting = keep;
+                options.existing = existing;
                 const std::string failure = failureOf([&, i = item] { unpack(folder / "d", {i}, options); });
-                const bool fits = kind == "directory" ? *result == 'd' : !keep;
-                const std::string reason = keep ? "create: File exists" : "replace: Is a directory";
-                EXPECT_EQ(failure, fits ? "" : "p: " + item.entry.path + ": can't " + reason);
-                EXPECT_EQ(describe(name), fits ? result : before);
+                const bool isError = existing == Existing::error;
+                const bool fits = kind == "directory" ? *result == 'd' : !isError;
+                const bool isKept = existing == Existing::keep;
+                const std::string reason = isError ? "create: File exists" : "replace: Is a directory";
+                EXPECT_EQ(failure, fits || isKept ? "" : "p: " + item.entry.path + ": can't " + reason);
+                EXPECT_EQ(describe(name), fits && !isKept ? result : before);
                 EXPECT_EQ(folder.read("other name") + folder.read("d/t"), "oldtarget");
                 EXPECT_THAT(namesBelow(folder / "d"), ElementsAre("t", "x"));
             }

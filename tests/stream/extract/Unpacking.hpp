@@ -9,6 +9,7 @@
 #include <iterator>
 #include <map>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -72,10 +73,10 @@ inline void unpack(const std::string& destination, const std::vector<Item>& item
     stream::Extraction extraction(destination, "p", options, system);
     for (const Item& i : items) {
         const bool isLink = i.entry.type == stream::EntryType::hardlink;
-        extraction.begin(i.entry, stream::plainPath(i.entry.path),
-                         isLink ? stream::plainPath(i.entry.linkTarget) : std::string());
-        extraction.write(i.contents.data(), i.contents.size());
-        extraction.end();
+        std::string_view rest = i.contents;
+        extraction.make(i.entry, stream::plainPath(i.entry.path),
+                        isLink ? stream::plainPath(i.entry.linkTarget) : std::string(),
+                        [&rest] { return std::exchange(rest, {}); });
     }
     extraction.finish();
 }

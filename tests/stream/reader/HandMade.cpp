@@ -6,6 +6,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <fstream>
 #include <iterator>
@@ -52,7 +53,7 @@ std::string lineOf(const Entry& entry, const std::string& contents) {
     return types[static_cast<std::size_t>(entry.type)] + octal(entry.mode, 4) + ' ' + std::to_string(entry.uid) +
            ':' + entry.owner + ' ' + std::to_string(entry.gid) + ':' + entry.group + ' ' +
            std::to_string(entry.size) + ' ' + std::to_string(entry.mtime) + ' ' + entry.path +
-           (entry.linkTarget.empty() ? "" : " -> " + entry.linkTarget) + (entry.sparse ? " sparse" : "") +
+           (entry.linkTarget.empty() ? "" : " -> " + entry.linkTarget) +
            (contents.empty() ? "" : " = " + escapeForDisplay(contents)) + '\n';
 }
 
@@ -174,13 +175,31 @@ std::string listingOf(const std::string& bytes, Route route, const ReadOptions& 
     return failure.empty() ? listing : failure;
 }
 
-std::vector<std::string> findingsOf(const std::string& bytes, const ReadOptions& options) {
-    const Descriptor package = fileOf(bytes);
+std::vector<std::string> documentedCodes() {
+    const std::string page = findingsPage();
+    const std::string row = "\n| `";
+    std::vector<std::string> codes;
+    for (std::size_t at = page.find(row); at != std::string::npos; at = page.find(row, at + 1)) {
+        const std::size_t begin = at + row.size();
+        codes.push_back(page.substr(begin, page.find('`', begin) - begin));
+    }
+    std::sort(codes.begin(), codes.end());
+    return codes;
+}
+
+std::vector<std::string> findingsOf(const std::string& bytes, const VerifyOptions& options) {
     std::vector<std::string> lines;
     const std::string documented = findingsPage();
-    for (const Finding& finding : verify("/proc/self/fd/" + std::to_string(package.get()), options)) {
-        if (documented.find("\n| `" + finding.code + "` |") == std::string::npos) {
-            throw std::runtime_error("docs/findings.md does not list " + finding.code);
+    for (const Finding& finding : verify(Source::ofMemory(bytes), "p.bex", options)) {
+        const std::string row = "\n| `" + finding.code + "` | ";
+        const std::size_t at = documented.find(row);
+        const std::string severity =
+            at == std::string::npos
+                ? ""
+                : documented.substr(at + row.size(), documented.find(" |", at + row.size()) - at - row.size());
+        const bool isWarning = finding.severity == Severity::warning;
+        if (severity.find(isWarning ? "warning" : "error") == std::string::npos) {
+            throw std::runtime_error("docs/findings.md lists " + finding.code + " as \"" + severity + '"');
         }
         lines.push_back(finding.code + '|' + finding.member + '|' + escapeForDisplay(finding.entry) + '|' +
                         finding.reason);

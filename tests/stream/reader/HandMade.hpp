@@ -46,8 +46,11 @@ std::string reading(const std::string& bytes, Route route, const std::function<v
 std::string listingOf(const std::string& bytes, Route route = Route::file,
                       const stream::ReadOptions& options = {});
 
+/// The codes that docs/findings.md lists, sorted.
+std::vector<std::string> documentedCodes();
+
 /// The findings of verify(), a line for each: "code|member|path|text". Throws for a code that docs/findings.md
-/// does not list.
-std::vector<std::string> findingsOf(const std::string& bytes, const stream::ReadOptions& options = {});
+/// does not list, or lists with another severity.
+std::vector<std::string> findingsOf(const std::string& bytes, const stream::VerifyOptions& options = {});
 
 }  // namespace bex::test

@@ -26,8 +26,11 @@ TEST(PathTable, AgreesWithASlowModel) {
     PathTable table;
     std::map<std::string, Kind> model;
     const auto modelAdd = [&](const std::string& path, Kind kind) {
+        bool parentMissing = false;
         for (std::size_t slash = path.find('/'); slash != std::string::npos; slash = path.find('/', slash + 1)) {
-            const Kind above = model.try_emplace(path.substr(0, slash), Kind::impliedDirectory).first->second;
+            const auto [directory, missing] = model.try_emplace(path.substr(0, slash), Kind::impliedDirectory);
+            const Kind above = directory->second;
+            parentMissing = parentMissing || missing;
             if (above == Kind::file || above == Kind::symlink) {
                 return Outcome::belowNoDirectory;
             }
@@ -38,7 +41,10 @@ TEST(PathTable, AgreesWithASlowModel) {
             return Outcome::doubled;
         }
         found->second = kind;
-        return !added && before == Kind::directory ? Outcome::repeatedDirectory : Outcome::added;
+        if (!added && before == Kind::directory) {
+            return Outcome::repeatedDirectory;
+        }
+        return parentMissing ? Outcome::addedWithoutParent : Outcome::added;
     };
     for (int i = 0; i < 3000; ++i) {
         const std::string path = pathOf();

@@ -4,6 +4,7 @@
 
 #include "TemporaryDirectory.hpp"
 #include "stream/FailingSystem.hpp"
+#include "stream/StringSink.hpp"
 #include "stream/reader/HandMade.hpp"
 #include "stream/reader/PackageStream.hpp"
 #include "stream/writer/Building.hpp"
@@ -29,7 +30,7 @@ std::size_t readsOf(const std::string& path, Use use) {
     stream::ReadOptions options;
     options.threads = 1;
     system.limitTransfers(4096);
-    stream::PackageStream package(path, options, system);
+    stream::PackageStream package(openInput(stream::openForReading(path, system), path, system), path, options);
     package.checkStructure();
     package.readControl();
     use(package);
@@ -58,7 +59,6 @@ TEST(Reading, GivesContentsInPiecesOfAnySizeAndLeavesOutWhatIsNotAskedFor) {
     const std::string failure = reading(bytes, Route::pipe, [](PackageReader& reader) {
         Entry entry;
         char buffer[8];
-        EXPECT_EQ(reader.read(buffer, sizeof buffer), 0U) << "there is no entry yet";
         EXPECT_EQ(reader.findControlMember("postinst")->contents, "#!/bin/sh\n");
         EXPECT_EQ(reader.findControlMember("prerm"), nullptr);
         ASSERT_TRUE(reader.next(entry));
@@ -114,6 +114,70 @@ TEST(Reading, IsCancelledByItsCallback) {
     EXPECT_EQ(failureOf([&] { PackageReader(path, options).extract(folder / "none"); }), path + ": cancelled");
     EXPECT_EQ(namesBelow(folder / "none"), std::vector<std::string>{"a"}) << "the file that was begun is gone";
     EXPECT_EQ(failureOf([&] { stream::verify(path, options); }), path + ": cancelled");
+}
+
+TEST(Reading, GoesOnWithoutASoundParagraph) {
+    const std::string package =
+        arOf(arMember("debian-binary", "2.0\n") +
+             arMember("control.tar.gz", gzipOf(tarOf(tarFile("./control", "no field\n")))) +
+             arMember("data.tar.gz", gzipOf(tarOf(tarFile("./f", "bytes")))));
+    for (const Route route : {Route::file, Route::pipe}) {
+        EXPECT_THAT(listingOf(package, route), testing::HasSubstr("./f = bytes"));
+        EXPECT_THAT(reading(package, route, [](PackageReader& reader) { reader.control(); }),
+                    testing::StartsWith("p.bex: control:1:"));
+    }
+}
+
+TEST(Reading, CopiesBothTarArchivesAsTheyAreStored) {
+    const std::string tar = tarOf(tarFile("./f", "bytes")) + std::string(1000, '\0');
+    const std::string package = arOf(headOf() + arMember("data.tar.gz", gzipOf(tar)) + arMember("_last", "x"));
+    Entry entry;
+    for (const Route route : {Route::file, Route::pipe}) {
+        StringSink payload;
+        EXPECT_EQ(reading(package, route,
+                          [&](PackageReader& reader) {
+                              reader.copyPayloadTar(payload);
+                              EXPECT_FALSE(reader.next(entry));
+                              EXPECT_EQ(reader.members().size(), 4U) << "the rest is checked";
+                          }),
+                  "");
+        EXPECT_EQ(payload.bytes, tar);
+        StringSink control;
+        const std::string failure =
+            reading(package, route, [&](PackageReader& reader) { reader.copyControlTar(control); });
+        EXPECT_EQ(failure,
+                  route == Route::file ? "" : "p.bex: the control archive cannot be read twice from a pipe");
+        EXPECT_EQ(control.bytes, route == Route::file ? tarOf(tarFile("./control", kControlText)) : "");
+        EXPECT_EQ(reading(package, route,
+                          [&](PackageReader& reader) {
+                              reader.next(entry);
+                              reader.copyPayloadTar(payload);
+                          }),
+                  "p.bex: the payload has been read already");
+        char byte = 0;
+        EXPECT_EQ(reading(package, route, [&](PackageReader& reader) { reader.read(&byte, 1); }),
+                  "p.bex: read() was called before next()");
+    }
+}
+
+TEST(Reading, TellsInstalledSizeAsTotalUntilItKnowsBetter) {
+    const std::string text = kControlText + "Installed-Size: 300\n";
+    const std::string package =
+        arOf(arMember("debian-binary", "2.0\n") +
+             arMember("control.tar.gz", gzipOf(tarOf(tarFile("./control", text)))) +
+             arMember("data.tar.gz", gzipOf(tarOf(tarFile("./f", std::string(600000, 'x'))))));
+    std::vector<std::uint64_t> totals;
+    stream::ReadOptions options;
+    options.progress = [&](const stream::Progress& progress) {
+        totals.push_back(progress.bytesTotal);
+        return true;
+    };
+    for (const Route route : {Route::file, Route::pipe}) {
+        listingOf(package, route, options);
+        ASSERT_GE(totals.size(), 2U);
+        EXPECT_EQ(totals.front(), 300U * 1024);
+        EXPECT_EQ(totals.back(), 600000U);
+    }
 }
 
 }  // namespace

@@ -2,6 +2,8 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
+
 #include "stream/reader/HandMade.hpp"
 
 namespace bex::test {
@@ -14,7 +16,7 @@ TEST(Verify, ListsEveryFaultOfEntriesAndLists) {
     const std::string wrong = "415290769594460e2e485922904f345d";
     const std::string payload =
         tarFile("./x", "x") + tarLink("./h", "x", '1') + tarFolder("./d") + tarFile("./y") +
-        withPax({{"mtime", "1e9"}, {"uid", "4294967295"}, {"uname", "\xe2\x80\xae"}}, tarFile("./\x1b[2J"));
+        withPax({{"mtime", "9"}, {"uid", "4294967295"}, {"uname", "\xe2\x80\xae"}}, tarFile("./\x1b[2J"));
     const std::string sums =
         wrong + "  x\n" + wrong + "  h\n" + sum + "  gone\n" + sum + "  d\n" + wrong + "  ./x\n";
     const std::string conffiles = "/gone\nx\n/x\n/x\n/d\nremove-on-upgrade /y\nremove-on-upgrade /z\n";
@@ -67,7 +69,7 @@ TEST(Verify, GoesOnBehindABrokenStructureAndListsAll) {
     EXPECT_THAT(findingsOf(arOf(version + arMember("control.tar.gz", "rubbish") + data)),
                 ElementsAre("member-damaged|control.tar.gz||is no gzip stream", parent));
     EXPECT_THAT(
-        findingsOf(arOf(version + arMember("control.tar.bz2", bzip2Of(tarOf(tarFile("control", "x")))) + data)),
+        findingsOf(arOf(version + arMember("control.tar.bz2", bzip2Of(tarOf(tarFile("control", "x\n")))) + data)),
         ElementsAre("member-compression|control.tar.bz2||dpkg-deb reads no control member that is compressed with "
                     "bzip2",
                     testing::StartsWith("control-syntax|control.tar.bz2|control|control:1:"), parent));
@@ -85,6 +87,85 @@ TEST(Verify, ListsEveryFaultOfTheFields) {
                                      arMember("data.tar.gz", gzipOf(tarOf(""))));
     const auto isOfField = testing::StartsWith("field|control.tar.gz|./control|");
     EXPECT_THAT(findingsOf(package), ElementsAre(isOfField, isOfField, isOfField));
+}
+
+TEST(Verify, FindsWhatDpkgRefusesAndThisReaderTakes) {
+    const std::string comment = "# x\n" + kControlText;
+    const std::string open = kControlText.substr(0, kControlText.size() - 1);
+    const auto control = [](const std::string& text) {
+        return arOf(arMember("debian-binary", "2.0\n") +
+                    arMember("control.tar.gz", gzipOf(tarOf(tarFile("./control", text)))) +
+                    arMember("data.tar.gz", gzipOf(tarOf(""))));
+    };
+    const auto member = [](const std::string& name, const std::string& text) {
+        return packageOf(tarFile("./f"), tarFile("./" + name, text));
+    };
+    const auto named = [](const std::string& name) { return packageOf(withLongName('L', name, tarFile("./x"))); };
+    std::string deep = tarFolder("./");
+    std::string path = "./";
+    for (int i = 0; i < 20; ++i) {
+        path += std::string(200, 'p') + '/';
+        deep += withLongName('L', path, tarFolder("./x/"));
+    }
+    const auto below = [&](std::size_t bytes) {  // a path of so many bytes, "./" not counted
+        return packageOf(deep +
+                         withLongName('L', path + std::string(bytes + 2 - path.size(), 'f'), tarFile("./x")));
+    };
+    const struct {
+        std::string package;
+        const char* finding;  ///< its beginning; "" for none
+    } cases[] = {
+        {control(comment), "control-comment|control.tar.gz|./control|"},
+        {control(open), "control-newline|control.tar.gz|./control|"},
+        {control("Package : tool\n" + kControlText.substr(14)), "control-colon|control.tar.gz|./control|"},
+        {member("conffiles", "/f"), "conffile-newline|control.tar.gz|conffiles|"},
+        {member("triggers", "bogus x\n"), "triggers-syntax|control.tar.gz|./triggers|"},
+        {member("postinst", "#!/bin/sh\r\n"), "script-line-end|control.tar.gz|./postinst|"},
+        {member("config", "exit 0\n"), "script-no-interpreter|control.tar.gz|./config|"},
+        {member("other", "#!/bin/sh\r\n"), ""},
+        {member(std::string(90, 'n'), ""), ""},
+        {packageOf("", withLongName('L', "./" + std::string(101, 'n'), tarFile("./x"))),
+         "control-name|control.tar.gz|./nnn"},
+        {packageOf(tarFile("./usr/f") + tarFile("./usr/g")), "parent-missing|data.tar.gz|./usr/f|"},
+        {packageOf(tarFolder("./a/b/")), "parent-missing|data.tar.gz|./a/b/|"},
+        {packageOf(tarFolder("a/") + tarFile("a/f")), ""},
+        {named("./" + std::string(246, 'n')), ""},
+        {named("./" + std::string(247, 'n')), "path-long|data.tar.gz|./nnn"},
+        {below(4085), ""},
+        {below(4086), "path-long|data.tar.gz|./ppp"},
+    };
+    EXPECT_THAT(findingsOf(packageOf(tarFile("./a\nb"))),
+                ElementsAre("path-newline|data.tar.gz|./a\\nb|has a name with a newline, which dpkg refuses",
+                            testing::StartsWith("path-characters|data.tar.gz|./a\\nb|")));
+    for (const auto& c : cases) {
+        const std::vector<std::string> found = findingsOf(c.package);
+        SCOPED_TRACE(testing::PrintToString(found));
+        EXPECT_EQ(found.size(), *c.finding == '\0' ? 0U : 1U) << c.finding;
+        EXPECT_EQ(found.empty() ? "" : found.front().substr(0, std::string(c.finding).size()), c.finding);
+    }
+}
+
+TEST(Verify, ReadsAPipeOnceAndEndsWhereTheCallbackSays) {
+    const std::string package = packageOf(tarFile("../a") + tarFile("../b") + tarFile("./x/y"));
+    std::vector<std::uint64_t> totals;
+    stream::VerifyOptions options;
+    options.progress = [&](const stream::Progress& progress) {
+        totals.push_back(progress.bytesTotal);
+        return true;
+    };
+    EXPECT_EQ(verify(pipeOf(package).get(), "p.bex", options).size(), 3U);
+    EXPECT_EQ(totals.back(), 0U) << "three empty files";
+    for (const std::size_t wanted : {1U, 2U}) {
+        std::size_t told = 0;
+        options.onFinding = [&](const stream::Finding&) { return ++told < wanted; };
+        EXPECT_EQ(verify(pipeOf(package).get(), "p.bex", options).size(), wanted);
+    }
+}
+
+TEST(Verify, HasCodesThatAreAllDocumented) {
+    const std::vector<std::string>& codes = stream::findingCodes();
+    EXPECT_TRUE(std::is_sorted(codes.begin(), codes.end()));
+    EXPECT_EQ(codes, documentedCodes());
 }
 
 }  // namespace

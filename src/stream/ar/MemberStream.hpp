@@ -1,15 +1,15 @@
 #pragma once
 
 #include "stream/base/Place.hpp"
-#include "stream/system/Source.hpp"
+#include "stream/system/ByteStream.hpp"
 
 namespace bex::stream {
 
 /// The next `size` bytes of another source, which must outlive this. Where that ends too early, reading throws
 /// StreamError: a package that is cut short, before it was opened or while it is read.
-class MemberSource final : public Source {
+class MemberStream final : public ByteStream {
 public:
-    MemberSource(Source& package, std::uint64_t size, Place place)
+    MemberStream(ByteStream& package, std::uint64_t size, Place place)
         : package_(package), size_(size), left_(size), place_(std::move(place)) {}
 
     std::size_t read(char* buffer, std::size_t size) override;
@@ -19,7 +19,7 @@ public:
 private:
     void take(std::uint64_t count, bool ended);
 
-    Source& package_;
+    ByteStream& package_;
     std::uint64_t size_;
     std::uint64_t left_;
     Place place_;

@@ -1,4 +1,4 @@
-#include "stream/extract/BeneathFolder.hpp"
+#include "stream/extract/DirectoryWalk.hpp"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -55,7 +55,7 @@ const char* nameOf(const std::string& path) noexcept {
     return path.c_str() + (path.rfind('/') + 1);  // npos + 1 is 0
 }
 
-int BeneathFolder::open(std::string_view path, Missing missing) {
+int DirectoryWalk::open(std::string_view path, Missing missing) {
     if (path.empty()) {
         return root_;
     }
@@ -66,12 +66,12 @@ int BeneathFolder::open(std::string_view path, Missing missing) {
     return last_->get();
 }
 
-HeldFolder BeneathFolder::hold(std::string_view path, Missing missing) {
+HeldDirectory DirectoryWalk::hold(std::string_view path, Missing missing) {
     const int folder = open(path, missing);
     return {folder, folder == root_ ? nullptr : last_};
 }
 
-Descriptor BeneathFolder::walk(std::string_view path, Missing missing) const {
+Descriptor DirectoryWalk::walk(std::string_view path, Missing missing) const {
     Descriptor current;
     while (!path.empty()) {
         const std::string_view piece = takePiece(path, kPieceBytes);
@@ -83,7 +83,7 @@ Descriptor BeneathFolder::walk(std::string_view path, Missing missing) const {
     return current;
 }
 
-Descriptor BeneathFolder::walkSlowly(int from, std::string_view piece, Missing missing) const {
+Descriptor DirectoryWalk::walkSlowly(int from, std::string_view piece, Missing missing) const {
     Descriptor current;
     while (!piece.empty()) {
         const std::string name(takePiece(piece, 0));
@@ -92,7 +92,7 @@ Descriptor BeneathFolder::walkSlowly(int from, std::string_view piece, Missing m
     return current;
 }
 
-Descriptor BeneathFolder::step(int from, const std::string& name, Missing missing) const {
+Descriptor DirectoryWalk::step(int from, const std::string& name, Missing missing) const {
     System& system = context_.system;
     Descriptor next(system.openat(from, name.c_str(), kFolder, 0), system);
     if (!next && errno == ENOENT && missing == Missing::make) {
@@ -105,18 +105,18 @@ Descriptor BeneathFolder::step(int from, const std::string& name, Missing missin
     return next;
 }
 
-void BeneathFolder::make(int from, const std::string& name) const {
+void DirectoryWalk::make(int from, const std::string& name) const {
     // One that somebody else made meanwhile serves as well.
     if (context_.system.mkdirat(from, name.c_str(), kImpliedFolderMode) != 0 && errno != EEXIST) {
         context_.place.failSystem("create " + describe(name), errno);
     }
 }
 
-std::string BeneathFolder::describe(const std::string& name) const {
+std::string DirectoryWalk::describe(const std::string& name) const {
     return std::string(whose_) + " folder \"" + escapeForDisplay(name) + '"';
 }
 
-void BeneathFolder::explain(int from, const std::string& name, int errorNumber) const {
+void DirectoryWalk::explain(int from, const std::string& name, int errorNumber) const {
     if (errorNumber == ENOENT) {
         context_.place.fail(ErrorKind::refused, "destination",
                             describe(name) + " does not exist in the destination");

@@ -1,4 +1,4 @@
-#include "stream/extract/NewName.hpp"
+#include "stream/extract/PendingFile.hpp"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -9,10 +9,14 @@
 
 namespace bex::stream {
 
-NewName::NewName(const ExtractContext& context, int folder, const char* name,
-                 const std::function<bool(const char* name)>& make)
+PendingFile::PendingFile(const ExtractContext& context, int folder, const char* name,
+                         const std::function<bool(const char* name)>& make)
     : context_(context), folder_(folder), name_(name) {
     if (make(name)) {
+        return;
+    }
+    if (errno == EEXIST && context.existing == Existing::keep) {
+        kept_ = true;
         return;
     }
     if (errno == EEXIST) {
@@ -24,13 +28,13 @@ NewName::NewName(const ExtractContext& context, int folder, const char* name,
     }
 }
 
-NewName::~NewName() {
-    if (!settled_) {  // guard: a temporary file goes when its entry fails
+PendingFile::~PendingFile() {
+    if (!settled_ && !kept_) {  // guard: a temporary file goes when its entry fails
         context_.system.unlinkat(folder_, current(), 0);
     }
 }
 
-void NewName::settle() {
+void PendingFile::settle() {
     if (!temporary_.empty() &&
         context_.system.renameat(folder_, temporary_.c_str(), folder_, name_.c_str()) != 0) {
         context_.place.failSystem("replace", errno);
@@ -38,12 +42,12 @@ void NewName::settle() {
     settled_ = true;
 }
 
-void NewName::requireReplaceable() const {
-    if (context_.keepExisting) {
+void PendingFile::requireReplaceable() const {
+    if (context_.existing == Existing::error) {
         context_.place.failSystem("create", EEXIST);
     }
     struct stat status = {};
-    // What has vanished meanwhile is not in the way either.
+    // What has vanished meanwhile is not in the way.
     if (context_.system.fstatat(folder_, name_.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0 && errno != ENOENT) {
         context_.place.failSystem("replace", errno);
     }

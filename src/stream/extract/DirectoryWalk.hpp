@@ -20,20 +20,20 @@ std::string_view parentOf(std::string_view path) noexcept;
 const char* nameOf(const std::string& path) noexcept;
 
 /// A folder that something is made in. It stays open as long as somebody holds it.
-struct HeldFolder {
+struct HeldDirectory {
     int descriptor = -1;
     std::shared_ptr<const Descriptor> owner;  ///< null for the root, which its opener keeps open
 };
 
 /// Opens folders below an opened one and follows no symlink. The last one stays open, so that entries that come
 /// folder by folder cost no walk; two descriptors at most are open at a time.
-class BeneathFolder {
+class DirectoryWalk {
 public:
     enum class Missing { refuse, make };
 
     /// `root` is an open directory. `whose` says in messages whose folders they are, such as "its". All must
     /// outlive this.
-    BeneathFolder(const ExtractContext& context, int root, const char* whose)
+    DirectoryWalk(const ExtractContext& context, int root, const char* whose)
         : context_(context), root_(root), whose_(whose) {}
 
     /// A descriptor (O_PATH) of the folder with this plain path. It belongs to this and is valid until the next
@@ -44,7 +44,7 @@ public:
     int open(std::string_view path, Missing missing);
 
     /// The same, for as long as it is held.
-    HeldFolder hold(std::string_view path, Missing missing);
+    HeldDirectory hold(std::string_view path, Missing missing);
 
 private:
     Descriptor walk(std::string_view path, Missing missing) const;

@@ -1,4 +1,4 @@
-#include "stream/extract/Folders.hpp"
+#include "stream/extract/Directories.hpp"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -17,7 +17,7 @@ constexpr mode_t kUnfinishedMode = 0700;
 
 }  // namespace
 
-Folders::~Folders() {
+Directories::~Directories() {
     while (!pending_.empty()) {
         try {
             restoreAll();
@@ -26,41 +26,49 @@ Folders::~Folders() {
     }
 }
 
-void Folders::make(const std::string& path, const RestoredAttributes& attributes) {
-    const int parent = parents_.open(parentOf(path), BeneathFolder::Missing::make);
+bool Directories::make(const std::string& path, const RestoredAttributes& attributes) {
+    const int parent = parents_.open(parentOf(path), DirectoryWalk::Missing::make);
     const char* name = nameOf(path);
     if (context_.system.mkdirat(parent, name, kUnfinishedMode) != 0) {
         if (errno != EEXIST) {
             context_.place.failSystem("create", errno);
         }
-        takeExisting(parent, name);
+        if (!useExisting(parent, name)) {
+            return false;
+        }
     }
-    note(path, attributes);
+    restoreLater(path, attributes);
+    return true;
 }
 
-void Folders::takeExisting(int parent, const char* name) {
+/// Returns false where what exists is kept.
+bool Directories::useExisting(int parent, const char* name) {
     System& system = context_.system;
     struct stat status = {};
     if (system.fstatat(parent, name, &status, AT_SYMLINK_NOFOLLOW) != 0) {
         context_.place.failSystem("create", errno);
     }
+    if (context_.existing == Existing::keep) {
+        return false;
+    }
     if (!S_ISDIR(status.st_mode)) {
-        if (context_.keepExisting) {
+        if (context_.existing == Existing::error) {
             context_.place.failSystem("create", EEXIST);
         }
         if (system.unlinkat(parent, name, 0) != 0 || system.mkdirat(parent, name, kUnfinishedMode) != 0) {
             context_.place.failSystem("replace", errno);
         }
-        return;
+        return true;
     }
     const mode_t mode = status.st_mode & 07777U;
     if ((mode & kUnfinishedMode) != kUnfinishedMode &&
         system.fchmodat(parent, name, mode | kUnfinishedMode, AT_SYMLINK_NOFOLLOW) != 0) {
         context_.place.failSystem("set its mode", errno);
     }
+    return true;
 }
 
-void Folders::restoreAll() {
+void Directories::restoreAll() {
     while (!pending_.empty()) {
         // Taken out first: one that fails is not tried again.
         const auto last = pending_.extract(std::prev(pending_.end()));
@@ -68,9 +76,9 @@ void Folders::restoreAll() {
     }
 }
 
-void Folders::restoreOne(const std::string& path, const RestoredAttributes& attributes) {
+void Directories::restoreOne(const std::string& path, const RestoredAttributes& attributes) {
     context_.place = context_.place.at(path.empty() ? "./" : path);
-    const int parent = parents_.open(parentOf(path), BeneathFolder::Missing::refuse);
+    const int parent = parents_.open(parentOf(path), DirectoryWalk::Missing::refuse);
     const char* name = path.empty() ? "." : nameOf(path);
     // guard: folders' attributes through a symlink
     constexpr int flags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;

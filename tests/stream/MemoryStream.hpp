@@ -10,17 +10,17 @@
 #include <utility>
 
 #include "bex/stream/StreamError.hpp"
-#include "stream/system/Source.hpp"
+#include "stream/system/ByteStream.hpp"
 
 namespace bex::test {
 
 /// Reads from bytes in memory, at most `step` of them a call, and counts what was really read. A broken one fails
 /// behind its bytes.
-class MemorySource : public stream::Source {
+class MemoryStream : public stream::ByteStream {
 public:
     enum class Kind { seekable, pipe, broken };
 
-    explicit MemorySource(std::string bytes, std::size_t step = std::numeric_limits<std::size_t>::max(),
+    explicit MemoryStream(std::string bytes, std::size_t step = std::numeric_limits<std::size_t>::max(),
                           Kind kind = Kind::seekable)
         : bytes_(std::move(bytes)), step_(step), kind_(kind) {}
 

@@ -1,0 +1,109 @@
+#include "stream/system/ByteStream.hpp"
+
+#include <algorithm>
+#include <cerrno>
+#include <utility>
+#include <vector>
+
+#include "stream/base/Place.hpp"
+
+namespace bex::stream {
+
+namespace {
+
+constexpr std::size_t kDiscardBytes = std::size_t{64} << 10;
+
+class SourceStream final : public ByteStream {
+public:
+    SourceStream(std::shared_ptr<Source> source, std::uint64_t offset)
+        : source_(std::move(source)), position_(offset), size_(source_->size()) {}
+
+    std::size_t read(char* buffer, std::size_t size) override {
+        const std::size_t count = source_->readAt(position_, buffer, size);
+        position_ += count;
+        return count;
+    }
+
+    std::uint64_t skip(std::uint64_t size) override {
+        size_ = source_->size();  // asked again, so that the end of a source that shrank is not skipped
+        const std::uint64_t count = std::min(size, rest());
+        position_ += count;
+        return count;
+    }
+
+    std::optional<std::uint64_t> left() const override { return rest(); }
+
+private:
+    std::uint64_t rest() const noexcept { return size_ > position_ ? size_ - position_ : 0; }
+
+    const std::shared_ptr<Source> source_;
+    std::uint64_t position_;
+    std::uint64_t size_;
+};
+
+class ForwardStream final : public ByteStream {
+public:
+    ForwardStream(OpenFile file, std::string name, System& system)
+        : file_(std::move(file)), name_(std::move(name)), system_(system) {}
+
+    std::size_t read(char* buffer, std::size_t size) override {
+        const ssize_t count = system_.read(file_.number, buffer, size);
+        if (count < 0) {
+            throw systemFailure(name_, "read", errno);
+        }
+        return static_cast<std::size_t>(count);
+    }
+
+    std::uint64_t skip(std::uint64_t size) override {
+        std::vector<char> scratch(static_cast<std::size_t>(std::min<std::uint64_t>(size, kDiscardBytes)));
+        std::uint64_t done = 0;
+        while (done < size) {
+            const std::uint64_t part = std::min<std::uint64_t>(size - done, scratch.size());
+            const std::size_t count = read(scratch.data(), static_cast<std::size_t>(part));
+            if (count == 0) {
+                break;
+            }
+            done += count;
+        }
+        return done;
+    }
+
+    std::optional<std::uint64_t> left() const override { return std::nullopt; }
+
+private:
+    const OpenFile file_;
+    const std::string name_;
+    System& system_;
+};
+
+}  // namespace
+
+std::size_t readFully(ByteStream& stream, char* buffer, std::size_t size) {
+    std::size_t done = 0;
+    while (done < size) {
+        const std::size_t count = stream.read(buffer + done, size - done);
+        if (count == 0) {
+            break;
+        }
+        done += count;
+    }
+    return done;
+}
+
+std::unique_ptr<ByteStream> streamOf(std::shared_ptr<Source> source, std::uint64_t offset) {
+    return std::make_unique<SourceStream>(std::move(source), offset);
+}
+
+OpenInput openInput(std::shared_ptr<Source> source) {
+    std::unique_ptr<ByteStream> stream = streamOf(source);
+    return {std::move(source), std::move(stream)};
+}
+
+OpenInput openInput(OpenFile file, const std::string& name, System& system) {
+    if (isRegularFile(file, name, system)) {
+        return openInput(std::make_shared<FileSource>(std::move(file), name, system));
+    }
+    return {nullptr, std::make_unique<ForwardStream>(std::move(file), name, system)};
+}
+
+}  // namespace bex::stream

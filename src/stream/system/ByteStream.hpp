@@ -1,0 +1,48 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "bex/stream/Source.hpp"
+#include "stream/system/FileSource.hpp"
+
+namespace bex::stream {
+
+/// Bytes that are read forward. Used by one thread at a time.
+class ByteStream {
+public:
+    virtual ~ByteStream() = default;
+
+    /// Reads up to `size` bytes and returns their number, which is 0 only where `size` is 0 or the end is reached.
+    /// Throws StreamError (`inputOutput`).
+    virtual std::size_t read(char* buffer, std::size_t size) = 0;
+
+    /// Skips up to `size` bytes and returns how many there were. A stream of a Source does not read them.
+    virtual std::uint64_t skip(std::uint64_t size) = 0;
+
+    /// Number of bytes that are left, where that is known before they are read.
+    virtual std::optional<std::uint64_t> left() const = 0;
+};
+
+/// Reads until `size` bytes are there or the stream ends, and returns how many there are.
+std::size_t readFully(ByteStream& stream, char* buffer, std::size_t size);
+
+/// The bytes of the source from `offset` on.
+std::unique_ptr<ByteStream> streamOf(std::shared_ptr<Source> source, std::uint64_t offset = 0);
+
+/// An open input, read by offset where that is possible.
+struct OpenInput {
+    std::shared_ptr<Source> source;      ///< null where the input can only be read forward, once, as a pipe
+    std::unique_ptr<ByteStream> stream;  ///< all of it
+};
+
+OpenInput openInput(std::shared_ptr<Source> source);
+
+/// A regular file is read by offset, anything else forward from its position on. `name` is for messages; `system`
+/// must outlive the input. Throws StreamError (`inputOutput`).
+OpenInput openInput(OpenFile file, const std::string& name, System& system);
+
+}  // namespace bex::stream

@@ -1,0 +1,101 @@
+#include "stream/system/FileSource.hpp"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+
+#include "stream/base/Place.hpp"
+
+namespace bex::stream {
+
+namespace {
+
+constexpr std::uint64_t kLargestOffset = std::numeric_limits<off_t>::max();
+
+class MemoryBytes final : public Source {
+public:
+    explicit MemoryBytes(std::string_view bytes) : bytes_(bytes) {}
+
+    std::uint64_t size() override { return bytes_.size(); }
+    std::size_t readAt(std::uint64_t offset, char* buffer, std::size_t size) override {
+        return offset < bytes_.size() ? bytes_.copy(buffer, size, static_cast<std::size_t>(offset)) : 0;
+    }
+
+private:
+    std::string_view bytes_;
+};
+
+struct stat statusOf(const OpenFile& file, const std::string& name, System& system) {
+    struct stat status = {};
+    if (system.fstat(file.number, &status) != 0) {
+        throw systemFailure(name, "read", errno);
+    }
+    return status;
+}
+
+void requireRegularFile(const OpenFile& file, const std::string& name, System& system) {
+    if (!isRegularFile(file, name, system)) {
+        throw systemFailure(name, "read by offset", ESPIPE);
+    }
+}
+
+}  // namespace
+
+OpenFile openForReading(const std::string& path, System& system) {
+    Descriptor descriptor(system.openat(AT_FDCWD, path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY, 0), system);
+    if (!descriptor) {
+        throw systemFailure(path, "open", errno);
+    }
+    const int number = descriptor.get();
+    return {number, std::move(descriptor)};
+}
+
+bool isRegularFile(const OpenFile& file, const std::string& name, System& system) {
+    const struct stat status = statusOf(file, name, system);
+    if (S_ISDIR(status.st_mode)) {
+        throw systemFailure(name, "read", EISDIR);
+    }
+    return S_ISREG(status.st_mode);
+}
+
+/// Asked anew each time: a file that was cut meanwhile has no bytes to skip.
+std::uint64_t FileSource::size() {
+    const struct stat status = statusOf(file_, name_, system_);
+    const auto bytes = static_cast<std::uint64_t>(std::max<off_t>(status.st_size, 0));
+    return bytes > offset_ ? std::min(bytes - offset_, length_) : 0;
+}
+
+std::size_t FileSource::readAt(std::uint64_t offset, char* buffer, std::size_t size) {
+    if (offset >= length_ || offset_ > kLargestOffset || offset > kLargestOffset - offset_) {
+        return 0;
+    }
+    const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(size, length_ - offset));
+    const ssize_t count = system_.pread(file_.number, buffer, wanted, static_cast<off_t>(offset_ + offset));
+    if (count < 0) {
+        throw systemFailure(name_, "read", errno);
+    }
+    return static_cast<std::size_t>(count);
+}
+
+Source::~Source() = default;
+
+std::shared_ptr<Source> Source::ofFile(const std::string& path) {
+    OpenFile file = openForReading(path, System::real());
+    requireRegularFile(file, path, System::real());
+    return std::make_shared<FileSource>(std::move(file), path, System::real());
+}
+
+std::shared_ptr<Source> Source::ofDescriptor(int descriptor, const std::string& name, std::uint64_t offset,
+                                             std::uint64_t length) {
+    OpenFile file{descriptor, {}};
+    requireRegularFile(file, name, System::real());
+    return std::make_shared<FileSource>(std::move(file), name, System::real(), offset, length);
+}
+
+std::shared_ptr<Source> Source::ofMemory(std::string_view bytes) {
+    return std::make_shared<MemoryBytes>(bytes);
+}
+
+}  // namespace bex::stream
