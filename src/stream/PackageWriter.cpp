@@ -1,15 +1,20 @@
 #include "bex/stream/PackageWriter.hpp"
 
+#include <fcntl.h>
+
 #include <algorithm>
+#include <cerrno>
 #include <climits>
+#include <limits>
 #include <utility>
 
-#include "bex/stream/AtomicFile.hpp"
-#include "stream/Comparison.hpp"
+#include "bex/stream/PackageReader.hpp"
+#include "stream/WriterAccess.hpp"
 #include "stream/base/Place.hpp"
-#include "stream/system/System.hpp"
+#include "stream/base/Text.hpp"
+#include "stream/system/Descriptor.hpp"
 #include "stream/writer/Collection.hpp"
-#include "stream/writer/FileReader.hpp"
+#include "stream/writer/ContentStore.hpp"
 #include "stream/writer/PackageBuild.hpp"
 #include "stream/writer/PackagePath.hpp"
 #include "stream/writer/Plan.hpp"
@@ -19,6 +24,9 @@ namespace bex::stream {
 
 namespace {
 
+constexpr std::uint64_t kLargestId = std::numeric_limits<std::uint32_t>::max() - 1;  // the last is "no owner"
+constexpr std::size_t kLongestOwner = 31;                                            // bytes of tar's field
+
 std::uint32_t requireMode(std::uint32_t mode, const std::string& what) {
     if ((mode & ~std::uint32_t{07777}) != 0) {
         throw invalidInput("", quotedName(what) + ": mode with more than 07777");
@@ -26,19 +34,52 @@ std::uint32_t requireMode(std::uint32_t mode, const std::string& what) {
     return mode;
 }
 
+void requireOwner(std::uint64_t id, const std::string& name, const std::string& what) {
+    constexpr char forbidden[] = {'\n', '\0'};
+    if (id > kLargestId) {
+        throw invalidInput("", quotedName(what) + ": owner or group beyond " + std::to_string(kLargestId));
+    }
+    if (name.size() > kLongestOwner || name.find_first_of(forbidden, 0, sizeof forbidden) != std::string::npos) {
+        throw invalidInput("", quotedName(what) + ": owner or group " + quotedName(name) +
+                                   " has a NUL, a newline or more than " + std::to_string(kLongestOwner) +
+                                   " bytes");
+    }
+}
+
+const Attributes& requireSound(const Attributes& attributes, const std::string& what) {
+    requireMode(attributes.mode, what);
+    requireOwner(attributes.uid, attributes.owner, what);
+    requireOwner(attributes.gid, attributes.group, what);
+    return attributes;
+}
+
+bool isRoots(const Attributes& attributes) {
+    return attributes.uid == 0 && attributes.gid == 0 && attributes.owner == "root" && attributes.group == "root";
+}
+
 SourceEntry entryOf(std::string path, EntryType type, const Attributes& attributes) {
+    requireSound(attributes, path);
     SourceEntry entry;
-    entry.mode = requireMode(attributes.mode, path);
     entry.path = std::move(path);
     entry.type = type;
+    entry.mode = attributes.mode;
     entry.hasTime = attributes.mtime.has_value();
     entry.mtime = attributes.mtime.value_or(0);
+    if (!isRoots(attributes)) {  // which few are: an entry is to be small
+        entry.given = std::make_unique<const Attributes>(attributes);
+    }
     return entry;
 }
 
-void setData(SourceEntry& entry, std::string data) {
+SourceEntry entryOf(std::string path, EntryType type, const Attributes& attributes, std::string data) {
+    SourceEntry entry = entryOf(std::move(path), type, attributes);
     entry.size = data.size();
     entry.data = std::make_unique<const std::string>(std::move(data));
+    return entry;
+}
+
+Attributes attributesOf(const Entry& entry) {
+    return {entry.mode, entry.mtime, entry.uid, entry.gid, entry.owner, entry.group};
 }
 
 bool isPlainFileName(const std::string& name) {
@@ -53,24 +94,46 @@ void addOnce(std::vector<std::string>& list, std::string item) {
     }
 }
 
-std::string folderOf(const std::string& path) {
-    const std::size_t end = path.rfind('/');
-    return end == std::string::npos ? "." : path.substr(0, std::max<std::size_t>(end, 1));
+std::string nameOf(int descriptor) {
+    return descriptor == 0 ? "standard input" : "descriptor " + std::to_string(descriptor);
 }
 
 }  // namespace
 
 class PackageWriter::Contents {
 public:
-    explicit Contents(System& theSystem) : system(theSystem) {}
+    explicit Contents(System& theSystem) : system(theSystem), store(theSystem) {}
+
+    void add(SourceEntry entry) { collection.entries.push_back(std::move(entry)); }
+
+    /// Adds all that can be read from the descriptor as a file; `name` is for messages.
+    void addRead(int descriptor, const std::string& name, SourceEntry entry) {
+        const auto supply = [&](char* buffer, std::size_t size) {
+            const ssize_t count = system.read(descriptor, buffer, size);
+            if (count < 0) {
+                throw systemFailure(name, "read", errno);
+            }
+            return static_cast<std::size_t>(count);
+        };
+        store.keep(supply, entry);
+        Origin origin;
+        origin.source = name;
+        entry.origin = collection.addOrigin(std::move(origin));
+        add(std::move(entry));
+    }
 
     System& system;
     Collection collection;
+    ContentStore store;
 };
 
-PackageWriter::PackageWriter() : PackageWriter(System::real()) {}
+PackageWriter::PackageWriter(std::unique_ptr<Contents> contents) : contents_(std::move(contents)) {}
 
-PackageWriter::PackageWriter(System& system) : contents_(std::make_unique<Contents>(system)) {}
+PackageWriter::PackageWriter() : PackageWriter(std::make_unique<Contents>(System::real())) {}
+
+PackageWriter WriterAccess::withSystem(System& system) {
+    return PackageWriter(std::make_unique<PackageWriter::Contents>(system));
+}
 
 PackageWriter::~PackageWriter() = default;
 PackageWriter::PackageWriter(PackageWriter&&) noexcept = default;
@@ -89,56 +152,131 @@ void PackageWriter::addTree(const std::string& source, const TreeOptions& option
 }
 
 void PackageWriter::addFile(const std::string& source, const std::string& path) {
-    TreeScanner(contents_->collection, contents_->system).scanFile(source, path);
+    if (TreeScanner(contents_->collection, contents_->system).scanFile(source, path)) {
+        return;
+    }
+    const Descriptor pipe(contents_->system.openat(AT_FDCWD, source.c_str(), O_RDONLY | O_CLOEXEC, 0),
+                          contents_->system);
+    if (!pipe) {
+        throw systemFailure(source, "open it", errno);
+    }
+    contents_->addRead(pipe.get(), source, entryOf(packageFilePath(path), EntryType::file, {}));
 }
 
 void PackageWriter::addFile(const std::string& source, const std::string& path, const Attributes& attributes) {
-    requireMode(attributes.mode, path);
+    requireSound(attributes, path);
     addFile(source, path);
-    SourceEntry& entry = contents_->collection.entries.back();
-    if (entry.type != EntryType::file) {
-        contents_->collection.entries.pop_back();
-        throw invalidInput(source, "is no regular file");
+    contents_->collection.entries.back().given = std::make_unique<const Attributes>(attributes);
+}
+
+void PackageWriter::addDescriptor(int descriptor, const std::string& path, const Attributes& attributes) {
+    requireSound(attributes, path);
+    const std::string name = nameOf(descriptor);
+    if (TreeScanner(contents_->collection, contents_->system).scanDescriptor(descriptor, name, path)) {
+        contents_->collection.entries.back().given = std::make_unique<const Attributes>(attributes);
+    } else {
+        contents_->addRead(descriptor, name, entryOf(packageFilePath(path), EntryType::file, attributes));
     }
-    entry.given = std::make_unique<const Attributes>(attributes);
-    entry.uid = 0;
-    entry.gid = 0;
+}
+
+void PackageWriter::addContents(std::uint64_t size, ContentReader read, const std::string& path,
+                                const Attributes& attributes) {
+    SourceEntry entry = entryOf(packageFilePath(path), EntryType::file, attributes);
+    entry.size = size;
+    entry.reader = std::make_unique<const ContentReader>(std::move(read));
+    contents_->add(std::move(entry));
 }
 
 void PackageWriter::addBytes(std::string bytes, const std::string& path, const Attributes& attributes) {
-    SourceEntry entry = entryOf(packageFilePath(path), EntryType::file, attributes);
-    setData(entry, std::move(bytes));
-    contents_->collection.entries.push_back(std::move(entry));
+    contents_->add(entryOf(packageFilePath(path), EntryType::file, attributes, std::move(bytes)));
 }
 
 void PackageWriter::addSymlink(const std::string& target, const std::string& path, const Attributes& attributes) {
-    SourceEntry entry = entryOf(packageFilePath(path), EntryType::symlink, attributes);
     if (target.empty() || target.size() >= PATH_MAX || target.find('\0') != std::string::npos) {
         throw invalidInput("", quotedName(path) +
                                    ": a symlink's target can't be empty, hold a NUL or have more than " +
                                    std::to_string(PATH_MAX - 1) + " bytes");
     }
-    setData(entry, target);
-    contents_->collection.entries.push_back(std::move(entry));
+    contents_->add(entryOf(packageFilePath(path), EntryType::symlink, attributes, target));
 }
 
 void PackageWriter::addDirectory(const std::string& path, const Attributes& attributes) {
-    contents_->collection.entries.push_back(entryOf(packagePath(path), EntryType::directory, attributes));
+    contents_->add(entryOf(packagePath(path), EntryType::directory, attributes));
+}
+
+void PackageWriter::addHardlink(const std::string& target, const std::string& path) {
+    contents_->add(entryOf(packageFilePath(path), EntryType::hardlink, {}, packageFilePath(target)));
+}
+
+std::uint64_t PackageWriter::add(PackageReader& package, const std::function<bool(const Entry&)>& filter) {
+    Rollback rollback(contents_->collection);
+    std::uint64_t added = 0;
+    for (Entry entry; package.next(entry);) {
+        if (filter && !filter(entry)) {
+            continue;
+        }
+        addEntry(entry, package);
+        ++added;
+    }
+    rollback.keep();
+    return added;
+}
+
+void PackageWriter::addEntry(const Entry& entry, PackageReader& package) {
+    const Attributes attributes = attributesOf(entry);
+    switch (entry.type) {
+        case EntryType::file: {
+            SourceEntry file = entryOf(packageFilePath(entry.path), EntryType::file, attributes);
+            contents_->store.keep([&](char* buffer, std::size_t size) { return package.read(buffer, size); },
+                                  file);
+            contents_->add(std::move(file));
+            break;
+        }
+        case EntryType::directory:
+            addDirectory(entry.path, attributes);
+            break;
+        case EntryType::symlink:
+            addSymlink(entry.linkTarget, entry.path, attributes);
+            break;
+        case EntryType::hardlink:
+            addHardlink(entry.linkTarget, entry.path);
+            break;
+        default:
+            throw Place("")
+                .at(entry.path)
+                .error(ErrorKind::invalidInput, "entry-type", "is of a type that a package can't hold");
+    }
+}
+
+void PackageWriter::addControl(const PackageReader& package) {
+    contents_->collection.control = package.control();
+    for (const ControlMember& member : package.controlMembers()) {
+        const std::string name = plainPath(member.entry.path);
+        if (name == "conffiles") {
+            addConffiles(member.contents);
+        } else if (name != "control" && name != "md5sums") {
+            addControlMember(name, member.contents);
+        }
+    }
 }
 
 void PackageWriter::setMode(const std::string& pattern, std::uint32_t mode) {
-    contents_->collection.modes.push_back({pattern, requireMode(mode, pattern)});
+    contents_->collection.modes.push_back({plainPath(pattern), requireMode(mode, pattern)});
 }
 
 void PackageWriter::addControlMember(const std::string& name, std::string contents) {
-    const char* fault = !isPlainFileName(name)                                  ? "is no plain file name"
-                        : name == "control" || name == "conffiles"              ? "is made by the writer"
-                        : contents_->collection.controlMembers.count(name) != 0 ? "is given twice"
-                                                                                : nullptr;
-    if (fault != nullptr) {
+    const auto refuse = [&name](const char* fault) {
         throw invalidInput("", "control member " + quotedName(name) + ": " + fault);
+    };
+    if (!isPlainFileName(name)) {
+        refuse("is not a plain file name");
     }
-    contents_->collection.controlMembers.emplace(name, std::move(contents));
+    if (name == "control" || name == "conffiles") {
+        refuse("is made by the writer");
+    }
+    if (!contents_->collection.controlMembers.emplace(name, std::move(contents)).second) {
+        refuse("is given twice");
+    }
 }
 
 void PackageWriter::addConffile(const std::string& path) {
@@ -147,6 +285,19 @@ void PackageWriter::addConffile(const std::string& path) {
 
 void PackageWriter::addRemovedConffile(const std::string& path) {
     addOnce(contents_->collection.removedConffiles, packageFilePath(path));
+}
+
+void PackageWriter::addConffiles(std::string_view text) {
+    constexpr std::string_view removal = "remove-on-upgrade ";
+    constexpr const char* blanks = " \t\r";
+    forEachLine(text, [&](std::string_view line) {
+        line = line.substr(0, line.find_last_not_of(blanks) + 1);
+        if (line.substr(0, removal.size()) == removal) {
+            addRemovedConffile(std::string(line.substr(line.find_first_not_of(blanks, removal.size()))));
+        } else if (!line.empty()) {
+            addConffile(std::string(line));
+        }
+    });
 }
 
 std::vector<Entry> PackageWriter::plan(const WriteOptions& options) const {
@@ -161,20 +312,14 @@ std::vector<Entry> PackageWriter::plan(const WriteOptions& options) const {
 
 WriteResult PackageWriter::write(const std::string& path, const WriteOptions& options) const {
     PackageBuild build(contents_->collection, options, contents_->system);
-    AtomicFile file(path, contents_->system);
-    const WriteResult result = build.writeTo(file, folderOf(path));
-    file.commit();
-    return result;
-}
-
-void PackageWriter::compare(PackageReader& package, const WriteOptions& options) const {
-    compareWithSources(package, Plan(contents_->collection, options),
-                       FileReader(contents_->collection, contents_->system));
+    return options.dryRun ? build.pretend(path) : build.writeFile(path);
 }
 
 WriteResult PackageWriter::write(Sink& out, const std::string& temporaryFolder,
                                  const WriteOptions& options) const {
-    return PackageBuild(contents_->collection, options, contents_->system).writeTo(out, temporaryFolder);
+    PackageBuild build(contents_->collection, options, contents_->system);
+    const std::string directory = temporaryFolder.empty() ? temporaryDirectory() : temporaryFolder;
+    return options.dryRun ? build.pretend("") : build.writeTo(out, directory);
 }
 
 }  // namespace bex::stream

@@ -23,7 +23,7 @@ ERRORS = (errno.EIO, errno.ENOSPC, errno.EMFILE, errno.EACCES) if ALL else (errn
 PARSER_ALLOCATIONS = 1200  # each verb begins with at least so many
 FIELDS = ["--version", "1", "--arch", "all", "--maintainer", "Ann Lee <ann@example.org>", "--description", "d"]
 BUILD = ["build", "tree", "out.bex", "--name", "small", *FIELDS, "--threads", "2", "--stdin", "opt/input"]
-NAMES_A_FILE = re.compile(r"bex: (tree|input|out\.bex|sound\.bex|standard (in|out)put|\S*/bex-input-\w+:|\.: can't)|"
+NAMES_A_FILE = re.compile(r"bex: (tree|input|out\.bex|sound\.bex|standard (in|out)put|\.: can't)|"
                           r"bex: (out of memory|Resource temporarily unavailable)\n|Fatal Internal Error in libarchive")
 
 
@@ -301,7 +301,7 @@ def give_up_privileges():
 
 
 def hidden_names():
-    """What an interrupted run may leave: names beside the package, and the copy of its input."""
+    """What an interrupted run may leave: names beside the package, or of the copy of its input."""
     return [name for name in os.listdir() if name.startswith(".bex-")] + ["tmp/" + name for name in os.listdir("tmp")]
 
 

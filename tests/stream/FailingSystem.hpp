@@ -66,6 +66,10 @@ public:
     ssize_t write(int fd, const void* data, std::size_t size) override {
         return pass("write") ? System::write(fd, data, std::min(size, limit_)) : -1;
     }
+    off_t lseek(int fd, off_t by, int from) override { return pass("lseek") ? System::lseek(fd, by, from) : -1; }
+    int fallocate(int fd, int mode, off_t offset, off_t size) override {
+        return pass("fallocate") ? System::fallocate(fd, mode, offset, size) : -1;
+    }
     int fsync(int fd) override { return pass("fsync") ? System::fsync(fd) : -1; }
     int fstat(int fd, struct stat* to) override { return pass("fstat") ? System::fstat(fd, to) : -1; }
     int fstatat(int at, const char* path, struct stat* to, int flags) override {

@@ -4,8 +4,8 @@ _bex_options() {
     local common="--json --quiet --verbose --threads --color --progress --limit --help"
     case $1 in
         build) echo "$common --control --field --name --version --arch --description --maintainer --depends" \
-            "--section --priority --prefix --add --stdin --mode --script --conffile --keep-owner --skip-special" \
-            "--compression --level --no-md5sums --dry-run --check" ;;
+            "--section --priority --prefix --add --stdin --mode --script --conffile --keep-owner --normalize-modes" \
+            "--skip-special --compression --level --no-md5sums --dry-run --check" ;;
         list) echo "$common --long --tree --null --control" ;;
         cat) echo "$common --control" ;;
         extract) echo "$common --control --strip --keep --overwrite --same-owner --keep-setuid --dry-run" ;;

@@ -40,6 +40,7 @@ complete -c bex -n $build -l mode -x -d "GLOB=MODE"
 complete -c bex -n $build -l script -r -d "NAME=FILE"
 complete -c bex -n $build -l conffile -x -d "mark as configuration"
 complete -c bex -n $build -l keep-owner -d "keep owners"
+complete -c bex -n $build -l normalize-modes -d "modes 0755 and 0644"
 complete -c bex -n $build -l skip-special -d "leave special files out"
 complete -c bex -n $build -l compression -x -a "gzip zstd xz none"
 complete -c bex -n $build -l level -x

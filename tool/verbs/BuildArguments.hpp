@@ -26,6 +26,7 @@ struct BuildArguments {
     stream::Compression compression = stream::Compression::gzip;
     std::optional<int> level;
     bool keepOwner = false;
+    bool normalizeModes = false;
     bool skipSpecial = false;
     bool noMd5sums = false;
     bool dryRun = false;

@@ -1,13 +1,11 @@
-#include <unistd.h>
-
-#include <cstdlib>
 #include <filesystem>
 #include <memory>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "arguments/Choice.hpp"
-#include "bex/stream/AtomicFile.hpp"
+#include "arguments/LimitOption.hpp"
 #include "bex/stream/Escape.hpp"
 #include "bex/stream/PackageWriter.hpp"
 #include "output/Failure.hpp"
@@ -17,8 +15,6 @@
 #include "output/Text.hpp"
 #include "verbs/BuildArguments.hpp"
 #include "verbs/BuildInputs.hpp"
-#include "verbs/Input.hpp"
-#include "verbs/InputCopy.hpp"
 #include "verbs/Verb.hpp"
 
 namespace bex::tool {
@@ -64,61 +60,68 @@ std::string targetPath(const std::string& out, const stream::ControlParagraph& c
     return fs::is_directory(out, failure) ? (fs::path(out) / defaultName(control)).string() : out;
 }
 
-/// The folder that takes temporary files where the result itself is in none.
-std::string temporaryFolder() {
-    const char* folder = std::getenv("TMPDIR");
-    return folder != nullptr && *folder != '\0' ? folder : "/tmp";
+/// A line of --dry-run.
+std::string lineOf(const stream::Entry& entry) {
+    const std::string target = stream::escapeForDisplay(entry.linkTarget);
+    return modeText(entry) + "\t" + std::to_string(entry.size) + "\t" + stream::escapeForDisplay(entry.path) +
+           (target.empty() ? "" : "\t" + target) + "\n";
 }
 
-std::string folderOf(const std::string& path) {
-    const fs::path parent = fs::path(path).parent_path();
-    return parent.empty() ? "." : parent.string();
-}
-
-/// Reads what was written and holds it against its sources; a difference is told as one of the package.
-void checkWritten(const PackageWriter& writer, const stream::AtomicFile& file, const std::string& path,
-                  const WriteOptions& options, const Context& context) {
-    stream::ReadOptions reading = readOptions(context);
-    reading.progress = options.progress;
-    stream::PackageReader reader(file.descriptor(), path, reading);
-    try {
-        writer.compare(reader, options);
-    } catch (const stream::StreamError& e) {
-        stream::ErrorRecord record = e.record();
-        if (record.package.empty()) {
-            record.package = path;
+/// The library's notes about the package, each as a message and a hint where one helps.
+Json notesJson(const std::vector<stream::Finding>& notes) {
+    Json list = Json::array();
+    for (const auto& note : notes) {
+        Json object = {{"code", note.code}};
+        putText(object, "message", messageOf(note));
+        if (!note.limit.empty()) {
+            object["hint"] = limitHint(note.limit);
         }
-        throw stream::StreamError(std::move(record));
+        list.push_back(std::move(object));
+    }
+    return list;
+}
+
+void printNotes(const std::string& package, const WriteResult& result, Context& context) {
+    if (context.json) {
+        return;  // they are in the object
+    }
+    for (stream::Finding note : result.notes) {
+        note.package = package;
+        context.console.note(messageOf(note));
+        if (!note.limit.empty()) {
+            context.console.note("hint: " + limitHint(note.limit));
+        }
     }
 }
 
-/// Writes the package beside its name, reads it back where that was asked for, and only then lets it appear.
-WriteResult buildFile(const PackageWriter& writer, const std::string& path, bool check,
-                      const WriteOptions& options, const Context& context) {
-    stream::AtomicFile file(path);
-    const WriteResult result = writer.write(file, folderOf(path), options);
-    if (check) {
-        checkWritten(writer, file, path, options, context);
+/// Writes to standard output where `target` is "".
+WriteResult writeTo(const std::string& target, const PackageWriter& writer, const WriteOptions& options,
+                    Context& context) {
+    if (!target.empty()) {
+        return writer.write(target, options);
     }
-    file.commit();
-    return result;
+    OutputSink sink(context.console);
+    return writer.write(sink, "", options);
 }
 
-ExitStatus printPlan(const PackageWriter& writer, const WriteOptions& options, Context& context) {
+/// Nothing is listed unless everything that can be checked is right.
+ExitStatus pretend(const PackageWriter& writer, const std::string& target, WriteOptions& options,
+                   Context& context) {
+    std::string lines;
     Json entries = Json::array();
-    for (const auto& entry : writer.plan(options)) {
+    options.onEntry = [&](const stream::Entry& entry) {
         if (context.json) {
             entries.push_back(jsonOf(entry));
         } else {
-            const std::string target = stream::escapeForDisplay(entry.linkTarget);
-            context.console.out(modeText(entry) + "\t" + std::to_string(entry.size) + "\t" +
-                                stream::escapeForDisplay(entry.path) + (target.empty() ? "" : "\t" + target) +
-                                "\n");
+            lines += lineOf(entry);
         }
-    }
-    if (context.json) {
-        context.console.out(jsonText({{"schema", 1}, {"entries", std::move(entries)}}));
-    }
+    };
+    const WriteResult result = writeTo(target, writer, options, context);
+    context.console.out(
+        context.json
+            ? jsonText({{"schema", 1}, {"entries", std::move(entries)}, {"notes", notesJson(result.notes)}})
+            : lines);
+    printNotes(target, result, context);
     return ExitStatus::done;
 }
 
@@ -132,23 +135,24 @@ void printResult(const std::string& path, const WriteResult& result, Context& co
     object["packageBytes"] = result.packageBytes;
     object["payloadBytes"] = result.payloadBytes;
     object["entries"] = result.entries;
+    object["notes"] = notesJson(result.notes);
     context.console.out(jsonText(object));
 }
 
-ExitStatus write(const PackageWriter& writer, const std::string& target, bool check, const WriteOptions& options,
-                 Context& context) {
+ExitStatus write(const PackageWriter& writer, const std::string& target, WriteOptions& options, Context& context) {
     if (context.verbosity > 0) {
-        for (const auto& entry : writer.plan(options)) {
+        options.onEntry = [&context](const stream::Entry& entry) {
             context.console.note(stream::escapeForDisplay(entry.path));
-        }
+        };
     }
+    if (target.empty()) {
+        context.whenClosed = ExitStatus::inputOutput;
+    }
+    const WriteResult result = writeTo(target, writer, options, context);
     if (!target.empty()) {
-        printResult(target, buildFile(writer, target, check, options, context), context);
-        return ExitStatus::done;
+        printResult(target, result, context);
     }
-    context.whenClosed = ExitStatus::inputOutput;
-    OutputSink sink(context.console);
-    writer.write(sink, temporaryFolder(), options);
+    printNotes(target, result, context);
     return ExitStatus::done;
 }
 
@@ -159,6 +163,9 @@ WriteOptions writeOptions(const BuildArguments& arguments, const Context& contex
     options.threads = context.threads;
     options.md5sums = !arguments.noMd5sums;
     options.keepOwner = arguments.keepOwner;
+    options.normalizeModes = arguments.normalizeModes;
+    options.check = arguments.check;
+    options.dryRun = arguments.dryRun;
     return options;
 }
 
@@ -180,13 +187,11 @@ ExitStatus runBuild(BuildArguments& arguments, Context& context) {
     PackageWriter writer;
     fillControl(arguments, writer);
     const std::string target = targetPath(arguments.out, writer.control());
-    const InputCopy input(arguments.standardInput ? temporaryFolder() : "");
-    addContents(arguments, input.path(), target, writer);
+    addContents(arguments, target, writer, context);
     ProgressBar progress(context, "packing");
     WriteOptions options = writeOptions(arguments, context);
     options.progress = progress.callback();
-    return arguments.dryRun ? printPlan(writer, options, context)
-                            : write(writer, target, arguments.check, options, context);
+    return arguments.dryRun ? pretend(writer, target, options, context) : write(writer, target, options, context);
 }
 
 void addFieldOptions(CLI::App& verb, BuildArguments& arguments) {
@@ -215,7 +220,7 @@ void addFieldOptions(CLI::App& verb, BuildArguments& arguments) {
 void addPayloadOptions(CLI::App& verb, BuildArguments& arguments) {
     verb.add_option("--prefix", arguments.prefix, "Place the tree below this directory of the package")
         ->option_text("DIR");
-    verb.add_option("--add", arguments.additions, "Add a file or folder")
+    verb.add_option("--add", arguments.additions, "Add a file or directory")
         ->option_text("SRC:DST")
         ->allow_extra_args(false);
     verb.add_option("--stdin", arguments.standardInput, "Add standard input under this path")->option_text("DST");
@@ -228,13 +233,25 @@ void addPayloadOptions(CLI::App& verb, BuildArguments& arguments) {
     verb.add_option("--conffile", arguments.conffiles, "Mark a path as configuration")
         ->option_text("PATH")
         ->allow_extra_args(false);
-    constexpr const char* treeRow = "Keep owners instead of root; leave out sockets, FIFOs and devices";
+    constexpr const char* treeRow = "Keep owners, set modes 0755 and 0644, leave out devices";
     verb.add_flag("--keep-owner", arguments.keepOwner, "Keep owners instead of root")->group(treeRow);
+    verb.add_flag("--normalize-modes", arguments.normalizeModes, "Modes 0755 and 0644")->group(treeRow);
     verb.add_flag("--skip-special", arguments.skipSpecial, "Leave out special files")->group(treeRow);
 }
 
+/// "gzip 0-12 (6), zstd ..., none".
+std::string levelsText() {
+    std::string text;
+    for (const Compression kind : {Compression::gzip, Compression::zstd, Compression::xz}) {
+        const stream::CompressionLevels levels = stream::levelsOf(kind);
+        text += std::string(nameOf(kind)) + " " + std::to_string(levels.lowest) + "-" +
+                std::to_string(levels.highest) + " (" + std::to_string(levels.usual) + "), ";
+    }
+    return text + std::string(nameOf(Compression::none));
+}
+
 void addOutputOptions(CLI::App& verb, BuildArguments& arguments) {
-    constexpr const char* compressionRow = "gzip 0-12 (6), zstd 1-19 (3), xz 0-9 (6), none";
+    const std::string compressionRow = levelsText();
     addChoice<Compression>(verb, "--compression", "How to compress",
                            {{"gzip", Compression::gzip},
                             {"zstd", Compression::zstd},
@@ -255,9 +272,9 @@ void addOutputOptions(CLI::App& verb, BuildArguments& arguments) {
 void addBuild(CLI::App& program, Action& chosen) {
     const auto arguments = std::make_shared<BuildArguments>();
     CLI::App* verb = program.add_subcommand("build", "Package a tree");
-    verb->add_option("TREE", arguments->tree, "The folder to package; its DEBIAN is taken as by dpkg-deb")
+    verb->add_option("TREE", arguments->tree, "The directory to package; DEBIAN in it is as for dpkg-deb")
         ->required();
-    verb->add_option("OUT", arguments->out, "The package, or a folder for it; - is standard output");
+    verb->add_option("OUT", arguments->out, "The package, or a directory for it; - is standard output");
     addFieldOptions(*verb, *arguments);
     addPayloadOptions(*verb, *arguments);
     addOutputOptions(*verb, *arguments);

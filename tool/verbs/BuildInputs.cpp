@@ -1,6 +1,7 @@
 #include "verbs/BuildInputs.hpp"
 
 #include <dirent.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -18,6 +19,9 @@
 
 #include "bex/stream/Escape.hpp"
 #include "output/Failure.hpp"
+#include "output/Interrupt.hpp"
+#include "verbs/ControlNames.hpp"
+#include "verbs/TreeFilter.hpp"
 
 namespace bex::tool {
 
@@ -29,9 +33,7 @@ using stream::StreamError;
 
 namespace {
 
-/// The folder of a tree that holds what describes the package; it is no payload.
-constexpr const char* controlFolder = "DEBIAN";
-constexpr std::streamsize pieceBytes = 16 * 1024;
+constexpr std::streamsize kPieceBytes = 16 * 1024;
 
 StreamError unusable(const std::string& path, const std::string& reason) {
     return {ErrorKind::inputOutput, escapeForDisplay(path) + ": " + reason};
@@ -41,12 +43,12 @@ StreamError unusable(const std::string& path, const std::string& reason) {
 std::string readFile(const std::string& path) {
     std::error_code failure;
     if (fs::is_directory(path, failure)) {
-        throw unusable(path, "is a folder");
+        throw unusable(path, "is a directory");
     }
     errno = 0;
     std::ifstream file(path, std::ios::binary);
     std::string text;
-    for (std::vector<char> piece(pieceBytes); file.read(piece.data(), pieceBytes) || file.gcount() > 0;) {
+    for (std::vector<char> piece(kPieceBytes); file.read(piece.data(), kPieceBytes) || file.gcount() > 0;) {
         text.append(piece.data(), static_cast<std::size_t>(file.gcount()));
     }
     if (!file.is_open() || file.bad()) {
@@ -55,7 +57,7 @@ std::string readFile(const std::string& path) {
     return text;
 }
 
-/// Splits "A=B" (or another separator) at the first (or last) separator.
+/// Splits "A=B" (or another separator) at that place.
 std::pair<std::string, std::string> split(const std::string& text, std::size_t at, const char* option,
                                           const char* form) {
     if (at == std::string::npos || at == 0 || at + 1 > text.size()) {
@@ -64,25 +66,8 @@ std::pair<std::string, std::string> split(const std::string& text, std::size_t a
     return {text.substr(0, at), text.substr(at + 1)};
 }
 
-/// Lines of a conffiles member, blanks at their ends not counted: deb-conffiles(5).
-void addConffiles(const std::string& text, PackageWriter& writer) {
-    constexpr std::string_view removal = "remove-on-upgrade ";
-    constexpr const char* blanks = " \t\r";
-    for (std::size_t begin = 0; begin < text.size();) {
-        const std::size_t end = std::min(text.find('\n', begin), text.size());
-        std::string line = text.substr(begin, end - begin);
-        line.erase(line.find_last_not_of(blanks) + 1);
-        if (line.rfind(removal, 0) == 0) {
-            writer.addRemovedConffile(line.substr(line.find_first_not_of(blanks, removal.size())));
-        } else if (!line.empty()) {
-            writer.addConffile(line);
-        }
-        begin = end + 1;
-    }
-}
-
-/// Refuses a symlink, or what is no file: what stands in a tree describes it by itself, it takes nothing from
-/// elsewhere on the machine into a package.
+/// Refuses a symlink and whatever is not a file: a tree describes itself and brings no file from elsewhere on the
+/// machine into a package.
 void requireFileItself(const std::string& path) {
     if (fs::symlink_status(path).type() != fs::file_type::regular) {
         throw unusable(path, "is not a regular file");
@@ -98,26 +83,26 @@ std::vector<std::pair<std::string, std::string>> namedScripts(const BuildArgumen
     return scripts;
 }
 
-/// Whether the tree has a folder that describes the package. Anything else of that name would be lost without a
-/// word, being no payload either.
-bool hasControlFolder(const std::string& tree) {
-    const fs::path path = fs::path(tree) / controlFolder;
+/// Whether the tree has a directory that describes the package. Anything else of that name would be lost in
+/// silence, since it is not payload either.
+bool hasControlDirectory(const std::string& tree) {
+    const fs::path path = fs::path(tree) / kControlDirectory;
     const fs::file_status status = fs::symlink_status(path);
     if (fs::exists(status) && !fs::is_directory(status)) {
-        throw unusable(path.string(), "is not a folder");
+        throw unusable(path.string(), "is not a directory");
     }
     return fs::is_directory(status);
 }
 
-/// The names in a folder, in an order that does not depend on the file system. Not by the standard library's
+/// The names in a directory, in an order that does not depend on the file system. Not by the standard library's
 /// iterator: that ends the process where there is no memory, and names nothing where a name can't be read.
-std::set<std::string> namesIn(const std::string& folder) {
-    const auto requireGood = [&folder](bool good) {
+std::set<std::string> namesIn(const std::string& directory) {
+    const auto requireGood = [&directory](bool good) {
         if (!good) {
-            throw unusable(folder, std::strerror(errno));
+            throw unusable(directory, std::strerror(errno));
         }
     };
-    const std::unique_ptr<DIR, int (*)(DIR*)> names(opendir(folder.c_str()), closedir);
+    const std::unique_ptr<DIR, int (*)(DIR*)> names(opendir(directory.c_str()), closedir);
     requireGood(names != nullptr);
     std::set<std::string> found;
     errno = 0;
@@ -131,9 +116,15 @@ std::set<std::string> namesIn(const std::string& folder) {
     return found;
 }
 
-/// What stands beside DEBIAN/control: scripts, conffiles, triggers and whatever else dpkg-deb would take. What an
-/// option names, or is made elsewhere, is left out.
-void addControlFolder(const fs::path& folder, const BuildArguments& arguments, PackageWriter& writer) {
+void addMember(const std::string& name, std::string contents, PackageWriter& writer, Context& context) {
+    writer.addControlMember(name, std::move(contents));
+    noteUnknownMember(name, context.console);
+}
+
+/// What stands beside DEBIAN/control: scripts, conffiles, triggers and whatever else dpkg-deb would package. What
+/// an option names, or is made elsewhere, is left out, and so is what an editor left behind.
+void addControlDirectory(const BuildArguments& arguments, PackageWriter& writer, Context& context) {
+    const fs::path directory = fs::path(arguments.tree) / kControlDirectory;
     std::set<std::string> elsewhere = {"control"};
     if (!arguments.noMd5sums) {
         elsewhere.insert("md5sums");
@@ -141,19 +132,16 @@ void addControlFolder(const fs::path& folder, const BuildArguments& arguments, P
     for (const auto& [name, file] : namedScripts(arguments)) {
         elsewhere.insert(name);
     }
-    const auto contents = [&folder](const std::string& name) {
-        const std::string path = (folder / name).string();
-        requireFileItself(path);
-        return readFile(path);
-    };
-    for (const auto& name : namesIn(folder.string())) {
-        if (elsewhere.count(name) > 0) {
+    for (const auto& name : namesIn(directory.string())) {
+        if (elsewhere.count(name) > 0 || isLeftover(name)) {
             continue;
         }
+        const std::string path = (directory / name).string();
+        requireFileItself(path);
         if (name == "conffiles") {
-            addConffiles(contents(name), writer);
+            writer.addConffiles(readFile(path));
         } else {
-            writer.addControlMember(name, contents(name));
+            addMember(name, readFile(path), writer, context);
         }
     }
 }
@@ -179,40 +167,54 @@ std::uint32_t parseMode(const std::string& digits, const std::string& option) {
     return mode;
 }
 
-/// SRC may be a folder, which is placed with all below it at DST, or a file, which gets the name DST (or, where
-/// DST ends in "/", its own name below it).
+/// Splits "SRC:DST" at the first colon before which the name of something stands: either side may hold colons.
+/// Where there is none, at the first colon.
+std::pair<std::string, std::string> splitAddition(const std::string& addition) {
+    std::error_code ignored;
+    const std::size_t first = addition.find(':');
+    std::size_t at = first;
+    while (at != std::string::npos && !fs::exists(fs::symlink_status(addition.substr(0, at), ignored))) {
+        at = addition.find(':', at + 1);
+    }
+    return split(addition, at != std::string::npos ? at : first, "--add", "SRC:DST");
+}
+
+/// SRC may be a directory, which is placed with everything below it at DST, or a file, which gets the name DST
+/// (or, where DST ends in "/", its own name below it). A symlink that is named here is followed.
 void addAddition(const std::string& addition, const BuildArguments& arguments, PackageWriter& writer) {
-    const auto [source, target] = split(addition, addition.rfind(':'), "--add", "SRC:DST");
+    const auto [source, target] = splitAddition(addition);
     if (fs::is_directory(source)) {
-        writer.addTree(source, {target, {}, arguments.skipSpecial});
+        stream::TreeOptions options;
+        options.prefix = target;
+        options.skipSpecialFiles = arguments.skipSpecial;
+        options.keepRootMode = true;
+        writer.addTree(source, options);
         return;
     }
     const bool below = target.empty() || target.back() == '/';
     writer.addFile(source, below ? target + fs::path(source).filename().string() : target);
 }
 
-/// What in the tree is no payload: the folder that describes the package, and an earlier package under the name of
-/// the one to be written.
-std::vector<std::string> leftOut(const std::string& tree, const std::string& target) {
-    std::vector<std::string> paths = {controlFolder};
-    std::error_code failure;
-    const fs::path folder = fs::weakly_canonical(fs::absolute(target, failure).parent_path(), failure);
-    const fs::path inTree =
-        (folder / fs::path(target).filename()).lexically_relative(fs::weakly_canonical(tree, failure));
-    if (!target.empty() && !failure && !inTree.empty() && *inTree.begin() != "..") {
-        paths.push_back(inTree.string());
+/// Reading ends early after an interrupt, which closes standard input: see catchInterrupts().
+void addStandardInput(const std::string& path, PackageWriter& writer) {
+    writer.addDescriptor(STDIN_FILENO, path);
+    if (interrupted()) {
+        throw StreamError(ErrorKind::cancelled, "standard input: interrupted");
     }
-    return paths;
 }
 
-void addPayload(const BuildArguments& arguments, const std::string& inputCopy, const std::string& target,
-                PackageWriter& writer) {
-    writer.addTree(arguments.tree, {arguments.prefix, leftOut(arguments.tree, target), arguments.skipSpecial});
+void addPayload(const BuildArguments& arguments, const std::string& target, PackageWriter& writer,
+                Context& context) {
+    stream::TreeOptions options;
+    options.prefix = arguments.prefix;
+    options.skipSpecialFiles = arguments.skipSpecial;
+    options.filter = TreeFilter(arguments.tree, target, writer.control(), context.console);
+    writer.addTree(arguments.tree, options);
     for (const auto& addition : arguments.additions) {
         addAddition(addition, arguments, writer);
     }
     if (arguments.standardInput) {
-        writer.addFile(inputCopy, *arguments.standardInput, {});
+        addStandardInput(*arguments.standardInput, writer);
     }
     for (const auto& mode : arguments.modes) {
         const auto [pattern, digits] = split(mode, mode.rfind('='), "--mode", "GLOB=MODE");
@@ -223,9 +225,9 @@ void addPayload(const BuildArguments& arguments, const std::string& inputCopy, c
 }  // namespace
 
 void fillControl(const BuildArguments& arguments, PackageWriter& writer) {
-    const fs::path inTree = fs::path(arguments.tree) / controlFolder / "control";
+    const fs::path inTree = fs::path(arguments.tree) / kControlDirectory / "control";
     std::string path = arguments.controlFile;
-    if (path.empty() && hasControlFolder(arguments.tree) && fs::exists(fs::symlink_status(inTree))) {
+    if (path.empty() && hasControlDirectory(arguments.tree) && fs::exists(fs::symlink_status(inTree))) {
         path = inTree.string();
         requireFileItself(path);
     }
@@ -241,14 +243,14 @@ void fillControl(const BuildArguments& arguments, PackageWriter& writer) {
     }
 }
 
-void addContents(const BuildArguments& arguments, const std::string& inputCopy, const std::string& target,
-                 PackageWriter& writer) {
-    addPayload(arguments, inputCopy, target, writer);
-    if (hasControlFolder(arguments.tree)) {
-        addControlFolder(fs::path(arguments.tree) / controlFolder, arguments, writer);
+void addContents(const BuildArguments& arguments, const std::string& target, PackageWriter& writer,
+                 Context& context) {
+    addPayload(arguments, target, writer, context);
+    if (hasControlDirectory(arguments.tree)) {
+        addControlDirectory(arguments, writer, context);
     }
     for (const auto& [name, path] : namedScripts(arguments)) {
-        writer.addControlMember(name, readFile(path));
+        addMember(name, readFile(path), writer, context);
     }
     for (const auto& path : arguments.conffiles) {
         writer.addConffile(path);

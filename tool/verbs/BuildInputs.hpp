@@ -3,6 +3,7 @@
 #include <string>
 
 #include "bex/stream/PackageWriter.hpp"
+#include "output/Context.hpp"
 #include "verbs/BuildArguments.hpp"
 
 namespace bex::tool {
@@ -11,9 +12,9 @@ namespace bex::tool {
 /// Throws StreamError or UsageError naming what cannot be used.
 void fillControl(const BuildArguments& arguments, stream::PackageWriter& writer);
 
-/// Adds payload and control members. `inputCopy` is the path of a file that holds standard input where it is to be
-/// added, `target` that of the package: an earlier one that stands in the tree is no payload. Throws as above.
-void addContents(const BuildArguments& arguments, const std::string& inputCopy, const std::string& target,
-                 stream::PackageWriter& writer);
+/// Adds payload and control members, and prints notes about what is left out or unknown. `target` is the path of
+/// the package: an earlier one that stands in the tree is not payload. Throws as above.
+void addContents(const BuildArguments& arguments, const std::string& target, stream::PackageWriter& writer,
+                 Context& context);
 
 }  // namespace bex::tool

@@ -12,6 +12,17 @@ enum class Compression { none, gzip, xz, zstd, bzip2 };
 /// The end of the member's name, as in "data.tar.gz": ".gz", ".xz", ".zst", ".bz2", or "" for none.
 BEX_EXPORT std::string_view suffixOf(Compression compression) noexcept;
 
+/// The levels of a format.
+struct CompressionLevels {
+    int lowest;
+    int highest;
+    int usual;  ///< where none is asked for
+};
+
+/// What levels packages can be written with: gzip 0 to 12 (6), zstd 1 to 19 (3), xz 0 to 9 (6); 0 to 0 (0) where
+/// there is nothing to choose.
+BEX_EXPORT CompressionLevels levelsOf(Compression compression) noexcept;
+
 /// The word for people and options: "gzip", "xz", "zstd", "bzip2", "none".
 BEX_EXPORT std::string_view nameOf(Compression compression) noexcept;
 

@@ -1,39 +1,51 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
+#include "bex/stream/Attributes.hpp"
+#include "bex/stream/ContentReader.hpp"
 #include "bex/stream/ControlParagraph.hpp"
 #include "bex/stream/Entry.hpp"
 #include "bex/stream/Sink.hpp"
+#include "bex/stream/TreeOptions.hpp"
 #include "bex/stream/WriteOptions.hpp"
 
 namespace bex::stream {
 
 class PackageReader;
-class System;
 
-/// Collects what goes into a package, then writes it in one pass over the contents, in memory that depends on
-/// threads and block size and, by some hundred bytes each, on the number of entries.
+/// Collects what goes into a package, then writes it in one pass over the contents. Memory depends on the number
+/// of threads and the block size and, by some hundred bytes each, on the number of entries.
 ///
-/// Paths in the package are taken with or without a leading "/" or "./"; ".." and names with NUL or newline are
+/// Paths in the package are given with or without a leading "/" or "./"; ".." and names with NUL or newline are
 /// refused. Every parent directory gets an entry. Entries are sorted bytewise, "/" before every other byte, so
-/// that a directory is followed by all that is below it; owners are root:root unless kept, symlinks stay symlinks,
-/// a file with several names below one tree is stored once: under the first, the others become hard links.
-/// A directory may be given several times, the last one counts.
-/// Nothing is lost in silence: what cannot be read, vanishes or changes after it was added or while it is read,
-/// sockets, FIFOs and devices, and two sources for one path are errors that name source and reason. Attributes and
-/// targets of symlinks are those at the time of adding; a relative path of a source must lead to it until write()
-/// is through.
+/// that a directory is followed by all that is below it. Owners are root:root unless they are given or kept.
+/// Symlinks below a tree stay symlinks. A file with several names below one tree is stored once, under the first;
+/// the others become hard links. A directory may be given several times, the last one counts.
+///
+/// Nothing is lost in silence. These are errors that name source and reason: what cannot be read, vanishes or
+/// changes after it was added or while it is read; sockets, FIFOs and devices in a tree; two sources for one path.
+/// A source whose status changes while its size, modification time, mode, owner and contents stay, as by a new
+/// hard link to it, has not changed. Attributes and targets of symlinks are those at the time of adding. Relative
+/// source paths must stay valid until write() returns.
+///
+/// Patterns are glob(7) patterns, matched byte by byte in every locale against the whole path without a leading
+/// "./"; "*" and "?" match "/" too. "etc/x", "/etc/x", "./etc/x" and "etc/x/" are the same pattern. One that
+/// equals the path matches it, whatever characters it has.
+///
+/// Contents that can be read only once, such as those of a pipe, are kept in an unnamed file in the directory that
+/// the environment's TMPDIR names, or else in /tmp, until the writer is destroyed.
 ///
 /// Used by one thread at a time; several writers may run in different threads. Movable, not copyable.
 class BEX_EXPORT PackageWriter {
 public:
     PackageWriter();
-    /// The same with the system's calls replaced; for tests.
-    explicit PackageWriter(System& system);
     ~PackageWriter();
     PackageWriter(PackageWriter&&) noexcept;
     PackageWriter& operator=(PackageWriter&&) noexcept;
@@ -42,63 +54,101 @@ public:
     ControlParagraph& control() noexcept;
     const ControlParagraph& control() const noexcept;
 
-    /// Walks the tree now (not the contents of its files); no symlink is followed but `source` itself. The tree's
-    /// root becomes the directory `options.prefix`.
-    /// Throws StreamError (`inputOutput` for what cannot be read, `invalidInput` for what cannot be packaged);
-    /// nothing of the tree is added then.
+    /// Walks the tree now, without reading the contents of its files. No symlink is followed but `source` itself.
+    /// The tree's root becomes the directory `options.prefix` with mode 0755.
+    /// Throws StreamError (`inputOutput` for what cannot be read, `invalidInput` for what cannot be packaged) and
+    /// what the filter throws; nothing of the tree is added then.
     void addTree(const std::string& source, const TreeOptions& options = {});
 
-    /// One regular file or symlink from disk. Throws as addTree().
+    /// One regular file from disk; a symlink under that name is followed. A FIFO, which includes the pipes that
+    /// a shell names "/dev/fd/N", is read to its end now and gets default attributes. Throws as addTree().
     void addFile(const std::string& source, const std::string& path);
-    /// Only the contents of a regular file from disk; mode and time are those given, the owner is root.
+    /// Only the contents of the file; attributes are those given.
     void addFile(const std::string& source, const std::string& path, const Attributes& attributes);
+
+    /// The contents of an open file. A regular file is read by write() from the descriptor's present position on,
+    /// which is not moved; the descriptor must stay open until then. Anything else, such as a pipe, is read to its
+    /// end now. Throws StreamError (`inputOutput`).
+    void addDescriptor(int descriptor, const std::string& path, const Attributes& attributes = {});
+
+    /// Contents of `size` bytes that `read` supplies when write() asks for them, once, and once more for
+    /// WriteOptions::check. write() throws what `read` throws, and StreamError (`inputOutput`) if the contents end
+    /// early.
+    void addContents(std::uint64_t size, ContentReader read, const std::string& path,
+                     const Attributes& attributes = {});
 
     void addBytes(std::string bytes, const std::string& path, const Attributes& attributes = {});
     void addSymlink(const std::string& target, const std::string& path, const Attributes& attributes = {});
-    void addDirectory(const std::string& path, const Attributes& attributes = {0755, {}});
+    void addDirectory(const std::string& path, const Attributes& attributes = {0755});
 
-    /// Sets the permission bits of every file and directory (not of symlinks) whose path, without a leading
-    /// "./", matches the pattern (glob(7), byte by byte in every locale, "*" matches "/" too), whatever the mode
-    /// on disk. A later call wins over an earlier one. A file with several names takes the last rule that matches
-    /// any.
+    /// A further name, `path`, of the regular file that the package has as `target`, added before or after. It has
+    /// the file's attributes and contents. write() throws StreamError (`invalidInput`) if there is no such file.
+    void addHardlink(const std::string& target, const std::string& path);
+
+    /// Adds the entries that the reader has not returned yet, in one pass, with their attributes, owners, links
+    /// and contents, except those for which `filter` returns false. Contents are unpacked into the writer's
+    /// temporary file: it needs as much space as they do. Returns how many entries were added.
+    /// Throws what the reader throws and StreamError (`invalidInput`) for devices and FIFOs; no entry is added
+    /// then.
+    std::uint64_t add(PackageReader& package, const std::function<bool(const Entry&)>& filter = nullptr);
+    /// Copies the control paragraph and every other control member: "conffiles" line by line, "md5sums" not at
+    /// all, since write() makes it. Throws as addControlMember() and addConffiles().
+    void addControl(const PackageReader& package);
+
+    /// Sets the permission bits of every file and directory, but of no symlink, whose path matches the pattern,
+    /// wherever they come from. A later call wins over an earlier one. A file with several names gets the mode of
+    /// the last rule that matches any of them. write() throws StreamError (`invalidInput`) for a pattern that
+    /// matches no file or directory.
     void setMode(const std::string& pattern, std::uint32_t mode);
 
     /// A maintainer script ("preinst", "postinst", "prerm", "postrm", "config"), stored with mode 0755, or any
     /// further control member ("triggers", "shlibs", "templates", ...), stored with mode 0644.
-    /// Throws StreamError (`invalidInput`) for a name that is given twice, that is no plain file name, or that
+    /// Throws StreamError (`invalidInput`) for a name that is given twice, that is not a plain file name, or that
     /// the writer makes itself ("control", "conffiles"; "md5sums" unless write() is told not to make it).
     void addControlMember(const std::string& name, std::string contents);
 
-    /// Marks a file of the payload as configuration. write() refuses one that is no regular file of the payload.
+    /// Marks a file of the payload as configuration. write() refuses a path that is not a regular file of the
+    /// payload.
     void addConffile(const std::string& path);
     /// Marks a configuration file that earlier versions had and that dpkg is to remove (deb-conffiles(5),
-    /// "remove-on-upgrade"). write() refuses one that the payload has.
+    /// "remove-on-upgrade"). write() refuses a path that the payload has.
     void addRemovedConffile(const std::string& path);
 
+    /// Marks everything that the text of a control member "conffiles" lists, deb-conffiles(5). Blanks at the ends
+    /// of lines and empty lines are dropped, and relative paths become absolute.
+    void addConffiles(std::string_view text);
+
     /// What the payload will hold, in order, with final owners, modes and times. Cost: one sort of the entries.
-    /// Throws StreamError (`invalidInput`) for two sources of one path, and for a file where a directory is
-    /// needed.
+    /// Throws StreamError (`invalidInput`) for what no package can hold: two sources of one path, a file where a
+    /// directory is needed, a hard link, a conffile or a mode's pattern without a file.
     std::vector<Entry> plan(const WriteOptions& options = {}) const;
 
-    /// Writes the package to `path`, as AtomicFile promises: on any failure, cancellation included, the target
-    /// is what it was and nothing else is left. Throws StreamError: `invalidInput` with every fault of the
-    /// control paragraph before anything is opened, for options that the compression does not know, and for a
-    /// member over the 9999999999 bytes that ar can tell (before anything is written where compression can't make
-    /// it smaller, else as soon as it is over); `cancelled`; else as above.
+    /// Writes the package to `path`, which holds the old file until the new one is complete: the bytes go to an
+    /// unnamed file in the same directory, which is synced and renamed over the target. On any error, cancellation
+    /// included, the target is what it was and nothing else is left. A symlink under that name is replaced itself.
+    /// Needs as much space there as the package, and twice as much where the file system cannot punch holes into
+    /// files.
+    ///
+    /// Throws StreamError: `invalidInput` with every fault of the control paragraph before anything is opened, as
+    /// plan(), for options that the compression does not have, for a control member that dpkg would refuse
+    /// ("triggers" that it cannot parse, a script whose first line ends with a carriage return), and for a member
+    /// over the 9999999999 bytes that ar can tell (before anything is written where compression cannot make it
+    /// smaller, else as soon as it is over); `damaged` naming the first entry or control member that
+    /// WriteOptions::check finds to differ; `cancelled`; else as above.
     WriteResult write(const std::string& path, const WriteOptions& options = {}) const;
 
-    /// Writes the package to `out`, front to back; where that has to be made permanent, it is left to the caller.
-    /// `temporaryFolder` takes the compressed payload, unnamed, until its length is known. Throws as above and
-    /// whatever `out` throws.
-    WriteResult write(Sink& out, const std::string& temporaryFolder, const WriteOptions& options = {}) const;
-
-    /// Holds a package that was just written against what was meant to be written: every entry of the payload
-    /// with its attributes, and every file's bytes, which are read from their sources once more.
-    /// Throws StreamError: `damaged` naming the first entry that differs; what the reader and the sources throw.
-    void compare(PackageReader& package, const WriteOptions& options = {}) const;
+    /// Writes the package to `out`, front to back; syncing `out` is the caller's task. `temporaryDirectory` is for
+    /// an unnamed file with the compressed payload until its length is known; "": as for contents. Throws as above
+    /// and whatever `out` throws.
+    WriteResult write(Sink& out, const std::string& temporaryDirectory, const WriteOptions& options = {}) const;
 
 private:
+    friend struct WriterAccess;
     class Contents;
+
+    explicit PackageWriter(std::unique_ptr<Contents> contents);
+    void addEntry(const Entry& entry, PackageReader& package);
+
     std::unique_ptr<Contents> contents_;
 };
 

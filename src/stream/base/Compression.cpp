@@ -1,25 +1,27 @@
 #include "bex/stream/Compression.hpp"
 
 namespace bex::stream {
+
 namespace {
 
-struct Names {
+struct Format {
     std::string_view suffix;
     std::string_view name;
+    CompressionLevels levels;
 };
 
-Names namesOf(Compression compression) noexcept {
+Format formatOf(Compression compression) noexcept {
     switch (compression) {
         case Compression::none:
-            return {"", "none"};
+            return {"", "none", {0, 0, 0}};
         case Compression::gzip:
-            return {".gz", "gzip"};
+            return {".gz", "gzip", {0, 12, 6}};
         case Compression::xz:
-            return {".xz", "xz"};
+            return {".xz", "xz", {0, 9, 6}};
         case Compression::zstd:
-            return {".zst", "zstd"};
+            return {".zst", "zstd", {1, 19, 3}};
         case Compression::bzip2:
-            return {".bz2", "bzip2"};
+            return {".bz2", "bzip2", {0, 0, 0}};
     }
     return {};
 }
@@ -27,11 +29,15 @@ Names namesOf(Compression compression) noexcept {
 }  // namespace
 
 std::string_view suffixOf(Compression compression) noexcept {
-    return namesOf(compression).suffix;
+    return formatOf(compression).suffix;
 }
 
 std::string_view nameOf(Compression compression) noexcept {
-    return namesOf(compression).name;
+    return formatOf(compression).name;
+}
+
+CompressionLevels levelsOf(Compression compression) noexcept {
+    return formatOf(compression).levels;
 }
 
 }  // namespace bex::stream

@@ -15,21 +15,6 @@ StreamError invalid(const std::string& reason) {
     return invalidInput("", reason);
 }
 
-void checkLevel(const CompressionSettings& settings, int lowest, int highest) {
-    if (settings.level < lowest || settings.level > highest) {
-        throw invalid("compression level " + std::to_string(settings.level) + ": " +
-                      std::string(nameOf(settings.compression)) + " has levels " + std::to_string(lowest) +
-                      " to " + std::to_string(highest));
-    }
-}
-
-void checkBlockBytes(std::size_t bytes) {
-    if (bytes == 0 || bytes > kMaximumBlockBytes) {
-        throw invalid("compression blocks of " + std::to_string(bytes) + " bytes: must be 1 to " +
-                      std::to_string(kMaximumBlockBytes));
-    }
-}
-
 class PlainEncoder final : public Encoder {
 public:
     explicit PlainEncoder(Sink& out) : out_(out) {}
@@ -41,26 +26,46 @@ private:
 };
 
 std::unique_ptr<Encoder> makeEncoder(Sink& out, const CompressionSettings& settings) {
+    checkSettings(settings);
     switch (settings.compression) {
         case Compression::none:
             return std::make_unique<PlainEncoder>(out);
         case Compression::gzip:
-            checkLevel(settings, 0, 12);
-            checkBlockBytes(settings.blockBytes);
             return makeBlockEncoder(out, settings);
         case Compression::zstd:
-            checkLevel(settings, 1, 19);
             return makeZstdEncoder(out, settings);
         case Compression::xz:
-            checkLevel(settings, 0, 9);
             return makeXzEncoder(out, settings);
         case Compression::bzip2:
-            break;
+            break;  // refused by checkSettings()
     }
-    throw invalid("compression " + std::string(nameOf(settings.compression)) + " is read, not written");
+    return nullptr;
+}
+
+void checkLevel(const CompressionSettings& settings) {
+    const CompressionLevels levels = levelsOf(settings.compression);
+    if (settings.level < levels.lowest || settings.level > levels.highest) {
+        throw invalid("compression level " + std::to_string(settings.level) + ": " +
+                      std::string(nameOf(settings.compression)) + " has levels " + std::to_string(levels.lowest) +
+                      " to " + std::to_string(levels.highest));
+    }
 }
 
 }  // namespace
+
+void checkSettings(const CompressionSettings& settings) {
+    if (settings.compression == Compression::bzip2) {
+        throw invalid("compression bzip2 is read, not written");
+    }
+    if (settings.compression != Compression::none) {
+        checkLevel(settings);
+    }
+    if (settings.compression == Compression::gzip &&
+        (settings.blockBytes == 0 || settings.blockBytes > kMaximumBlockBytes)) {
+        throw invalid("compression blocks of " + std::to_string(settings.blockBytes) + " bytes: must be 1 to " +
+                      std::to_string(kMaximumBlockBytes));
+    }
+}
 
 class CompressingSink::Stage {
 public:

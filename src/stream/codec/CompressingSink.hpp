@@ -11,10 +11,13 @@ namespace bex::stream {
 
 struct CompressionSettings {
     Compression compression = Compression::gzip;
-    int level = 6;
+    int level = levelsOf(Compression::gzip).usual;
     unsigned threads = 1;                           ///< at least 1; the bytes do not depend on it
     std::size_t blockBytes = std::size_t{1} << 20;  ///< uncompressed, of gzip
 };
+
+/// Throws StreamError (`invalidInput`) for settings that the format does not have.
+void checkSettings(const CompressionSettings& settings);
 
 /// Compresses what is written to it and writes the result to another sink, in order, on the writing thread.
 /// gzip: each block becomes one member with its length in an extra field, and what is noise is stored; the members
@@ -27,7 +30,7 @@ struct CompressionSettings {
 /// xz what liblzma needs, held to 1 GiB by using fewer threads.
 class CompressingSink : public Sink {
 public:
-    /// `out` must outlive this. Throws StreamError (`invalidInput`) for settings that the format does not know.
+    /// `out` must outlive this. Throws as checkSettings().
     CompressingSink(Sink& out, const CompressionSettings& settings);
     ~CompressingSink() override;
 

@@ -2,13 +2,12 @@
 
 #include <optional>
 #include <string_view>
+#include "stream/ar/FormatVersion.hpp"
 #include "stream/base/Place.hpp"
 
 namespace bex::stream {
 
 namespace {
-
-constexpr std::string_view kFormatVersion = "debian-binary";
 
 /// What follows "control.tar" or "data.tar" in a name that is one of these with a suffix or none.
 std::optional<std::string_view> suffixAfter(std::string_view name, std::string_view stem) {
@@ -56,7 +55,7 @@ MemberRole MemberOrder::place(Member& member) {
 }
 
 MemberRole MemberOrder::roleOf(Member& member) const {
-    if (member.name == kFormatVersion) {
+    if (member.name == kFormatVersionMember) {
         return MemberRole::formatVersion;
     }
     MemberRole role = MemberRole::control;
@@ -79,7 +78,7 @@ MemberRole MemberOrder::roleOf(Member& member) const {
 }
 
 void MemberOrder::checkFirst(const Member& member) const {
-    if (member.name != kFormatVersion) {
+    if (member.name != kFormatVersionMember) {
         place_.in(member.name)
             .refuse(ErrorKind::damaged, "member-order", "stands first, where \"debian-binary\" has to be");
     }
@@ -128,7 +127,7 @@ void MemberOrder::checkUnknown(const Member& member) const {
 }
 
 void MemberOrder::end() const {
-    if (names_.count(std::string(kFormatVersion)) == 0) {
+    if (names_.count(std::string(kFormatVersionMember)) == 0) {
         place_.fail(ErrorKind::damaged, "member-missing", "no member \"debian-binary\"");
     }
     if (control_.empty() || data_.empty()) {

@@ -11,16 +11,11 @@
 
 namespace bex::stream {
 
-namespace {
-
-/// How much may come out of a data member of that size.
 std::uint64_t payloadLimit(const Limits& limits, std::uint64_t memberBytes) {
     const std::uint64_t most = std::numeric_limits<std::uint64_t>::max();
     const bool overflows = limits.expansionRatio != 0 && memberBytes > most / limits.expansionRatio;
     return std::max(limits.expansionFreeBytes, overflows ? most : memberBytes * limits.expansionRatio);
 }
-
-}  // namespace
 
 PackageStream::PackageStream(OpenInput input, const Place& place, const ReadOptions& options)
     : options_(options), place_(place), members_(std::move(input), place_), progress_(options_.progress) {}

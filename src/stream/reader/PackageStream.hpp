@@ -17,6 +17,9 @@
 
 namespace bex::stream {
 
+/// How many bytes may come out of a data member of that size.
+std::uint64_t payloadLimit(const Limits& limits, std::uint64_t memberBytes);
+
 /// Reads a package from front to back: structure, then control archive, then payload. PackageReader and verify()
 /// call these steps; they differ in what they do with an error.
 class PackageStream {

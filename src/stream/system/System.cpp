@@ -60,6 +60,14 @@ ssize_t System::write(int descriptor, const void* data, std::size_t size) {
     return repeatInterrupted([&] { return ::write(descriptor, data, size); });
 }
 
+off_t System::lseek(int descriptor, off_t offset, int whence) {
+    return ::lseek(descriptor, offset, whence);
+}
+
+int System::fallocate(int descriptor, int mode, off_t offset, off_t size) {
+    return repeatInterrupted([&] { return ::fallocate(descriptor, mode, offset, size); });
+}
+
 int System::fsync(int descriptor) {
     return repeatInterrupted([&] { return ::fsync(descriptor); });
 }

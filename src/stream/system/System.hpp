@@ -28,6 +28,8 @@ public:
     virtual ssize_t read(int descriptor, void* buffer, std::size_t size);
     virtual ssize_t pread(int descriptor, void* buffer, std::size_t size, off_t offset);
     virtual ssize_t write(int descriptor, const void* data, std::size_t size);
+    virtual off_t lseek(int descriptor, off_t offset, int whence);
+    virtual int fallocate(int descriptor, int mode, off_t offset, off_t size);
     virtual int fsync(int descriptor);
     virtual int fstat(int descriptor, struct stat* result);
     virtual int fstatat(int folder, const char* path, struct stat* result, int flags);

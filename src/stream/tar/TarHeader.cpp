@@ -136,6 +136,8 @@ TarHeader parseTarHeader(std::string_view block, const Place& place) {
     if (magic != kPosixMagic && magic != kGnuMagic && !isV7) {
         failField(kMagic, magic, place);
     }
+    checkDeviceNumber(kDeviceMajor, block, place);
+    checkDeviceNumber(kDeviceMinor, block, place);
     TarHeader header;
     header.uid = unsignedIn(kUid, block, place);
     header.gid = unsignedIn(kGid, block, place);
@@ -156,8 +158,6 @@ TarHeader parseTarHeader(std::string_view block, const Place& place) {
         checkNoSparseMap(block, place);
     }
     if (!isV7) {
-        checkDeviceNumber(kDeviceMajor, block, place);
-        checkDeviceNumber(kDeviceMinor, block, place);
         header.owner = beforeNul(kOwnerName.in(block));
         header.group = beforeNul(kGroupName.in(block));
     }

@@ -1,8 +1,21 @@
 #include "stream/writer/Collection.hpp"
 
 #include <algorithm>
+#include <utility>
 
 namespace bex::stream {
+
+std::optional<std::int64_t> SourceEntry::time() const noexcept {
+    if (given != nullptr) {
+        return given->mtime;
+    }
+    return hasTime ? std::optional(mtime) : std::nullopt;
+}
+
+std::uint32_t Collection::addOrigin(Origin origin) {
+    origins.push_back(std::move(origin));
+    return static_cast<std::uint32_t>(origins.size() - 1);
+}
 
 std::string_view Collection::relativePath(const SourceEntry& entry) const noexcept {
     const std::string& prefix = origins[entry.origin].prefix;
@@ -24,7 +37,17 @@ std::string Collection::sourcePath(const SourceEntry& entry) const {
 }
 
 std::string Collection::sourceName(const SourceEntry& entry) const {
-    return entry.isFromDisk() ? sourcePath(entry) : "what was added from memory";
+    if (entry.isFromDisk) {
+        return sourcePath(entry);
+    }
+    return entry.origin == SourceEntry::kNoOrigin ? "what was added from memory" : origins[entry.origin].source;
+}
+
+Rollback::~Rollback() {
+    if (!kept_) {
+        collection_.entries.resize(entries_);
+        collection_.origins.resize(origins_);
+    }
 }
 
 }  // namespace bex::stream

@@ -13,20 +13,24 @@
 #include <string_view>
 #include <vector>
 
+#include "bex/stream/Attributes.hpp"
+#include "bex/stream/ContentReader.hpp"
 #include "bex/stream/ControlParagraph.hpp"
 #include "bex/stream/Entry.hpp"
-#include "bex/stream/WriteOptions.hpp"
 
 namespace bex::stream {
 
 /// One thing to be packaged, as it was found or given. There may be a million of them.
 struct SourceEntry {
-    static constexpr std::uint32_t kNotFromDisk = std::numeric_limits<std::uint32_t>::max();
+    static constexpr std::uint32_t kNoOrigin = std::numeric_limits<std::uint32_t>::max();
 
-    std::string path;                         ///< in the package, plain; "" is the root
-    std::unique_ptr<const std::string> data;  ///< a symlink's target, or the bytes of a file that is in memory
-    std::unique_ptr<const Attributes> given;  ///< instead of a file's own, which still tell whether it changed
-    std::uint64_t size = 0;                   ///< bytes of content, or of a symlink's target
+    std::string path;  ///< in the package, plain; "" is the root
+    /// A symlink's target, the plain path that a hard link leads to, or the bytes of a file that is in memory.
+    std::unique_ptr<const std::string> data;
+    std::unique_ptr<const ContentReader> reader;  ///< of a file that is neither in memory nor on disk
+    /// Instead of the entry's own attributes. Those on disk are still needed to notice that the file changed.
+    std::unique_ptr<const Attributes> given;
+    std::uint64_t size = 0;  ///< bytes of content, or of a symlink's target
     dev_t device = 0;
     ino_t inode = 0;
     std::int64_t mtime = 0;
@@ -34,23 +38,23 @@ struct SourceEntry {
     std::uint32_t mode = 0755;  ///< permission bits only
     uid_t uid = 0;
     gid_t gid = 0;
-    std::uint32_t origin = kNotFromDisk;  ///< in Collection::origins
+    std::uint32_t origin = kNoOrigin;  ///< in Collection::origins
     EntryType type = EntryType::directory;
     bool hasTime = false;
-    bool hasLinks = false;  ///< the file has several names on disk
+    bool hasLinks = false;    ///< the file has several names on disk
+    bool isFromDisk = false;  ///< and is found there again by its origin
 
-    bool isFromDisk() const noexcept { return origin != kNotFromDisk; }
-    /// The time that the package is to tell, where there is one.
-    std::optional<std::int64_t> time() const noexcept {
-        return given != nullptr ? given->mtime : hasTime ? std::optional(mtime) : std::nullopt;
-    }
+    /// The time that the package is to store, where there is one.
+    std::optional<std::int64_t> time() const noexcept;
 };
 
-/// A tree, or a single file, on disk.
+/// Where entries come from: a tree, a single file, an open descriptor, or, for messages alone, something else.
 struct Origin {
     std::string source;
-    std::string prefix;  ///< where the tree's root stands in the package, plain
+    std::string prefix;  ///< where a tree's root stands in the package, plain
     bool singleFile = false;
+    int descriptor = -1;  ///< the caller's; that of a single file that has no path
+    off_t offset = 0;     ///< where its contents begin
 };
 
 struct ModeRule {
@@ -66,9 +70,12 @@ struct Collection {
     std::vector<ModeRule> modes;                        ///< a later one wins
     std::map<std::string, std::string> controlMembers;  ///< contents by name
     std::vector<std::string> conffiles;                 ///< plain paths
-    std::vector<std::string> removedConffiles;          ///< plain paths of what the package has no more
+    std::vector<std::string> removedConffiles;          ///< plain paths of what the package no longer has
 
-    /// What is left of the path of an entry of a tree behind the tree's prefix; "" for the tree's root.
+    /// Adds the origin and returns its index.
+    std::uint32_t addOrigin(Origin origin);
+
+    /// The path of an entry of a tree relative to the tree; "" for the tree's root.
     std::string_view relativePath(const SourceEntry& entry) const noexcept;
 
     /// Where the entry stands on disk, as the caller named its tree. Only for what is from disk.
@@ -76,6 +83,23 @@ struct Collection {
 
     /// The source for messages, as it is: its path, or words for bytes from memory.
     std::string sourceName(const SourceEntry& entry) const;
+};
+
+/// Removes the entries and origins that were added in its life, unless keep() is called.
+class Rollback {
+public:
+    explicit Rollback(Collection& collection)
+        : collection_(collection), entries_(collection.entries.size()), origins_(collection.origins.size()) {}
+    ~Rollback();
+    Rollback(const Rollback&) = delete;
+    Rollback& operator=(const Rollback&) = delete;
+    void keep() noexcept { kept_ = true; }
+
+private:
+    Collection& collection_;
+    std::size_t entries_;
+    std::size_t origins_;
+    bool kept_ = false;
 };
 
 }  // namespace bex::stream

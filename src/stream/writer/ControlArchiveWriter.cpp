@@ -32,6 +32,12 @@ Entry entryOf(std::string_view name, EntryType type, std::uint32_t mode, std::in
 
 }  // namespace
 
+Entry controlEntryOf(std::string_view name, std::size_t size, std::int64_t mtime) {
+    Entry entry = entryOf(name, EntryType::file, isMaintainerScript(name) ? 0755 : 0644, mtime);
+    entry.size = size;
+    return entry;
+}
+
 std::string makeControlArchive(const std::map<std::string, std::string>& files, std::int64_t mtime,
                                const CompressionSettings& settings) {
     StringSink archive;
@@ -39,9 +45,7 @@ std::string makeControlArchive(const std::map<std::string, std::string>& files, 
     TarWriter tar(compressed);
     tar.begin(entryOf("", EntryType::directory, 0755, mtime));
     for (const auto& [name, contents] : files) {
-        Entry entry = entryOf(name, EntryType::file, isMaintainerScript(name) ? 0755 : 0644, mtime);
-        entry.size = contents.size();
-        tar.begin(entry);
+        tar.begin(controlEntryOf(name, contents.size(), mtime));
         tar.write(contents.data(), contents.size());
     }
     tar.finish();

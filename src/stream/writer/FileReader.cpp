@@ -20,24 +20,28 @@ bool sameTime(const struct timespec& left, const struct timespec& right) noexcep
     return left.tv_sec == right.tv_sec && left.tv_nsec == right.tv_nsec;
 }
 
-/// What is different from when the file was found; null when nothing is.
-const char* differenceOf(const SourceEntry& file, const struct stat& now) noexcept {
+/// What is different from when the file was found, whose contents begin at `offset`; null when nothing is.
+const char* differenceOf(const SourceEntry& file, off_t offset, const struct stat& now) noexcept {
     if (!S_ISREG(now.st_mode)) {  // guard: sources that become links
-        return "is no regular file any more";
+        return "is no longer a regular file";
     }
     // With device and inode the same it does not matter which directories led here.
     if (now.st_dev != file.device || now.st_ino != file.inode) {  // guard: sources that were replaced
         return "was replaced after it was listed";
     }
     const auto size = static_cast<std::uint64_t>(now.st_size);
-    if (size != file.size) {
-        return size < file.size ? "shrank after it was listed" : "grew after it was listed";
+    const std::uint64_t listed = static_cast<std::uint64_t>(offset) + file.size;
+    if (size != listed) {
+        return size < listed ? "shrank after it was listed" : "grew after it was listed";
     }
     // guard: sources with another time
     if (!sameTime(now.st_mtim, {file.mtime, static_cast<long>(file.mtimeNanoseconds)})) {
         return "changed after it was listed";
     }
-    return (now.st_mode & 07777) != file.mode ? "changed its mode after it was listed" : nullptr;
+    if ((now.st_mode & 07777) != file.mode) {
+        return "changed its mode after it was listed";
+    }
+    return now.st_uid != file.uid || now.st_gid != file.gid ? "changed its owner after it was listed" : nullptr;
 }
 
 }  // namespace
@@ -45,58 +49,124 @@ const char* differenceOf(const SourceEntry& file, const struct stat& now) noexce
 FileReader::FileReader(const Collection& collection, System& system)
     : collection_(collection), system_(system), buffer_(kBufferBytes) {}
 
-void FileReader::read(const SourceEntry& file, const Consumer& consume) {
-    if (file.isFromDisk()) {
-        readFromDisk(file, consume);
+void FileReader::read(const SourceEntry& file, const Consumer& consume, Md5* sum) {
+    const Consumer take = [&](std::string_view piece) {
+        if (sum != nullptr) {
+            sum->update(piece.data(), piece.size());
+        }
+        consume(piece);
+    };
+    if (file.isFromDisk) {
+        readFromDisk(file, take, sum);
+    } else if (file.reader != nullptr) {
+        readFromReader(file, take);
     } else {
-        consume(*file.data);
+        readFromMemory(file, take);
     }
 }
 
-void FileReader::readFromDisk(const SourceEntry& file, const Consumer& consume) {
+/// In pieces as well: between two of them progress is reported, and the caller may cancel.
+void FileReader::readFromMemory(const SourceEntry& file, const Consumer& consume) const {
+    for (std::string_view left = *file.data; !left.empty();) {
+        const std::string_view piece = left.substr(0, kBufferBytes);
+        consume(piece);
+        left.remove_prefix(piece.size());
+    }
+}
+
+void FileReader::readFromReader(const SourceEntry& file, const Consumer& consume) {
+    for (std::uint64_t offset = 0; offset < file.size;) {
+        const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(file.size - offset, buffer_.size()));
+        const std::size_t count = (*file.reader)(offset, buffer_.data(), wanted);
+        const Place place = Place(collection_.sourceName(file)).at(file.path);
+        if (count == 0) {
+            place.fail(ErrorKind::inputOutput, "source-changed",
+                       "its contents end after " + std::to_string(offset) + " of " + std::to_string(file.size) +
+                           " bytes");
+        }
+        if (count > wanted) {
+            place.fail(ErrorKind::invalidInput, codeOf(ErrorKind::invalidInput),
+                       "its reader returned more bytes than it was asked for");
+        }
+        consume({buffer_.data(), count});
+        offset += count;
+    }
+}
+
+Descriptor FileReader::open(const SourceEntry& file) {
     // A FIFO that took the file's place must not block the open.
-    constexpr int flags = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
+    constexpr int flags = O_RDONLY | O_NONBLOCK | O_CLOEXEC;
     const Origin& origin = collection_.origins[file.origin];
-    const Descriptor opened = origin.singleFile
-                                  ? Descriptor(system_.openat(AT_FDCWD, origin.source.c_str(), flags, 0), system_)
-                                  : openLongPath(system_, folderOf(file), collection_.relativePath(file), flags);
+    // A single file may be named by a symlink: device and inode tell whether it still leads to what was listed.
+    return origin.singleFile ? Descriptor(system_.openat(AT_FDCWD, origin.source.c_str(), flags, 0), system_)
+                             : openLongPath(system_, treeOf(file), collection_.relativePath(file), flags);
+}
+
+void FileReader::readFromDisk(const SourceEntry& file, const Consumer& consume, Md5* sum) {
+    const Origin& origin = collection_.origins[file.origin];
+    if (origin.descriptor >= 0) {
+        readOpened(origin.descriptor, file, consume, sum);
+        return;
+    }
+    const Descriptor opened = open(file);
     if (!opened) {
         const int reason = errno;
-        if (reason == ELOOP) {  // what O_NOFOLLOW says of a symlink
-            fail(file, "is no regular file any more");
+        if (reason == ELOOP) {  // what O_NOFOLLOW reports about a symlink
+            fail(file, "is no longer a regular file");
         }
         failCall(file, "open it", reason);
     }
-    const struct stat before = statusOf(opened.get(), file);
-    if (const char* difference = differenceOf(file, before)) {
+    readOpened(opened.get(), file, consume, sum);
+}
+
+void FileReader::readOpened(int descriptor, const SourceEntry& file, const Consumer& consume, Md5* sum) {
+    const off_t offset = collection_.origins[file.origin].offset;
+    const struct stat before = statusOf(descriptor, file);
+    if (const char* difference = differenceOf(file, offset, before)) {
         fail(file, difference);
     }
-    readExactly(opened.get(), file, consume);
-    const struct stat after = statusOf(opened.get(), file);
-    // The change time tells of what the others can be set back to hide.
-    // guard: sources that change while they are read
-    if (differenceOf(file, after) != nullptr || !sameTime(before.st_ctim, after.st_ctim)) {
+    readExactly(descriptor, file, consume);
+    const struct stat after = statusOf(descriptor, file);
+    if (differenceOf(file, offset, after) != nullptr) {  // guard: sources that change while they are read
+        fail(file, "changed while it was read");
+    }
+    // The change time shows what the others can be set back to hide. It also changes when the file gets another
+    // name, so that only the contents can tell.
+    // guard: sources that change in secret
+    if (sum != nullptr && !sameTime(before.st_ctim, after.st_ctim)) {
+        requireSameContents(descriptor, file, *sum);
+    }
+}
+
+void FileReader::requireSameContents(int descriptor, const SourceEntry& file, const Md5& sum) {
+    Md5 again;
+    readExactly(descriptor, file, [&again](std::string_view piece) { again.update(piece.data(), piece.size()); });
+    const off_t offset = collection_.origins[file.origin].offset;
+    if (again.hexDigest() != sum.hexDigest() ||
+        differenceOf(file, offset, statusOf(descriptor, file)) != nullptr) {
         fail(file, "changed while it was read");
     }
 }
 
 void FileReader::readExactly(int descriptor, const SourceEntry& file, const Consumer& consume) {
-    for (std::uint64_t left = file.size; left > 0;) {
-        const std::size_t wanted = static_cast<std::size_t>(std::min<std::uint64_t>(left, buffer_.size()));
-        const std::size_t size = readSome(descriptor, file, wanted);
+    const auto begin = static_cast<std::uint64_t>(collection_.origins[file.origin].offset);
+    const std::uint64_t end = begin + file.size;
+    for (std::uint64_t offset = begin; offset < end;) {
+        const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(end - offset, buffer_.size()));
+        const std::size_t size = readSome(descriptor, file, offset, wanted);
         if (size == 0) {
             fail(file, "shrank while it was read");
         }
         consume({buffer_.data(), size});
-        left -= size;
+        offset += size;
     }
-    if (readSome(descriptor, file, 1) != 0) {  // guard: sources that grow while they are read
+    if (readSome(descriptor, file, end, 1) != 0) {  // guard: sources that grow while they are read
         fail(file, "grew while it was read");
     }
 }
 
-std::size_t FileReader::readSome(int descriptor, const SourceEntry& file, std::size_t size) {
-    const ssize_t count = system_.read(descriptor, buffer_.data(), size);
+std::size_t FileReader::readSome(int descriptor, const SourceEntry& file, std::uint64_t offset, std::size_t size) {
+    const ssize_t count = system_.pread(descriptor, buffer_.data(), size, static_cast<off_t>(offset));
     if (count < 0) {
         failCall(file, "read it", errno);
     }
@@ -112,7 +182,7 @@ struct stat FileReader::statusOf(int descriptor, const SourceEntry& file) {
 }
 
 void FileReader::checkName(const SourceEntry& file) {
-    const Descriptor opened = openLongPath(system_, folderOf(file), collection_.relativePath(file), O_PATH);
+    const Descriptor opened = openLongPath(system_, treeOf(file), collection_.relativePath(file), O_PATH);
     if (!opened) {
         failCall(file, "open it", errno);
     }
@@ -122,7 +192,7 @@ void FileReader::checkName(const SourceEntry& file) {
     }
 }
 
-int FileReader::folderOf(const SourceEntry& file) {
+int FileReader::treeOf(const SourceEntry& file) {
     if (rootOrigin_ != file.origin) {
         const std::string& source = collection_.origins[file.origin].source;
         root_ = Descriptor(system_.openat(AT_FDCWD, source.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC, 0), system_);

@@ -2,28 +2,31 @@
 
 #include <algorithm>
 #include <iterator>
+#include <limits>
 #include <string_view>
 #include <utility>
-#include <vector>
 
 #include "stream/ar/ArWriter.hpp"
+#include "stream/ar/FormatVersion.hpp"
 #include "stream/base/Place.hpp"
-#include "stream/base/ProgressMeter.hpp"
 #include "stream/base/WorkPool.hpp"
+#include "stream/control/Conffiles.hpp"
+#include "stream/control/MaintainerScript.hpp"
+#include "stream/control/Triggers.hpp"
+#include "stream/reader/PackageStream.hpp"
+#include "stream/system/AtomicFile.hpp"
+#include "stream/writer/Comparison.hpp"
+#include "stream/writer/ContentStore.hpp"
 #include "stream/writer/ControlArchiveWriter.hpp"
-#include "stream/writer/FileReader.hpp"
+#include "stream/writer/Notes.hpp"
 #include "stream/writer/PayloadWriter.hpp"
+#include "stream/writer/Spool.hpp"
 
 namespace bex::stream {
 
 namespace {
 
-constexpr std::string_view kFormatVersionText = "2.0\n";
 constexpr const char* kMandatoryFields[] = {"Package", "Version", "Architecture", "Maintainer", "Description"};
-
-int defaultLevelOf(Compression compression) noexcept {
-    return compression == Compression::zstd ? 3 : 6;
-}
 
 /// Throws with all faults of the control paragraph.
 const Collection& requireSoundControl(const Collection& collection) {
@@ -40,17 +43,74 @@ const Collection& requireSoundControl(const Collection& collection) {
     return collection;
 }
 
+/// The check reads what this very process wrote: whatever that asks for is meant.
+Limits withoutLimits() {
+    constexpr std::uint64_t most = std::numeric_limits<std::uint64_t>::max();
+    Limits limits;
+    limits.controlBytes = most;
+    limits.md5sumsBytes = most;
+    limits.nameBytes = std::size_t{1} << 20;  // more is refused whatever this says
+    limits.expansionFreeBytes = most;
+    limits.xzMemoryBytes = most;
+    limits.entries = most;
+    return limits;
+}
+
+/// Counts what goes through.
+class CountingSink : public Sink {
+public:
+    explicit CountingSink(Sink& out) : out_(out) {}
+    void write(const char* data, std::size_t size) override {
+        bytes_ += size;
+        out_.write(data, size);
+    }
+    std::uint64_t bytes() const noexcept { return bytes_; }
+
+private:
+    Sink& out_;
+    std::uint64_t bytes_ = 0;
+};
+
 }  // namespace
 
 PackageBuild::PackageBuild(const Collection& collection, const WriteOptions& options, System& system)
     : collection_(requireSoundControl(collection)),
       options_(options),
       system_(system),
-      plan_(collection, options) {
+      plan_(collection, options),
+      reader_(collection, system),
+      meter_(options.progress, plan_.contentBytes() * (options.check ? 2 : 1)) {
     if (options.md5sums && collection.controlMembers.count("md5sums") != 0) {
         throw invalidInput("md5sums", "given as a control member; pass --no-md5sums to keep it");
     }
+    checkSettings(settings());
     requireFits();
+    checkControlMembers();
+    showEntries();
+}
+
+/// What dpkg would refuse is not written; what it only dislikes becomes a note.
+void PackageBuild::take(const std::string& member, const std::vector<Oddity>& oddities) {
+    for (const Oddity& oddity : oddities) {
+        ErrorRecord record = Place("").at(member).record(ErrorKind::invalidInput, oddity.code, oddity.reason);
+        if (oddity.severity == Severity::error) {
+            throw StreamError(std::move(record));
+        }
+        result_.notes.emplace_back(Severity::warning, std::move(record));
+    }
+}
+
+void PackageBuild::checkControlMembers() {
+    for (const auto& [name, contents] : collection_.controlMembers) {
+        if (name == "triggers") {
+            take(name, triggersOddities(contents));
+        } else if (isMaintainerScript(name)) {
+            if (const auto oddity = maintainerScriptOddity(contents)) {
+                take(name, {*oddity});
+            }
+        }
+    }
+    take("conffiles", readConffiles(conffiles()).oddities);
 }
 
 /// Nothing that stores without compressing makes the payload smaller: too much is known at once.
@@ -62,38 +122,96 @@ void PackageBuild::requireFits() const {
     }
 }
 
-WriteResult PackageBuild::writeTo(Sink& out, const std::string& temporaryFolder) {
-    WriteResult result;
-    result.entries = plan_.size();
-    result.payloadBytes = plan_.contentBytes();
-    ProgressMeter meter(options_.progress, result.payloadBytes);
-    FileReader reader(collection_, system_);
-    PayloadWriter payload(plan_, reader, meter);
-    Spool spool(temporaryFolder, memberName("data"), system_);
-    {
-        CompressingSink compressed(spool, settings());
-        payload.write(compressed, options_.md5sums);
-        compressed.finish();
+void PackageBuild::showEntries() {
+    Notes notes;
+    for (std::size_t i = 0; i < plan_.size(); ++i) {
+        const Entry entry = plan_.entry(i);
+        notes.take(entry);
+        if (options_.onEntry) {
+            options_.onEntry(entry);
+        }
     }
+    result_.entries = plan_.size();
+    result_.payloadBytes = plan_.contentBytes();
+    result_.notes.insert(result_.notes.end(), notes.all().begin(), notes.all().end());
+}
+
+WriteResult PackageBuild::pretend(const std::string& path) {
+    if (!path.empty()) {
+        const Target target(path, system_);
+    }
+    return result_;
+}
+
+WriteResult PackageBuild::writeFile(const std::string& path) {
+    AtomicFile file(path, system_);
+    write(file, directoryOf(path));
+    if (options_.check) {
+        check(file.descriptor(), path);
+    }
+    // The last call may still cancel.
+    meter_.finish();
+    file.commit();
+    return result_;
+}
+
+WriteResult PackageBuild::writeTo(Sink& out, const std::string& temporaryDirectory) {
+    if (options_.check) {
+        throw invalidInput("", "a package can be checked only if it is written to a file");
+    }
+    write(out, temporaryDirectory);
+    meter_.finish();
+    return result_;
+}
+
+/// The payload comes first although it stands last in the package: the control archive holds its digests, and its
+/// contents are to be read once.
+void PackageBuild::write(Sink& out, const std::string& temporaryDirectory) {
+    Spool spool(temporaryDirectory, memberName("data"), system_);
+    writePayload(spool);
+    assemble(spool, out);
+}
+
+void PackageBuild::writePayload(Spool& spool) {
+    PayloadWriter payload(plan_, reader_, meter_);
+    CompressingSink compressed(spool, settings());
+    CountingSink counted(compressed);
+    payload.write(counted, options_.md5sums);
+    compressed.finish();
+    makeControlFiles(payload.takeMd5sums());
+    Notes notes;
+    notes.takePayload(spool.size(), counted.bytes());
+    notes.takeControl(controlFiles_);
+    result_.notes.insert(result_.notes.end(), notes.all().begin(), notes.all().end());
+}
+
+void PackageBuild::assemble(Spool& spool, Sink& out) {
     ArWriter package(out, plan_.newestTime());
-    package.addMember("debian-binary", kFormatVersionText);
-    package.addMember(memberName("control"),
-                      makeControlArchive(controlFiles(payload.takeMd5sums()), plan_.newestTime(), settings()));
+    package.addMember(kFormatVersionMember, kFormatVersionText);
+    package.addMember(memberName("control"), makeControlArchive(controlFiles_, plan_.newestTime(), settings()));
     package.beginMember(memberName("data"), spool.size());
-    spool.readBack([&](std::string_view piece) {
+    spool.moveTo([&](std::string_view piece) {
         package.write(piece);
-        meter.add(0, "");
+        meter_.add(0, "");
     });
     package.endMember();
-    meter.finish();
-    result.packageBytes = package.size();
-    return result;
+    result_.packageBytes = package.size();
+}
+
+void PackageBuild::check(int descriptor, const std::string& path) {
+    ReadOptions options;
+    options.limits = withoutLimits();
+    options.threads = options_.threads;
+    PackageStream package(openInput(OpenFile{descriptor, {}}, path, system_), Place(path), options);
+    Comparison comparison(package, plan_);
+    comparison.compareControl(controlFiles_);
+    comparison.comparePayload(reader_, meter_);
 }
 
 CompressionSettings PackageBuild::settings() const {
     CompressionSettings settings;
     settings.compression = options_.compression;
-    settings.level = options_.level.value_or(defaultLevelOf(options_.compression));
+    settings.level = options_.level.value_or(levelsOf(options_.compression).usual);
     settings.threads = threadCount(options_.threads);
     settings.blockBytes = options_.blockBytes;
     return settings;
@@ -103,16 +221,15 @@ std::string PackageBuild::memberName(const char* stem) const {
     return std::string(stem) + ".tar" + std::string(suffixOf(options_.compression));
 }
 
-std::map<std::string, std::string> PackageBuild::controlFiles(std::string md5sums) const {
-    std::map<std::string, std::string> files = collection_.controlMembers;
-    files.emplace("control", controlText());
+void PackageBuild::makeControlFiles(std::string md5sums) {
+    controlFiles_ = collection_.controlMembers;
+    controlFiles_.emplace("control", controlText());
     if (!collection_.conffiles.empty() || !collection_.removedConffiles.empty()) {
-        files.emplace("conffiles", conffiles());
+        controlFiles_.emplace("conffiles", conffiles());
     }
     if (options_.md5sums) {
-        files.emplace("md5sums", std::move(md5sums));
+        controlFiles_.emplace("md5sums", std::move(md5sums));
     }
-    return files;
 }
 
 std::string PackageBuild::controlText() const {

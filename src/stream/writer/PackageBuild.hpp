@@ -3,32 +3,50 @@
 #include <cstdint>
 #include <map>
 #include <string>
+#include <vector>
 
 #include "bex/stream/Sink.hpp"
 #include "bex/stream/WriteOptions.hpp"
+#include "stream/base/ProgressMeter.hpp"
 #include "stream/codec/CompressingSink.hpp"
+#include "stream/control/Oddity.hpp"
 #include "stream/system/System.hpp"
 #include "stream/writer/Collection.hpp"
+#include "stream/writer/FileReader.hpp"
 #include "stream/writer/Plan.hpp"
-#include "stream/writer/Spool.hpp"
 
 namespace bex::stream {
 
-/// One writing of a package.
+class Spool;
+
+/// One writing of a package. Call one of its functions, once.
 class PackageBuild {
 public:
-    /// Finds all that can be found wrong without opening a file; throws StreamError (`invalidInput`). All must
-    /// outlive this.
+    /// Finds everything wrong that shows without opening a file, and calls onEntry; throws StreamError
+    /// (`invalidInput`). All must outlive this.
     PackageBuild(const Collection& collection, const WriteOptions& options, System& system);
 
-    /// As PackageWriter::write() to a sink. Call once.
-    WriteResult writeTo(Sink& out, const std::string& temporaryFolder);
+    /// As PackageWriter::write() in a dry run. `path`: the target, whose directory and type are checked; "" for
+    /// none.
+    WriteResult pretend(const std::string& path);
+
+    /// As PackageWriter::write() to a sink.
+    WriteResult writeTo(Sink& out, const std::string& temporaryDirectory);
+    /// As PackageWriter::write() to a path.
+    WriteResult writeFile(const std::string& path);
 
 private:
     CompressionSettings settings() const;
     std::string memberName(const char* stem) const;
     void requireFits() const;
-    std::map<std::string, std::string> controlFiles(std::string md5sums) const;
+    void checkControlMembers();
+    void take(const std::string& member, const std::vector<Oddity>& oddities);
+    void showEntries();
+    void write(Sink& out, const std::string& temporaryDirectory);
+    void writePayload(Spool& spool);
+    void assemble(Spool& spool, Sink& out);
+    void check(int descriptor, const std::string& path);
+    void makeControlFiles(std::string md5sums);
     std::string controlText() const;
     std::string conffiles() const;
 
@@ -36,6 +54,10 @@ private:
     const WriteOptions& options_;
     System& system_;
     Plan plan_;
+    FileReader reader_;
+    ProgressMeter meter_;
+    WriteResult result_;
+    std::map<std::string, std::string> controlFiles_;  ///< contents by name
 };
 
 }  // namespace bex::stream

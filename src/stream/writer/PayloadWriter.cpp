@@ -22,7 +22,8 @@ std::size_t PayloadWriter::md5sumsBytes() const {
     std::size_t bytes = 0;
     for (std::size_t i = 0; i < plan_.size(); ++i) {
         const SourceEntry& source = plan_.source(i);
-        bytes += source.type == EntryType::file && !plan_.isConffile(i) ? source.path.size() + besidePath : 0;
+        bytes +=
+            plan_.file(i).type == EntryType::file && !plan_.isConffile(i) ? source.path.size() + besidePath : 0;
     }
     return bytes;
 }
@@ -33,7 +34,10 @@ void PayloadWriter::writeEntry(TarWriter& tar, std::size_t index) {
         tar.begin(entry);
         writeContents(tar, index, entry.path);
     } else if (entry.type == EntryType::hardlink) {
-        reader_.checkName(plan_.source(index));
+        const SourceEntry& name = plan_.source(index);
+        if (name.isFromDisk && &name != &plan_.file(index)) {
+            reader_.checkName(name);
+        }
         tar.begin(entry);
         addSum(index, wantsSums_ ? linkedDigests_.at(*plan_.linkTo(index)) : "");
     } else {
@@ -43,19 +47,16 @@ void PayloadWriter::writeEntry(TarWriter& tar, std::size_t index) {
 }
 
 void PayloadWriter::writeContents(TarWriter& tar, std::size_t index, const std::string& path) {
-    const SourceEntry& file = plan_.source(index);
     Md5 sum;
-    reader_.read(file, [&](std::string_view piece) {
+    const auto store = [&](std::string_view piece) {
         tar.write(piece.data(), piece.size());
-        if (wantsSums_) {
-            sum.update(piece.data(), piece.size());
-        }
         meter_.add(piece.size(), path);
-    });
+    };
+    reader_.read(plan_.file(index), store, &sum);
     if (wantsSums_) {
         const std::string digest = sum.hexDigest();
         addSum(index, digest);
-        if (file.hasLinks) {
+        if (plan_.hasLinks(index)) {
             linkedDigests_.emplace(index, digest);
         }
     }

@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <tuple>
+#include <utility>
 
 #include "bex/stream/Escape.hpp"
 #include "stream/base/Place.hpp"
@@ -28,7 +29,7 @@ std::optional<std::int64_t> latestTimeOf(const WriteOptions& options) {
     const char* end = text + std::strlen(text);
     const auto [stopped, failure] = std::from_chars(text, end, time);
     if (failure != std::errc() || stopped != end) {
-        throw invalidInput("SOURCE_DATE_EPOCH", quotedName(text) + " is no number of seconds");
+        throw invalidInput("SOURCE_DATE_EPOCH", quotedName(text) + " is not a number of seconds");
     }
     return time;
 }
@@ -44,7 +45,10 @@ std::string shown(const SourceEntry& entry) {
 }  // namespace
 
 Plan::Plan(const Collection& collection, const WriteOptions& options)
-    : collection_(collection), keepOwner_(options.keepOwner), latestTime_(latestTimeOf(options)) {
+    : collection_(collection),
+      keepOwner_(options.keepOwner),
+      normalizeModes_(options.normalizeModes),
+      latestTime_(latestTimeOf(options)) {
     std::vector<const SourceEntry*> sorted;
     sorted.reserve(collection.entries.size());
     for (const SourceEntry& entry : collection.entries) {
@@ -59,6 +63,7 @@ Plan::Plan(const Collection& collection, const WriteOptions& options)
     chooseTimes();
     collectOwners();
     markConffiles();
+    setModes();
 }
 
 void Plan::arrange(const std::vector<const SourceEntry*>& sorted) {
@@ -68,7 +73,7 @@ void Plan::arrange(const std::vector<const SourceEntry*>& sorted) {
             replaceDirectory(*entry);
         } else {
             addMissingParents(*entry);
-            planned_.push_back({entry});
+            planned_.emplace_back(*entry);
         }
     }
     if (planned_.empty()) {
@@ -87,7 +92,7 @@ void Plan::replaceDirectory(const SourceEntry& later) {
         throw placeOf(later).error(ErrorKind::invalidInput, "path-taken",
                                    "the path is taken by " + escapeForDisplay(collection_.sourceName(earlier)));
     }
-    planned_.back().source = &later;
+    planned_.back() = Planned(later);
 }
 
 void Plan::addMissingParents(const SourceEntry& entry) {
@@ -112,31 +117,77 @@ void Plan::addMissingParents(const SourceEntry& entry) {
 void Plan::addParent(std::string_view path) {
     SourceEntry& parent = parents_.emplace_back();
     parent.path = path;
-    planned_.push_back({&parent});
+    planned_.emplace_back(parent);
 }
 
+/// Gathers the names of each file: those that the disk shows, then those that were given as hard links.
 void Plan::findLinks() {
-    std::map<std::tuple<std::uint32_t, dev_t, ino_t>, std::uint32_t> firstNames;
-    for (std::uint32_t i = 0; i < planned_.size(); ++i) {
-        const SourceEntry& file = source(i);
-        if (!file.hasLinks) {
-            continue;
-        }
-        const auto [first, isNew] = firstNames.try_emplace({file.origin, file.device, file.inode}, i);
-        if (!isNew) {
-            planned_[i].linkTo = first->second;
-            // One file has one mode: the last rule that matches any of its names.
-            auto [rule, firstLink] =
-                linkedRules_.try_emplace(first->second, lastRuleFor(source(first->second).path));
-            rule->second = std::max(rule->second, lastRuleFor(file.path));
+    std::map<std::tuple<std::uint32_t, dev_t, ino_t>, Index> firstNames;
+    std::map<Index, std::vector<Index>> names;
+    std::map<Index, Index> known;  // files by hard link, and first names by further ones
+    const auto size = static_cast<Index>(planned_.size());
+    for (Index i = 0; i < size; ++i) {
+        const SourceEntry& entry = source(i);
+        if (entry.hasLinks) {
+            const Index first = firstNames.try_emplace({entry.origin, entry.device, entry.inode}, i).first->second;
+            if (first != i) {
+                names[first].push_back(i);
+                known.emplace(i, first);
+            }
         }
     }
+    for (Index i = 0; i < size; ++i) {
+        if (source(i).type == EntryType::hardlink) {
+            names[fileOf(i, known)].push_back(i);
+        }
+    }
+    for (auto& [file, others] : names) {
+        link(file, std::move(others));
+    }
+}
+
+/// The file that a hard link leads to, perhaps by way of others.
+Plan::Index Plan::fileOf(Index link, std::map<Index, Index>& known) const {
+    std::vector<Index> trail;
+    Index at = link;
+    while (known.count(at) != 0 || source(at).type == EntryType::hardlink) {
+        if (const auto found = known.find(at); found != known.end()) {
+            at = found->second;
+            continue;
+        }
+        trail.push_back(at);
+        const Planned* next = find(*source(at).data);
+        // A trail longer than there are entries runs in a circle.
+        if (next == nullptr || trail.size() > planned_.size() ||
+            (next->source->type != EntryType::file && next->source->type != EntryType::hardlink)) {
+            throw placeOf(source(link))
+                .error(ErrorKind::invalidInput, "hardlink-target",
+                       "is a hard link to " + quotedName(storedPath(*source(link).data, EntryType::file)) +
+                           ", which is not a regular file of the package");
+        }
+        at = static_cast<Index>(next - planned_.data());
+    }
+    for (const Index passed : trail) {
+        known.emplace(passed, at);
+    }
+    return at;
+}
+
+/// Stores the file under the first of all its names: a hard link must come after what it leads to.
+void Plan::link(Index file, std::vector<Index> names) {
+    names.push_back(file);
+    const Index first = *std::min_element(names.begin(), names.end());
+    for (const Index name : names) {
+        planned_[name].file = planned_[file].source;
+        planned_[name].linkTo = name == first ? kNoLink : first;
+    }
+    planned_[first].hasLinks = true;
 }
 
 void Plan::chooseTimes() {
     std::optional<std::int64_t> newest;
     for (const Planned& planned : planned_) {
-        if (const auto time = planned.source->time()) {
+        if (const auto time = planned.file->time()) {
             newest = std::max(newest, std::optional(storedTime(*time)));
         }
     }
@@ -145,22 +196,26 @@ void Plan::chooseTimes() {
 
 void Plan::collectOwners() {
     for (const Planned& planned : planned_) {
-        const SourceEntry& source = *planned.source;
-        if (keepOwner_ && users_.count(source.uid) == 0) {
-            users_.emplace(source.uid, userName(source.uid));
+        const SourceEntry& file = *planned.file;
+        if (keepOwner_ && file.given == nullptr && users_.count(file.uid) == 0) {
+            users_.emplace(file.uid, userName(file.uid));
         }
-        if (keepOwner_ && groups_.count(source.gid) == 0) {
-            groups_.emplace(source.gid, groupName(source.gid));
+        if (keepOwner_ && file.given == nullptr && groups_.count(file.gid) == 0) {
+            groups_.emplace(file.gid, groupName(file.gid));
         }
     }
 }
 
-Plan::Planned* Plan::find(const std::string& path) {
+const Plan::Planned* Plan::find(const std::string& path) const {
     const auto found = std::lower_bound(planned_.begin(), planned_.end(), path,
                                         [](const Planned& planned, const std::string& wanted) {
                                             return comesBefore(planned.source->path, wanted);
                                         });
     return found != planned_.end() && found->source->path == path ? &*found : nullptr;
+}
+
+Plan::Planned* Plan::find(const std::string& path) {
+    return const_cast<Planned*>(std::as_const(*this).find(path));
 }
 
 void Plan::markConffiles() {
@@ -169,8 +224,8 @@ void Plan::markConffiles() {
     };
     for (const std::string& path : collection_.conffiles) {
         Planned* file = find(path);
-        if (file == nullptr || file->source->type != EntryType::file) {
-            refuse(path, "is no regular file of the package");
+        if (file == nullptr || file->file->type != EntryType::file) {
+            refuse(path, "is not a regular file of the package");
         }
         file->conffile = true;
     }
@@ -181,24 +236,54 @@ void Plan::markConffiles() {
     }
 }
 
-std::optional<std::size_t> Plan::lastRuleFor(const std::string& path) const {
-    for (std::size_t i = collection_.modes.size(); i > 0; --i) {
-        if (matchesPattern(collection_.modes[i - 1].pattern, path)) {
-            return i - 1;
-        }
-    }
-    return std::nullopt;
-}
-
-std::uint32_t Plan::modeOf(std::size_t index) const {
-    const SourceEntry& entry = source(index);
-    if (entry.type == EntryType::symlink) {
+std::uint16_t Plan::ownModeOf(const SourceEntry& file) const {
+    if (file.type == EntryType::symlink) {
         return 0777;
     }
-    const auto linked = linkedRules_.find(static_cast<std::uint32_t>(linkTo(index).value_or(index)));
-    const auto rule = linked != linkedRules_.end() ? linked->second : lastRuleFor(entry.path);
-    const std::uint32_t own = entry.given != nullptr ? entry.given->mode : entry.mode;
-    return rule ? collection_.modes[*rule].mode : own;
+    if (file.given != nullptr || !normalizeModes_ || !file.isFromDisk) {
+        return static_cast<std::uint16_t>(file.given != nullptr ? file.given->mode : file.mode);
+    }
+    const bool executable = file.type == EntryType::directory || (file.mode & 0100) != 0;
+    return static_cast<std::uint16_t>((file.mode & 06000U) | (executable ? 0755U : 0644U));
+}
+
+void Plan::setModes() {
+    for (Planned& planned : planned_) {
+        planned.mode = ownModeOf(*planned.file);
+    }
+    if (!collection_.modes.empty()) {
+        applyRules();
+    }
+}
+
+/// Every rule is tried on every path, so that one that matches nothing shows.
+void Plan::applyRules() {
+    const PlainLocale locale;
+    std::vector<bool> used(collection_.modes.size());
+    std::vector<std::size_t> last(planned_.size());  // number of the last rule that matches, from 1
+    for (std::size_t i = 0; i < planned_.size(); ++i) {
+        if (file(i).type == EntryType::symlink) {
+            continue;
+        }
+        // One file has one mode: the last rule that matches any of its names. The first name comes first.
+        std::size_t& rule = last[linkTo(i).value_or(i)];
+        for (std::size_t number = 0; number < used.size(); ++number) {
+            if (matches(collection_.modes[number].pattern, source(i).path)) {
+                used[number] = true;
+                rule = std::max(rule, number + 1);
+            }
+        }
+    }
+    if (const auto unused = std::find(used.begin(), used.end(), false); unused != used.end()) {
+        const ModeRule& rule = collection_.modes[static_cast<std::size_t>(unused - used.begin())];
+        throw invalidInput(
+            "", "the mode of " + quotedName(rule.pattern) + ": no file or directory of the package matches");
+    }
+    for (std::size_t i = 0; i < planned_.size(); ++i) {
+        if (const std::size_t rule = last[linkTo(i).value_or(i)]; rule != 0) {
+            planned_[i].mode = static_cast<std::uint16_t>(collection_.modes[rule - 1].mode);
+        }
+    }
 }
 
 /// Meant: times before 1970 and after 2242 are set to the nearest that every reader of tar and ar takes.
@@ -212,11 +297,12 @@ std::optional<std::size_t> Plan::linkTo(std::size_t index) const noexcept {
 }
 
 Entry Plan::entry(std::size_t index) const {
-    const SourceEntry& from = source(index);
+    const std::string& path = source(index).path;
+    const SourceEntry& from = file(index);
     Entry entry;
-    entry.path = storedPath(from.path, from.type);
+    entry.path = storedPath(path, from.type);
     entry.type = from.type;
-    entry.mode = modeOf(index);
+    entry.mode = planned_[index].mode;
     const auto time = from.time();
     entry.mtime = time ? storedTime(*time) : newestTime_;
     setOwner(from, entry);
@@ -231,22 +317,27 @@ Entry Plan::entry(std::size_t index) const {
     return entry;
 }
 
-void Plan::setOwner(const SourceEntry& source, Entry& entry) const {
+void Plan::setOwner(const SourceEntry& file, Entry& entry) const {
     entry.owner = "root";
     entry.group = "root";
-    if (keepOwner_) {
-        entry.uid = source.uid;
-        entry.gid = source.gid;
-        entry.owner = users_.at(source.uid);
-        entry.group = groups_.at(source.gid);
+    if (file.given != nullptr) {
+        entry.uid = file.given->uid;
+        entry.gid = file.given->gid;
+        entry.owner = file.given->owner;
+        entry.group = file.given->group;
+    } else if (keepOwner_ && file.isFromDisk) {
+        entry.uid = file.uid;
+        entry.gid = file.gid;
+        entry.owner = users_.at(file.uid);
+        entry.group = groups_.at(file.gid);
     }
 }
 
 std::uint64_t Plan::contentBytes() const noexcept {
     std::uint64_t bytes = 0;
     for (const Planned& planned : planned_) {
-        if (planned.source->type == EntryType::file && planned.linkTo == kNoLink) {
-            bytes += planned.source->size;
+        if (planned.hasContents()) {
+            bytes += planned.file->size;
         }
     }
     return bytes;
@@ -255,8 +346,8 @@ std::uint64_t Plan::contentBytes() const noexcept {
 std::uint64_t Plan::leastTarBytes() const noexcept {
     std::uint64_t blocks = size();
     for (const Planned& planned : planned_) {
-        if (planned.source->type == EntryType::file && planned.linkTo == kNoLink) {
-            blocks += dividedUp(planned.source->size, kTarBlockBytes);
+        if (planned.hasContents()) {
+            blocks += dividedUp(planned.file->size, kTarBlockBytes);
         }
     }
     return blocks * kTarBlockBytes;
@@ -265,9 +356,9 @@ std::uint64_t Plan::leastTarBytes() const noexcept {
 std::uint64_t Plan::installedKiB() const noexcept {
     std::uint64_t sum = 0;
     for (const Planned& planned : planned_) {
-        const EntryType type = planned.source->type;
+        const bool isDirectory = planned.file->type == EntryType::directory;
         if (planned.linkTo == kNoLink) {
-            sum += type == EntryType::directory ? 1 : dividedUp(planned.source->size, 1024);
+            sum += isDirectory ? 1 : dividedUp(planned.file->size, 1024);
         }
     }
     return sum;

@@ -18,20 +18,28 @@
 namespace bex::stream {
 
 /// What the payload will hold: the collected entries in order, missing parent directories added, further names
-/// of a file turned into hard links, with final owners, modes and times. Sixteen bytes an entry.
+/// of a file turned into hard links, with final owners, modes and times. Twenty-four bytes an entry.
 class Plan {
 public:
-    /// `collection` must outlive this, unchanged; of the options keepOwner and latestTime count. Cost: one sort.
-    /// Throws StreamError (`invalidInput`) for two sources of one path, for a file where a directory is needed,
-    /// for a conffile that is no file of the payload and for a SOURCE_DATE_EPOCH that is no number.
+    /// `collection` must outlive this, unchanged; keepOwner, normalizeModes and latestTime of the options count.
+    /// Cost: one sort, and one match for each entry and mode's pattern. Throws StreamError (`invalidInput`) for
+    /// two sources of one path, for a file where a directory is needed, for a hard link or a conffile without a
+    /// file of the payload, for a mode's pattern that matches nothing and for a SOURCE_DATE_EPOCH that is not a
+    /// number.
     Plan(const Collection& collection, const WriteOptions& options);
     Plan(const Plan&) = delete;
     Plan& operator=(const Plan&) = delete;
 
     std::size_t size() const noexcept { return planned_.size(); }
+    /// What gives the entry its name.
     const SourceEntry& source(std::size_t index) const noexcept { return *planned_[index].source; }
+    /// What gives the entry its contents and attributes: another entry than source() for a hard link that was
+    /// given.
+    const SourceEntry& file(std::size_t index) const noexcept { return *planned_[index].file; }
     /// The index of the file that this one is a further name of.
     std::optional<std::size_t> linkTo(std::size_t index) const noexcept;
+    /// Whether further names follow that link to this file.
+    bool hasLinks(std::size_t index) const noexcept { return planned_[index].hasLinks; }
     bool isConffile(std::size_t index) const noexcept { return planned_[index].conffile; }
     /// As it will be stored.
     Entry entry(std::size_t index) const;
@@ -46,11 +54,20 @@ public:
     std::uint64_t installedKiB() const noexcept;
 
 private:
-    static constexpr std::uint32_t kNoLink = std::numeric_limits<std::uint32_t>::max();
+    using Index = std::uint32_t;
+    static constexpr Index kNoLink = std::numeric_limits<Index>::max();
+
     struct Planned {
+        explicit Planned(const SourceEntry& entry) : source(&entry), file(&entry) {}
+
         const SourceEntry* source;
-        std::uint32_t linkTo = kNoLink;
+        const SourceEntry* file;
+        Index linkTo = kNoLink;
+        std::uint16_t mode = 0;
         bool conffile = false;
+        bool hasLinks = false;
+
+        bool hasContents() const noexcept { return file->type == EntryType::file && linkTo == kNoLink; }
     };
 
     void arrange(const std::vector<const SourceEntry*>& sorted);
@@ -59,21 +76,25 @@ private:
     Place placeOf(const SourceEntry& entry) const;
     void replaceDirectory(const SourceEntry& later);
     void findLinks();
+    Index fileOf(Index link, std::map<Index, Index>& known) const;
+    void link(Index file, std::vector<Index> names);
     void chooseTimes();
     void collectOwners();
     void markConffiles();
+    void setModes();
+    void applyRules();
+    std::uint16_t ownModeOf(const SourceEntry& file) const;
     Planned* find(const std::string& path);
-    std::optional<std::size_t> lastRuleFor(const std::string& path) const;
-    std::uint32_t modeOf(std::size_t index) const;
+    const Planned* find(const std::string& path) const;
     std::int64_t storedTime(std::int64_t time) const noexcept;
-    void setOwner(const SourceEntry& source, Entry& entry) const;
+    void setOwner(const SourceEntry& file, Entry& entry) const;
 
     const Collection& collection_;
     const bool keepOwner_;
+    const bool normalizeModes_;
     const std::optional<std::int64_t> latestTime_;
     std::deque<SourceEntry> parents_;  ///< directories that nobody gave
     std::vector<Planned> planned_;
-    std::map<std::uint32_t, std::optional<std::size_t>> linkedRules_;  ///< mode rule by index of the first name
     std::map<uid_t, std::string> users_;
     std::map<gid_t, std::string> groups_;
     std::int64_t newestTime_ = 0;

@@ -2,7 +2,9 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstddef>
 #include <memory>
@@ -14,40 +16,20 @@
 #include "stream/system/Descriptor.hpp"
 #include "stream/system/OpenLongPath.hpp"
 #include "stream/writer/PackagePath.hpp"
+#include "stream/writer/Pattern.hpp"
 
 namespace bex::stream {
 
 namespace {
 
-constexpr int kOpenFolder = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
+constexpr std::uint32_t kRootMode = 0755;
+constexpr int kOpenDirectory = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
 
-struct CloseFolder {
+struct CloseDirectory {
     System* system;
-    void operator()(DIR* folder) const noexcept { system->closedir(folder); }
+    void operator()(DIR* directory) const noexcept { system->closedir(directory); }
 };
-using Folder = std::unique_ptr<DIR, CloseFolder>;
-
-/// Takes the collection back to what it was, unless it is told to keep what came since.
-class Rollback {
-public:
-    explicit Rollback(Collection& collection)
-        : collection_(collection), entries_(collection.entries.size()), origins_(collection.origins.size()) {}
-    ~Rollback() {
-        if (!kept_) {
-            collection_.entries.resize(entries_);
-            collection_.origins.resize(origins_);
-        }
-    }
-    Rollback(const Rollback&) = delete;
-    Rollback& operator=(const Rollback&) = delete;
-    void keep() noexcept { kept_ = true; }
-
-private:
-    Collection& collection_;
-    std::size_t entries_;
-    std::size_t origins_;
-    bool kept_ = false;
-};
+using Directory = std::unique_ptr<DIR, CloseDirectory>;
 
 EntryType typeOf(mode_t mode) noexcept {
     switch (mode & S_IFMT) {
@@ -68,7 +50,7 @@ EntryType typeOf(mode_t mode) noexcept {
     }
 }
 
-/// The word for what a package can't hold; null for what it can.
+/// The word for what a package cannot hold; null for what it can.
 const char* specialWordOf(EntryType type) noexcept {
     switch (type) {
         case EntryType::characterDevice:
@@ -83,8 +65,8 @@ const char* specialWordOf(EntryType type) noexcept {
     }
 }
 
-std::string joined(std::string_view folder, std::string_view name) {
-    std::string path(folder);
+std::string joined(std::string_view directory, std::string_view name) {
+    std::string path(directory);
     if (!path.empty() && path.back() != '/') {
         path += '/';
     }
@@ -98,9 +80,9 @@ std::string joined(std::string_view folder, std::string_view name) {
 
 }  // namespace
 
-/// A name in an open directory, and what it stands for.
+/// A name in an open directory, and what stands there.
 struct TreeScanner::Found {
-    int folder;
+    int directory;
     const char* name;
     struct stat status;
     std::uint32_t origin;
@@ -108,101 +90,166 @@ struct TreeScanner::Found {
 
 void TreeScanner::scanTree(const std::string& source, const TreeOptions& options) {
     excluded_.clear();
-    for (const std::string& path : options.exclude) {
-        excluded_.insert(plainPath(path));
+    for (const std::string& pattern : options.exclude) {
+        excluded_.push_back(plainPath(pattern));
     }
-    skipSpecialFiles_ = options.skipSpecialFiles;
+    options_ = &options;
     Rollback rollback(collection_);
-    walk(source, options);
+    walk(source);
     rollback.keep();
 }
 
-void TreeScanner::walk(const std::string& source, const TreeOptions& options) {
-    const Descriptor root(system_.openat(AT_FDCWD, source.c_str(), kOpenFolder, 0), system_);
-    Found found{root.get(), "", {}, static_cast<std::uint32_t>(collection_.origins.size())};
+void TreeScanner::walk(const std::string& source) {
+    const Descriptor root(system_.openat(AT_FDCWD, source.c_str(), kOpenDirectory, 0), system_);
+    Found found{root.get(), "", {}, 0};
     if (!root || system_.fstat(root.get(), &found.status) != 0) {
         throw systemFailure(source, "open the directory", errno);
     }
-    collection_.origins.push_back({source, packagePath(options.prefix), false});
+    const std::string prefix = packagePath(options_->prefix);
+    found.origin = collection_.addOrigin({source, prefix});
     const std::size_t first = collection_.entries.size();
-    add(found, collection_.origins.back().prefix, source);
+    collection_.entries.push_back(entryOf(found, prefix, source));
+    if (!options_->keepRootMode) {
+        collection_.entries.back().mode = kRootMode;
+    }
     // The entries themselves are the list of directories still to read: nothing recurses.
     for (std::size_t i = first; i < collection_.entries.size(); ++i) {
         if (collection_.entries[i].type == EntryType::directory) {
-            scanFolder(root.get(), collection_.entries[i]);
+            scanDirectory(root.get(), collection_.entries[i]);
         }
     }
 }
 
-void TreeScanner::scanFolder(int root, const SourceEntry& folder) {
-    Descriptor opened = openLongPath(system_, root, collection_.relativePath(folder), kOpenFolder);
+void TreeScanner::scanDirectory(int root, const SourceEntry& directory) {
+    Descriptor opened = openLongPath(system_, root, collection_.relativePath(directory), kOpenDirectory);
     struct stat status {};
     if (!opened || system_.fstat(opened.get(), &status) != 0) {
-        fail(folder, "open the directory", errno);
+        fail(directory, "open the directory", errno);
     }
-    if (status.st_dev != folder.device || status.st_ino != folder.inode) {
-        Place(collection_.sourceName(folder))
+    if (status.st_dev != directory.device || status.st_ino != directory.inode) {
+        Place(collection_.sourceName(directory))
             .fail(ErrorKind::inputOutput, "source-changed", "was replaced while the tree was read");
     }
-    const Folder names(system_.fdopendir(opened.get()), CloseFolder{&system_});
+    const Directory names(system_.fdopendir(opened.get()), CloseDirectory{&system_});
     if (!names) {
-        fail(folder, "read the directory", errno);
+        fail(directory, "read the directory", errno);
     }
     const int descriptor = opened.release();  // closed with the names
     errno = 0;
     while (const dirent* name = system_.readdir(names.get())) {
         const std::string text = name->d_name;
         if (text != "." && text != "..") {
-            take(descriptor, folder, text);
+            take(descriptor, directory, text);
         }
         errno = 0;  // readdir() leaves it alone at the end
     }
     if (errno != 0) {
-        fail(folder, "read the directory", errno);
+        fail(directory, "read the directory", errno);
     }
 }
 
-void TreeScanner::fail(const SourceEntry& folder, const char* action, int errorNumber) const {
-    throw systemFailure(collection_.sourcePath(folder), action, errorNumber);
+void TreeScanner::fail(const SourceEntry& directory, const char* action, int errorNumber) const {
+    throw systemFailure(collection_.sourcePath(directory), action, errorNumber);
 }
 
-void TreeScanner::take(int folder, const SourceEntry& parent, const std::string& name) {
-    if (!excluded_.empty() && excluded_.count(joined(collection_.relativePath(parent), name)) != 0) {
-        return;
+/// Patterns are tried before anything is asked of the disk, the filter after it.
+void TreeScanner::take(int directory, const SourceEntry& parent, const std::string& name) {
+    const std::string relative = joined(collection_.relativePath(parent), name);
+    if (!excluded_.empty()) {
+        const PlainLocale locale;
+        if (std::any_of(excluded_.begin(), excluded_.end(),
+                        [&](const std::string& pattern) { return matches(pattern, relative); })) {
+            return;
+        }
     }
     const std::string where = joined(collection_.sourcePath(parent), name);
     if (name.find('\n') != name.npos) {
         refuse(where, "a path in a package can't hold a newline");
     }
-    Found found{folder, name.c_str(), {}, parent.origin};
-    if (system_.fstatat(folder, name.c_str(), &found.status, AT_SYMLINK_NOFOLLOW) != 0) {
+    Found found{directory, name.c_str(), {}, parent.origin};
+    if (system_.fstatat(directory, name.c_str(), &found.status, AT_SYMLINK_NOFOLLOW) != 0) {
         throw systemFailure(where, "read its attributes", errno);
     }
-    const char* special = specialWordOf(typeOf(found.status.st_mode));
+    SourceEntry entry = entryOf(found, joined(parent.path, name), where);
+    if (!isWanted(relative, entry)) {
+        return;
+    }
+    const char* special = specialWordOf(entry.type);
     if (special == nullptr) {
-        add(found, joined(parent.path, name), where);
-    } else if (!skipSpecialFiles_) {
+        collection_.entries.push_back(std::move(entry));
+    } else if (!options_->skipSpecialFiles) {
         refuse(where, std::string("is ") + special + ", which a package can't hold");
     }
 }
 
-void TreeScanner::scanFile(const std::string& source, const std::string& path) {
-    Found found{AT_FDCWD, source.c_str(), {}, static_cast<std::uint32_t>(collection_.origins.size())};
+bool TreeScanner::isWanted(const std::string& relative, const SourceEntry& entry) const {
+    if (!options_->filter) {
+        return true;
+    }
+    Entry shown;
+    shown.path = storedPath(relative, entry.type);
+    shown.type = entry.type;
+    shown.mode = entry.mode;
+    shown.size = entry.type == EntryType::file ? entry.size : 0;
+    shown.mtime = entry.mtime;
+    shown.uid = entry.uid;
+    shown.gid = entry.gid;
+    shown.linkTarget = entry.type == EntryType::symlink ? *entry.data : "";
+    return options_->filter(shown);
+}
+
+bool TreeScanner::scanFile(const std::string& source, const std::string& path) {
     std::string place = packageFilePath(path);
-    if (system_.fstatat(AT_FDCWD, source.c_str(), &found.status, AT_SYMLINK_NOFOLLOW) != 0) {
+    struct stat status {};
+    if (system_.fstatat(AT_FDCWD, source.c_str(), &status, 0) != 0) {
         throw systemFailure(source, "read its attributes", errno);
     }
-    const EntryType type = typeOf(found.status.st_mode);
-    if (type != EntryType::file && type != EntryType::symlink) {
-        refuse(source, "is no regular file or symlink");
+    const EntryType type = typeOf(status.st_mode);
+    if (type != EntryType::file && type != EntryType::fifo) {
+        refuse(source, "is not a regular file");
     }
+    if (type == EntryType::file) {
+        Origin origin;
+        origin.source = source;
+        addFile(status, std::move(origin), std::move(place));
+    }
+    return type == EntryType::file;
+}
+
+bool TreeScanner::scanDescriptor(int descriptor, const std::string& name, const std::string& path) {
+    std::string place = packageFilePath(path);
+    struct stat status {};
+    if (system_.fstat(descriptor, &status) != 0) {
+        throw systemFailure(name, "read its attributes", errno);
+    }
+    if (typeOf(status.st_mode) != EntryType::file) {
+        return false;
+    }
+    Origin origin;
+    origin.source = name;
+    origin.descriptor = descriptor;
+    origin.offset = system_.lseek(descriptor, 0, SEEK_CUR);
+    if (origin.offset < 0) {
+        throw systemFailure(name, "find its position", errno);
+    }
+    origin.offset = std::min(origin.offset, status.st_size);
+    addFile(status, std::move(origin), std::move(place));
+    return true;
+}
+
+void TreeScanner::addFile(const struct stat& status, Origin origin, std::string path) {
     Rollback rollback(collection_);
-    collection_.origins.push_back({source, {}, true});
-    add(found, std::move(place), source);
+    origin.singleFile = true;
+    const off_t offset = origin.offset;
+    const std::string where = origin.source;
+    SourceEntry entry =
+        entryOf({AT_FDCWD, "", status, collection_.addOrigin(std::move(origin))}, std::move(path), where);
+    entry.size -= static_cast<std::uint64_t>(offset);
+    collection_.entries.push_back(std::move(entry));
     rollback.keep();
 }
 
-void TreeScanner::add(const Found& found, std::string path, std::string_view where) {
+SourceEntry TreeScanner::entryOf(const Found& found, std::string path, std::string_view where) {
     const struct stat& status = found.status;
     SourceEntry entry;
     entry.path = std::move(path);
@@ -215,6 +262,7 @@ void TreeScanner::add(const Found& found, std::string path, std::string_view whe
     entry.uid = status.st_uid;
     entry.gid = status.st_gid;
     entry.origin = found.origin;
+    entry.isFromDisk = true;
     entry.hasTime = true;
     if (entry.type == EntryType::symlink) {
         entry.data = std::make_unique<const std::string>(targetOf(found, where));
@@ -223,14 +271,14 @@ void TreeScanner::add(const Found& found, std::string path, std::string_view whe
         entry.size = static_cast<std::uint64_t>(status.st_size);
         entry.hasLinks = status.st_nlink > 1;
     }
-    collection_.entries.push_back(std::move(entry));
+    return entry;
 }
 
 std::string TreeScanner::targetOf(const Found& found, std::string_view where) {
-    // A target may grow after fstatat(), and some file systems tell 0.
+    // A target may grow after fstatat(), and some file systems report 0.
     std::string target(static_cast<std::size_t>(found.status.st_size) + 256, '\0');
     for (;;) {
-        const ssize_t length = system_.readlinkat(found.folder, found.name, target.data(), target.size());
+        const ssize_t length = system_.readlinkat(found.directory, found.name, target.data(), target.size());
         if (length < 0) {
             throw systemFailure(std::string(where), "read the symlink", errno);
         }

@@ -1,11 +1,11 @@
 #pragma once
 
 #include <cstdint>
-#include <set>
 #include <string>
 #include <string_view>
+#include <vector>
 
-#include "bex/stream/WriteOptions.hpp"
+#include "bex/stream/TreeOptions.hpp"
 #include "stream/system/System.hpp"
 #include "stream/writer/Collection.hpp"
 
@@ -20,23 +20,29 @@ public:
     /// As PackageWriter::addTree(). Holds a handful of descriptors, however deep the tree is.
     void scanTree(const std::string& source, const TreeOptions& options);
 
-    /// As PackageWriter::addFile().
-    void scanFile(const std::string& source, const std::string& path);
+    /// Adds the regular file that the path leads to. False, with nothing added, for a FIFO; throws for what is
+    /// neither, and as PackageWriter::addFile().
+    bool scanFile(const std::string& source, const std::string& path);
+
+    /// Adds the rest of an open regular file. False, with nothing added, for what is not one.
+    bool scanDescriptor(int descriptor, const std::string& name, const std::string& path);
 
 private:
     struct Found;
 
-    void walk(const std::string& source, const TreeOptions& options);
-    void scanFolder(int root, const SourceEntry& folder);
-    void take(int folder, const SourceEntry& parent, const std::string& name);
-    void add(const Found& found, std::string path, std::string_view where);
+    void walk(const std::string& source);
+    void scanDirectory(int root, const SourceEntry& directory);
+    void take(int directory, const SourceEntry& parent, const std::string& name);
+    bool isWanted(const std::string& relative, const SourceEntry& entry) const;
+    void addFile(const struct stat& status, Origin origin, std::string path);
+    SourceEntry entryOf(const Found& found, std::string path, std::string_view where);
     std::string targetOf(const Found& found, std::string_view where);
-    [[noreturn]] void fail(const SourceEntry& folder, const char* action, int errorNumber) const;
+    [[noreturn]] void fail(const SourceEntry& directory, const char* action, int errorNumber) const;
 
     Collection& collection_;
     System& system_;
-    std::set<std::string, std::less<>> excluded_;
-    bool skipSpecialFiles_ = false;
+    std::vector<std::string> excluded_;  ///< plain patterns
+    const TreeOptions* options_ = nullptr;
 };
 
 }  // namespace bex::stream

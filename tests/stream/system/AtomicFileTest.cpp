@@ -1,4 +1,4 @@
-#include "bex/stream/AtomicFile.hpp"
+#include "stream/system/AtomicFile.hpp"
 
 #include <gmock/gmock.h>
 #include <unistd.h>
@@ -52,6 +52,10 @@ TEST(AtomicFile, ReplacesOnlyAtCommitAndTakesShortWrites) {
         EXPECT_EQ(folder.read("x"), "old");
         file.commit();
         EXPECT_EQ(folder.read("x"), "new bytes");
+        // What is committed is never written in place.
+        EXPECT_EQ(failureOf([&] { file.write("more", 4); }), path + ": is committed already");
+        EXPECT_EQ(failureOf([&] { file.commit(); }), path + ": is committed already");
+        EXPECT_EQ(folder.read("x"), "new bytes");
         EXPECT_THAT(namesBelow(folder.path()), ElementsAre("x"));
     }
 }
@@ -77,7 +81,7 @@ TEST(AtomicFile, RefusesFoldersAndASystemThatTakesNothing) {
     FailingSystem system;
     system.limitTransfers(0);
     EXPECT_EQ(failureOf([&] { replace(folder / "x", "new", system); }),
-              folder / "x: can't write: the system takes no more bytes");
+              folder / "x: can't write: No space left on device");
 }
 
 }  // namespace

@@ -1,11 +1,12 @@
 #include "stream/writer/Building.hpp"
 
 #include "stream/StringSink.hpp"
+#include "stream/WriterAccess.hpp"
 
 namespace bex::test {
 
 stream::PackageWriter soundWriter(stream::System& system) {
-    stream::PackageWriter writer(system);
+    stream::PackageWriter writer = stream::WriterAccess::withSystem(system);
     writer.control() = stream::ControlParagraph::parse(
         "Package: tool\nVersion: 1.0\nArchitecture: all\nMaintainer: Ann Lee <ann@example.org>\n"
         "Description: a tool\n and its manual\n",

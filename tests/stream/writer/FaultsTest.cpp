@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 
 #include <cerrno>
+#include <cstdlib>
 #include <filesystem>
 #include <string>
 #include <utility>
@@ -9,6 +10,7 @@
 
 #include "Failure.hpp"
 #include "stream/FailingSystem.hpp"
+#include "stream/reader/HandMade.hpp"
 #include "stream/system/Surroundings.hpp"
 #include "stream/writer/Building.hpp"
 
@@ -29,10 +31,14 @@ protected:
         std::filesystem::create_symlink("file", folder_ / "tree/sub/link");
         folder_.write("packages/tool.bex", "old");
         options_.blockBytes = 65536;
+        setenv("TMPDIR", folder_.path().c_str(), 1);  // for what comes from the pipe
     }
+    ~WriterFaults() override { unsetenv("TMPDIR"); }
 
     void build(stream::System& system = stream::System::real()) {
+        const stream::Descriptor pipe = pipeOf("piped");
         PackageWriter writer = soundWriter(system);
+        writer.addDescriptor(pipe.get(), "pipe");
         writer.addTree(folder_ / "tree");
         writer.addFile(folder_ / "tree/sub/other", "single");
         writer.write(folder_ / "packages/tool.bex", options_);
@@ -69,7 +75,8 @@ TEST_F(WriterFaults, EveryFailingCallLeavesTheOldPackageOrMakesTheWholeNewOne) {
                 const bool isWritten =
                     failure.empty() || failure.find("but the file is written") != std::string::npos;
                 expectPackage(isWritten ? whole : old);
-                EXPECT_THAT(failure, testing::AnyOf("", HasSubstr(folder_.path().string())));
+                EXPECT_THAT(failure,
+                            testing::AnyOf("", HasSubstr("descriptor "), HasSubstr(folder_.path().string())));
                 failures += failure.empty() ? 0 : 1;
             });
         EXPECT_GT(failures, 20U);
@@ -103,7 +110,7 @@ TEST_F(WriterFaults, ACallbackThatSaysNoCancelsAtAnyPoint) {
         last = 0;
         options_.progress = [&, calls = std::uint64_t{0}](const Progress& progress) mutable {
             EXPECT_GE(progress.bytesDone, last);
-            EXPECT_EQ(progress.bytesTotal, 300002U);
+            EXPECT_EQ(progress.bytesTotal, 300007U);
             last = progress.bytesDone;
             return ++calls != refused;
         };
@@ -113,7 +120,19 @@ TEST_F(WriterFaults, ACallbackThatSaysNoCancelsAtAnyPoint) {
         expectPackage(cancelled ? "old" : folder_.read("packages/tool.bex"));
     }
     EXPECT_GT(refused, 3U);
-    EXPECT_EQ(last, 300002U) << "the last call tells of everything";
+    EXPECT_EQ(last, 300007U) << "the last call tells of everything";
+}
+
+TEST_F(WriterFaults, OneLargeEntryIsCancelledInItsMiddle) {
+    PackageWriter writer = soundWriter();
+    writer.addBytes(std::string(8 << 20, 'x'), "large");
+    std::uint64_t seen = 0;
+    options_.progress = [&](const Progress& progress) {
+        seen = progress.bytesDone;
+        return false;
+    };
+    EXPECT_EQ(failureOf([&] { writer.write(folder_ / "packages/tool.bex", options_); }), "cancelled");
+    EXPECT_LT(seen, 1U << 20);
 }
 
 }  // namespace

@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "Archives.hpp"
 #include "Failure.hpp"
 #include "stream/writer/Building.hpp"
 
@@ -52,9 +53,18 @@ TEST(Plan, LaterDirectoriesReplaceEarlierOnesAndWhatIsExcludedStaysOut) {
     chmod(folder.write("tree/var/z", "").c_str(), 0600);
     std::filesystem::create_directory_symlink("tree", folder / "alias");  // followed, as nothing below it is
     PackageWriter writer;
-    writer.addDirectory("/var/y", {0711, 1});
     writer.addTree(folder / "alias", {"", {"./var//x/"}, false});
-    writer.addTree(folder / "tree", {"", {"var/x", "var/z"}, false});
+    writer.addTree(folder / "tree", {"", {"/*/[x]", "var/z"}, false});
+    // A filter sees attributes and paths of the tree, and no directory that it refuses is read.
+    std::vector<std::string> met;
+    const auto refuse = [&](const stream::Entry& entry) {
+        met.push_back(entry.path + ' ' + octal(entry.mode, 4));
+        return false;
+    };
+    chmod((folder / "tree/var").c_str(), 0700);
+    writer.addTree(folder / "tree", {"var/y", {}, false, refuse});
+    EXPECT_THAT(met, ElementsAre("./var/ 0700"));
+    writer.addDirectory("/var/y", {0711, 1});
     writer.addDirectory("var", {02770, 3});
     WriteOptions options;
     options.latestTime = 3;
@@ -66,11 +76,38 @@ TEST(Plan, PatternsAreHeldAgainstBytesInEveryLocale) {
     PackageWriter writer;
     writer.addBytes("", "caf\xc3\xa9", {0644, 5});
     writer.setMode("caf??", 04711);
-    writer.setMode("caf?", 0);
     std::setlocale(LC_ALL, "C.UTF-8");
     const auto lines = shown(writer, datedOptions());
     std::setlocale(LC_ALL, "C");
     EXPECT_THAT(lines, ElementsAre("./ 755 5", "./caf\xc3\xa9 4711 5"));
+    writer.setMode("caf?", 0);
+    EXPECT_THAT(failureOf([&] { writer.plan(); }), testing::HasSubstr("\"caf?\""));
+}
+
+TEST(Plan, PatternsTakeEverySpellingAndMustMatchSomething) {
+    const struct {
+        const char* pattern;
+        const char* expected;
+    } cases[] = {{"etc/x.d/", "./etc/x.d/ 600 5"},
+                 {"/etc/x.d", "./etc/x.d/ 600 5"},
+                 {"./etc//x?d", "./etc/x.d/ 600 5"},
+                 {"./etc/[id]", "./etc/[id] 600 5"},
+                 {"/", "./ 600 5"},
+                 {"etc/s", ""},
+                 {"etc/y", ""}};
+    for (const auto& [pattern, expected] : cases) {
+        PackageWriter ruled;
+        ruled.addDirectory("etc/x.d", {0755, 5});
+        ruled.addBytes("", "etc/[id]", {0644, 5});
+        ruled.addSymlink("x", "etc/s", {0644, 5});
+        ruled.setMode(pattern, 0600);
+        std::vector<std::string> lines;
+        const std::string failure = failureOf([&] { lines = shown(ruled, datedOptions()); });
+        EXPECT_EQ(failure, *expected != '\0' ? ""
+                                             : "the mode of \"" + std::string(pattern) +
+                                                   "\": no file or directory of the package matches");
+        EXPECT_EQ(std::count(lines.begin(), lines.end(), expected), *expected != '\0' ? 1 : 0) << pattern;
+    }
 }
 
 TEST(Plan, RefusesWhatOnePackageCantHold) {
@@ -81,6 +118,8 @@ TEST(Plan, RefusesWhatOnePackageCantHold) {
     std::filesystem::create_symlink("x", folder / "link");
     const stream::TreeOptions unlessSpecial{"", {}, true};
     const stream::Attributes noMode{01000644, {}};
+    const stream::Attributes noOwner{0644, {}, 0, 0, "a\nb", ""};
+    const stream::Attributes noNumber{0644, {}, 0, 4294967295U};
     const std::string nul("a\0b", 3);
     const struct {
         std::function<void(PackageWriter&)> add;
@@ -92,8 +131,7 @@ TEST(Plan, RefusesWhatOnePackageCantHold) {
          "\"a\": a symlink's target can't be empty, hold a NUL or have more than 4095 bytes"},
         {[](auto& w) { w.addSymlink(std::string(4096, 'n'), "a"); },
          "\"a\": a symlink's target can't be empty, hold a NUL or have more than 4095 bytes"},
-        {[&](auto& w) { w.addFile(tree, "a", {}); }, tree + ": is no regular file or symlink"},
-        {[&](auto& w) { w.addFile(folder / "link", "a", {}); }, folder / "link: is no regular file"},
+        {[&](auto& w) { w.addFile(tree, "a", {}); }, tree + ": is not a regular file"},
         {[&](auto& w) {
              w.addSymlink("lib", "usr/bin");
              w.addTree(tree, unlessSpecial);
@@ -101,6 +139,9 @@ TEST(Plan, RefusesWhatOnePackageCantHold) {
          tree + "/usr/bin: ./usr/bin/: the path is taken by what was added from memory"},
         {[](auto& w) { w.setMode("*", 010000); }, "\"*\": mode with more than 07777"},
         {[&](auto& w) { w.addBytes("", "x", noMode); }, "\"x\": mode with more than 07777"},
+        {[&](auto& w) { w.addBytes("", "x", noNumber); }, "\"x\": owner or group beyond 4294967294"},
+        {[&](auto& w) { w.addBytes("", "x", noOwner); },
+         "\"x\": owner or group \"a\\nb\" has a NUL, a newline or more than 31 bytes"},
         {[&](auto& w) { w.addTree(tree); }, tree + "/usr/pipe: is a FIFO, which a package can't hold"},
     };
     for (const auto& c : cases) {
@@ -116,20 +157,54 @@ TEST(Plan, RefusesWhatOnePackageCantHold) {
     EXPECT_THAT(shown(writer, datedOptions()), ElementsAre("./ 755 1000000000")) << "nothing is left of the scan";
 }
 
+TEST(Plan, ModesNeedNotDependOnTheUmask) {
+    const TemporaryDirectory folder;
+    chmod(folder.write("tree/d/tool", "").c_str(), 04775);
+    chmod(folder.write("tree/d/data", "").c_str(), 0600);
+    chmod((folder / "tree/d").c_str(), 02770);
+    chmod((folder / "tree").c_str(), 0700);
+    for (const bool normal : {false, true}) {
+        PackageWriter writer;
+        writer.addTree(folder / "tree");
+        writer.addTree(folder / "tree", {"kept", {"d"}, false, nullptr, true});
+        writer.addFile(folder / "tree/d/data", "given", {0640, 5});
+        writer.setMode("d/data", 0606);
+        WriteOptions options = datedOptions();
+        options.latestTime = 5;
+        options.normalizeModes = normal;
+        const std::vector<std::string> lines = shown(writer, options);
+        const std::vector<std::string> own = {"./ 755 5",        "./d/ 2770 5",   "./d/data 606 5",
+                                              "./d/tool 4775 5", "./given 640 5", "./kept/ 700 5"};
+        const std::vector<std::string> plain = {"./ 755 5",        "./d/ 2755 5",   "./d/data 606 5",
+                                                "./d/tool 4755 5", "./given 640 5", "./kept/ 755 5"};
+        EXPECT_EQ(lines, normal ? plain : own);
+    }
+}
+
 /// Claims other owners than the disk has.
 class ForeignOwners : public stream::System {
 public:
     int fstatat(int folder, const char* path, struct stat* result, int flags) override {
         const int failed = System::fstatat(folder, path, result, flags);
-        result->st_uid = path == std::string("big") ? 3000000000U : 0;
-        result->st_gid = 2097152;
+        claim(path == std::string("big"), *result);
         return failed;
+    }
+    int fstat(int descriptor, struct stat* result) override {
+        const int failed = System::fstat(descriptor, result);
+        claim(result->st_size == 3, *result);
+        return failed;
+    }
+
+private:
+    static void claim(bool big, struct stat& status) {
+        status.st_uid = big ? 3000000000U : 0;
+        status.st_gid = 2097152;
     }
 };
 
 TEST(Plan, OwnersAreRootUnlessKept) {
     const TemporaryDirectory folder;
-    folder.write("tree/big", "");
+    folder.write("tree/big", "big");
     folder.write("tree/small", "");
     ForeignOwners system;
     PackageWriter writer = soundWriter(system);

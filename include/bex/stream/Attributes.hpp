@@ -1,0 +1,23 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+namespace bex::stream {
+
+/// Attributes of an entry that a caller gives, instead of those on disk.
+struct Attributes {
+    std::uint32_t mode = 0644;  ///< permission, set-id and sticky bits (07777)
+    /// Seconds since 1970. Unset: the newest time that anything in the package has, so that equal input gives
+    /// equal bytes; where nothing has one, WriteOptions::latestTime, or 0.
+    std::optional<std::int64_t> mtime = std::nullopt;
+    /// Owner and group by number, at most 4294967294, and by name, at most 31 bytes. Readers prefer a name that
+    /// their system knows; "" is no name.
+    std::uint64_t uid = 0;
+    std::uint64_t gid = 0;
+    std::string owner = "root";
+    std::string group = "root";
+};
+
+}  // namespace bex::stream

@@ -1,0 +1,13 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+
+namespace bex::stream {
+
+/// Copies bytes of an entry's contents, from `offset` on, to `buffer` and returns how many: 1 to `size`, or 0
+/// where there are none. Called with rising offsets, and again from 0 if the contents are needed again.
+using ContentReader = std::function<std::size_t(std::uint64_t offset, char* buffer, std::size_t size)>;
+
+}  // namespace bex::stream

@@ -1,0 +1,67 @@
+#pragma once
+
+#include <string>
+
+#include "bex/stream/Sink.hpp"
+#include "stream/system/Descriptor.hpp"
+#include "stream/system/System.hpp"
+#include "stream/system/TemporaryFile.hpp"
+
+namespace bex::stream {
+
+/// Where an AtomicFile is to appear: a name in an open directory.
+struct Target {
+    /// Opens the directory. Throws StreamError (`inputOutput`) when that fails, or when `path` is, or leads by a
+    /// symlink to, something other than a regular file. A symlink into /proc counts as such: /dev/stdout is not
+    /// there to be replaced.
+    Target(std::string path, System& system);
+
+    [[noreturn]] void fail(const char* action) const;  ///< with errno
+    [[noreturn]] void refuse(const char* reason) const;
+
+    std::string path;
+    std::string name;  ///< the last component
+    System& system;
+    Descriptor directory;
+
+private:
+    void check() const;
+    bool leadsIntoProc() const;
+};
+
+/// The directory that a path's last component stands in, "." where none is named.
+std::string directoryOf(const std::string& path);
+
+/// A file that appears under its name whole or not at all: the bytes go to a TemporaryFile in the target's
+/// directory, which commit() syncs and renames over the target. Destroyed without commit(), it leaves the old file
+/// alone and nothing else behind. A process that is killed leaves the target old or new; a temporary file's name
+/// may stay if it is killed during commit(), or at any time where the file needs a name from the beginning.
+/// The new file has the permissions that the process's umask gives a new file. The directory must be readable.
+///
+/// A symlink under the target's name is itself replaced; the file that it leads to stays as it is.
+class AtomicFile : public Sink {
+public:
+    /// Opens the temporary file. Throws StreamError as Target does, and when that fails. `system` must outlive
+    /// this.
+    AtomicFile(std::string path, System& system);
+
+    /// Throws StreamError after commit(), too: the target is never written in place.
+    void write(const char* data, std::size_t size) override;
+
+    /// Syncs the contents, moves them to the target's name and syncs the directory. Throws StreamError; unless the
+    /// message says that only the directory could not be synced, the target is then what it was. Call once, last.
+    void commit();
+
+    /// Open for reading and writing while this lives, owned by this: what was written can be read back before it
+    /// is committed.
+    int descriptor() const noexcept { return file_.get(); }
+
+private:
+    void requireUncommitted() const;
+
+    Target target_;
+    TemporaryFile file_;
+    bool committed_ = false;
+};
+
+}  // namespace bex::stream

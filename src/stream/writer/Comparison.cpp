@@ -1,0 +1,103 @@
+#include "stream/writer/Comparison.hpp"
+
+#include <algorithm>
+#include <vector>
+
+#include "stream/writer/ControlArchiveWriter.hpp"
+
+namespace bex::stream {
+
+namespace {
+
+[[noreturn]] void fail(const Place& place, const std::string& reason) {
+    place.fail(ErrorKind::damaged, "differs", reason);
+}
+
+/// The attribute in which the entry that was read differs; null when there is none.
+const char* differenceOf(const Entry& meant, const Entry& found) {
+    const struct {
+        bool same;
+        const char* what;
+    } attributes[] = {
+        {meant.path == found.path, "path"},
+        {meant.type == found.type, "type"},
+        {meant.mode == found.mode, "mode"},
+        {meant.size == found.size, "size"},
+        {meant.mtime == found.mtime, "time"},
+        {meant.uid == found.uid && meant.gid == found.gid, "owner"},
+        {meant.owner == found.owner && meant.group == found.group, "owner's name"},
+        {meant.linkTarget == found.linkTarget, "link target"},
+    };
+    for (const auto& attribute : attributes) {
+        if (!attribute.same) {
+            return attribute.what;
+        }
+    }
+    return nullptr;
+}
+
+void requireSame(const Place& place, const Entry& meant, const Entry& found) {
+    if (const char* what = differenceOf(meant, found)) {
+        fail(place, std::string("was written with another ") + what);
+    }
+}
+
+}  // namespace
+
+void Comparison::compareControl(const std::map<std::string, std::string>& files) {
+    package_.checkStructure();
+    const std::vector<ControlMember> found = package_.readControl();
+    std::size_t index = 0;
+    for (const auto& [name, contents] : files) {
+        const Entry meant = controlEntryOf(name, contents.size(), plan_.newestTime());
+        if (index == found.size()) {
+            fail(placeOf(meant), "is missing in what was written");
+        }
+        requireSame(placeOf(meant), meant, found[index].entry);
+        if (found[index].contents != contents) {
+            fail(placeOf(meant), "what was written differs from its source");
+        }
+        ++index;
+    }
+    if (index != found.size()) {
+        fail(placeOf(found[index].entry), "was written without being meant");
+    }
+}
+
+void Comparison::comparePayload(FileReader& sources, ProgressMeter& meter) {
+    Entry found;
+    for (std::size_t i = 0; i < plan_.size(); ++i) {
+        const Entry meant = plan_.entry(i);
+        if (!package_.next(found)) {
+            fail(placeOf(meant), "is missing in what was written");
+        }
+        requireSame(placeOf(meant), meant, found);
+        read_ = {};
+        if (meant.type == EntryType::file) {
+            const auto compare = [&](std::string_view piece) {
+                compareBytes(meant, piece);
+                meter.add(piece.size(), meant.path);
+            };
+            sources.read(plan_.file(i), compare, nullptr);
+        }
+    }
+    if (package_.next(found)) {
+        fail(placeOf(found), "was written without being meant");
+    }
+}
+
+void Comparison::compareBytes(const Entry& entry, std::string_view piece) {
+    while (!piece.empty()) {
+        if (read_.empty()) {
+            read_ = package_.read();
+        }
+        const std::size_t count = std::min(read_.size(), piece.size());
+        if (count == 0 || read_.substr(0, count) != piece.substr(0, count)) {
+            fail(placeOf(entry), "what was written differs from its source");
+        }
+        read_.remove_prefix(count);
+        piece.remove_prefix(count);
+    }
+}
+
+}  // namespace bex::stream

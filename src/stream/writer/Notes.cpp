@@ -1,0 +1,88 @@
+#include "stream/writer/Notes.hpp"
+
+#include <algorithm>
+#include <utility>
+
+#include "bex/stream/Limits.hpp"
+#include "stream/base/Place.hpp"
+#include "stream/reader/PackageStream.hpp"
+
+namespace bex::stream {
+
+namespace {
+
+// dpkg unpacks every entry beside its place, under its name with ".dpkg-new" or ".dpkg-tmp" after it.
+constexpr std::size_t kLongestDpkgName = 255 - 9;
+constexpr std::uint64_t kTarBlockBytes = 512;
+
+std::string_view lastComponent(const std::string& stored) {
+    std::string_view path = stored;
+    path.remove_suffix(path.back() == '/' ? 1 : 0);
+    return path.substr(path.rfind('/') + 1);
+}
+
+std::uint64_t blocksOf(std::uint64_t bytes) {
+    return (bytes + kTarBlockBytes - 1) / kTarBlockBytes;
+}
+
+/// As it is in tar, at least: headers of long names are not counted.
+std::uint64_t tarBytesOf(const std::map<std::string, std::string>& files) {
+    std::uint64_t blocks = 1 + 2;  // the root, and the end of the archive
+    for (const auto& [name, contents] : files) {
+        blocks += 1 + blocksOf(contents.size());
+    }
+    return blocks * kTarBlockBytes;
+}
+
+}  // namespace
+
+void Notes::add(const std::string& entry, const char* code, const char* limit, std::string reason) {
+    ErrorRecord record = Place("").at(entry).record(ErrorKind::limitExceeded, code, std::move(reason));
+    record.limit = limit;
+    notes_.emplace_back(Severity::warning, std::move(record));
+}
+
+void Notes::take(const Entry& entry) {
+    // Every directory has an entry of its own, so that the last component is enough.
+    if (lastComponent(entry.path).size() > kLongestDpkgName) {
+        add(entry.path, "path-long", "",
+            "dpkg cannot unpack a name of more than " + std::to_string(kLongestDpkgName) + " bytes");
+    }
+    const Limits limits;
+    if (++entries_ == limits.entries + 1) {
+        add("", "limit", "entries",
+            "readers refuse more than " + std::to_string(limits.entries) + " entries unless told otherwise");
+    }
+    if (entry.path.size() > limits.nameBytes) {
+        add(entry.path, "limit", "nameBytes",
+            "readers refuse a path of more than " + std::to_string(limits.nameBytes) +
+                " bytes unless told otherwise");
+    }
+}
+
+void Notes::takePayload(std::uint64_t memberBytes, std::uint64_t tarBytes) {
+    const Limits limits;
+    if (tarBytes > payloadLimit(limits, memberBytes)) {
+        add("", "limit", "expansionRatio",
+            "readers refuse a payload that expands to more than " + std::to_string(limits.expansionRatio) +
+                " times its compressed size unless told otherwise");
+    }
+}
+
+void Notes::takeControl(const std::map<std::string, std::string>& files) {
+    const Limits limits;
+    const auto found = files.find("md5sums");
+    const std::uint64_t sums = found != files.end() ? found->second.size() : 0;
+    if (sums > limits.md5sumsBytes) {
+        add("", "limit", "md5sumsBytes",
+            "readers refuse md5sums of more than " + std::to_string(limits.md5sumsBytes) +
+                " bytes unless told otherwise");
+    }
+    if (tarBytesOf(files) - std::min(sums, limits.md5sumsBytes) > limits.controlBytes) {
+        add("", "limit", "controlBytes",
+            "readers refuse a control archive of more than " + std::to_string(limits.controlBytes) +
+                " bytes unless told otherwise");
+    }
+}
+
+}  // namespace bex::stream

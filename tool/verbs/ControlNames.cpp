@@ -1,0 +1,33 @@
+#include "verbs/ControlNames.hpp"
+
+#include <algorithm>
+#include <vector>
+
+#include "arguments/Nearest.hpp"
+#include "bex/stream/Escape.hpp"
+
+namespace bex::tool {
+
+namespace {
+
+/// dpkg(1), deb-control(5) and the manual pages beside them; templates and config are debconf's.
+const std::vector<std::string> kKnownMembers = {"conffiles", "config",    "control", "isinstallable", "md5sums",
+                                                "postinst",  "postrm",    "preinst", "prerm",         "shlibs",
+                                                "symbols",   "templates", "triggers"};
+
+}  // namespace
+
+bool isLeftover(const std::string& name) {
+    return name.front() == '.' || name.back() == '~';
+}
+
+void noteUnknownMember(const std::string& name, Console& console) {
+    if (std::find(kKnownMembers.begin(), kKnownMembers.end(), name) != kKnownMembers.end()) {
+        return;
+    }
+    const std::string meant = nearest(name, kKnownMembers);
+    console.note("control member " + stream::escapeForDisplay(name) + ": dpkg does not know it" +
+                 (meant.empty() ? "" : "; did you mean " + meant + "?"));
+}
+
+}  // namespace bex::tool

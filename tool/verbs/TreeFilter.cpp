@@ -1,0 +1,70 @@
+#include "verbs/TreeFilter.hpp"
+
+#include <array>
+#include <filesystem>
+#include <fstream>
+#include <system_error>
+#include <utility>
+
+#include "bex/stream/Escape.hpp"
+
+namespace bex::tool {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+/// The path of the target relative to the tree; "" where it is not below it.
+std::string placeInTree(const std::string& tree, const std::string& target) {
+    std::error_code failure;
+    const fs::path directory = fs::weakly_canonical(fs::absolute(target, failure).parent_path(), failure);
+    const fs::path path =
+        (directory / fs::path(target).filename()).lexically_relative(fs::weakly_canonical(tree, failure));
+    return target.empty() || failure || path.empty() || *path.begin() == ".." ? "" : path.string();
+}
+
+std::string valueOf(const stream::ControlParagraph& control, const char* name) {
+    const std::string* value = control.find(name);
+    return value != nullptr ? *value : "";
+}
+
+/// Whether the file is an ar archive, as every package is. A file that cannot be read is not one: whoever packages
+/// it reports why.
+bool isArchive(const std::string& path) {
+    std::array<char, 8> begin = {};
+    std::ifstream(path, std::ios::binary).read(begin.data(), begin.size());
+    return std::string_view(begin.data(), begin.size()) == "!<arch>\n";
+}
+
+}  // namespace
+
+TreeFilter::TreeFilter(std::string tree, const std::string& target, const stream::ControlParagraph& control,
+                       Console& console)
+    : tree_(std::move(tree)),
+      target_(placeInTree(tree_, target)),
+      begin_(valueOf(control, "Package") + "_"),
+      middle_("_" + valueOf(control, "Architecture") + "."),
+      console_(console) {}
+
+bool TreeFilter::operator()(const stream::Entry& entry) const {
+    const std::string path = stream::plainPath(entry.path);
+    if (path == kControlDirectory || path == target_) {
+        return false;
+    }
+    const bool onTop = path.find('/') == std::string::npos;
+    return !(onTop && entry.type == stream::EntryType::file && isOtherPackage(path));
+}
+
+bool TreeFilter::isOtherPackage(const std::string& name) const {
+    const std::size_t middle = name.rfind(middle_);
+    const bool isNamedSo = name.compare(0, begin_.size(), begin_) == 0 && middle != std::string::npos &&
+                           middle > begin_.size() && middle + middle_.size() < name.size();
+    const std::string path = (fs::path(tree_) / name).string();
+    if (!isNamedSo || !isArchive(path)) {
+        return false;
+    }
+    console_.note(stream::escapeForDisplay(path) + ": left out: an earlier package of the same name");
+    return true;
+}
+
+}  // namespace bex::tool
