@@ -5,53 +5,60 @@
 #include <CLI/Formatter.hpp>
 #include <algorithm>
 #include <csignal>
+#include <cstddef>
 #include <exception>
-#include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "arguments/Choice.hpp"
 #include "arguments/Help.hpp"
 #include "arguments/LimitOption.hpp"
+#include "arguments/Threads.hpp"
+#include "arguments/Verbatim.hpp"
 #include "bex/stream/Versions.hpp"
 #include "output/Failure.hpp"
 #include "output/Usage.hpp"
 #include "verbs/Commands.hpp"
+#include "verbs/dpkg/DpkgDeb.hpp"
 
 namespace bex::tool {
 
 namespace {
 
-/// dpkg-deb(1)'s letters, where the meaning is the same.
-const std::map<std::string, std::vector<std::string>> aliases = {
-    {"-b", {"build"}}, {"-c", {"list", "--long"}}, {"-I", {"info"}},
-    {"-f", {"field"}}, {"-x", {"extract"}},        {"-e", {"extract", "--control"}},
+struct Command {
+    const char* name;
+    const char* description;
+    void (*addOptions)(CLI::App* verb, Action& chosen);
 };
 
-/// The arguments after the program's name, an alias in the place of the verb written out.
-std::vector<std::string> expanded(const CLI::App& program, int argc, const char* const* argv) {
-    std::vector<std::string> arguments(argv + std::min(argc, 1), argv + argc);
-    for (auto word = arguments.begin(); word != arguments.end(); ++word) {
-        const auto alias = aliases.find(*word);
-        if (alias != aliases.end()) {
-            const auto next = arguments.erase(word);
-            arguments.insert(next, alias->second.begin(), alias->second.end());
-            break;
-        }
-        const auto isWord = [&word](const CLI::App* verb) { return verb->check_name(*word); };
-        if (!program.get_subcommands(isWord).empty()) {
-            break;
-        }
+constexpr Command kCommands[] = {
+    {"build", "Package a tree", addBuild},
+    {"info", "Show fields, members and totals", addInfo},
+    {"field", "Print values of control fields, one a line", addField},
+    {"list", "List the payload", addList},
+    {"cat", "Print the bytes of entries as they are", addCat},
+    {"extract", "Extract the payload", addExtract},
+    {"verify", "Check everything and list what is wrong", addVerify},
+    {"diff", "List the differences between two packages", addDiff},
+};
+
+/// "help VERB" as "VERB --help".
+std::vector<std::string> withHelpAsOption(std::vector<std::string> arguments) {
+    const auto isWord = [](const std::string& argument) { return argument.rfind('-', 0) != 0; };
+    const auto first = std::find_if(arguments.begin(), arguments.end(), isWord);
+    if (first != arguments.end() && *first == "help") {
+        arguments.erase(first);
+        arguments.push_back("--help");
     }
     return arguments;
 }
 
 void addCommonOptions(CLI::App& program, Context& context) {
-    program.add_flag("--json", context.json, "Print one JSON object, errors too");
+    program.add_flag("--json", context.json, "Print JSON objects, errors and notes too");
     program.add_flag("-q,--quiet", context.quiet, "Print no notes and no progress");
-    program.add_flag("-v,--verbose", context.verbosity, "Tell more on standard error");
-    program.add_option("--threads", context.threads, "Threads to work with; 0 is one for each processor")
-        ->option_text("N");
+    program.add_flag("-v,--verbose", context.verbosity, "Print more on standard error");
+    addThreadsOption(program, "--threads", context.threads);
     addChoice<ColorWhen>(
         program, "--color", "Colours: auto, always or never",
         {{"auto", ColorWhen::automatic}, {"always", ColorWhen::always}, {"never", ColorWhen::never}},
@@ -74,15 +81,15 @@ std::string versionText() {
     return text;
 }
 
+/// Only the verb that is chosen gets its options: to make those of all verbs takes longer than to read a field.
 void addVerbs(CLI::App& program, Action& chosen) {
-    addBuild(program, chosen);
-    addInfo(program, chosen);
-    addField(program, chosen);
-    addList(program, chosen);
-    addCat(program, chosen);
-    addExtract(program, chosen);
-    addVerify(program, chosen);
-    addDiff(program, chosen);
+    for (const auto& command : kCommands) {
+        CLI::App* verb = program.add_subcommand(command.name, command.description);
+        verb->preparse_callback([verb, &command, &chosen](std::size_t) {
+            command.addOptions(verb, chosen);
+            takeVerbatim(*verb);
+        });
+    }
 }
 
 ExitStatus print(const std::string& text, Console& console) {
@@ -91,25 +98,35 @@ ExitStatus print(const std::string& text, Console& console) {
     return ExitStatus::done;
 }
 
-ExitStatus parseAndAct(CLI::App& program, std::vector<std::string> arguments, Context& context,
+ExitStatus printHelp(const CLI::App& program, const std::vector<std::string>& arguments, Context& context) {
+    const auto verbs = program.get_subcommands();
+    if (verbs.empty() && program.remaining_size() > 0) {
+        return reportUsage(program, CLI::RequiredError("VERB"), arguments, context);
+    }
+    return print(helpText(verbs.empty() ? program : *verbs.front()), context.console);
+}
+
+ExitStatus parseAndAct(CLI::App& program, const std::vector<std::string>& arguments, Context& context,
                        const Action& chosen) {
     try {
-        program.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
+        std::vector<std::string> backwards = verbatim(arguments);
+        std::reverse(backwards.begin(), backwards.end());
+        program.parse(std::move(backwards));
     } catch (const CLI::CallForVersion&) {
         return print(versionText(), context.console);
     } catch (const CLI::Success&) {
-        const auto verbs = program.get_subcommands();
-        return print(helpText(verbs.empty() ? program : *verbs.front()), context.console);
+        return printHelp(program, arguments, context);
     } catch (const CLI::ParseError& e) {
         return reportUsage(program, e, arguments, context);
     }
     context.console.setQuiet(context.quiet);
+    context.console.setJson(context.json);
     const ExitStatus status = chosen(context);
     context.console.flush();
     return status;
 }
 
-ExitStatus parseAndAct(int argc, const char* const* argv, Context& context) {
+ExitStatus parseAndAct(const std::vector<std::string>& arguments, Context& context) {
     Action chosen;
     CLI::App program("Build, read and check Debian-style binary packages", "bex");
     program.fallthrough();  // Before the verbs, which inherit it: options for all of them may stand anywhere.
@@ -118,14 +135,16 @@ ExitStatus parseAndAct(int argc, const char* const* argv, Context& context) {
     addVerbs(program, chosen);
     program.get_help_ptr()->description("Print help and exit");
     program.set_version_flag("--version", "", "Print the versions of bex and its libraries");
-    program.footer("bex VERB --help tells more of a verb, bex(1) all.\nExample: bex build site site.bex");
+    program.footer(
+        "Run bex VERB --help for details; see bex(1) for everything.\nExample: bex build site site.bex");
     program.require_subcommand(1);
-    return parseAndAct(program, expanded(program, argc, argv), context, chosen);
+    return parseAndAct(program, withHelpAsOption(arguments), context, chosen);
 }
 
 ExitStatus act(int argc, const char* const* argv, Context& context) {
     try {
-        return parseAndAct(argc, argv, context);
+        const std::vector<std::string> arguments(argv + std::min(argc, 1), argv + argc);
+        return asksForDpkgDeb(arguments) ? actAsDpkgDeb(arguments, context) : parseAndAct(arguments, context);
     } catch (const OutputClosed&) {
         return context.whenClosed;
     } catch (...) {
@@ -137,6 +156,7 @@ ExitStatus act(int argc, const char* const* argv, Context& context) {
 
 ExitStatus run(int argc, const char* const* argv) {
     std::signal(SIGPIPE, SIG_IGN);  // Console tells a closed pipe from other failures, and files can be tidied up.
+    std::signal(SIGXFSZ, SIG_IGN);  // A limit on file sizes is then a failed write, which has a message.
     Context context;
     return act(argc, argv, context);
 }

@@ -1,6 +1,7 @@
 #!/bin/bash
-# Builds the examples the way a stranger would, against an installed prefix, and runs them.
-# Usage: run.sh cmake|pkg-config PREFIX LIBDIR COMPILER FLAGS
+# Builds the examples the way a stranger would, against an installed prefix, and runs them; or starts the command from
+# a copy of the prefix.
+# Usage: run.sh cmake|pkg-config|moved PREFIX LIBDIR COMPILER FLAGS
 #   LIBDIR  where the libraries are below PREFIX
 #   FLAGS   what has to be the same in a whole process, such as the sanitizers; may be empty
 set -euo pipefail
@@ -36,6 +37,17 @@ case $way in
         (cd "$prefix/include" && find bex -name '*.hpp' -printf '#include <%p>\n') >"$work/all.cpp"
         compile bex-stream -fsyntax-only "$work/all.cpp" # nothing that a header needs is missing
         export LD_LIBRARY_PATH=$prefix/$libdir
+        ;;
+    moved)
+        mkdir -p "$work/bin" "$work/$libdir"
+        cp -a "$prefix/bin/." "$work/bin"
+        cp -a "$prefix/$libdir/." "$work/$libdir"
+        "$work/bin/bex" --version >/dev/null
+        if ldd "$work/bin/bex" | grep libbex | grep -vF " => $(realpath "$work")/"; then
+            echo "run.sh: a moved bex does not use the libraries of its own prefix" >&2
+            exit 1
+        fi
+        exit
         ;;
     *)
         echo "run.sh: unknown way: $way" >&2

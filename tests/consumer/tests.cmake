@@ -7,7 +7,7 @@ set(consumerFlags "")
 if(BEX_SANITIZE)
     set(consumerFlags "-fsanitize=${BEX_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all")
 endif()
-foreach(way IN ITEMS cmake pkg-config)
+foreach(way IN ITEMS cmake pkg-config moved)
     add_test(NAME consumer.${way}
         COMMAND ${CMAKE_CURRENT_LIST_DIR}/run.sh
             ${way} ${consumerPrefix} ${CMAKE_INSTALL_LIBDIR} ${CMAKE_CXX_COMPILER} "${consumerFlags}")

@@ -206,7 +206,8 @@ def check_tool(case, number, place):
         for user, locale in (ends if SANITIZED else every) if verb == "extract" else [ends[number % 2]]:
             place.renew(case, user)
             before = place.outside()
-            arguments = {"extract": ["odd.bex", "dest"], "list": ["--long", "odd.bex"]}.get(verb, ["odd.bex"])
+            arguments = {"extract": ["odd.bex", "dest"], "list": ["--long", "odd.bex"],
+                         "info": ["--totals", "odd.bex"]}.get(verb, ["odd.bex"])
             done = run([bex, verb, "--threads", "2", *arguments, *case.options], place.folder, user, locale,
                        terminal=locale == "C" and verb != "extract")
             for complaint in complaints(verb, case, done, place):

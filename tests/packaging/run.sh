@@ -40,6 +40,10 @@ dpkg --root="$root" --force-not-root --force-depends --install "$work"/packages/
     { cat "$work/log" >&2 && fail "dpkg does not install them"; }
 dpkg --root="$root" --verify || fail "dpkg finds other files than the packages' md5sums say"
 
+if readelf -d "$root/usr/bin/bex" "$root/usr/$libdir"/libbex*.so.1 | grep -E 'R(UN)?PATH'; then
+    fail "our packages have a run path"
+fi
+
 export LD_LIBRARY_PATH=$root/usr/$libdir
 version=$(dpkg-parsechangelog -l "$here/../../packaging/changelog" -S Version)
 [ "$("$root/usr/bin/bex" --version | head -n 1)" = "bex $version" ] || fail "the installed bex does not run"

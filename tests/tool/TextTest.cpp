@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <limits>
 
+#include "arguments/Threads.hpp"
+
 namespace bex::tool {
 
 namespace {
@@ -26,6 +28,13 @@ TEST(Text, CutsAndAlignsByCharactersNotBytes) {
     EXPECT_EQ(cutToColumns(umlauts, 2), "..");
     EXPECT_EQ(cutToColumns(umlauts, 0), "");
     EXPECT_EQ(alignedTable({{"\u00e4", "1", "x"}, {"bb", "22"}, {"c"}}, {1}), "\u00e4    1  x\nbb  22\nc\n");
+}
+
+TEST(Threads, AreBoundedByTheProcessors) {
+    EXPECT_EQ(usefulThreads(0, 2), 0);
+    EXPECT_EQ(usefulThreads(5, 2), 5);
+    EXPECT_EQ(usefulThreads(4294967295, 2), 8);
+    EXPECT_EQ(usefulThreads(1000, 0), 4);  // Where the system does not say how many there are.
 }
 
 }  // namespace

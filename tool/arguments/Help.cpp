@@ -9,11 +9,11 @@ namespace bex::tool {
 
 namespace {
 
-constexpr std::size_t lineColumns = 80;
-constexpr std::size_t textColumn = 22;
+constexpr std::size_t kLineColumns = 80;
+constexpr std::size_t kTextColumn = 22;
 
 /// Words set in lines of at most 80 columns. The first word of `text` follows what `line` holds so far, at least
-/// two blanks behind it.
+/// two blanks after it.
 std::string wrapped(std::string line, const std::string& text, std::size_t indent) {
     std::string done;
     std::size_t begin = 0;
@@ -21,7 +21,7 @@ std::string wrapped(std::string line, const std::string& text, std::size_t inden
     while (begin < text.size()) {
         const std::size_t end = std::min(text.find(' ', begin), text.size());
         const std::string word = text.substr(begin, end - begin);
-        if (line.size() + (lineHasText ? 1 : 0) + word.size() > lineColumns) {
+        if (line.size() + (lineHasText ? 1 : 0) + word.size() > kLineColumns) {
             done += line + "\n";
             line.assign(indent, ' ');
             lineHasText = false;
@@ -37,8 +37,8 @@ std::string row(const std::string& label, const std::string& text) {
     const std::string lines = wrapped("  ", label, 4);
     const std::size_t lastLine = lines.rfind('\n') == std::string::npos ? 0 : lines.rfind('\n') + 1;
     std::string last = lines.substr(lastLine);
-    last.resize(std::max(last.size() + 2, textColumn), ' ');
-    return lines.substr(0, lastLine) + wrapped(last, text, textColumn) + "\n";
+    last.resize(std::max(last.size() + 2, kTextColumn), ' ');
+    return lines.substr(0, lastLine) + wrapped(last, text, kTextColumn) + "\n";
 }
 
 std::string labelOf(const CLI::Option& option) {
@@ -78,7 +78,8 @@ std::vector<const CLI::Option*> positionals(const CLI::App& app) {
 
 std::string usageOf(const CLI::App& app) {
     if (app.get_parent() == nullptr) {
-        return "Usage: " + app.get_name() + " [OPTIONS] VERB ...";
+        const bool hasVerbs = !app.get_subcommands([](const CLI::App*) { return true; }).empty();
+        return "Usage: " + app.get_name() + (hasVerbs ? " [OPTIONS] VERB ..." : " [OPTIONS] ACTION ...");
     }
     std::string usage = "Usage: " + app.get_parent()->get_name() + " " + app.get_name() + " [OPTIONS]";
     for (const auto* argument : positionals(app)) {

@@ -10,7 +10,8 @@ _bex_options() {
         cat) echo "$common --control" ;;
         extract) echo "$common --control --strip --keep --overwrite --same-owner --keep-setuid --dry-run" ;;
         verify) echo "$common --strict --ignore" ;;
-        diff) echo "$common --content" ;;
+        info) echo "$common --totals" ;;
+        diff) echo "$common --exclude --times --brief --content" ;;
         "") echo "$common --version" ;;
         *) echo "$common" ;;
     esac

@@ -10,12 +10,12 @@ complete -c bex -n "not __fish_seen_subcommand_from $verbs" -a list -d "list the
 complete -c bex -n "not __fish_seen_subcommand_from $verbs" -a cat -d "print the bytes of entries"
 complete -c bex -n "not __fish_seen_subcommand_from $verbs" -a extract -d "extract the payload"
 complete -c bex -n "not __fish_seen_subcommand_from $verbs" -a verify -d "check everything"
-complete -c bex -n "not __fish_seen_subcommand_from $verbs" -a diff -d "tell in what two packages differ"
+complete -c bex -n "not __fish_seen_subcommand_from $verbs" -a diff -d "list the differences between two packages"
 complete -c bex -n "not __fish_seen_subcommand_from $verbs" -l version -d "versions"
 
-complete -c bex -l json -d "print one JSON object"
+complete -c bex -l json -d "print JSON objects"
 complete -c bex -s q -l quiet -d "print no notes and no progress"
-complete -c bex -s v -l verbose -d "tell more on standard error"
+complete -c bex -s v -l verbose -d "print more on standard error"
 complete -c bex -l threads -x -d "threads to work with"
 complete -c bex -l color -x -a "auto always never"
 complete -c bex -l progress -x -a "auto json never"
@@ -63,4 +63,10 @@ complete -c bex -n $extract -l dry-run -d "only list"
 
 complete -c bex -n "__fish_seen_subcommand_from verify" -l strict -d "fail for warnings, too"
 complete -c bex -n "__fish_seen_subcommand_from verify" -l ignore -x -d "leave a code out"
+
+complete -c bex -n "__fish_seen_subcommand_from info" -l totals -d "read the payload for its exact totals"
+
+complete -c bex -n "__fish_seen_subcommand_from diff" -l exclude -x -d "leave out what matches"
+complete -c bex -n "__fish_seen_subcommand_from diff" -l times -d "compare times"
+complete -c bex -n "__fish_seen_subcommand_from diff" -l brief -d "no details"
 complete -c bex -n "__fish_seen_subcommand_from diff" -l content -d "show changed text files"

@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include "output/Failure.hpp"
+#include "output/Json.hpp"
 
 namespace bex::tool {
 
@@ -116,9 +117,16 @@ void Console::error(std::string_view text) {
 }
 
 void Console::note(std::string_view text) {
-    if (!quiet_) {
-        rawError(indented(text));
+    if (quiet_) {
+        return;
     }
+    if (!json_) {
+        rawError(indented(text));
+        return;
+    }
+    Json object = {{"schema", 1}};
+    putText(object, "note", text);
+    rawError(jsonLine(object));
 }
 
 void Console::rawError(std::string_view bytes) noexcept {

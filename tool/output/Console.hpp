@@ -20,6 +20,8 @@ public:
 
     void setColor(ColorWhen when);
     void setQuiet(bool quiet) noexcept { quiet_ = quiet; }
+    /// Makes notes JSON objects.
+    void setJson(bool json) noexcept { json_ = json; }
 
     bool outIsTerminal() const noexcept { return outIsTerminal_; }
     bool errorIsTerminal() const noexcept { return errorIsTerminal_; }
@@ -33,7 +35,7 @@ public:
 
     /// One message line on standard error: "bex: TEXT". Lines after the first are indented.
     void error(std::string_view text);
-    /// The same, left out when quiet.
+    /// The same, left out when quiet; with --json {"schema":1,"note":TEXT}.
     void note(std::string_view text);
     /// Bytes for standard error as they are: progress, JSON objects. Failures are passed over, since there is
     /// nowhere left to report them.
@@ -54,6 +56,7 @@ private:
     bool outColor_ = false;
     bool errorColor_ = false;
     bool quiet_ = false;
+    bool json_ = false;
     bool statusShown_ = false;
 };
 

@@ -19,8 +19,7 @@ struct Context {
     ProgressWhen progress = ProgressWhen::automatic;
     unsigned threads = 0;  ///< 0: one for each processor
     stream::Limits limits;
-    /// The status when the reader of standard output goes away: what a verb has told so far must not turn into a
-    /// wrong answer.
+    /// Exit status if the reader of standard output goes away early.
     ExitStatus whenClosed = ExitStatus::done;
 };
 

@@ -54,7 +54,7 @@ void print(const Report& report, Context& context) {
         error["hint"] = report.hint;
     }
     const Json object = {{"schema", 1}, {"error", error}};
-    context.console.rawError(jsonText(object));
+    context.console.rawError(jsonLine(object));
 }
 
 stream::StreamError systemError(const std::string& where, const std::string& action, int errorNumber) {

@@ -41,6 +41,14 @@ std::string jsonText(const Json& object) {
     return object.dump(2, ' ', true) + "\n";
 }
 
+std::string jsonLine(const Json& object) {
+    return object.dump(-1, ' ', true) + "\n";
+}
+
+std::string jsonObject(const Json& object, bool several) {
+    return several ? jsonLine(object) : jsonText(object);
+}
+
 Json jsonOf(const stream::Entry& entry) {
     Json object;
     putText(object, "path", entry.path);

@@ -18,6 +18,12 @@ void putText(Json& object, const std::string& key, std::string_view text);
 /// The object as lines of ASCII, so that no terminal obeys it.
 std::string jsonText(const Json& object);
 
+/// The same in one line.
+std::string jsonLine(const Json& object);
+
+/// One of several objects in one line, so that programs read a line an object; a single one as jsonText().
+std::string jsonObject(const Json& object, bool several);
+
 /// A payload entry as docs/bex.schema.json describes it.
 Json jsonOf(const stream::Entry& entry);
 

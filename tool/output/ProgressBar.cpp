@@ -61,10 +61,14 @@ bool ProgressBar::update(const stream::Progress& progress) {
     return !interrupted();
 }
 
+std::uint64_t ProgressBar::totalOf(const stream::Progress& progress) const {
+    return progress.bytesTotal > 0 ? progress.bytesTotal : expectedBytes_;
+}
+
 void ProgressBar::draw(const stream::Progress& progress, double seconds) {
     const double rate = static_cast<double>(progress.bytesDone) / seconds;
     std::string line = verb_ + " ";
-    const auto total = static_cast<double>(progress.bytesTotal > 0 ? progress.bytesTotal : expectedBytes_);
+    const auto total = static_cast<double>(totalOf(progress));
     if (total > 0) {
         const double part = std::min(1.0, static_cast<double>(progress.bytesDone) / total);
         const double rest = total * (1.0 - part);
@@ -81,10 +85,10 @@ void ProgressBar::printJson(const stream::Progress& progress, double seconds) {
     Json object = {{"schema", 1},
                    {"progress", verb_},
                    {"bytesDone", progress.bytesDone},
-                   {"bytesTotal", progress.bytesTotal},
+                   {"bytesTotal", totalOf(progress)},
                    {"seconds", seconds}};
     putText(object, "entry", progress.entry);
-    context_.console.rawError(object.dump(-1, ' ', true) + "\n");
+    context_.console.rawError(jsonLine(object));
 }
 
 }  // namespace bex::tool

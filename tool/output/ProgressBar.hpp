@@ -29,6 +29,7 @@ public:
     stream::ProgressCallback callback();
 
 private:
+    std::uint64_t totalOf(const stream::Progress& progress) const;
     bool update(const stream::Progress& progress);
     void draw(const stream::Progress& progress, double seconds);
     void printJson(const stream::Progress& progress, double seconds);

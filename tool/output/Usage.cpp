@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "arguments/Nearest.hpp"
+#include "arguments/Verbatim.hpp"
 #include "bex/stream/Escape.hpp"
 #include "output/Failure.hpp"
 
@@ -29,8 +30,8 @@ std::vector<std::string> knownWords(const CLI::App& program) {
 
 std::string hintFor(const CLI::App& program, const std::string& word) {
     const auto verbs = program.get_subcommands();
-    const bool wordOfOurs = verbs.empty() || word.rfind("--", 0) == 0;
-    const std::string meant = wordOfOurs ? nearest(word, knownWords(program)) : "";
+    const bool mayBeKnown = verbs.empty() || word.rfind("--", 0) == 0;
+    const std::string meant = mayBeKnown ? nearest(word, knownWords(program)) : "";
     if (!meant.empty()) {
         return "did you mean " + meant + "?";
     }
@@ -38,21 +39,20 @@ std::string hintFor(const CLI::App& program, const std::string& word) {
                          : "bex " + verbs.front()->get_name() + " --help lists the arguments";
 }
 
-/// The first argument that the program makes nothing of: an option, what stands in the verb's place, or one too
-/// many.
-/// "" when there is none.
-std::string strangeWord(const CLI::App& program, const std::vector<std::string>& arguments) {
-    const std::vector<std::string> words = knownWords(program);
-    for (const auto& argument : arguments) {
-        const std::string word = argument.substr(0, argument.find('='));
-        const bool isOption = word.rfind("--", 0) == 0 && word.size() > 2;
-        const bool isVerb = argument.rfind('-', 0) != 0 && program.get_subcommands().empty();
-        if ((isOption || isVerb) && std::find(words.begin(), words.end(), word) == words.end()) {
-            return word;
-        }
-    }
+/// The first argument that the parser could not use: an unknown option, what stands in the verb's place, or one
+/// too many. "" when there is none.
+std::string strangeWord(const CLI::App& program) {
     const std::vector<std::string> rest = program.remaining(true);
-    return rest.empty() ? "" : rest.front();
+    const std::string word = rest.empty() ? "" : withoutMark(rest.front());
+    return word.rfind("--", 0) == 0 ? word.substr(0, word.find('=')) : word;
+}
+
+/// What is wrong with it.
+std::string strangeText(const std::string& word, bool verbMissing) {
+    if (word[0] == '-') {
+        return word + ": no such option";
+    }
+    return word + (verbMissing ? ": no such verb" : ": one argument too many");
 }
 
 std::string withoutTail(const std::string& text, const char* tail) {
@@ -62,24 +62,18 @@ std::string withoutTail(const std::string& text, const char* tail) {
 /// What is wrong in words of ours, where the parser's own would puzzle.
 std::string usageText(const CLI::App& program, const CLI::ParseError& error, const std::string& strange) {
     const std::string text = error.what();
-    const bool verbMissing = program.get_subcommands().empty();
+    const bool hasVerbs = !program.get_subcommands(nullptr).empty();
+    const bool verbMissing = hasVerbs && program.get_subcommands().empty();
     const bool surplus = dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr;
     const bool missing = dynamic_cast<const CLI::RequiredError*>(&error) != nullptr;
     if (!strange.empty() && (verbMissing || surplus || (missing && strange[0] == '-'))) {
-        return strange + (strange[0] == '-' ? ": no such option"
-                          : verbMissing     ? ": no such verb"
-                                            : ": one argument too many");
+        return strangeText(strange, verbMissing);
     }
     if (missing) {
         return verbMissing ? "a verb is missing" : withoutTail(text, " ") + " is missing";
     }
     if (dynamic_cast<const CLI::ArgumentMismatch*>(&error) != nullptr) {
         return withoutTail(text, ": ") + ": its value is missing";
-    }
-    const std::string conversion = "Could not convert: ";
-    if (text.rfind(conversion, 0) == 0) {
-        return withoutTail(text.substr(conversion.size()), " = ") + " takes a number that it can use, not" +
-               text.substr(text.rfind(" = ") + 2);
     }
     return text;
 }
@@ -90,7 +84,7 @@ ExitStatus reportUsage(const CLI::App& program, const CLI::ParseError& error,
                        const std::vector<std::string>& arguments, Context& context) {
     // The arguments were not understood to their end, so the option may not have been seen.
     context.json = std::find(arguments.begin(), arguments.end(), "--json") != arguments.end();
-    const std::string strange = strangeWord(program, arguments);
+    const std::string strange = strangeWord(program);
     print({ExitStatus::usage, "usage", stream::escapeForDisplay(usageText(program, error, strange)),
            hintFor(program, strange)},
           context);

@@ -6,6 +6,7 @@
 
 #include "arguments/Choice.hpp"
 #include "arguments/LimitOption.hpp"
+#include "arguments/Number.hpp"
 #include "bex/stream/Escape.hpp"
 #include "bex/stream/PackageWriter.hpp"
 #include "output/Failure.hpp"
@@ -260,7 +261,9 @@ void addOutputOptions(CLI::App& verb, BuildArguments& arguments) {
                            [&arguments](Compression kind) { arguments.compression = kind; })
         ->option_text("KIND")
         ->group(compressionRow);
-    verb.add_option("--level", arguments.level, "How hard to compress")->option_text("N")->group(compressionRow);
+    addNumber<int>(verb, "--level", "How hard to compress", [&arguments](int level) {
+        arguments.level = level;
+    })->group(compressionRow);
     verb.add_flag("--no-md5sums", arguments.noMd5sums, "Make no md5sums");
     CLI::Option* dryRun = verb.add_flag("--dry-run", arguments.dryRun, "Only list what would go in");
     verb.add_flag("--check", arguments.check, "Read the result back and compare before it appears")
@@ -269,9 +272,8 @@ void addOutputOptions(CLI::App& verb, BuildArguments& arguments) {
 
 }  // namespace
 
-void addBuild(CLI::App& program, Action& chosen) {
+void addBuild(CLI::App* verb, Action& chosen) {
     const auto arguments = std::make_shared<BuildArguments>();
-    CLI::App* verb = program.add_subcommand("build", "Package a tree");
     verb->add_option("TREE", arguments->tree, "The directory to package; DEBIAN in it is as for dpkg-deb")
         ->required();
     verb->add_option("OUT", arguments->out, "The package, or a directory for it; - is standard output");

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <vector>
@@ -6,6 +7,7 @@
 #include "bex/stream/Escape.hpp"
 #include "bex/stream/StreamError.hpp"
 #include "output/Failure.hpp"
+#include "output/Json.hpp"
 #include "output/Text.hpp"
 #include "verbs/Input.hpp"
 #include "verbs/Patterns.hpp"
@@ -24,15 +26,23 @@ struct CatArguments {
     bool control = false;
 };
 
-void printContents(stream::PackageReader& reader, Console& console) {
+/// What was printed.
+struct Printed {
+    std::uint64_t entries = 0;
+    std::uint64_t bytes = 0;
+};
+
+void printContents(stream::PackageReader& reader, Printed& printed, Console& console) {
     std::vector<char> buffer(256 * 1024);
     for (std::size_t count = 0; (count = reader.read(buffer.data(), buffer.size())) > 0;) {
         console.out({buffer.data(), count});
+        printed.bytes += count;
     }
+    ++printed.entries;
 }
 
 /// A hard link's bytes are those of an earlier entry, which a second reader has to look for.
-void printTarget(const std::string& package, const Entry& link, Context& context) {
+void printTarget(const std::string& package, const Entry& link, Printed& printed, Context& context) {
     const std::string target = stream::plainPath(link.linkTarget);
     if (package == "-") {
         stream::ErrorRecord record;
@@ -47,58 +57,76 @@ void printTarget(const std::string& package, const Entry& link, Context& context
     stream::PackageReader reader = openPackage(package, readOptions(context));
     for (Entry entry; reader.next(entry);) {
         if (stream::plainPath(entry.path) == target) {
-            printContents(reader, context.console);
+            printContents(reader, printed, context.console);
             return;
         }
     }
 }
 
-void printControl(const stream::PackageReader& reader, Patterns& patterns, Console& console) {
+void printControl(const stream::PackageReader& reader, Patterns& patterns, Printed& printed, Console& console) {
     for (const auto& member : reader.controlMembers()) {
         if (patterns.choose(member.entry)) {
             console.out(member.contents);
+            printed.bytes += member.contents.size();
+            ++printed.entries;
         }
     }
 }
 
-/// What has no bytes, such as a symlink, is told; the answer is then no. Directories stand for what is below them.
-ExitStatus printPayload(stream::PackageReader& reader, Patterns& patterns, const CatArguments& arguments,
-                        Context& context) {
+/// What has no bytes, such as a symlink, is noted; the answer is then no. Directories stand for what is below
+/// them.
+ExitStatus printPayload(stream::PackageReader& reader, Patterns& patterns, const std::string& package,
+                        Printed& printed, Context& context) {
     ExitStatus status = ExitStatus::done;
     for (Entry entry; reader.next(entry);) {
         if (!patterns.choose(entry) || entry.type == EntryType::directory) {
             continue;
         }
         if (entry.type == EntryType::file) {
-            printContents(reader, context.console);
+            printContents(reader, printed, context.console);
         } else if (entry.type == EntryType::hardlink) {
-            printTarget(arguments.package, entry, context);
+            printTarget(package, entry, printed, context);
         } else {
-            status = answerNo(nameInMessages(arguments.package) + ": " + stream::escapeForDisplay(entry.path) +
-                                  ": is a " + nameOf(entry.type) + " and has no bytes",
+            status = answerNo(nameInMessages(package) + ": " + stream::escapeForDisplay(entry.path) + ": is a " +
+                                  nameOf(entry.type) + " and has no bytes",
                               "", context);
         }
     }
     return status;
 }
 
+/// On standard error, since the bytes have standard output, and only with --json and --verbose: otherwise nothing
+/// there is a sign of success.
+void reportPrinted(const std::string& package, const Printed& printed, Context& context) {
+    if (!context.json || context.verbosity == 0) {
+        return;
+    }
+    context.console.flush();
+    Json object = {{"schema", 1}};
+    putText(object, "package", package);
+    object["entries"] = printed.entries;
+    object["bytes"] = printed.bytes;
+    context.console.rawError(jsonLine(object));
+}
+
 ExitStatus runCat(CatArguments& arguments, Context& context) {
     stream::PackageReader reader = openPackage(arguments.package, readOptions(context));
     Patterns patterns(arguments.paths);
+    Printed printed;
     ExitStatus status = ExitStatus::done;
     if (arguments.control) {
-        printControl(reader, patterns, context.console);
+        printControl(reader, patterns, printed, context.console);
     } else {
-        status = printPayload(reader, patterns, arguments, context);
+        status = printPayload(reader, patterns, arguments.package, printed, context);
     }
+    reportPrinted(arguments.package, printed, context);
     return std::max(status, reportUnused(patterns, arguments.package, context));
 }
 
 }  // namespace
 
-void addCat(CLI::App& program, Action& chosen) {
+void addCat(CLI::App* verb, Action& chosen) {
     const auto arguments = std::make_shared<CatArguments>();
-    CLI::App* verb = program.add_subcommand("cat", "Print the bytes of entries as they are");
     addPackageArgument(*verb, arguments->package);
     verb->add_option("PATH", arguments->paths, "Entries (glob), printed in the package's order")->required();
     verb->add_flag("--control", arguments->control, "Print control members instead");

@@ -10,14 +10,15 @@ namespace bex::tool {
 /// What a verb does once its arguments are understood.
 using Action = std::function<ExitStatus(Context&)>;
 
-/// Each adds its verb to the program. Where the user chose the verb, `chosen` is set to its work.
-void addBuild(CLI::App& program, Action& chosen);
-void addInfo(CLI::App& program, Action& chosen);
-void addField(CLI::App& program, Action& chosen);
-void addList(CLI::App& program, Action& chosen);
-void addCat(CLI::App& program, Action& chosen);
-void addExtract(CLI::App& program, Action& chosen);
-void addVerify(CLI::App& program, Action& chosen);
-void addDiff(CLI::App& program, Action& chosen);
+/// Each adds the arguments and options of its verb to `verb`. Where the command line is right, `chosen` is set to
+/// the verb's work.
+void addBuild(CLI::App* verb, Action& chosen);
+void addInfo(CLI::App* verb, Action& chosen);
+void addField(CLI::App* verb, Action& chosen);
+void addList(CLI::App* verb, Action& chosen);
+void addCat(CLI::App* verb, Action& chosen);
+void addExtract(CLI::App* verb, Action& chosen);
+void addVerify(CLI::App* verb, Action& chosen);
+void addDiff(CLI::App* verb, Action& chosen);
 
 }  // namespace bex::tool

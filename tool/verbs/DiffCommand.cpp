@@ -1,7 +1,7 @@
-#include <array>
+#include <algorithm>
 #include <map>
 #include <memory>
-#include <set>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -11,105 +11,96 @@
 #include "output/Json.hpp"
 #include "output/Text.hpp"
 #include "verbs/Difference.hpp"
-#include "verbs/Input.hpp"
+#include "verbs/Patterns.hpp"
 #include "verbs/TextDiff.hpp"
+#include "verbs/TextSpool.hpp"
 #include "verbs/Verb.hpp"
 
 namespace bex::tool {
-
-using stream::Entry;
 
 namespace {
 
 struct DiffArguments {
     std::string before;
     std::string after;
+    std::vector<std::string> patterns;
+    std::vector<std::string> excluded;
     bool content = false;
+    bool brief = false;
+    bool times = false;
 };
 
-/// Contents by plain path, for the files that are to be shown line by line.
-using Contents = std::map<std::string, std::string>;
+/// Which entries are compared: "DEBIAN/NAME" is a control member.
+class Selection {
+public:
+    explicit Selection(const DiffArguments& arguments)
+        : chosen_(arguments.patterns), excluded_(arguments.excluded.begin(), arguments.excluded.end()) {}
 
-std::string readWhole(stream::PackageReader& reader, std::uint64_t size) {
-    std::string bytes(static_cast<std::size_t>(size), '\0');
-    std::size_t filled = 0;
-    for (std::size_t count = 0; (count = reader.read(bytes.data() + filled, bytes.size() - filled)) > 0;) {
-        filled += count;
+    bool includes(const std::string& path) {
+        const bool excluded =
+            std::any_of(excluded_.begin(), excluded_.end(),
+                        [&path](const stream::Pattern& pattern) { return pattern.matchesAtOrAbove(path); });
+        return chosen_.choosePath(path) && !excluded;
     }
-    bytes.resize(filled);
-    return bytes;
-}
 
-/// The contents of the named files and control members; what is too large to be shown is left out.
-Contents contentsOf(const std::string& package, const std::set<std::string>& payload,
-                    const std::set<std::string>& control, Context& context) {
-    stream::PackageReader reader = openPackage(package, readOptions(context));
-    Contents contents;
-    for (const auto& member : reader.controlMembers()) {
-        const std::string path = stream::plainPath(member.entry.path);
-        if (control.count(path) > 0) {
-            contents["DEBIAN/" + path] = member.contents;
-        }
-    }
-    for (Entry entry; contents.size() < payload.size() + control.size() && reader.next(entry);) {
-        const std::string path = stream::plainPath(entry.path);
-        if (payload.count(path) > 0 && entry.size <= textDiffBytes) {
-            contents[path] = readWhole(reader, entry.size);
-        }
-    }
-    return contents;
-}
+    const Patterns& chosen() const noexcept { return chosen_; }
 
-/// Unified diffs of the text files whose contents differ, by plain path ("DEBIAN/..." for control members).
-std::map<std::string, std::string> unifiedDiffs(const DiffArguments& arguments,
-                                                const std::vector<Difference>& differences, Context& context) {
-    std::set<std::string> payload;
-    std::set<std::string> control;
-    for (const auto& difference : differences) {
-        if (difference.contentsDiffer()) {
-            (difference.kind == Difference::Kind::entry ? payload : control).insert(difference.name);
-        }
-    }
-    std::map<std::string, std::string> diffs;
-    if (payload.empty() && control.empty()) {
-        return diffs;
-    }
-    const Contents before = contentsOf(arguments.before, payload, control, context);
-    const Contents after = contentsOf(arguments.after, payload, control, context);
-    for (const auto& [path, bytes] : before) {
-        const auto other = after.find(path);
-        if (other != after.end() && isText(bytes) && isText(other->second)) {
-            diffs[path] = unifiedHunks(bytes, other->second);
-        }
-    }
-    return diffs;
+private:
+    Patterns chosen_;
+    std::vector<stream::Pattern> excluded_;
+};
+
+/// Line by line, the files that are text on both sides; nothing for those that are too different.
+std::optional<std::string> unifiedOf(const Difference& difference, const TextSpool& spool) {
+    const auto& [before, after] = *difference.texts;
+    return unifiedHunks(spool.text(before), spool.text(after));
 }
 
 std::string placeOf(const Difference& difference) {
     return (difference.kind == Difference::Kind::controlMember ? "DEBIAN/" : "") + difference.name;
 }
 
-/// One line a difference, one indented line a detail: "~ usr/bin/tool" and "    size: 17 -> 18".
-std::string textOf(const Difference& difference, const Console& console) {
+std::string wordOf(Difference::Kind kind) {
+    switch (kind) {
+        case Difference::Kind::member:
+            return "member ";
+        case Difference::Kind::field:
+            return "field ";
+        default:
+            return "";
+    }
+}
+
+/// One line a difference: "~ usr/bin/tool".
+std::string lineOf(const Difference& difference, const Console& console) {
     static const std::map<Change, std::pair<char, Style>> marks = {{Change::added, {'+', Style::good}},
                                                                    {Change::removed, {'-', Style::bad}},
                                                                    {Change::changed, {'~', Style::name}}};
     const auto& [mark, style] = marks.at(difference.change);
-    const std::string kind = difference.kind == Difference::Kind::field ? "field " : "";
-    std::string text =
-        console.styled(style, mark + (" " + kind) + stream::escapeForDisplay(placeOf(difference))) + "\n";
+    const std::string text =
+        mark + (" " + wordOf(difference.kind)) + stream::escapeForDisplay(placeOf(difference));
+    return console.styled(style, text) + "\n";
+}
+
+/// One indented line a detail: "    size: 17 -> 18".
+std::string detailsText(const Difference& difference) {
+    const std::string arrow = difference.change == Change::changed ? " -> " : "";
+    std::string text;
     for (const auto& detail : difference.details) {
         const std::string before = escapedLines(detail.before, "\n      ");
         const std::string after = escapedLines(detail.after, "\n      ");
-        const bool both = difference.change == Change::changed;
-        text += "    " + detail.what + ": " + (both ? before + " -> " + after : before + after) + "\n";
+        text.append("    ").append(detail.what).append(": ");
+        text.append(before).append(arrow).append(after).append("\n");
     }
     return text;
 }
 
-Json jsonOf(const Difference& difference) {
+Json jsonOf(const Difference& difference, bool brief) {
     Json object = {{"kind", nameOf(difference.kind)}, {"change", nameOf(difference.change)}};
     putText(object, "name", difference.name);
+    if (brief) {
+        return object;
+    }
     Json details = Json::array();
     for (const auto& detail : difference.details) {
         Json item = {{"what", detail.what}};
@@ -121,14 +112,17 @@ Json jsonOf(const Difference& difference) {
     return object;
 }
 
-void printJson(const DiffArguments& arguments, const std::vector<Difference>& differences,
-               const std::map<std::string, std::string>& diffs, Console& console) {
+/// What --content adds to an object or a line.
+constexpr const char* kTooDifferent = "too different to compare line by line";
+
+void printJson(const DiffArguments& arguments, const Comparison& comparison, const TextSpool* spool,
+               Console& console) {
     Json list = Json::array();
-    for (const auto& difference : differences) {
-        Json item = jsonOf(difference);
-        const auto diff = diffs.find(placeOf(difference));
-        if (diff != diffs.end()) {
-            item["unified"] = diff->second;
+    for (const auto& difference : comparison.differences) {
+        Json item = jsonOf(difference, arguments.brief);
+        if (spool != nullptr && difference.texts) {
+            const auto unified = unifiedOf(difference, *spool);
+            item[unified ? "unified" : "notUnified"] = unified.value_or(kTooDifferent);
         }
         list.push_back(std::move(item));
     }
@@ -136,48 +130,84 @@ void printJson(const DiffArguments& arguments, const std::vector<Difference>& di
     putText(object, "before", arguments.before);
     putText(object, "after", arguments.after);
     object["differences"] = std::move(list);
+    object["timesAlone"] = comparison.timesAlone;
     console.out(jsonText(object));
 }
 
-void printText(const std::vector<Difference>& differences, const std::map<std::string, std::string>& diffs,
+void printUnified(const Difference& difference, const TextSpool& spool, Console& console) {
+    const std::string path = stream::escapeForDisplay(placeOf(difference));
+    const auto unified = unifiedOf(difference, spool);
+    console.out(unified ? "--- a/" + path + "\n+++ b/" + path + "\n" + *unified
+                        : std::string("    ") + kTooDifferent + "\n");
+}
+
+void printText(const DiffArguments& arguments, const Comparison& comparison, const TextSpool* spool,
                Console& console) {
-    for (const auto& difference : differences) {
-        console.out(textOf(difference, console));
-        const auto diff = diffs.find(placeOf(difference));
-        if (diff != diffs.end()) {
-            const std::string path = stream::escapeForDisplay(diff->first);
-            console.out("--- a/" + path + "\n+++ b/" + path + "\n" + diff->second);
+    for (const auto& difference : comparison.differences) {
+        console.out(lineOf(difference, console));
+        if (!arguments.brief) {
+            console.out(detailsText(difference));
         }
+        if (spool != nullptr && difference.texts) {
+            printUnified(difference, *spool, console);
+        }
+    }
+    if (comparison.timesAlone > 0) {
+        console.out(
+            "differing in time alone, not shown without --times: " + std::to_string(comparison.timesAlone) + "\n");
     }
 }
 
+Comparison compareAs(const DiffArguments& arguments, TextSpool* spool, Selection& selection, Context& context) {
+    DigestRequest request;
+    request.select = [&selection](const std::string& path) { return selection.includes(path); };
+    request.spool = spool;
+    const PackageDigest before = digestOf(arguments.before, request, context);
+    request.other = &before;
+    const PackageDigest after = digestOf(arguments.after, request, context);
+    ComparisonRequest comparison;
+    comparison.members = arguments.patterns.empty();
+    comparison.fields = selection.includes("DEBIAN/control");
+    comparison.times = arguments.times;
+    return compare(before, after, comparison);
+}
+
 ExitStatus runDiff(DiffArguments& arguments, Context& context) {
-    requireFile(arguments.before);
-    requireFile(arguments.after);
-    const std::vector<Difference> differences =
-        compare(digestOf(arguments.before, context), digestOf(arguments.after, context));
-    const ExitStatus status = differences.empty() ? ExitStatus::done : ExitStatus::no;
-    context.whenClosed = status;
-    std::map<std::string, std::string> diffs;
+    if (arguments.before == "-" && arguments.after == "-") {
+        throw UsageError("only one of the packages can be standard input");
+    }
+    std::optional<TextSpool> spool;
     if (arguments.content) {
-        diffs = unifiedDiffs(arguments, differences, context);
+        spool.emplace();
     }
+    TextSpool* const texts = spool ? &*spool : nullptr;
+    Selection selection(arguments);
+    const Comparison comparison = compareAs(arguments, texts, selection, context);
+    const ExitStatus status = comparison.differences.empty() ? ExitStatus::done : ExitStatus::no;
+    context.whenClosed = status;
     if (context.json) {
-        printJson(arguments, differences, diffs, context.console);
+        printJson(arguments, comparison, texts, context.console);
     } else {
-        printText(differences, diffs, context.console);
+        printText(arguments, comparison, texts, context.console);
     }
-    return status;
+    return std::max(status,
+                    reportUnused(selection.chosen(), arguments.before + " and " + arguments.after, context));
 }
 
 }  // namespace
 
-void addDiff(CLI::App& program, Action& chosen) {
+void addDiff(CLI::App* verb, Action& chosen) {
     const auto arguments = std::make_shared<DiffArguments>();
-    CLI::App* verb = program.add_subcommand("diff", "Tell in what two packages differ");
-    verb->add_option("A", arguments->before, "The first package")->required();
+    verb->add_option("A", arguments->before, "The first package; - is standard input")->required();
     verb->add_option("B", arguments->after, "The second package")->required();
-    verb->add_flag("--content", arguments->content, "Show changed text files line by line");
+    verb->add_option("PATTERN", arguments->patterns, "Only what matches; DEBIAN/NAME is a control member");
+    verb->add_option("--exclude", arguments->excluded, "Leave out what matches")
+        ->option_text("GLOB")
+        ->take_all()
+        ->allow_extra_args(false);
+    verb->add_flag("--times", arguments->times, "Compare times, too");
+    CLI::Option* brief = verb->add_flag("--brief", arguments->brief, "List what differs, without details");
+    verb->add_flag("--content", arguments->content, "Show changed text files line by line")->excludes(brief);
     verb->footer("Example: bex diff --content hello_1.0_amd64.bex hello_1.1_amd64.bex");
     onChosen(*verb, arguments, chosen, runDiff);
 }

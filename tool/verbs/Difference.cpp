@@ -2,7 +2,6 @@
 
 #include <fmt/format.h>
 
-#include <algorithm>
 #include <map>
 #include <utility>
 
@@ -22,15 +21,17 @@ void compareFields(const ControlParagraph& before, const ControlParagraph& after
     for (const auto& field : before.fields()) {
         const std::string* value = after.find(field.name);
         if (value == nullptr) {
-            result.push_back({Difference::Kind::field, Change::removed, field.name, {{"value", field.value, ""}}});
+            result.push_back(
+                {Difference::Kind::field, Change::removed, field.name, {{"value", field.value, ""}}, {}});
         } else if (*value != field.value) {
             result.push_back(
-                {Difference::Kind::field, Change::changed, field.name, {{"value", field.value, *value}}});
+                {Difference::Kind::field, Change::changed, field.name, {{"value", field.value, *value}}, {}});
         }
     }
     for (const auto& field : after.fields()) {
         if (before.find(field.name) == nullptr) {
-            result.push_back({Difference::Kind::field, Change::added, field.name, {{"value", "", field.value}}});
+            result.push_back(
+                {Difference::Kind::field, Change::added, field.name, {{"value", "", field.value}}, {}});
         }
     }
 }
@@ -39,64 +40,127 @@ std::string ownerText(const Entry& entry) {
     return fmt::format("{}/{} ({}/{})", entry.owner, entry.group, entry.uid, entry.gid);
 }
 
-std::vector<Difference::Detail> detailsOf(const DigestedEntry& before, const DigestedEntry& after) {
-    std::vector<Difference::Detail> details;
-    const auto note = [&](const char* what, std::string a, std::string b) {
-        if (a != b) {
-            details.push_back({what, std::move(a), std::move(b)});
-        }
-    };
-    note("type", nameOf(before.entry.type), nameOf(after.entry.type));
-    note("size", std::to_string(before.entry.size), std::to_string(after.entry.size));
-    note("mode", fmt::format("{:04o}", before.entry.mode), fmt::format("{:04o}", after.entry.mode));
-    note("owner", ownerText(before.entry), ownerText(after.entry));
-    note("time", isoTime(before.entry.mtime), isoTime(after.entry.mtime));
-    note("target", before.entry.linkTarget, after.entry.linkTarget);
-    note("contents", before.digest, after.digest);
+using Details = std::vector<Difference::Detail>;
+
+void note(Details& details, const char* what, std::string before, std::string after) {
+    if (before != after) {
+        details.push_back({what, std::move(before), std::move(after)});
+    }
+}
+
+/// All details but the time.
+Details detailsOf(const DigestedEntry& before, const DigestedEntry& after) {
+    Details details;
+    note(details, "type", nameOf(before.entry.type), nameOf(after.entry.type));
+    note(details, "size", std::to_string(before.entry.size), std::to_string(after.entry.size));
+    note(details, "mode", fmt::format("{:04o}", before.entry.mode), fmt::format("{:04o}", after.entry.mode));
+    note(details, "owner", ownerText(before.entry), ownerText(after.entry));
+    note(details, "target", before.entry.linkTarget, after.entry.linkTarget);
+    note(details, "contents", before.digest, after.digest);
     return details;
 }
 
-void compareEntries(Difference::Kind kind, const Entries& before, const Entries& after,
-                    std::vector<Difference>& result) {
-    const auto add = [&](Change change, const std::string& path, std::vector<Difference::Detail> details) {
-        result.push_back({kind, change, path.empty() ? "." : path, std::move(details)});
-    };
+/// The compressed size follows from compression and contents; of other members the size is all that is known.
+Details detailsOf(const std::string& name, const DigestedMember& before, const DigestedMember& after) {
+    Details details;
+    note(details, "compression", before.compression, after.compression);
+    if (name != "control.tar" && name != "data.tar") {
+        note(details, "size", std::to_string(before.size), std::to_string(after.size));
+    }
+    return details;
+}
+
+/// Calls removed(name), added(name) or both(name, before, after) for each name, in their order.
+template <typename Values, typename Removed, typename Added, typename Both>
+void forEachOf(const Values& before, const Values& after, Removed removed, Added added, Both both) {
     auto a = before.begin();
     auto b = after.begin();
     while (a != before.end() || b != after.end()) {
         if (b == after.end() || (a != before.end() && a->first < b->first)) {
-            add(Change::removed, (a++)->first, {});
+            removed((a++)->first);
         } else if (a == before.end() || b->first < a->first) {
-            add(Change::added, (b++)->first, {});
+            added((b++)->first);
         } else {
-            auto details = detailsOf(a->second, b->second);
-            if (!details.empty()) {
-                add(Change::changed, a->first, std::move(details));
-            }
+            both(a->first, a->second, b->second);
             ++a;
             ++b;
         }
     }
 }
 
+class Comparer {
+public:
+    explicit Comparer(const ComparisonRequest& request) : request_(request) {}
+
+    void compareMembers(const PackageDigest& before, const PackageDigest& after) {
+        constexpr auto kind = Difference::Kind::member;
+        forEachOf(
+            before.members, after.members, [&](const std::string& name) { add(kind, Change::removed, name); },
+            [&](const std::string& name) { add(kind, Change::added, name); },
+            [&](const std::string& name, const DigestedMember& a, const DigestedMember& b) {
+                Details details = detailsOf(name, a, b);
+                if (!details.empty()) {
+                    result_.differences.push_back({kind, Change::changed, name, std::move(details), {}});
+                }
+            });
+    }
+
+    void compareEntries(Difference::Kind kind, const Entries& before, const Entries& after) {
+        forEachOf(
+            before, after, [&](const std::string& path) { add(kind, Change::removed, path); },
+            [&](const std::string& path) { add(kind, Change::added, path); },
+            [&](const std::string& path, const DigestedEntry& a, const DigestedEntry& b) {
+                comparePair({kind, Change::changed, path.empty() ? "." : path, {}, {}}, a, b);
+            });
+    }
+
+    Comparison take() { return std::move(result_); }
+
+    std::vector<Difference>& differences() { return result_.differences; }
+
+private:
+    void add(Difference::Kind kind, Change change, const std::string& name) {
+        result_.differences.push_back({kind, change, name.empty() ? "." : name, {}, {}});
+    }
+
+    void comparePair(Difference difference, const DigestedEntry& before, const DigestedEntry& after) {
+        difference.details = detailsOf(before, after);
+        if (request_.times) {
+            note(difference.details, "time", isoTime(before.entry.mtime), isoTime(after.entry.mtime));
+        }
+        if (difference.details.empty()) {
+            result_.timesAlone += before.entry.mtime != after.entry.mtime ? 1 : 0;
+            return;
+        }
+        if (before.digest != after.digest && before.text && after.text) {
+            difference.texts.emplace(*before.text, *after.text);
+        }
+        result_.differences.push_back(std::move(difference));
+    }
+
+    const ComparisonRequest& request_;
+    Comparison result_;
+};
+
 }  // namespace
 
-bool Difference::contentsDiffer() const {
-    return std::any_of(details.begin(), details.end(), [](const Detail& detail) {
-        return detail.what == "contents" && !detail.before.empty() && !detail.after.empty();
-    });
-}
-
-std::vector<Difference> compare(const PackageDigest& before, const PackageDigest& after) {
-    std::vector<Difference> result;
-    compareFields(before.control, after.control, result);
-    compareEntries(Difference::Kind::controlMember, before.controlMembers, after.controlMembers, result);
-    compareEntries(Difference::Kind::entry, before.payload, after.payload, result);
-    return result;
+Comparison compare(const PackageDigest& before, const PackageDigest& after, const ComparisonRequest& request) {
+    Comparer comparer(request);
+    if (request.members) {
+        comparer.compareMembers(before, after);
+    }
+    if (request.fields) {
+        compareFields(before.control, after.control, comparer.differences());
+    }
+    comparer.compareEntries(Difference::Kind::controlMember, before.controlMembers, after.controlMembers);
+    comparer.compareEntries(Difference::Kind::entry, before.payload, after.payload);
+    return comparer.take();
 }
 
 const char* nameOf(Difference::Kind kind) noexcept {
     switch (kind) {
+        case Difference::Kind::member:
+            return "member";
         case Difference::Kind::field:
             return "field";
         case Difference::Kind::controlMember:

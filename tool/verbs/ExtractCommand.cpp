@@ -2,11 +2,14 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "arguments/Number.hpp"
 #include "bex/stream/Escape.hpp"
 #include "output/Failure.hpp"
 #include "output/Interrupt.hpp"
+#include "output/Json.hpp"
 #include "output/ProgressBar.hpp"
 #include "verbs/Input.hpp"
 #include "verbs/Patterns.hpp"
@@ -26,24 +29,30 @@ struct ExtractArguments {
     bool control = false;
 };
 
-stream::ExtractOptions extractOptions(const ExtractArguments& arguments, Patterns& patterns, Context& context) {
+/// With --dry-run, what would be made is printed or, with --json, goes to `listed`; with -v it is noted.
+stream::ExtractOptions extractOptions(const ExtractArguments& arguments, Patterns& patterns, Json& listed,
+                                      Context& context) {
     stream::ExtractOptions options = arguments.extract;
     options.select = [&patterns](const Entry& entry) { return patterns.choose(entry); };
     const bool dryRun = options.dryRun;
     if (dryRun || context.verbosity > 0) {
-        options.onEntry = [dryRun, &console = context.console](const Entry&, const std::string& path) {
+        options.onEntry = [dryRun, &listed, &context](const Entry&, const std::string& path) {
             const std::string line = stream::escapeForDisplay(path);
-            if (dryRun) {
-                console.out(line + "\n");
+            if (!dryRun) {
+                context.console.note(line);
+            } else if (context.json) {
+                Json item = Json::object();
+                putText(item, "path", path);
+                listed.push_back(std::move(item));
             } else {
-                console.note(line);
+                context.console.out(line + "\n");
             }
         };
     }
     return options;
 }
 
-/// Where the entries go. The library makes the folder itself, this what has to stand above it.
+/// The directory to extract into. The library makes it; its parents are made here.
 std::string destination(const ExtractArguments& arguments) {
     if (!arguments.directory) {
         return arguments.control ? "DEBIAN" : ".";
@@ -58,6 +67,18 @@ std::string destination(const ExtractArguments& arguments) {
     return *arguments.directory;
 }
 
+void printJson(const ExtractArguments& arguments, const stream::ExtractResult& result, Json listed,
+               Console& console) {
+    Json object = {{"schema", 1}};
+    putText(object, "package", arguments.package);
+    if (arguments.extract.dryRun) {
+        object["paths"] = std::move(listed);
+    }
+    object["entries"] = result.entries;
+    object["bytes"] = result.bytes;
+    console.out(jsonText(object));
+}
+
 ExitStatus runExtract(ExtractArguments& arguments, Context& context) {
     catchInterrupts();
     ProgressBar progress(context, "extracting");
@@ -65,11 +86,12 @@ ExitStatus runExtract(ExtractArguments& arguments, Context& context) {
     reading.progress = progress.callback();
     stream::PackageReader reader = openPackage(arguments.package, reading);
     Patterns patterns(arguments.patterns);
-    const stream::ExtractOptions options = extractOptions(arguments, patterns, context);
-    if (arguments.control) {
-        reader.extractControl(destination(arguments), options);
-    } else {
-        reader.extract(destination(arguments), options);
+    Json listed = Json::array();
+    const stream::ExtractOptions options = extractOptions(arguments, patterns, listed, context);
+    const stream::ExtractResult result = arguments.control ? reader.extractControl(destination(arguments), options)
+                                                           : reader.extract(destination(arguments), options);
+    if (context.json) {
+        printJson(arguments, result, std::move(listed), context.console);
     }
     return reportUnused(patterns, arguments.package, context);
 }
@@ -85,18 +107,16 @@ void addExistingOptions(CLI::App& verb, stream::Existing& existing) {
 
 }  // namespace
 
-void addExtract(CLI::App& program, Action& chosen) {
+void addExtract(CLI::App* verb, Action& chosen) {
     const auto arguments = std::make_shared<ExtractArguments>();
-    CLI::App* verb = program.add_subcommand("extract", "Extract the payload");
     addPackageArgument(*verb, arguments->package);
     verb->add_option("DIR", arguments->directory,
                      "Where to, made if need be; here (DEBIAN with --control) if not given");
     verb->add_option("PATTERN", arguments->patterns,
                      "Only what matches (glob; a directory stands for all below it)");
     verb->add_flag("--control", arguments->control, "Extract the control members instead");
-    verb->add_option("--strip", arguments->extract.stripComponents,
-                     "Leave out so many leading directories of each path")
-        ->option_text("N");
+    addNumber<unsigned>(*verb, "--strip", "Remove this many leading directories from each path",
+                        [&extract = arguments->extract](unsigned count) { extract.stripComponents = count; });
     addExistingOptions(*verb, arguments->extract.existing);
     verb->add_flag("--same-owner", arguments->extract.sameOwner, "Restore owners by number (needs privileges)");
     verb->add_flag("--keep-setuid", arguments->extract.keepSetId, "Keep set-user-id and set-group-id bits");

@@ -76,9 +76,8 @@ ExitStatus runField(FieldArguments& arguments, Context& context) {
 
 }  // namespace
 
-void addField(CLI::App& program, Action& chosen) {
+void addField(CLI::App* verb, Action& chosen) {
     const auto arguments = std::make_shared<FieldArguments>();
-    CLI::App* verb = program.add_subcommand("field", "Print values of control fields, one a line");
     addPackageArgument(*verb, arguments->package);
     verb->add_option("NAME", arguments->names,
                      "Fields, in any case; where none is named, the whole control paragraph with names");

@@ -1,6 +1,10 @@
+#include <algorithm>
+#include <charconv>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
+#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -20,6 +24,7 @@ namespace {
 
 struct InfoArguments {
     std::vector<std::string> packages;
+    bool totals = false;
 };
 
 /// How many entries of each kind the payload has, and how large it is unpacked.
@@ -43,7 +48,46 @@ Totals totalsOf(stream::PackageReader& reader) {
     return totals;
 }
 
-Json packageJson(const std::string& package, const stream::PackageReader& reader, const Totals& totals) {
+/// What the control archive says of the payload, which is not read for it.
+struct Estimate {
+    std::optional<std::uint64_t> files;      ///< lines of md5sums
+    std::optional<std::uint64_t> kibibytes;  ///< Installed-Size
+};
+
+Estimate estimateOf(const stream::PackageReader& reader) {
+    Estimate estimate;
+    const stream::ControlMember* sums = reader.findControlMember("md5sums");
+    if (sums != nullptr) {
+        const std::string& text = sums->contents;
+        estimate.files = static_cast<std::uint64_t>(std::count(text.begin(), text.end(), '\n'));
+    }
+    const std::string* size = reader.control().find("Installed-Size");
+    std::uint64_t kibibytes = 0;
+    if (size != nullptr &&
+        std::from_chars(size->data(), size->data() + size->size(), kibibytes).ec == std::errc()) {
+        estimate.kibibytes = kibibytes;
+    }
+    return estimate;
+}
+
+Json jsonOf(const Estimate& estimate) {
+    Json object = {{"exact", false}};
+    if (estimate.files) {
+        object["files"] = *estimate.files;
+    }
+    if (estimate.kibibytes) {
+        object["installedSize"] = *estimate.kibibytes;
+    }
+    return object;
+}
+
+Json jsonOf(const Totals& totals) {
+    return {{"exact", true},         {"entries", totals.entries},
+            {"files", totals.files}, {"directories", totals.directories},
+            {"links", totals.links}, {"bytes", totals.bytes}};
+}
+
+Json packageJson(const std::string& package, const stream::PackageReader& reader, Json payload) {
     Json fields = Json::object();
     for (const auto& field : reader.control().fields()) {
         putText(fields, field.name, field.value);
@@ -58,18 +102,14 @@ Json packageJson(const std::string& package, const stream::PackageReader& reader
     }
     Json control = Json::array();
     for (const auto& member : reader.controlMembers()) {
-        control.push_back(jsonOf(member.entry));
+        control.push_back(tool::jsonOf(member.entry));
     }
     Json object = {{"schema", 1}};
     putText(object, "package", package);
     object["fields"] = std::move(fields);
     object["members"] = std::move(members);
     object["control"] = std::move(control);
-    object["payload"] = {{"entries", totals.entries},
-                         {"files", totals.files},
-                         {"directories", totals.directories},
-                         {"links", totals.links},
-                         {"bytes", totals.bytes}};
+    object["payload"] = std::move(payload);
     return object;
 }
 
@@ -95,41 +135,74 @@ std::string membersText(const stream::PackageReader& reader) {
     return alignedTable(rows, {1});
 }
 
-std::string totalsText(const Totals& totals) {
+std::string textOf(const Totals& totals) {
     return "payload: " + std::to_string(totals.entries) + " entries (" + std::to_string(totals.files) +
            " files, " + std::to_string(totals.directories) + " directories, " + std::to_string(totals.links) +
            " links), " + std::to_string(totals.bytes) + " bytes\n";
 }
 
-void printOne(const std::string& package, bool several, Context& context) {
-    stream::PackageReader reader = openPackage(package, readOptions(context));
-    const Totals totals = totalsOf(reader);
+std::string textOf(const Estimate& estimate) {
+    std::string text;
+    if (estimate.files) {
+        text = std::to_string(*estimate.files) + " files (md5sums)";
+    }
+    if (estimate.kibibytes) {
+        text += (text.empty() ? "" : ", ") + std::to_string(*estimate.kibibytes) + " KiB (Installed-Size)";
+    }
+    return text.empty() ? "" : "payload: " + text + "\n";
+}
+
+/// From a pipe, the data member is known once its first entry was asked for.
+void reachPayload(stream::PackageReader& reader) {
+    const auto& members = reader.members();
+    const bool reached = std::any_of(members.begin(), members.end(), [](const stream::Member& member) {
+        return member.name.rfind("data.tar", 0) == 0;
+    });
+    if (!reached) {
+        stream::Entry entry;
+        reader.next(entry);
+    }
+}
+
+template <typename Payload>
+void print(const std::string& package, const stream::PackageReader& reader, const Payload& payload, bool several,
+           Context& context) {
     Console& console = context.console;
     if (context.json) {
-        console.out(jsonText(packageJson(package, reader, totals)));
+        console.out(jsonObject(packageJson(package, reader, jsonOf(payload)), several));
         return;
     }
     if (several) {
         console.out(console.styled(Style::strong, stream::escapeForDisplay(package)) + "\n");
     }
-    console.out(fieldsText(reader.control(), console) + "\n" + membersText(reader) + totalsText(totals) +
+    console.out(fieldsText(reader.control(), console) + "\n" + membersText(reader) + textOf(payload) +
                 (several ? "\n" : ""));
 }
 
-ExitStatus runInfo(InfoArguments& arguments, Context& context) {
+void printOne(const std::string& package, const InfoArguments& arguments, Context& context) {
     const bool several = arguments.packages.size() > 1;
+    stream::PackageReader reader = openPackage(package, readOptions(context));
+    if (arguments.totals) {
+        print(package, reader, totalsOf(reader), several, context);
+        return;
+    }
+    reachPayload(reader);
+    print(package, reader, estimateOf(reader), several, context);
+}
+
+ExitStatus runInfo(InfoArguments& arguments, Context& context) {
     return forEachPackage(arguments.packages, context, [&](const std::string& package) {
-        printOne(package, several, context);
+        printOne(package, arguments, context);
         return ExitStatus::done;
     });
 }
 
 }  // namespace
 
-void addInfo(CLI::App& program, Action& chosen) {
+void addInfo(CLI::App* verb, Action& chosen) {
     const auto arguments = std::make_shared<InfoArguments>();
-    CLI::App* verb = program.add_subcommand("info", "Show fields, members and totals");
     verb->add_option("PKG", arguments->packages, "The packages; - is standard input")->required();
+    verb->add_flag("--totals", arguments->totals, "Read the payload for its exact totals");
     verb->footer("Example: bex info hello_1.0_amd64.bex");
     onChosen(*verb, arguments, chosen, runInfo);
 }

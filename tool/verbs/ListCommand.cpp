@@ -128,9 +128,8 @@ ExitStatus runList(ListArguments& arguments, Context& context) {
 
 }  // namespace
 
-void addList(CLI::App& program, Action& chosen) {
+void addList(CLI::App* verb, Action& chosen) {
     const auto arguments = std::make_shared<ListArguments>();
-    CLI::App* verb = program.add_subcommand("list", "List the payload");
     addPackageArgument(*verb, arguments->package);
     verb->add_option("PATTERN", arguments->patterns,
                      "Only what matches (glob; a directory stands for all below it)");

@@ -9,6 +9,7 @@
 
 #include "output/ProgressBar.hpp"
 #include "verbs/Input.hpp"
+#include "verbs/TextDiff.hpp"
 
 namespace bex::tool {
 
@@ -35,38 +36,116 @@ private:
     SHA2_CTX context_{};
 };
 
-std::string digestOfContents(stream::PackageReader& reader, std::vector<char>& buffer) {
-    Sha256 digest;
-    for (std::size_t count = 0; (count = reader.read(buffer.data(), buffer.size())) > 0;) {
-        digest.update({buffer.data(), count});
+/// Keeps what is read while it can still be a text that is worth comparing.
+class TextCandidate {
+public:
+    explicit TextCandidate(const DigestRequest& request) : wanted_(request.spool != nullptr) {}
+
+    void add(std::string_view bytes) {
+        wanted_ =
+            wanted_ && text_.size() + bytes.size() <= kTextDiffBytes && bytes.find('\0') == std::string_view::npos;
+        text_.append(wanted_ ? bytes : std::string_view());
     }
-    return digest.hexDigest();
-}
+
+    std::optional<TextSpool::Place> keep(const DigestRequest& request) const {
+        return wanted_ && isText(text_) ? std::optional(request.spool->add(text_)) : std::nullopt;
+    }
+
+private:
+    bool wanted_;
+    std::string text_;
+};
+
+using Entries = std::map<std::string, DigestedEntry>;
+
+class Digestion {
+public:
+    Digestion(const DigestRequest& request, stream::PackageReader& reader)
+        : request_(request), reader_(reader), buffer_(256 * 1024) {}
+
+    PackageDigest digest() {
+        result_.control = reader_.control();
+        for (const auto& member : reader_.controlMembers()) {
+            addControlMember(member);
+        }
+        for (Entry entry; reader_.next(entry);) {
+            addEntry(entry);
+        }
+        addMembers();  // Last: a pipe has shown all of them only now.
+        return std::move(result_);
+    }
+
+private:
+    void addControlMember(const stream::ControlMember& member) {
+        const std::string path = stream::plainPath(member.entry.path);
+        if (path == "control" || !request_.select("DEBIAN/" + path)) {
+            return;
+        }
+        Sha256 digest;
+        digest.update(member.contents);
+        TextCandidate text(request_);
+        text.add(member.contents);
+        add(result_.controlMembers, path, {member.entry, digest.hexDigest(), std::nullopt}, text);
+    }
+
+    void addEntry(const Entry& entry) {
+        const std::string path = stream::plainPath(entry.path);
+        if (!request_.select(path)) {
+            return;
+        }
+        if (entry.type != EntryType::file) {
+            result_.payload[path] = {entry, "", std::nullopt};
+            return;
+        }
+        Sha256 digest;
+        TextCandidate text(request_);
+        for (std::size_t count = 0; (count = reader_.read(buffer_.data(), buffer_.size())) > 0;) {
+            digest.update({buffer_.data(), count});
+            text.add({buffer_.data(), count});
+        }
+        add(result_.payload, path, {entry, digest.hexDigest(), std::nullopt}, text);
+    }
+
+    void add(Entries& entries, const std::string& path, DigestedEntry entry, const TextCandidate& text) {
+        if (!isSameInOther(entries, path, entry.digest)) {
+            entry.text = text.keep(request_);
+        }
+        entries[path] = std::move(entry);
+    }
+
+    bool isSameInOther(const Entries& entries, const std::string& path, const std::string& digest) const {
+        if (request_.other == nullptr) {
+            return false;
+        }
+        const bool isPayload = &entries == &result_.payload;
+        const Entries& others = isPayload ? request_.other->payload : request_.other->controlMembers;
+        const auto other = others.find(path);
+        return other == others.end() || other->second.digest == digest;
+    }
+
+    void addMembers() {
+        for (const auto& member : reader_.members()) {
+            const std::size_t tar = member.name.find(".tar");
+            const std::string name = tar == std::string::npos ? member.name : member.name.substr(0, tar + 4);
+            result_.members[name] = {std::string(stream::nameOf(member.compression)), member.size};
+        }
+    }
+
+    const DigestRequest& request_;
+    stream::PackageReader& reader_;
+    std::vector<char> buffer_;
+    PackageDigest result_;
+};
 
 }  // namespace
 
-PackageDigest digestOf(const std::string& package, Context& context) {
+PackageDigest digestOf(const std::string& package, const DigestRequest& request, Context& context) {
     ProgressBar progress(context, "reading");
     stream::ReadOptions options = readOptions(context);
     options.progress = progress.callback();
     stream::PackageReader reader = openPackage(package, options);
     progress.expect(reader.control());
-    PackageDigest result;
-    result.control = reader.control();
-    for (const auto& member : reader.controlMembers()) {
-        const std::string path = stream::plainPath(member.entry.path);
-        if (path != "control") {
-            Sha256 digest;
-            digest.update(member.contents);
-            result.controlMembers[path] = {member.entry, digest.hexDigest()};
-        }
-    }
-    std::vector<char> buffer(256 * 1024);
-    for (Entry entry; reader.next(entry);) {
-        std::string digest = entry.type == EntryType::file ? digestOfContents(reader, buffer) : "";
-        result.payload[stream::plainPath(entry.path)] = {entry, std::move(digest)};
-    }
-    return result;
+    return Digestion(request, reader).digest();
 }
 
 }  // namespace bex::tool

@@ -11,7 +11,23 @@ namespace bex::tool {
 
 namespace {
 
-constexpr const char* noLineEnd = "\n\\ No newline at end of file";
+constexpr const char* kNoLineEnd = "\n\\ No newline at end of file";
+constexpr std::size_t kMostLines = 100000;         ///< of one text: each costs some 300 bytes
+constexpr std::size_t kMostComparisons = 4000000;  ///< of lines; at least one for each 24 bytes of dtl's path
+
+/// Compares lines while the budget lasts. Then all lines are equal, so that dtl finds its end at once; it cannot
+/// be left by an exception, since it would not free its memory.
+struct BudgetedCompare {
+    std::size_t* left;
+
+    bool impl(const std::string& a, const std::string& b) const {
+        if (*left == 0) {
+            return true;
+        }
+        --*left;
+        return a == b;
+    }
+};
 
 std::vector<std::string> linesOf(std::string_view text) {
     std::vector<std::string> lines;
@@ -19,7 +35,7 @@ std::vector<std::string> linesOf(std::string_view text) {
         const std::size_t end = text.find('\n', begin);
         const bool whole = end != std::string_view::npos;
         const std::string_view line = text.substr(begin, whole ? end - begin : end);
-        lines.push_back(stream::escapeForDisplay(line) + (whole ? "" : noLineEnd));
+        lines.push_back(stream::escapeForDisplay(line) + (whole ? "" : kNoLineEnd));
         begin = whole ? end + 1 : text.size();
     }
     return lines;
@@ -28,14 +44,22 @@ std::vector<std::string> linesOf(std::string_view text) {
 }  // namespace
 
 bool isText(std::string_view bytes) {
-    return bytes.size() <= textDiffBytes && bytes.find('\0') == std::string_view::npos && stream::isUtf8(bytes);
+    return bytes.size() <= kTextDiffBytes && bytes.find('\0') == std::string_view::npos && stream::isUtf8(bytes);
 }
 
-std::string unifiedHunks(std::string_view before, std::string_view after) {
+std::optional<std::string> unifiedHunks(std::string_view before, std::string_view after) {
     const std::vector<std::string> linesBefore = linesOf(before);
     const std::vector<std::string> linesAfter = linesOf(after);
-    dtl::Diff<std::string> diff(linesBefore, linesAfter);
+    if (std::max(linesBefore.size(), linesAfter.size()) > kMostLines) {
+        return std::nullopt;
+    }
+    std::size_t left = kMostComparisons;
+    dtl::Diff<std::string, std::vector<std::string>, BudgetedCompare> diff(linesBefore, linesAfter,
+                                                                           BudgetedCompare{&left});
     diff.compose();
+    if (left == 0) {
+        return std::nullopt;
+    }
     diff.composeUnifiedHunks();
     std::ostringstream hunks;
     diff.printUnifiedFormat(hunks);

@@ -94,7 +94,7 @@ ExitStatus verifyOne(const std::string& package, const VerifyArguments& argument
     const ExitStatus status = statusOf(findings, arguments.strict);
     context.whenClosed = status == ExitStatus::done ? ExitStatus::inputOutput : ExitStatus::no;
     if (context.json) {
-        context.console.out(jsonText(findingsJson(package, findings)));
+        context.console.out(jsonObject(findingsJson(package, findings), arguments.packages.size() > 1));
     } else {
         for (const auto& finding : findings) {
             context.console.out(lineOf(package, finding, context.console));
@@ -121,9 +121,8 @@ std::string unknownCode(const std::string& code) {
 
 }  // namespace
 
-void addVerify(CLI::App& program, Action& chosen) {
+void addVerify(CLI::App* verb, Action& chosen) {
     const auto arguments = std::make_shared<VerifyArguments>();
-    CLI::App* verb = program.add_subcommand("verify", "Check everything and list what is wrong");
     verb->add_option("PKG", arguments->packages, "The packages; - is standard input")->required();
     verb->add_flag("--strict", arguments->strict, "Fail for warnings, too");
     verb->add_option("--ignore", arguments->ignored, "Leave findings of this code out; repeatable")

@@ -28,7 +28,10 @@ bool hasForeignRoot(const std::string& name) {
 bool isLongForDpkg(std::string_view plain) {
     constexpr std::size_t kAdded = 9;
     bool isLong = plain.size() + 1 + kAdded >= PATH_MAX;
-    forEachPart(plain, '/', [&](std::string_view name) { isLong = isLong || name.size() + kAdded > NAME_MAX; });
+    forEachPart(plain, '/', [&](std::string_view name) {
+        // What is longer than NAME_MAX is refused by itself.
+        isLong = isLong || (name.size() + kAdded > NAME_MAX && name.size() <= NAME_MAX);
+    });
     return isLong;
 }
 

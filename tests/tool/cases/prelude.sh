@@ -70,3 +70,17 @@ took() {
         build none none.bex --field "$1=$value"
     done
 }
+
+# ARGUMENTS...: shows where bex prints, ends or extracts otherwise than dpkg-deb does with these arguments.
+alike() {
+    local program part
+    for program in dpkg-deb bex; do
+        rm -rf $program && mkdir $program
+        (cd $program && eval "$program $*" >../$program.out 2>/dev/null; echo "status $?" >>../$program.out
+            find . -type d -printf '%y %m %P\n' -o ! -name '*.deb' -printf '%y %m %s %Ts %P %l\n' |
+                sort >../$program.tree)
+    done
+    for part in out tree; do
+        diff dpkg-deb.$part bex.$part || echo "so differs: $*"
+    done
+}

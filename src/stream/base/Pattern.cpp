@@ -1,0 +1,53 @@
+#include "bex/stream/Pattern.hpp"
+
+#include <fnmatch.h>
+#include <locale.h>
+
+#include <algorithm>
+#include <cstddef>
+
+#include "bex/stream/Entry.hpp"
+
+namespace bex::stream {
+
+namespace {
+
+/// The C locale for the calling thread. It is built into the C library: making it cannot fail.
+class PlainLocale {
+public:
+    PlainLocale() : plain_(newlocale(LC_ALL_MASK, "C", nullptr)), before_(uselocale(plain_)) {}
+    ~PlainLocale() {
+        uselocale(before_);
+        freelocale(plain_);
+    }
+    PlainLocale(const PlainLocale&) = delete;
+    PlainLocale& operator=(const PlainLocale&) = delete;
+
+private:
+    locale_t plain_;
+    locale_t before_;
+};
+
+}  // namespace
+
+Pattern::Pattern(std::string_view pattern)
+    : text_(plainPath(pattern.substr(std::min(pattern.find_first_not_of('/'), pattern.size())))) {}
+
+bool Pattern::matches(const std::string& path) const {
+    const PlainLocale locale;
+    return text_ == path || fnmatch(text_.c_str(), path.c_str(), 0) == 0;
+}
+
+bool Pattern::matchesAtOrAbove(const std::string& path) const {
+    if (text_.empty() || matches(path)) {
+        return true;
+    }
+    for (std::size_t slash = path.find('/'); slash != std::string::npos; slash = path.find('/', slash + 1)) {
+        if (matches(path.substr(0, slash))) {
+            return true;
+        }
+    }
+    return false;
+}
+
+}  // namespace bex::stream

@@ -1,0 +1,26 @@
+#include "arguments/Threads.hpp"
+
+#include <algorithm>
+#include <thread>
+
+#include "arguments/Number.hpp"
+
+namespace bex::tool {
+
+namespace {
+
+constexpr unsigned kThreadsPerProcessor = 4;
+
+}  // namespace
+
+unsigned usefulThreads(unsigned asked, unsigned processors) noexcept {
+    return std::min(asked, kThreadsPerProcessor * std::max(processors, 1U));
+}
+
+void addThreadsOption(CLI::App& app, const std::string& name, unsigned& threads) {
+    addNumber<unsigned>(
+        app, name, "Threads to work with; 0 is one for each processor",
+        [&threads](unsigned asked) { threads = usefulThreads(asked, std::thread::hardware_concurrency()); });
+}
+
+}  // namespace bex::tool

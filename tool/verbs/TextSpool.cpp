@@ -1,0 +1,70 @@
+#include "verbs/TextSpool.hpp"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+
+#include "output/Failure.hpp"
+
+namespace bex::tool {
+
+namespace {
+
+std::string temporaryDirectory() {
+    const char* directory = std::getenv("TMPDIR");
+    return directory != nullptr && *directory != '\0' ? directory : "/tmp";
+}
+
+/// A file system that makes no unnamed files gets a named one, whose name is removed at once.
+int openUnnamed(const std::string& directory) {
+    const int unnamed = open(directory.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600);
+    if (unnamed >= 0) {
+        return unnamed;
+    }
+    std::string name = directory + "/bex-XXXXXX";
+    const int descriptor = mkostemp(name.data(), O_CLOEXEC);
+    if (descriptor < 0) {
+        throw systemError(directory, "create a temporary file", errno);
+    }
+    unlink(name.c_str());
+    return descriptor;
+}
+
+}  // namespace
+
+TextSpool::TextSpool() : directory_(temporaryDirectory()), descriptor_(openUnnamed(directory_)) {}
+
+TextSpool::~TextSpool() {
+    close(descriptor_);
+}
+
+TextSpool::Place TextSpool::add(std::string_view text) {
+    const Place place{end_, text.size()};
+    while (!text.empty()) {
+        const ssize_t written = pwrite(descriptor_, text.data(), text.size(), static_cast<off_t>(end_));
+        if (written < 0 && errno != EINTR) {
+            throw systemError(directory_, "write", errno);
+        }
+        const auto bytes = static_cast<std::size_t>(written < 0 ? 0 : written);
+        end_ += bytes;
+        text.remove_prefix(bytes);
+    }
+    return place;
+}
+
+std::string TextSpool::text(const Place& place) const {
+    std::string text(place.size, '\0');
+    for (std::size_t filled = 0; filled < text.size();) {
+        const auto offset = static_cast<off_t>(place.offset + filled);
+        const ssize_t count = pread(descriptor_, text.data() + filled, text.size() - filled, offset);
+        if (count < 0 && errno != EINTR) {
+            throw systemError(directory_, "read", errno);
+        }
+        filled += static_cast<std::size_t>(count < 0 ? 0 : count);
+    }
+    return text;
+}
+
+}  // namespace bex::tool

@@ -1,0 +1,59 @@
+#include "verbs/dpkg/RawParagraph.hpp"
+
+#include <algorithm>
+#include <cstddef>
+
+namespace bex::tool {
+
+namespace {
+
+constexpr std::string_view kBlanks = " \t\r\n";
+
+char lower(char c) noexcept {
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
+
+/// Where the field that begins at `begin` ends: at a line that is not a continuation, or at the end of the text.
+std::size_t endOfField(std::string_view text, std::size_t begin) {
+    for (std::size_t end = begin; (end = text.find('\n', end)) != std::string_view::npos;) {
+        ++end;
+        if (end >= text.size() || (text[end] != ' ' && text[end] != '\t')) {
+            return end;
+        }
+    }
+    return text.size();
+}
+
+}  // namespace
+
+bool sameWord(std::string_view a, std::string_view b) noexcept {
+    return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](char x, char y) { return lower(x) == lower(y); });
+}
+
+std::string_view trimmed(std::string_view text) noexcept {
+    const std::size_t begin = std::min(text.find_first_not_of(kBlanks), text.size());
+    return text.substr(begin, text.find_last_not_of(kBlanks) + 1 - begin);
+}
+
+RawParagraph::RawParagraph(std::string_view text) {
+    for (std::size_t begin = 0; begin < text.size();) {
+        const std::size_t end = endOfField(text, begin);
+        const std::string_view field = text.substr(begin, end - begin);
+        const std::size_t colon = field.find(':');
+        if (colon != std::string_view::npos && field.front() != '#') {
+            std::string_view value = field.substr(colon + 1);
+            value.remove_prefix(std::min(value.find_first_not_of(" \t"), value.size()));
+            value = value.substr(0, value.find_last_not_of(kBlanks) + 1);
+            fields_.push_back({trimmed(field.substr(0, colon)), value});
+        }
+        begin = end;
+    }
+}
+
+const RawParagraph::Field* RawParagraph::find(std::string_view name) const noexcept {
+    const auto found = std::find_if(fields_.begin(), fields_.end(),
+                                    [name](const Field& field) { return sameWord(field.name, name); });
+    return found == fields_.end() ? nullptr : &*found;
+}
+
+}  // namespace bex::tool

@@ -1,0 +1,149 @@
+#include "verbs/dpkg/ShowFormat.hpp"
+
+#include <algorithm>
+#include <charconv>
+#include <cstddef>
+#include <cstdlib>
+#include <map>
+#include <optional>
+#include <system_error>
+#include <utility>
+
+#include "bex/stream/Escape.hpp"
+#include "bex/stream/Version.hpp"
+#include "output/Failure.hpp"
+#include "verbs/dpkg/FieldForm.hpp"
+
+namespace bex::tool {
+
+namespace {
+
+/// What a backslash before the character stands for; nothing where there is none.
+std::string escaped(std::string_view character) {
+    static const std::map<std::string_view, const char*> controls = {{"n", "\n"}, {"r", "\r"}, {"t", "\t"}};
+    const auto control = controls.find(character);
+    return control == controls.end() ? std::string(character) : control->second;
+}
+
+std::string valueOf(const RawParagraph& control, std::string_view name) {
+    return fieldText(control, name).value_or("");
+}
+
+/// "Source: NAME (VERSION)": both parts may be left out, for those of the package.
+std::string sourcePackage(const RawParagraph& control) {
+    const std::string source = valueOf(control, "Source");
+    return source.empty() ? valueOf(control, "Package") : source.substr(0, source.find_first_of(" \t("));
+}
+
+std::string sourceVersion(const RawParagraph& control) {
+    const std::string source = valueOf(control, "Source");
+    const std::size_t open = source.find('(');
+    if (open == std::string::npos) {
+        return valueOf(control, "Version");
+    }
+    const std::string_view version = std::string_view(source).substr(open + 1, source.find(')') - open - 1);
+    return stream::Version::parse(trimmed(version)).format();
+}
+
+std::string upstreamVersion(const RawParagraph& control) {
+    return stream::Version::parse(sourceVersion(control)).upstream();
+}
+
+/// A package that is installed for several architectures is named with its own.
+std::string binaryPackage(const RawParagraph& control) {
+    const std::string name = valueOf(control, "Package");
+    return valueOf(control, "Multi-Arch") == "same" ? name + ":" + valueOf(control, "Architecture") : name;
+}
+
+std::string summary(const RawParagraph& control) {
+    const std::string description = valueOf(control, "Description");
+    return description.substr(0, description.find('\n'));
+}
+
+struct VirtualField {
+    std::string_view name;
+    std::string (*value)(const RawParagraph&);
+};
+
+/// What dpkg's database knows of a package that is only a file.
+std::string nothing(const RawParagraph& /*control*/) {
+    return "";
+}
+
+constexpr VirtualField kVirtualFields[] = {
+    {"binary:Package", binaryPackage}, {"binary:Summary", summary},
+    {"binary:Synopsis", summary},      {"source:Package", sourcePackage},
+    {"source:Version", sourceVersion}, {"source:Upstream-Version", upstreamVersion},
+    {"db:Status-Abbrev", nothing},     {"db:Status-Want", nothing},
+    {"db:Status-Status", nothing},     {"db:Status-Eflag", nothing},
+    {"db-fsys:Files", nothing},        {"db-fsys:Last-Modified", nothing},
+};
+
+/// Nothing for a name that dpkg would pass over, its width included.
+std::optional<std::string> shownValue(const RawParagraph& control, std::string_view name) {
+    for (const auto& field : kVirtualFields) {
+        if (sameWord(field.name, name)) {
+            return field.value(control);
+        }
+    }
+    return fieldText(control, name);
+}
+
+std::string fitted(std::string text, int width) {
+    const auto bytes = static_cast<std::size_t>(std::abs(static_cast<long>(width)));
+    if (width == 0) {
+        return text;
+    }
+    const std::string blanks(bytes - std::min(bytes, text.size()), ' ');
+    text.resize(std::min(bytes, text.size()));
+    return width > 0 ? blanks + text : text + blanks;
+}
+
+}  // namespace
+
+ShowFormat::ShowFormat(std::string_view format) {
+    std::string text;
+    for (std::size_t i = 0; i < format.size(); ++i) {
+        if (format[i] == '\\') {
+            text += escaped(format.substr(++i, 1));
+        } else if (format.substr(i, 2) == "${") {
+            const std::size_t end = format.find('}', i);
+            if (end == std::string_view::npos) {
+                throw UsageError("--showformat: a closing brace is missing");
+            }
+            parts_.push_back({false, std::move(text)});
+            text.clear();
+            addField(format.substr(i + 2, end - i - 2));
+            i = end;
+        } else {
+            text += format[i];
+        }
+    }
+    parts_.push_back({false, std::move(text)});
+}
+
+void ShowFormat::addField(std::string_view field) {
+    const std::size_t semicolon = std::min(field.find(';'), field.size());
+    std::string_view width = trimmed(field.substr(std::min(semicolon + 1, field.size())));
+    width.remove_prefix(width.substr(0, 1) == "+" ? 1 : 0);
+    Part part{true, std::string(field.substr(0, semicolon))};
+    const auto parsed = std::from_chars(width.data(), width.data() + width.size(), part.width);
+    if (!width.empty() && (parsed.ec != std::errc() || parsed.ptr != width.data() + width.size())) {
+        throw UsageError("--showformat: " + stream::escapeForDisplay(width) + " is not a valid width");
+    }
+    parts_.push_back(std::move(part));
+}
+
+std::string ShowFormat::show(const RawParagraph& control) const {
+    std::string result;
+    for (const auto& part : parts_) {
+        if (!part.isField) {
+            result += part.text;
+        } else if (auto value = shownValue(control, part.text)) {
+            result += fitted(std::move(*value), part.width);
+        }
+    }
+    return result;
+}
+
+}  // namespace bex::tool

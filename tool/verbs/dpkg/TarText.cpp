@@ -1,0 +1,98 @@
+#include "verbs/dpkg/TarText.hpp"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <ctime>
+#include <cwchar>
+#include <cwctype>
+
+#include "output/Text.hpp"
+
+namespace bex::tool {
+
+using stream::Entry;
+using stream::EntryType;
+
+namespace {
+
+/// The letter after a backslash for a character that has one, or NUL.
+char letterFor(char c) {
+    static constexpr std::string_view characters = "\a\b\f\n\r\t\v\\";
+    static constexpr std::string_view letters = "abfnrtv\\";
+    const std::size_t at = characters.find(c);
+    return at == std::string_view::npos ? '\0' : letters[at];
+}
+
+/// How many of the first bytes are one character that can be printed; 0 if they are none.
+std::size_t printableBytes(std::string_view text) {
+    std::mbstate_t state{};
+    wchar_t character{};
+    const std::size_t count = std::mbrtowc(&character, text.data(), text.size(), &state);
+    const bool whole = count != static_cast<std::size_t>(-1) && count != static_cast<std::size_t>(-2);
+    return whole && std::iswprint(static_cast<std::wint_t>(character)) != 0 ? count : 0;
+}
+
+std::string localTime(std::int64_t seconds) {
+    std::tm fields{};
+    if (localtime_r(&seconds, &fields) == nullptr) {
+        return fmt::format("{:>16}", seconds);
+    }
+    return fmt::format("{:04}-{:02}-{:02} {:02}:{:02}", fields.tm_year + 1900LL, fields.tm_mon + 1, fields.tm_mday,
+                       fields.tm_hour, fields.tm_min);
+}
+
+std::string targetText(const Entry& entry) {
+    switch (entry.type) {
+        case EntryType::symlink:
+            return " -> " + TarText::name(entry.linkTarget);
+        case EntryType::hardlink:
+            return " link to " + TarText::name(entry.linkTarget);
+        default:
+            return "";
+    }
+}
+
+}  // namespace
+
+TarText::TarText()
+    : users_(newlocale(LC_CTYPE_MASK, "", nullptr)),
+      before_(uselocale(users_)) {}  // A null locale changes nothing, and the process has that of C.
+
+TarText::~TarText() {
+    uselocale(before_);
+    if (users_ != nullptr) {
+        freelocale(users_);
+    }
+}
+
+std::string TarText::name(std::string_view name) {
+    std::string result;
+    while (!name.empty()) {
+        const std::size_t bytes = printableBytes(name);
+        const char letter = letterFor(name.front());
+        if (letter != '\0') {
+            result.append(1, '\\').append(1, letter);
+        } else if (bytes > 0) {
+            result.append(name.substr(0, bytes));
+        } else {
+            result += fmt::format("\\{:03o}", static_cast<unsigned char>(name.front()));
+        }
+        name.remove_prefix(std::max<std::size_t>(letter != '\0' ? 1 : bytes, 1));
+    }
+    return result;
+}
+
+std::string TarText::line(const Entry& entry) {
+    const std::string owner = entry.owner.empty() ? std::to_string(entry.uid) : name(entry.owner);
+    const std::string group = entry.group.empty() ? std::to_string(entry.gid) : name(entry.group);
+    const std::string size = std::to_string(entry.size);
+    const std::size_t needed = owner.size() + 1 + group.size() + 1 + size.size();
+    ownerAndSizeColumns_ = std::max(ownerAndSizeColumns_, needed);
+    const std::size_t sizeColumns = ownerAndSizeColumns_ - needed + size.size();
+    return fmt::format("{} {}/{} {:>{}} {} {}{}\n", modeText(entry), owner, group, size, sizeColumns,
+                       localTime(entry.mtime), name(entry.path), targetText(entry));
+}
+
+}  // namespace bex::tool
