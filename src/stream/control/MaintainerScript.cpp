@@ -35,6 +35,10 @@ std::optional<Oddity> maintainerScriptOddity(std::string_view contents) {
     if (line.back() == '\r') {
         return Oddity{"script-line-end", Severity::error, "the first line ends with a carriage return"};
     }
+    if (line.size() == contents.size() && isBlank(line.back())) {
+        // Linux then runs the interpreter with an empty argument, which sh takes for the name of a script.
+        return Oddity{"script-line-end", Severity::error, "the only line ends with a blank and lacks its newline"};
+    }
     // The kernel skips blanks on both sides and takes the rest for a path, which dpkg does not look up in PATH.
     const std::string_view interpreter = trimmed(line.substr(kMark.size()));
     if (interpreter.empty()) {

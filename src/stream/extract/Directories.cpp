@@ -80,13 +80,13 @@ void Directories::restoreOne(const std::string& path, const RestoredAttributes& 
     context_.place = context_.place.at(path.empty() ? "./" : path);
     const int parent = parents_.open(parentOf(path), DirectoryWalk::Missing::refuse);
     const char* name = path.empty() ? "." : nameOf(path);
-    // guard: folders' attributes through a symlink
+    // guard: directories' attributes through a symlink
     constexpr int flags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
-    const Descriptor folder(context_.system.openat(parent, name, flags, 0), context_.system);
-    if (!folder) {
+    const Descriptor directory(context_.system.openat(parent, name, flags, 0), context_.system);
+    if (!directory) {
         context_.place.failSystem("open", errno);
     }
-    restore(attributes, folder.get(), context_);
+    restore(attributes, directory.get(), context_);
 }
 
 }  // namespace bex::stream

@@ -14,9 +14,9 @@ namespace bex::stream {
 
 namespace {
 
-constexpr mode_t kImpliedFolderMode = 0755;  // less the umask
+constexpr mode_t kImpliedDirectoryMode = 0755;  // less the umask
 // guard: symlinks on the way, step by step
-constexpr int kFolder = O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
+constexpr int kDirectory = O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
 constexpr std::size_t kPieceBytes = PATH_MAX - 1;  // less the NUL
 
 /// Takes as many whole components off the front as one system call accepts; at least one.
@@ -67,8 +67,8 @@ int DirectoryWalk::open(std::string_view path, Missing missing) {
 }
 
 HeldDirectory DirectoryWalk::hold(std::string_view path, Missing missing) {
-    const int folder = open(path, missing);
-    return {folder, folder == root_ ? nullptr : last_};
+    const int directory = open(path, missing);
+    return {directory, directory == root_ ? nullptr : last_};
 }
 
 Descriptor DirectoryWalk::walk(std::string_view path, Missing missing) const {
@@ -76,8 +76,9 @@ Descriptor DirectoryWalk::walk(std::string_view path, Missing missing) const {
     while (!path.empty()) {
         const std::string_view piece = takePiece(path, kPieceBytes);
         const int from = current ? current.get() : root_;
-        Descriptor next(context_.system.openBeneath(from, std::string(piece).c_str(), kFolder), context_.system);
-        // Whatever the reason, a missing call or folder or a symlink: one step at a time tells.
+        Descriptor next(context_.system.openBeneath(from, std::string(piece).c_str(), kDirectory),
+                        context_.system);
+        // Whatever the reason, a missing call or directory or a symlink: one step at a time tells.
         current = next ? std::move(next) : walkSlowly(from, piece, missing);
     }
     return current;
@@ -94,10 +95,10 @@ Descriptor DirectoryWalk::walkSlowly(int from, std::string_view piece, Missing m
 
 Descriptor DirectoryWalk::step(int from, const std::string& name, Missing missing) const {
     System& system = context_.system;
-    Descriptor next(system.openat(from, name.c_str(), kFolder, 0), system);
+    Descriptor next(system.openat(from, name.c_str(), kDirectory, 0), system);
     if (!next && errno == ENOENT && missing == Missing::make) {
         make(from, name);
-        next = Descriptor(system.openat(from, name.c_str(), kFolder, 0), system);
+        next = Descriptor(system.openat(from, name.c_str(), kDirectory, 0), system);
     }
     if (!next) {
         explain(from, name, errno);
@@ -107,13 +108,13 @@ Descriptor DirectoryWalk::step(int from, const std::string& name, Missing missin
 
 void DirectoryWalk::make(int from, const std::string& name) const {
     // One that somebody else made meanwhile serves as well.
-    if (context_.system.mkdirat(from, name.c_str(), kImpliedFolderMode) != 0 && errno != EEXIST) {
+    if (context_.system.mkdirat(from, name.c_str(), kImpliedDirectoryMode) != 0 && errno != EEXIST) {
         context_.place.failSystem("create " + describe(name), errno);
     }
 }
 
 std::string DirectoryWalk::describe(const std::string& name) const {
-    return std::string(whose_) + " folder \"" + escapeForDisplay(name) + '"';
+    return std::string(whose_) + " directory \"" + escapeForDisplay(name) + '"';
 }
 
 void DirectoryWalk::explain(int from, const std::string& name, int errorNumber) const {

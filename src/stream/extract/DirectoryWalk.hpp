@@ -19,25 +19,25 @@ std::string_view parentOf(std::string_view path) noexcept;
 /// The last component of a path, which lives as long as the path.
 const char* nameOf(const std::string& path) noexcept;
 
-/// A folder that something is made in. It stays open as long as somebody holds it.
+/// A directory that something is made in. It stays open as long as somebody holds it.
 struct HeldDirectory {
     int descriptor = -1;
     std::shared_ptr<const Descriptor> owner;  ///< null for the root, which its opener keeps open
 };
 
-/// Opens folders below an opened one and follows no symlink. The last one stays open, so that entries that come
-/// folder by folder cost no walk; two descriptors at most are open at a time.
+/// Opens directories below an opened one and follows no symlink. The last one stays open, so that entries that
+/// come directory by directory cost no walk; two descriptors at most are open at a time.
 class DirectoryWalk {
 public:
     enum class Missing { refuse, make };
 
-    /// `root` is an open directory. `whose` says in messages whose folders they are, such as "its". All must
+    /// `root` is an open directory. `whose` says in messages whose directories they are, such as "its". All must
     /// outlive this.
     DirectoryWalk(const ExtractContext& context, int root, const char* whose)
         : context_(context), root_(root), whose_(whose) {}
 
-    /// A descriptor (O_PATH) of the folder with this plain path. It belongs to this and is valid until the next
-    /// call. Missing folders are made, with mode 0755 less the umask, where that is asked. Throws StreamError:
+    /// A descriptor (O_PATH) of the directory with this plain path. It belongs to this and is valid until the next
+    /// call. Missing directories are made, with mode 0755 less the umask, where that is asked. Throws StreamError:
     /// `refused` where a component is a symlink, otherwise no directory, or missing and not to be made. The path
     /// may be longer than PATH_MAX; the time is that of one system call, where the kernel has openat2, for each 4
     /// KiB of it.

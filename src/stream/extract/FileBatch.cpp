@@ -6,10 +6,10 @@
 
 namespace bex::stream {
 
-void FileBatch::begin(HeldDirectory folder, const std::string& path, const std::string& entryPath,
+void FileBatch::begin(HeldDirectory directory, const std::string& path, const std::string& entryPath,
                       const RestoredAttributes& attributes) {
-    folders_ += files_.empty() || files_.back().folder.descriptor != folder.descriptor ? 1 : 0;
-    files_.push_back({std::move(folder), nameOf(path), entryPath, attributes, contents_.size()});
+    directories_ += files_.empty() || files_.back().directory.descriptor != directory.descriptor ? 1 : 0;
+    files_.push_back({std::move(directory), nameOf(path), entryPath, attributes, contents_.size()});
 }
 
 void FileBatch::dropLast() {
@@ -19,12 +19,12 @@ void FileBatch::dropLast() {
 
 void FileBatch::make(ExtractContext& context) {
     const std::vector<File> files = std::exchange(files_, {});
-    folders_ = 0;
+    directories_ = 0;
     for (std::size_t i = 0; i < files.size(); ++i) {
         const File& file = files[i];
         const std::size_t end = i + 1 < files.size() ? files[i + 1].begin : contents_.size();
         context.place = context.place.at(file.entryPath);
-        OutputFile output(context, file.folder.descriptor, file.name.c_str());
+        OutputFile output(context, file.directory.descriptor, file.name.c_str());
         output.write(std::string_view(contents_).substr(file.begin, end - file.begin));
         output.finish(file.attributes);
     }

@@ -18,7 +18,7 @@ public:
     static constexpr std::size_t kSmallFileBytes = std::size_t{128} << 10;
 
     /// Begins a file: `path` is its plain path, `entryPath` what messages call it.
-    void begin(HeldDirectory folder, const std::string& path, const std::string& entryPath,
+    void begin(HeldDirectory directory, const std::string& path, const std::string& entryPath,
                const RestoredAttributes& attributes);
     /// Adds to the contents of the file that was begun last.
     void write(std::string_view bytes) { contents_.append(bytes); }
@@ -27,7 +27,7 @@ public:
 
     bool empty() const noexcept { return files_.empty(); }
     bool full() const noexcept {
-        return contents_.size() >= kFullBytes || files_.size() >= kFullFiles || folders_ >= kFullFolders;
+        return contents_.size() >= kFullBytes || files_.size() >= kFullFiles || directories_ >= kFullDirectories;
     }
 
     /// Creates the files in order and empties the batch. Throws StreamError at the first that fails, which is
@@ -37,10 +37,10 @@ public:
 private:
     static constexpr std::size_t kFullBytes = std::size_t{128} << 10;
     static constexpr std::size_t kFullFiles = 64;
-    static constexpr std::size_t kFullFolders = 8;  // each is a descriptor
+    static constexpr std::size_t kFullDirectories = 8;  // each is a descriptor
 
     struct File {
-        HeldDirectory folder;
+        HeldDirectory directory;
         std::string name;
         std::string entryPath;
         RestoredAttributes attributes;
@@ -48,7 +48,7 @@ private:
     };
 
     std::vector<File> files_;
-    std::size_t folders_ = 0;  ///< changes of folder among them
+    std::size_t directories_ = 0;  ///< changes of directory among them
     std::string contents_;
 };
 

@@ -9,17 +9,17 @@ namespace bex::stream {
 
 namespace {
 
-int create(System& system, int folder, const char* name) {
+int create(System& system, int directory, const char* name) {
     // Nobody else's until it is complete. O_EXCL opens nothing that stands there, be it a link or a FIFO.
     // guard: what stands there is not written through
-    return system.openat(folder, name, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+    return system.openat(directory, name, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
 }
 
 }  // namespace
 
-OutputFile::OutputFile(const ExtractContext& context, int folder, const char* name)
-    : context_(context), name_(context, folder, name, [&](const char* free) {
-          file_ = Descriptor(create(context.system, folder, free), context.system);
+OutputFile::OutputFile(const ExtractContext& context, int directory, const char* name)
+    : context_(context), name_(context, directory, name, [&](const char* free) {
+          file_ = Descriptor(create(context.system, directory, free), context.system);
           return static_cast<bool>(file_);
       }) {}
 

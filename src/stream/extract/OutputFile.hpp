@@ -12,8 +12,8 @@ namespace bex::stream {
 /// A regular file that is being extracted. Removed unless finished.
 class OutputFile {
 public:
-    /// `folder` and `context` must outlive this. Throws as PendingFile does.
-    OutputFile(const ExtractContext& context, int folder, const char* name);
+    /// `directory` and `context` must outlive this. Throws as PendingFile does.
+    OutputFile(const ExtractContext& context, int directory, const char* name);
 
     /// Whether something had the name, and is left alone: there is nothing to write then.
     bool kept() const noexcept { return name_.kept(); }

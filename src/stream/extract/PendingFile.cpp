@@ -9,9 +9,9 @@
 
 namespace bex::stream {
 
-PendingFile::PendingFile(const ExtractContext& context, int folder, const char* name,
+PendingFile::PendingFile(const ExtractContext& context, int directory, const char* name,
                          const std::function<bool(const char* name)>& make)
-    : context_(context), folder_(folder), name_(name) {
+    : context_(context), directory_(directory), name_(name) {
     if (make(name)) {
         return;
     }
@@ -30,13 +30,13 @@ PendingFile::PendingFile(const ExtractContext& context, int folder, const char* 
 
 PendingFile::~PendingFile() {
     if (!settled_ && !kept_) {  // guard: a temporary file goes when its entry fails
-        context_.system.unlinkat(folder_, current(), 0);
+        context_.system.unlinkat(directory_, current(), 0);
     }
 }
 
 void PendingFile::settle() {
     if (!temporary_.empty() &&
-        context_.system.renameat(folder_, temporary_.c_str(), folder_, name_.c_str()) != 0) {
+        context_.system.renameat(directory_, temporary_.c_str(), directory_, name_.c_str()) != 0) {
         context_.place.failSystem("replace", errno);
     }
     settled_ = true;
@@ -48,7 +48,7 @@ void PendingFile::requireReplaceable() const {
     }
     struct stat status = {};
     // What has vanished meanwhile is not in the way.
-    if (context_.system.fstatat(folder_, name_.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0 && errno != ENOENT) {
+    if (context_.system.fstatat(directory_, name_.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0 && errno != ENOENT) {
         context_.place.failSystem("replace", errno);
     }
     if (S_ISDIR(status.st_mode)) {

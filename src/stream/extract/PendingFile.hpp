@@ -14,8 +14,8 @@ class PendingFile {
 public:
     /// `make` creates it under the name it is given and fails with EEXIST where that is taken. Throws StreamError
     /// when it cannot be created, when a directory has the name, and, for Existing::error, when anything has.
-    /// `folder` and `context` must outlive this.
-    PendingFile(const ExtractContext& context, int folder, const char* name,
+    /// `directory` and `context` must outlive this.
+    PendingFile(const ExtractContext& context, int directory, const char* name,
                 const std::function<bool(const char* name)>& make);
     ~PendingFile();
     PendingFile(const PendingFile&) = delete;
@@ -34,7 +34,7 @@ private:
     void requireReplaceable() const;
 
     const ExtractContext& context_;
-    const int folder_;
+    const int directory_;
     const std::string name_;
     std::string temporary_;  ///< "" where it was made under its own name
     bool settled_ = false;

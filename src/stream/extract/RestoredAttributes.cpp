@@ -54,13 +54,13 @@ void restore(const RestoredAttributes& attributes, int descriptor, const Extract
     }
 }
 
-void restoreLink(const RestoredAttributes& attributes, int folder, const char* name,
+void restoreLink(const RestoredAttributes& attributes, int directory, const char* name,
                  const ExtractContext& context) {
     if (changesOwner(attributes) &&
-        context.system.fchownat(folder, name, attributes.uid, attributes.gid, AT_SYMLINK_NOFOLLOW) != 0) {
+        context.system.fchownat(directory, name, attributes.uid, attributes.gid, AT_SYMLINK_NOFOLLOW) != 0) {
         context.place.failSystem("set its owner", errno);
     }
-    if (context.system.utimensat(folder, name, timesOf(attributes).data(), AT_SYMLINK_NOFOLLOW) != 0) {
+    if (context.system.utimensat(directory, name, timesOf(attributes).data(), AT_SYMLINK_NOFOLLOW) != 0) {
         context.place.failSystem("set its time", errno);
     }
 }

@@ -28,7 +28,7 @@ RestoredAttributes attributesOf(const Entry& entry, const ExtractContext& contex
 void restore(const RestoredAttributes& attributes, int descriptor, const ExtractContext& context);
 
 /// The same for a symlink, which has no mode.
-void restoreLink(const RestoredAttributes& attributes, int folder, const char* name,
+void restoreLink(const RestoredAttributes& attributes, int directory, const char* name,
                  const ExtractContext& context);
 
 }  // namespace bex::stream

@@ -16,9 +16,9 @@ bool isMember(const Entry& entry, const std::string& name, const Place& place) {
         place.at(entry.path).refuse(ErrorKind::refused, "control-type", "is no regular file");
         return false;
     }
-    if (name.find('/') != std::string::npos) {  // guard: control members in folders
+    if (name.find('/') != std::string::npos) {  // guard: control members in directories
         place.at(entry.path)
-            .refuse(ErrorKind::refused, "control-type", "stands in a folder of the control archive");
+            .refuse(ErrorKind::refused, "control-type", "stands in a directory of the control archive");
         return false;
     }
     return true;

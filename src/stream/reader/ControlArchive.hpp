@@ -8,8 +8,8 @@
 
 namespace bex::stream {
 
-/// Reads a control archive whole into memory: regular files that stand in no folder, each once, one of them
-/// "control". Folders named "./" are passed over. Anything else is refused. `entries` is bounded by
+/// Reads a control archive whole into memory: regular files that stand in no directory, each once, one of them
+/// "control". Directories named "./" are passed over. Anything else is refused. `entries` is bounded by
 /// Limits::controlBytes; the contents of "md5sums" may come on top of that, as far as their own limit allows.
 std::vector<ControlMember> readControlArchive(EntryReader& entries, const Limits& limits, const Place& place);
 

@@ -6,13 +6,13 @@ namespace bex::stream {
 
 PathTable::Outcome PathTable::add(std::string_view path, Kind kind) {
     std::size_t begin = reuseLastSteps(path);
-    Id folder = lastSteps_.empty() ? 0 : lastSteps_.back().id;
+    Id directory = lastSteps_.empty() ? 0 : lastSteps_.back().id;
     lastPath_ = path;
     bool parentMissing = false;
     for (;;) {
         const std::size_t end = std::min(path.find('/', begin), path.size());
         const bool last = end == path.size();
-        const auto [found, added] = nodes_.try_emplace({folder, std::string(path.substr(begin, end - begin))});
+        const auto [found, added] = nodes_.try_emplace({directory, std::string(path.substr(begin, end - begin))});
         Node& node = found->second;
         if (added) {
             node.id = static_cast<Id>(nodes_.size());
@@ -32,8 +32,8 @@ PathTable::Outcome PathTable::add(std::string_view path, Kind kind) {
             return Outcome::belowNoDirectory;
         }
         parentMissing = parentMissing || added;
-        folder = node.id;
-        lastSteps_.push_back({end, folder});
+        directory = node.id;
+        lastSteps_.push_back({end, directory});
         begin = end + 1;
     }
 }
@@ -50,14 +50,14 @@ std::size_t PathTable::reuseLastSteps(std::string_view path) {
 }
 
 bool PathTable::hasFile(std::string_view path) const {
-    Id folder = 0;
+    Id directory = 0;
     for (;;) {
         const std::size_t end = std::min(path.find('/'), path.size());
-        const auto found = nodes_.find(std::pair(folder, path.substr(0, end)));
+        const auto found = nodes_.find(std::pair(directory, path.substr(0, end)));
         if (found == nodes_.end() || end == path.size()) {
             return found != nodes_.end() && found->second.kind == Kind::file;
         }
-        folder = found->second.id;
+        directory = found->second.id;
         path.remove_prefix(end + 1);
     }
 }

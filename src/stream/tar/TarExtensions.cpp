@@ -79,6 +79,11 @@ void TarExtensions::applyTo(TarHeader& header, const Place& place) const {
     if ((pax_->path && path_) || (pax_->link && link_)) {
         place.fail(ErrorKind::damaged, "tar-pax", "two kinds of extended names for one entry");
     }
+    // GNU tar then takes the record's target, libarchive none.
+    if (pax_->link && header.link.empty()) {  // guard: a target in pax alone
+        place.fail(ErrorKind::unsupported, "tar-pax",
+                   "extended header: readers disagree on \"linkpath\" for an entry without a target of its own");
+    }
     replace(header.path, pax_->path);
     replace(header.link, pax_->link);
     replace(header.owner, pax_->owner);

@@ -103,6 +103,7 @@ TEST(Oddities, OfMaintainerScripts) {
         {"#!/bin/sh -e\r", "script-line-end", Severity::error},
         {"#!sh\n", "script-interpreter", Severity::error},
         {"#! \nexit 0\n", "script-interpreter", Severity::error},
+        {"#!/bin/sh ", "script-line-end", Severity::error},
         {"", "script-no-interpreter", Severity::warning},
         {"\n#!/bin/sh\n", "script-no-interpreter", Severity::warning},
     };

@@ -49,7 +49,8 @@ TEST(Policy, RefusesInListingAndInExtractionWithTheSameTextAndLeavesNothingOutsi
 TEST(Policy, ControlMembersAreRegularFilesInNoFolder) {
     const std::string at = "p.bex: member \"control.tar.gz\": ";
     EXPECT_EQ(listingOf(packageOf("", tarLink("./x", "./control", '1'))), at + "./x: is no regular file");
-    EXPECT_EQ(listingOf(packageOf("", tarFile("./d/x"))), at + "./d/x: stands in a folder of the control archive");
+    EXPECT_EQ(listingOf(packageOf("", tarFile("./d/x"))),
+              at + "./d/x: stands in a directory of the control archive");
     EXPECT_EQ(listingOf(arOf(arMember("debian-binary", "2.0\n") + arMember("control.tar", tarOf("")) +
                              arMember("data.tar", tarOf("")))),
               "p.bex: member \"control.tar\": no file \"control\" in it");

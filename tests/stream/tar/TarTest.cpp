@@ -52,6 +52,8 @@ TEST(Tar, HeadersThatReadersUnderstandDifferentlyAreRefused) {
         {withPax({{"path", "a"}, {"path", "b"}}, file), at + "extended header: \"path\" is there twice"},
         {withPax({{"path", {"a\0b", 3}}}, file), at + "extended header: \"path\" is empty or holds a NUL"},
         {withPax({{"size", "-1"}}, file), at + "extended header: size \"-1\" is not a valid number"},
+        {withPax({{"linkpath", "a"}}, tarLink("./x", "", '2')),
+         at + "extended header: readers disagree on \"linkpath\""},
         {withPax({{"hdrcharset", "BINARY"}}, file), at + "extended header: readers disagree on \"hdrcharset\""},
         {withPax({{"mtime", "1.5e3"}}, file), at + "extended header: mtime \"1.5e3\" is not a valid number"},
         {withPax({{"gid", "18446744073709551616"}}, file), at + "extended header: gid \"18446744073709551616\""},

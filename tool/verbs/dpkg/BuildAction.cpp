@@ -55,7 +55,7 @@ ExitStatus dpkgBuild(const DpkgRequest& request, Context& context) {
     fillControl(arguments, writer);
     const bool sound = writer.control().faults().empty();
     const std::string target = sound ? targetOf(request, writer.control()) : "unnamed";
-    addContents(arguments, "", target, writer);
+    addContents(arguments, target, writer, context);
     if (sound) {
         context.console.out("dpkg-deb: building package '" + *writer.control().find("Package") + "' in '" +
                             stream::escapeForDisplay(target) + "'.\n");
