@@ -6,8 +6,8 @@
 #include <string>
 #include <string_view>
 
-#include "bex/Export.hpp"
 #include "bex/stream/ControlParagraph.hpp"
+#include "bex/stream/Export.hpp"
 
 namespace bex::stream {
 

@@ -5,8 +5,8 @@
 #include <string_view>
 #include <vector>
 
-#include "bex/Export.hpp"
 #include "bex/stream/ControlParagraph.hpp"
+#include "bex/stream/Export.hpp"
 #include "bex/stream/Version.hpp"
 
 namespace bex::stream {

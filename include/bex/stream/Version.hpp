@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "bex/Export.hpp"
+#include "bex/stream/Export.hpp"
 
 namespace bex::stream {
 

@@ -65,10 +65,10 @@ public:
 
     void take(std::string_view record) {
         const std::size_t equals = record.find('=');
-        if (equals == 0 || equals == std::string_view::npos) {
-            fail(place_, "record without a key");
-        }
         const std::string_view key = record.substr(0, equals);
+        if (equals == std::string_view::npos || key.empty() || key.find('\0') != std::string_view::npos) {
+            fail(place_, "record with a malformed key");
+        }
         if (key.substr(0, kGnuSparse.size()) == kGnuSparse) {
             records_.sparse = true;  // its keys may repeat
             return;

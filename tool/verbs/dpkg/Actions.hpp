@@ -28,5 +28,7 @@ ExitStatus dpkgExtract(const DpkgRequest& request, Context& context);
 ExitStatus dpkgExtractVerbosely(const DpkgRequest& request, Context& context);
 ExitStatus dpkgExtractControl(const DpkgRequest& request, Context& context);
 ExitStatus dpkgExtractAll(const DpkgRequest& request, Context& context);
+ExitStatus dpkgControlTar(const DpkgRequest& request, Context& context);
+ExitStatus dpkgPayloadTar(const DpkgRequest& request, Context& context);
 
 }  // namespace bex::tool

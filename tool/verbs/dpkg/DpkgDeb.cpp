@@ -44,6 +44,8 @@ constexpr DpkgAction kActions[] = {
     {'x', "extract", "PKG DIR: extract the payload", 2, 2, dpkgExtract},
     {'X', "vextract", "PKG DIR: extract the payload and list it", 2, 2, dpkgExtractVerbosely},
     {'R', "raw-extract", "PKG DIR: extract payload and control members", 2, 2, dpkgExtractAll},
+    {'\0', "ctrl-tarfile", "PKG: print the control archive as tar", 1, 1, dpkgControlTar},
+    {'\0', "fsys-tarfile", "PKG: print the payload as tar", 1, 1, dpkgPayloadTar},
 };
 
 std::string namesOf(const DpkgAction& action) {
