@@ -13,7 +13,12 @@ endif()
 cmake_path(ABSOLUTE_PATH CMAKE_INSTALL_LIBDIR BASE_DIRECTORY "\${prefix}" OUTPUT_VARIABLE pcLibdir)
 cmake_path(ABSOLUTE_PATH CMAKE_INSTALL_INCLUDEDIR BASE_DIRECTORY "\${prefix}" OUTPUT_VARIABLE pcIncludedir)
 
-function(bex_install_package package target)
+# bex_install_package(PACKAGE TARGET DEPENDENCIES): the dependencies are CMake code that finds what a static library
+# has to be linked with; a shared one brings it along.
+function(bex_install_package package target dependencies)
+    if(BUILD_SHARED_LIBS)
+        set(dependencies "")
+    endif()
     set(configDir ${CMAKE_INSTALL_LIBDIR}/cmake/${package})
     install(EXPORT ${target}Targets NAMESPACE bex:: FILE ${package}Targets.cmake DESTINATION ${configDir}
         COMPONENT ${target}-development)
@@ -28,5 +33,16 @@ function(bex_install_package package target)
     install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${package}.pc DESTINATION ${pcDir} COMPONENT ${target}-development)
 endfunction()
 
-bex_install_package(bex bex)
-bex_install_package(bex-stream bexstream)
+bex_install_package(bex bex [[
+include(CMakeFindDependencyMacro)
+find_dependency(LibArchive)
+find_dependency(Boost COMPONENTS filesystem)
+]])
+bex_install_package(bex-stream bexstream [[
+include(CMakeFindDependencyMacro)
+find_dependency(PkgConfig)
+pkg_check_modules(codecs REQUIRED IMPORTED_TARGET libdeflate libisal libzstd liblzma libmd)
+find_dependency(BZip2)
+find_dependency(ZLIB)
+find_dependency(Threads)
+]])

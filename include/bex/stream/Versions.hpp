@@ -1,5 +1,10 @@
 #pragma once
 
+// The version of these headers, which CMakeLists.txt reads here; libraryVersions() returns the one in use.
+#define BEX_VERSION_MAJOR 1
+#define BEX_VERSION_MINOR 0
+#define BEX_VERSION_PATCH 0
+
 #include <string>
 #include <vector>
 
