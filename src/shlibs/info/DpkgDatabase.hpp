@@ -1,0 +1,53 @@
+#pragma once
+
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "shlibs/info/PackageInfo.hpp"
+
+namespace bex::shlibs {
+
+/// dpkg's database: which package a library belongs to, and what that says of it. Lists of files are read when they
+/// are first needed, those of packages with symbols or shlibs files before the others.
+class DpkgDatabase {
+public:
+    /// `admindir` is such as /var/lib/dpkg, `overrides` such as /etc/dpkg.
+    DpkgDatabase(std::string admindir, std::string overrides)
+        : admindir_(std::move(admindir)), overrides_(std::move(overrides)) {}
+
+    /// The packages that the file of the first of these names belongs to that belongs to any. Where a package has
+    /// diverted the name, the file is that package's.
+    std::vector<std::string> ownersOf(const std::vector<std::string>& names);
+
+    /// What the package says of its libraries; files in /etc/dpkg/symbols win over its own.
+    PackageInfo& info(const std::string& package, const std::string& architecture);
+
+    /// The architecture of dpkg itself; empty where the database does not say.
+    std::string nativeArchitecture() const;
+
+    const std::string& directory() const noexcept { return admindir_; }
+
+private:
+    /// Packages by the files of theirs that may be libraries.
+    using Owners = std::unordered_map<std::string, std::vector<std::string>>;
+
+    void readLists(bool ofLibraries, Owners& owners);
+    void readList(const std::string& package, Owners& owners) const;
+    const std::vector<std::string>* ownersIn(bool ofLibraries, const std::string& name);
+    std::vector<std::string> withoutDiverted(const std::vector<std::string>& packages, const std::string& name);
+    void readDiversions();
+
+    std::string admindir_;
+    std::string overrides_;
+    std::optional<Owners> libraryOwners_;
+    std::optional<Owners> otherOwners_;
+    std::optional<std::map<std::string, std::string>> diversions_;  ///< the diverting package by the diverted name
+    std::map<std::string, std::unique_ptr<PackageInfo>> infos_;
+};
+
+}  // namespace bex::shlibs
