@@ -1,7 +1,5 @@
 #include "shlibs/Resolver.hpp"
 
-#include <algorithm>
-#include <array>
 #include <filesystem>
 #include <string_view>
 #include <system_error>
@@ -150,6 +148,23 @@ void Resolver::describeBy(PackageInfo& info, const std::string& library, Resolut
     }
 }
 
+/// The package of the name that the library was found by comes first, and one without a word on it last of all.
+bool Resolver::describeByOwners(const std::string& library, Resolution& resolution) {
+    bool owned = false;
+    for (const auto lists : {DpkgDatabase::Lists::ofLibraries, DpkgDatabase::Lists::others}) {
+        for (const std::string& name : namesOf(resolution.path)) {
+            for (const std::string& owner : database_.ownersOf(name, lists)) {
+                owned = true;
+                describeBy(database_.info(owner, architecture_), library, resolution);
+            }
+            if (!resolution.sources.empty()) {
+                return true;
+            }
+        }
+    }
+    return owned;
+}
+
 Resolution Resolver::describe(const std::string& library, const Place& place) {
     Resolution resolution;
     resolution.found = true;
@@ -164,11 +179,8 @@ Resolution Resolver::describe(const std::string& library, const Place& place) {
     }
     std::string tree = place.tree;
     if (place.kind == Place::Kind::system) {
-        const std::vector<std::string> owners = database_.ownersOf(namesOf(place.path));
-        for (const std::string& owner : owners) {
-            describeBy(database_.info(owner, architecture_), library, resolution);
-        }
-        tree = owners.empty() ? SourcePackage::treeAround(request_.sysroot + place.path) : "";
+        const bool owned = describeByOwners(library, resolution);
+        tree = owned ? "" : SourcePackage::treeAround(request_.sysroot + place.path);
     }
     if (!tree.empty() || resolution.sources.empty()) {
         describeBy(source_.infoOf(tree), library, resolution);

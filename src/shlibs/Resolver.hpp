@@ -65,6 +65,7 @@ private:
     std::optional<Place> findPlace(const std::string& library, const Subject& subject, const ElfFile& file);
     Resolution describe(const std::string& library, const Place& place);
     Resolution fromPackages(const std::string& library);
+    bool describeByOwners(const std::string& library, Resolution& resolution);
     void describeBy(PackageInfo& info, const std::string& library, Resolution& resolution);
     std::optional<std::string> overrideOf(const std::string& file, const std::string& library);
     std::vector<std::string> namesOf(const std::string& path);

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstring>
 #include <unordered_map>
+#include <unordered_set>
 
 #include "shlibs/base/Failure.hpp"
 #include "shlibs/elf/ElfImage.hpp"
@@ -17,9 +18,46 @@ namespace {
 constexpr std::uint64_t kMaximumSymbols = 4'000'000;
 constexpr std::uint64_t kMaximumNameBytes = std::uint64_t{256} << 20;
 constexpr std::uint64_t kMaximumVersionBytes = std::uint64_t{16} << 20;
+constexpr std::uint64_t kMaximumRelocationBytes = std::uint64_t{512} << 20;
 constexpr const char* kUnversioned = "Base";
 constexpr unsigned kVersionMask = 0x7fff;  ///< without the bit for hidden symbols
 constexpr unsigned kFirstVersion = 2;      ///< 0 is local, 1 is unversioned
+
+/// The type of the relocation that copies a variable out of a library into the program; 0 where it is not known.
+std::uint32_t copyRelocationOf(std::uint16_t machine) noexcept {
+    switch (machine) {
+        case EM_X86_64:
+            return R_X86_64_COPY;
+        case EM_386:
+            return R_386_COPY;
+        case EM_AARCH64:
+            return R_AARCH64_COPY;
+        case EM_ARM:
+            return R_ARM_COPY;
+        case EM_PPC64:
+            return R_PPC64_COPY;
+        case EM_PPC:
+            return R_PPC_COPY;
+        case EM_RISCV:
+            return R_RISCV_COPY;
+        case EM_S390:
+            return R_390_COPY;
+        case EM_MIPS:
+            return R_MIPS_COPY;
+        case EM_SPARCV9:
+            return R_SPARC_COPY;
+        case EM_ALPHA:
+            return R_ALPHA_COPY;
+        case EM_68K:
+            return R_68K_COPY;
+        case EM_PARISC:
+            return R_PARISC_COPY;
+        case EM_SH:
+            return R_SH_COPY;
+        default:
+            return 0;
+    }
+}
 
 /// Reads one file. Every number in it may lie.
 class Reader {
@@ -116,30 +154,54 @@ private:
         return last;
     }
 
-    /// The highest symbol that a relocation names, and one more.
-    std::uint64_t countByRelocations(std::int64_t tableTag, std::int64_t sizeTag, std::size_t entryBytes) const {
+    /// Calls `visit` with symbol and type of each relocation in a table.
+    template <typename Visit>
+    void forEachRelocation(std::int64_t tableTag, std::int64_t sizeTag, std::size_t entryBytes, Visit& visit) const {
         const std::optional<std::uint64_t> table = value(tableTag);
         const std::uint64_t size = value(sizeTag).value_or(0);
         if (!table || size < entryBytes) {
-            return 0;
+            return;
         }
-        const Chunk chunk = image_.at(*table, size, "a table of relocations");
-        const std::size_t infoAt = image_.is64() ? 8 : 4;
-        std::uint64_t count = 0;
+        if (size > kMaximumRelocationBytes) {
+            throw failure(ErrorKind::limitExceeded, image_.name(),
+                          "has more than " + std::to_string(kMaximumRelocationBytes) + " bytes of relocations");
+        }
+        const Chunk chunk = image_.allAt(*table, size, "a table of relocations");
         for (std::size_t at = 0; at + entryBytes <= chunk.size; at += entryBytes) {
-            const unsigned char* info = chunk.data + at + infoAt;
-            count = std::max<std::uint64_t>(
-                count, image_.is64() ? image_.doubleWord(info) >> 32U : image_.word(info) >> 8U);
+            const unsigned char* info = chunk.data + at + (image_.is64() ? 8 : 4);
+            const std::uint64_t both = image_.is64() ? image_.doubleWord(info) : image_.word(info);
+            visit(both >> (image_.is64() ? 32U : 8U), both & (image_.is64() ? 0xffffffffU : 0xffU));
         }
-        return count + 1;
+    }
+
+    template <typename Visit>
+    void forEachRelocation(Visit visit) const {
+        const std::size_t word = image_.is64() ? 8 : 4;
+        const std::size_t jumpBytes = value(DT_PLTREL).value_or(DT_RELA) == DT_REL ? 2 * word : 3 * word;
+        forEachRelocation(DT_RELA, DT_RELASZ, 3 * word, visit);
+        forEachRelocation(DT_REL, DT_RELSZ, 2 * word, visit);
+        forEachRelocation(DT_JMPREL, DT_PLTRELSZ, jumpBytes, visit);
     }
 
     std::uint64_t countByRelocations() const {
-        const std::size_t word = image_.is64() ? 8 : 4;
-        const std::size_t jumpBytes = value(DT_PLTREL).value_or(DT_RELA) == DT_REL ? 2 * word : 3 * word;
-        return std::max({countByRelocations(DT_RELA, DT_RELASZ, 3 * word),
-                         countByRelocations(DT_REL, DT_RELSZ, 2 * word),
-                         countByRelocations(DT_JMPREL, DT_PLTRELSZ, jumpBytes)});
+        std::uint64_t count = 0;
+        forEachRelocation([&](std::uint64_t symbol, std::uint64_t) { count = std::max(count, symbol + 1); });
+        return count;
+    }
+
+    /// The symbols of a program that are variables of a library: the program has the room for them, the library the
+    /// name. A library has none.
+    std::unordered_set<std::uint64_t> copiedSymbols() const {
+        std::unordered_set<std::uint64_t> copied;
+        const std::uint32_t copy = copyRelocationOf(image_.machine().number);
+        if (copy != 0 && !value(DT_SONAME)) {
+            forEachRelocation([&](std::uint64_t symbol, std::uint64_t type) {
+                if (type == copy) {
+                    copied.insert(symbol);
+                }
+            });
+        }
+        return copied;
     }
 
     /// The dynamic segment does not say how many symbols there are. A file may have no sections; then hash tables and
@@ -166,8 +228,10 @@ private:
         const Chunk indices =
             indexTable && count > 0 ? image_.allAt(*indexTable, count * 2, "the table of symbol versions") : Chunk{};
         const std::vector<GElf_Sym> symbols = image_.symbols(table, count);
+        const std::unordered_set<std::uint64_t> copied = copiedSymbols();
         for (std::size_t i = 1; i < symbols.size(); ++i) {
-            if (symbols[i].st_shndx != SHN_UNDEF || symbols[i].st_name == 0) {
+            const bool isOurs = symbols[i].st_shndx != SHN_UNDEF && copied.count(i) == 0;
+            if (isOurs || symbols[i].st_name == 0) {
                 continue;
             }
             const unsigned index = indices.size > 0 ? image_.half(indices.data + i * 2) & kVersionMask : 0;

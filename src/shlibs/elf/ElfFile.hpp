@@ -38,7 +38,8 @@ struct ElfFile {
     std::vector<std::string> needed;  ///< in order, each once
     /// The directories of DT_RUNPATH, or of DT_RPATH where there is none, as they stand.
     std::vector<std::string> searchPath;
-    NameList undefined;  ///< "name@version"; the version of symbols without one is "Base"
+    /// What the libraries must have, as "name@version"; the version of symbols without one is "Base".
+    NameList undefined;
 };
 
 /// Whether the bytes begin as an ELF file does.

@@ -38,7 +38,7 @@ void DpkgDatabase::readList(const std::string& package, Owners& owners) const {
     }
 }
 
-void DpkgDatabase::readLists(bool ofLibraries, Owners& owners) {
+void DpkgDatabase::readLists(Lists lists, Owners& owners) const {
     std::set<std::string_view> libraries;
     const std::vector<std::string> names = namesIn(admindir_ + "/info");
     for (const std::string_view end : {".symbols", ".shlibs"}) {
@@ -49,20 +49,11 @@ void DpkgDatabase::readLists(bool ofLibraries, Owners& owners) {
         }
     }
     for (const std::string& name : names) {
-        if (endsWith(name, kList) && (libraries.count(withoutEnd(name, kList)) > 0) == ofLibraries) {
+        const bool wanted = (libraries.count(withoutEnd(name, kList)) > 0) == (lists == Lists::ofLibraries);
+        if (endsWith(name, kList) && wanted) {
             readList(std::string(withoutEnd(name, kList)), owners);
         }
     }
-}
-
-const std::vector<std::string>* DpkgDatabase::ownersIn(bool ofLibraries, const std::string& name) {
-    std::optional<Owners>& owners = ofLibraries ? libraryOwners_ : otherOwners_;
-    if (!owners) {
-        owners.emplace();
-        readLists(ofLibraries, *owners);
-    }
-    const auto found = owners->find(name);
-    return found != owners->end() ? &found->second : nullptr;
 }
 
 /// Three lines each: the diverted name, where it was moved to, the package (":" for an administrator's own).
@@ -93,15 +84,14 @@ std::vector<std::string> DpkgDatabase::withoutDiverted(const std::vector<std::st
     return owners.empty() ? packages : owners;
 }
 
-std::vector<std::string> DpkgDatabase::ownersOf(const std::vector<std::string>& names) {
-    for (const bool ofLibraries : {true, false}) {
-        for (const std::string& name : names) {
-            if (const std::vector<std::string>* packages = ownersIn(ofLibraries, name)) {
-                return withoutDiverted(*packages, name);
-            }
-        }
+std::vector<std::string> DpkgDatabase::ownersOf(const std::string& name, Lists lists) {
+    std::optional<Owners>& owners = lists == Lists::ofLibraries ? libraryOwners_ : otherOwners_;
+    if (!owners) {
+        owners.emplace();
+        readLists(lists, *owners);
     }
-    return {};
+    const auto found = owners->find(name);
+    return found != owners->end() ? withoutDiverted(found->second, name) : std::vector<std::string>();
 }
 
 PackageInfo& DpkgDatabase::info(const std::string& package, const std::string& architecture) {

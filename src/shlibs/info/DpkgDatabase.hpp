@@ -13,16 +13,18 @@
 namespace bex::shlibs {
 
 /// dpkg's database: which package a library belongs to, and what that says of it. Lists of files are read when they
-/// are first needed, those of packages with symbols or shlibs files before the others.
+/// are first needed.
 class DpkgDatabase {
 public:
     /// `admindir` is such as /var/lib/dpkg, `overrides` such as /etc/dpkg.
     DpkgDatabase(std::string admindir, std::string overrides)
         : admindir_(std::move(admindir)), overrides_(std::move(overrides)) {}
 
-    /// The packages that the file of the first of these names belongs to that belongs to any. Where a package has
-    /// diverted the name, the file is that package's.
-    std::vector<std::string> ownersOf(const std::vector<std::string>& names);
+    /// Which packages' lists of files are searched.
+    enum class Lists { ofLibraries, others };  ///< those of packages with a symbols or shlibs file, and those without
+
+    /// The packages that the file of that name belongs to. Where one has diverted the name, the file is that one's.
+    std::vector<std::string> ownersOf(const std::string& name, Lists lists);
 
     /// What the package says of its libraries; files in /etc/dpkg/symbols win over its own.
     PackageInfo& info(const std::string& package, const std::string& architecture);
@@ -36,9 +38,8 @@ private:
     /// Packages by the files of theirs that may be libraries.
     using Owners = std::unordered_map<std::string, std::vector<std::string>>;
 
-    void readLists(bool ofLibraries, Owners& owners);
+    void readLists(Lists lists, Owners& owners) const;
     void readList(const std::string& package, Owners& owners) const;
-    const std::vector<std::string>* ownersIn(bool ofLibraries, const std::string& name);
     std::vector<std::string> withoutDiverted(const std::vector<std::string>& packages, const std::string& name);
     void readDiversions();
 
