@@ -86,6 +86,7 @@ void addVerbs(CLI::App& program, Action& chosen) {
     addExtract(program, chosen);
     addVerify(program, chosen);
     addDiff(program, chosen);
+    addShlibdeps(program, chosen);
 }
 
 ExitStatus print(const std::string& text, Console& console) {

@@ -24,6 +24,19 @@ namespace {
 
 using stream::escapeForDisplay;
 
+std::string messageOf(const Missing& missing, const std::string& architecture) {
+    const std::string head = escapeForDisplay(missing.file) + ": needs " + escapeForDisplay(missing.library) +
+                             " (" + architecture + "), ";
+    if (!missing.path.empty()) {
+        return head + "for which no package gives a dependency; it is " + escapeForDisplay(missing.path);
+    }
+    std::string text = head + "which is in none of ";
+    for (const std::string& place : missing.searched) {
+        text += (&place == &missing.searched.front() ? "" : ", ") + escapeForDisplay(place);
+    }
+    return text;
+}
+
 /// One search for the dependencies of a request.
 class Search {
 public:
@@ -52,7 +65,7 @@ private:
     static ElfFile readFile(const Subject& subject) {
         const Descriptor file(::open(subject.diskPath.c_str(), O_RDONLY | O_CLOEXEC));
         if (!file) {
-            throw failure(ErrorKind::inputOutput, subject.diskPath, std::strerror(errno));
+            throw systemFailure(subject.diskPath, errno);
         }
         return readElf(file.get(), subject.diskPath);
     }
@@ -60,8 +73,7 @@ private:
     /// What was asked for; else what all files agree on; else what the packages or the database are for.
     std::string chooseArchitecture(const Subjects& subjects) const {
         if (!request_.architecture.empty() && !isArchitecture(request_.architecture)) {
-            throw Error(ErrorKind::invalidInput,
-                        escapeForDisplay(request_.architecture) + ": is no architecture that is known here");
+            throw failure(ErrorKind::invalidInput, request_.architecture, "is no architecture that is known here");
         }
         std::map<std::string, std::string> examples;
         for (const Subject& subject : subjects.files) {
@@ -72,12 +84,13 @@ private:
             chosen = examples.size() == 1 ? examples.begin()->first : resolver_.architecture();
         }
         if (!examples.empty() && examples.count(chosen) == 0) {
-            throw Error(ErrorKind::invalidInput, noneFor(chosen, examples));
+            throw StreamError(ErrorKind::invalidInput, noneFor(chosen, examples));
         }
         return chosen;
     }
 
-    static std::string noneFor(const std::string& architecture, const std::map<std::string, std::string>& examples) {
+    static std::string noneFor(const std::string& architecture,
+                               const std::map<std::string, std::string>& examples) {
         std::string text = architecture.empty() ? "the files are for several architectures"
                                                 : "no file is for " + escapeForDisplay(architecture);
         for (const auto& [other, name] : examples) {
@@ -121,13 +134,14 @@ private:
     /// A public library without a provider is missing; a plugin may well come from nowhere.
     void tellMissing(const std::string& library, const Resolution& resolution, const Subject& subject,
                      const ElfFile& file) {
-        Missing missing{subject.name, library, report_.architecture, resolution.path, {}, {}};
+        Missing missing{subject.name, library, resolution.path, {}, {}, {}};
         if (!resolution.found) {
             missing.searched = request_.from.empty() ? resolver_.directoriesFor(subject, file) : request_.from;
             missing.hint = resolver_.hintFor(library, subject);
         }
+        missing.message = messageOf(missing, report_.architecture);
         if (request_.ignoreMissing || !splitSoname(library)) {
-            report_.notes.push_back(missing.message());
+            report_.notes.push_back(missing.message);
         } else {
             report_.missing.push_back(std::move(missing));
         }
@@ -158,26 +172,6 @@ private:
 };
 
 }  // namespace
-
-std::string Missing::message() const {
-    const std::string head = escapeForDisplay(file) + ": needs " + escapeForDisplay(library) + " (" + architecture + "), ";
-    if (!path.empty()) {
-        return head + "for which no package gives a dependency; it is " + escapeForDisplay(path);
-    }
-    std::string text = head + "which is in none of ";
-    for (const std::string& place : searched) {
-        text += (&place == &searched.front() ? "" : ", ") + escapeForDisplay(place);
-    }
-    return text;
-}
-
-std::string Report::field() const {
-    std::string text;
-    for (const std::string& dependency : dependencies) {
-        text += (text.empty() ? "" : ", ") + dependency;
-    }
-    return text;
-}
 
 Report findDependencies(const Request& request) {
     Report report;

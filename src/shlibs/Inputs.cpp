@@ -29,7 +29,7 @@ constexpr std::size_t kPieceBytes = std::size_t{256} << 10;
 std::string headerOf(const std::string& path) {
     const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     if (!file) {
-        throw failure(ErrorKind::inputOutput, path, "can't open: " + std::string(std::strerror(errno)));
+        throw systemFailure(path, errno);
     }
     std::string header(kElfHeaderBytes, '\0');
     header.resize(readAt(file.get(), header.data(), header.size(), 0, path));
@@ -74,8 +74,8 @@ public:
 
     void walk() {
         std::vector<fs::path> paths;
-        for (auto entry = fs::recursive_directory_iterator(directory_); entry != fs::recursive_directory_iterator();
-             ++entry) {
+        for (auto entry = fs::recursive_directory_iterator(directory_);
+             entry != fs::recursive_directory_iterator(); ++entry) {
             if (entry.depth() == 0 && entry->path().filename() == "DEBIAN") {
                 entry.disable_recursion_pending();
             } else if (!entry->is_symlink() && entry->is_regular_file()) {
@@ -170,7 +170,7 @@ private:
         const std::unique_ptr<std::FILE, int (*)(std::FILE*)> copy(std::tmpfile(), std::fclose);
         const auto write = [&](const char* data, std::size_t size) {
             if (copy == nullptr || std::fwrite(data, 1, size, copy.get()) != size) {
-                throw failure(ErrorKind::inputOutput, name, "can't copy it: " + std::string(std::strerror(errno)));
+                throw systemFailure(name, errno);
             }
         };
         write(header.data(), header.size());
@@ -179,7 +179,7 @@ private:
             write(piece.data(), got);
         }
         if (std::fflush(copy.get()) != 0) {
-            throw failure(ErrorKind::inputOutput, name, "can't copy it: " + std::string(std::strerror(errno)));
+            throw systemFailure(name, errno);
         }
         return readElf(fileno(copy.get()), name);
     }

@@ -49,8 +49,8 @@ void Needs::add(std::string_view dependencyTemplate, const Reason& reason) {
     forEachPart(dependencyTemplate, [&](std::string_view part) {
         const auto [place, isNew] = reasons_.try_emplace(std::string(part), reason);
         Reason& known = place->second;
-        const bool says = known.symbol.empty() && !reason.symbol.empty() &&
-                          compareVersions(reason.version, known.version) == 0;
+        const bool says =
+            known.symbol.empty() && !reason.symbol.empty() && compareVersions(reason.version, known.version) == 0;
         if (!isNew && (says || isNewer(reason.version, known.version))) {
             known = reason;
         }

@@ -19,7 +19,8 @@ public:
     /// Raises the version where the template is needed at all.
     void raise(std::string_view dependencyTemplate, const std::string& version, const std::string& why);
 
-    /// Writes dependencies and reasons in their order. Throws Error (`damaged`) for a template that is no dependency.
+    /// Writes dependencies and reasons in their order. Throws stream::StreamError (`damaged`) for a template that
+    /// is no dependency.
     void report(Report& report) const;
 
 private:

@@ -19,5 +19,6 @@ void addCat(CLI::App& program, Action& chosen);
 void addExtract(CLI::App& program, Action& chosen);
 void addVerify(CLI::App& program, Action& chosen);
 void addDiff(CLI::App& program, Action& chosen);
+void addShlibdeps(CLI::App& program, Action& chosen);
 
 }  // namespace bex::tool

@@ -24,8 +24,8 @@ struct Request {
     /// Package files, or directories of them (*.deb, *.bex). Where there are any, libraries are looked for in
     /// their symbols and shlibs files and in nothing of this machine.
     std::vector<std::string> from;
-    /// Directories with private libraries, searched before the system's. Each is tried below the examined tree, and
-    /// as it is.
+    /// Directories with private libraries, searched before the system's. Each is tried below the examined tree,
+    /// and as it is.
     std::vector<std::string> libdirs;
     /// The directory with shlibs.local, control and the build trees of a source package; it may be absent.
     std::string debianDirectory = "debian";
@@ -50,13 +50,10 @@ struct Reason {
 struct Missing {
     std::string file;
     std::string library;
-    std::string architecture;
     std::string path;                   ///< where it was found; empty where it was not
     std::vector<std::string> searched;  ///< where it was looked for
+    std::string message;                ///< one line for people
     std::string hint;                   ///< what may help, or empty
-
-    /// One line for people, without the hint.
-    BEX_EXPORT std::string message() const;
 };
 
 struct Report {
@@ -68,13 +65,19 @@ struct Report {
     std::string architecture;        ///< that of the examined files; empty where none is ELF
 
     /// The value of a Depends field; empty where there is no dependency.
-    BEX_EXPORT std::string field() const;
+    std::string field() const {
+        std::string text;
+        for (const std::string& dependency : dependencies) {
+            text += (text.empty() ? "" : ", ") + dependency;
+        }
+        return text;
+    }
 };
 
 /// Finds the packages, and their least versions, that hold the shared libraries of the request's files, as
-/// dpkg-shlibdeps(1) does with deb-symbols(5) and deb-shlibs(5). Time grows with the files and with their undefined
-/// symbols; files are examined one after the other, so memory does not grow with their number.
-/// Throws Error, and what stream::PackageReader throws.
+/// dpkg-shlibdeps(1) does with deb-symbols(5) and deb-shlibs(5). Time grows with the files and with their
+/// undefined symbols; files are examined one after the other, so memory does not grow with their number. Throws
+/// stream::StreamError.
 BEX_EXPORT Report findDependencies(const Request& request);
 
 }  // namespace bex::shlibs

@@ -2,10 +2,17 @@
 
 #include <cerrno>
 #include <cstring>
+#include <utility>
 
 #include "shlibs/base/Failure.hpp"
 
 namespace bex::shlibs {
+
+StreamError systemFailure(const std::string& file, int errorNumber) {
+    stream::ErrorRecord record = failure(ErrorKind::inputOutput, file, std::strerror(errorNumber)).record();
+    record.systemError = errorNumber;
+    return StreamError(std::move(record));
+}
 
 std::size_t readAt(int descriptor, char* buffer, std::size_t size, std::uint64_t offset, const std::string& name) {
     std::size_t done = 0;
@@ -17,7 +24,7 @@ std::size_t readAt(int descriptor, char* buffer, std::size_t size, std::uint64_t
         if (got > 0) {
             done += static_cast<std::size_t>(got);
         } else if (errno != EINTR) {
-            throw failure(ErrorKind::inputOutput, name, std::strerror(errno));
+            throw systemFailure(name, errno);
         }
     }
     return done;

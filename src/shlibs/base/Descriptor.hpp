@@ -31,7 +31,8 @@ private:
     int number_;
 };
 
-/// Reads up to `size` bytes from `offset` on and gives how many there were. `name` stands for the file in the Error
+/// Reads up to `size` bytes from `offset` on and gives how many there were. `name` stands for the file in the
+/// StreamError
 /// (`inputOutput`) that it throws.
 std::size_t readAt(int descriptor, char* buffer, std::size_t size, std::uint64_t offset, const std::string& name);
 

@@ -2,24 +2,32 @@
 
 #include <cstddef>
 #include <string>
+#include <utility>
 
-#include "bex/shlibs/Error.hpp"
 #include "bex/stream/Escape.hpp"
+#include "bex/stream/StreamError.hpp"
 
 namespace bex::shlibs {
 
-/// `FILE: reason`.
-inline Error failure(ErrorKind kind, const std::string& file, const std::string& reason) {
-    return {kind, stream::escapeForDisplay(file) + ": " + reason};
+using stream::ErrorKind;
+using stream::StreamError;
+
+/// `FILE:LINE: reason`; lines are counted from 1, and 0 means the whole file.
+inline StreamError failure(ErrorKind kind, const std::string& file, std::string reason, std::size_t line = 0) {
+    stream::ErrorRecord record;
+    record.kind = kind;
+    record.code = StreamError(kind, "").code();
+    record.package = file;
+    record.reason = std::move(reason);
+    record.line = line;
+    return StreamError(std::move(record));
 }
 
-inline Error damaged(const std::string& file, const std::string& reason) {
-    return failure(ErrorKind::damaged, file, reason);
+inline StreamError damaged(const std::string& file, std::string reason, std::size_t line = 0) {
+    return failure(ErrorKind::damaged, file, std::move(reason), line);
 }
 
-/// `FILE:LINE: reason`; lines are counted from 1.
-inline Error damagedLine(const std::string& file, std::size_t line, const std::string& reason) {
-    return {ErrorKind::damaged, stream::escapeForDisplay(file) + ":" + std::to_string(line) + ": " + reason};
-}
+/// What the system said of a call that failed on the file.
+StreamError systemFailure(const std::string& file, int errorNumber);
 
 }  // namespace bex::shlibs

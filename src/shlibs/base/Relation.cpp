@@ -35,7 +35,9 @@ public:
     }
 
 private:
-    Error fault() const { return damaged(where_, "\"" + stream::escapeForDisplay(text_) + "\" is no dependency"); }
+    StreamError fault() const {
+        return damaged(where_, "\"" + stream::escapeForDisplay(text_) + "\" is no dependency");
+    }
 
     void skipSpace() { rest_.remove_prefix(std::min(rest_.find_first_not_of(kSpaces), rest_.size())); }
 

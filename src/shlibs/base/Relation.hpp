@@ -19,8 +19,9 @@ struct Relation {
 /// Relations of which one is enough: "a | b".
 using Alternatives = std::vector<Relation>;
 
-/// Reads the value of a relationship field (deb-control(5), and a source package's with [] and <>). The old signs "<"
-/// and ">" mean "<=" and ">=". Throws Error (`damaged`), with `where` as the file, for what is none.
+/// Reads the value of a relationship field (deb-control(5), and a source package's with [] and <>). The old signs
+/// "<" and ">" mean "<=" and ">=". Throws stream::StreamError (`damaged`), with `where` as the file, for what is
+/// none.
 std::vector<Alternatives> parseRelations(std::string_view text, const std::string& where);
 
 /// The text as dpkg writes it: single blanks, " | " between alternatives.

@@ -28,7 +28,7 @@ std::optional<std::string> readTextFile(const std::string& path) {
         if (errno == ENOENT || errno == ENOTDIR || file) {
             return std::nullopt;
         }
-        throw failure(ErrorKind::inputOutput, path, std::strerror(errno));
+        throw systemFailure(path, errno);
     }
     if (status.st_size > kMaximumBytes) {
         throw failure(ErrorKind::limitExceeded, path, "has more than " + std::to_string(kMaximumBytes) + " bytes");

@@ -8,8 +8,8 @@
 
 namespace bex::shlibs {
 
-/// The whole regular file; nothing where there is none under that name. Throws Error (`inputOutput`; `limitExceeded`
-/// for more than 256 MiB, a hundred times the largest file of a database).
+/// The whole regular file; nothing where there is none under that name. Throws stream::StreamError (`inputOutput`;
+/// `limitExceeded` for more than 256 MiB, a hundred times the largest file of a database).
 std::optional<std::string> readTextFile(const std::string& path);
 
 /// Takes the next line off the front of `rest`, without its newline; false at the end.

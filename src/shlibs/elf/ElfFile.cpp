@@ -128,8 +128,8 @@ private:
         }
     }
 
-    /// The GNU hash table covers defined symbols; it begins with the number of those before them, which is also there
-    /// where it covers none. Its chains end with an odd hash.
+    /// The GNU hash table covers defined symbols; it begins with the number of those before them, which is also
+    /// there where it covers none. Its chains end with an odd hash.
     std::uint64_t countByGnuHash(std::uint64_t address) const {
         const Chunk head = image_.allAt(address, 16, "the hash table");
         const std::uint64_t buckets = image_.word(head.data);
@@ -144,7 +144,8 @@ private:
         if (last < first) {
             return first;
         }
-        const Chunk chain = image_.at(bucketsAt + buckets * 4 + (last - first) * 4, kMaximumSymbols * 4, "a hash chain");
+        const Chunk chain =
+            image_.at(bucketsAt + buckets * 4 + (last - first) * 4, kMaximumSymbols * 4, "a hash chain");
         for (std::uint64_t i = 0; i + 4 <= chain.size; i += 4) {
             ++last;
             if ((image_.word(chain.data + i) & 1U) != 0) {
@@ -156,7 +157,8 @@ private:
 
     /// Calls `visit` with symbol and type of each relocation in a table.
     template <typename Visit>
-    void forEachRelocation(std::int64_t tableTag, std::int64_t sizeTag, std::size_t entryBytes, Visit& visit) const {
+    void forEachRelocation(std::int64_t tableTag, std::int64_t sizeTag, std::size_t entryBytes,
+                           Visit& visit) const {
         const std::optional<std::uint64_t> table = value(tableTag);
         const std::uint64_t size = value(sizeTag).value_or(0);
         if (!table || size < entryBytes) {
@@ -189,8 +191,8 @@ private:
         return count;
     }
 
-    /// The symbols of a program that are variables of a library: the program has the room for them, the library the
-    /// name. A library has none.
+    /// The symbols of a program that are variables of a library: the program has the room for them, the library
+    /// the name. A library has none.
     std::unordered_set<std::uint64_t> copiedSymbols() const {
         std::unordered_set<std::uint64_t> copied;
         const std::uint32_t copy = copyRelocationOf(image_.machine().number);
@@ -204,8 +206,8 @@ private:
         return copied;
     }
 
-    /// The dynamic segment does not say how many symbols there are. A file may have no sections; then hash tables and
-    /// relocations tell of each symbol that matters.
+    /// The dynamic segment does not say how many symbols there are. A file may have no sections; then hash tables
+    /// and relocations tell of each symbol that matters.
     std::uint64_t countSymbols(std::uint64_t table) const {
         if (const std::optional<std::uint64_t> count = image_.symbolsInSection(table)) {
             return *count;
@@ -225,8 +227,9 @@ private:
         }
         readVersions();
         const std::optional<std::uint64_t> indexTable = value(DT_VERSYM);
-        const Chunk indices =
-            indexTable && count > 0 ? image_.allAt(*indexTable, count * 2, "the table of symbol versions") : Chunk{};
+        const Chunk indices = indexTable && count > 0
+                                  ? image_.allAt(*indexTable, count * 2, "the table of symbol versions")
+                                  : Chunk{};
         const std::vector<GElf_Sym> symbols = image_.symbols(table, count);
         const std::unordered_set<std::uint64_t> copied = copiedSymbols();
         for (std::size_t i = 1; i < symbols.size(); ++i) {
@@ -240,8 +243,8 @@ private:
         }
     }
 
-    /// Each needed library has a list of versions: both kinds of record hold the distance to the next of its kind, 0
-    /// at the end. Distances only lead forward, so the walk ends.
+    /// Each needed library has a list of versions: both kinds of record hold the distance to the next of its kind,
+    /// 0 at the end. Distances only lead forward, so the walk ends.
     void readVersions() {
         const std::optional<std::uint64_t> table = value(DT_VERNEED);
         if (!table) {

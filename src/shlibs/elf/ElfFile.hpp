@@ -50,8 +50,9 @@ std::optional<Machine> machineOf(std::string_view header) noexcept;
 constexpr std::size_t kElfHeaderBytes = 64;
 
 /// Reads an ELF file by its dynamic segment, as the dynamic linker does; sections are only asked how many symbols
-/// there are. A file without that segment (static, object file, separate debug symbols) needs nothing. `name` stands
-/// for it in messages. Throws Error (`damaged`; `limitExceeded` beyond 4 million symbols or 256 MiB of names).
+/// there are. A file without that segment (static, object file, separate debug symbols) needs nothing. `name`
+/// stands for it in messages. Throws stream::StreamError (`damaged`; `limitExceeded` beyond 4 million symbols or
+/// 256 MiB of names).
 ElfFile readElf(int descriptor, const std::string& name);
 /// The same of a file in memory, whose bytes must outlive the call alone.
 ElfFile readElf(std::string_view image, const std::string& name);

@@ -32,7 +32,7 @@ bool startLibelf() {
 ElfImage::ElfImage(int descriptor, std::string name) : name_(std::move(name)) {
     struct stat status {};
     if (!startLibelf() || fstat(descriptor, &status) != 0) {
-        throw failure(ErrorKind::inputOutput, name_, std::strerror(errno));
+        throw systemFailure(name_, errno);
     }
     fileBytes_ = static_cast<std::uint64_t>(status.st_size);
     // Not mapped: a file that becomes shorter in the meantime must be an error and not a signal.
@@ -110,8 +110,7 @@ Chunk ElfImage::at(std::uint64_t address, std::uint64_t size, const char* what) 
         if (offset < inSegment || offset > fileBytes_) {
             break;
         }
-        const std::uint64_t wanted =
-            std::min({size, segment.p_filesz - inSegment, fileBytes_ - offset});
+        const std::uint64_t wanted = std::min({size, segment.p_filesz - inSegment, fileBytes_ - offset});
         const Elf_Data* data = wanted > 0 ? raw(offset, wanted, ELF_T_BYTE, what) : nullptr;
         return data == nullptr ? Chunk{} : Chunk{static_cast<const unsigned char*>(data->d_buf), data->d_size};
     }
@@ -144,7 +143,8 @@ std::optional<std::uint64_t> ElfImage::symbolsInSection(std::uint64_t address) c
     Elf_Scn* section = nullptr;
     while ((section = elf_nextscn(elf_.get(), section)) != nullptr) {
         GElf_Shdr header;
-        if (gelf_getshdr(section, &header) != nullptr && header.sh_type == SHT_DYNSYM && header.sh_addr == address) {
+        if (gelf_getshdr(section, &header) != nullptr && header.sh_type == SHT_DYNSYM &&
+            header.sh_addr == address) {
             return header.sh_size / symbolBytes();
         }
     }

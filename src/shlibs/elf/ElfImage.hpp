@@ -33,10 +33,10 @@ public:
     std::vector<GElf_Dyn> dynamic() const;
 
     /// Up to `size` bytes from the address on, as far as its segment goes in the file.
-    /// Throws Error (`damaged`) where the address belongs to no segment, naming `what`.
+    /// Throws stream::StreamError (`damaged`) where the address belongs to no segment, naming `what`.
     Chunk at(std::uint64_t address, std::uint64_t size, const char* what) const;
 
-    /// The same, but all `size` bytes or an Error.
+    /// The same, but all `size` bytes or a stream::StreamError.
     Chunk allAt(std::uint64_t address, std::uint64_t size, const char* what) const;
 
     /// Symbols from the address on, in the machine's own byte order.

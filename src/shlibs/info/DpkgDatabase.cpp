@@ -105,8 +105,9 @@ PackageInfo& DpkgDatabase::info(const std::string& package, const std::string& a
             }
         }
         const std::string own = admindir_ + "/info/" + package;
-        place = std::make_unique<PackageInfo>(package, symbols ? std::move(symbols) : readNamedText(own + ".symbols"),
-                                              readNamedText(own + ".shlibs"));
+        place =
+            std::make_unique<PackageInfo>(package, symbols ? std::move(symbols) : readNamedText(own + ".symbols"),
+                                          readNamedText(own + ".shlibs"));
     }
     return *place;
 }

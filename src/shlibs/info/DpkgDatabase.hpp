@@ -12,8 +12,8 @@
 
 namespace bex::shlibs {
 
-/// dpkg's database: which package a library belongs to, and what that says of it. Lists of files are read when they
-/// are first needed.
+/// dpkg's database: which package a library belongs to, and what that says of it. Lists of files are read when
+/// they are first needed.
 class DpkgDatabase {
 public:
     /// `admindir` is such as /var/lib/dpkg, `overrides` such as /etc/dpkg.
@@ -21,9 +21,13 @@ public:
         : admindir_(std::move(admindir)), overrides_(std::move(overrides)) {}
 
     /// Which packages' lists of files are searched.
-    enum class Lists { ofLibraries, others };  ///< those of packages with a symbols or shlibs file, and those without
+    enum class Lists {
+        ofLibraries,
+        others
+    };  ///< those of packages with a symbols or shlibs file, and those without
 
-    /// The packages that the file of that name belongs to. Where one has diverted the name, the file is that one's.
+    /// The packages that the file of that name belongs to. Where one has diverted the name, the file is that
+    /// one's.
     std::vector<std::string> ownersOf(const std::string& name, Lists lists);
 
     /// What the package says of its libraries; files in /etc/dpkg/symbols win over its own.

@@ -15,8 +15,8 @@ std::optional<NamedText> readNamedText(const std::string& path) {
 const LibrarySymbols* PackageInfo::symbolsOf(const std::string& soname, const std::string& architecture,
                                              std::vector<std::string>& notes) {
     if (symbolsText_) {
-        symbols_ = std::make_unique<SymbolsFile>(std::move(symbolsText_->text), symbolsText_->where, architecture,
-                                                 notes);
+        symbols_ =
+            std::make_unique<SymbolsFile>(std::move(symbolsText_->text), symbolsText_->where, architecture, notes);
         symbolsText_.reset();
     }
     return symbols_ != nullptr ? symbols_->find(soname) : nullptr;

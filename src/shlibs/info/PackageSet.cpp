@@ -57,8 +57,9 @@ void PackageSet::add(const std::string& path, const stream::ReadOptions& reading
     const stream::PackageReader reader(path, reading);
     Package package{valueOf(reader.control(), "Package"), valueOf(reader.control(), "Architecture"),
                     valueOf(reader.control(), "Version"), nullptr};
-    package.info = std::make_unique<PackageInfo>(package.name + ":" + package.architecture,
-                                                 memberOf(reader, "symbols", path), memberOf(reader, "shlibs", path));
+    package.info =
+        std::make_unique<PackageInfo>(package.name + ":" + package.architecture, memberOf(reader, "symbols", path),
+                                      memberOf(reader, "shlibs", path));
     const auto same = std::find_if(packages_.begin(), packages_.end(), [&](const Package& other) {
         return other.name == package.name && other.architecture == package.architecture;
     });

@@ -12,9 +12,9 @@ namespace bex::shlibs {
 /// Package files that stand in for dpkg's database: what their control archives say of libraries.
 class PackageSet {
 public:
-    /// Opens the packages, and those (*.deb, *.bex) in the directories. Payloads are not read. Of several versions of
-    /// a package the newest counts. Throws Error (`invalidInput`) where there is none at all, and what
-    /// stream::PackageReader throws.
+    /// Opens the packages, and those (*.deb, *.bex) in the directories. Payloads are not read. Of several versions
+    /// of a package the newest counts. Throws stream::StreamError (`invalidInput`) where there is none at all, and
+    /// what stream::PackageReader throws.
     PackageSet(const std::vector<std::string>& paths, const stream::ReadOptions& reading);
 
     /// The packages for the architecture that say anything of the library, in the order of their names.

@@ -11,8 +11,8 @@
 
 namespace bex::shlibs {
 
-/// The debian directory of a source package, as far as it has a word on dependencies: shlibs.local, build trees with
-/// DEBIAN/symbols or DEBIAN/shlibs, and the build dependencies.
+/// The debian directory of a source package, as far as it has a word on dependencies: shlibs.local, build trees
+/// with DEBIAN/symbols or DEBIAN/shlibs, and the build dependencies.
 class SourcePackage {
 public:
     explicit SourcePackage(std::string directory) : directory_(std::move(directory)) {}

@@ -33,8 +33,8 @@ std::size_t referencesIn(std::string_view mangled) {
     return count;
 }
 
-/// "name@version" with the name demangled as c++filt(1) does; empty where it is no C++ symbol, or one whose demangled
-/// name may have no sensible end.
+/// "name@version" with the name demangled as c++filt(1) does; empty where it is no C++ symbol, or one whose
+/// demangled name may have no sensible end.
 std::string demangled(std::string_view symbol) {
     const std::size_t at = symbol.rfind('@');
     const std::string name(symbol.substr(0, at));
@@ -43,8 +43,8 @@ std::string demangled(std::string_view symbol) {
         return {};
     }
     int status = 0;
-    const std::unique_ptr<char, void (*)(void*)> text(
-        abi::__cxa_demangle(name.c_str(), nullptr, nullptr, &status), std::free);
+    const std::unique_ptr<char, void (*)(void*)> text(abi::__cxa_demangle(name.c_str(), nullptr, nullptr, &status),
+                                                      std::free);
     return text != nullptr ? text.get() + std::string(symbol.substr(std::min(at, symbol.size()))) : std::string();
 }
 
@@ -114,7 +114,7 @@ private:
         options.set_max_mem(kExpressionBytes);
         auto result = std::make_unique<re2::RE2>(re2::StringPiece(expression.data(), expression.size()), options);
         if (!result->ok()) {
-            throw damagedLine(where_, line, "the regular expression cannot be used: " + result->error());
+            throw damaged(where_, "the regular expression cannot be used: " + result->error(), line);
         }
         return result;
     }
@@ -136,7 +136,8 @@ private:
                 if (symbol.substr(symbol.rfind('@') + 1) != pattern.expression && pattern.compiled == nullptr) {
                     return false;
                 }
-            } else if (!re2::RE2::PartialMatch(re2::StringPiece(subject.data(), subject.size()), *pattern.compiled)) {
+            } else if (!re2::RE2::PartialMatch(re2::StringPiece(subject.data(), subject.size()),
+                                               *pattern.compiled)) {
                 return false;
             }
         }

@@ -15,8 +15,8 @@ using Tags = std::vector<std::pair<std::string_view, std::string_view>>;
 
 bool hasTag(const Tags& tags, std::string_view name) noexcept;
 
-/// The patterns of one library. Each match takes time in proportion to the symbol's length; where all together would
-/// take too much, an Error (`limitExceeded`) ends the search.
+/// The patterns of one library. Each match takes time in proportion to the symbol's length; where all together
+/// would take too much, a stream::StreamError (`limitExceeded`) ends the search.
 class SymbolPatterns {
 public:
     /// `where` names the symbols file in messages.
@@ -28,8 +28,8 @@ public:
     /// Whether the tags make a pattern of the symbol.
     static bool arePattern(const Tags& tags) noexcept;
 
-    /// Adds one; they are numbered from 0. Throws Error (`damaged`) for an expression that RE2 does not take, such as
-    /// one with back-references, whose time has no bound.
+    /// Adds one; they are numbered from 0. Throws stream::StreamError (`damaged`) for an expression that RE2 does
+    /// not take, such as one with back-references, whose time has no bound.
     void add(std::string_view expression, const Tags& tags, std::size_t line);
 
     bool empty() const noexcept;

@@ -122,16 +122,17 @@ void SymbolsFile::indexParts() {
         if (line.empty() || line.front() == '#') {
             continue;
         }
-        const bool isHeader = !isBlank(line.front()) && line.front() != '|' && line.front() != '*' && line.front() != '(';
+        const bool isHeader =
+            !isBlank(line.front()) && line.front() != '|' && line.front() != '*' && line.front() != '(';
         if (isHeader) {
             std::string_view words = line;
             current = &libraries_[std::string(nextWord(words))].parts;
             current->push_back({line, number});
             begin = line.data();
         } else if (line.find("#include") != std::string_view::npos && line.front() == '(') {
-            throw damagedLine(where_, number, "#include belongs to source packages");
+            throw damaged(where_, "#include belongs to source packages", number);
         } else if (current == nullptr) {
-            throw damagedLine(where_, number, "stands before the first library");
+            throw damaged(where_, "stands before the first library", number);
         } else {
             Part& part = current->back();
             part.text = {begin, static_cast<std::size_t>(line.data() + line.size() - begin)};
@@ -191,7 +192,8 @@ void SymbolsFile::read(const Part& part, LibrarySymbols& into) {
 void SymbolsFile::readHeader(std::string_view line, LibrarySymbols& into) {
     nextWord(line);
     if (trimmed(line).empty()) {
-        notes_.push_back(damaged(where_, "gives no dependency for " + stream::escapeForDisplay(into.soname)).what());
+        notes_.push_back(
+            damaged(where_, "gives no dependency for " + stream::escapeForDisplay(into.soname)).what());
     }
     into.templates.assign(1, std::string(trimmed(line)));
     into.fields.clear();
@@ -200,11 +202,11 @@ void SymbolsFile::readHeader(std::string_view line, LibrarySymbols& into) {
 void SymbolsFile::readSymbol(std::string_view line, std::size_t number, LibrarySymbols& into) {
     Specification found;
     if (!parse(line, found)) {
-        notes_.push_back(damagedLine(where_, number, "is no line of a symbols file").what());
+        notes_.push_back(damaged(where_, "is no line of a symbols file", number).what());
         return;
     }
     if (!isVersion(found.version)) {
-        throw damagedLine(where_, number, "\"" + stream::escapeForDisplay(found.version) + "\" is no version");
+        throw damaged(where_, "\"" + stream::escapeForDisplay(found.version) + "\" is no version", number);
     }
     if (!isFor(found.tags, architecture_)) {
         return;
@@ -223,7 +225,7 @@ void SymbolsFile::readSymbol(std::string_view line, std::size_t number, LibraryS
     // An untagged name lies in the text as it is; of a tagged one that may hold for its plain form only.
     const std::size_t at = line.find(found.symbol);
     if (at == std::string_view::npos) {
-        notes_.push_back(damagedLine(where_, number, "has a quoted name that is no pattern").what());
+        notes_.push_back(damaged(where_, "has a quoted name that is no pattern", number).what());
         return;
     }
     into.lines[line.substr(at, found.symbol.size())] = value;

@@ -43,14 +43,15 @@ struct LibrarySymbols {
 /// when it is first asked for. Neither copyable nor movable: the parts refer to the text.
 class SymbolsFile {
 public:
-    /// `where` names the file in messages; symbols that are tagged for other architectures than the given one are left
-    /// out. Lines that break the format are told to `notes`. Throws Error (`damaged`).
+    /// `where` names the file in messages; symbols that are tagged for other architectures than the given one are
+    /// left out. Lines that break the format are told to `notes`. Throws stream::StreamError (`damaged`).
     SymbolsFile(std::string text, std::string where, std::string architecture, std::vector<std::string>& notes);
 
     SymbolsFile(const SymbolsFile&) = delete;
     SymbolsFile& operator=(const SymbolsFile&) = delete;
 
-    /// The library's part, or null where the file has none. Valid as long as this. Throws Error (`damaged`).
+    /// The library's part, or null where the file has none. Valid as long as this. Throws stream::StreamError
+    /// (`damaged`).
     const LibrarySymbols* find(const std::string& soname);
 
     /// The libraries that the file has a part for.

@@ -97,9 +97,9 @@ std::vector<std::string> LibrarySearch::directoriesFor(const SearchFrom& from,
         all.push_back(expanded(path, from.origin, "lib/" + multiarch));
     }
     all.insert(all.end(), libdirs.begin(), libdirs.end());
-    const std::vector<std::string> own = multiarch.empty()
-                                             ? std::vector<std::string>()
-                                             : std::vector<std::string>{"/lib/" + multiarch, "/usr/lib/" + multiarch};
+    const std::vector<std::string> own =
+        multiarch.empty() ? std::vector<std::string>()
+                          : std::vector<std::string>{"/lib/" + multiarch, "/usr/lib/" + multiarch};
     if (architecture != native_) {
         all.insert(all.end(), own.begin(), own.end());
     }

@@ -38,7 +38,8 @@ std::string parentOf(const std::string& path) {
     return path.substr(0, path.rfind('/') != std::string::npos ? path.rfind('/') : 0);
 }
 
-/// Follows symlinks of a tree as a process would for which the tree is "/". `linkAt` gives the target of a symlink, or
+/// Follows symlinks of a tree as a process would for which the tree is "/". `linkAt` gives the target of a
+/// symlink, or
 /// "" for anything else. Nothing where there are too many.
 template <typename LinkAt>
 std::optional<std::string> resolve(const std::string& path, LinkAt&& linkAt) {
@@ -98,7 +99,8 @@ std::optional<Machine> DiskRoot::machineAt(const std::string& path) {
         std::error_code failure;
         // Most paths that are asked for do not exist, and the kernel says so at once.
         const bool there = directory_.empty() || fs::exists(fs::symlink_status(directory_ + path, failure));
-        place->second = there ? machineOfFile(directory_.empty() ? path : directory_ + realPath(path)) : std::nullopt;
+        place->second =
+            there ? machineOfFile(directory_.empty() ? path : directory_ + realPath(path)) : std::nullopt;
     }
     return place->second;
 }
