@@ -57,6 +57,10 @@ void ElfImage::readHeaders() {
     if (elf_getphdrnum(elf_.get(), &count) != 0) {
         throw damaged(name_, "its program headers cannot be read: " + libelfReason());
     }
+    // Of headers that lie outside the file libelf counts only those within.
+    if (header.e_phnum != PN_XNUM && count != header.e_phnum) {
+        throw damaged(name_, "its program headers lie outside the file");
+    }
     if (count > kMaximumSegments) {
         throw failure(ErrorKind::limitExceeded, name_,
                       "has more than " + std::to_string(kMaximumSegments) + " program headers");
