@@ -137,6 +137,9 @@ private:
         Missing missing{subject.name, library, resolution.path, {}, {}, {}};
         if (!resolution.found) {
             missing.searched = request_.from.empty() ? resolver_.directoriesFor(subject, file) : request_.from;
+            for (std::string& directory : missing.searched) {
+                directory.insert(0, request_.from.empty() ? request_.sysroot : "");
+            }
             missing.hint = resolver_.hintFor(library, subject);
         }
         missing.message = messageOf(missing, report_.architecture);
