@@ -46,7 +46,7 @@ public:
     void run() {
         Subjects subjects = findSubjects(request_.inputs, request_.reading);
         report_.architecture = chooseArchitecture(subjects);
-        resolver_.setArchitecture(report_.architecture);
+        resolver_.begin(report_.architecture, subjects.files);
         for (Subject& subject : subjects.files) {
             const std::string architecture = architectureOf(subject.machine);
             if (architecture != report_.architecture) {

@@ -1,5 +1,6 @@
 #include "shlibs/Resolver.hpp"
 
+#include <algorithm>
 #include <filesystem>
 #include <string_view>
 #include <system_error>
@@ -62,6 +63,13 @@ Resolver::Resolver(const Request& request, std::vector<std::string>& notes)
     }
 }
 
+void Resolver::begin(const std::string& architecture, const std::vector<Subject>& files) {
+    architecture_ = architecture;
+    for (const Subject& file : request_.onePackage ? files : std::vector<Subject>()) {
+        ownFiles_[file.path.substr(file.path.rfind('/') + 1)].push_back(file.machine);
+    }
+}
+
 std::string Resolver::architecture() const {
     return packages_ ? packages_->architecture() : database_.nativeArchitecture();
 }
@@ -93,6 +101,11 @@ std::optional<Resolver::Place> Resolver::findPlace(const std::string& library, c
     if (subject.root != nullptr) {
         if (const auto path = LibrarySearch::find(library, from, inTree, *subject.root)) {
             return Place{Place::Kind::ownTree, *path, {}};
+        }
+    }
+    if (const auto own = ownFiles_.find(library); own != ownFiles_.end()) {
+        if (std::find(own->second.begin(), own->second.end(), file.machine) != own->second.end()) {
+            return Place{Place::Kind::ownTree, library, {}};
         }
     }
     for (const std::string& tree : source_.trees()) {

@@ -39,8 +39,8 @@ public:
     /// The architecture of the database or of the packages; empty where it is not known.
     std::string architecture() const;
 
-    /// Must be called once before resolve().
-    void setArchitecture(const std::string& architecture) { architecture_ = architecture; }
+    /// Must be called once before resolve(), with all files that are examined.
+    void begin(const std::string& architecture, const std::vector<Subject>& files);
 
     /// Finds one library of a file. Valid as long as this.
     const Resolution& resolve(const std::string& library, const Subject& subject, const ElfFile& file);
@@ -82,6 +82,7 @@ private:
     std::vector<std::string> treeLibdirs_;
     std::vector<std::string> diskLibdirs_;
     std::unordered_map<std::string, std::unique_ptr<DiskRoot>> otherTrees_;
+    std::unordered_map<std::string, std::vector<Machine>> ownFiles_;  ///< by their names, with Request::onePackage
     std::unordered_map<std::string, std::optional<NamedText>> overrides_;
     std::unordered_map<std::string, Resolution> known_;
 };

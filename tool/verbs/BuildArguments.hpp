@@ -5,6 +5,7 @@
 #include <utility>
 #include <vector>
 
+#include "bex/shlibs/Dependencies.hpp"
 #include "bex/stream/Compression.hpp"
 
 namespace bex::tool {
@@ -25,6 +26,7 @@ struct BuildArguments {
     std::vector<std::string> conffiles;
     stream::Compression compression = stream::Compression::gzip;
     std::optional<int> level;
+    shlibs::Request shlibs;  ///< where libraries are looked for; what is examined is added
     bool keepOwner = false;
     bool skipSpecial = false;
     bool noMd5sums = false;

@@ -16,6 +16,7 @@
 #include "output/ProgressBar.hpp"
 #include "output/Text.hpp"
 #include "verbs/BuildArguments.hpp"
+#include "verbs/BuildDependencies.hpp"
 #include "verbs/BuildInputs.hpp"
 #include "verbs/Input.hpp"
 #include "verbs/InputCopy.hpp"
@@ -179,6 +180,10 @@ ExitStatus runBuild(BuildArguments& arguments, Context& context) {
     catchInterrupts();
     PackageWriter writer;
     fillControl(arguments, writer);
+    if (const ExitStatus status = fillDependencies(arguments, writer.control(), context);
+        status != ExitStatus::done) {
+        return status;
+    }
     const std::string target = targetPath(arguments.out, writer.control());
     const InputCopy input(arguments.standardInput ? temporaryFolder() : "");
     addContents(arguments, input.path(), target, writer);
@@ -210,6 +215,18 @@ void addFieldOptions(CLI::App& verb, BuildArguments& arguments) {
             ->option_text("TEXT")
             ->group("Set Package, Version, Architecture and so on");
     }
+}
+
+void addLibraryOptions(CLI::App& verb, BuildArguments& arguments) {
+    constexpr const char* row = "Where --depends auto looks";
+    const auto addList = [&](const char* name, std::vector<std::string>& values, const char* what) {
+        verb.add_option(name, values, what)->option_text("DIR")->allow_extra_args(false)->group(row);
+    };
+    addList("--from", arguments.shlibs.from, "Take symbols and shlibs from packages");
+    addList("--libdir", arguments.shlibs.libdirs, "Search private libraries here");
+    verb.add_option("--sysroot", arguments.shlibs.sysroot, "The directory that stands for /")
+        ->option_text("DIR")
+        ->group(row);
 }
 
 void addPayloadOptions(CLI::App& verb, BuildArguments& arguments) {
@@ -244,8 +261,10 @@ void addOutputOptions(CLI::App& verb, BuildArguments& arguments) {
         ->option_text("KIND")
         ->group(compressionRow);
     verb.add_option("--level", arguments.level, "How hard to compress")->option_text("N")->group(compressionRow);
-    verb.add_flag("--no-md5sums", arguments.noMd5sums, "Make no md5sums");
-    CLI::Option* dryRun = verb.add_flag("--dry-run", arguments.dryRun, "Only list what would go in");
+    constexpr const char* flagsRow = "Make no md5sums; only list what would go in";
+    verb.add_flag("--no-md5sums", arguments.noMd5sums, "Make no md5sums")->group(flagsRow);
+    CLI::Option* dryRun =
+        verb.add_flag("--dry-run", arguments.dryRun, "Only list what would go in")->group(flagsRow);
     verb.add_flag("--check", arguments.check, "Read the result back and compare before it appears")
         ->excludes(dryRun);
 }
@@ -259,6 +278,7 @@ void addBuild(CLI::App& program, Action& chosen) {
         ->required();
     verb->add_option("OUT", arguments->out, "The package, or a folder for it; - is standard output");
     addFieldOptions(*verb, *arguments);
+    addLibraryOptions(*verb, *arguments);
     addPayloadOptions(*verb, *arguments);
     addOutputOptions(*verb, *arguments);
     verb->footer("Example: bex build site --prefix var/www --control site.control");

@@ -111,12 +111,10 @@ void addShlibdeps(CLI::App& program, Action& chosen) {
         ->option_text("NAME");
     verb->add_option("--from", request.from, "Take symbols and shlibs from packages, or a directory of them")
         ->option_text("PKG|DIR")
-        ->allow_extra_args(false)
-        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+        ->allow_extra_args(false);
     verb->add_option("--libdir", request.libdirs, "Search this directory for private libraries")
         ->option_text("DIR")
-        ->allow_extra_args(false)
-        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+        ->allow_extra_args(false);
     verb->add_option("--sysroot", request.sysroot, "The directory that stands for /")->option_text("DIR");
     verb->add_option("--admindir", request.admindir, "dpkg's database")->option_text("DIR");
     verb->add_flag("--ignore-missing", request.ignoreMissing, "Only note libraries that nobody provides");

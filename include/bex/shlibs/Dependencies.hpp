@@ -27,6 +27,8 @@ struct Request {
     /// Directories with private libraries, searched before the system's. Each is tried below the examined tree,
     /// and as it is.
     std::vector<std::string> libdirs;
+    /// The inputs make one package: a library among them needs no dependency, wherever it stands.
+    bool onePackage = false;
     /// The directory with shlibs.local, control and the build trees of a source package; it may be absent.
     std::string debianDirectory = "debian";
     /// Libraries without a provider are notes instead of Report::missing.
