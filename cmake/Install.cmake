@@ -28,3 +28,4 @@ endfunction()
 
 bex_install_pkgconfig(bex)
 bex_install_pkgconfig(bex-stream)
+bex_install_pkgconfig(bex-shlibs)

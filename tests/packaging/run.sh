@@ -21,7 +21,10 @@ done
 # The libraries that libbex1 needs are declared, or it would start on no machine but this one.
 dpkg-deb --field "$work"/packages/libbex1_*.deb Depends | grep -q 'libarchive13.*libdeflate0' ||
     fail "libbex1 does not name its libraries"
-dpkg-deb --field "$work"/packages/bex_*.deb Depends | grep -q 'libbex1' || fail "bex does not need libbex1"
+dpkg-deb --field "$work"/packages/bex_*.deb Depends | grep -q "libbex1 (= .*libbexshlibs1 (= " ||
+    fail "bex does not need our libraries in its own version"
+dpkg-deb --field "$work"/packages/libbexshlibs1_*.deb Depends | grep -q 'libelf1.*libre2-9' ||
+    fail "libbexshlibs1 does not name its libraries"
 
 # Errors only: warnings are a matter of taste for packages that are in no archive.
 lintian --fail-on error --tag-display-limit 0 "$work"/packages/*.deb || fail "lintian finds errors"
@@ -36,6 +39,8 @@ dpkg --root="$root" --verify || fail "dpkg finds other files than the packages' 
 export LD_LIBRARY_PATH=$root/usr/$libdir
 version=$(dpkg-parsechangelog -l "$here/../../packaging/changelog" -S Version)
 [ "$("$root/usr/bin/bex" --version | head -n 1)" = "bex $version" ] || fail "the installed bex does not run"
+"$root/usr/bin/bex" shlibdeps "$root/usr/bin/bex" --libdir "$LD_LIBRARY_PATH" --ignore-missing | grep -q libc6 ||
+    fail "the installed bex does not load the library of shlibdeps"
 "$root/usr/bin/bex" verify "$work"/packages/*.deb || fail "the installed bex finds fault with our packages"
 man --warnings -l "$root/usr/share/man/man1/bex.1.gz" 2>&1 >/dev/null | grep . && fail "the manual has faults"
 

@@ -4,12 +4,13 @@ _bex_options() {
     local common="--json --quiet --verbose --threads --color --progress --limit --help"
     case $1 in
         build) echo "$common --control --field --name --version --arch --description --maintainer --depends" \
-            "--section --priority --prefix --add --stdin --mode --script --conffile --keep-owner --skip-special" \
+            "--section --priority --from --libdir --sysroot --prefix --add --stdin --mode --script --conffile --keep-owner --skip-special" \
             "--compression --level --no-md5sums --dry-run --check" ;;
         list) echo "$common --long --tree --null --control" ;;
         cat) echo "$common --control" ;;
         extract) echo "$common --control --strip --keep --overwrite --same-owner --keep-setuid --dry-run" ;;
         diff) echo "$common --content" ;;
+        shlibdeps) echo "$common --arch --from --libdir --sysroot --admindir --ignore-missing --format --why" ;;
         "") echo "$common --version" ;;
         *) echo "$common" ;;
     esac
@@ -20,6 +21,7 @@ _bex_values() {
     case $1 in
         --color) echo "auto always never" ;;
         --progress) echo "auto json never" ;;
+        --format) echo "field json why" ;;
         --compression) echo "gzip zstd xz none" ;;
         --limit) echo "control-bytes= md5sums-bytes= name-bytes= header-bytes= expansion-ratio= expansion-free-bytes= xz-memory=" \
             "zstd-window-log= entries=" ;;
@@ -27,7 +29,7 @@ _bex_values() {
 }
 
 _bex() {
-    local verbs="build info field list cat extract verify diff"
+    local verbs="build info field list cat extract verify diff shlibdeps"
     local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]} verb="" word values
     # bash takes "--option=value" for three words.
     if [[ $current == = ]]; then

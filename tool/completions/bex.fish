@@ -1,6 +1,6 @@
 # Completion of bex(1) for fish.
 
-set -l verbs build info field list cat extract verify diff
+set -l verbs build info field list cat extract verify diff shlibdeps
 
 complete -c bex -n "not __fish_seen_subcommand_from $verbs" -f
 complete -c bex -n "not __fish_seen_subcommand_from $verbs" -a build -d "package a tree"
@@ -11,6 +11,7 @@ complete -c bex -n "not __fish_seen_subcommand_from $verbs" -a cat -d "print the
 complete -c bex -n "not __fish_seen_subcommand_from $verbs" -a extract -d "extract the payload"
 complete -c bex -n "not __fish_seen_subcommand_from $verbs" -a verify -d "check everything"
 complete -c bex -n "not __fish_seen_subcommand_from $verbs" -a diff -d "tell in what two packages differ"
+complete -c bex -n "not __fish_seen_subcommand_from $verbs" -a shlibdeps -d "find the packages of shared libraries"
 complete -c bex -n "not __fish_seen_subcommand_from $verbs" -l version -d "versions"
 
 complete -c bex -l json -d "print one JSON object"
@@ -61,3 +62,13 @@ complete -c bex -n $extract -l keep-setuid -d "keep set-id bits"
 complete -c bex -n $extract -l dry-run -d "only list"
 
 complete -c bex -n "__fish_seen_subcommand_from diff" -l content -d "show changed text files"
+
+set -l shlibdeps "__fish_seen_subcommand_from shlibdeps"
+complete -c bex -n "__fish_seen_subcommand_from build shlibdeps" -l from -r -d "packages with symbols and shlibs"
+complete -c bex -n "__fish_seen_subcommand_from build shlibdeps" -l libdir -r -d "private libraries"
+complete -c bex -n "__fish_seen_subcommand_from build shlibdeps" -l sysroot -r -d "the directory that stands for /"
+complete -c bex -n $shlibdeps -l arch -x -d "architecture"
+complete -c bex -n $shlibdeps -l admindir -r -d "database of dpkg"
+complete -c bex -n $shlibdeps -l ignore-missing -d "only note what is missing"
+complete -c bex -n $shlibdeps -l format -x -a "field json why" -d "format"
+complete -c bex -n $shlibdeps -l why -d "reasons"
