@@ -4,7 +4,7 @@ _bex_options() {
     local common="--json --quiet --verbose --threads --color --progress --limit --help"
     case $1 in
         build) echo "$common --control --field --name --version --arch --description --maintainer --depends" \
-            "--section --priority --from --libdir --sysroot --prefix --add --stdin --mode --script --conffile --keep-owner --skip-special" \
+            "--section --priority --from --libdir --sysroot --prefix --add --stdin --mode --script --conffile --strip --keep-owner --skip-special" \
             "--compression --level --no-md5sums --dry-run --check" ;;
         list) echo "$common --long --tree --null --control" ;;
         cat) echo "$common --control" ;;
@@ -21,6 +21,7 @@ _bex_values() {
     case $1 in
         --color) echo "auto always never" ;;
         --progress) echo "auto json never" ;;
+        --strip) echo "none drop dbgsym" ;;
         --format) echo "field json why" ;;
         --compression) echo "gzip zstd xz none" ;;
         --limit) echo "control-bytes= md5sums-bytes= name-bytes= header-bytes= expansion-ratio= expansion-free-bytes= xz-memory=" \

@@ -7,6 +7,7 @@
 
 #include "bex/shlibs/Dependencies.hpp"
 #include "bex/stream/Compression.hpp"
+#include "verbs/Strip.hpp"
 
 namespace bex::tool {
 
@@ -27,6 +28,7 @@ struct BuildArguments {
     stream::Compression compression = stream::Compression::gzip;
     std::optional<int> level;
     shlibs::Request shlibs;  ///< where libraries are looked for; what is examined is added
+    StripKind strip = StripKind::none;
     bool keepOwner = false;
     bool skipSpecial = false;
     bool noMd5sums = false;

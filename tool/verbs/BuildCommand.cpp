@@ -18,6 +18,7 @@
 #include "verbs/BuildArguments.hpp"
 #include "verbs/BuildDependencies.hpp"
 #include "verbs/BuildInputs.hpp"
+#include "verbs/DebugPackage.hpp"
 #include "verbs/Input.hpp"
 #include "verbs/InputCopy.hpp"
 #include "verbs/Verb.hpp"
@@ -167,12 +168,28 @@ void requireUsableOutput(const BuildArguments& arguments, const Context& context
     if (arguments.out != "-" || arguments.dryRun) {
         return;
     }
+    if (arguments.strip == StripKind::dbgsym) {
+        throw UsageError("--strip dbgsym needs a file to write: OUT is -");
+    }
     if (arguments.check || context.json) {
         throw UsageError("--check and --json need a file to write: OUT is -");
     }
     if (context.console.outIsTerminal()) {
         throw UsageError("OUT is - and standard output is a terminal, which can't take a package");
     }
+}
+
+/// Before the package itself: one that is there has its symbols beside it.
+void writeDebugPackage(const PackageWriter& writer, const StrippedFiles& stripped, const std::string& target,
+                       const WriteOptions& options, Context& context) {
+    // A paragraph that is refused is so when the package itself is written, with all that is wrong with it.
+    if (stripped.debugFiles().empty() || !writer.control().faults().empty()) {
+        return;
+    }
+    PackageWriter debug;
+    fillDebugPackage(writer.control(), stripped, debug);
+    const std::string path = debugTarget(target, writer.control());
+    printResult(path, buildFile(debug, path, false, options, context), context);
 }
 
 ExitStatus runBuild(BuildArguments& arguments, Context& context) {
@@ -186,12 +203,16 @@ ExitStatus runBuild(BuildArguments& arguments, Context& context) {
     }
     const std::string target = targetPath(arguments.out, writer.control());
     const InputCopy input(arguments.standardInput ? temporaryFolder() : "");
-    addContents(arguments, input.path(), target, writer);
+    StrippedFiles stripped(arguments.strip, arguments.keepOwner, context);
+    addContents(arguments, {input.path(), target, stripped}, writer);
     ProgressBar progress(context, "packing");
     WriteOptions options = writeOptions(arguments, context);
     options.progress = progress.callback();
-    return arguments.dryRun ? printPlan(writer, options, context)
-                            : write(writer, target, arguments.check, options, context);
+    if (arguments.dryRun) {
+        return printPlan(writer, options, context);
+    }
+    writeDebugPackage(writer, stripped, target, options, context);
+    return write(writer, target, arguments.check, options, context);
 }
 
 void addFieldOptions(CLI::App& verb, BuildArguments& arguments) {
@@ -245,7 +266,11 @@ void addPayloadOptions(CLI::App& verb, BuildArguments& arguments) {
     verb.add_option("--conffile", arguments.conffiles, "Mark a path as configuration")
         ->option_text("PATH")
         ->allow_extra_args(false);
-    constexpr const char* treeRow = "Keep owners instead of root; leave out sockets, FIFOs and devices";
+    addChoice<StripKind>(verb, "--strip", "Debug symbols: none is left out, drop, dbgsym: a package of their own",
+                         {{"none", StripKind::none}, {"drop", StripKind::drop}, {"dbgsym", StripKind::dbgsym}},
+                         [&arguments](StripKind kind) { arguments.strip = kind; })
+        ->option_text("KIND");
+    constexpr const char* treeRow = "Keep owners; leave out sockets, FIFOs, devices";
     verb.add_flag("--keep-owner", arguments.keepOwner, "Keep owners instead of root")->group(treeRow);
     verb.add_flag("--skip-special", arguments.skipSpecial, "Leave out special files")->group(treeRow);
 }

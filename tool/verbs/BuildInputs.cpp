@@ -179,16 +179,28 @@ std::uint32_t parseMode(const std::string& digits, const std::string& option) {
     return mode;
 }
 
+/// Adds the tree with stripped copies in the place of the files that have one.
+void addStrippedTree(const std::string& tree, stream::TreeOptions options, StrippedFiles& stripped,
+                     PackageWriter& writer) {
+    const std::string copies = stripped.copiesIn(tree, options.exclude);
+    if (!copies.empty()) {
+        writer.addTree(copies, {options.prefix, {}, false});  // First: of a directory, the tree's own counts.
+    }
+    writer.addTree(tree, options);
+}
+
 /// SRC may be a folder, which is placed with all below it at DST, or a file, which gets the name DST (or, where
 /// DST ends in "/", its own name below it).
-void addAddition(const std::string& addition, const BuildArguments& arguments, PackageWriter& writer) {
+void addAddition(const std::string& addition, const BuildArguments& arguments, StrippedFiles& stripped,
+                 PackageWriter& writer) {
     const auto [source, target] = split(addition, addition.rfind(':'), "--add", "SRC:DST");
     if (fs::is_directory(source)) {
-        writer.addTree(source, {target, {}, arguments.skipSpecial});
+        addStrippedTree(source, {target, {}, arguments.skipSpecial}, stripped, writer);
         return;
     }
     const bool below = target.empty() || target.back() == '/';
-    writer.addFile(source, below ? target + fs::path(source).filename().string() : target);
+    const std::string copy = stripped.copyOf(source);
+    writer.addFile(copy.empty() ? source : copy, below ? target + fs::path(source).filename().string() : target);
 }
 
 /// What in the tree is no payload: the folder that describes the package, and an earlier package under the name of
@@ -205,14 +217,15 @@ std::vector<std::string> leftOut(const std::string& tree, const std::string& tar
     return paths;
 }
 
-void addPayload(const BuildArguments& arguments, const std::string& inputCopy, const std::string& target,
-                PackageWriter& writer) {
-    writer.addTree(arguments.tree, {arguments.prefix, leftOut(arguments.tree, target), arguments.skipSpecial});
+void addPayload(const BuildArguments& arguments, const PayloadSources& sources, PackageWriter& writer) {
+    addStrippedTree(arguments.tree,
+                    {arguments.prefix, leftOut(arguments.tree, sources.target), arguments.skipSpecial},
+                    sources.stripped, writer);
     for (const auto& addition : arguments.additions) {
-        addAddition(addition, arguments, writer);
+        addAddition(addition, arguments, sources.stripped, writer);
     }
     if (arguments.standardInput) {
-        writer.addFile(inputCopy, *arguments.standardInput, {});
+        writer.addFile(sources.inputCopy, *arguments.standardInput, {});
     }
     for (const auto& mode : arguments.modes) {
         const auto [pattern, digits] = split(mode, mode.rfind('='), "--mode", "GLOB=MODE");
@@ -241,9 +254,8 @@ void fillControl(const BuildArguments& arguments, PackageWriter& writer) {
     }
 }
 
-void addContents(const BuildArguments& arguments, const std::string& inputCopy, const std::string& target,
-                 PackageWriter& writer) {
-    addPayload(arguments, inputCopy, target, writer);
+void addContents(const BuildArguments& arguments, const PayloadSources& sources, PackageWriter& writer) {
+    addPayload(arguments, sources, writer);
     if (hasControlFolder(arguments.tree)) {
         addControlFolder(fs::path(arguments.tree) / controlFolder, arguments, writer);
     }

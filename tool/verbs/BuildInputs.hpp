@@ -4,6 +4,7 @@
 
 #include "bex/stream/PackageWriter.hpp"
 #include "verbs/BuildArguments.hpp"
+#include "verbs/Strip.hpp"
 
 namespace bex::tool {
 
@@ -11,9 +12,14 @@ namespace bex::tool {
 /// Throws StreamError or UsageError naming what cannot be used.
 void fillControl(const BuildArguments& arguments, stream::PackageWriter& writer);
 
-/// Adds payload and control members. `inputCopy` is the path of a file that holds standard input where it is to be
-/// added, `target` that of the package: an earlier one that stands in the tree is no payload. Throws as above.
-void addContents(const BuildArguments& arguments, const std::string& inputCopy, const std::string& target,
-                 stream::PackageWriter& writer);
+/// What a payload is made of beside the files that the arguments name.
+struct PayloadSources {
+    std::string inputCopy;    ///< a file that holds standard input, where it is to be added
+    std::string target;       ///< the package: an earlier one that stands in the tree is no payload
+    StrippedFiles& stripped;  ///< gives the copies that are packaged instead of programs and libraries
+};
+
+/// Adds payload and control members. Throws as above.
+void addContents(const BuildArguments& arguments, const PayloadSources& sources, stream::PackageWriter& writer);
 
 }  // namespace bex::tool

@@ -53,6 +53,7 @@ void ElfImage::readHeaders() {
     }
     machine_ = {header.e_ident[EI_CLASS], header.e_ident[EI_DATA], header.e_machine,
                 abiFlags(header.e_machine, header.e_flags)};
+    type_ = header.e_type;
     std::size_t count = 0;
     if (elf_getphdrnum(elf_.get(), &count) != 0) {
         throw damaged(name_, "its program headers cannot be read: " + libelfReason());
@@ -70,7 +71,8 @@ void ElfImage::readHeaders() {
         if (gelf_getphdr(elf_.get(), static_cast<int>(i), &segment) == nullptr) {
             throw damaged(name_, "its program headers lie outside the file");
         }
-        if (segment.p_type == PT_LOAD || segment.p_type == PT_DYNAMIC) {
+        if (segment.p_type == PT_LOAD || segment.p_type == PT_DYNAMIC || segment.p_type == PT_INTERP ||
+            segment.p_type == PT_NOTE) {
             segments_.push_back(segment);
         }
     }
@@ -85,6 +87,59 @@ Elf_Data* ElfImage::raw(std::uint64_t offset, std::uint64_t size, Elf_Type type,
         throw damaged(name_, std::string(what) + " cannot be read: " + libelfReason());
     }
     return data;
+}
+
+bool ElfImage::hasInterpreter() const noexcept {
+    return std::any_of(segments_.begin(), segments_.end(),
+                       [](const GElf_Phdr& one) { return one.p_type == PT_INTERP; });
+}
+
+std::string ElfImage::buildId() const {
+    constexpr std::string_view owner("GNU", 4);
+    for (const GElf_Phdr& segment : segments_) {
+        if (segment.p_type != PT_NOTE || segment.p_filesz == 0) {
+            continue;
+        }
+        Elf_Data* data = raw(segment.p_offset, segment.p_filesz, segment.p_align == 8 ? ELF_T_NHDR8 : ELF_T_NHDR,
+                             "a segment of notes");
+        const char* bytes = static_cast<const char*>(data->d_buf);
+        GElf_Nhdr note;
+        std::size_t name = 0;
+        std::size_t contents = 0;
+        for (std::size_t at = 0; (at = gelf_getnote(data, at, &note, &name, &contents)) > 0;) {
+            if (note.n_type != NT_GNU_BUILD_ID || std::string_view(bytes + name, note.n_namesz) != owner) {
+                continue;
+            }
+            constexpr const char* digits = "0123456789abcdef";
+            std::string id;
+            for (std::size_t i = 0; i < note.n_descsz; ++i) {
+                const auto byte = static_cast<unsigned char>(bytes[contents + i]);
+                id += {digits[byte >> 4U], digits[byte & 15U]};
+            }
+            return id;
+        }
+    }
+    return {};
+}
+
+bool ElfImage::hasSymbols() const {
+    std::size_t names = 0;
+    if (elf_getshdrstrndx(elf_.get(), &names) != 0) {
+        return false;
+    }
+    Elf_Scn* section = nullptr;
+    while ((section = elf_nextscn(elf_.get(), section)) != nullptr) {
+        GElf_Shdr header;
+        if (gelf_getshdr(section, &header) == nullptr) {
+            continue;
+        }
+        const char* name = elf_strptr(elf_.get(), names, header.sh_name);
+        if (header.sh_type == SHT_SYMTAB ||
+            (name != nullptr && std::string_view(name).substr(0, 7) == ".debug_")) {
+            return true;
+        }
+    }
+    return false;
 }
 
 std::vector<GElf_Dyn> ElfImage::dynamic() const {

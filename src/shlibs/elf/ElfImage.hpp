@@ -28,6 +28,14 @@ public:
 
     const std::string& name() const noexcept { return name_; }
     Machine machine() const noexcept { return machine_; }
+    /// ET_EXEC, ET_DYN, ET_REL, ...
+    std::uint16_t type() const noexcept { return type_; }
+    /// Whether the file names a dynamic linker, as a program does.
+    bool hasInterpreter() const noexcept;
+    /// The linker's note of what it made, in hexadecimal digits; empty where there is none.
+    std::string buildId() const;
+    /// Whether there is a table of symbols that running does not need, or debugging information.
+    bool hasSymbols() const;
 
     /// The entries of the dynamic segment up to DT_NULL; empty where there is none.
     std::vector<GElf_Dyn> dynamic() const;
@@ -63,8 +71,9 @@ private:
     std::string name_;
     std::unique_ptr<Elf, End> elf_;
     Machine machine_;
+    std::uint16_t type_ = ET_NONE;
     std::uint64_t fileBytes_ = 0;
-    std::vector<GElf_Phdr> segments_;  ///< PT_LOAD and PT_DYNAMIC alone
+    std::vector<GElf_Phdr> segments_;  ///< those of the types that are read
 };
 
 }  // namespace bex::shlibs
