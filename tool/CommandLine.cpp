@@ -51,8 +51,9 @@ std::vector<std::string> expanded(const CLI::App& program, int argc, const char*
 
 void addCommonOptions(CLI::App& program, Context& context) {
     program.add_flag("--json", context.json, "Print one JSON object, errors too");
-    program.add_flag("-q,--quiet", context.quiet, "Print no notes and no progress");
-    program.add_flag("-v,--verbose", context.verbosity, "Tell more on standard error");
+    constexpr const char* messagesRow = "Print no notes and no progress; tell more";
+    program.add_flag("-q,--quiet", context.quiet, "Print no notes and no progress")->group(messagesRow);
+    program.add_flag("-v,--verbose", context.verbosity, "Tell more on standard error")->group(messagesRow);
     program.add_option("--threads", context.threads, "Threads to work with; 0 is one for each processor")
         ->option_text("N");
     addChoice<ColorWhen>(

@@ -136,8 +136,9 @@ TEST_F(Dependencies, TellsALibraryWithoutProvider) {
     writeProgram();
     const Report report = findDependencies(request);
     ASSERT_EQ(report.missing.size(), 1U);
-    EXPECT_THAT(report.missing.front().message,
-                HasSubstr("prog: needs libgone.so.4 (amd64), which is in none of " + root.path().string() + "/lib, "));
+    EXPECT_THAT(
+        report.missing.front().message,
+        HasSubstr("prog: needs libgone.so.4 (amd64), which is in none of " + root.path().string() + "/lib, "));
     EXPECT_THAT(report.notes, ElementsAre(HasSubstr("needs plugin.so"))) << "a plugin may come from anywhere";
     library("/usr/lib/libgone.so.4", "libgone.so.4");
     EXPECT_THAT(field(), HasSubstr("for which no package gives a dependency; it is /usr/lib/libgone.so.4"));

@@ -286,12 +286,13 @@ void addOutputOptions(CLI::App& verb, BuildArguments& arguments) {
         ->option_text("KIND")
         ->group(compressionRow);
     verb.add_option("--level", arguments.level, "How hard to compress")->option_text("N")->group(compressionRow);
-    constexpr const char* flagsRow = "Make no md5sums; only list what would go in";
+    constexpr const char* flagsRow = "No md5sums; only list; compare the result";
     verb.add_flag("--no-md5sums", arguments.noMd5sums, "Make no md5sums")->group(flagsRow);
     CLI::Option* dryRun =
         verb.add_flag("--dry-run", arguments.dryRun, "Only list what would go in")->group(flagsRow);
     verb.add_flag("--check", arguments.check, "Read the result back and compare before it appears")
-        ->excludes(dryRun);
+        ->excludes(dryRun)
+        ->group(flagsRow);
 }
 
 }  // namespace

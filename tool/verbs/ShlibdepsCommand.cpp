@@ -103,8 +103,7 @@ ExitStatus runShlibdeps(ShlibdepsArguments& arguments, Context& context) {
 
 void addShlibdeps(CLI::App& program, Action& chosen) {
     const auto arguments = std::make_shared<ShlibdepsArguments>();
-    CLI::App* verb =
-        program.add_subcommand("shlibdeps", "Find the packages of the shared libraries that files need");
+    CLI::App* verb = program.add_subcommand("shlibdeps", "Find the packages of needed shared libraries");
     shlibs::Request& request = arguments->request;
     verb->add_option("FILE", request.inputs, "ELF files, trees to be packaged, packages")->required();
     verb->add_option("--arch", request.architecture, "The architecture, where files are for several")

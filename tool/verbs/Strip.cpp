@@ -47,7 +47,7 @@ std::string programFor(const std::string& name, std::string multiarch) {
 struct stat statusOf(const std::string& path) {
     struct stat status {};
     if (lstat(path.c_str(), &status) != 0) {
-        throw systemError(path, "look at it", errno);
+        throw systemError(path, "read its attributes", errno);
     }
     return status;
 }
@@ -93,8 +93,11 @@ const std::string& StrippedFiles::directory() {
 }
 
 std::string StrippedFiles::copyOf(const std::string& path) {
+    if (kind_ == StripKind::none) {
+        return {};
+    }
     const struct stat status = statusOf(path);
-    if (kind_ == StripKind::none || !S_ISREG(status.st_mode)) {
+    if (!S_ISREG(status.st_mode)) {
         return {};
     }
     const auto [place, isNew] = copies_.try_emplace({status.st_dev, status.st_ino});
