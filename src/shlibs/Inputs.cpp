@@ -3,10 +3,8 @@
 #include <fcntl.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
-#include <cstdio>
-#include <cstring>
+#include <cstdlib>
 #include <filesystem>
 #include <string_view>
 #include <system_error>
@@ -167,10 +165,15 @@ private:
 
     /// Through an unnamed file: a library may be larger than memory has room for.
     ElfFile readContents(const std::string& header, const std::string& name) {
-        const std::unique_ptr<std::FILE, int (*)(std::FILE*)> copy(std::tmpfile(), std::fclose);
+        const Descriptor copy = unnamedFile();
         const auto write = [&](const char* data, std::size_t size) {
-            if (copy == nullptr || std::fwrite(data, 1, size, copy.get()) != size) {
-                throw systemFailure(name, errno);
+            while (size > 0) {
+                const ssize_t done = ::write(copy.get(), data, size);
+                if (done < 0 && errno != EINTR) {
+                    throw systemFailure(name, errno);
+                }
+                data += std::max<ssize_t>(done, 0);
+                size -= static_cast<std::size_t>(std::max<ssize_t>(done, 0));
             }
         };
         write(header.data(), header.size());
@@ -178,10 +181,19 @@ private:
         for (std::size_t got = 0; (got = reader_.read(piece.data(), piece.size())) > 0;) {
             write(piece.data(), got);
         }
-        if (std::fflush(copy.get()) != 0) {
+        return readElf(copy.get(), name);
+    }
+
+    static Descriptor unnamedFile() {
+        const char* directory = std::getenv("TMPDIR");
+        std::string name =
+            std::string(directory != nullptr && *directory != '\0' ? directory : "/tmp") + "/bex-XXXXXX";
+        Descriptor file(mkostemp(name.data(), O_CLOEXEC));
+        if (!file) {
             throw systemFailure(name, errno);
         }
-        return readElf(fileno(copy.get()), name);
+        ::unlink(name.c_str());  // It stays open; where this fails, only its name is left.
+        return file;
     }
 
     std::string name_;
