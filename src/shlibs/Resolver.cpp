@@ -215,8 +215,9 @@ Resolution Resolver::fromPackages(const std::string& library) {
         describeBy(*providers.front(), library, resolution);
     }
     for (std::size_t i = 1; i < providers.size(); ++i) {
-        notes_.push_back(stream::escapeForDisplay(library) + " is in " + providers.front()->name() +
-                         ", which is used, and in " + providers[i]->name());
+        notes_.push_back(stream::escapeForDisplay(library) + " is in " +
+                         stream::escapeForDisplay(providers.front()->name()) + ", which is used, and in " +
+                         stream::escapeForDisplay(providers[i]->name()));
     }
     return resolution;
 }

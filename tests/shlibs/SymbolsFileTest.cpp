@@ -94,7 +94,7 @@ TEST(SymbolsFile, NotesLinesAndRefusesFilesThatBreakTheFormat) {
          "f: a symbol of libx.so.1 follows dependency template 1, which is not there"},
         {"libx.so.1 a\n(x)#include \"/etc/passwd\"\n", "f:2: #include belongs to source packages"},
         {"libx.so.1 a\n (regex)(a)\\1 1\n",
-         "f:2: the regular expression cannot be used: invalid escape sequence: \\1"},
+         "f:2: the regular expression cannot be used: invalid escape sequence: \\\\1"},
     };
     for (const auto& [text, expected] : cases) {
         EXPECT_EQ(failureOf([&] { Read(text).file.find("libx.so.1"); }), expected);

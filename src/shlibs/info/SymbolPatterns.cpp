@@ -114,7 +114,9 @@ private:
         options.set_max_mem(kExpressionBytes);
         auto result = std::make_unique<re2::RE2>(re2::StringPiece(expression.data(), expression.size()), options);
         if (!result->ok()) {
-            throw damaged(where_, "the regular expression cannot be used: " + result->error(), line);
+            throw damaged(where_,
+                          "the regular expression cannot be used: " + stream::escapeForDisplay(result->error()),
+                          line);
         }
         return result;
     }
