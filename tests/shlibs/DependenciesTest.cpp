@@ -106,6 +106,15 @@ TEST_F(Dependencies, FollowsTheRulesForPathsAndPackages) {
              root.write("debian/built/DEBIAN/shlibs", "libdemo 1 built (= 5)\n");
          },
          "built (= 5)"},
+        {"a foreign architecture's own directories come first",
+         [&] {
+             const std::string own = "/usr/lib/aarch64-linux-gnu/libdemo.so.1";
+             program.machine = EM_AARCH64;
+             at(own);
+             library(own, "libdemo.so.1", EM_AARCH64);
+             library("/usr/lib/libdemo.so.1", "libdemo.so.1", EM_AARCH64);
+         },
+         "other1 (>= 7)"},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.why);
