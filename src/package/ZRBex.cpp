@@ -9,6 +9,7 @@ ZRBex::ZRBex() : extension_("wqt") {}
 // Meant: path and extension come first, though declared last. A subclass of `other` sees this order of calls.
 ZRBex::ZRBex(const ZRBex& other)
     : PackageManager(other), filename_(other.filename_), extension_(other.getExtension()) {
+    // cppcheck-suppress useInitializationList; members are initialized in another order than these calls
     files_ = other.getFiles();
     filesOnDisk_ = other.filesOnDisk_;
     filesInMemory_ = other.filesInMemory_;

@@ -16,8 +16,7 @@ enum class Severity {
 /// One thing that is wrong with a package: what a StreamError would hold. docs/findings.md lists codes and
 /// severities.
 struct Finding : ErrorRecord {
-    Finding(Severity severityOfIt, ErrorRecord record)
-        : ErrorRecord(static_cast<ErrorRecord&&>(record)), severity(severityOfIt) {}
+    Finding(Severity severityOfIt, const ErrorRecord& record) : ErrorRecord(record), severity(severityOfIt) {}
 
     Severity severity;
 };

@@ -92,11 +92,12 @@ PackageBuild::PackageBuild(const Collection& collection, const WriteOptions& opt
 /// What dpkg would refuse is not written; what it only dislikes becomes a note.
 void PackageBuild::take(const std::string& member, const std::vector<Oddity>& oddities) {
     for (const Oddity& oddity : oddities) {
-        ErrorRecord record = Place("").at(member).record(ErrorKind::invalidInput, oddity.code, oddity.reason);
+        const ErrorRecord record =
+            Place("").at(member).record(ErrorKind::invalidInput, oddity.code, oddity.reason);
         if (oddity.severity == Severity::error) {
-            throw StreamError(std::move(record));
+            throw StreamError(record);
         }
-        result_.notes.emplace_back(Severity::warning, std::move(record));
+        result_.notes.emplace_back(Severity::warning, record);
     }
 }
 
