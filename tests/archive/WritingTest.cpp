@@ -106,13 +106,16 @@ TEST(WritingAnArchive, SaysWhichPathOrNameItCannotWriteAndLeavesAPassedHandleAlo
         {"large", 1000000, "Couldn't write archive."},
         {"small", 1, "Can't close the archive."}};
     for (const auto& [entry, size, message] : cases) {
+        const auto& givenName = entry;
+        const std::size_t givenSize = size;
         Filled<Opened> tar;
         std::array<char, 20> buffer{};
         std::size_t used = 0;
         archive* a = archive_write_new();
         tar.archive.xSetWriteFormat(a);
         ASSERT_EQ(archive_write_open_memory(a, buffer.data(), buffer.size(), &used), ARCHIVE_OK);
-        EXPECT_EQ(failureOf([&] { tar.with(entry, noise(size)).archive.writeFilesToArchive(a); }), message);
+        EXPECT_EQ(failureOf([&] { tar.with(givenName, noise(givenSize)).archive.writeFilesToArchive(a); }),
+                  message);
         archive_write_free(a);  // libarchive ends the process when it was freed before
     }
     const std::string broken = tarEntry("x", "hello", '0', "77777777777");

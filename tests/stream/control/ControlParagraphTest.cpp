@@ -57,7 +57,8 @@ TEST(ControlParagraph, KeepsValuesButForBlanksAroundTheirFirstLine) {
         {"a\r\nb", "holds a carriage return"},
     };
     for (const auto& [value, reason] : refused) {
-        EXPECT_EQ(failureOf([&] { ControlParagraph().set("Xa", value); }), "the value of \"Xa\" " + reason);
+        EXPECT_EQ(failureOf([&given = value] { ControlParagraph().set("Xa", given); }),
+                  "the value of \"Xa\" " + reason);
     }
 }
 
@@ -83,7 +84,8 @@ TEST(ControlParagraph, RefusesWhatIsNoParagraph) {
         {"Xa: b\rc\r\n", "1:6: a carriage return inside a line"},
     };
     for (const auto& [text, reason] : cases) {
-        EXPECT_EQ(failureOf([&] { ControlParagraph::parse(text, "control"); }), "control:" + reason) << text;
+        EXPECT_EQ(failureOf([&given = text] { ControlParagraph::parse(given, "control"); }), "control:" + reason)
+            << text;
     }
 }
 

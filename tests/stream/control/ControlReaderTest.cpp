@@ -61,7 +61,7 @@ TEST(ControlReader, ReadsParagraphByParagraph) {
          "Packages:1:1: begins with a byte order mark"},
     };
     for (const auto& c : cases) {
-        for (const std::size_t pieceBytes : {1, 3, 1000}) {
+        for (const std::size_t pieceBytes : std::initializer_list<std::size_t>{1, 3, 1000}) {
             EXPECT_EQ(readAll(inPieces(c.text, pieceBytes, 26)), c.read) << c.text;
         }
     }

@@ -62,7 +62,8 @@ TEST(TarWriter, WritesNamesSizesAndOwnersOfAnyLengthAsLibarchiveReadsThem) {
         tar.write(contents.data(), contents.size());
         expected.push_back(lineOf(entry, contents));
     };
-    for (const std::size_t size : {1, 99, 100, 101, 254, 255, 256, 257, 509, 510, 511, 512, 513, 5000}) {
+    for (const std::size_t size :
+         std::initializer_list<std::size_t>{1, 99, 100, 101, 254, 255, 256, 257, 509, 510, 511, 512, 513, 5000}) {
         const std::string name(size, 'n');
         write(entryOf(name, EntryType::file, size));
         write(entryOf(name.substr(1) + '/', EntryType::directory));

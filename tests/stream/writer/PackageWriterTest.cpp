@@ -204,7 +204,7 @@ TEST(PackageWriter, RefusesControlMembersThatDpkgRefuses) {
     }
     // dpkg does not read longer lines, the "/" and the newline included.
     PackageWriter writer = soundWriter();
-    for (const std::size_t size : {995, 996}) {
+    for (const std::size_t size : std::initializer_list<std::size_t>{995, 996}) {
         std::string path = "etc";
         while (path.size() + 100 < size) {
             path += '/' + std::string(99, 'd');
