@@ -84,9 +84,8 @@ public:
     void copyControlTar(Sink& out);
 
     /// Writes the payload as an uncompressed tar archive, byte for byte as it is stored. Checks its compression
-    /// and the rest of the input, but no entry: whoever unpacks it must. No entry is left after it. Throws
-    /// StreamError
-    /// (`invalidInput`) after next(), and what the sink throws.
+    /// and the rest of the input, but no entry: whoever unpacks it must check them. No entry is left after it.
+    /// Throws StreamError (`invalidInput`) after next(), and what the sink throws.
     void copyPayloadTar(Sink& out);
 
 private:
