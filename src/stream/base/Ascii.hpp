@@ -16,8 +16,15 @@ constexpr bool isLowerCase(char c) {
     return c >= 'a' && c <= 'z';
 }
 
+constexpr bool isUpperCase(char c) {
+    return c >= 'A' && c <= 'Z';
+}
+
 constexpr char toLowerCase(char c) {
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+    if (!isUpperCase(c)) {
+        return c;
+    }
+    return static_cast<char>(c - 'A' + 'a');
 }
 
 constexpr bool isAlphanumeric(char c) {

@@ -32,7 +32,10 @@ constexpr std::size_t sequenceLength(unsigned char lead) {
     if (within(lead, 0xE0, 0xEF)) {
         return 3;
     }
-    return within(lead, 0xF0, 0xF4) ? 4 : 0;
+    if (within(lead, 0xF0, 0xF4)) {
+        return 4;
+    }
+    return 0;
 }
 
 /// Whether a code point of that many bytes is one, and could not have been written shorter.
@@ -71,7 +74,10 @@ CodePoint decodeFront(std::string_view text) {
         }
         value = (value << 6U) | (next & 0x3FU);
     }
-    return isWellFormed(value, length) ? CodePoint{value, length} : CodePoint{};
+    if (!isWellFormed(value, length)) {
+        return {};
+    }
+    return {value, length};
 }
 
 constexpr bool isControl(char32_t value) {
@@ -121,7 +127,7 @@ std::string escapeForDisplay(std::string_view text) {
         }
         const CodePoint point = decodeFront(text);
         const bool plain = point.bytes != 0 && showsItself(point.value);
-        const std::size_t bytes = point.bytes == 0 ? 1 : point.bytes;
+        const std::size_t bytes = std::max<std::size_t>(point.bytes, 1);  // what is not UTF-8 goes byte by byte
         if (plain) {
             result += text.substr(0, bytes);
         } else {

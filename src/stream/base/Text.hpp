@@ -36,7 +36,10 @@ std::optional<Number> parseWhole(std::string_view text, int base = 10) {
     Number number = 0;
     const char* const end = text.data() + text.size();
     const std::from_chars_result result = std::from_chars(text.data(), end, number, base);
-    return result.ec == std::errc() && result.ptr == end ? std::optional<Number>(number) : std::nullopt;
+    if (result.ec != std::errc() || result.ptr != end) {
+        return std::nullopt;
+    }
+    return number;
 }
 
 }  // namespace bex::stream

@@ -16,7 +16,19 @@ namespace bex::stream {
 
 /// How many threads are meant by an option: 0 stands for one for each processor.
 inline unsigned threadCount(unsigned option) {
-    return option != 0 ? option : std::max(1U, std::thread::hardware_concurrency());
+    if (option != 0) {
+        return option;
+    }
+    return std::max(1U, std::thread::hardware_concurrency());
+}
+
+/// How many jobs to keep in flight: enough to cover the time that one job takes longer than its neighbours. One
+/// thread works at once, in submit().
+inline std::size_t jobsInFlight(unsigned threads) {
+    if (threads <= 1) {
+        return 1;
+    }
+    return std::size_t{threads} * 2;
 }
 
 /// Works on jobs in threads of its own and gives them back in order. One thread, the owner, fills jobs and takes

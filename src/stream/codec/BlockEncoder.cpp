@@ -57,8 +57,7 @@ public:
     BlockEncoder(Sink& out, const CompressionSettings& settings)
         : out_(out),
           blockBytes_(settings.blockBytes),
-          // What is in flight covers the time that one block takes longer than its neighbours.
-          pool_(settings.threads, settings.threads > 1 ? std::size_t{settings.threads} * 2 : 1,
+          pool_(settings.threads, jobsInFlight(settings.threads),
                 [level = settings.level] { return GzipBlockWork(level); }) {}
 
     void write(const char* data, std::size_t size) override {

@@ -18,8 +18,10 @@ inline StreamError unsupportedError(const Place& place, std::string reason) {
 
 /// The `damaged` error for a source that ends too soon, after `bytes` of it, inside of `what`.
 inline StreamError truncatedError(const Place& place, std::uint64_t bytes, const std::string& what) {
-    return damagedError(
-        place, bytes == 0 ? "is empty" : "ends after " + std::to_string(bytes) + " bytes, inside " + what);
+    if (bytes == 0) {
+        return damagedError(place, "is empty");
+    }
+    return damagedError(place, "ends after " + std::to_string(bytes) + " bytes, inside " + what);
 }
 
 /// For formats of which dpkg-deb 1.21 reads the first stream alone and ignores the others without an error.

@@ -112,7 +112,9 @@ private:
         std::uint32_t number = 0;
         for (unsigned i = 0; i < size; ++i) {
             const std::uint32_t next = byte();
-            number |= i < 4 ? next << (8 * i) : 0;
+            if (i < 4) {  // a longer subfield is none of ours; its further bytes would shift beyond the number
+                number |= next << (8 * i);
+            }
         }
         if (memberLength && !header_.memberBytes) {
             header_.memberBytes = number;

@@ -63,7 +63,10 @@ std::optional<std::size_t> blockBytes(const GzipHeader& header, const Place& pla
         throw wrongMemberLength(place, header.offset);
     }
     const std::uint64_t bytes = *header.memberBytes - header.bytes;
-    return bytes <= kMaximumDeflateBytes + kGzipTrailerBytes ? std::optional<std::size_t>(bytes) : std::nullopt;
+    if (bytes > kMaximumDeflateBytes + kGzipTrailerBytes) {
+        return std::nullopt;
+    }
+    return bytes;
 }
 
 /// Unpacks in one of two modes. It begins with blocks: next() reads the headers of up to window_ blocks ahead and
@@ -77,7 +80,7 @@ public:
         : place_(std::move(place)),
           threads_(settings.threads),
           strict_(settings.strict),
-          largestWindow_(threads_ > 1 ? std::size_t{threads_} * 2 : 1),
+          largestWindow_(jobsInFlight(threads_)),
           input_(std::move(input)),
           pool_(threads_, largestWindow_,
                 [place = place_, strict = strict_] { return UnpackWork(place, strict); }) {}
@@ -114,7 +117,9 @@ public:
         }
         if (done < size) {
             endBlocks();
-            done += streaming() ? stream_->skip(size - done) : 0;
+            if (streaming()) {
+                done += stream_->skip(size - done);
+            }
         }
         return done;
     }
@@ -172,7 +177,10 @@ private:
     /// Reads the next member's header; the bytes that follow it when it is a block, else reading ends here.
     std::optional<std::size_t> nextBlock() {
         header_ = readGzipHeader(*input_, place_);
-        const std::optional<std::size_t> bytes = header_ ? blockBytes(*header_, place_) : std::nullopt;
+        std::optional<std::size_t> bytes;
+        if (header_) {
+            bytes = blockBytes(*header_, place_);
+        }
         reading_ = bytes.has_value();
         return bytes;
     }

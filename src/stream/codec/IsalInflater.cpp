@@ -28,8 +28,10 @@ public:
         const std::uint32_t free = clamped(room);
         state_.avail_out = free;
         const bool valid = isal_inflate(&state_) >= 0;
-        Step step{valid ? State::open : State::invalid, offered - state_.avail_in, free - state_.avail_out};
-        if (valid && state_.block_state == ISAL_BLOCK_FINISH) {
+        Step step{State::open, offered - state_.avail_in, free - state_.avail_out};
+        if (!valid) {
+            step.state = State::invalid;
+        } else if (state_.block_state == ISAL_BLOCK_FINISH) {
             step.state = State::ended;
             step.unused = static_cast<std::size_t>(state_.read_in_length) / 8;  // whole bytes of those bits
         }

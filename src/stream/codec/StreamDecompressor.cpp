@@ -38,7 +38,12 @@ public:
         }
     }
 
-    std::string_view next() override { return rest_.empty() ? takeChunk() : std::exchange(rest_, {}); }
+    std::string_view next() override {
+        if (rest_.empty()) {
+            return takeChunk();
+        }
+        return std::exchange(rest_, {});
+    }
 
     std::uint64_t skip(std::uint64_t size) override {
         std::uint64_t done = 0;
@@ -130,7 +135,9 @@ private:
             const std::lock_guard lock(mutex_);
             failure_ = std::move(failure);
             ended_ = ended;
-            count_ += size != 0 ? 1 : 0;
+            if (size != 0) {
+                ++count_;
+            }
         }
         decoded_.notify_one();
         return !ended;

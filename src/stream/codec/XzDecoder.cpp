@@ -52,7 +52,10 @@ private:
             const std::size_t zeros = std::min(rest.find_first_not_of('\0'), rest.size());
             input_.consume(zeros);
             if (zeros != rest.size()) {
-                throw rest[zeros] == kFirstByte ? furtherError(place_, input_.offset(), "xz stream") : invalid();
+                if (rest[zeros] == kFirstByte) {
+                    throw furtherError(place_, input_.offset(), "xz stream");
+                }
+                throw invalid();
             }
         }
         if ((input_.offset() - begin) % kPaddingBytes != 0) {

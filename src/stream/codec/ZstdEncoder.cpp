@@ -25,7 +25,10 @@ struct Pace {
 /// A window beyond the level's own and small jobs that overlap: smaller output than with the library's defaults,
 /// in the same time and in a third of their memory, measured on headers and on executables.
 Pace paceOf(int level) noexcept {
-    return level < 16 ? Pace{22, 2 << 20, 8} : Pace{23, 8 << 20, 9};
+    if (level < 16) {
+        return {22, 2 << 20, 8};
+    }
+    return {23, 8 << 20, 9};
 }
 
 /// At a quick level the calling thread has as much to do as a worker has, reading and summing, and each worker
@@ -33,7 +36,10 @@ Pace paceOf(int level) noexcept {
 /// differ.
 int workersFor(const CompressionSettings& settings) noexcept {
     const auto threads = static_cast<int>(settings.threads);
-    return settings.level <= 3 ? std::max(threads - 1, 1) : threads;
+    if (settings.level > 3) {
+        return threads;
+    }
+    return std::max(threads - 1, 1);
 }
 
 struct FreeContext {
