@@ -95,7 +95,10 @@ void addOnce(std::vector<std::string>& list, std::string item) {
 }
 
 std::string nameOf(int descriptor) {
-    return descriptor == 0 ? "standard input" : "descriptor " + std::to_string(descriptor);
+    if (descriptor == 0) {
+        return "standard input";
+    }
+    return "descriptor " + std::to_string(descriptor);
 }
 
 }  // namespace
@@ -261,7 +264,7 @@ void PackageWriter::addControl(const PackageReader& package) {
 }
 
 void PackageWriter::setMode(const std::string& pattern, std::uint32_t mode) {
-    contents_->collection.modes.push_back({plainPath(pattern), requireMode(mode, pattern)});
+    contents_->collection.modes.push_back({Pattern(pattern), requireMode(mode, pattern)});
 }
 
 void PackageWriter::addControlMember(const std::string& name, std::string contents) {
@@ -312,14 +315,19 @@ std::vector<Entry> PackageWriter::plan(const WriteOptions& options) const {
 
 WriteResult PackageWriter::write(const std::string& path, const WriteOptions& options) const {
     PackageBuild build(contents_->collection, options, contents_->system);
-    return options.dryRun ? build.pretend(path) : build.writeFile(path);
+    if (options.dryRun) {
+        return build.pretend(path);
+    }
+    return build.writeFile(path);
 }
 
 WriteResult PackageWriter::write(Sink& out, const std::string& temporaryFolder,
                                  const WriteOptions& options) const {
     PackageBuild build(contents_->collection, options, contents_->system);
-    const std::string directory = temporaryFolder.empty() ? temporaryDirectory() : temporaryFolder;
-    return options.dryRun ? build.pretend("") : build.writeTo(out, directory);
+    if (options.dryRun) {
+        return build.pretend("");
+    }
+    return build.writeTo(out, std::string(orIfEmpty(temporaryFolder, temporaryDirectory())));
 }
 
 }  // namespace bex::stream

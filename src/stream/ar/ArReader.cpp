@@ -1,9 +1,10 @@
 #include "stream/ar/ArReader.hpp"
 
 #include <array>
-#include <charconv>
 #include <string_view>
+
 #include "stream/base/Place.hpp"
+#include "stream/base/Text.hpp"
 
 namespace bex::stream {
 
@@ -11,6 +12,7 @@ namespace {
 
 constexpr std::string_view kMagic = "!<arch>\n";
 constexpr std::size_t kHeaderBytes = 60;
+constexpr std::size_t kNameBytes = 16;
 constexpr std::string_view kHeaderEnd = "`\n";
 
 std::string_view withoutTrailing(std::string_view text, char filler) {
@@ -19,12 +21,8 @@ std::string_view withoutTrailing(std::string_view text, char filler) {
 
 /// Digits of the base, blanks after them. The longest field has 12, which 64 bits hold.
 std::optional<std::uint64_t> parseNumber(std::string_view field, int base) {
-    const std::string_view digits = withoutTrailing(field, ' ');
-    std::uint64_t number = 0;
-    const char* end = digits.data() + digits.size();
-    const auto [stop, error] = std::from_chars(digits.data(), end, number, base);
-    // guard(return number): numbers in headers of ar
-    return error == std::errc() && stop == end ? std::optional(number) : std::nullopt;
+    // guard(return 0): numbers in headers of ar
+    return parseWhole<std::uint64_t>(withoutTrailing(field, ' '), base);
 }
 
 /// One header, cut into its fields.
@@ -34,7 +32,7 @@ public:
 
     /// Without the filling blanks and the one "/" that may end it.
     std::string name() const {
-        std::string_view name = withoutTrailing(bytes_.substr(0, 16), ' ');
+        std::string_view name = withoutTrailing(bytes_.substr(0, kNameBytes), ' ');
         if (name.size() > 1 && name.back() == '/' && name != "//") {
             name.remove_suffix(1);
         }
@@ -94,10 +92,7 @@ std::optional<Member> ArReader::next(bool complete) {
                     "bytes after the last member, from offset " + std::to_string(offset_));
     }
     if (!whole) {
-        const Place at = header.size() < 16 ? place_ : place_.in(Header(header, place_).name());
-        at.fail(ErrorKind::damaged, "ar-truncated",
-                "header at offset " + std::to_string(offset_) + " ends after " + std::to_string(header.size()) +
-                    " of " + std::to_string(kHeaderBytes) + " bytes");
+        failTruncated(header);
     }
     if (header.substr(58) != kHeaderEnd) {  // guard: the end of a header of ar
         place_.fail(ErrorKind::damaged, "ar-header", "no member header at offset " + std::to_string(offset_));
@@ -115,6 +110,16 @@ void ArReader::readMagic() {
         place_.fail(ErrorKind::damaged, "ar-magic", "no package: does not begin with \"!<arch>\\n\"");
     }
     offset_ = kMagic.size();
+}
+
+void ArReader::failTruncated(std::string_view header) const {
+    Place at = place_;
+    if (header.size() >= kNameBytes) {
+        at = place_.in(Header(header, place_).name());
+    }
+    at.fail(ErrorKind::damaged, "ar-truncated",
+            "header at offset " + std::to_string(offset_) + " ends after " + std::to_string(header.size()) +
+                " of " + std::to_string(kHeaderBytes) + " bytes");
 }
 
 void ArReader::passOver() {

@@ -27,6 +27,7 @@ public:
 private:
     void readMagic();
     void passOver();
+    [[noreturn]] void failTruncated(std::string_view header) const;
 
     ByteStream& source_;
     Place place_;

@@ -34,8 +34,14 @@ Pattern::Pattern(std::string_view pattern)
     : text_(plainPath(pattern.substr(std::min(pattern.find_first_not_of('/'), pattern.size())))) {}
 
 bool Pattern::matches(const std::string& path) const {
+    if (text_ == path) {
+        return true;
+    }
+    if (text_.find_first_of("*?[\\") == std::string::npos) {  // spares most patterns the change of locale
+        return false;
+    }
     const PlainLocale locale;
-    return text_ == path || fnmatch(text_.c_str(), path.c_str(), 0) == 0;
+    return fnmatch(text_.c_str(), path.c_str(), 0) == 0;
 }
 
 bool Pattern::matchesAtOrAbove(const std::string& path) const {

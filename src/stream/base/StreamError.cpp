@@ -4,14 +4,15 @@
 
 #include "bex/stream/Escape.hpp"
 #include "stream/base/Place.hpp"
+#include "stream/base/Text.hpp"
 
 namespace bex::stream {
 
 namespace {
 
-void append(std::string& message, const std::string& separator, const std::string& part) {
+void append(std::string& message, const std::string& part) {
     if (!part.empty()) {
-        message += message.empty() ? part : separator + part;
+        appendPart(message, ": ", part);
     }
 }
 
@@ -25,13 +26,15 @@ bool isOfPayload(const ErrorRecord& record) {
 std::string messageOf(const ErrorRecord& record) {
     std::string message = escapeForDisplay(record.package);
     if (!record.member.empty() && !isOfPayload(record)) {
-        append(message, ": ", "member \"" + escapeForDisplay(record.member) + '"');
+        append(message, "member \"" + escapeForDisplay(record.member) + '"');
     }
-    append(message, ": ", escapeForDisplay(record.entry));
+    append(message, escapeForDisplay(record.entry));
     for (const std::size_t number : {record.line, record.column}) {
-        append(message, ":", number != 0 ? std::to_string(number) : "");
+        if (number != 0) {
+            appendPart(message, ":", std::to_string(number));
+        }
     }
-    append(message, ": ", record.reason);
+    append(message, record.reason);
     return message;
 }
 

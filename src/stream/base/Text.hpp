@@ -4,6 +4,7 @@
 #include <charconv>
 #include <cstddef>
 #include <optional>
+#include <string>
 #include <string_view>
 #include <system_error>
 
@@ -27,6 +28,40 @@ void forEachLine(std::string_view text, Take take) {
         take(text.substr(0, end));
         text.remove_prefix(std::min(end + 1, text.size()));
     }
+}
+
+/// Calls `visit` with each component of a path until it returns false; returns whether it never did. A final "/"
+/// ends the last component, and "//" holds an empty one.
+template <typename Visit>
+bool forEachComponent(std::string_view path, Visit visit) {
+    while (!path.empty()) {
+        const std::size_t end = std::min(path.find('/'), path.size());
+        if (!visit(path.substr(0, end))) {
+            return false;
+        }
+        path.remove_prefix(std::min(end + 1, path.size()));
+    }
+    return true;
+}
+
+inline bool hasParentComponent(std::string_view path) {
+    return !forEachComponent(path, [](std::string_view component) { return component != ".."; });
+}
+
+/// The text, or `substitute` where the text is empty.
+constexpr std::string_view orIfEmpty(std::string_view text, std::string_view substitute) {
+    if (text.empty()) {
+        return substitute;
+    }
+    return text;
+}
+
+/// Appends the part to a list; `separator` stands between two parts.
+inline void appendPart(std::string& list, std::string_view separator, std::string_view part) {
+    if (!list.empty()) {
+        list += separator;
+    }
+    list += part;
 }
 
 /// The number that the whole text spells in digits of the base (2 to 36, either case), with "-" for a negative

@@ -28,7 +28,7 @@ void appendField(std::string& text, const ControlParagraph::Field& field) {
     bool isFirst = true;
     forEachPart(field.value, '\n', [&](std::string_view line) {
         if (!isFirst || !line.empty()) {
-            text.append(" ").append(line.empty() ? "." : line);
+            text.append(" ").append(orIfEmpty(line, "."));
         }
         text.append("\n");
         isFirst = false;
@@ -57,7 +57,10 @@ std::string ControlParagraph::format() const {
 
 const std::string* ControlParagraph::find(std::string_view name) const noexcept {
     const auto field = locate(fields_, name);
-    return field == fields_.end() ? nullptr : &field->value;
+    if (field == fields_.end()) {
+        return nullptr;
+    }
+    return &field->value;
 }
 
 void ControlParagraph::set(std::string_view name, std::string_view value) {

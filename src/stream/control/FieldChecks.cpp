@@ -76,7 +76,10 @@ constexpr std::size_t kLongestShownName = 60;
 
 /// The name as a sentence shows it; one from a stranger may be of any length.
 std::string shown(const std::string& name) {
-    return name.size() <= kLongestShownName ? name : quoted(name);
+    if (name.size() <= kLongestShownName) {
+        return name;
+    }
+    return quoted(name);
 }
 
 /// One sentence, or nothing.
@@ -104,12 +107,20 @@ bool contradictsMultiArch(const ControlParagraph& paragraph) {
 
 }  // namespace
 
-std::vector<std::string> faultsOf(const ControlParagraph& paragraph) {
-    std::vector<std::string> faults;
+std::vector<std::string> missingFieldsOf(const ControlParagraph& paragraph) {
+    std::vector<std::string> missing;
     for (const std::string_view name : kRequired) {
         if (paragraph.find(name) == nullptr) {
-            faults.push_back(std::string(name) + " is missing");
+            missing.emplace_back(name);
         }
+    }
+    return missing;
+}
+
+std::vector<std::string> faultsOf(const ControlParagraph& paragraph) {
+    std::vector<std::string> faults = missingFieldsOf(paragraph);
+    for (std::string& name : faults) {
+        name += " is missing";
     }
     for (const ControlParagraph::Field& field : paragraph.fields()) {
         if (std::string fault = faultOf(field); !fault.empty()) {

@@ -55,16 +55,18 @@ std::string fieldNameFault(std::string_view name) {
 std::string fieldValueFault(std::string_view value) {
     using namespace std::string_view_literals;
     if (const std::size_t at = value.find_first_of("\0\r"sv); at != std::string_view::npos) {
-        return value[at] == '\0' ? "holds a NUL" : "holds a carriage return";
+        return std::string("holds ") + controlName(value[at]);
     }
     // A value that passes is read back the same: nothing in it can end the field, or is trimmed or unfolded.
-    std::string fault;
-    bool isFirst = true;
-    forEachPart(value, '\n', [&](std::string_view line) {
+    const std::size_t firstEnd = std::min(value.find('\n'), value.size());
+    std::string fault = firstLineFault(value.substr(0, firstEnd));
+    if (firstEnd == value.size()) {
+        return fault;
+    }
+    forEachPart(value.substr(firstEnd + 1), '\n', [&](std::string_view line) {
         if (fault.empty()) {
-            fault = isFirst ? firstLineFault(line) : continuationFault(line);
+            fault = continuationFault(line);
         }
-        isFirst = false;
     });
     return fault;
 }

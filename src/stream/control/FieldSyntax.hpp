@@ -11,7 +11,18 @@ std::size_t fieldNameLength(std::string_view text);
 
 /// The way of all checks here to answer: what is wrong, or nothing.
 inline std::string faultUnless(bool sound, const char* fault) {
-    return sound ? std::string() : fault;
+    if (sound) {
+        return {};
+    }
+    return fault;
+}
+
+/// The name of a byte that no control text may hold: NUL or carriage return.
+inline const char* controlName(char c) {
+    if (c == '\0') {
+        return "a NUL";
+    }
+    return "a carriage return";
 }
 
 /// Why this cannot be a field name; empty when it can.

@@ -17,8 +17,10 @@ constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 }  // namespace
 
 void ParagraphParser::fail(std::size_t offset, const std::string& reason, ErrorKind kind) const {
-    const char* const code = kind == ErrorKind::damaged ? "control-syntax" : codeOf(kind);
-    ErrorRecord record = place_.record(kind, code, reason);
+    ErrorRecord record = place_.record(kind, codeOf(kind), reason);
+    if (kind == ErrorKind::damaged) {
+        record.code = "control-syntax";
+    }
     record.line = line_;
     record.column = offset + 1;
     throw StreamError(std::move(record));

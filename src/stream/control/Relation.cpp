@@ -6,6 +6,7 @@
 #include "stream/base/Ascii.hpp"
 #include "stream/base/Place.hpp"
 #include "stream/base/Quoted.hpp"
+#include "stream/base/Text.hpp"
 #include "stream/control/FieldValues.hpp"
 #include "stream/control/Relations.hpp"
 
@@ -77,7 +78,10 @@ public:
 
 private:
     std::string_view real(std::string_view architecture) const {
-        return architecture == "all" ? std::string_view(scope_.native) : architecture;
+        if (architecture == "all") {
+            return scope_.native;
+        }
+        return architecture;
     }
 
     std::string_view qualifier_;
@@ -128,9 +132,8 @@ bool Relation::satisfiedBy(const Candidate& candidate, const RelationScope& scop
     }
     return std::any_of(candidate.provides.begin(), candidate.provides.end(), [&](const Relation& provided) {
         // What is provided has the architecture of its package unless it says otherwise.
-        const std::string& own = provided.architecture.empty() ? candidate.architecture : provided.architecture;
         return provided.package == package && admitsProvided(bound, provided.bound) &&
-               architectures.admits(own, candidate.multiArch);
+               architectures.admits(orIfEmpty(provided.architecture, candidate.architecture), candidate.multiArch);
     });
 }
 
@@ -145,11 +148,11 @@ std::vector<Alternatives> parseRelations(std::string_view value) {
 std::string formatRelations(const std::vector<Alternatives>& groups) {
     std::string text;
     for (const Alternatives& group : groups) {
-        const char* separator = text.empty() ? "" : ", ";
+        std::string alternatives;
         for (const Relation& relation : group) {
-            text.append(separator).append(relation.format());
-            separator = " | ";
+            appendPart(alternatives, " | ", relation.format());
         }
+        appendPart(text, ", ", alternatives);
     }
     return text;
 }

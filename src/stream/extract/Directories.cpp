@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <iterator>
 
+#include "stream/base/Text.hpp"
 #include "stream/system/Descriptor.hpp"
 
 namespace bex::stream {
@@ -77,7 +78,7 @@ void Directories::restoreAll() {
 }
 
 void Directories::restoreOne(const std::string& path, const RestoredAttributes& attributes) {
-    context_.place = context_.place.at(path.empty() ? "./" : path);
+    context_.place = context_.place.at(std::string(orIfEmpty(path, "./")));
     const int parent = parents_.open(parentOf(path), DirectoryWalk::Missing::refuse);
     const char* name = path.empty() ? "." : nameOf(path);
     // guard: directories' attributes through a symlink

@@ -23,8 +23,10 @@ constexpr std::size_t kPieceBytes = PATH_MAX - 1;  // less the NUL
 std::string_view takePiece(std::string_view& path, std::size_t limitBytes) {
     std::size_t end = path.size();
     if (end > limitBytes) {
-        const std::size_t before = path.rfind('/', limitBytes);
-        end = std::min(before != std::string_view::npos ? before : path.find('/'), end);
+        end = path.rfind('/', limitBytes);
+    }
+    if (end == std::string_view::npos) {  // the first component alone is longer
+        end = std::min(path.find('/'), path.size());
     }
     const std::string_view piece = path.substr(0, end);
     path.remove_prefix(std::min(end + 1, path.size()));
@@ -48,7 +50,10 @@ bool isPlainPath(std::string_view path) noexcept {
 
 std::string_view parentOf(std::string_view path) noexcept {
     const std::size_t slash = path.rfind('/');
-    return slash == std::string_view::npos ? std::string_view() : path.substr(0, slash);
+    if (slash == std::string_view::npos) {
+        return {};
+    }
+    return path.substr(0, slash);
 }
 
 const char* nameOf(const std::string& path) noexcept {
@@ -73,13 +78,17 @@ HeldDirectory DirectoryWalk::hold(std::string_view path, Missing missing) {
 
 Descriptor DirectoryWalk::walk(std::string_view path, Missing missing) const {
     Descriptor current;
+    int from = root_;
     while (!path.empty()) {
         const std::string_view piece = takePiece(path, kPieceBytes);
-        const int from = current ? current.get() : root_;
         Descriptor next(context_.system.openBeneath(from, std::string(piece).c_str(), kDirectory),
                         context_.system);
         // Whatever the reason, a missing call or directory or a symlink: one step at a time tells.
-        current = next ? std::move(next) : walkSlowly(from, piece, missing);
+        if (!next) {
+            next = walkSlowly(from, piece, missing);
+        }
+        current = std::move(next);
+        from = current.get();
     }
     return current;
 }
@@ -88,7 +97,8 @@ Descriptor DirectoryWalk::walkSlowly(int from, std::string_view piece, Missing m
     Descriptor current;
     while (!piece.empty()) {
         const std::string name(takePiece(piece, 0));
-        current = step(current ? current.get() : from, name, missing);
+        current = step(from, name, missing);
+        from = current.get();
     }
     return current;
 }
@@ -128,8 +138,8 @@ void DirectoryWalk::explain(int from, const std::string& name, int errorNumber) 
     struct stat status = {};
     const bool isLink =
         context_.system.fstatat(from, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 && S_ISLNK(status.st_mode);
-    context_.place.fail(ErrorKind::refused, "destination",
-                        describe(name) + " is " + (isLink ? "a symlink" : "no directory") + " in the destination");
+    const char* const what = isLink ? "a symlink" : "not a directory";
+    context_.place.fail(ErrorKind::refused, "destination", describe(name) + " is " + what + " in the destination");
 }
 
 }  // namespace bex::stream

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "stream/base/Place.hpp"
+#include "stream/base/Text.hpp"
 #include "stream/extract/Extraction.hpp"
 
 namespace bex::stream {
@@ -15,8 +16,8 @@ namespace {
 /// The plain path without its first components; "" when it has no more than these.
 std::string stripped(std::string_view path, unsigned components) {
     for (; components != 0 && !path.empty(); --components) {
-        const std::size_t slash = path.find('/');
-        path.remove_prefix(slash == std::string_view::npos ? path.size() : slash + 1);
+        const std::size_t end = std::min(path.find('/'), path.size());
+        path.remove_prefix(std::min(end + 1, path.size()));
     }
     return std::string(path);
 }
@@ -32,19 +33,25 @@ public:
         }
     }
 
-    bool selects(const Entry& entry) const { return !options_.select || options_.select(entry); }
+    /// Where the entry goes, below the destination; nothing where it is left out. `plain` is its plain path.
+    std::optional<std::string> pathOf(const Entry& entry, const std::string& plain) const {
+        if (options_.select && !options_.select(entry)) {
+            return std::nullopt;
+        }
+        return pathOf(plain);
+    }
 
-    /// Where the entry with this plain path goes, below the destination; nothing where it is left out. The root
-    /// has no components, so it is extracted only where none are dropped.
     std::optional<std::string> pathOf(const std::string& plain) const {
         std::string path = stripped(plain, options_.stripComponents);
-        if (path.empty()) {
-            return options_.stripComponents == 0 ? std::optional(path) : std::nullopt;
-        }
-        if (options_.rename) {
+        // The root has no components, so it is extracted only where none are dropped. Nobody renames it.
+        const bool isRoot = path.empty() && options_.stripComponents == 0;
+        if (options_.rename && !path.empty()) {
             path = options_.rename(path);
         }
-        return path.empty() ? std::nullopt : std::optional(path);
+        if (path.empty() && !isRoot) {
+            return std::nullopt;
+        }
+        return path;
     }
 
     void make(const Entry& entry, const std::string& path, const std::string& linkPath,
@@ -55,7 +62,7 @@ public:
         ++result_.entries;
         result_.bytes += entry.size;
         if (options_.onEntry) {
-            options_.onEntry(entry, path.empty() ? "." : path);
+            options_.onEntry(entry, std::string(orIfEmpty(path, ".")));
         }
     }
 
@@ -92,9 +99,7 @@ public:
 
     void run() {
         for (Entry entry; stream_.next(entry);) {
-            const std::optional<std::string> path =
-                target_.selects(entry) ? target_.pathOf(stream_.path()) : std::nullopt;
-            if (path) {
+            if (const auto path = target_.pathOf(entry, stream_.path())) {
                 target_.make(entry, *path, linkPathOf(entry), [this] { return stream_.read(); });
             } else if (entry.type == EntryType::file || entry.type == EntryType::hardlink) {
                 leftOut_.insert(stream_.path());
@@ -133,9 +138,7 @@ ExtractResult extractMembers(const std::vector<ControlMember>& members, const st
                              const std::string& destination, const ExtractOptions& options, System& system) {
     Target target(destination, package, options, system, 1);
     for (const ControlMember& member : members) {
-        const std::optional<std::string> path =
-            target.selects(member.entry) ? target.pathOf(plainPath(member.entry.path)) : std::nullopt;
-        if (path) {
+        if (const auto path = target.pathOf(member.entry, plainPath(member.entry.path))) {
             std::string_view rest = member.contents;
             target.make(member.entry, *path, {}, [&rest] { return std::exchange(rest, {}); });
         }

@@ -59,7 +59,7 @@ Extraction::Extraction(const std::string& destination, const std::string& packag
     : context_(package, options, system),
       destination_(openDestination(destination, context_)),
       batching_(threads > 1 && mayOvertake(options)),
-      pool_(fileThreads(threads), batching_ ? std::size_t{fileThreads(threads)} * 2 : 1,
+      pool_(fileThreads(threads), jobsInFlight(fileThreads(threads)),
             [context = context_] { return [context](FileBatch& batch) mutable { batch.make(context); }; }) {}
 
 bool Extraction::make(const Entry& entry, const std::string& path, const std::string& linkPath,
@@ -67,7 +67,8 @@ bool Extraction::make(const Entry& entry, const std::string& path, const std::st
     context_.place = context_.place.at(entry.path);
     requirePlain(path, "its path");
     if (path.empty() && entry.type != EntryType::directory) {
-        context_.place.fail(ErrorKind::refused, "destination", "stands for the destination and is no directory");
+        context_.place.fail(ErrorKind::refused, "destination",
+                            "stands for the destination and is not a directory");
     }
     attributes_ = attributesOf(entry, context_);
     switch (entry.type) {

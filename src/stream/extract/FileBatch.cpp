@@ -8,7 +8,9 @@ namespace bex::stream {
 
 void FileBatch::begin(HeldDirectory directory, const std::string& path, const std::string& entryPath,
                       const RestoredAttributes& attributes) {
-    directories_ += files_.empty() || files_.back().directory.descriptor != directory.descriptor ? 1 : 0;
+    if (files_.empty() || files_.back().directory.descriptor != directory.descriptor) {
+        ++directories_;
+    }
     files_.push_back({std::move(directory), nameOf(path), entryPath, attributes, contents_.size()});
 }
 
@@ -20,12 +22,10 @@ void FileBatch::dropLast() {
 void FileBatch::make(ExtractContext& context) {
     const std::vector<File> files = std::exchange(files_, {});
     directories_ = 0;
-    for (std::size_t i = 0; i < files.size(); ++i) {
-        const File& file = files[i];
-        const std::size_t end = i + 1 < files.size() ? files[i + 1].begin : contents_.size();
+    for (const File& file : files) {
         context.place = context.place.at(file.entryPath);
         OutputFile output(context, file.directory.descriptor, file.name.c_str());
-        output.write(std::string_view(contents_).substr(file.begin, end - file.begin));
+        output.write(std::string_view(contents_).substr(file.begin, file.bytes));
         output.finish(file.attributes);
     }
     contents_.clear();

@@ -21,7 +21,10 @@ public:
     void begin(HeldDirectory directory, const std::string& path, const std::string& entryPath,
                const RestoredAttributes& attributes);
     /// Adds to the contents of the file that was begun last.
-    void write(std::string_view bytes) { contents_.append(bytes); }
+    void write(std::string_view bytes) {
+        contents_.append(bytes);
+        files_.back().bytes += bytes.size();
+    }
     /// Takes back the file that was begun last: it has not all of its contents.
     void dropLast();
 
@@ -44,7 +47,8 @@ private:
         std::string name;
         std::string entryPath;
         RestoredAttributes attributes;
-        std::size_t begin;  ///< of its contents; the next one's is the end
+        std::size_t begin;  ///< of its contents in contents_
+        std::size_t bytes = 0;
     };
 
     std::vector<File> files_;

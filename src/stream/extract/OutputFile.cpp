@@ -5,6 +5,8 @@
 
 #include <cerrno>
 
+#include "stream/system/WriteFully.hpp"
+
 namespace bex::stream {
 
 namespace {
@@ -24,12 +26,8 @@ OutputFile::OutputFile(const ExtractContext& context, int directory, const char*
       }) {}
 
 void OutputFile::write(std::string_view bytes) {
-    while (!bytes.empty()) {
-        const ssize_t count = context_.system.write(file_.get(), bytes.data(), bytes.size());
-        if (count <= 0) {
-            context_.place.failSystem("write", count < 0 ? errno : ENOSPC);
-        }
-        bytes.remove_prefix(static_cast<std::size_t>(count));
+    if (!writeFully(context_.system, file_.get(), bytes)) {
+        context_.place.failSystem("write", errno);
     }
 }
 

@@ -25,7 +25,12 @@ public:
     bool kept() const noexcept { return kept_; }
 
     /// The name that it has until settle().
-    const char* current() const noexcept { return temporary_.empty() ? name_.c_str() : temporary_.c_str(); }
+    const char* current() const noexcept {
+        if (temporary_.empty()) {
+            return name_.c_str();
+        }
+        return temporary_.c_str();
+    }
 
     /// Gives it its own name and keeps it. Call once, last.
     void settle();

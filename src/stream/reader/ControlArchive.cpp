@@ -59,7 +59,10 @@ const ControlMember* findMember(const std::vector<ControlMember>& members, std::
     const auto found = std::find_if(members.begin(), members.end(), [&](const ControlMember& member) {
         return plainPath(member.entry.path) == name;
     });
-    return found != members.end() ? &*found : nullptr;
+    if (found == members.end()) {
+        return nullptr;
+    }
+    return &*found;
 }
 
 }  // namespace bex::stream

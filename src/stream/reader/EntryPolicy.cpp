@@ -7,6 +7,7 @@
 
 #include "bex/stream/Escape.hpp"
 #include "stream/base/Place.hpp"
+#include "stream/base/Text.hpp"
 
 namespace bex::stream {
 
@@ -18,23 +19,6 @@ constexpr std::int64_t kLatestTime = 253402300799;
 
 /// The largest id that is one: -1 stands for "leave it as it is".
 constexpr std::uint64_t kLargestId = std::numeric_limits<std::uint32_t>::max() - 1;
-
-/// Calls `visit` with every component until it answers false; tells whether it never did.
-template <typename Visit>
-bool forEachComponent(std::string_view path, Visit visit) {
-    while (!path.empty()) {
-        const std::size_t end = std::min(path.find('/'), path.size());
-        if (!visit(path.substr(0, end))) {
-            return false;
-        }
-        path.remove_prefix(std::min(end + 1, path.size()));
-    }
-    return true;
-}
-
-bool hasParent(std::string_view path) {
-    return !forEachComponent(path, [](std::string_view component) { return component != ".."; });
-}
 
 /// A system looks for a directory of that name.
 bool meansDirectory(std::string_view path) {
@@ -105,14 +89,14 @@ void EntryPolicy::checkLimits(const Entry& entry) {
 bool EntryPolicy::checkPath(const Entry& entry) const {
     if (isAbsolute(entry.path)) {  // guard: absolute names
         refuse("path-absolute", "is absolute", entry);
-    } else if (hasParent(entry.path)) {  // guard: .. in a name
+    } else if (hasParentComponent(entry.path)) {  // guard: .. in a name
         refuse("path-parent", "has \"..\" in it", entry);
     } else if (path_.empty() && entry.type != EntryType::directory) {  // guard: the root as no directory
-        refuse("path-empty", "names the package's root, but is no directory", entry);
-        // guard: / at the end of what is no directory
+        refuse("path-empty", "names the package's root, but is not a directory", entry);
+        // guard: / at the end of what is not a directory
     } else if (entry.type != EntryType::directory && meansDirectory(entry.path)) {
         const char* end = entry.path.back() == '/' ? "/" : "/.";
-        refuse("path-slash", std::string("ends with \"") + end + "\", but is no directory", entry);
+        refuse("path-slash", std::string("ends with \"") + end + "\", but is not a directory", entry);
         // guard: components of more than 255 bytes
     } else if (!forEachComponent(path_, [](std::string_view name) { return name.size() <= NAME_MAX; })) {
         refuse("path-component", "has a component of more than " + std::to_string(NAME_MAX) + " bytes", entry);
@@ -138,7 +122,7 @@ bool EntryPolicy::checkLink(const Entry& entry) const {
         return true;
     }
     const std::string target = quotedName(entry.linkTarget);
-    if (isAbsolute(entry.linkTarget) || hasParent(entry.linkTarget)) {  // guard: hard links that lead out
+    if (isAbsolute(entry.linkTarget) || hasParentComponent(entry.linkTarget)) {  // guard: hard links that lead out
         refuse("hardlink-target", "is a hard link to " + target + ", which leads out of the package", entry);
         return false;
     }
@@ -169,7 +153,7 @@ void EntryPolicy::place(const Entry& entry) {
             refuse("path-doubled", "is in the package twice", entry);
             break;
         case PathTable::Outcome::belowNoDirectory:
-            refuse("path-through", "stands below an entry that is no directory", entry);
+            refuse("path-through", "stands below an entry that is not a directory", entry);
             break;
         case PathTable::Outcome::repeatedDirectory:
             place_.at(entry.path)

@@ -15,7 +15,10 @@ std::optional<std::string_view> suffixAfter(std::string_view name, std::string_v
         return std::nullopt;
     }
     const std::string_view suffix = name.substr(stem.size());
-    return suffix.empty() || suffix.front() == '.' ? std::optional(suffix) : std::nullopt;
+    if (!suffix.empty() && suffix.front() != '.') {
+        return std::nullopt;
+    }
+    return suffix;
 }
 
 std::optional<Compression> compressionOf(std::string_view suffix) {
@@ -30,6 +33,11 @@ std::optional<Compression> compressionOf(std::string_view suffix) {
 
 }  // namespace
 
+void failMissing(const Place& place, MemberRole role) {
+    const char* const name = role == MemberRole::control ? "control" : "data";
+    place.fail(ErrorKind::damaged, "member-missing", std::string("no ") + name + " member");
+}
+
 MemberRole MemberOrder::place(Member& member) {
     const bool first = names_.empty();
     if (first) {
@@ -40,18 +48,26 @@ MemberRole MemberOrder::place(Member& member) {
         return MemberRole::passedOver;
     }
     const MemberRole role = roleOf(member);
+    if (!serves(member, role, first)) {
+        return MemberRole::passedOver;
+    }
+    return role;
+}
+
+/// Whether the member is the one that the package needs in its role.
+bool MemberOrder::serves(const Member& member, MemberRole role, bool first) {
     switch (role) {
         case MemberRole::formatVersion:
-            return first ? role : MemberRole::passedOver;
+            return first;
         case MemberRole::control:
-            return checkControl(member) ? role : MemberRole::passedOver;
+            return checkControl(member);
         case MemberRole::data:
-            return checkData(member) ? role : MemberRole::passedOver;
+            return checkData(member);
         case MemberRole::passedOver:
             checkUnknown(member);
             break;
     }
-    return role;
+    return false;
 }
 
 MemberRole MemberOrder::roleOf(Member& member) const {
@@ -130,9 +146,11 @@ void MemberOrder::end() const {
     if (names_.count(std::string(kFormatVersionMember)) == 0) {
         place_.fail(ErrorKind::damaged, "member-missing", "no member \"debian-binary\"");
     }
-    if (control_.empty() || data_.empty()) {
-        place_.fail(ErrorKind::damaged, "member-missing",
-                    std::string("no ") + (control_.empty() ? "control" : "data") + " member");
+    if (control_.empty()) {
+        failMissing(place_, MemberRole::control);
+    }
+    if (data_.empty()) {
+        failMissing(place_, MemberRole::data);
     }
 }
 

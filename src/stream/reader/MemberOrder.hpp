@@ -10,6 +10,9 @@ namespace bex::stream {
 
 enum class MemberRole { formatVersion, control, data, passedOver };
 
+/// Throws StreamError for a package that lacks its control or data member.
+[[noreturn]] void failMissing(const Place& place, MemberRole role);
+
 /// Which members a package may have, and in which order (deb(5)): debian-binary, control.tar*, data.tar*; members
 /// whose name begins with "_" anywhere behind the first; others behind data only. Strict where readers disagree.
 class MemberOrder {
@@ -27,6 +30,7 @@ public:
 
 private:
     MemberRole roleOf(Member& member) const;
+    bool serves(const Member& member, MemberRole role, bool first);
     void checkFirst(const Member& member) const;
     bool checkControl(const Member& member);
     bool checkData(const Member& member);

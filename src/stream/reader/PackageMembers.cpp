@@ -47,8 +47,7 @@ const Member& PackageMembers::open(MemberRole role) {
             return members_.back();
         }
     }
-    place_.fail(ErrorKind::damaged, "member-missing",
-                std::string("no ") + (role == MemberRole::control ? "control" : "data") + " member");
+    failMissing(place_, role);
 }
 
 const Member& PackageMembers::openAgain(std::size_t index) {

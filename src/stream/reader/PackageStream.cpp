@@ -12,9 +12,11 @@
 namespace bex::stream {
 
 std::uint64_t payloadLimit(const Limits& limits, std::uint64_t memberBytes) {
-    const std::uint64_t most = std::numeric_limits<std::uint64_t>::max();
-    const bool overflows = limits.expansionRatio != 0 && memberBytes > most / limits.expansionRatio;
-    return std::max(limits.expansionFreeBytes, overflows ? most : memberBytes * limits.expansionRatio);
+    constexpr std::uint64_t most = std::numeric_limits<std::uint64_t>::max();
+    if (limits.expansionRatio != 0 && memberBytes > most / limits.expansionRatio) {
+        return most;  // the product does not fit
+    }
+    return std::max(limits.expansionFreeBytes, memberBytes * limits.expansionRatio);
 }
 
 PackageStream::PackageStream(OpenInput input, const Place& place, const ReadOptions& options)
@@ -65,10 +67,11 @@ std::vector<ControlMember> PackageStream::readControl() {
 }
 
 void PackageStream::expect(const ControlParagraph& control) {
-    const std::string* const kibibytes = control.find("Installed-Size");
-    const std::optional<std::uint32_t> size =
-        kibibytes != nullptr ? parseWhole<std::uint32_t>(*kibibytes) : std::nullopt;
-    progress_.expect(std::uint64_t{size.value_or(0)} * 1024);
+    std::uint64_t kibibytes = 0;
+    if (const std::string* const size = control.find("Installed-Size")) {
+        kibibytes = parseWhole<std::uint32_t>(*size).value_or(0);  // 32 bits, so that the product fits
+    }
+    progress_.expect(kibibytes * 1024);
 }
 
 void PackageStream::openPayload() {
@@ -133,7 +136,10 @@ void PackageStream::finish() {
 
 std::string_view PackageStream::read() {
     return guarded([&] {
-        const std::string_view bytes = payload_ ? payload_->read() : std::string_view();
+        std::string_view bytes;
+        if (payload_) {
+            bytes = payload_->read();
+        }
         if (!bytes.empty()) {
             entryLeft_ -= bytes.size();
             progress_.add(bytes.size(), entryPath_);

@@ -20,15 +20,22 @@ PathTable::Outcome PathTable::add(std::string_view path, Kind kind) {
         }
         const bool isDirectory = node.kind == Kind::directory || node.kind == Kind::impliedDirectory;
         if (last) {
+            if (added && parentMissing) {
+                return Outcome::addedWithoutParent;
+            }
             if (added) {
-                return parentMissing ? Outcome::addedWithoutParent : Outcome::added;
+                return Outcome::added;
             }
             if (!isDirectory || kind != Kind::directory) {  // guard: the same path twice
                 return Outcome::doubled;
             }
-            return std::exchange(node.kind, kind) == kind ? Outcome::repeatedDirectory : Outcome::added;
+            if (node.kind == kind) {
+                return Outcome::repeatedDirectory;
+            }
+            node.kind = kind;
+            return Outcome::added;
         }
-        if (!isDirectory) {  // guard: a path below what is no directory
+        if (!isDirectory) {  // guard: a path below what is not a directory
             return Outcome::belowNoDirectory;
         }
         parentMissing = parentMissing || added;
@@ -46,7 +53,10 @@ std::size_t PathTable::reuseLastSteps(std::string_view path) {
                                    path[lastSteps_.back().end] != '/')) {
         lastSteps_.pop_back();
     }
-    return lastSteps_.empty() ? 0 : lastSteps_.back().end + 1;
+    if (lastSteps_.empty()) {
+        return 0;
+    }
+    return lastSteps_.back().end + 1;
 }
 
 bool PathTable::hasFile(std::string_view path) const {

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "stream/base/Place.hpp"
+#include "stream/base/Text.hpp"
 #include "stream/system/WriteFully.hpp"
 
 namespace bex::stream {
@@ -22,8 +23,7 @@ std::string lastName(const std::string& path) {
 }  // namespace
 
 std::string directoryOf(const std::string& path) {
-    const std::size_t slash = path.rfind('/');
-    return slash == std::string::npos ? "." : path.substr(0, slash + 1);
+    return std::string(orIfEmpty(std::string_view(path).substr(0, path.rfind('/') + 1), "."));  // npos + 1 is 0
 }
 
 Target::Target(std::string thePath, System& theSystem)

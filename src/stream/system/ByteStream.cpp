@@ -34,7 +34,7 @@ public:
     std::optional<std::uint64_t> left() const override { return rest(); }
 
 private:
-    std::uint64_t rest() const noexcept { return size_ > position_ ? size_ - position_ : 0; }
+    std::uint64_t rest() const noexcept { return size_ - std::min(position_, size_); }
 
     const std::shared_ptr<Source> source_;
     std::uint64_t position_;

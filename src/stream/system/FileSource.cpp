@@ -20,7 +20,8 @@ public:
 
     std::uint64_t size() override { return bytes_.size(); }
     std::size_t readAt(std::uint64_t offset, char* buffer, std::size_t size) override {
-        return offset < bytes_.size() ? bytes_.copy(buffer, size, static_cast<std::size_t>(offset)) : 0;
+        const auto begin = static_cast<std::size_t>(std::min<std::uint64_t>(offset, bytes_.size()));
+        return bytes_.copy(buffer, size, begin);
     }
 
 private:
@@ -64,7 +65,7 @@ bool isRegularFile(const OpenFile& file, const std::string& name, System& system
 std::uint64_t FileSource::size() {
     const struct stat status = statusOf(file_, name_, system_);
     const auto bytes = static_cast<std::uint64_t>(std::max<off_t>(status.st_size, 0));
-    return bytes > offset_ ? std::min(bytes - offset_, length_) : 0;
+    return std::min(bytes - std::min(offset_, bytes), length_);
 }
 
 std::size_t FileSource::readAt(std::uint64_t offset, char* buffer, std::size_t size) {

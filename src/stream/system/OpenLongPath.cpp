@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <string>
 
+#include "stream/base/Text.hpp"
+
 namespace bex::stream {
 
 namespace {
@@ -29,7 +31,7 @@ Descriptor openLongPath(System& system, int folder, std::string_view relative, i
         folder = reached.get();
         relative.remove_prefix(end + 1);
     }
-    const std::string last(relative.empty() ? "." : relative);
+    const std::string last(orIfEmpty(relative, "."));
     return {system.openat(folder, last.c_str(), flags | O_NOFOLLOW | O_CLOEXEC, 0), system};
 }
 

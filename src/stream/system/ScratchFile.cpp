@@ -66,8 +66,11 @@ std::size_t ScratchFile::read(std::uint64_t offset, char* buffer, std::size_t si
     }
     size = static_cast<std::size_t>(std::min<std::uint64_t>(size, written_ - offset));
     const ssize_t count = system_.pread(file_.get(), buffer, size, static_cast<off_t>(offset));
-    if (count <= 0) {  // the end cannot come before all that was written
-        throw systemFailure(name_, "read back a temporary file", count < 0 ? errno : EIO);
+    if (count == 0) {  // the end cannot come before all that was written
+        errno = EIO;
+    }
+    if (count <= 0) {
+        throw systemFailure(name_, "read back a temporary file", errno);
     }
     return static_cast<std::size_t>(count);
 }

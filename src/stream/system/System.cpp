@@ -23,6 +23,14 @@ auto repeatInterrupted(Call call) -> decltype(call()) {
     return result;
 }
 
+/// Linux has closed the descriptor even when it reports EINTR; another thread may own its number by now.
+int closed(int result) {
+    if (result != 0 && errno == EINTR) {
+        return 0;
+    }
+    return result;
+}
+
 }  // namespace
 
 System& System::real() noexcept {
@@ -44,8 +52,7 @@ int System::openBeneath(int folder, const char* path, int flags) {
 }
 
 int System::close(int descriptor) {
-    // Linux has closed the descriptor even when it reports EINTR; another thread may own its number by now.
-    return ::close(descriptor) == 0 || errno == EINTR ? 0 : -1;
+    return closed(::close(descriptor));
 }
 
 ssize_t System::read(int descriptor, void* buffer, std::size_t size) {
@@ -137,7 +144,7 @@ struct dirent* System::readdir(DIR* folder) {
 }
 
 int System::closedir(DIR* folder) {
-    return ::closedir(folder) == 0 || errno == EINTR ? 0 : -1;
+    return closed(::closedir(folder));
 }
 
 }  // namespace bex::stream

@@ -34,7 +34,10 @@ std::optional<Number> cutDecimal(std::string_view& text) {
 
 std::optional<std::uint64_t> parseDecimal(std::string_view text) {
     const auto number = cutDecimal<std::uint64_t>(text);
-    return text.empty() ? number : std::nullopt;
+    if (!text.empty()) {
+        return std::nullopt;
+    }
+    return number;
 }
 
 /// Seconds, perhaps with a fraction, which is dropped.
@@ -43,7 +46,10 @@ std::optional<std::int64_t> parseTime(std::string_view text) {
     const bool isWhole = text.empty();
     const bool hasFraction =
         !isWhole && text.front() == '.' && text.find_first_not_of("0123456789", 1) == std::string_view::npos;
-    return isWhole || hasFraction ? seconds : std::nullopt;
+    if (!isWhole && !hasFraction) {
+        return std::nullopt;
+    }
+    return seconds;
 }
 
 /// Cuts the first record off and gives its "KEY=VALUE".
@@ -129,8 +135,11 @@ private:
     }
 
     std::uint64_t size(std::string_view value) const {
-        const std::optional<std::uint64_t> size = parseDecimal(value);
-        return required(size && *size <= kLargestTarSize ? size : std::nullopt, "size", value);
+        std::optional<std::uint64_t> size = parseDecimal(value);
+        if (size > kLargestTarSize) {
+            size.reset();
+        }
+        return required(size, "size", value);
     }
 
     template <typename Number>

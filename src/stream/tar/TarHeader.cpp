@@ -151,8 +151,11 @@ TarHeader parseTarHeader(std::string_view block, const Place& place) {
         failField(kName, {}, place);  // some readers take it for the end of the archive
     }
     if (magic == kPosixMagic && block[kPrefix.offset] != '\0') {
-        const std::string prefix = textIn(kPrefix, block, place);
-        header.path.insert(0, prefix + (prefix.back() == '/' ? "" : "/"));
+        std::string prefix = textIn(kPrefix, block, place);
+        if (prefix.back() != '/') {
+            prefix += '/';
+        }
+        header.path.insert(0, prefix);
     }
     if (magic == kGnuMagic) {
         checkNoSparseMap(block, place);

@@ -51,8 +51,10 @@ std::optional<std::int64_t> parseOctal(std::string_view field) noexcept {
 }
 
 std::optional<std::int64_t> parseTarNumber(std::string_view field) noexcept {
-    const bool isBase256 = firstOf(field) == kPositiveMark || firstOf(field) == kNegativeMark;
-    return isBase256 ? parseBase256(field) : parseOctal(field);
+    if (firstOf(field) == kPositiveMark || firstOf(field) == kNegativeMark) {
+        return parseBase256(field);
+    }
+    return parseOctal(field);
 }
 
 void formatTarNumber(std::int64_t number, char* field, std::size_t size) noexcept {

@@ -13,6 +13,14 @@ constexpr std::string_view kOtherExtensions = "AXgVMND";
 
 constexpr char kSparseFile = 'S';
 
+/// The size in the header of anything else counts blocks to skip, not contents.
+std::uint64_t contentBytes(const TarHeader& header, EntryType type) {
+    if (type != EntryType::file) {
+        return 0;
+    }
+    return header.size;
+}
+
 EntryType typeOf(const TarHeader& header) {
     switch (header.type) {
         case '0':
@@ -47,7 +55,7 @@ void describe(TarHeader header, EntryType type, Entry& entry) {
         entry.linkTarget = std::move(header.link);
     }
     entry.mode = header.mode;
-    entry.size = type == EntryType::file ? header.size : 0;
+    entry.size = contentBytes(header, type);
     entry.mtime = header.mtime;
     entry.uid = header.uid;
     entry.gid = header.gid;
@@ -152,7 +160,7 @@ void TarReader::begin(TarHeader header, const TarExtensions& extensions, Entry& 
     extensions.applyTo(header, place_);
     const EntryType type = typeOf(header);
     checkEntry(header, type, extensions);
-    contentsLeft_ = type == EntryType::file ? header.size : 0;
+    contentsLeft_ = contentBytes(header, type);
     restLeft_ = paddedToBlocks(header.size) - contentsLeft_;
     describe(std::move(header), type, entry);
 }

@@ -34,7 +34,9 @@ TarHeader headerOf(const Entry& entry) {
     header.mode = entry.mode & 07777U;
     header.uid = entry.uid;
     header.gid = entry.gid;
-    header.size = entry.type == EntryType::file ? entry.size : 0;
+    if (entry.type == EntryType::file) {
+        header.size = entry.size;
+    }
     header.mtime = entry.mtime;
     header.owner = entry.owner;
     header.group = entry.group;

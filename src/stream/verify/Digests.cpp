@@ -31,15 +31,21 @@ Digests::Digests(const std::vector<Md5sum>& sums, Place control, Place payload)
 
 void Digests::list(const Md5sum& sum) {
     std::string plain = plainPath(sum.path);
-    const bool stands = plain == sum.path;
-    listed_.push_back({stands ? sum.path : respelled_.emplace_back(std::move(plain)), sum.digest, false});
+    std::string_view path = sum.path;
+    if (plain != path) {
+        path = respelled_.emplace_back(std::move(plain));
+    }
+    listed_.push_back({path, sum.digest, false});
 }
 
 Digests::Listed* Digests::find(std::string_view path) {
     const auto found =
         std::lower_bound(listed_.begin(), listed_.end(), path,
                          [](const Listed& listed, std::string_view wanted) { return listed.path < wanted; });
-    return found != listed_.end() && found->path == path ? &*found : nullptr;
+    if (found == listed_.end() || found->path != path) {
+        return nullptr;
+    }
+    return &*found;
 }
 
 void Digests::takeFile(const Entry& entry, const std::string& path, const std::string& digest,

@@ -111,7 +111,10 @@ std::string PayloadCheck::readAll(bool digest) {
             sum.update(bytes.data(), bytes.size());
         }
     }
-    return digest ? sum.hexDigest() : std::string();
+    if (!digest) {
+        return {};
+    }
+    return sum.hexDigest();
 }
 
 }  // namespace bex::stream

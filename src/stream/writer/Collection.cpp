@@ -9,7 +9,10 @@ std::optional<std::int64_t> SourceEntry::time() const noexcept {
     if (given != nullptr) {
         return given->mtime;
     }
-    return hasTime ? std::optional(mtime) : std::nullopt;
+    if (!hasTime) {
+        return std::nullopt;
+    }
+    return mtime;
 }
 
 std::uint32_t Collection::addOrigin(Origin origin) {
@@ -19,14 +22,20 @@ std::uint32_t Collection::addOrigin(Origin origin) {
 
 std::string_view Collection::relativePath(const SourceEntry& entry) const noexcept {
     const std::string& prefix = origins[entry.origin].prefix;
-    const std::string_view path = entry.path;
-    return prefix.empty() ? path : path.substr(std::min(prefix.size() + 1, path.size()));
+    std::string_view path = entry.path;
+    if (!prefix.empty()) {
+        path.remove_prefix(std::min(prefix.size() + 1, path.size()));  // the tree's root is the prefix alone
+    }
+    return path;
 }
 
 std::string Collection::sourcePath(const SourceEntry& entry) const {
     const Origin& origin = origins[entry.origin];
     std::string path = origin.source;
-    const std::string_view relative = origin.singleFile ? std::string_view() : relativePath(entry);
+    if (origin.singleFile) {
+        return path;
+    }
+    const std::string_view relative = relativePath(entry);
     if (!relative.empty()) {
         if (path.back() != '/') {
             path += '/';
@@ -40,7 +49,10 @@ std::string Collection::sourceName(const SourceEntry& entry) const {
     if (entry.isFromDisk) {
         return sourcePath(entry);
     }
-    return entry.origin == SourceEntry::kNoOrigin ? "what was added from memory" : origins[entry.origin].source;
+    if (entry.origin == SourceEntry::kNoOrigin) {
+        return "what was added from memory";
+    }
+    return origins[entry.origin].source;
 }
 
 Rollback::~Rollback() {

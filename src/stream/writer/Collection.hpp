@@ -17,6 +17,7 @@
 #include "bex/stream/ContentReader.hpp"
 #include "bex/stream/ControlParagraph.hpp"
 #include "bex/stream/Entry.hpp"
+#include "bex/stream/Pattern.hpp"
 
 namespace bex::stream {
 
@@ -58,8 +59,8 @@ struct Origin {
 };
 
 struct ModeRule {
-    std::string pattern;
-    std::uint32_t mode = 0;
+    Pattern pattern;
+    std::uint32_t mode;
 };
 
 /// All that a package is to be made from.

@@ -31,8 +31,11 @@ const char* differenceOf(const SourceEntry& file, off_t offset, const struct sta
     }
     const auto size = static_cast<std::uint64_t>(now.st_size);
     const std::uint64_t listed = static_cast<std::uint64_t>(offset) + file.size;
-    if (size != listed) {
-        return size < listed ? "shrank after it was listed" : "grew after it was listed";
+    if (size < listed) {
+        return "shrank after it was listed";
+    }
+    if (size > listed) {
+        return "grew after it was listed";
     }
     // guard: sources with another time
     if (!sameTime(now.st_mtim, {file.mtime, static_cast<long>(file.mtimeNanoseconds)})) {
@@ -41,7 +44,10 @@ const char* differenceOf(const SourceEntry& file, off_t offset, const struct sta
     if ((now.st_mode & 07777) != file.mode) {
         return "changed its mode after it was listed";
     }
-    return now.st_uid != file.uid || now.st_gid != file.gid ? "changed its owner after it was listed" : nullptr;
+    if (now.st_uid != file.uid || now.st_gid != file.gid) {
+        return "changed its owner after it was listed";
+    }
+    return nullptr;
 }
 
 }  // namespace
@@ -97,9 +103,11 @@ Descriptor FileReader::open(const SourceEntry& file) {
     // A FIFO that took the file's place must not block the open.
     constexpr int flags = O_RDONLY | O_NONBLOCK | O_CLOEXEC;
     const Origin& origin = collection_.origins[file.origin];
-    // A single file may be named by a symlink: device and inode tell whether it still leads to what was listed.
-    return origin.singleFile ? Descriptor(system_.openat(AT_FDCWD, origin.source.c_str(), flags, 0), system_)
-                             : openLongPath(system_, treeOf(file), collection_.relativePath(file), flags);
+    if (origin.singleFile) {
+        // It may be named by a symlink: device and inode show whether that still leads to what was listed.
+        return {system_.openat(AT_FDCWD, origin.source.c_str(), flags, 0), system_};
+    }
+    return openLongPath(system_, treeOf(file), collection_.relativePath(file), flags);
 }
 
 void FileReader::readFromDisk(const SourceEntry& file, const Consumer& consume, Md5* sum) {

@@ -6,6 +6,7 @@
 #include "bex/stream/Limits.hpp"
 #include "stream/base/Place.hpp"
 #include "stream/reader/PackageStream.hpp"
+#include "stream/tar/TarHeader.hpp"
 
 namespace bex::stream {
 
@@ -13,25 +14,22 @@ namespace {
 
 // dpkg unpacks every entry beside its place, under its name with ".dpkg-new" or ".dpkg-tmp" after it.
 constexpr std::size_t kLongestDpkgName = 255 - 9;
-constexpr std::uint64_t kTarBlockBytes = 512;
 
 std::string_view lastComponent(const std::string& stored) {
     std::string_view path = stored;
-    path.remove_suffix(path.back() == '/' ? 1 : 0);
+    if (path.back() == '/') {
+        path.remove_suffix(1);
+    }
     return path.substr(path.rfind('/') + 1);
-}
-
-std::uint64_t blocksOf(std::uint64_t bytes) {
-    return (bytes + kTarBlockBytes - 1) / kTarBlockBytes;
 }
 
 /// As it is in tar, at least: headers of long names are not counted.
 std::uint64_t tarBytesOf(const std::map<std::string, std::string>& files) {
-    std::uint64_t blocks = 1 + 2;  // the root, and the end of the archive
+    std::uint64_t bytes = (1 + 2) * kTarBlockBytes;  // the root, and the end of the archive
     for (const auto& [name, contents] : files) {
-        blocks += 1 + blocksOf(contents.size());
+        bytes += kTarBlockBytes + paddedToBlocks(contents.size());
     }
-    return blocks * kTarBlockBytes;
+    return bytes;
 }
 
 }  // namespace
@@ -71,8 +69,10 @@ void Notes::takePayload(std::uint64_t memberBytes, std::uint64_t tarBytes) {
 
 void Notes::takeControl(const std::map<std::string, std::string>& files) {
     const Limits limits;
-    const auto found = files.find("md5sums");
-    const std::uint64_t sums = found != files.end() ? found->second.size() : 0;
+    std::uint64_t sums = 0;
+    if (const auto found = files.find("md5sums"); found != files.end()) {
+        sums = found->second.size();
+    }
     if (sums > limits.md5sumsBytes) {
         add("", "limit", "md5sumsBytes",
             "readers refuse md5sums of more than " + std::to_string(limits.md5sumsBytes) +

@@ -25,8 +25,10 @@ std::string nameBy(int (*find)(Number, Record*, char*, std::size_t, Record**), N
         const int failure = find(number, &record, buffer.data(), buffer.size(), &found);
         if (failure == ERANGE && buffer.size() < kMostBytes) {
             buffer.resize(4 * buffer.size());
+        } else if (failure != 0 || found == nullptr) {
+            return "";
         } else {
-            return failure == 0 && found != nullptr ? found->*name : "";
+            return found->*name;
         }
     }
 }

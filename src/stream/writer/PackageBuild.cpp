@@ -1,7 +1,5 @@
 #include "stream/writer/PackageBuild.hpp"
 
-#include <algorithm>
-#include <iterator>
 #include <limits>
 #include <string_view>
 #include <utility>
@@ -9,8 +7,10 @@
 #include "stream/ar/ArWriter.hpp"
 #include "stream/ar/FormatVersion.hpp"
 #include "stream/base/Place.hpp"
+#include "stream/base/Text.hpp"
 #include "stream/base/WorkPool.hpp"
 #include "stream/control/Conffiles.hpp"
+#include "stream/control/FieldChecks.hpp"
 #include "stream/control/MaintainerScript.hpp"
 #include "stream/control/Triggers.hpp"
 #include "stream/reader/PackageStream.hpp"
@@ -26,21 +26,27 @@ namespace bex::stream {
 
 namespace {
 
-constexpr const char* kMandatoryFields[] = {"Package", "Version", "Architecture", "Maintainer", "Description"};
-
 /// Throws with all faults of the control paragraph.
 const Collection& requireSoundControl(const Collection& collection) {
     std::string faults;
     for (const std::string& fault : collection.control.faults()) {
-        faults += (faults.empty() ? "control: " : "\ncontrol: ") + fault;
+        appendPart(faults, "\n", "control: " + fault);
+    }
+    if (!missingFieldsOf(collection.control).empty()) {
+        Place("").fail(ErrorKind::invalidInput, "field-missing", faults);
     }
     if (!faults.empty()) {
-        const bool missing =
-            std::any_of(std::begin(kMandatoryFields), std::end(kMandatoryFields),
-                        [&](const char* name) { return collection.control.find(name) == nullptr; });
-        Place("").fail(ErrorKind::invalidInput, missing ? "field-missing" : "field", faults);
+        Place("").fail(ErrorKind::invalidInput, "field", faults);
     }
     return collection;
+}
+
+/// How often the contents are read.
+unsigned passesOf(const WriteOptions& options) {
+    if (options.check) {
+        return 2;
+    }
+    return 1;
 }
 
 /// The check reads what this very process wrote: whatever that asks for is meant.
@@ -79,7 +85,7 @@ PackageBuild::PackageBuild(const Collection& collection, const WriteOptions& opt
       system_(system),
       plan_(collection, options),
       reader_(collection, system),
-      meter_(options.progress, plan_.contentBytes() * (options.check ? 2 : 1)) {
+      meter_(options.progress, plan_.contentBytes() * passesOf(options)) {
     if (options.md5sums && collection.controlMembers.count("md5sums") != 0) {
         throw invalidInput("md5sums", "given as a control member; pass --no-md5sums to keep it");
     }

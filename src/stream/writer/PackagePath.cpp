@@ -5,6 +5,7 @@
 
 #include "bex/stream/Escape.hpp"
 #include "stream/base/Place.hpp"
+#include "stream/base/Text.hpp"
 
 namespace bex::stream {
 
@@ -14,13 +15,12 @@ namespace {
     throw invalidInput("", quotedName(std::string(given)) + ": " + reason);
 }
 
-bool hasParentComponent(std::string_view plain) {
-    return plain == ".." || plain.substr(0, 3) == "../" || plain.find("/../") != plain.npos ||
-           (plain.size() > 3 && plain.substr(plain.size() - 3) == "/..");
-}
-
+/// No path holds a NUL, so that nothing shares the rank of "/".
 unsigned rank(char c) noexcept {
-    return c == '/' ? 0 : static_cast<unsigned char>(c);
+    if (c == '/') {
+        return 0;
+    }
+    return static_cast<unsigned char>(c);
 }
 
 }  // namespace

@@ -11,7 +11,7 @@ namespace bex::stream {
 /// ".." and for a NUL or newline: the lists that package tools keep hold one path a line.
 std::string packagePath(std::string_view given);
 
-/// The same for what is no directory: "" and a final "/" are refused, too.
+/// The same for what is not a directory: "" and a final "/" are refused, too.
 std::string packageFilePath(std::string_view given);
 
 /// A plain path as the payload stores it: "./" before it, "/" behind a directory.

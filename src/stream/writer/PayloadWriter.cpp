@@ -9,7 +9,9 @@ namespace bex::stream {
 
 void PayloadWriter::write(Sink& out, bool md5sums) {
     wantsSums_ = md5sums;
-    md5sums_.reserve(wantsSums_ ? md5sumsBytes() : 0);  // growing would take as much again for a moment
+    if (wantsSums_) {
+        md5sums_.reserve(md5sumsBytes());  // growing would take as much again for a moment
+    }
     TarWriter tar(out);
     for (std::size_t i = 0; i < plan_.size(); ++i) {
         writeEntry(tar, i);
@@ -21,9 +23,9 @@ std::size_t PayloadWriter::md5sumsBytes() const {
     constexpr std::size_t besidePath = 32 + 2 + 1;  // digits, blanks, newline
     std::size_t bytes = 0;
     for (std::size_t i = 0; i < plan_.size(); ++i) {
-        const SourceEntry& source = plan_.source(i);
-        bytes +=
-            plan_.file(i).type == EntryType::file && !plan_.isConffile(i) ? source.path.size() + besidePath : 0;
+        if (plan_.file(i).type == EntryType::file && !plan_.isConffile(i)) {
+            bytes += plan_.source(i).path.size() + besidePath;
+        }
     }
     return bytes;
 }
@@ -39,7 +41,9 @@ void PayloadWriter::writeEntry(TarWriter& tar, std::size_t index) {
             reader_.checkName(name);
         }
         tar.begin(entry);
-        addSum(index, wantsSums_ ? linkedDigests_.at(*plan_.linkTo(index)) : "");
+        if (wantsSums_) {
+            addSum(index, linkedDigests_.at(*plan_.linkTo(index)));
+        }
     } else {
         tar.begin(entry);
     }
@@ -63,7 +67,7 @@ void PayloadWriter::writeContents(TarWriter& tar, std::size_t index, const std::
 }
 
 void PayloadWriter::addSum(std::size_t index, const std::string& digest) {
-    if (wantsSums_ && !plan_.isConffile(index)) {
+    if (!plan_.isConffile(index)) {
         md5sums_ += formatMd5sum({digest, plan_.source(index).path});
     }
 }

@@ -1,18 +1,16 @@
 #include "stream/writer/Plan.hpp"
 
 #include <algorithm>
-#include <charconv>
 #include <cstdlib>
-#include <cstring>
 #include <tuple>
 #include <utility>
 
 #include "bex/stream/Escape.hpp"
 #include "stream/base/Place.hpp"
+#include "stream/base/Text.hpp"
 #include "stream/tar/TarHeader.hpp"
 #include "stream/writer/Owners.hpp"
 #include "stream/writer/PackagePath.hpp"
-#include "stream/writer/Pattern.hpp"
 
 namespace bex::stream {
 
@@ -25,17 +23,20 @@ std::optional<std::int64_t> latestTimeOf(const WriteOptions& options) {
     if (options.latestTime.has_value() || text == nullptr) {
         return options.latestTime;
     }
-    std::int64_t time = 0;
-    const char* end = text + std::strlen(text);
-    const auto [stopped, failure] = std::from_chars(text, end, time);
-    if (failure != std::errc() || stopped != end) {
+    const auto time = parseWhole<std::int64_t>(text);
+    if (!time) {
         throw invalidInput("SOURCE_DATE_EPOCH", quotedName(text) + " is not a number of seconds");
     }
     return time;
 }
 
-std::uint64_t dividedUp(std::uint64_t bytes, std::uint64_t unit) noexcept {
-    return bytes / unit + (bytes % unit != 0 ? 1 : 0);
+/// As deb-substvars(5) counts a file or link: a begun KiB counts as a whole one.
+std::uint64_t wholeKiB(std::uint64_t bytes) noexcept {
+    std::uint64_t kibibytes = bytes / 1024;
+    if (bytes % 1024 != 0) {
+        ++kibibytes;
+    }
+    return kibibytes;
 }
 
 std::string shown(const SourceEntry& entry) {
@@ -211,7 +212,10 @@ const Plan::Planned* Plan::find(const std::string& path) const {
                                         [](const Planned& planned, const std::string& wanted) {
                                             return comesBefore(planned.source->path, wanted);
                                         });
-    return found != planned_.end() && found->source->path == path ? &*found : nullptr;
+    if (found == planned_.end() || found->source->path != path) {
+        return nullptr;
+    }
+    return &*found;
 }
 
 Plan::Planned* Plan::find(const std::string& path) {
@@ -240,8 +244,11 @@ std::uint16_t Plan::ownModeOf(const SourceEntry& file) const {
     if (file.type == EntryType::symlink) {
         return 0777;
     }
-    if (file.given != nullptr || !normalizeModes_ || !file.isFromDisk) {
-        return static_cast<std::uint16_t>(file.given != nullptr ? file.given->mode : file.mode);
+    if (file.given != nullptr) {
+        return static_cast<std::uint16_t>(file.given->mode);
+    }
+    if (!normalizeModes_ || !file.isFromDisk) {
+        return static_cast<std::uint16_t>(file.mode);
     }
     const bool executable = file.type == EntryType::directory || (file.mode & 0100) != 0;
     return static_cast<std::uint16_t>((file.mode & 06000U) | (executable ? 0755U : 0644U));
@@ -258,7 +265,6 @@ void Plan::setModes() {
 
 /// Every rule is tried on every path, so that one that matches nothing shows.
 void Plan::applyRules() {
-    const PlainLocale locale;
     std::vector<bool> used(collection_.modes.size());
     std::vector<std::size_t> last(planned_.size());  // number of the last rule that matches, from 1
     for (std::size_t i = 0; i < planned_.size(); ++i) {
@@ -268,7 +274,7 @@ void Plan::applyRules() {
         // One file has one mode: the last rule that matches any of its names. The first name comes first.
         std::size_t& rule = last[linkTo(i).value_or(i)];
         for (std::size_t number = 0; number < used.size(); ++number) {
-            if (matches(collection_.modes[number].pattern, source(i).path)) {
+            if (collection_.modes[number].pattern.matches(source(i).path)) {
                 used[number] = true;
                 rule = std::max(rule, number + 1);
             }
@@ -276,8 +282,8 @@ void Plan::applyRules() {
     }
     if (const auto unused = std::find(used.begin(), used.end(), false); unused != used.end()) {
         const ModeRule& rule = collection_.modes[static_cast<std::size_t>(unused - used.begin())];
-        throw invalidInput(
-            "", "the mode of " + quotedName(rule.pattern) + ": no file or directory of the package matches");
+        throw invalidInput("", "the mode of " + quotedName(rule.pattern.text()) +
+                                   ": no file or directory of the package matches");
     }
     for (std::size_t i = 0; i < planned_.size(); ++i) {
         if (const std::size_t rule = last[linkTo(i).value_or(i)]; rule != 0) {
@@ -292,8 +298,10 @@ std::int64_t Plan::storedTime(std::int64_t time) const noexcept {
 }
 
 std::optional<std::size_t> Plan::linkTo(std::size_t index) const noexcept {
-    const std::uint32_t target = planned_[index].linkTo;
-    return target == kNoLink ? std::nullopt : std::optional<std::size_t>(target);
+    if (planned_[index].linkTo == kNoLink) {
+        return std::nullopt;
+    }
+    return planned_[index].linkTo;
 }
 
 Entry Plan::entry(std::size_t index) const {
@@ -303,8 +311,7 @@ Entry Plan::entry(std::size_t index) const {
     entry.path = storedPath(path, from.type);
     entry.type = from.type;
     entry.mode = planned_[index].mode;
-    const auto time = from.time();
-    entry.mtime = time ? storedTime(*time) : newestTime_;
+    entry.mtime = storedTime(from.time().value_or(newestTime_));
     setOwner(from, entry);
     if (const auto target = linkTo(index)) {
         entry.type = EntryType::hardlink;
@@ -344,21 +351,22 @@ std::uint64_t Plan::contentBytes() const noexcept {
 }
 
 std::uint64_t Plan::leastTarBytes() const noexcept {
-    std::uint64_t blocks = size();
+    std::uint64_t bytes = size() * kTarBlockBytes;
     for (const Planned& planned : planned_) {
         if (planned.hasContents()) {
-            blocks += dividedUp(planned.file->size, kTarBlockBytes);
+            bytes += paddedToBlocks(planned.file->size);
         }
     }
-    return blocks * kTarBlockBytes;
+    return bytes;
 }
 
 std::uint64_t Plan::installedKiB() const noexcept {
     std::uint64_t sum = 0;
     for (const Planned& planned : planned_) {
-        const bool isDirectory = planned.file->type == EntryType::directory;
-        if (planned.linkTo == kNoLink) {
-            sum += isDirectory ? 1 : dividedUp(planned.file->size, 1024);
+        if (planned.file->type == EntryType::directory) {
+            ++sum;
+        } else if (planned.linkTo == kNoLink) {
+            sum += wholeKiB(planned.file->size);
         }
     }
     return sum;

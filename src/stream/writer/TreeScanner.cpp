@@ -16,7 +16,6 @@
 #include "stream/system/Descriptor.hpp"
 #include "stream/system/OpenLongPath.hpp"
 #include "stream/writer/PackagePath.hpp"
-#include "stream/writer/Pattern.hpp"
 
 namespace bex::stream {
 
@@ -89,10 +88,7 @@ struct TreeScanner::Found {
 };
 
 void TreeScanner::scanTree(const std::string& source, const TreeOptions& options) {
-    excluded_.clear();
-    for (const std::string& pattern : options.exclude) {
-        excluded_.push_back(plainPath(pattern));
-    }
+    excluded_ = std::vector<Pattern>(options.exclude.begin(), options.exclude.end());
     options_ = &options;
     Rollback rollback(collection_);
     walk(source);
@@ -155,12 +151,9 @@ void TreeScanner::fail(const SourceEntry& directory, const char* action, int err
 /// Patterns are tried before anything is asked of the disk, the filter after it.
 void TreeScanner::take(int directory, const SourceEntry& parent, const std::string& name) {
     const std::string relative = joined(collection_.relativePath(parent), name);
-    if (!excluded_.empty()) {
-        const PlainLocale locale;
-        if (std::any_of(excluded_.begin(), excluded_.end(),
-                        [&](const std::string& pattern) { return matches(pattern, relative); })) {
-            return;
-        }
+    if (std::any_of(excluded_.begin(), excluded_.end(),
+                    [&](const Pattern& pattern) { return pattern.matches(relative); })) {
+        return;
     }
     const std::string where = joined(collection_.sourcePath(parent), name);
     if (name.find('\n') != name.npos) {
@@ -190,11 +183,14 @@ bool TreeScanner::isWanted(const std::string& relative, const SourceEntry& entry
     shown.path = storedPath(relative, entry.type);
     shown.type = entry.type;
     shown.mode = entry.mode;
-    shown.size = entry.type == EntryType::file ? entry.size : 0;
     shown.mtime = entry.mtime;
     shown.uid = entry.uid;
     shown.gid = entry.gid;
-    shown.linkTarget = entry.type == EntryType::symlink ? *entry.data : "";
+    if (entry.type == EntryType::file) {
+        shown.size = entry.size;
+    } else if (entry.type == EntryType::symlink) {
+        shown.linkTarget = *entry.data;
+    }
     return options_->filter(shown);
 }
 

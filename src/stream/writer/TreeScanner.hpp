@@ -5,6 +5,7 @@
 #include <string_view>
 #include <vector>
 
+#include "bex/stream/Pattern.hpp"
 #include "bex/stream/TreeOptions.hpp"
 #include "stream/system/System.hpp"
 #include "stream/writer/Collection.hpp"
@@ -41,7 +42,7 @@ private:
 
     Collection& collection_;
     System& system_;
-    std::vector<std::string> excluded_;  ///< plain patterns
+    std::vector<Pattern> excluded_;
     const TreeOptions* options_ = nullptr;
 };
 
