@@ -267,6 +267,12 @@ void PackageWriter::setMode(const std::string& pattern, std::uint32_t mode) {
     contents_->collection.modes.push_back({Pattern(pattern), requireMode(mode, pattern)});
 }
 
+void PackageWriter::setOwner(const std::string& pattern, const Ownership& owner) {
+    requireOwner(owner.uid, owner.owner, pattern);
+    requireOwner(owner.gid, owner.group, pattern);
+    contents_->collection.owners.push_back({Pattern(pattern), owner});
+}
+
 void PackageWriter::addControlMember(const std::string& name, std::string contents) {
     const auto refuse = [&name](const char* fault) {
         throw invalidInput("", "control member " + quotedName(name) + ": " + fault);
@@ -283,7 +289,11 @@ void PackageWriter::addControlMember(const std::string& name, std::string conten
 }
 
 void PackageWriter::addConffile(const std::string& path) {
-    addOnce(contents_->collection.conffiles, packageFilePath(path));
+    contents_->collection.conffiles.push_back(packageFilePath(path));
+}
+
+void PackageWriter::addConffilesBelow(const std::string& path) {
+    contents_->collection.conffileTrees.push_back(packagePath(path));
 }
 
 void PackageWriter::addRemovedConffile(const std::string& path) {

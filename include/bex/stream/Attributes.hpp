@@ -20,4 +20,13 @@ struct Attributes {
     std::string group = "root";
 };
 
+/// Owner and group of an entry, each by number, at most 4294967294, and by name, at most 31 bytes. Readers prefer
+/// a name that their system knows; "" is no name.
+struct Ownership {
+    std::uint64_t uid = 0;
+    std::uint64_t gid = 0;
+    std::string owner = "root";
+    std::string group = "root";
+};
+
 }  // namespace bex::stream

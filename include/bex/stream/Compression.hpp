@@ -19,7 +19,7 @@ struct CompressionLevels {
     int usual;  ///< where none is asked for
 };
 
-/// What levels packages can be written with: gzip 0 to 12 (6), zstd 1 to 19 (3), xz 0 to 9 (6); 0 to 0 (0) where
+/// What levels packages can be written with: gzip 0 to 12 (6), zstd 1 to 22 (3), xz 0 to 9 (6); 0 to 0 (0) where
 /// there is nothing to choose.
 BEX_EXPORT CompressionLevels levelsOf(Compression compression) noexcept;
 

@@ -101,6 +101,10 @@ public:
     /// matches no file or directory.
     void setMode(const std::string& pattern, std::uint32_t mode);
 
+    /// Sets owner and group of every entry, symlinks too, whose path matches the pattern, in the same way. It wins
+    /// over attributes that are given and over WriteOptions::keepOwner.
+    void setOwner(const std::string& pattern, const Ownership& owner);
+
     /// A maintainer script ("preinst", "postinst", "prerm", "postrm", "config"), stored with mode 0755, or any
     /// further control member ("triggers", "shlibs", "templates", ...), stored with mode 0644.
     /// Throws StreamError (`invalidInput`) for a name that is given twice, that is not a plain file name, or that
@@ -110,6 +114,8 @@ public:
     /// Marks a file of the payload as configuration. write() refuses a path that is not a regular file of the
     /// payload.
     void addConffile(const std::string& path);
+    /// Marks every regular file of the payload at or below this path as configuration, whenever it is added.
+    void addConffilesBelow(const std::string& path);
     /// Marks a configuration file that earlier versions had and that dpkg is to remove (deb-conffiles(5),
     /// "remove-on-upgrade"). write() refuses a path that the payload has.
     void addRemovedConffile(const std::string& path);
@@ -120,7 +126,7 @@ public:
 
     /// What the payload will hold, in order, with final owners, modes and times. Cost: one sort of the entries.
     /// Throws StreamError (`invalidInput`) for what no package can hold: two sources of one path, a file where a
-    /// directory is needed, a hard link, a conffile or a mode's pattern without a file.
+    /// directory is needed, a hard link, a conffile or a pattern without a file.
     std::vector<Entry> plan(const WriteOptions& options = {}) const;
 
     /// Writes the package to `path`, which holds the old file until the new one is complete: the bytes go to an

@@ -19,7 +19,7 @@ Format formatOf(Compression compression) noexcept {
         case Compression::xz:
             return {".xz", "xz", {0, 9, 6}};
         case Compression::zstd:
-            return {".zst", "zstd", {1, 19, 3}};
+            return {".zst", "zstd", {1, 22, 3}};
         case Compression::bzip2:
             return {".bz2", "bzip2", {0, 0, 0}};
     }

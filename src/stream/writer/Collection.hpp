@@ -63,14 +63,21 @@ struct ModeRule {
     std::uint32_t mode;
 };
 
+struct OwnerRule {
+    Pattern pattern;
+    Ownership owner;
+};
+
 /// All that a package is to be made from.
 struct Collection {
     ControlParagraph control;
     std::deque<SourceEntry> entries;  ///< in the order they were added; addresses stay when more are added
     std::vector<Origin> origins;
     std::vector<ModeRule> modes;                        ///< a later one wins
+    std::vector<OwnerRule> owners;                      ///< a later one wins
     std::map<std::string, std::string> controlMembers;  ///< contents by name
-    std::vector<std::string> conffiles;                 ///< plain paths
+    std::vector<std::string> conffiles;                 ///< plain paths, some of them perhaps twice
+    std::vector<std::string> conffileTrees;             ///< plain paths at or below which every file is a conffile
     std::vector<std::string> removedConffiles;          ///< plain paths of what the package no longer has
 
     /// Adds the origin and returns its index.

@@ -231,8 +231,8 @@ std::string PackageBuild::memberName(const char* stem) const {
 void PackageBuild::makeControlFiles(std::string md5sums) {
     controlFiles_ = collection_.controlMembers;
     controlFiles_.emplace("control", controlText());
-    if (!collection_.conffiles.empty() || !collection_.removedConffiles.empty()) {
-        controlFiles_.emplace("conffiles", conffiles());
+    if (std::string text = conffiles(); !text.empty()) {
+        controlFiles_.emplace("conffiles", std::move(text));
     }
     if (options_.md5sums) {
         controlFiles_.emplace("md5sums", std::move(md5sums));
@@ -249,8 +249,8 @@ std::string PackageBuild::controlText() const {
 
 std::string PackageBuild::conffiles() const {
     std::string text;
-    for (const std::string& path : collection_.conffiles) {
-        text += "/" + path + "\n";
+    for (const std::size_t index : plan_.conffiles()) {
+        text += "/" + plan_.source(index).path + "\n";
     }
     for (const std::string& path : collection_.removedConffiles) {
         text += "remove-on-upgrade /" + path + "\n";

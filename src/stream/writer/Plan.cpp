@@ -39,6 +39,15 @@ std::uint64_t wholeKiB(std::uint64_t bytes) noexcept {
     return kibibytes;
 }
 
+/// Works for Attributes and for Ownership.
+template <typename Owner>
+void take(const Owner& owner, Entry& entry) {
+    entry.uid = owner.uid;
+    entry.gid = owner.gid;
+    entry.owner = owner.owner;
+    entry.group = owner.group;
+}
+
 std::string shown(const SourceEntry& entry) {
     return escapeForDisplay(storedPath(entry.path, entry.type));
 }
@@ -65,6 +74,7 @@ Plan::Plan(const Collection& collection, const WriteOptions& options)
     collectOwners();
     markConffiles();
     setModes();
+    setOwners();
 }
 
 void Plan::arrange(const std::vector<const SourceEntry*>& sorted) {
@@ -218,25 +228,35 @@ const Plan::Planned* Plan::find(const std::string& path) const {
     return &*found;
 }
 
-Plan::Planned* Plan::find(const std::string& path) {
-    return const_cast<Planned*>(std::as_const(*this).find(path));
-}
-
 void Plan::markConffiles() {
     const auto refuse = [](const std::string& path, const char* reason) {
         throw invalidInput("conffiles", quotedName('/' + path) + ' ' + reason);
     };
     for (const std::string& path : collection_.conffiles) {
-        Planned* file = find(path);
+        const Planned* file = find(path);
         if (file == nullptr || file->file->type != EntryType::file) {
             refuse(path, "is not a regular file of the package");
         }
-        file->conffile = true;
+        markConffile(static_cast<std::size_t>(file - planned_.data()));
+    }
+    for (const std::string& tree : collection_.conffileTrees) {
+        for (std::size_t i = 0; i < planned_.size(); ++i) {
+            if (file(i).type == EntryType::file && isWithin(source(i).path, tree)) {
+                markConffile(i);
+            }
+        }
     }
     for (const std::string& path : collection_.removedConffiles) {
         if (find(path) != nullptr) {
             refuse(path, "is to be removed on upgrade, but the package has it");
         }
+    }
+}
+
+void Plan::markConffile(std::size_t index) {
+    if (!planned_[index].conffile) {
+        planned_[index].conffile = true;
+        conffiles_.push_back(index);
     }
 }
 
@@ -258,38 +278,46 @@ void Plan::setModes() {
     for (Planned& planned : planned_) {
         planned.mode = ownModeOf(*planned.file);
     }
-    if (!collection_.modes.empty()) {
-        applyRules();
+    const std::vector<std::size_t> last = lastMatches(collection_.modes, {"mode", "file or directory", false});
+    for (std::size_t i = 0; i < last.size(); ++i) {
+        if (const std::size_t rule = last[linkTo(i).value_or(i)]; rule != 0) {
+            planned_[i].mode = static_cast<std::uint16_t>(collection_.modes[rule - 1].mode);
+        }
     }
 }
 
-/// Every rule is tried on every path, so that one that matches nothing shows.
-void Plan::applyRules() {
-    std::vector<bool> used(collection_.modes.size());
-    std::vector<std::size_t> last(planned_.size());  // number of the last rule that matches, from 1
+void Plan::setOwners() {
+    ownerRules_ = lastMatches(collection_.owners, {"owner", "entry", true});
+}
+
+/// The number, from 1, of the last rule that matches each entry; nothing where there are no rules. Every rule is
+/// tried on every path, so that one that matches nothing shows. One file has one mode and one owner: the names of
+/// a file count for the first of them, which comes first.
+template <typename Rule>
+std::vector<std::size_t> Plan::lastMatches(const std::vector<Rule>& rules, const RuleKind& kind) const {
+    if (rules.empty()) {
+        return {};
+    }
+    std::vector<bool> used(rules.size());
+    std::vector<std::size_t> last(planned_.size());
     for (std::size_t i = 0; i < planned_.size(); ++i) {
-        if (file(i).type == EntryType::symlink) {
+        if (!kind.forSymlinks && file(i).type == EntryType::symlink) {
             continue;
         }
-        // One file has one mode: the last rule that matches any of its names. The first name comes first.
         std::size_t& rule = last[linkTo(i).value_or(i)];
-        for (std::size_t number = 0; number < used.size(); ++number) {
-            if (collection_.modes[number].pattern.matches(source(i).path)) {
+        for (std::size_t number = 0; number < rules.size(); ++number) {
+            if (rules[number].pattern.matches(source(i).path)) {
                 used[number] = true;
                 rule = std::max(rule, number + 1);
             }
         }
     }
     if (const auto unused = std::find(used.begin(), used.end(), false); unused != used.end()) {
-        const ModeRule& rule = collection_.modes[static_cast<std::size_t>(unused - used.begin())];
-        throw invalidInput("", "the mode of " + quotedName(rule.pattern.text()) +
-                                   ": no file or directory of the package matches");
+        const Rule& rule = rules[static_cast<std::size_t>(unused - used.begin())];
+        throw invalidInput("", std::string("the ") + kind.sets + " of " + quotedName(rule.pattern.text()) +
+                                   ": no " + kind.matches + " of the package matches");
     }
-    for (std::size_t i = 0; i < planned_.size(); ++i) {
-        if (const std::size_t rule = last[linkTo(i).value_or(i)]; rule != 0) {
-            planned_[i].mode = static_cast<std::uint16_t>(collection_.modes[rule - 1].mode);
-        }
-    }
+    return last;
 }
 
 /// Meant: times before 1970 and after 2242 are set to the nearest that every reader of tar and ar takes.
@@ -312,7 +340,7 @@ Entry Plan::entry(std::size_t index) const {
     entry.type = from.type;
     entry.mode = planned_[index].mode;
     entry.mtime = storedTime(from.time().value_or(newestTime_));
-    setOwner(from, entry);
+    setOwner(index, entry);
     if (const auto target = linkTo(index)) {
         entry.type = EntryType::hardlink;
         entry.linkTarget = storedPath(source(*target).path, EntryType::file);
@@ -324,19 +352,17 @@ Entry Plan::entry(std::size_t index) const {
     return entry;
 }
 
-void Plan::setOwner(const SourceEntry& file, Entry& entry) const {
+void Plan::setOwner(std::size_t index, Entry& entry) const {
+    const SourceEntry& from = file(index);
+    const std::size_t rule = ownerRules_.empty() ? 0 : ownerRules_[linkTo(index).value_or(index)];
     entry.owner = "root";
     entry.group = "root";
-    if (file.given != nullptr) {
-        entry.uid = file.given->uid;
-        entry.gid = file.given->gid;
-        entry.owner = file.given->owner;
-        entry.group = file.given->group;
-    } else if (keepOwner_ && file.isFromDisk) {
-        entry.uid = file.uid;
-        entry.gid = file.gid;
-        entry.owner = users_.at(file.uid);
-        entry.group = groups_.at(file.gid);
+    if (rule != 0) {
+        take(collection_.owners[rule - 1].owner, entry);
+    } else if (from.given != nullptr) {
+        take(*from.given, entry);
+    } else if (keepOwner_ && from.isFromDisk) {
+        take(Ownership{from.uid, from.gid, users_.at(from.uid), groups_.at(from.gid)}, entry);
     }
 }
 

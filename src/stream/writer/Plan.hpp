@@ -22,10 +22,10 @@ namespace bex::stream {
 class Plan {
 public:
     /// `collection` must outlive this, unchanged; keepOwner, normalizeModes and latestTime of the options count.
-    /// Cost: one sort, and one match for each entry and mode's pattern. Throws StreamError (`invalidInput`) for
-    /// two sources of one path, for a file where a directory is needed, for a hard link or a conffile without a
-    /// file of the payload, for a mode's pattern that matches nothing and for a SOURCE_DATE_EPOCH that is not a
-    /// number.
+    /// Cost: one sort, and one match for each entry and pattern of a mode or owner. Throws StreamError
+    /// (`invalidInput`) for two sources of one path, for a file where a directory is needed, for a hard link or a
+    /// conffile without a file of the payload, for a pattern that matches nothing and for a SOURCE_DATE_EPOCH that
+    /// is not a number.
     Plan(const Collection& collection, const WriteOptions& options);
     Plan(const Plan&) = delete;
     Plan& operator=(const Plan&) = delete;
@@ -41,6 +41,8 @@ public:
     /// Whether further names follow that link to this file.
     bool hasLinks(std::size_t index) const noexcept { return planned_[index].hasLinks; }
     bool isConffile(std::size_t index) const noexcept { return planned_[index].conffile; }
+    /// The indexes of all conffiles, those that were named first.
+    const std::vector<std::size_t>& conffiles() const noexcept { return conffiles_; }
     /// As it will be stored.
     Entry entry(std::size_t index) const;
 
@@ -56,6 +58,13 @@ public:
 private:
     using Index = std::uint32_t;
     static constexpr Index kNoLink = std::numeric_limits<Index>::max();
+
+    /// What a list of rules sets, on what, in words for messages.
+    struct RuleKind {
+        const char* sets;
+        const char* matches;
+        bool forSymlinks;
+    };
 
     struct Planned {
         explicit Planned(const SourceEntry& entry) : source(&entry), file(&entry) {}
@@ -81,13 +90,15 @@ private:
     void chooseTimes();
     void collectOwners();
     void markConffiles();
+    void markConffile(std::size_t index);
     void setModes();
-    void applyRules();
+    void setOwners();
+    template <typename Rule>
+    std::vector<std::size_t> lastMatches(const std::vector<Rule>& rules, const RuleKind& kind) const;
     std::uint16_t ownModeOf(const SourceEntry& file) const;
-    Planned* find(const std::string& path);
     const Planned* find(const std::string& path) const;
     std::int64_t storedTime(std::int64_t time) const noexcept;
-    void setOwner(const SourceEntry& file, Entry& entry) const;
+    void setOwner(std::size_t index, Entry& entry) const;
 
     const Collection& collection_;
     const bool keepOwner_;
@@ -97,6 +108,8 @@ private:
     std::vector<Planned> planned_;
     std::map<uid_t, std::string> users_;
     std::map<gid_t, std::string> groups_;
+    std::vector<std::size_t> conffiles_;
+    std::vector<std::size_t> ownerRules_;  ///< number of each entry's owner rule, from 1; empty without rules
     std::int64_t newestTime_ = 0;
 };
 

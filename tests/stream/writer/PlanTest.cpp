@@ -224,5 +224,24 @@ TEST(Plan, OwnersAreRootUnlessKept) {
     }
 }
 
+TEST(Plan, OwnersByRuleWinOverAllOthersAndAFileHasOne) {
+    PackageWriter writer;
+    writer.addBytes("", "a/file", {0644, {}, 3, 3, "given", "given"});
+    writer.addHardlink("a/file", "b/link");
+    writer.addSymlink("x", "a/symlink");
+    writer.setOwner("/a", {1, 2, "site", ""});
+    writer.setOwner("b/link", {0, 7, "last", "games"});
+    writer.setOwner("a/[sf]*", {});
+    std::vector<std::string> lines;
+    for (const stream::Entry& entry : writer.plan()) {
+        lines.push_back(entry.path + ' ' + std::to_string(entry.uid) + ':' + std::to_string(entry.gid) + ' ' +
+                        entry.owner + ':' + entry.group);
+    }
+    EXPECT_THAT(lines, ElementsAre("./ 0:0 root:root", "./a/ 1:2 site:", "./a/file 0:0 root:root",
+                                   "./a/symlink 0:0 root:root", "./b/ 0:0 root:root", "./b/link 0:0 root:root"));
+    writer.setOwner("a/file", {9, 9, "", ""});
+    EXPECT_EQ(writer.plan().back().uid, 9U);
+}
+
 }  // namespace
 }  // namespace bex::test
