@@ -4,8 +4,11 @@ _bex_options() {
     local common="--json --quiet --verbose --threads --color --progress --limit --help"
     case $1 in
         build) echo "$common --control --field --name --version --arch --description --maintainer --depends" \
-            "--section --priority --prefix --add --stdin --mode --script --conffile --keep-owner --normalize-modes" \
-            "--skip-special --compression --level --no-md5sums --dry-run --check" ;;
+            "--pre-depends --recommends --suggests --enhances --breaks --conflicts --replaces --provides --section" \
+            "--priority --homepage --multi-arch --source --out --suffix --prefix --exclude --add --symlink --dir" \
+            "--stdin --mode --owner --keep-owner --normalize-modes --skip-special --script --preinst --postinst" \
+            "--prerm --postrm --config --templates --triggers --conffile --conffiles-below --compression --level" \
+            "--no-md5sums --dry-run --check" ;;
         list) echo "$common --long --tree --null --control" ;;
         cat) echo "$common --control" ;;
         extract) echo "$common --control --strip --keep --overwrite --same-owner --keep-setuid --dry-run" ;;
@@ -22,7 +25,7 @@ _bex_values() {
     case $1 in
         --color) echo "auto always never" ;;
         --progress) echo "auto json never" ;;
-        --compression) echo "gzip zstd xz none" ;;
+        --compression | -Z) echo "gzip zstd xz none" ;;
         --limit) echo "control-bytes= md5sums-bytes= name-bytes= header-bytes= expansion-ratio= expansion-free-bytes= xz-memory=" \
             "zstd-window-log= entries=" ;;
     esac

@@ -11,18 +11,24 @@ namespace bex::tool {
 
 /// What `bex build` was asked for.
 struct BuildArguments {
-    std::string tree;
-    std::string out;
+    std::string tree;  ///< "" for none
+    std::string out;   ///< as targetPath() takes it
+    std::string suffix = "bex";
     std::string controlFile;
     std::vector<std::string> fields;  ///< "Name=Value", in order
-    /// From --name, --version, ...: field and value, in the order of a control paragraph.
+    /// From --name, --version, ...: field and value, in the order of the command line.
     std::vector<std::pair<std::string, std::string>> namedFields;
     std::string prefix;
+    std::vector<std::string> exclusions;       ///< GLOB
     std::vector<std::string> additions;        ///< "SRC:DST"
+    std::vector<std::string> symlinks;         ///< "TARGET:PATH"
+    std::vector<std::string> directories;      ///< paths in the package
     std::optional<std::string> standardInput;  ///< path in the package
     std::vector<std::string> modes;            ///< "GLOB=0755"
+    std::vector<std::string> owners;           ///< "GLOB=USER:GROUP"
     std::vector<std::string> scripts;          ///< "NAME=FILE"
     std::vector<std::string> conffiles;
+    std::vector<std::string> conffileTrees;  ///< directories of which all files are conffiles
     stream::Compression compression = stream::Compression::gzip;
     std::optional<int> level;
     bool keepOwner = false;

@@ -1,12 +1,9 @@
-#include <filesystem>
 #include <memory>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "arguments/Choice.hpp"
 #include "arguments/LimitOption.hpp"
-#include "arguments/Number.hpp"
 #include "bex/stream/Escape.hpp"
 #include "bex/stream/PackageWriter.hpp"
 #include "output/Failure.hpp"
@@ -16,12 +13,12 @@
 #include "output/Text.hpp"
 #include "verbs/BuildArguments.hpp"
 #include "verbs/BuildInputs.hpp"
+#include "verbs/BuildOptions.hpp"
+#include "verbs/BuildTarget.hpp"
 #include "verbs/Verb.hpp"
 
 namespace bex::tool {
 
-namespace fs = std::filesystem;
-using stream::Compression;
 using stream::PackageWriter;
 using stream::WriteOptions;
 using stream::WriteResult;
@@ -37,29 +34,6 @@ public:
 private:
     Console& console_;
 };
-
-/// "NAME_VERSION_ARCHITECTURE.bex"; the epoch is left out, as in the names of Debian's archive.
-std::string defaultName(const stream::ControlParagraph& control) {
-    if (!control.faults().empty()) {
-        return "unnamed.bex";  // Nothing will get this name: the writer refuses the paragraph with all its faults.
-    }
-    const auto valueOf = [&](const char* name) {
-        const std::string* value = control.find(name);
-        return value != nullptr ? *value : std::string();
-    };
-    const std::string version = valueOf("Version");
-    return valueOf("Package") + "_" + version.substr(version.find(':') + 1) + "_" + valueOf("Architecture") +
-           ".bex";
-}
-
-/// "" for standard output.
-std::string targetPath(const std::string& out, const stream::ControlParagraph& control) {
-    if (out.empty() || out == "-") {
-        return out.empty() ? defaultName(control) : "";
-    }
-    std::error_code failure;
-    return fs::is_directory(out, failure) ? (fs::path(out) / defaultName(control)).string() : out;
-}
 
 /// A line of --dry-run.
 std::string lineOf(const stream::Entry& entry) {
@@ -182,12 +156,22 @@ void requireUsableOutput(const BuildArguments& arguments, const Context& context
     }
 }
 
+/// Without a tree a package may still have a name and a payload, or no payload at all.
+void requireSource(const BuildArguments& arguments) {
+    if (arguments.tree.empty() && arguments.controlFile.empty() && arguments.fields.empty() &&
+        arguments.namedFields.empty()) {
+        throw UsageError("TREE is missing, and no option says what to package");
+    }
+}
+
 ExitStatus runBuild(BuildArguments& arguments, Context& context) {
+    requireSource(arguments);
     requireUsableOutput(arguments, context);
     catchInterrupts();
     PackageWriter writer;
     fillControl(arguments, writer);
-    const std::string target = targetPath(arguments.out, writer.control());
+    settleArchitecture(writer.control());
+    const std::string target = targetPath(arguments.out, arguments.suffix, writer.control());
     addContents(arguments, target, writer, context);
     ProgressBar progress(context, "packing");
     WriteOptions options = writeOptions(arguments, context);
@@ -195,91 +179,11 @@ ExitStatus runBuild(BuildArguments& arguments, Context& context) {
     return arguments.dryRun ? pretend(writer, target, options, context) : write(writer, target, options, context);
 }
 
-void addFieldOptions(CLI::App& verb, BuildArguments& arguments) {
-    verb.add_option("--control", arguments.controlFile, "Control paragraph, instead of TREE/DEBIAN/control")
-        ->option_text("FILE");
-    verb.add_option("--field", arguments.fields, "Set a field")
-        ->option_text("NAME=VALUE")
-        ->allow_extra_args(false);
-    const std::pair<const char*, const char*> named[] = {
-        {"--name", "Package"},          {"--version", "Version"},
-        {"--arch", "Architecture"},     {"--description", "Description"},
-        {"--maintainer", "Maintainer"}, {"--depends", "Depends"},
-        {"--section", "Section"},       {"--priority", "Priority"}};
-    for (const auto& [option, field] : named) {
-        verb.add_option_function<std::string>(
-                option,
-                [&arguments, name = field](const std::string& value) {
-                    arguments.namedFields.emplace_back(name, value);
-                },
-                std::string("Set ") + field)
-            ->option_text("TEXT")
-            ->group("Set Package, Version, Architecture and so on");
-    }
-}
-
-void addPayloadOptions(CLI::App& verb, BuildArguments& arguments) {
-    verb.add_option("--prefix", arguments.prefix, "Place the tree below this directory of the package")
-        ->option_text("DIR");
-    verb.add_option("--add", arguments.additions, "Add a file or directory")
-        ->option_text("SRC:DST")
-        ->allow_extra_args(false);
-    verb.add_option("--stdin", arguments.standardInput, "Add standard input under this path")->option_text("DST");
-    verb.add_option("--mode", arguments.modes, "Set the mode of what matches")
-        ->option_text("GLOB=0755")
-        ->allow_extra_args(false);
-    verb.add_option("--script", arguments.scripts, "Add a maintainer script or other control member")
-        ->option_text("NAME=FILE")
-        ->allow_extra_args(false);
-    verb.add_option("--conffile", arguments.conffiles, "Mark a path as configuration")
-        ->option_text("PATH")
-        ->allow_extra_args(false);
-    constexpr const char* treeRow = "Keep owners, set modes 0755 and 0644, leave out devices";
-    verb.add_flag("--keep-owner", arguments.keepOwner, "Keep owners instead of root")->group(treeRow);
-    verb.add_flag("--normalize-modes", arguments.normalizeModes, "Modes 0755 and 0644")->group(treeRow);
-    verb.add_flag("--skip-special", arguments.skipSpecial, "Leave out special files")->group(treeRow);
-}
-
-/// "gzip 0-12 (6), zstd ..., none".
-std::string levelsText() {
-    std::string text;
-    for (const Compression kind : {Compression::gzip, Compression::zstd, Compression::xz}) {
-        const stream::CompressionLevels levels = stream::levelsOf(kind);
-        text += std::string(nameOf(kind)) + " " + std::to_string(levels.lowest) + "-" +
-                std::to_string(levels.highest) + " (" + std::to_string(levels.usual) + "), ";
-    }
-    return text + std::string(nameOf(Compression::none));
-}
-
-void addOutputOptions(CLI::App& verb, BuildArguments& arguments) {
-    const std::string compressionRow = levelsText();
-    addChoice<Compression>(verb, "--compression", "How to compress",
-                           {{"gzip", Compression::gzip},
-                            {"zstd", Compression::zstd},
-                            {"xz", Compression::xz},
-                            {"none", Compression::none}},
-                           [&arguments](Compression kind) { arguments.compression = kind; })
-        ->option_text("KIND")
-        ->group(compressionRow);
-    addNumber<int>(verb, "--level", "How hard to compress", [&arguments](int level) {
-        arguments.level = level;
-    })->group(compressionRow);
-    verb.add_flag("--no-md5sums", arguments.noMd5sums, "Make no md5sums");
-    CLI::Option* dryRun = verb.add_flag("--dry-run", arguments.dryRun, "Only list what would go in");
-    verb.add_flag("--check", arguments.check, "Read the result back and compare before it appears")
-        ->excludes(dryRun);
-}
-
 }  // namespace
 
 void addBuild(CLI::App* verb, Action& chosen) {
     const auto arguments = std::make_shared<BuildArguments>();
-    verb->add_option("TREE", arguments->tree, "The directory to package; DEBIAN in it is as for dpkg-deb")
-        ->required();
-    verb->add_option("OUT", arguments->out, "The package, or a directory for it; - is standard output");
-    addFieldOptions(*verb, *arguments);
-    addPayloadOptions(*verb, *arguments);
-    addOutputOptions(*verb, *arguments);
+    addBuildOptions(*verb, *arguments);
     verb->footer("Example: bex build site --prefix var/www --control site.control");
     onChosen(*verb, arguments, chosen, runBuild);
 }

@@ -12,6 +12,14 @@ namespace bex::tool {
 /// Throws StreamError or UsageError naming what cannot be used.
 void fillControl(const BuildArguments& arguments, stream::PackageWriter& writer);
 
+/// Gives the paragraph this machine's architecture where it has none. Throws UsageError, with Debian's word, for
+/// the name that another system has for an architecture.
+void settleArchitecture(stream::ControlParagraph& control);
+
+/// Adds what stands beside DEBIAN/control in the tree and what options name as control members, and prints a note
+/// for each that dpkg does not know. Throws as above.
+void addControlMembers(const BuildArguments& arguments, stream::PackageWriter& writer, Context& context);
+
 /// Adds payload and control members, and prints notes about what is left out or unknown. `target` is the path of
 /// the package: an earlier one that stands in the tree is not payload. Throws as above.
 void addContents(const BuildArguments& arguments, const std::string& target, stream::PackageWriter& writer,

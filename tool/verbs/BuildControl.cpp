@@ -1,0 +1,165 @@
+#include "verbs/BuildInputs.hpp"
+
+#include <dirent.h>
+
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <memory>
+#include <set>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "bex/stream/Architecture.hpp"
+#include "output/Failure.hpp"
+#include "verbs/ControlNames.hpp"
+#include "verbs/OptionValue.hpp"
+#include "verbs/TextFile.hpp"
+#include "verbs/TreeFilter.hpp"
+
+namespace bex::tool {
+
+namespace fs = std::filesystem;
+using stream::ErrorKind;
+using stream::PackageWriter;
+using stream::StreamError;
+
+namespace {
+
+/// Refuses a symlink and whatever is not a file: a tree describes itself and brings no file from elsewhere on the
+/// machine into a package.
+void requireFileItself(const std::string& path) {
+    if (fs::symlink_status(path).type() != fs::file_type::regular) {
+        throw unusable(path, "is not a regular file");
+    }
+}
+
+/// NAME and FILE of each --script.
+std::vector<std::pair<std::string, std::string>> namedScripts(const BuildArguments& arguments) {
+    std::vector<std::pair<std::string, std::string>> scripts;
+    for (const auto& script : arguments.scripts) {
+        scripts.push_back(split(script, script.find('='), "--script", "NAME=FILE"));
+    }
+    return scripts;
+}
+
+/// Whether the tree has a directory that describes the package. Anything else of that name would be lost in
+/// silence, since it is not payload either.
+bool hasControlDirectory(const std::string& tree) {
+    const fs::path path = fs::path(tree) / kControlDirectory;
+    const fs::file_status status = fs::symlink_status(path);
+    if (fs::exists(status) && !fs::is_directory(status)) {
+        throw unusable(path.string(), "is not a directory");
+    }
+    return fs::is_directory(status);
+}
+
+/// The names in a directory, in an order that does not depend on the file system. Not by the standard library's
+/// iterator: that ends the process where there is no memory, and names nothing where a name can't be read.
+std::set<std::string> namesIn(const std::string& directory) {
+    const auto requireGood = [&directory](bool good) {
+        if (!good) {
+            throw unusable(directory, std::strerror(errno));
+        }
+    };
+    const std::unique_ptr<DIR, int (*)(DIR*)> names(opendir(directory.c_str()), closedir);
+    requireGood(names != nullptr);
+    std::set<std::string> found;
+    errno = 0;
+    while (const dirent* item = readdir(names.get())) {
+        found.insert(item->d_name);
+        errno = 0;
+    }
+    requireGood(errno == 0);
+    found.erase(".");
+    found.erase("..");
+    return found;
+}
+
+void addMember(const std::string& name, std::string contents, PackageWriter& writer, Context& context) {
+    writer.addControlMember(name, std::move(contents));
+    noteUnknownMember(name, context.console);
+}
+
+/// What stands beside DEBIAN/control: scripts, conffiles, triggers and whatever else dpkg-deb would package. What
+/// an option names, or is made elsewhere, is left out, and so is what an editor left behind.
+void addControlDirectory(const BuildArguments& arguments, PackageWriter& writer, Context& context) {
+    const fs::path directory = fs::path(arguments.tree) / kControlDirectory;
+    std::set<std::string> elsewhere = {"control"};
+    if (!arguments.noMd5sums) {
+        elsewhere.insert("md5sums");
+    }
+    for (const auto& [name, file] : namedScripts(arguments)) {
+        elsewhere.insert(name);
+    }
+    for (const auto& name : namesIn(directory.string())) {
+        if (elsewhere.count(name) > 0 || isLeftover(name)) {
+            continue;
+        }
+        const std::string path = (directory / name).string();
+        requireFileItself(path);
+        if (name == "conffiles") {
+            writer.addConffiles(readFile(path));
+        } else {
+            addMember(name, readFile(path), writer, context);
+        }
+    }
+}
+
+stream::ControlParagraph parseControl(const std::string& path) {
+    const std::string text = readFile(path);
+    try {
+        return stream::ControlParagraph::parse(text, path);
+    } catch (const StreamError& e) {
+        stream::ErrorRecord record = e.record();
+        record.kind = ErrorKind::invalidInput;  // no package is damaged, the input is wrong
+        throw StreamError(std::move(record));
+    }
+}
+
+}  // namespace
+
+void fillControl(const BuildArguments& arguments, PackageWriter& writer) {
+    const fs::path inTree = fs::path(arguments.tree) / kControlDirectory / "control";
+    std::string path = arguments.controlFile;
+    if (path.empty() && !arguments.tree.empty() && hasControlDirectory(arguments.tree) &&
+        fs::exists(fs::symlink_status(inTree))) {
+        path = inTree.string();
+        requireFileItself(path);
+    }
+    if (!path.empty()) {
+        writer.control() = parseControl(path);
+    }
+    for (const auto& [name, value] : arguments.namedFields) {
+        writer.control().set(name, value);
+    }
+    for (const auto& field : arguments.fields) {
+        const auto [name, value] = split(field, field.find('='), "--field", "NAME=VALUE");
+        writer.control().set(name, value);
+    }
+}
+
+void settleArchitecture(stream::ControlParagraph& control) {
+    const std::string* given = control.find("Architecture");
+    const std::string_view native = stream::nativeArchitecture();
+    if (given == nullptr && !native.empty()) {
+        control.set("Architecture", native);
+        return;
+    }
+    const std::string_view word = given != nullptr ? stream::debianArchitecture(*given) : "";
+    if (!word.empty()) {
+        throw UsageError("Architecture " + *given + ": Debian's word for it is " + std::string(word));
+    }
+}
+
+void addControlMembers(const BuildArguments& arguments, PackageWriter& writer, Context& context) {
+    if (!arguments.tree.empty() && hasControlDirectory(arguments.tree)) {
+        addControlDirectory(arguments, writer, context);
+    }
+    for (const auto& [name, path] : namedScripts(arguments)) {
+        addMember(name, readFile(path), writer, context);
+    }
+}
+
+}  // namespace bex::tool

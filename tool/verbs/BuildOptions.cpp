@@ -1,0 +1,147 @@
+#include "verbs/BuildOptions.hpp"
+
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "arguments/Choice.hpp"
+#include "arguments/Number.hpp"
+
+namespace bex::tool {
+
+using stream::Compression;
+
+namespace {
+
+CLI::Option* addList(CLI::App& verb, const char* name, std::vector<std::string>& values, const char* form,
+                     const char* description) {
+    return verb.add_option(name, values, description)->option_text(form)->allow_extra_args(false);
+}
+
+void addPlaces(CLI::App& verb, BuildArguments& arguments) {
+    verb.add_option("TREE", arguments.tree, "The directory to package; DEBIAN in it is as for dpkg-deb");
+    CLI::Option* out =
+        verb.add_option("OUT", arguments.out,
+                        "The package, or a directory for it; - is standard output; {name}, {version} and {arch}");
+    verb.add_option("-o,--out", arguments.out, "OUT, where there is no TREE")->option_text("OUT")->excludes(out);
+    verb.add_option("--suffix", arguments.suffix, "How the package's usual name ends (bex)")->option_text("WORD");
+}
+
+void addFieldOptions(CLI::App& verb, BuildArguments& arguments) {
+    verb.add_option("--control", arguments.controlFile, "Control paragraph, instead of TREE/DEBIAN/control")
+        ->option_text("FILE");
+    addList(verb, "--field", arguments.fields, "NAME=VALUE", "Set a field");
+    const std::pair<const char*, const char*> named[] = {{"--name", "Package"},
+                                                         {"--version", "Version"},
+                                                         {"--arch", "Architecture"},
+                                                         {"--description", "Description"},
+                                                         {"--maintainer", "Maintainer"},
+                                                         {"--depends", "Depends"},
+                                                         {"--pre-depends", "Pre-Depends"},
+                                                         {"--recommends", "Recommends"},
+                                                         {"--suggests", "Suggests"},
+                                                         {"--enhances", "Enhances"},
+                                                         {"--breaks", "Breaks"},
+                                                         {"--conflicts", "Conflicts"},
+                                                         {"--replaces", "Replaces"},
+                                                         {"--provides", "Provides"},
+                                                         {"--section", "Section"},
+                                                         {"--priority", "Priority"},
+                                                         {"--homepage", "Homepage"},
+                                                         {"--multi-arch", "Multi-Arch"},
+                                                         {"--source", "Source"}};
+    for (const auto& [option, field] : named) {
+        verb.add_option_function<std::string>(
+                option,
+                [&arguments, name = field](const std::string& value) {
+                    arguments.namedFields.emplace_back(name, value);
+                },
+                std::string("Set ") + field)
+            ->option_text("TEXT")
+            ->group("Set Package, Version and so on");
+    }
+}
+
+void addPayloadOptions(CLI::App& verb, BuildArguments& arguments) {
+    verb.add_option("--prefix", arguments.prefix, "Place the tree below this directory of the package")
+        ->option_text("DIR");
+    addList(verb, "--exclude", arguments.exclusions, "GLOB", "Leave out of trees what matches");
+    constexpr const char* additionRow = "Add files, links, directories, standard input";
+    addList(verb, "--add", arguments.additions, "SRC:DST", "Add a file or directory")->group(additionRow);
+    addList(verb, "--symlink", arguments.symlinks, "TARGET:PATH", "Add a symlink")->group(additionRow);
+    addList(verb, "--dir", arguments.directories, "PATH", "Add an empty directory")->group(additionRow);
+    verb.add_option("--stdin", arguments.standardInput, "Add standard input under this path")
+        ->option_text("PATH")
+        ->group(additionRow);
+    constexpr const char* ruleRow = "Set what matches";
+    addList(verb, "--mode", arguments.modes, "GLOB=0755", "Set the mode of what matches")->group(ruleRow);
+    addList(verb, "--owner", arguments.owners, "GLOB=USER:GROUP", "Set the owner of what matches")->group(ruleRow);
+    constexpr const char* treeRow = "Keep owners, set modes 0755 and 0644, leave out devices";
+    verb.add_flag("--keep-owner", arguments.keepOwner, "Keep owners instead of root")->group(treeRow);
+    verb.add_flag("--normalize-modes", arguments.normalizeModes, "Modes 0755 and 0644")->group(treeRow);
+    verb.add_flag("--skip-special", arguments.skipSpecial, "Leave out special files")->group(treeRow);
+}
+
+void addControlOptions(CLI::App& verb, BuildArguments& arguments) {
+    constexpr const char* scriptRow = "Add a maintainer script or other control member";
+    addList(verb, "--script", arguments.scripts, "NAME=FILE", scriptRow)->group(scriptRow);
+    for (const char* member : {"preinst", "postinst", "prerm", "postrm", "config", "templates", "triggers"}) {
+        verb.add_option_function<std::string>(
+                std::string("--") + member,
+                [&arguments, member](const std::string& file) {
+                    arguments.scripts.push_back(std::string(member) + "=" + file);
+                },
+                std::string("Add the control member ") + member)
+            ->option_text("FILE")
+            ->group(scriptRow);
+    }
+    constexpr const char* conffileRow = "Mark as configuration a file, or all of a directory";
+    addList(verb, "--conffile", arguments.conffiles, "PATH", "Mark a path as configuration")->group(conffileRow);
+    addList(verb, "--conffiles-below", arguments.conffileTrees, "PATH", "Mark all files below it as configuration")
+        ->group(conffileRow);
+}
+
+/// "gzip 0-12 (6), zstd ..., none".
+std::string levelsText() {
+    std::string text;
+    for (const Compression kind : {Compression::gzip, Compression::zstd, Compression::xz}) {
+        const stream::CompressionLevels levels = stream::levelsOf(kind);
+        text += std::string(nameOf(kind)) + " " + std::to_string(levels.lowest) + "-" +
+                std::to_string(levels.highest) + " (" + std::to_string(levels.usual) + "), ";
+    }
+    return text + std::string(nameOf(Compression::none));
+}
+
+void addOutputOptions(CLI::App& verb, BuildArguments& arguments) {
+    const std::string compressionRow = levelsText();
+    addChoice<Compression>(verb, "-Z,--compression", "How to compress",
+                           {{"gzip", Compression::gzip},
+                            {"zstd", Compression::zstd},
+                            {"xz", Compression::xz},
+                            {"none", Compression::none}},
+                           [&arguments](Compression kind) { arguments.compression = kind; })
+        ->option_text("KIND")
+        ->group(compressionRow);
+    addNumber<int>(verb, "-z,--level", "How hard to compress", [&arguments](int level) {
+        arguments.level = level;
+    })->group(compressionRow);
+    constexpr const char* flagRow = "Make no md5sums; only list; compare the result before it appears";
+    verb.add_flag("--no-md5sums", arguments.noMd5sums, "Make no md5sums")->group(flagRow);
+    CLI::Option* dryRun =
+        verb.add_flag("--dry-run", arguments.dryRun, "Only list what would go in")->group(flagRow);
+    verb.add_flag("--check", arguments.check, "Read the result back and compare before it appears")
+        ->excludes(dryRun)
+        ->group(flagRow);
+}
+
+}  // namespace
+
+void addBuildOptions(CLI::App& verb, BuildArguments& arguments) {
+    addPlaces(verb, arguments);
+    addFieldOptions(verb, arguments);
+    addPayloadOptions(verb, arguments);
+    addControlOptions(verb, arguments);
+    addOutputOptions(verb, arguments);
+}
+
+}  // namespace bex::tool
