@@ -18,14 +18,15 @@ struct ByteLimit {
     std::string meaning;  ///< ends the message: "unpacks to more than N bytes (MEANING)"
 };
 
-/// Throws StreamError (`limitExceeded`) before more than a limit comes out of a member. At most what `inner`
-/// decodes ahead is unpacked in vain.
+/// Throws StreamError (`limitExceeded`) before more than a limit comes out of a member. At most one block beyond
+/// the limit is unpacked in vain.
 class BoundedDecompressor final : public Decompressor {
 public:
     BoundedDecompressor(std::unique_ptr<Decompressor> inner, ByteLimit limit, Place place)
         : inner_(std::move(inner)), limit_(std::move(limit)), place_(std::move(place)) {}
 
     std::string_view next() override {
+        inner_->expectAtMost(limit_.bytes - counted_);
         const std::string_view bytes = inner_->next();
         require(bytes.size());
         counted_ += bytes.size();

@@ -29,6 +29,10 @@ public:
     /// Passes over up to `size` bytes of what next() has yet to give and tells how many (fewer only at the end).
     /// Whole blocks whose length is known are jumped over, unchecked but for their headers.
     virtual std::uint64_t skip(std::uint64_t size) = 0;
+
+    /// The caller will refuse more than `bytes` further bytes. What lies beyond them is not unpacked in advance,
+    /// except what is under way already and the block, or the MiB of a stream without blocks, in which they end.
+    virtual void expectAtMost(std::uint64_t bytes) { static_cast<void>(bytes); }
 };
 
 struct DecompressionSettings {

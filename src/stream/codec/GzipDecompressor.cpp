@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <exception>
+#include <limits>
 #include <utility>
 
 #include "stream/codec/BlockPool.hpp"
@@ -124,6 +125,8 @@ public:
         return done;
     }
 
+    void expectAtMost(std::uint64_t bytes) override { expected_ = bytes; }
+
 private:
     bool streaming() const noexcept { return stream_ != nullptr; }
 
@@ -134,17 +137,19 @@ private:
     }
 
     void pop() {
+        ahead_ -= unpackedSizeOf(pool_.oldest());
         pool_.pop();
         passed_ = 0;
     }
 
-    /// Starts with few blocks, and again after a jump, so that reading little costs little.
+    /// Starts with few blocks, and again after a jump, so that reading little costs little. Blocks say how long
+    /// they are, so that those beyond what is expected wait.
     void readAhead() {
-        while (reading_ && pool_.size() < window_) {
+        while (reading_ && pool_.size() < window_ && ahead_ - passed_ <= expected_) {
             guarded([this] {
                 const std::optional<std::size_t> bytes = nextBlock();
                 if (bytes) {
-                    load(*bytes);
+                    ahead_ += load(*bytes);
                     start();
                 }
                 return std::uint64_t{0};
@@ -207,12 +212,14 @@ private:
         return size;
     }
 
+    static std::uint64_t unpackedSizeOf(const Block& block) {
+        return decodeTrailer(block.input.data() + block.input.size() - kGzipTrailerBytes).size;
+    }
+
     std::uint64_t skipInFlight(std::uint64_t size) {
         std::uint64_t done = 0;
         while (done < size && !pool_.empty()) {
-            const Buffer& input = pool_.oldest().input;
-            const std::uint64_t rest =
-                decodeTrailer(input.data() + input.size() - kGzipTrailerBytes).size - std::uint64_t{passed_};
+            const std::uint64_t rest = unpackedSizeOf(pool_.oldest()) - passed_;
             if (size - done < rest) {
                 passed_ += static_cast<std::size_t>(size - done);
                 return size;
@@ -238,6 +245,7 @@ private:
         if (unpacked <= size) {
             return unpacked;
         }
+        ahead_ += unpacked;
         pool_.submitHere();
         passed_ = static_cast<std::size_t>(size);
         return size;
@@ -273,7 +281,9 @@ private:
     bool reading_ = true;               // blocks may follow
     bool given_ = false;                // the pool's front is the caller's
     std::size_t passed_ = 0;            // bytes of the pool's front that were skipped
-    std::exception_ptr failure_;        // of reading
+    std::uint64_t ahead_ = 0;           // unpacked bytes of all blocks in the pool, at least passed_
+    std::uint64_t expected_ = std::numeric_limits<std::uint64_t>::max();
+    std::exception_ptr failure_;  // of reading
     BlockPool pool_;
     std::unique_ptr<Decompressor> stream_;  // what follows the blocks; uses input_
 };
