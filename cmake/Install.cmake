@@ -13,10 +13,10 @@ endif()
 cmake_path(ABSOLUTE_PATH CMAKE_INSTALL_LIBDIR BASE_DIRECTORY "\${prefix}" OUTPUT_VARIABLE pcLibdir)
 cmake_path(ABSOLUTE_PATH CMAKE_INSTALL_INCLUDEDIR BASE_DIRECTORY "\${prefix}" OUTPUT_VARIABLE pcIncludedir)
 
-# bex_install_package(PACKAGE TARGET DEPENDENCIES): the dependencies are CMake code that finds what a static library
-# has to be linked with; a shared one brings it along.
+# bex_install_package(PACKAGE TARGET DEPENDENCIES [ALWAYS]): the dependencies are CMake code that finds what a static
+# library has to be linked with; a shared one brings it along. ALWAYS is for what its headers include.
 function(bex_install_package package target dependencies)
-    if(BUILD_SHARED_LIBS)
+    if(BUILD_SHARED_LIBS AND NOT ARGN)
         set(dependencies "")
     endif()
     set(configDir ${CMAKE_INSTALL_LIBDIR}/cmake/${package})
@@ -46,3 +46,7 @@ find_dependency(BZip2)
 find_dependency(ZLIB)
 find_dependency(Threads)
 ]])
+bex_install_package(bex-shlibs bexshlibs [[
+include(CMakeFindDependencyMacro)
+find_dependency(bex-stream)
+]] ALWAYS)

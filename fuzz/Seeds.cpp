@@ -1,9 +1,12 @@
 #include "Seeds.hpp"
 
+#include <map>
+
 #include "Layers.hpp"
 #include "Target.hpp"
 #include "TemporaryDirectory.hpp"
 #include "bex/stream/PackageWriter.hpp"
+#include "shlibs/HandMadeElf.hpp"
 #include "stream/reader/HandMade.hpp"
 #include "stream/writer/Building.hpp"
 
@@ -181,6 +184,28 @@ Seeds texts() {
         "a\\b\n\t\x7f\xc2\x9b\xe2\x80\xae\xd8\x9c\xe2\x81\xa7\xff\xf0\x9f\x98\x80\xed\xa0\x80 \xc3\xa4"};
 }
 
+Seeds elfs() {
+    HandMadeElf library;
+    library.soname = "libx.so.1";
+    HandMadeElf program;
+    program.machine = EM_AARCH64;
+    program.needed = {"libx.so.1", "libc.so.6"};
+    program.runPath = "$ORIGIN/../lib:/opt/lib";
+    program.undefined = {{"one", "V1"}, {"two", "V2"}, {"plain", ""}};
+    return {library.bytes(), program.bytes(), program.bytes().substr(0, 300)};
+}
+
+Seeds symbolsFiles() {
+    return {
+        "libx.so.1 libx1 #MINVER#, libx-data\n| libx1-extra #MINVER# | other (>> 1)\n"
+        "* Build-Depends-Package: libx-dev\n one@Base 1:1.0-1\n two@V2 1.2~rc1 1\n",
+        "libx.so.1 libx1\n (optional|arch=!i386 any-arm)f@V2 1\n (arch-bits=64|arch-endian=big)g@Base 2\n"
+        " (c++)\"ns::f(int)@Base\" 3\n (symver)V2 4\n (c++|regex)^ns:: 5\n (regex)\"^re_(a|b)*x\" 6\n *@V3 7\n",
+        "# comment\n#MISSING: 1# a@Base 1\nliby-1.2.so y\nlibx.so.1 x | y:any (<= 2) [amd64] <!a b>\n",
+        "libx 1 libx1 (>= 1)\nudeb: libx 1 u\ndeb: libx 1 d, e\n",
+        "a (>= 1) | b, c:any (<< 2) [!i386] <x> <!y>, d"};
+}
+
 /// Decisions for the round trip: options, then kind, name, attributes and contents of each thing to add.
 Seeds decisions() {
     const auto thing = [](char kind, const std::string& name, const std::string& value) {
@@ -202,6 +227,8 @@ Seeds decisions() {
 }  // namespace
 
 std::vector<std::string> seedsFor(std::string_view target) {
+    const std::map<std::string_view, Seeds (*)()> byName{
+        {"roundtrip", decisions}, {"elf", elfs}, {"symbols", symbolsFiles}};
     switch (targetNamed(target).shape) {
         case Shape::ar:
             return ars();
@@ -212,8 +239,10 @@ std::vector<std::string> seedsFor(std::string_view target) {
         case Shape::package:
             return packages();
         default:
-            return target == "roundtrip" ? decisions() : texts();
+            break;
     }
+    const auto found = byName.find(target);
+    return found != byName.end() ? found->second() : texts();
 }
 
 }  // namespace bex::fuzz

@@ -1,0 +1,189 @@
+#include "bex/shlibs/Dependencies.hpp"
+
+#include <fcntl.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <map>
+#include <set>
+#include <utility>
+
+#include "bex/stream/Escape.hpp"
+#include "shlibs/Inputs.hpp"
+#include "shlibs/Needs.hpp"
+#include "shlibs/Resolver.hpp"
+#include "shlibs/base/Descriptor.hpp"
+#include "shlibs/base/Failure.hpp"
+#include "shlibs/base/TextFile.hpp"
+#include "shlibs/info/Soname.hpp"
+
+namespace bex::shlibs {
+
+namespace {
+
+using stream::escapeForDisplay;
+
+std::string messageOf(const Missing& missing, const std::string& architecture) {
+    const std::string head = escapeForDisplay(missing.file) + ": needs " + escapeForDisplay(missing.library) +
+                             " (" + architecture + "), ";
+    if (!missing.path.empty()) {
+        return head + "for which no package gives a dependency; it is " + escapeForDisplay(missing.path);
+    }
+    std::string text = head + "which is in none of ";
+    for (const std::string& place : missing.searched) {
+        text += (&place == &missing.searched.front() ? "" : ", ") + escapeForDisplay(place);
+    }
+    return text;
+}
+
+/// One search for the dependencies of a request.
+class Search {
+public:
+    Search(const Request& request, Report& report)
+        : request_(request), report_(report), resolver_(request, report.notes) {}
+
+    void run() {
+        Subjects subjects = findSubjects(request_.inputs, request_.reading);
+        report_.architecture = chooseArchitecture(subjects);
+        resolver_.begin(report_.architecture, subjects.files);
+        for (Subject& subject : subjects.files) {
+            const std::string architecture = architectureOf(subject.machine);
+            if (architecture != report_.architecture) {
+                report_.notes.push_back(escapeForDisplay(subject.name) + ": skipped: is for " + architecture +
+                                        ", not for " + report_.architecture);
+                continue;
+            }
+            const ElfFile file = subject.contents ? std::move(*subject.contents) : readFile(subject);
+            examine(subject, file);
+        }
+        raiseByBuildDependencies();
+        needs_.report(report_);
+    }
+
+private:
+    static ElfFile readFile(const Subject& subject) {
+        const Descriptor file(::open(subject.diskPath.c_str(), O_RDONLY | O_CLOEXEC));
+        if (!file) {
+            throw systemFailure(subject.diskPath, errno);
+        }
+        return readElf(file.get(), subject.diskPath);
+    }
+
+    /// What was asked for; else what all files agree on; else what the packages or the database are for.
+    std::string chooseArchitecture(const Subjects& subjects) const {
+        if (!request_.architecture.empty() && !isArchitecture(request_.architecture)) {
+            throw failure(ErrorKind::invalidInput, request_.architecture, "is no architecture that is known here");
+        }
+        std::map<std::string, std::string> examples;
+        for (const Subject& subject : subjects.files) {
+            examples.emplace(architectureOf(subject.machine), subject.name);
+        }
+        std::string chosen = request_.architecture.empty() ? subjects.architecture : request_.architecture;
+        if (chosen.empty()) {
+            chosen = examples.size() == 1 ? examples.begin()->first : resolver_.architecture();
+        }
+        if (!examples.empty() && examples.count(chosen) == 0) {
+            throw StreamError(ErrorKind::invalidInput, noneFor(chosen, examples));
+        }
+        return chosen;
+    }
+
+    static std::string noneFor(const std::string& architecture,
+                               const std::map<std::string, std::string>& examples) {
+        std::string text = architecture.empty() ? "the files are for several architectures"
+                                                : "no file is for " + escapeForDisplay(architecture);
+        for (const auto& [other, name] : examples) {
+            text += (other == examples.begin()->first ? ": " : ", ") + escapeForDisplay(name) + " is for " + other;
+        }
+        return text;
+    }
+
+    void examine(const Subject& subject, const ElfFile& file) {
+        std::vector<std::pair<const Resolution::Source*, Reason>> withSymbols;
+        for (const std::string& library : file.needed) {
+            const Resolution& resolution = resolver_.resolve(library, subject, file);
+            if (resolution.sources.empty() && !resolution.needsNothing) {
+                tellMissing(library, resolution, subject, file);
+            }
+            for (const Resolution::Source& source : resolution.sources) {
+                Reason reason{"", subject.name, library, resolution.path, source.package, "", ""};
+                if (source.symbols == nullptr) {
+                    needs_.add(source.dependency, reason);
+                    continue;
+                }
+                reason.version = source.symbols->smallest;
+                needs_.add(source.symbols->templates.front(), reason);
+                used_.insert(source.symbols);
+                withSymbols.emplace_back(&source, std::move(reason));
+            }
+        }
+        file.undefined.forEach([&](std::string_view symbol) {
+            for (const auto& [source, reason] : withSymbols) {
+                if (const auto since = source->symbols->find(symbol)) {
+                    Reason full = reason;
+                    full.symbol = symbol;
+                    full.version = since->version;
+                    needs_.add(*since->dependencyTemplate, full);
+                    return;
+                }
+            }
+        });
+    }
+
+    /// A public library without a provider is missing; a plugin may well come from nowhere.
+    void tellMissing(const std::string& library, const Resolution& resolution, const Subject& subject,
+                     const ElfFile& file) {
+        Missing missing{subject.name, library, resolution.path, {}, {}, {}};
+        if (!resolution.found) {
+            missing.searched = request_.from.empty() ? resolver_.directoriesFor(subject, file) : request_.from;
+            for (std::string& directory : missing.searched) {
+                directory.insert(0, request_.from.empty() ? request_.sysroot : "");
+            }
+            missing.hint = resolver_.hintFor(library, subject);
+        }
+        missing.message = messageOf(missing, report_.architecture);
+        if (request_.ignoreMissing || !splitSoname(library)) {
+            report_.notes.push_back(missing.message);
+        } else {
+            report_.missing.push_back(std::move(missing));
+        }
+    }
+
+    void raiseByBuildDependencies() {
+        for (const LibrarySymbols* symbols : used_) {
+            const auto several = symbols->fields.find("Build-Depends-Packages");
+            const auto one = symbols->fields.find("Build-Depends-Package");
+            const auto field = several != symbols->fields.end() ? several : one;
+            std::string names = field != symbols->fields.end() ? field->second : "";
+            std::replace(names.begin(), names.end(), ',', ' ');
+            std::string_view rest = names;
+            for (std::string_view name = nextWord(rest); !name.empty(); name = nextWord(rest)) {
+                const std::string version = resolver_.builtWith(std::string(name));
+                for (const std::string& dependencyTemplate : symbols->templates) {
+                    needs_.raise(dependencyTemplate, version, "build dependency on " + std::string(name));
+                }
+            }
+        }
+    }
+
+    const Request& request_;
+    Report& report_;
+    Resolver resolver_;
+    Needs needs_;
+    std::set<const LibrarySymbols*> used_;
+};
+
+}  // namespace
+
+Report findDependencies(const Request& request) {
+    Report report;
+    Search(request, report).run();
+    return report;
+}
+
+}  // namespace bex::shlibs
+
+void bexFindDependencies(const bex::shlibs::Request& request, bex::shlibs::Report& report) {
+    report = bex::shlibs::findDependencies(request);
+}

@@ -1,0 +1,235 @@
+#include "shlibs/Inputs.hpp"
+
+#include <fcntl.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <filesystem>
+#include <string_view>
+#include <system_error>
+#include <utility>
+
+#include "shlibs/base/Descriptor.hpp"
+#include "shlibs/base/Failure.hpp"
+#include "shlibs/info/SourcePackage.hpp"
+
+namespace bex::shlibs {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::string_view kPackageMagic = "!<arch>\n";
+constexpr std::size_t kPieceBytes = std::size_t{256} << 10;
+
+/// The first bytes of a regular file. Throws where it cannot be read.
+std::string headerOf(const std::string& path) {
+    const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    if (!file) {
+        throw systemFailure(path, errno);
+    }
+    std::string header(kElfHeaderBytes, '\0');
+    header.resize(readAt(file.get(), header.data(), header.size(), 0, path));
+    return header;
+}
+
+std::string absolute(const std::string& path) {
+    std::error_code failure;
+    return fs::absolute(path, failure).lexically_normal().string();
+}
+
+/// The machine of a file that begins as ELF. Throws where its header is cut.
+Machine requireMachine(std::string_view header, const std::string& name) {
+    const std::optional<Machine> machine = machineOf(header);
+    if (!machine) {
+        throw damaged(name, "is not a whole ELF file: the header is cut short");
+    }
+    return *machine;
+}
+
+Subject fileSubject(const std::string& path, std::string_view header) {
+    Subject subject;
+    subject.name = subject.diskPath = path;
+    subject.path = absolute(path);
+    subject.machine = requireMachine(header, path);
+    subject.tree = SourcePackage::treeAround(subject.path);
+    if (!subject.tree.empty()) {
+        subject.path = subject.path.substr(subject.tree.size());
+        subject.root = std::make_shared<DiskRoot>(subject.tree);
+    }
+    return subject;
+}
+
+/// Walks a tree in the order of its names.
+class TreeWalk {
+public:
+    TreeWalk(const std::string& directory, std::vector<Subject>& files)
+        : directory_(directory),
+          tree_(absolute(directory)),
+          root_(std::make_shared<DiskRoot>(withoutFinalSlash(tree_))),
+          files_(files) {}
+
+    void walk() {
+        std::vector<fs::path> paths;
+        for (auto entry = fs::recursive_directory_iterator(directory_);
+             entry != fs::recursive_directory_iterator(); ++entry) {
+            if (entry.depth() == 0 && entry->path().filename() == "DEBIAN") {
+                entry.disable_recursion_pending();
+            } else if (!entry->is_symlink() && entry->is_regular_file()) {
+                paths.push_back(entry->path());
+            }
+        }
+        std::sort(paths.begin(), paths.end());
+        for (const fs::path& path : paths) {
+            add(path);
+        }
+    }
+
+private:
+    static std::string withoutFinalSlash(std::string path) {
+        path.erase(path.find_last_not_of('/') + 1);
+        return path;
+    }
+
+    void add(const fs::path& path) {
+        const std::string header = headerOf(path.string());
+        if (!isElf(header)) {
+            return;
+        }
+        Subject subject;
+        subject.name = subject.diskPath = path.string();
+        subject.path = "/" + path.lexically_relative(directory_).string();
+        subject.machine = requireMachine(header, subject.name);
+        subject.root = root_;
+        subject.tree = root_->directory();
+        files_.push_back(std::move(subject));
+    }
+
+    fs::path directory_;
+    std::string tree_;
+    std::shared_ptr<DiskRoot> root_;
+    std::vector<Subject>& files_;
+};
+
+/// The ELF files of a package's payload, each read as it passes by.
+class PackageWalk {
+public:
+    PackageWalk(const std::string& path, const stream::ReadOptions& reading, std::vector<Subject>& files)
+        : name_(path), reader_(path, reading), root_(std::make_shared<PackageRoot>()), files_(files) {}
+
+    /// Gives the package's architecture.
+    std::string walk() {
+        for (stream::Entry entry; reader_.next(entry);) {
+            const std::string path = "/" + stream::plainPath(entry.path);
+            if (entry.type == stream::EntryType::symlink) {
+                root_->addSymlink(path, entry.linkTarget);
+            } else if (entry.type == stream::EntryType::hardlink) {
+                // The same file under a further name: a library may be looked for under it.
+                const std::optional<Machine> machine = root_->machineAt("/" + stream::plainPath(entry.linkTarget));
+                if (machine) {
+                    root_->addLibrary(path, *machine);
+                }
+            } else if (entry.type == stream::EntryType::file) {
+                addFile(path);
+            }
+        }
+        const std::string* architecture = reader_.control().find("Architecture");
+        return architecture != nullptr && *architecture != "all" ? *architecture : "";
+    }
+
+private:
+    void addFile(const std::string& path) {
+        std::string bytes(kElfHeaderBytes, '\0');
+        std::size_t size = 0;
+        while (size < bytes.size()) {
+            const std::size_t got = reader_.read(bytes.data() + size, bytes.size() - size);
+            if (got == 0) {
+                break;
+            }
+            size += got;
+        }
+        bytes.resize(size);
+        if (!isElf(bytes)) {
+            return;
+        }
+        Subject subject;
+        subject.name = name_ + ": " + path.substr(1);
+        subject.path = path;
+        subject.machine = requireMachine(bytes, subject.name);
+        subject.root = root_;
+        root_->addLibrary(path, subject.machine);
+        subject.contents = readContents(bytes, subject.name);
+        files_.push_back(std::move(subject));
+    }
+
+    /// Through an unnamed file: a library may be larger than memory has room for.
+    ElfFile readContents(const std::string& header, const std::string& name) {
+        const Descriptor copy = unnamedFile();
+        const auto write = [&](const char* data, std::size_t size) {
+            while (size > 0) {
+                const ssize_t done = ::write(copy.get(), data, size);
+                if (done < 0 && errno != EINTR) {
+                    throw systemFailure(name, errno);
+                }
+                data += std::max<ssize_t>(done, 0);
+                size -= static_cast<std::size_t>(std::max<ssize_t>(done, 0));
+            }
+        };
+        write(header.data(), header.size());
+        std::vector<char> piece(kPieceBytes);
+        for (std::size_t got = 0; (got = reader_.read(piece.data(), piece.size())) > 0;) {
+            write(piece.data(), got);
+        }
+        return readElf(copy.get(), name);
+    }
+
+    static Descriptor unnamedFile() {
+        const char* directory = std::getenv("TMPDIR");
+        std::string name =
+            std::string(directory != nullptr && *directory != '\0' ? directory : "/tmp") + "/bex-XXXXXX";
+        Descriptor file(mkostemp(name.data(), O_CLOEXEC));
+        if (!file) {
+            throw systemFailure(name, errno);
+        }
+        ::unlink(name.c_str());  // It stays open; where this fails, only its name is left.
+        return file;
+    }
+
+    std::string name_;
+    stream::PackageReader reader_;
+    std::shared_ptr<PackageRoot> root_;
+    std::vector<Subject>& files_;
+};
+
+}  // namespace
+
+Subjects findSubjects(const std::vector<std::string>& inputs, const stream::ReadOptions& reading) {
+    Subjects subjects;
+    bool agree = true;
+    for (const std::string& input : inputs) {
+        std::error_code failed;
+        if (fs::is_directory(input, failed)) {
+            try {
+                TreeWalk(input, subjects.files).walk();
+            } catch (const fs::filesystem_error& e) {
+                throw failure(ErrorKind::inputOutput, e.path1().string(), e.code().message());
+            }
+            continue;
+        }
+        const std::string header = headerOf(input);
+        if (header.compare(0, kPackageMagic.size(), kPackageMagic) == 0) {
+            const std::string architecture = PackageWalk(input, reading, subjects.files).walk();
+            agree = agree && (subjects.architecture.empty() || architecture == subjects.architecture);
+            subjects.architecture = architecture;
+        } else if (isElf(header)) {
+            subjects.files.push_back(fileSubject(input, header));
+        } else {
+            throw failure(ErrorKind::invalidInput, input, "is neither an ELF file nor a package");
+        }
+    }
+    subjects.architecture = agree ? subjects.architecture : "";
+    return subjects;
+}
+
+}  // namespace bex::shlibs

@@ -1,0 +1,90 @@
+#include "shlibs/Needs.hpp"
+
+#include <algorithm>
+#include <cstddef>
+#include <utility>
+
+#include "shlibs/base/Relation.hpp"
+#include "shlibs/base/TextFile.hpp"
+#include "shlibs/base/Version.hpp"
+
+namespace bex::shlibs {
+
+namespace {
+
+constexpr std::string_view kPlaceholder = "#MINVER#";
+
+template <typename Visit>
+void forEachPart(std::string_view dependencyTemplate, Visit&& visit) {
+    while (!dependencyTemplate.empty()) {
+        const std::string_view part = dependencyTemplate.substr(0, dependencyTemplate.find(','));
+        dependencyTemplate.remove_prefix(std::min(part.size() + 1, dependencyTemplate.size()));
+        if (!trimmed(part).empty()) {
+            visit(trimmed(part));
+        }
+    }
+}
+
+/// Every package has a version 0 or a newer one.
+bool asksForNothing(const std::string& version) {
+    return version.empty() || version == "0";
+}
+
+bool isNewer(const std::string& version, const std::string& than) {
+    return !version.empty() && (than.empty() || compareVersions(version, than) > 0);
+}
+
+std::string filledIn(std::string text, const std::string& version) {
+    const std::string value = asksForNothing(version) ? "" : "(>= " + version + ")";
+    for (std::size_t at = text.find(kPlaceholder); at != std::string::npos;
+         at = text.find(kPlaceholder, at + value.size())) {
+        text.replace(at, kPlaceholder.size(), value);
+    }
+    return text;
+}
+
+}  // namespace
+
+void Needs::add(std::string_view dependencyTemplate, const Reason& reason) {
+    forEachPart(dependencyTemplate, [&](std::string_view part) {
+        const auto [place, isNew] = reasons_.try_emplace(std::string(part), reason);
+        Reason& known = place->second;
+        const bool says =
+            known.symbol.empty() && !reason.symbol.empty() && compareVersions(reason.version, known.version) == 0;
+        if (!isNew && (says || isNewer(reason.version, known.version))) {
+            known = reason;
+        }
+    });
+}
+
+void Needs::raise(std::string_view dependencyTemplate, const std::string& version, const std::string& why) {
+    forEachPart(dependencyTemplate, [&](std::string_view part) {
+        const auto found = reasons_.find(part);
+        if (found != reasons_.end() && isNewer(version, found->second.version)) {
+            found->second.version = version;
+            found->second.symbol = why;
+        }
+    });
+}
+
+void Needs::report(Report& report) const {
+    std::vector<std::pair<Alternatives, Reason>> found;
+    for (const auto& [dependencyTemplate, reason] : reasons_) {
+        const std::string where = reason.package.empty() ? reason.library : reason.package;
+        for (Alternatives& alternatives : parseRelations(filledIn(dependencyTemplate, reason.version), where)) {
+            found.emplace_back(std::move(alternatives), reason);
+        }
+    }
+    std::stable_sort(found.begin(), found.end(),
+                     [](const auto& a, const auto& b) { return comesBefore(a.first, b.first); });
+    for (auto& [alternatives, reason] : found) {
+        reason.dependency = formatRelation(alternatives);
+        auto& all = report.dependencies;
+        if (std::find(all.begin(), all.end(), reason.dependency) == all.end()) {
+            all.push_back(reason.dependency);
+            report.reasons.push_back(std::move(reason));
+        }
+    }
+}
+
+}  // namespace bex::shlibs

@@ -1,0 +1,240 @@
+#include "shlibs/Resolver.hpp"
+
+#include <algorithm>
+#include <filesystem>
+#include <string_view>
+#include <system_error>
+#include <utility>
+
+#include "bex/stream/Escape.hpp"
+#include "shlibs/info/ShlibsFile.hpp"
+#include "shlibs/info/Soname.hpp"
+
+namespace bex::shlibs {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string parentOf(const std::string& path) {
+    const std::size_t slash = path.rfind('/');
+    return slash == 0 || slash == std::string::npos ? "/" : path.substr(0, slash);
+}
+
+std::string admindirOf(const Request& request) {
+    return request.admindir.empty() ? request.sysroot + "/var/lib/dpkg" : request.admindir;
+}
+
+/// /lib and /usr/lib are one directory on merged systems, and dpkg knows files by either name.
+std::string otherNameOf(const std::string& path) {
+    constexpr std::string_view usr = "/usr";
+    for (const std::string_view top : {"/lib", "/bin", "/sbin"}) {
+        if (path.compare(0, top.size(), top) == 0) {
+            return std::string(usr) + path;
+        }
+        if (path.compare(0, usr.size(), usr) == 0 && path.compare(usr.size(), top.size(), top) == 0) {
+            return path.substr(usr.size());
+        }
+    }
+    return {};
+}
+
+SearchFrom searchFrom(const Subject& subject, const ElfFile& file) {
+    return {file.machine, parentOf(subject.path), file.searchPath};
+}
+
+}  // namespace
+
+Resolver::Resolver(const Request& request, std::vector<std::string>& notes)
+    : request_(request),
+      notes_(notes),
+      source_(request.debianDirectory),
+      database_(admindirOf(request), request.sysroot + "/etc/dpkg"),
+      system_(request.sysroot),
+      disk_(""),
+      search_(request.sysroot, request.from.empty() ? database_.nativeArchitecture() : "") {
+    if (!request.from.empty()) {
+        packages_.emplace(request.from, request.reading);
+    }
+    for (const std::string& directory : request.libdirs) {
+        std::error_code failure;
+        treeLibdirs_.push_back("/" + directory);
+        diskLibdirs_.push_back(fs::absolute(directory, failure).string());
+    }
+}
+
+void Resolver::begin(const std::string& architecture, const std::vector<Subject>& files) {
+    architecture_ = architecture;
+    for (const Subject& file : request_.onePackage ? files : std::vector<Subject>()) {
+        ownFiles_[file.path.substr(file.path.rfind('/') + 1)].push_back(file.machine);
+    }
+}
+
+std::string Resolver::architecture() const {
+    return packages_ ? packages_->architecture() : database_.nativeArchitecture();
+}
+
+std::vector<std::string> Resolver::directoriesFor(const Subject& subject, const ElfFile& file) const {
+    return search_.directoriesFor(searchFrom(subject, file), diskLibdirs_);
+}
+
+std::string Resolver::hintFor(const std::string& library, const Subject& subject) const {
+    std::string directory;
+    if (const auto* package = dynamic_cast<const PackageRoot*>(subject.root.get())) {
+        directory = package->directoryWith(library);
+    } else if (!subject.tree.empty()) {
+        std::error_code failure;
+        for (auto entry = fs::recursive_directory_iterator(subject.tree, failure);
+             !failure && entry != fs::recursive_directory_iterator(); entry.increment(failure)) {
+            if (entry->path().filename() == library) {
+                directory = "/" + entry->path().parent_path().lexically_relative(subject.tree).string();
+            }
+        }
+    }
+    return directory.empty() ? "" : "--libdir " + stream::escapeForDisplay(directory) + " has a file of that name";
+}
+
+std::optional<Resolver::Place> Resolver::findPlace(const std::string& library, const Subject& subject,
+                                                   const ElfFile& file) {
+    const SearchFrom from = searchFrom(subject, file);
+    const std::vector<std::string> inTree = search_.directoriesFor(from, treeLibdirs_);
+    if (subject.root != nullptr) {
+        if (const auto path = LibrarySearch::find(library, from, inTree, *subject.root)) {
+            return Place{Place::Kind::ownTree, *path, {}};
+        }
+    }
+    if (const auto own = ownFiles_.find(library); own != ownFiles_.end()) {
+        if (std::find(own->second.begin(), own->second.end(), file.machine) != own->second.end()) {
+            return Place{Place::Kind::ownTree, library, {}};
+        }
+    }
+    for (const std::string& tree : source_.trees()) {
+        std::unique_ptr<DiskRoot>& root = otherTrees_[tree];
+        root = root != nullptr ? std::move(root) : std::make_unique<DiskRoot>(tree);
+        if (const auto path = LibrarySearch::find(library, from, inTree, *root)) {
+            return Place{Place::Kind::otherTree, *path, tree};
+        }
+    }
+    if (!request_.sysroot.empty() || packages_) {
+        if (const auto path = LibrarySearch::find(library, from, diskLibdirs_, disk_)) {
+            return Place{Place::Kind::otherTree, *path, SourcePackage::treeAround(*path)};
+        }
+    }
+    if (packages_) {
+        return std::nullopt;
+    }
+    const auto path = LibrarySearch::find(library, from, search_.directoriesFor(from, diskLibdirs_), system_);
+    return path ? std::optional<Place>({Place::Kind::system, *path, {}}) : std::nullopt;
+}
+
+std::vector<std::string> Resolver::namesOf(const std::string& path) {
+    const std::string real = system_.realPath(path);
+    std::vector<std::string> names{path, real};
+    for (const std::string& name : {otherNameOf(path), otherNameOf(real)}) {
+        if (!name.empty()) {
+            names.push_back(name);
+        }
+    }
+    return names;
+}
+
+std::optional<std::string> Resolver::overrideOf(const std::string& file, const std::string& library) {
+    const auto [place, isNew] = overrides_.try_emplace(file);
+    if (isNew) {
+        place->second = readNamedText(request_.sysroot + "/etc/dpkg/" + file);
+    }
+    const std::optional<NamedText>& text = place->second;
+    return text ? dependencyFromShlibs(text->text, library, text->where, notes_) : std::nullopt;
+}
+
+void Resolver::describeBy(PackageInfo& info, const std::string& library, Resolution& resolution) {
+    if (const LibrarySymbols* symbols = info.symbolsOf(library, architecture_, notes_)) {
+        resolution.sources.push_back({info.name(), symbols, {}});
+        return;
+    }
+    std::optional<std::string> dependency = overrideOf("shlibs.override", library);
+    const bool overridden = dependency.has_value();
+    dependency = dependency ? dependency : info.dependencyOf(library, notes_);
+    dependency = dependency ? dependency : overrideOf("shlibs.default", library);
+    if (dependency) {
+        resolution.sources.push_back({overridden ? "" : info.name(), nullptr, *dependency});
+    }
+}
+
+/// The package of the name that the library was found by comes first, and one without a word on it last of all.
+bool Resolver::describeByOwners(const std::string& library, Resolution& resolution) {
+    bool owned = false;
+    for (const auto lists : {DpkgDatabase::Lists::ofLibraries, DpkgDatabase::Lists::others}) {
+        for (const std::string& name : namesOf(resolution.path)) {
+            for (const std::string& owner : database_.ownersOf(name, lists)) {
+                owned = true;
+                describeBy(database_.info(owner, architecture_), library, resolution);
+            }
+            if (!resolution.sources.empty()) {
+                return true;
+            }
+        }
+    }
+    return owned;
+}
+
+Resolution Resolver::describe(const std::string& library, const Place& place) {
+    Resolution resolution;
+    resolution.found = true;
+    resolution.path = place.path;
+    if (place.kind == Place::Kind::ownTree) {
+        resolution.needsNothing = true;
+        return resolution;
+    }
+    if (const auto local = source_.localDependencyOf(library, notes_)) {
+        resolution.sources.push_back({"", nullptr, *local});
+        return resolution;
+    }
+    std::string tree = place.tree;
+    if (place.kind == Place::Kind::system) {
+        const bool owned = describeByOwners(library, resolution);
+        tree = owned ? "" : SourcePackage::treeAround(request_.sysroot + place.path);
+    }
+    if (!tree.empty() || resolution.sources.empty()) {
+        describeBy(source_.infoOf(tree), library, resolution);
+    }
+    resolution.needsNothing = resolution.sources.empty() && !splitSoname(library);
+    return resolution;
+}
+
+Resolution Resolver::fromPackages(const std::string& library) {
+    Resolution resolution;
+    if (const auto local = source_.localDependencyOf(library, notes_)) {
+        resolution.found = true;
+        resolution.sources.push_back({"", nullptr, *local});
+        return resolution;
+    }
+    const std::vector<PackageInfo*> providers = packages_->providersOf(library, architecture_, notes_);
+    resolution.found = !providers.empty();
+    if (!providers.empty()) {
+        describeBy(*providers.front(), library, resolution);
+    }
+    for (std::size_t i = 1; i < providers.size(); ++i) {
+        notes_.push_back(stream::escapeForDisplay(library) + " is in " +
+                         stream::escapeForDisplay(providers.front()->name()) + ", which is used, and in " +
+                         stream::escapeForDisplay(providers[i]->name()));
+    }
+    return resolution;
+}
+
+const Resolution& Resolver::resolve(const std::string& library, const Subject& subject, const ElfFile& file) {
+    const std::optional<Place> place = findPlace(library, subject, file);
+    std::string key = library;
+    if (place) {
+        key += '\0' + std::to_string(static_cast<int>(place->kind)) + place->path + '\0' + place->tree;
+    }
+    const auto [known, isNew] = known_.try_emplace(key);
+    if (isNew && place) {
+        known->second = describe(library, *place);
+    } else if (isNew && packages_) {
+        known->second = fromPackages(library);
+    }
+    return known->second;
+}
+
+}  // namespace bex::shlibs

@@ -1,0 +1,331 @@
+#include "shlibs/elf/ElfFile.hpp"
+
+#include <elf.h>
+
+#include <algorithm>
+#include <cstring>
+#include <unordered_map>
+#include <unordered_set>
+
+#include "shlibs/base/Failure.hpp"
+#include "shlibs/elf/ElfImage.hpp"
+
+namespace bex::shlibs {
+
+namespace {
+
+/// Thirty times the symbols of the largest library in Debian.
+constexpr std::uint64_t kMaximumSymbols = 4'000'000;
+constexpr std::uint64_t kMaximumNameBytes = std::uint64_t{256} << 20;
+constexpr std::uint64_t kMaximumVersionBytes = std::uint64_t{16} << 20;
+constexpr std::uint64_t kMaximumRelocationBytes = std::uint64_t{512} << 20;
+constexpr const char* kUnversioned = "Base";
+constexpr unsigned kVersionMask = 0x7fff;  ///< without the bit for hidden symbols
+constexpr unsigned kFirstVersion = 2;      ///< 0 is local, 1 is unversioned
+
+/// The type of the relocation that copies a variable out of a library into the program; 0 where it is not known.
+std::uint32_t copyRelocationOf(std::uint16_t machine) noexcept {
+    switch (machine) {
+        case EM_X86_64:
+            return R_X86_64_COPY;
+        case EM_386:
+            return R_386_COPY;
+        case EM_AARCH64:
+            return R_AARCH64_COPY;
+        case EM_ARM:
+            return R_ARM_COPY;
+        case EM_PPC64:
+            return R_PPC64_COPY;
+        case EM_PPC:
+            return R_PPC_COPY;
+        case EM_RISCV:
+            return R_RISCV_COPY;
+        case EM_S390:
+            return R_390_COPY;
+        case EM_MIPS:
+            return R_MIPS_COPY;
+        case EM_SPARCV9:
+            return R_SPARC_COPY;
+        case EM_ALPHA:
+            return R_ALPHA_COPY;
+        case EM_68K:
+            return R_68K_COPY;
+        case EM_PARISC:
+            return R_PARISC_COPY;
+        case EM_SH:
+            return R_SH_COPY;
+        default:
+            return 0;
+    }
+}
+
+/// Reads one file. Every number in it may lie.
+class Reader {
+public:
+    explicit Reader(const ElfImage& image) : image_(image), dynamic_(image.dynamic()) {}
+
+    ElfFile read() {
+        ElfFile file;
+        file.machine = image_.machine();
+        if (dynamic_.empty()) {
+            return file;
+        }
+        readNames();
+        readDynamic(file);
+        if (const std::optional<std::uint64_t> table = value(DT_SYMTAB)) {
+            readSymbols(*table, file.undefined);
+        }
+        return file;
+    }
+
+private:
+    std::optional<std::uint64_t> value(std::int64_t tag) const {
+        const auto found = std::find_if(dynamic_.begin(), dynamic_.end(),
+                                        [tag](const GElf_Dyn& one) { return one.d_tag == tag; });
+        return found != dynamic_.end() ? std::optional<std::uint64_t>(found->d_un.d_val) : std::nullopt;
+    }
+
+    void readNames() {
+        const std::optional<std::uint64_t> table = value(DT_STRTAB);
+        const std::uint64_t size = value(DT_STRSZ).value_or(0);
+        if (size > kMaximumNameBytes) {
+            throw failure(ErrorKind::limitExceeded, image_.name(),
+                          "has more than " + std::to_string(kMaximumNameBytes) + " bytes of names");
+        }
+        if (table && size > 0) {
+            names_ = image_.allAt(*table, size, "the table of names");
+        }
+    }
+
+    std::string_view nameAt(std::uint64_t offset) const {
+        const void* end =
+            offset < names_.size ? std::memchr(names_.data + offset, '\0', names_.size - offset) : nullptr;
+        if (end == nullptr) {
+            throw damaged(image_.name(), "a name lies outside the table of names");
+        }
+        const char* begin = reinterpret_cast<const char*>(names_.data) + offset;
+        return {begin, static_cast<std::size_t>(static_cast<const char*>(end) - begin)};
+    }
+
+    void readDynamic(ElfFile& file) const {
+        for (const GElf_Dyn& entry : dynamic_) {
+            if (entry.d_tag == DT_NEEDED) {
+                std::string library(nameAt(entry.d_un.d_val));
+                if (std::find(file.needed.begin(), file.needed.end(), library) == file.needed.end()) {
+                    file.needed.push_back(std::move(library));
+                }
+            } else if (entry.d_tag == DT_SONAME) {
+                file.soname = nameAt(entry.d_un.d_val);
+            }
+        }
+        const std::optional<std::uint64_t> runPath = value(DT_RUNPATH);
+        const std::optional<std::uint64_t> path = runPath ? runPath : value(DT_RPATH);
+        std::string_view rest = path ? nameAt(*path) : std::string_view();
+        while (!rest.empty()) {
+            const std::size_t colon = std::min(rest.find(':'), rest.size());
+            file.searchPath.emplace_back(rest.substr(0, colon));
+            rest.remove_prefix(std::min(colon + 1, rest.size()));
+        }
+    }
+
+    /// The GNU hash table covers defined symbols; it begins with the number of those before them, which is also
+    /// there where it covers none. Its chains end with an odd hash.
+    std::uint64_t countByGnuHash(std::uint64_t address) const {
+        const Chunk head = image_.allAt(address, 16, "the hash table");
+        const std::uint64_t buckets = image_.word(head.data);
+        const std::uint64_t first = image_.word(head.data + 4);
+        const std::uint64_t filter = std::uint64_t{image_.word(head.data + 8)} * (image_.is64() ? 8 : 4);
+        const std::uint64_t bucketsAt = address + 16 + filter;
+        const Chunk table = image_.allAt(bucketsAt, buckets * 4, "the hash table");
+        std::uint64_t last = 0;
+        for (std::uint64_t i = 0; i < buckets; ++i) {
+            last = std::max<std::uint64_t>(last, image_.word(table.data + i * 4));
+        }
+        if (last < first) {
+            return first;
+        }
+        const Chunk chain =
+            image_.at(bucketsAt + buckets * 4 + (last - first) * 4, kMaximumSymbols * 4, "a hash chain");
+        for (std::uint64_t i = 0; i + 4 <= chain.size; i += 4) {
+            ++last;
+            if ((image_.word(chain.data + i) & 1U) != 0) {
+                break;
+            }
+        }
+        return last;
+    }
+
+    /// Calls `visit` with symbol and type of each relocation in a table.
+    template <typename Visit>
+    void forEachRelocation(std::int64_t tableTag, std::int64_t sizeTag, std::size_t entryBytes,
+                           Visit& visit) const {
+        const std::optional<std::uint64_t> table = value(tableTag);
+        const std::uint64_t size = value(sizeTag).value_or(0);
+        if (!table || size < entryBytes) {
+            return;
+        }
+        if (size > kMaximumRelocationBytes) {
+            throw failure(ErrorKind::limitExceeded, image_.name(),
+                          "has more than " + std::to_string(kMaximumRelocationBytes) + " bytes of relocations");
+        }
+        const Chunk chunk = image_.allAt(*table, size, "a table of relocations");
+        for (std::size_t at = 0; at + entryBytes <= chunk.size; at += entryBytes) {
+            const unsigned char* info = chunk.data + at + (image_.is64() ? 8 : 4);
+            const std::uint64_t both = image_.is64() ? image_.doubleWord(info) : image_.word(info);
+            visit(both >> (image_.is64() ? 32U : 8U), both & (image_.is64() ? 0xffffffffU : 0xffU));
+        }
+    }
+
+    template <typename Visit>
+    void forEachRelocation(Visit visit) const {
+        const std::size_t word = image_.is64() ? 8 : 4;
+        const std::size_t jumpBytes = value(DT_PLTREL).value_or(DT_RELA) == DT_REL ? 2 * word : 3 * word;
+        forEachRelocation(DT_RELA, DT_RELASZ, 3 * word, visit);
+        forEachRelocation(DT_REL, DT_RELSZ, 2 * word, visit);
+        forEachRelocation(DT_JMPREL, DT_PLTRELSZ, jumpBytes, visit);
+    }
+
+    std::uint64_t countByRelocations() const {
+        std::uint64_t count = 0;
+        forEachRelocation([&](std::uint64_t symbol, std::uint64_t) { count = std::max(count, symbol + 1); });
+        return count;
+    }
+
+    /// The symbols of a program that are variables of a library: the program has the room for them, the library
+    /// the name. A library has none.
+    std::unordered_set<std::uint64_t> copiedSymbols() const {
+        std::unordered_set<std::uint64_t> copied;
+        const std::uint32_t copy = copyRelocationOf(image_.machine().number);
+        if (copy != 0 && !value(DT_SONAME)) {
+            forEachRelocation([&](std::uint64_t symbol, std::uint64_t type) {
+                if (type == copy) {
+                    copied.insert(symbol);
+                }
+            });
+        }
+        return copied;
+    }
+
+    /// The dynamic segment does not say how many symbols there are. A file may have no sections; then hash tables
+    /// and relocations tell of each symbol that matters.
+    std::uint64_t countSymbols(std::uint64_t table) const {
+        if (const std::optional<std::uint64_t> count = image_.symbolsInSection(table)) {
+            return *count;
+        }
+        if (const std::optional<std::uint64_t> hash = value(DT_HASH)) {
+            return image_.word(image_.allAt(*hash, 8, "the hash table").data + 4);
+        }
+        const std::optional<std::uint64_t> gnuHash = value(DT_GNU_HASH);
+        return std::max(gnuHash ? countByGnuHash(*gnuHash) : 0, countByRelocations());
+    }
+
+    void readSymbols(std::uint64_t table, NameList& undefined) {
+        const std::uint64_t count = countSymbols(table);
+        if (count > kMaximumSymbols) {
+            throw failure(ErrorKind::limitExceeded, image_.name(),
+                          "has more than " + std::to_string(kMaximumSymbols) + " symbols");
+        }
+        readVersions();
+        const std::optional<std::uint64_t> indexTable = value(DT_VERSYM);
+        const Chunk indices = indexTable && count > 0
+                                  ? image_.allAt(*indexTable, count * 2, "the table of symbol versions")
+                                  : Chunk{};
+        const std::vector<GElf_Sym> symbols = image_.symbols(table, count);
+        const std::unordered_set<std::uint64_t> copied = copiedSymbols();
+        for (std::size_t i = 1; i < symbols.size(); ++i) {
+            const bool isOurs = symbols[i].st_shndx != SHN_UNDEF && copied.count(i) == 0;
+            if (isOurs || symbols[i].st_name == 0) {
+                continue;
+            }
+            const unsigned index = indices.size > 0 ? image_.half(indices.data + i * 2) & kVersionMask : 0;
+            const auto version = index >= kFirstVersion ? versions_.find(index) : versions_.end();
+            undefined.add(nameAt(symbols[i].st_name), version != versions_.end() ? version->second : kUnversioned);
+        }
+    }
+
+    /// Each needed library has a list of versions: both kinds of record hold the distance to the next of its kind,
+    /// 0 at the end. Distances only lead forward, so the walk ends.
+    void readVersions() {
+        const std::optional<std::uint64_t> table = value(DT_VERNEED);
+        if (!table) {
+            return;
+        }
+        constexpr std::size_t recordBytes = 16;
+        const Chunk chunk = image_.at(*table, kMaximumVersionBytes, "the table of needed versions");
+        const auto inside = [&](std::uint64_t at) {
+            if (at + recordBytes > chunk.size) {
+                throw damaged(image_.name(), "the table of needed versions is cut short");
+            }
+            return chunk.data + at;
+        };
+        std::uint64_t libraries = value(DT_VERNEEDNUM).value_or(0);
+        std::uint64_t steps = 0;
+        for (std::uint64_t at = 0; libraries > 0; --libraries) {
+            const unsigned char* library = inside(at);
+            std::uint64_t versionAt = at + image_.word(library + 8);
+            for (unsigned left = image_.half(library + 2); left > 0; --left) {
+                const unsigned char* version = inside(versionAt);
+                versions_[image_.half(version + 6) & kVersionMask] = nameAt(image_.word(version + 8));
+                if (++steps > kMaximumSymbols) {  // Lists may overlap.
+                    throw failure(ErrorKind::limitExceeded, image_.name(), "has too many needed versions");
+                }
+                const std::uint32_t next = image_.word(version + 12);
+                if (next == 0) {
+                    break;
+                }
+                versionAt += next;
+            }
+            const std::uint32_t next = image_.word(library + 12);
+            if (next == 0) {
+                break;
+            }
+            at += next;
+        }
+    }
+
+    const ElfImage& image_;
+    std::vector<GElf_Dyn> dynamic_;
+    Chunk names_;
+    std::unordered_map<unsigned, std::string_view> versions_;
+};
+
+}  // namespace
+
+bool isElf(std::string_view bytes) noexcept {
+    return bytes.substr(0, SELFMAG) == ELFMAG;
+}
+
+std::optional<Machine> machineOf(std::string_view header) noexcept {
+    constexpr std::size_t flagsAt32 = 36;
+    constexpr std::size_t flagsAt64 = 48;
+    constexpr std::size_t machineAt = 18;
+    if (!isElf(header) || header.size() < flagsAt64 + 4) {
+        return std::nullopt;
+    }
+    Machine machine;
+    machine.elfClass = static_cast<std::uint8_t>(header[EI_CLASS]);
+    machine.byteOrder = static_cast<std::uint8_t>(header[EI_DATA]);
+    const auto load = [&](std::size_t at, std::size_t size) {
+        std::uint32_t value = 0;
+        for (std::size_t i = 0; i < size; ++i) {
+            const std::size_t place = machine.byteOrder == ELFDATA2MSB ? at + i : at + size - 1 - i;
+            value = value << 8U | static_cast<unsigned char>(header[place]);
+        }
+        return value;
+    };
+    machine.number = static_cast<std::uint16_t>(load(machineAt, 2));
+    machine.abi = abiFlags(machine.number, load(machine.elfClass == ELFCLASS64 ? flagsAt64 : flagsAt32, 4));
+    return machine;
+}
+
+ElfFile readElf(int descriptor, const std::string& name) {
+    const ElfImage file(descriptor, name);
+    return Reader(file).read();
+}
+
+ElfFile readElf(std::string_view image, const std::string& name) {
+    const ElfImage file(image, name);
+    return Reader(file).read();
+}
+
+}  // namespace bex::shlibs

@@ -1,0 +1,127 @@
+#include "shlibs/info/DpkgDatabase.hpp"
+
+#include <algorithm>
+#include <set>
+#include <utility>
+
+#include "shlibs/base/TextFile.hpp"
+
+namespace bex::shlibs {
+
+namespace {
+
+constexpr std::string_view kList = ".list";
+
+std::string_view withoutEnd(std::string_view name, std::string_view end) {
+    return name.substr(0, name.size() - end.size());
+}
+
+/// "libc6:amd64" gives "libc6".
+std::string withoutArchitecture(const std::string& package) {
+    return package.substr(0, package.find(':'));
+}
+
+}  // namespace
+
+/// A library's name has ".so" in it, or it would have no version.
+void DpkgDatabase::readList(const std::string& package, Owners& owners) const {
+    const std::string text = readTextFile(admindir_ + "/info/" + package + std::string(kList)).value_or("");
+    std::string_view all = text;
+    for (std::size_t at = all.find(".so"); at != std::string_view::npos;) {
+        const std::size_t begin = all.rfind('\n', at) + 1;
+        const std::size_t end = std::min(all.find('\n', at), all.size());
+        std::vector<std::string>& packages = owners[std::string(all.substr(begin, end - begin))];
+        if (packages.empty() || packages.back() != package) {
+            packages.push_back(package);
+        }
+        at = all.find(".so", end);
+    }
+}
+
+void DpkgDatabase::readLists(Lists lists, Owners& owners) const {
+    std::set<std::string_view> libraries;
+    const std::vector<std::string> names = namesIn(admindir_ + "/info");
+    for (const std::string_view end : {".symbols", ".shlibs"}) {
+        for (const std::string& name : names) {
+            if (endsWith(name, end)) {
+                libraries.insert(withoutEnd(name, end));
+            }
+        }
+    }
+    for (const std::string& name : names) {
+        const bool wanted = (libraries.count(withoutEnd(name, kList)) > 0) == (lists == Lists::ofLibraries);
+        if (endsWith(name, kList) && wanted) {
+            readList(std::string(withoutEnd(name, kList)), owners);
+        }
+    }
+}
+
+/// Three lines each: the diverted name, where it was moved to, the package (":" for an administrator's own).
+void DpkgDatabase::readDiversions() {
+    const std::string text = readTextFile(admindir_ + "/diversions").value_or("");
+    std::string_view rest = text;
+    std::string_view from;
+    std::string_view to;
+    std::string_view package;
+    diversions_.emplace();
+    while (nextLine(rest, from) && nextLine(rest, to) && nextLine(rest, package)) {
+        (*diversions_)[std::string(from)] = package;
+    }
+}
+
+std::vector<std::string> DpkgDatabase::withoutDiverted(const std::vector<std::string>& packages,
+                                                       const std::string& name) {
+    if (!diversions_) {
+        readDiversions();
+    }
+    const auto diversion = diversions_->find(name);
+    std::vector<std::string> owners;
+    for (const std::string& package : packages) {
+        if (diversion != diversions_->end() && withoutArchitecture(package) == diversion->second) {
+            owners.push_back(package);
+        }
+    }
+    return owners.empty() ? packages : owners;
+}
+
+std::vector<std::string> DpkgDatabase::ownersOf(const std::string& name, Lists lists) {
+    std::optional<Owners>& owners = lists == Lists::ofLibraries ? libraryOwners_ : otherOwners_;
+    if (!owners) {
+        owners.emplace();
+        readLists(lists, *owners);
+    }
+    const auto found = owners->find(name);
+    return found != owners->end() ? withoutDiverted(found->second, name) : std::vector<std::string>();
+}
+
+PackageInfo& DpkgDatabase::info(const std::string& package, const std::string& architecture) {
+    std::unique_ptr<PackageInfo>& place = infos_[package];
+    if (place == nullptr) {
+        std::optional<NamedText> symbols;
+        for (const std::string& name : {package, withoutArchitecture(package)}) {
+            for (const std::string& end : {"." + architecture, std::string()}) {
+                symbols = symbols ? std::move(symbols)
+                                  : readNamedText(overrides_ + "/symbols/" + name + ".symbols" + end);
+            }
+        }
+        const std::string own = admindir_ + "/info/" + package;
+        place =
+            std::make_unique<PackageInfo>(package, symbols ? std::move(symbols) : readNamedText(own + ".symbols"),
+                                          readNamedText(own + ".shlibs"));
+    }
+    return *place;
+}
+
+std::string DpkgDatabase::nativeArchitecture() const {
+    const std::string text = "\n" + readTextFile(admindir_ + "/status").value_or("");
+    const std::size_t begin = text.find("\nPackage: dpkg\n");
+    constexpr std::string_view field = "\nArchitecture: ";
+    const std::size_t at = begin != std::string::npos ? text.find(field, begin) : std::string::npos;
+    if (at == std::string::npos || at > text.find("\n\n", begin)) {
+        return {};
+    }
+    const std::size_t value = at + field.size();
+    return text.substr(value, text.find('\n', value) - value);
+}
+
+}  // namespace bex::shlibs

@@ -1,0 +1,30 @@
+#include "shlibs/info/PackageInfo.hpp"
+
+#include <utility>
+
+#include "shlibs/base/TextFile.hpp"
+#include "shlibs/info/ShlibsFile.hpp"
+
+namespace bex::shlibs {
+
+std::optional<NamedText> readNamedText(const std::string& path) {
+    std::optional<std::string> text = readTextFile(path);
+    return text ? std::optional<NamedText>({std::move(*text), path}) : std::nullopt;
+}
+
+const LibrarySymbols* PackageInfo::symbolsOf(const std::string& soname, const std::string& architecture,
+                                             std::vector<std::string>& notes) {
+    if (symbolsText_) {
+        symbols_ =
+            std::make_unique<SymbolsFile>(std::move(symbolsText_->text), symbolsText_->where, architecture, notes);
+        symbolsText_.reset();
+    }
+    return symbols_ != nullptr ? symbols_->find(soname) : nullptr;
+}
+
+std::optional<std::string> PackageInfo::dependencyOf(const std::string& soname,
+                                                     std::vector<std::string>& notes) const {
+    return shlibs_ ? dependencyFromShlibs(shlibs_->text, soname, shlibs_->where, notes) : std::nullopt;
+}
+
+}  // namespace bex::shlibs

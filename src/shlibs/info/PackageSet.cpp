@@ -1,0 +1,101 @@
+#include "shlibs/info/PackageSet.hpp"
+
+#include <algorithm>
+#include <filesystem>
+#include <optional>
+#include <system_error>
+#include <utility>
+
+#include "shlibs/base/Failure.hpp"
+#include "shlibs/base/TextFile.hpp"
+#include "shlibs/base/Version.hpp"
+
+namespace bex::shlibs {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+std::vector<std::string> packagesIn(const std::string& directory) {
+    std::vector<std::string> paths;
+    for (const std::string& name : namesIn(directory)) {
+        if (endsWith(name, ".deb") || endsWith(name, ".bex")) {
+            paths.push_back((fs::path(directory) / name).string());
+        }
+    }
+    return paths;
+}
+
+std::string valueOf(const stream::ControlParagraph& control, const char* field) {
+    const std::string* value = control.find(field);
+    return value != nullptr ? *value : std::string();
+}
+
+std::optional<NamedText> memberOf(const stream::PackageReader& reader, const char* name, const std::string& path) {
+    const stream::ControlMember* member = reader.findControlMember(name);
+    return member != nullptr ? std::optional<NamedText>({member->contents, path + ": " + name}) : std::nullopt;
+}
+
+}  // namespace
+
+PackageSet::PackageSet(const std::vector<std::string>& paths, const stream::ReadOptions& reading) {
+    for (const std::string& path : paths) {
+        std::error_code failure;
+        const bool isDirectory = fs::is_directory(path, failure);
+        for (const std::string& package : isDirectory ? packagesIn(path) : std::vector<std::string>{path}) {
+            add(package, reading);
+        }
+    }
+    if (packages_.empty()) {
+        throw failure(ErrorKind::invalidInput, paths.front(), "has no packages");
+    }
+    std::sort(packages_.begin(), packages_.end(),
+              [](const Package& a, const Package& b) { return a.name < b.name; });
+}
+
+void PackageSet::add(const std::string& path, const stream::ReadOptions& reading) {
+    const stream::PackageReader reader(path, reading);
+    Package package{valueOf(reader.control(), "Package"), valueOf(reader.control(), "Architecture"),
+                    valueOf(reader.control(), "Version"), nullptr};
+    package.info =
+        std::make_unique<PackageInfo>(package.name + ":" + package.architecture, memberOf(reader, "symbols", path),
+                                      memberOf(reader, "shlibs", path));
+    const auto same = std::find_if(packages_.begin(), packages_.end(), [&](const Package& other) {
+        return other.name == package.name && other.architecture == package.architecture;
+    });
+    if (same == packages_.end()) {
+        packages_.push_back(std::move(package));
+    } else if (compareVersions(package.version, same->version) > 0) {
+        *same = std::move(package);
+    }
+}
+
+std::vector<PackageInfo*> PackageSet::providersOf(const std::string& soname, const std::string& architecture,
+                                                  std::vector<std::string>& notes) {
+    std::vector<PackageInfo*> providers;
+    std::vector<std::string> ignored;
+    for (const Package& package : packages_) {
+        if ((package.architecture == architecture || package.architecture == "all") &&
+            (package.info->symbolsOf(soname, architecture, notes) != nullptr ||
+             package.info->dependencyOf(soname, ignored))) {
+            providers.push_back(package.info.get());
+        }
+    }
+    return providers;
+}
+
+std::string PackageSet::architecture() const {
+    std::string common;
+    for (const Package& package : packages_) {
+        if (package.architecture == "all") {
+            continue;
+        }
+        if (!common.empty() && common != package.architecture) {
+            return {};
+        }
+        common = package.architecture;
+    }
+    return common;
+}
+
+}  // namespace bex::shlibs

@@ -1,0 +1,119 @@
+#include "shlibs/info/SourcePackage.hpp"
+
+#include <filesystem>
+#include <system_error>
+#include <utility>
+
+#include "bex/stream/ControlParagraph.hpp"
+#include "bex/stream/Escape.hpp"
+#include "shlibs/base/TextFile.hpp"
+#include "shlibs/base/Version.hpp"
+
+namespace bex::shlibs {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+bool isFile(const std::string& path) {
+    std::error_code failure;
+    return fs::is_regular_file(path, failure);
+}
+
+/// The first paragraph, which describes the source package, without the empty lines and comments before it.
+std::string firstParagraph(const std::string& text) {
+    std::string paragraph;
+    std::string_view rest = text;
+    for (std::string_view line; nextLine(rest, line);) {
+        if (trimmed(line).empty() && !paragraph.empty()) {
+            break;
+        }
+        if (!trimmed(line).empty() && line.front() != '#') {
+            paragraph.append(line).push_back('\n');
+        }
+    }
+    return paragraph;
+}
+
+}  // namespace
+
+const std::vector<std::string>& SourcePackage::trees() {
+    if (!trees_) {
+        trees_.emplace();
+        for (const std::string& name : namesIn(directory_)) {
+            std::string tree = directory_ + "/" + name;
+            if (name.front() != '.' && (isFile(tree + "/DEBIAN/symbols") || isFile(tree + "/DEBIAN/shlibs"))) {
+                trees_->push_back(std::move(tree));
+            }
+        }
+    }
+    return *trees_;
+}
+
+std::string SourcePackage::treeAround(const std::string& path) {
+    std::error_code failure;
+    for (fs::path place = fs::absolute(path, failure).lexically_normal(); place.has_relative_path();
+         place = place.parent_path()) {
+        if (fs::is_directory(place / "DEBIAN", failure)) {
+            return place.string();
+        }
+    }
+    return {};
+}
+
+PackageInfo& SourcePackage::infoOf(const std::string& tree) {
+    std::unique_ptr<PackageInfo>& place = infos_[tree];
+    if (place == nullptr) {
+        const std::string control = tree + "/DEBIAN/";
+        place = std::make_unique<PackageInfo>(tree, readNamedText(control + "symbols"),
+                                              readNamedText(control + "shlibs"));
+    }
+    return *place;
+}
+
+std::optional<std::string> SourcePackage::localDependencyOf(const std::string& soname,
+                                                            std::vector<std::string>& notes) {
+    if (local_ == nullptr) {
+        local_ = std::make_unique<PackageInfo>("", std::nullopt, readNamedText(directory_ + "/shlibs.local"));
+    }
+    return local_->dependencyOf(soname, notes);
+}
+
+void SourcePackage::readBuildDependencies() {
+    buildDependencies_.emplace();
+    const std::string path = directory_ + "/control";
+    const std::string paragraph = firstParagraph(readTextFile(path).value_or(""));
+    if (paragraph.empty()) {
+        return;
+    }
+    const auto control = stream::ControlParagraph::parse(paragraph, stream::escapeForDisplay(path));
+    for (const char* field : {"Build-Depends", "Build-Depends-Arch"}) {
+        const std::string* value = control.find(field);
+        // A variable of the build, "${name}", is no relation yet.
+        if (value == nullptr || value->find("${") != std::string::npos) {
+            continue;
+        }
+        for (Alternatives& alternatives : parseRelations(*value, path + ": " + field)) {
+            buildDependencies_->push_back(std::move(alternatives));
+        }
+    }
+}
+
+std::string SourcePackage::builtWith(const std::string& package, const std::string& architecture) {
+    if (!buildDependencies_) {
+        readBuildDependencies();
+    }
+    std::string newest;
+    for (const Alternatives& alternatives : *buildDependencies_) {
+        for (const Relation& relation : alternatives) {
+            if (relation.package == package && (relation.sign == ">=" || relation.sign == ">>") &&
+                concerns(relation, architecture) &&
+                (newest.empty() || compareVersions(relation.version, newest) > 0)) {
+                newest = relation.version;
+            }
+        }
+    }
+    return newest;
+}
+
+}  // namespace bex::shlibs

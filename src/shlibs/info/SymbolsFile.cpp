@@ -1,0 +1,251 @@
+#include "shlibs/info/SymbolsFile.hpp"
+
+#include <algorithm>
+#include <charconv>
+#include <utility>
+
+#include "shlibs/base/Architecture.hpp"
+#include "shlibs/base/Failure.hpp"
+#include "shlibs/base/Relation.hpp"
+#include "shlibs/base/TextFile.hpp"
+#include "shlibs/base/Version.hpp"
+
+namespace bex::shlibs {
+
+namespace {
+
+constexpr bool isBlank(char c) {
+    return c == ' ' || c == '\t';
+}
+
+/// A line of a symbol: tags, name, version, number of the template.
+struct Specification {
+    Tags tags;
+    std::string symbol;
+    std::string_view version;
+    std::uint32_t templateNumber = 0;
+};
+
+/// "(tag|tag=value)" off the front of the line; false where it does not end.
+bool takeTags(std::string_view& line, Tags& tags) {
+    if (line.empty() || line.front() != '(') {
+        return true;
+    }
+    const std::size_t end = line.find(')');
+    if (end == std::string_view::npos) {
+        return false;
+    }
+    std::string_view rest = line.substr(1, end - 1);
+    line.remove_prefix(end + 1);
+    while (!rest.empty()) {
+        const std::string_view tag = rest.substr(0, rest.find('|'));
+        rest.remove_prefix(std::min(tag.size() + 1, rest.size()));
+        const std::size_t equals = std::min(tag.find('='), tag.size());
+        tags.emplace_back(tag.substr(0, equals), tag.substr(std::min(equals + 1, tag.size())));
+    }
+    return !tags.empty();
+}
+
+/// A tagged symbol may stand in quotes, which "@version" may follow; any other ends at the first blank.
+bool takeSymbol(std::string_view& line, bool tagged, std::string& symbol) {
+    if (tagged && !line.empty() && (line.front() == '"' || line.front() == '\'')) {
+        const std::size_t end = line.find(line.front(), 1);
+        if (end == std::string_view::npos) {
+            return false;
+        }
+        symbol = line.substr(1, end - 1);
+        line.remove_prefix(end + 1);
+    }
+    const std::string_view plain = line.substr(0, line.find_first_of(" \t"));
+    symbol += plain;
+    line.remove_prefix(plain.size());
+    return !symbol.empty();
+}
+
+/// Reads the line; false where it breaks the format.
+bool parse(std::string_view line, Specification& result) {
+    if (!takeTags(line, result.tags) || !takeSymbol(line, !result.tags.empty(), result.symbol)) {
+        return false;
+    }
+    result.version = nextWord(line);
+    const std::string_view number = nextWord(line);
+    if (!number.empty()) {
+        const auto parsed = std::from_chars(number.data(), number.data() + number.size(), result.templateNumber);
+        if (parsed.ec != std::errc() || parsed.ptr != number.data() + number.size()) {
+            return false;
+        }
+    }
+    return !result.version.empty();
+}
+
+bool isFor(const Tags& tags, std::string_view architecture) {
+    return std::all_of(tags.begin(), tags.end(), [architecture](const auto& tag) {
+        const auto& [name, value] = tag;
+        if (name == "arch") {
+            return concerns(value, architecture);
+        }
+        if (name == "arch-bits") {
+            return value == std::to_string(bitsOf(architecture));
+        }
+        return name != "arch-endian" || (value == "little") == isLittleEndian(architecture);
+    });
+}
+
+}  // namespace
+
+std::optional<LibrarySymbols::Since> LibrarySymbols::find(std::string_view symbol) const {
+    const auto given = [this](const Line& line) { return Since{line.version, &templates[line.templateNumber]}; };
+    if (const auto found = lines.find(symbol); found != lines.end()) {
+        return given(found->second);
+    }
+    if (patterns.empty()) {
+        return std::nullopt;
+    }
+    const std::optional<std::size_t> pattern = patterns.find(symbol);
+    return pattern ? std::optional<Since>(given(patternLines[*pattern])) : std::nullopt;
+}
+
+SymbolsFile::SymbolsFile(std::string text, std::string where, std::string architecture,
+                         std::vector<std::string>& notes)
+    : text_(std::move(text)), where_(std::move(where)), architecture_(std::move(architecture)), notes_(notes) {
+    indexParts();
+}
+
+/// A header is a line that begins neither with a blank nor with one of the signs of other lines.
+void SymbolsFile::indexParts() {
+    std::string_view rest = text_;
+    std::vector<Part>* current = nullptr;
+    std::size_t number = 0;
+    const char* begin = nullptr;
+    for (std::string_view line; nextLine(rest, line);) {
+        ++number;
+        if (line.empty() || line.front() == '#') {
+            continue;
+        }
+        const bool isHeader =
+            !isBlank(line.front()) && line.front() != '|' && line.front() != '*' && line.front() != '(';
+        if (isHeader) {
+            std::string_view words = line;
+            current = &libraries_[std::string(nextWord(words))].parts;
+            current->push_back({line, number});
+            begin = line.data();
+        } else if (line.find("#include") != std::string_view::npos && line.front() == '(') {
+            throw damaged(where_, "#include belongs to source packages", number);
+        } else if (current == nullptr) {
+            throw damaged(where_, "stands before the first library", number);
+        } else {
+            Part& part = current->back();
+            part.text = {begin, static_cast<std::size_t>(line.data() + line.size() - begin)};
+        }
+    }
+}
+
+std::vector<std::string> SymbolsFile::sonames() const {
+    std::vector<std::string> names;
+    for (const auto& [name, library] : libraries_) {
+        names.push_back(name);
+    }
+    return names;
+}
+
+const LibrarySymbols* SymbolsFile::find(const std::string& soname) {
+    const auto found = libraries_.find(soname);
+    if (found == libraries_.end()) {
+        return nullptr;
+    }
+    Library& library = found->second;
+    if (!library.symbols) {
+        LibrarySymbols symbols;
+        symbols.soname = soname;
+        symbols.patterns = SymbolPatterns(where_);
+        for (const Part& part : library.parts) {
+            read(part, symbols);
+        }
+        checkTemplates(symbols);
+        library.symbols = std::move(symbols);
+    }
+    return &*library.symbols;
+}
+
+void SymbolsFile::read(const Part& part, LibrarySymbols& into) {
+    std::string_view rest = part.text;
+    std::size_t number = part.firstLine;
+    for (std::string_view line; nextLine(rest, line); ++number) {
+        if (line.empty() || line.front() == '#') {
+            continue;
+        }
+        if (isBlank(line.front())) {
+            readSymbol(trimmed(line), number, into);
+        } else if (line.front() == '|') {
+            into.templates.emplace_back(trimmed(line.substr(1)));
+        } else if (line.front() == '*') {
+            const std::size_t colon = std::min(line.find(':'), line.size());
+            into.fields[std::string(trimmed(line.substr(1, colon - 1)))] =
+                trimmed(line.substr(std::min(colon + 1, line.size())));
+        } else {
+            readHeader(line, into);
+        }
+    }
+}
+
+/// A header that comes again replaces the templates and keeps the symbols.
+void SymbolsFile::readHeader(std::string_view line, LibrarySymbols& into) {
+    nextWord(line);
+    if (trimmed(line).empty()) {
+        notes_.push_back(
+            damaged(where_, "gives no dependency for " + stream::escapeForDisplay(into.soname)).what());
+    }
+    into.templates.assign(1, std::string(trimmed(line)));
+    into.fields.clear();
+}
+
+void SymbolsFile::readSymbol(std::string_view line, std::size_t number, LibrarySymbols& into) {
+    Specification found;
+    if (!parse(line, found)) {
+        notes_.push_back(damaged(where_, "is no line of a symbols file", number).what());
+        return;
+    }
+    if (!isVersion(found.version)) {
+        throw damaged(where_, "\"" + stream::escapeForDisplay(found.version) + "\" is no version", number);
+    }
+    if (!isFor(found.tags, architecture_)) {
+        return;
+    }
+    constexpr std::string_view oldPattern = "*@";  // The deprecated form of (symver|optional).
+    const LibrarySymbols::Line value{found.version, found.templateNumber};
+    if (found.tags.empty() && found.symbol.compare(0, oldPattern.size(), oldPattern) == 0) {
+        found.symbol.erase(0, oldPattern.size());
+        found.tags.emplace_back("symver", "");
+    }
+    if (SymbolPatterns::arePattern(found.tags)) {
+        into.patterns.add(found.symbol, found.tags, number);
+        into.patternLines.push_back(value);
+        return;
+    }
+    // An untagged name lies in the text as it is; of a tagged one that may hold for its plain form only.
+    const std::size_t at = line.find(found.symbol);
+    if (at == std::string_view::npos) {
+        notes_.push_back(damaged(where_, "has a quoted name that is no pattern", number).what());
+        return;
+    }
+    into.lines[line.substr(at, found.symbol.size())] = value;
+    if (into.smallest.empty() || compareVersions(found.version, into.smallest) < 0) {
+        into.smallest = found.version;
+    }
+}
+
+void SymbolsFile::checkTemplates(const LibrarySymbols& library) const {
+    const auto check = [&](const LibrarySymbols::Line& line) {
+        if (line.templateNumber >= library.templates.size()) {
+            throw damaged(where_, "a symbol of " + stream::escapeForDisplay(library.soname) +
+                                      " follows dependency template " + std::to_string(line.templateNumber) +
+                                      ", which is not there");
+        }
+    };
+    for (const auto& [name, line] : library.lines) {
+        check(line);
+    }
+    std::for_each(library.patternLines.begin(), library.patternLines.end(), check);
+}
+
+}  // namespace bex::shlibs

@@ -1,0 +1,131 @@
+#include "shlibs/search/Root.hpp"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <array>
+#include <deque>
+#include <filesystem>
+#include <system_error>
+#include <vector>
+
+#include "shlibs/base/Descriptor.hpp"
+#include "shlibs/elf/ElfFile.hpp"
+
+namespace bex::shlibs {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+/// As many symlinks as the kernel follows.
+constexpr unsigned kMaximumLinks = 40;
+
+std::deque<std::string> componentsOf(std::string_view path) {
+    std::deque<std::string> components;
+    while (!path.empty()) {
+        const std::size_t slash = std::min(path.find('/'), path.size());
+        if (slash > 0 && path.substr(0, slash) != ".") {
+            components.emplace_back(path.substr(0, slash));
+        }
+        path.remove_prefix(std::min(slash + 1, path.size()));
+    }
+    return components;
+}
+
+std::string parentOf(const std::string& path) {
+    return path.substr(0, path.rfind('/') != std::string::npos ? path.rfind('/') : 0);
+}
+
+/// Follows symlinks of a tree as a process would for which the tree is "/". `linkAt` gives the target of a
+/// symlink, or
+/// "" for anything else. Nothing where there are too many.
+template <typename LinkAt>
+std::optional<std::string> resolve(const std::string& path, LinkAt&& linkAt) {
+    std::deque<std::string> left = componentsOf(path);
+    std::string done;
+    unsigned links = 0;
+    while (!left.empty()) {
+        const std::string component = std::move(left.front());
+        left.pop_front();
+        if (component == "..") {
+            done = parentOf(done);
+            continue;
+        }
+        const std::string target = linkAt(done + "/" + component);
+        if (target.empty()) {
+            done += "/" + component;
+            continue;
+        }
+        if (++links > kMaximumLinks) {
+            return std::nullopt;
+        }
+        done = target.front() == '/' ? "" : done;
+        const std::deque<std::string> further = componentsOf(target);
+        left.insert(left.begin(), further.begin(), further.end());
+    }
+    return done;
+}
+
+std::optional<Machine> machineOfFile(const std::string& path) {
+    const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    struct stat status {};
+    if (!file || fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) {
+        return std::nullopt;
+    }
+    std::array<char, kElfHeaderBytes> header{};
+    const ssize_t size = ::pread(file.get(), header.data(), header.size(), 0);
+    return size > 0 ? machineOf({header.data(), static_cast<std::size_t>(size)}) : std::nullopt;
+}
+
+}  // namespace
+
+std::string plainAbsolute(std::string_view path) {
+    return resolve(std::string(path), [](const std::string&) { return std::string(); }).value_or("");
+}
+
+std::string DiskRoot::realPath(const std::string& path) {
+    const auto linkAt = [this](const std::string& place) {
+        std::error_code failure;
+        return fs::read_symlink(directory_ + place, failure).string();
+    };
+    return resolve(path, linkAt).value_or(path);
+}
+
+std::optional<Machine> DiskRoot::machineAt(const std::string& path) {
+    const auto [place, isNew] = known_.try_emplace(path);
+    if (isNew) {
+        std::error_code failure;
+        // Most paths that are asked for do not exist, and the kernel says so at once.
+        const bool there = directory_.empty() || fs::exists(fs::symlink_status(directory_ + path, failure));
+        place->second =
+            there ? machineOfFile(directory_.empty() ? path : directory_ + realPath(path)) : std::nullopt;
+    }
+    return place->second;
+}
+
+std::string PackageRoot::realPath(const std::string& path) {
+    const auto linkAt = [this](const std::string& place) {
+        const auto found = files_.find(place);
+        return found != files_.end() ? found->second.target : std::string();
+    };
+    return resolve(path, linkAt).value_or(path);
+}
+
+std::optional<Machine> PackageRoot::machineAt(const std::string& path) {
+    const auto found = files_.find(realPath(path));
+    return found != files_.end() ? found->second.machine : std::nullopt;
+}
+
+std::string PackageRoot::directoryWith(std::string_view name) const {
+    for (const auto& [path, file] : files_) {
+        const std::size_t slash = path.rfind('/');
+        if (std::string_view(path).substr(slash + 1) == name) {
+            return path.substr(0, slash);
+        }
+    }
+    return {};
+}
+
+}  // namespace bex::shlibs

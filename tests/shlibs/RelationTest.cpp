@@ -1,0 +1,89 @@
+#include "shlibs/base/Relation.hpp"
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <string>
+
+#include "Failure.hpp"
+#include "bex/stream/StreamError.hpp"
+#include "shlibs/base/Version.hpp"
+#include "shlibs/info/ShlibsFile.hpp"
+
+namespace bex::shlibs {
+namespace {
+
+using test::failureOf;
+
+/// The order of the field that dpkg-shlibdeps writes, seen in what it wrote of these very words.
+TEST(Relation, SortsAndWritesAsDpkgDoes) {
+    const struct {
+        const char* given;
+        const char* sorted;
+    } cases[] = {
+        {"x (>= 3), x (= 5), x (<< 4), x (= 10), x (>> 4), x (>= 4), x (<= 4), x (= 4), x",
+         "x, x (>= 3), x (>= 4), x (>> 4), x (= 4), x (= 5), x (= 10), x (<< 4), x (<= 4)"},
+        {"libz|xx,  gg(>> 1), gg (>= 1 ), B:any, e (> 1), a (>= 1) | b, a (>= 2), a | z",
+         "B:any, a | z, a (>= 1) | b, a (>= 2), e (>= 1), gg (>= 1), gg (>> 1), libz | xx"},
+        {"dd, ,ee [amd64  i386] <!nocheck> <x>, ff,", "dd, ee [amd64  i386] <!nocheck> <x>, ff"},
+    };
+    for (const auto& c : cases) {
+        auto relations = parseRelations(c.given, "test");
+        std::stable_sort(relations.begin(), relations.end(), comesBefore);
+        std::string text;
+        for (const auto& one : relations) {
+            text += (text.empty() ? "" : ", ") + formatRelation(one);
+        }
+        EXPECT_EQ(text, c.sorted);
+    }
+    for (const char* wrong :
+         {"a b", "a (1)", "a (>= )", "a (>= 1", "+a", "a_b", "${x}", "a |", "a (=> 1)", "a [x"}) {
+        EXPECT_EQ(failureOf([&] { parseRelations(wrong, "here"); }),
+                  "here: \"" + std::string(wrong) + "\" is no dependency");
+    }
+}
+
+TEST(Relation, ConcernsABuildForOneArchitectureWithoutProfiles) {
+    const std::pair<const char*, bool> cases[] = {
+        {"a [amd64]", true},     {"a [i386]", false},    {"a [!i386]", true},    {"a [!amd64 !i386]", false},
+        {"a [linux-any]", true}, {"a [any-arm]", false}, {"a <!nocheck>", true}, {"a <nocheck>", false},
+        {"a <x> <!y>", true},    {"a <!x y>", false}};
+    for (const auto& [text, expected] : cases) {
+        EXPECT_EQ(concerns(parseRelations(text, "").front().front(), "amd64"), expected) << text;
+    }
+}
+
+/// Each is older than the next: the rules of deb-version(7).
+TEST(Version, ComparesAsDpkgDoes) {
+    const char* const ascending[] = {
+        "0~~",    "0~1", "0",      "0a",     "0.1", "1~rc1-1", "1",
+        "1-0.1",  "1-1", "1-1+b1", "1-01.1", "1-2", "1a",      "1+",
+        "1+dfsg", "1.2", "1.02a",  "1.10",   "2:0", "10:0",    "99999999999999999999:1"};
+    for (std::size_t i = 0; i < std::size(ascending); ++i) {
+        for (std::size_t j = 0; j < std::size(ascending); ++j) {
+            const int expected = i < j ? -1 : static_cast<int>(i > j);
+            const int found = compareVersions(ascending[i], ascending[j]);
+            EXPECT_EQ((found > 0) - (found < 0), expected) << ascending[i] << " and " << ascending[j];
+        }
+    }
+    EXPECT_EQ(compareVersions("1.0", "0:1.00-0"), 0);
+}
+
+TEST(ShlibsFile, PrefersItsTypeThenTheFirstLine) {
+    const char* const text =
+        "# comment\nudeb: libx 1 wrong\nlibx 2 two\nlibx 1 first (>= 1)\nlibx 1 second\nliby 1 deb-less\n"
+        "deb: liby 1 typed, more\nlibz 1.2\n\n";
+    const std::pair<const char*, const char*> cases[] = {{"libx.so.1", "first (>= 1)"}, {"libx-2.so", "two"},
+                                                         {"liby.so.1", "typed, more"},  {"libz-1.2.so", ""},
+                                                         {"libx.so.3", "nothing"},      {"libx.so", "nothing"}};
+    for (const auto& [soname, expected] : cases) {
+        std::vector<std::string> notes;
+        EXPECT_EQ(dependencyFromShlibs(text, soname, "f", notes).value_or("nothing"), expected) << soname;
+    }
+    std::vector<std::string> notes;
+    dependencyFromShlibs(text, "libx.so.3", "f", notes);
+    EXPECT_THAT(notes, testing::ElementsAre("f:9: is no line of a shlibs file"));
+}
+
+}  // namespace
+}  // namespace bex::shlibs
