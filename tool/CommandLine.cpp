@@ -41,6 +41,7 @@ constexpr Command kCommands[] = {
     {"extract", "Extract the payload", addExtract},
     {"verify", "Check everything and list what is wrong", addVerify},
     {"diff", "List the differences between two packages", addDiff},
+    {"shlibdeps", "Find the packages of needed shared libraries", addShlibdeps},
 };
 
 /// "help VERB" as "VERB --help".
@@ -56,8 +57,9 @@ std::vector<std::string> withHelpAsOption(std::vector<std::string> arguments) {
 
 void addCommonOptions(CLI::App& program, Context& context) {
     program.add_flag("--json", context.json, "Print JSON objects, errors and notes too");
-    program.add_flag("-q,--quiet", context.quiet, "Print no notes and no progress");
-    program.add_flag("-v,--verbose", context.verbosity, "Print more on standard error");
+    constexpr const char* messagesRow = "Print no notes and no progress; print more";
+    program.add_flag("-q,--quiet", context.quiet, "Print no notes and no progress")->group(messagesRow);
+    program.add_flag("-v,--verbose", context.verbosity, "Print more on standard error")->group(messagesRow);
     addThreadsOption(program, "--threads", context.threads);
     addChoice<ColorWhen>(
         program, "--color", "Colours: auto, always or never",

@@ -7,9 +7,10 @@ import unittest
 
 from cases import SOURCES, environment
 
-VERBS = ["build", "info", "field", "list", "cat", "extract", "verify", "diff"]
+VERBS = ["build", "info", "field", "list", "cat", "extract", "verify", "diff", "shlibdeps"]
 VALUES = {"--color": {"auto", "always", "never"}, "--progress": {"auto", "json", "never"},
-          "--compression": {"gzip", "zstd", "xz", "none"}}
+          "--compression": {"gzip", "zstd", "xz", "none"}, "--strip": {"none", "drop", "dbgsym"},
+          "--format": {"field", "json", "why"}}
 OPTION = re.compile(r"--[a-z][a-z0-9-]*")
 
 
@@ -89,10 +90,11 @@ class OptionsTest(unittest.TestCase):
 
     def test_values(self):
         for option, values in VALUES.items():
-            error = bex("build", "none", option, "no").stderr
+            verb = "shlibdeps" if option == "--format" else "build"
+            error = bex(verb, "none", option, "no").stderr
             self.assertEqual(set(re.search(r"takes one of (.*)", error)[1].split(", ")), values)
             for words in ([""], ["="], ["=", ""]):
-                self.assertEqual(complete("build", option, *words), values)
+                self.assertEqual(complete(verb, option, *words), values)
             forms = {"_bex": rf"{option}=[^(]*\(([^)]*)\)", "bex.fish": rf' -l {option[2:]} .*-a "(.*?)"'}
             for name, form in forms.items():
                 self.assertEqual(set(re.search(form, source(f"tool/completions/{name}"))[1].split()), values, name)

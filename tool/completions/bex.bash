@@ -8,23 +8,26 @@ _bex_options() {
             "--priority --homepage --multi-arch --source --out --suffix --prefix --exclude --add --symlink --dir" \
             "--stdin --mode --owner --keep-owner --normalize-modes --skip-special --script --preinst --postinst" \
             "--prerm --postrm --config --templates --triggers --conffile --conffiles-below --compression --level" \
-            "--no-md5sums --dry-run --check" ;;
+            "--from --libdir --sysroot --admindir --ignore-missing --strip --no-md5sums --dry-run --check" ;;
         list) echo "$common --long --tree --null --control" ;;
         cat) echo "$common --control" ;;
         extract) echo "$common --control --strip --keep --overwrite --same-owner --keep-setuid --dry-run" ;;
         verify) echo "$common --strict --ignore" ;;
         info) echo "$common --totals" ;;
         diff) echo "$common --exclude --times --brief --content" ;;
+        shlibdeps) echo "$common --arch --from --libdir --sysroot --admindir --ignore-missing --format --why" ;;
         "") echo "$common --version" ;;
         *) echo "$common" ;;
     esac
 }
 
-# The values that an option takes, or nothing.
+# OPTION VERB: the values that the option takes, or nothing.
 _bex_values() {
     case $1 in
         --color) echo "auto always never" ;;
         --progress) echo "auto json never" ;;
+        --strip) [[ $2 == build ]] && echo "none drop dbgsym" ;;
+        --format) echo "field json why" ;;
         --compression | -Z) echo "gzip zstd xz none" ;;
         --limit) echo "control-bytes= md5sums-bytes= name-bytes= header-bytes= expansion-ratio= expansion-free-bytes= xz-memory=" \
             "zstd-window-log= entries=" ;;
@@ -32,7 +35,7 @@ _bex_values() {
 }
 
 _bex() {
-    local verbs="build info field list cat extract verify diff"
+    local verbs="build info field list cat extract verify diff shlibdeps"
     local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]} verb="" word values
     # bash takes "--option=value" for three words.
     if [[ $current == = ]]; then
@@ -43,7 +46,7 @@ _bex() {
     for word in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
         [[ " $verbs " == *" $word "* ]] && verb=$word && break
     done
-    values=$(_bex_values "$previous")
+    values=$(_bex_values "$previous" "$verb")
     COMPREPLY=()
     if [[ -n $values ]]; then
         mapfile -t COMPREPLY < <(compgen -W "$values" -- "$current")

@@ -1,6 +1,6 @@
 # Completion of bex(1) for fish.
 
-set -l verbs build info field list cat extract verify diff
+set -l verbs build info field list cat extract verify diff shlibdeps
 
 complete -c bex -n "not __fish_seen_subcommand_from $verbs" -f
 complete -c bex -n "not __fish_seen_subcommand_from $verbs" -a build -d "package a tree"
@@ -11,6 +11,7 @@ complete -c bex -n "not __fish_seen_subcommand_from $verbs" -a cat -d "print the
 complete -c bex -n "not __fish_seen_subcommand_from $verbs" -a extract -d "extract the payload"
 complete -c bex -n "not __fish_seen_subcommand_from $verbs" -a verify -d "check everything"
 complete -c bex -n "not __fish_seen_subcommand_from $verbs" -a diff -d "list the differences between two packages"
+complete -c bex -n "not __fish_seen_subcommand_from $verbs" -a shlibdeps -d "find the packages of shared libraries"
 complete -c bex -n "not __fish_seen_subcommand_from $verbs" -l version -d "versions"
 
 complete -c bex -l json -d "print JSON objects"
@@ -53,6 +54,7 @@ complete -c bex -n $build -l symlink -x -d "TARGET:PATH"
 complete -c bex -n $build -l dir -x -d "add an empty directory"
 complete -c bex -n $build -l stdin -x -d "add standard input under this path"
 complete -c bex -n $build -l mode -x -d "GLOB=MODE"
+complete -c bex -n $build -l strip -x -a "none drop dbgsym" -d "debug symbols"
 complete -c bex -n $build -l owner -x -d "GLOB=USER:GROUP"
 complete -c bex -n $build -l keep-owner -d "keep owners"
 complete -c bex -n $build -l normalize-modes -d "modes 0755 and 0644"
@@ -95,3 +97,13 @@ complete -c bex -n "__fish_seen_subcommand_from diff" -l exclude -x -d "leave ou
 complete -c bex -n "__fish_seen_subcommand_from diff" -l times -d "compare times"
 complete -c bex -n "__fish_seen_subcommand_from diff" -l brief -d "no details"
 complete -c bex -n "__fish_seen_subcommand_from diff" -l content -d "show changed text files"
+
+set -l shlibdeps "__fish_seen_subcommand_from shlibdeps"
+complete -c bex -n "__fish_seen_subcommand_from build shlibdeps" -l from -r -d "packages with symbols and shlibs"
+complete -c bex -n "__fish_seen_subcommand_from build shlibdeps" -l libdir -r -d "private libraries"
+complete -c bex -n "__fish_seen_subcommand_from build shlibdeps" -l sysroot -r -d "the directory that stands for /"
+complete -c bex -n "__fish_seen_subcommand_from build shlibdeps" -l admindir -r -d "database of dpkg"
+complete -c bex -n "__fish_seen_subcommand_from build shlibdeps" -l ignore-missing -d "only note what is missing"
+complete -c bex -n $shlibdeps -l arch -x -d "architecture"
+complete -c bex -n $shlibdeps -l format -x -a "field json why" -d "format"
+complete -c bex -n $shlibdeps -l why -d "reasons"

@@ -5,7 +5,9 @@
 #include <utility>
 #include <vector>
 
+#include "bex/shlibs/Dependencies.hpp"
 #include "bex/stream/Compression.hpp"
+#include "verbs/Strip.hpp"
 
 namespace bex::tool {
 
@@ -31,6 +33,8 @@ struct BuildArguments {
     std::vector<std::string> conffileTrees;  ///< directories of which all files are conffiles
     stream::Compression compression = stream::Compression::gzip;
     std::optional<int> level;
+    shlibs::Request shlibs;  ///< where libraries are looked for; what is examined is added
+    StripKind strip = StripKind::none;
     bool keepOwner = false;
     bool normalizeModes = false;
     bool skipSpecial = false;

@@ -12,9 +12,12 @@
 #include "output/ProgressBar.hpp"
 #include "output/Text.hpp"
 #include "verbs/BuildArguments.hpp"
+#include "verbs/BuildDependencies.hpp"
 #include "verbs/BuildInputs.hpp"
 #include "verbs/BuildOptions.hpp"
 #include "verbs/BuildTarget.hpp"
+#include "verbs/DebugPackage.hpp"
+#include "verbs/Strip.hpp"
 #include "verbs/Verb.hpp"
 
 namespace bex::tool {
@@ -148,6 +151,9 @@ void requireUsableOutput(const BuildArguments& arguments, const Context& context
     if (arguments.out != "-" || arguments.dryRun) {
         return;
     }
+    if (arguments.strip == StripKind::dbgsym) {
+        throw UsageError("--strip dbgsym needs a file to write: OUT is -");
+    }
     if (arguments.check || context.json) {
         throw UsageError("--check and --json need a file to write: OUT is -");
     }
@@ -164,6 +170,21 @@ void requireSource(const BuildArguments& arguments) {
     }
 }
 
+/// Before the package itself: a package that is there has its symbols beside it.
+void writeDebugPackage(const PackageWriter& writer, const StrippedFiles& stripped, const std::string& target,
+                       const WriteOptions& options, Context& context) {
+    // The writer of the package itself refuses a faulty paragraph, and names all its faults.
+    if (stripped.debugFiles().empty() || !writer.control().faults().empty()) {
+        return;
+    }
+    PackageWriter debug;
+    fillDebugPackage(writer.control(), stripped, debug);
+    const std::string path = debugTarget(target, writer.control());
+    const WriteResult result = debug.write(path, options);
+    printResult(path, result, context);
+    printNotes(path, result, context);
+}
+
 ExitStatus runBuild(BuildArguments& arguments, Context& context) {
     requireSource(arguments);
     requireUsableOutput(arguments, context);
@@ -171,12 +192,22 @@ ExitStatus runBuild(BuildArguments& arguments, Context& context) {
     PackageWriter writer;
     fillControl(arguments, writer);
     settleArchitecture(writer.control());
+    const ExitStatus found =
+        fillDependencies(payloadSources(arguments), arguments.shlibs, writer.control(), context);
+    if (found != ExitStatus::done) {
+        return found;
+    }
     const std::string target = targetPath(arguments.out, arguments.suffix, writer.control());
-    addContents(arguments, target, writer, context);
+    StrippedFiles stripped(arguments.strip, arguments.keepOwner, context);
+    addContents(arguments, {target, stripped}, writer, context);
     ProgressBar progress(context, "packing");
     WriteOptions options = writeOptions(arguments, context);
     options.progress = progress.callback();
-    return arguments.dryRun ? pretend(writer, target, options, context) : write(writer, target, options, context);
+    if (arguments.dryRun) {
+        return pretend(writer, target, options, context);
+    }
+    writeDebugPackage(writer, stripped, target, options, context);
+    return write(writer, target, options, context);
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 
 #include "arguments/Choice.hpp"
 #include "arguments/Number.hpp"
+#include "verbs/BuildDependencies.hpp"
 
 namespace bex::tool {
 
@@ -54,12 +55,23 @@ void addFieldOptions(CLI::App& verb, BuildArguments& arguments) {
         verb.add_option_function<std::string>(
                 option,
                 [&arguments, name = field](const std::string& value) {
-                    arguments.namedFields.emplace_back(name, value);
+                    arguments.namedFields.emplace_back(name, withVariable(name, value));
                 },
                 std::string("Set ") + field)
             ->option_text("TEXT")
             ->group("Set Package, Version and so on");
     }
+}
+
+void addLibraryOptions(CLI::App& verb, BuildArguments& arguments) {
+    constexpr const char* row = "Where --depends auto finds libraries: see shlibdeps";
+    addList(verb, "--from", arguments.shlibs.from, "DIR", "Take symbols and shlibs from packages")->group(row);
+    addList(verb, "--libdir", arguments.shlibs.libdirs, "DIR", "Search private libraries here")->group(row);
+    verb.add_option("--sysroot", arguments.shlibs.sysroot, "The directory that stands for /")
+        ->option_text("DIR")
+        ->group(row);
+    verb.add_option("--admindir", arguments.shlibs.admindir, "dpkg's database")->option_text("DIR")->group(row);
+    verb.add_flag("--ignore-missing", arguments.shlibs.ignoreMissing, "Only note missing libraries")->group(row);
 }
 
 void addPayloadOptions(CLI::App& verb, BuildArguments& arguments) {
@@ -76,6 +88,10 @@ void addPayloadOptions(CLI::App& verb, BuildArguments& arguments) {
     constexpr const char* ruleRow = "Set what matches";
     addList(verb, "--mode", arguments.modes, "GLOB=0755", "Set the mode of what matches")->group(ruleRow);
     addList(verb, "--owner", arguments.owners, "GLOB=USER:GROUP", "Set the owner of what matches")->group(ruleRow);
+    addChoice<StripKind>(verb, "--strip", "Strip symbols: none, drop, or dbgsym into a package",
+                         {{"none", StripKind::none}, {"drop", StripKind::drop}, {"dbgsym", StripKind::dbgsym}},
+                         [&arguments](StripKind kind) { arguments.strip = kind; })
+        ->option_text("KIND");
     constexpr const char* treeRow = "Keep owners, set modes 0755 and 0644, leave out devices";
     verb.add_flag("--keep-owner", arguments.keepOwner, "Keep owners instead of root")->group(treeRow);
     verb.add_flag("--normalize-modes", arguments.normalizeModes, "Modes 0755 and 0644")->group(treeRow);
@@ -139,6 +155,7 @@ void addOutputOptions(CLI::App& verb, BuildArguments& arguments) {
 void addBuildOptions(CLI::App& verb, BuildArguments& arguments) {
     addPlaces(verb, arguments);
     addFieldOptions(verb, arguments);
+    addLibraryOptions(verb, arguments);
     addPayloadOptions(verb, arguments);
     addControlOptions(verb, arguments);
     addOutputOptions(verb, arguments);

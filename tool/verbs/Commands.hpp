@@ -20,5 +20,6 @@ void addCat(CLI::App* verb, Action& chosen);
 void addExtract(CLI::App* verb, Action& chosen);
 void addVerify(CLI::App* verb, Action& chosen);
 void addDiff(CLI::App* verb, Action& chosen);
+void addShlibdeps(CLI::App* verb, Action& chosen);
 
 }  // namespace bex::tool

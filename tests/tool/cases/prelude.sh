@@ -84,3 +84,16 @@ alike() {
         diff dpkg-deb.$part bex.$part || echo "so differs: $*"
     done
 }
+
+# A machine below root, whose package libdemo1 has a library, and prog, which uses it.
+machine() {
+    local lib=root/usr/lib/libdemo.so.1
+    mkdir -p root/usr/lib root/var/lib/dpkg/info
+    echo 'int one(void) { return 1; } int two(void) { return 2; }' >lib.c
+    echo 'int one(void), two(void); int main(void) { return one() + two(); }' >prog.c
+    echo 'V1 { global: one; }; V2 { global: two; } V1;' >map
+    cc -shared -nostdlib -fPIC lib.c -o $lib -Wl,-soname,libdemo.so.1,--version-script=map &&
+        cc -nostdlib -Wl,-e,main prog.c -o prog $lib
+    echo /usr/lib/libdemo.so.1 >root/var/lib/dpkg/info/libdemo1.list
+    printf 'libdemo.so.1 libdemo1 #MINVER#\n one@V1 1.0\n two@V2 2.0\n' >root/var/lib/dpkg/info/libdemo1.symbols
+}

@@ -55,7 +55,8 @@ ExitStatus dpkgBuild(const DpkgRequest& request, Context& context) {
     fillControl(arguments, writer);
     const bool sound = writer.control().faults().empty();
     const std::string target = sound ? targetOf(request, writer.control()) : "unnamed";
-    addContents(arguments, target, writer, context);
+    StrippedFiles unstripped(StripKind::none, arguments.keepOwner, context);
+    addContents(arguments, {target, unstripped}, writer, context);
     if (sound) {
         context.console.out("dpkg-deb: building package '" + *writer.control().find("Package") + "' in '" +
                             stream::escapeForDisplay(target) + "'.\n");

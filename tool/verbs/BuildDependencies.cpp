@@ -1,0 +1,117 @@
+#include "verbs/BuildDependencies.hpp"
+
+#include <array>
+#include <filesystem>
+#include <fstream>
+#include <string_view>
+#include <system_error>
+#include <utility>
+
+#include "verbs/Shlibs.hpp"
+
+namespace bex::tool {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr std::string_view kVariable = "${shlibs:Depends}";
+constexpr const char* kRelationFields[] = {"Depends", "Pre-Depends", "Recommends", "Suggests", "Enhances"};
+
+bool isElf(const std::string& path) {
+    std::array<char, 4> magic = {};
+    std::ifstream(path, std::ios::binary).read(magic.data(), magic.size());
+    return magic == std::array<char, 4>{'\x7f', 'E', 'L', 'F'};
+}
+
+/// Directories and ELF files: what may need libraries.
+std::vector<std::string> examined(const std::vector<std::string>& sources) {
+    std::vector<std::string> inputs;
+    for (const auto& source : sources) {
+        std::error_code failure;
+        if (fs::is_directory(source, failure) || isElf(source)) {
+            inputs.push_back(source);
+        }
+    }
+    return inputs;
+}
+
+/// The relations between commas, without blanks around them.
+std::vector<std::string> relationsOf(std::string_view value) {
+    constexpr const char* blanks = " \t\n";
+    std::vector<std::string> relations;
+    while (!value.empty()) {
+        const std::string_view part = value.substr(0, value.find(','));
+        value.remove_prefix(part.size() < value.size() ? part.size() + 1 : part.size());
+        const std::size_t begin = part.find_first_not_of(blanks);
+        if (begin != std::string_view::npos) {
+            relations.emplace_back(part.substr(begin, part.find_last_not_of(blanks) + 1 - begin));
+        }
+    }
+    return relations;
+}
+
+/// The field's text with `by` in the place of `what` within its relations, and without empty relations.
+std::string replaced(std::string_view value, std::string_view what, std::string_view by) {
+    std::string text(value);
+    for (std::size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + by.size())) {
+        text.replace(at, what.size(), by);
+    }
+    std::string result;
+    for (const auto& relation : relationsOf(text)) {
+        result.append(result.empty() ? "" : ", ").append(relation);
+    }
+    return result;
+}
+
+std::vector<const char*> fieldsWithVariable(const stream::ControlParagraph& control) {
+    std::vector<const char*> fields;
+    for (const char* field : kRelationFields) {
+        const std::string* value = control.find(field);
+        if (value != nullptr && value->find(kVariable) != std::string::npos) {
+            fields.push_back(field);
+        }
+    }
+    return fields;
+}
+
+}  // namespace
+
+std::string withVariable(const std::string& field, const std::string& value) {
+    if (field != "Depends") {
+        return value;
+    }
+    std::string result;
+    bool found = false;
+    for (const auto& relation : relationsOf(value)) {
+        const bool isAuto = relation == "auto";
+        found = found || isAuto;
+        result.append(result.empty() ? "" : ", ").append(isAuto ? kVariable : relation);
+    }
+    return found ? result : value;
+}
+
+ExitStatus fillDependencies(const std::vector<std::string>& sources, shlibs::Request search,
+                            stream::ControlParagraph& control, Context& context) {
+    const std::vector<const char*> fields = fieldsWithVariable(control);
+    if (fields.empty()) {
+        return ExitStatus::done;
+    }
+    search.inputs = examined(sources);
+    search.onePackage = true;
+    const std::string* architecture = control.find("Architecture");
+    search.architecture = architecture != nullptr && *architecture != "all" ? *architecture : "";
+    const shlibs::Report report = findDependencies(std::move(search), context);
+    const std::string dependencies = report.field();
+    for (const char* field : fields) {
+        const std::string value = replaced(*control.find(field), kVariable, dependencies);
+        if (value.empty()) {
+            control.remove(field);
+        } else {
+            control.set(field, value);
+        }
+    }
+    return reportMissing(report, context);
+}
+
+}  // namespace bex::tool

@@ -1,0 +1,56 @@
+#include "verbs/DebugPackage.hpp"
+
+#include <filesystem>
+
+namespace bex::tool {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr const char* suffix = "-dbgsym";
+
+std::string valueOf(const stream::ControlParagraph& control, const char* field) {
+    const std::string* value = control.find(field);
+    return value != nullptr ? *value : std::string();
+}
+
+}  // namespace
+
+void fillDebugPackage(const stream::ControlParagraph& control, const StrippedFiles& stripped,
+                      stream::PackageWriter& writer) {
+    const std::string name = valueOf(control, "Package");
+    std::string ids;
+    for (const auto& [id, file] : stripped.debugFiles()) {
+        ids += (ids.empty() ? "" : " ") + id;
+        writer.addFile(file, debugPathOf(id));
+    }
+    writer.addSymlink(name, "usr/share/doc/" + name + suffix);  // Changelog and copyright are the package's.
+    const std::string source = valueOf(control, "Source");
+    stream::ControlParagraph& debug = writer.control();
+    debug.set("Package", name + suffix);
+    debug.set("Source", source.empty() ? name : source);
+    debug.set("Version", valueOf(control, "Version"));
+    debug.set("Auto-Built-Package", "debug-symbols");
+    debug.set("Architecture", valueOf(control, "Architecture"));
+    debug.set("Maintainer", valueOf(control, "Maintainer"));
+    debug.set("Depends", name + " (= " + valueOf(control, "Version") + ")");
+    if (valueOf(control, "Multi-Arch") == "same") {
+        debug.set("Multi-Arch", "same");
+    }
+    debug.set("Section", "debug");
+    debug.set("Priority", "optional");
+    debug.set("Description", "debug symbols for " + name);
+    debug.set("Build-Ids", ids);
+}
+
+std::string debugTarget(const std::string& target, const stream::ControlParagraph& control) {
+    const fs::path path(target);
+    const std::string name = valueOf(control, "Package");
+    const std::string file = path.filename().string();
+    const bool named = file.compare(0, name.size(), name) == 0;
+    const std::string rest = named ? file.substr(name.size()) : "_" + file;
+    return (path.parent_path() / (name + suffix + rest)).string();
+}
+
+}  // namespace bex::tool

@@ -1,0 +1,81 @@
+#include "verbs/Process.hpp"
+
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <string_view>
+
+#include "bex/stream/Escape.hpp"
+#include "output/Failure.hpp"
+
+extern char** environ;
+
+namespace bex::tool {
+
+namespace {
+
+/// The end of what a program said, enough for its last messages.
+std::string said(std::FILE* file) {
+    constexpr std::size_t maximumBytes = 2000;
+    std::string text(maximumBytes, '\0');
+    std::rewind(file);
+    text.resize(std::fread(text.data(), 1, text.size(), file));
+    text.erase(text.find_last_not_of('\n') + 1);
+    return stream::escapeForDisplay(text);
+}
+
+}  // namespace
+
+std::string findProgram(const std::string& name) {
+    const char* path = std::getenv("PATH");
+    std::string_view rest = path != nullptr ? path : "/usr/bin:/bin";
+    while (!rest.empty()) {
+        const std::string_view directory = rest.substr(0, rest.find(':'));
+        rest.remove_prefix(directory.size() < rest.size() ? directory.size() + 1 : directory.size());
+        std::string program = std::string(directory) + "/" + name;
+        if (access(program.c_str(), X_OK) == 0) {
+            return program;
+        }
+    }
+    return {};
+}
+
+void runProgram(const std::vector<std::string>& command) {
+    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> messages(std::tmpfile(), std::fclose);
+    if (messages == nullptr) {
+        throw systemError(command.front(), "run it", errno);
+    }
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_adddup2(&actions, fileno(messages.get()), STDERR_FILENO);
+    posix_spawn_file_actions_adddup2(&actions, fileno(messages.get()), STDOUT_FILENO);
+    std::vector<char*> arguments;
+    for (const auto& argument : command) {
+        arguments.push_back(const_cast<char*>(argument.c_str()));  // The call's type is older than const.
+    }
+    arguments.push_back(nullptr);
+    pid_t process = 0;
+    const int failed =
+        posix_spawn(&process, command.front().c_str(), &actions, nullptr, arguments.data(), environ);
+    posix_spawn_file_actions_destroy(&actions);
+    if (failed != 0) {
+        throw systemError(command.front(), "run it", failed);
+    }
+    int status = 0;
+    while (waitpid(process, &status, 0) < 0) {
+        if (errno != EINTR) {
+            throw systemError(command.front(), "wait for it", errno);
+        }
+    }
+    if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) {
+        throw stream::StreamError(stream::ErrorKind::inputOutput,
+                                  stream::escapeForDisplay(command.front()) + " failed: " + said(messages.get()));
+    }
+}
+
+}  // namespace bex::tool
