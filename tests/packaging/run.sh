@@ -25,7 +25,9 @@ lacks() { ! dpkg-deb --field "$work/packages/$1"_*.deb Depends | grep -Eq "$2" |
 needs libbex1 'libarchive13.*libboost'
 lacks libbex1 'libbexstream|libdeflate'
 needs libbexstream1 'libdeflate0'
-needs bex 'libbexstream1'
+needs libbexshlibs1 'libbexstream1 .*libelf1.*libre2-9'
+needs libbexshlibs-dev 'libbexshlibs1 .*libbexstream-dev'
+needs bex 'libbexstream1 \(= .*libbexshlibs1 \(= '
 for package in bex libbexstream1 libbexstream-dev; do
     lacks "$package" 'libarchive|libboost|libbex1|libbex-dev'
 done
@@ -47,6 +49,8 @@ fi
 export LD_LIBRARY_PATH=$root/usr/$libdir
 version=$(dpkg-parsechangelog -l "$here/../../packaging/changelog" -S Version)
 [ "$("$root/usr/bin/bex" --version | head -n 1)" = "bex $version" ] || fail "the installed bex does not run"
+"$root/usr/bin/bex" shlibdeps "$root/usr/bin/bex" --libdir "$LD_LIBRARY_PATH" --ignore-missing | grep -q libc6 ||
+    fail "the installed bex does not load the library of shlibdeps"
 "$root/usr/bin/bex" verify "$work"/packages/*.deb || fail "the installed bex finds fault with our packages"
 man --warnings -l "$root/usr/share/man/man1/bex.1.gz" 2>&1 >/dev/null | grep . && fail "the manual has faults"
 
