@@ -75,10 +75,10 @@ void addCommonOptions(CLI::App& program, Context& context) {
 }
 
 std::string versionText() {
-    std::string text;
-    for (const auto& library : stream::libraryVersions()) {
-        text +=
-            (text.empty() ? "bex " + library.version + "\n" : "") + library.name + " " + library.version + "\n";
+    const auto libraries = stream::libraryVersions();
+    std::string text = "bex " + libraries.front().version + "\n";  // the first is our own library
+    for (const auto& library : libraries) {
+        text += library.name + " " + library.version + "\n";
     }
     return text;
 }
@@ -105,7 +105,10 @@ ExitStatus printHelp(const CLI::App& program, const std::vector<std::string>& ar
     if (verbs.empty() && program.remaining_size() > 0) {
         return reportUsage(program, CLI::RequiredError("VERB"), arguments, context);
     }
-    return print(helpText(verbs.empty() ? program : *verbs.front()), context.console);
+    if (verbs.empty()) {
+        return print(helpText(program), context.console);
+    }
+    return print(helpText(*verbs.front()), context.console);
 }
 
 ExitStatus parseAndAct(CLI::App& program, const std::vector<std::string>& arguments, Context& context,
@@ -146,7 +149,10 @@ ExitStatus parseAndAct(const std::vector<std::string>& arguments, Context& conte
 ExitStatus act(int argc, const char* const* argv, Context& context) {
     try {
         const std::vector<std::string> arguments(argv + std::min(argc, 1), argv + argc);
-        return asksForDpkgDeb(arguments) ? actAsDpkgDeb(arguments, context) : parseAndAct(arguments, context);
+        if (asksForDpkgDeb(arguments)) {
+            return actAsDpkgDeb(arguments, context);
+        }
+        return parseAndAct(arguments, context);
     } catch (const OutputClosed&) {
         return context.whenClosed;
     } catch (...) {

@@ -2,8 +2,11 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstring>
 #include <string_view>
 #include <vector>
+
+#include "stream/base/Text.hpp"
 
 namespace bex::tool {
 
@@ -16,26 +19,22 @@ constexpr std::size_t kTextColumn = 22;
 /// two blanks after it.
 std::string wrapped(std::string line, const std::string& text, std::size_t indent) {
     std::string done;
-    std::size_t begin = 0;
-    bool lineHasText = false;
-    while (begin < text.size()) {
-        const std::size_t end = std::min(text.find(' ', begin), text.size());
-        const std::string word = text.substr(begin, end - begin);
-        if (line.size() + (lineHasText ? 1 : 0) + word.size() > kLineColumns) {
+    const char* blank = "";  // before the next word of a line
+    stream::forEachPart(text, ' ', [&](std::string_view word) {
+        if (line.size() + std::strlen(blank) + word.size() > kLineColumns) {
             done += line + "\n";
             line.assign(indent, ' ');
-            lineHasText = false;
+            blank = "";
         }
-        line += (lineHasText ? " " : "") + word;
-        lineHasText = true;
-        begin = end + 1;
-    }
+        line.append(blank).append(word);
+        blank = " ";
+    });
     return done + line;
 }
 
 std::string row(const std::string& label, const std::string& text) {
     const std::string lines = wrapped("  ", label, 4);
-    const std::size_t lastLine = lines.rfind('\n') == std::string::npos ? 0 : lines.rfind('\n') + 1;
+    const std::size_t lastLine = lines.rfind('\n') + 1;  // npos + 1 is 0
     std::string last = lines.substr(lastLine);
     last.resize(std::max(last.size() + 2, kTextColumn), ' ');
     return lines.substr(0, lastLine) + wrapped(last, text, kTextColumn) + "\n";
@@ -44,10 +43,10 @@ std::string row(const std::string& label, const std::string& text) {
 std::string labelOf(const CLI::Option& option) {
     std::string label;
     for (const auto& name : option.get_snames()) {
-        label += (label.empty() ? "-" : ", -") + name;
+        stream::appendPart(label, ", ", "-" + name);
     }
     for (const auto& name : option.get_lnames()) {
-        label += (label.empty() ? "--" : ", --") + name;
+        stream::appendPart(label, ", ", "--" + name);
     }
     return label;
 }
@@ -64,10 +63,14 @@ std::string optionRows(const CLI::App& app) {
         const bool alone = group == "Options";
         while (!alone && i + 1 < options.size() && options[i + 1]->get_group() == group) {
             const std::string nextValue = options[++i]->get_option_text();
-            label += (nextValue == value ? "" : " " + value) + ", " + labelOf(*options[i]);
+            if (nextValue != value) {
+                label += " " + value;
+            }
+            label += ", " + labelOf(*options[i]);
             value = nextValue;
         }
-        rows += row(value.empty() ? label : label + " " + value, alone ? options[i]->get_description() : group);
+        stream::appendPart(label, " ", value);
+        rows += row(label, alone ? options[i]->get_description() : group);
     }
     return rows;
 }
@@ -79,12 +82,19 @@ std::vector<const CLI::Option*> positionals(const CLI::App& app) {
 std::string usageOf(const CLI::App& app) {
     if (app.get_parent() == nullptr) {
         const bool hasVerbs = !app.get_subcommands([](const CLI::App*) { return true; }).empty();
-        return "Usage: " + app.get_name() + (hasVerbs ? " [OPTIONS] VERB ..." : " [OPTIONS] ACTION ...");
+        const char* const word = hasVerbs ? "VERB" : "ACTION";
+        return "Usage: " + app.get_name() + " [OPTIONS] " + word + " ...";
     }
     std::string usage = "Usage: " + app.get_parent()->get_name() + " " + app.get_name() + " [OPTIONS]";
     for (const auto* argument : positionals(app)) {
-        const std::string name = argument->get_name(true) + (argument->get_items_expected_max() > 1 ? "..." : "");
-        usage += " " + (argument->get_required() ? name : "[" + name + "]");
+        std::string name = argument->get_name(true);
+        if (argument->get_items_expected_max() > 1) {
+            name += "...";
+        }
+        if (!argument->get_required()) {
+            name = "[" + name + "]";
+        }
+        usage += " " + name;
     }
     return usage;
 }
@@ -92,9 +102,11 @@ std::string usageOf(const CLI::App& app) {
 }  // namespace
 
 std::string helpText(const CLI::App& app) {
-    const bool isVerb = app.get_parent() != nullptr;
-    std::string text = usageOf(app) + "\n" + wrapped("", app.get_description(), 0) +
-                       (isVerb ? ". Options for all verbs: bex --help\n\n" : ".\n\n");
+    std::string text = usageOf(app) + "\n" + wrapped("", app.get_description(), 0) + ".";
+    if (app.get_parent() != nullptr) {
+        text += " Options for all verbs: bex --help";
+    }
+    text += "\n\n";
     for (const auto* argument : positionals(app)) {
         text += row(argument->get_name(true), argument->get_description());
     }

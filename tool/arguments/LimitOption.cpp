@@ -1,11 +1,11 @@
 #include "arguments/LimitOption.hpp"
 
-#include <charconv>
 #include <cstdint>
 #include <limits>
 #include <string>
 #include <string_view>
-#include <system_error>
+
+#include "stream/base/Text.hpp"
 
 namespace bex::tool {
 
@@ -41,7 +41,7 @@ constexpr NamedLimit namedLimits[] = {
 std::string names() {
     std::string list;
     for (const auto& limit : namedLimits) {
-        list.append(list.empty() ? "" : ", ").append(limit.name);
+        stream::appendPart(list, ", ", limit.name);
     }
     return list;
 }
@@ -53,13 +53,11 @@ void setLimit(const std::string& assignment, Limits& limits) {
         if (limit.name != name || equals == std::string::npos) {
             continue;
         }
-        std::uint64_t value = 0;
-        const char* end = assignment.data() + assignment.size();
-        const auto parsed = std::from_chars(assignment.data() + equals + 1, end, value);
-        if (parsed.ec != std::errc() || parsed.ptr != end || value > limit.largest) {
+        const auto value = stream::parseWhole<std::uint64_t>(std::string_view(assignment).substr(equals + 1));
+        if (!value || *value > limit.largest) {
             throw CLI::ValidationError("--limit " + assignment, "the value must be a number within range");
         }
-        limit.set(limits, value);
+        limit.set(limits, *value);
         return;
     }
     throw CLI::ValidationError("--limit " + assignment, "takes NAME=VALUE, where NAME is one of " + names());

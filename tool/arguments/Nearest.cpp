@@ -4,15 +4,13 @@
 #include <cstddef>
 #include <numeric>
 
+#include "stream/base/Ascii.hpp"
+
 namespace bex::tool {
 
 namespace {
 
 constexpr std::size_t nearEdits = 2;
-
-char lower(char c) {
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-}
 
 /// Edits (insert, delete, replace one character) that turn one word into the other.
 std::size_t distance(const std::string& a, const std::string& b) {
@@ -21,7 +19,10 @@ std::size_t distance(const std::string& a, const std::string& b) {
     for (const char c : a) {
         std::size_t diagonal = row[0]++;
         for (std::size_t j = 0; j < b.size(); ++j) {
-            const std::size_t replaced = diagonal + (lower(c) == lower(b[j]) ? 0 : 1);
+            std::size_t replaced = diagonal;
+            if (stream::toLowerCase(c) != stream::toLowerCase(b[j])) {
+                ++replaced;
+            }
             diagonal = row[j + 1];
             row[j + 1] = std::min({replaced, row[j] + 1, diagonal + 1});
         }
@@ -36,7 +37,7 @@ std::string nearest(const std::string& word, const std::vector<std::string>& kno
     std::size_t bestDistance = nearEdits + 1;
     for (const auto& candidate : known) {
         const std::size_t edits = distance(word, candidate);
-        // A word that shares no letter at all is no help, however short it is.
+        // A word that shares no letter at all does not help, however short it is.
         if (edits < bestDistance && edits < std::min(word.size(), candidate.size())) {
             best = candidate;
             bestDistance = edits;

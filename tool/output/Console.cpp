@@ -48,10 +48,13 @@ std::string wrapped(bool color, Style style, std::string_view text) {
     return std::string(sequenceOf(style)).append(text).append("\x1b[0m");
 }
 
-/// Writes all of it; 0, or the error number.
+/// Writes all of it; 0, or the error number. What takes no more bytes without an error counts as full.
 int writeAll(int descriptor, std::string_view bytes) noexcept {
     while (!bytes.empty()) {
         const ssize_t written = ::write(descriptor, bytes.data(), bytes.size());
+        if (written == 0) {
+            return ENOSPC;
+        }
         if (written > 0) {
             bytes.remove_prefix(static_cast<std::size_t>(written));
         } else if (errno != EINTR) {
@@ -86,8 +89,10 @@ void Console::setColor(ColorWhen when) {
 
 unsigned Console::errorWidth() const noexcept {
     winsize size{};
-    const bool known = ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
-    return known ? size.ws_col : 80U;
+    if (ioctl(STDERR_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_col == 0) {
+        return 80;
+    }
+    return size.ws_col;
 }
 
 void Console::out(std::string_view bytes) {

@@ -22,24 +22,4 @@ ExitStatus statusOf(ErrorKind kind) noexcept {
     return ExitStatus::inputOutput;
 }
 
-const char* nameOf(ErrorKind kind) noexcept {
-    switch (kind) {
-        case ErrorKind::invalidInput:
-            return "invalid-input";
-        case ErrorKind::damaged:
-            return "damaged";
-        case ErrorKind::unsupported:
-            return "unsupported";
-        case ErrorKind::limitExceeded:
-            return "limit-exceeded";
-        case ErrorKind::refused:
-            return "refused";
-        case ErrorKind::inputOutput:
-            return "input-output";
-        case ErrorKind::cancelled:
-            return "cancelled";
-    }
-    return "input-output";
-}
-
 }  // namespace bex::tool

@@ -15,10 +15,7 @@ enum class ExitStatus : int {
     interrupted = 130
 };
 
-/// The status that a failure of the library ends with.
+/// The exit status for an error of the library.
 ExitStatus statusOf(stream::ErrorKind kind) noexcept;
-
-/// The failure's kind as a word for `--json`: "damaged", "limit-exceeded", ...
-const char* nameOf(stream::ErrorKind kind) noexcept;
 
 }  // namespace bex::tool

@@ -11,6 +11,7 @@
 namespace bex::tool {
 
 using stream::ErrorKind;
+using stream::nameOf;
 
 namespace {
 
@@ -18,7 +19,10 @@ std::string hintFor(const stream::StreamError& failure) {
     if (failure.code() == "field-missing") {
         return "fields come from TREE/DEBIAN/control, --control FILE, or options such as --name and --version";
     }
-    return failure.kind() == ErrorKind::limitExceeded ? limitHint(failure.limit()) : "";
+    if (failure.kind() == ErrorKind::limitExceeded) {
+        return limitHint(failure.limit());
+    }
+    return "";
 }
 
 Report reportOf(const std::exception_ptr& failure) {

@@ -14,16 +14,19 @@ std::string base64(std::string_view bytes) {
     static constexpr char digits[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
     std::string result;
     for (std::size_t i = 0; i < bytes.size(); i += 3) {
-        const auto byteAt = [&](std::size_t at) {
-            return at < bytes.size() ? static_cast<unsigned>(static_cast<unsigned char>(bytes[at])) : 0U;
-        };
-        const unsigned group = byteAt(i) << 16U | byteAt(i + 1) << 8U | byteAt(i + 2);
-        result += digits[group >> 18U];
-        result += digits[group >> 12U & 63U];
-        result += i + 1 < bytes.size() ? digits[group >> 6U & 63U] : '=';
-        result += i + 2 < bytes.size() ? digits[group & 63U] : '=';
+        unsigned group = 0;
+        for (std::size_t at = i; at < i + 3; ++at) {
+            group <<= 8U;
+            if (at < bytes.size()) {
+                group |= static_cast<unsigned char>(bytes[at]);
+            }
+        }
+        for (const unsigned shift : {18U, 12U, 6U, 0U}) {
+            result += digits[group >> shift & 63U];
+        }
     }
-    return result;
+    const std::size_t missing = (3 - bytes.size() % 3) % 3;
+    return result.replace(result.size() - missing, missing, missing, '=');
 }
 
 }  // namespace
@@ -46,7 +49,10 @@ std::string jsonLine(const Json& object) {
 }
 
 std::string jsonObject(const Json& object, bool several) {
-    return several ? jsonLine(object) : jsonText(object);
+    if (several) {
+        return jsonLine(object);
+    }
+    return jsonText(object);
 }
 
 Json jsonOf(const stream::Entry& entry) {

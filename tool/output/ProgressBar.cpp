@@ -3,13 +3,13 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <charconv>
 #include <utility>
 
 #include "bex/stream/Escape.hpp"
 #include "output/Interrupt.hpp"
 #include "output/Json.hpp"
 #include "output/Text.hpp"
+#include "stream/base/Text.hpp"
 
 namespace bex::tool {
 
@@ -39,11 +39,9 @@ ProgressBar::~ProgressBar() {
 
 void ProgressBar::expect(const stream::ControlParagraph& control) {
     const std::string* size = control.find("Installed-Size");
-    std::uint32_t kibibytes = 0;
     if (size != nullptr) {
-        std::from_chars(size->data(), size->data() + size->size(), kibibytes);
+        expectedBytes_ = std::uint64_t{stream::parseWhole<std::uint32_t>(*size).value_or(0)} * 1024;
     }
-    expectedBytes_ = std::uint64_t{kibibytes} * 1024;
 }
 
 stream::ProgressCallback ProgressBar::callback() {

@@ -7,6 +7,7 @@
 #include <ctime>
 
 #include "bex/stream/Escape.hpp"
+#include "stream/base/Text.hpp"
 
 namespace bex::tool {
 
@@ -23,7 +24,10 @@ std::size_t columnsOf(std::string_view text) {
 
 std::string padded(const std::string& cell, std::size_t columns, bool right) {
     const std::string blanks(columns - std::min(columns, columnsOf(cell)), ' ');
-    return right ? blanks + cell : cell + blanks;
+    if (right) {
+        return blanks + cell;
+    }
+    return cell + blanks;
 }
 
 char letterOf(EntryType type) {
@@ -48,30 +52,21 @@ char letterOf(EntryType type) {
     return '?';
 }
 
-/// Never empty: an empty text is one empty line.
-std::vector<std::string_view> linesOf(std::string_view text) {
-    std::vector<std::string_view> lines;
-    for (std::size_t begin = 0; begin <= text.size();) {
-        const std::size_t end = std::min(text.find('\n', begin), text.size());
-        lines.push_back(text.substr(begin, end - begin));
-        begin = end + 1;
-    }
-    return lines;
-}
-
 /// The line escaped where it holds more than printable characters.
 std::string harmless(std::string_view line) {
     std::string escaped = stream::escapeForDisplay(line);
     const auto backslashes = static_cast<std::size_t>(std::count(line.begin(), line.end(), '\\'));
-    return escaped.size() == line.size() + backslashes ? std::string(line) : escaped;
+    if (escaped.size() == line.size() + backslashes) {  // nothing but backslashes was escaped
+        return std::string(line);
+    }
+    return escaped;
 }
 
-/// The letter for execution: set-id and sticky bits show in its place.
-char executeLetter(bool execute, bool special, char letter) {
-    if (!special) {
-        return execute ? 'x' : '-';
+/// Set-id and sticky bits show in the place of the letter for execution: in upper case where nobody may execute.
+void markSpecial(char& execute, bool special, const char (&letters)[3]) {
+    if (special) {
+        execute = execute == 'x' ? letters[0] : letters[1];
     }
-    return execute ? letter : static_cast<char>(letter - 'a' + 'A');
 }
 
 }  // namespace
@@ -99,18 +94,24 @@ const char* nameOf(EntryType type) noexcept {
 }
 
 std::string modeText(const Entry& entry) {
-    const auto has = [&](unsigned bit) { return (entry.mode & bit) != 0; };
-    std::string text(1, letterOf(entry.type));
-    text += has(0400) ? 'r' : '-';
-    text += has(0200) ? 'w' : '-';
-    text += executeLetter(has(0100), has(04000), 's');
-    text += has(0040) ? 'r' : '-';
-    text += has(0020) ? 'w' : '-';
-    text += executeLetter(has(0010), has(02000), 's');
-    text += has(0004) ? 'r' : '-';
-    text += has(0002) ? 'w' : '-';
-    text += executeLetter(has(0001), has(01000), 't');
+    std::string text = letterOf(entry.type) + std::string("rwxrwxrwx");
+    for (std::size_t i = 1; i < text.size(); ++i) {
+        if ((entry.mode & 01000U >> i) == 0) {
+            text[i] = '-';
+        }
+    }
+    markSpecial(text[3], (entry.mode & 04000U) != 0, "sS");
+    markSpecial(text[6], (entry.mode & 02000U) != 0, "sS");
+    markSpecial(text[9], (entry.mode & 01000U) != 0, "tT");
     return text;
+}
+
+std::string ownerOf(const Entry& entry) {
+    return std::string(stream::orIfEmpty(entry.owner, std::to_string(entry.uid)));
+}
+
+std::string groupOf(const Entry& entry) {
+    return std::string(stream::orIfEmpty(entry.group, std::to_string(entry.gid)));
 }
 
 std::string isoTime(std::int64_t seconds) {
@@ -129,22 +130,29 @@ std::string humanBytes(double bytes) {
         bytes /= 1024;
         ++unit;
     }
-    return unit == 0 ? fmt::format("{:.0f} B", bytes) : fmt::format("{:.1f} {}", bytes, units[unit]);
+    if (unit == 0) {
+        return fmt::format("{:.0f} B", bytes);
+    }
+    return fmt::format("{:.1f} {}", bytes, units[unit]);
 }
 
 std::string escapedLines(std::string_view text, std::string_view lineEnd) {
     std::string result;
-    for (const auto line : linesOf(text)) {
-        result.append(line.data() == text.data() ? "" : lineEnd).append(harmless(line));
-    }
+    std::string_view before;
+    stream::forEachPart(text, '\n', [&](std::string_view line) {
+        result.append(before).append(harmless(line));
+        before = lineEnd;
+    });
     return result;
 }
 
 std::string foldedValue(std::string_view value) {
-    std::string result;
-    for (const auto line : linesOf(value)) {
-        const bool first = line.data() == value.data();
-        result.append(first ? "" : "\n ").append(line.empty() && !first ? "." : harmless(line));
+    const std::size_t firstEnd = std::min(value.find('\n'), value.size());
+    std::string result = harmless(value.substr(0, firstEnd));
+    if (firstEnd < value.size()) {
+        stream::forEachPart(value.substr(firstEnd + 1), '\n', [&](std::string_view line) {
+            result.append("\n ").append(stream::orIfEmpty(harmless(line), "."));
+        });
     }
     return result;
 }
@@ -153,7 +161,7 @@ std::string cutToColumns(std::string_view text, std::size_t columns) {
     if (columnsOf(text) <= columns) {
         return std::string(text);
     }
-    const std::size_t kept = columns > 3 ? columns - 3 : 0;
+    const std::size_t kept = columns - std::min<std::size_t>(columns, 3);
     std::size_t end = 0;
     for (std::size_t points = 0; end < text.size(); ++end) {
         const bool starts = (static_cast<unsigned char>(text[end]) & 0xC0U) != 0x80U;
@@ -177,10 +185,16 @@ std::string alignedTable(const std::vector<std::vector<std::string>>& rows,
     for (const auto& row : rows) {
         for (std::size_t i = 0; i < row.size(); ++i) {
             const bool atRight = std::find(right.begin(), right.end(), i) != right.end();
-            const bool last = i + 1 == row.size();
-            text += last && !atRight ? row[i] : padded(row[i], widths[i], atRight);
-            text += last ? "\n" : "  ";
+            if (i != 0) {
+                text += "  ";
+            }
+            if (i + 1 == row.size() && !atRight) {
+                text += row[i];
+            } else {
+                text += padded(row[i], widths[i], atRight);
+            }
         }
+        text += '\n';
     }
     return text;
 }

@@ -16,6 +16,10 @@ const char* nameOf(stream::EntryType type) noexcept;
 /// As ls(1) and tar(1) show them: "-rwxr-xr-x", "drwxr-xr-x", "lrwxrwxrwx", "hrw-r--r--".
 std::string modeText(const stream::Entry& entry);
 
+/// The owner's or group's name as stored; the number where there is none.
+std::string ownerOf(const stream::Entry& entry);
+std::string groupOf(const stream::Entry& entry);
+
 /// "2026-11-21T09:00:00Z" (ISO 8601, UTC); "@SECONDS" for times that no calendar of the system holds.
 std::string isoTime(std::int64_t seconds);
 

@@ -11,14 +11,22 @@ namespace bex::tool {
 
 namespace {
 
+/// The chosen verb, or the program as long as there is none.
+const CLI::App& chosenApp(const CLI::App& program) {
+    const auto chosen = program.get_subcommands();
+    if (chosen.empty()) {
+        return program;
+    }
+    return *chosen.front();
+}
+
 /// Verbs and long options that the program, or the chosen verb, knows.
 std::vector<std::string> knownWords(const CLI::App& program) {
     std::vector<std::string> words;
     for (const CLI::App* verb : program.get_subcommands(nullptr)) {
         words.push_back(verb->get_name());
     }
-    const auto chosen = program.get_subcommands();
-    for (const CLI::App* app : {&program, chosen.empty() ? &program : chosen.front()}) {
+    for (const CLI::App* app : {&program, &chosenApp(program)}) {
         for (const CLI::Option* option : app->get_options()) {
             for (const auto& name : option->get_lnames()) {
                 words.push_back("--" + name);
@@ -30,21 +38,33 @@ std::vector<std::string> knownWords(const CLI::App& program) {
 
 std::string hintFor(const CLI::App& program, const std::string& word) {
     const auto verbs = program.get_subcommands();
-    const bool mayBeKnown = verbs.empty() || word.rfind("--", 0) == 0;
-    const std::string meant = mayBeKnown ? nearest(word, knownWords(program)) : "";
-    if (!meant.empty()) {
-        return "did you mean " + meant + "?";
+    if (verbs.empty() || word.rfind("--", 0) == 0) {
+        if (const std::string meant = nearest(word, knownWords(program)); !meant.empty()) {
+            return "did you mean " + meant + "?";
+        }
     }
-    return verbs.empty() ? "bex --help lists verbs and options"
-                         : "bex " + verbs.front()->get_name() + " --help lists the arguments";
+    if (verbs.empty()) {
+        return "bex --help lists verbs and options";
+    }
+    return "bex " + verbs.front()->get_name() + " --help lists the arguments";
+}
+
+/// "--NAME" of "--NAME=VALUE"; anything else as it is.
+std::string optionName(const std::string& argument) {
+    if (argument.rfind("--", 0) != 0) {
+        return argument;
+    }
+    return argument.substr(0, argument.find('='));
 }
 
 /// The first argument that the parser could not use: an unknown option, what stands in the verb's place, or one
 /// too many. "" when there is none.
 std::string strangeWord(const CLI::App& program) {
     const std::vector<std::string> rest = program.remaining(true);
-    const std::string word = rest.empty() ? "" : withoutMark(rest.front());
-    return word.rfind("--", 0) == 0 ? word.substr(0, word.find('=')) : word;
+    if (rest.empty()) {
+        return "";
+    }
+    return optionName(withoutMark(rest.front()));
 }
 
 /// What is wrong with it.
@@ -52,16 +72,25 @@ std::string strangeText(const std::string& word, bool verbMissing) {
     if (word[0] == '-') {
         return word + ": no such option";
     }
-    return word + (verbMissing ? ": no such verb" : ": one argument too many");
+    if (verbMissing) {
+        return word + ": no such verb";
+    }
+    return word + ": one argument too many";
 }
 
-std::string withoutTail(const std::string& text, const char* tail) {
-    return text.substr(0, text.find(tail));
+/// The first argument of the verb that has to be given and is not.
+std::string missingArgument(const CLI::App& program) {
+    for (const CLI::Option* option : chosenApp(program).get_options()) {
+        if (option->get_required() && option->count() == 0) {
+            return option->get_name();
+        }
+    }
+    return "an argument";
 }
 
 /// What is wrong in words of ours, where the parser's own would puzzle.
-std::string usageText(const CLI::App& program, const CLI::ParseError& error, const std::string& strange) {
-    const std::string text = error.what();
+std::string usageText(const CLI::App& program, const CLI::ParseError& error, const std::string& strange,
+                      const std::vector<std::string>& arguments) {
     const bool hasVerbs = !program.get_subcommands(nullptr).empty();
     const bool verbMissing = hasVerbs && program.get_subcommands().empty();
     const bool surplus = dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr;
@@ -69,13 +98,17 @@ std::string usageText(const CLI::App& program, const CLI::ParseError& error, con
     if (!strange.empty() && (verbMissing || surplus || (missing && strange[0] == '-'))) {
         return strangeText(strange, verbMissing);
     }
+    if (missing && verbMissing) {
+        return "a verb is missing";
+    }
     if (missing) {
-        return verbMissing ? "a verb is missing" : withoutTail(text, " ") + " is missing";
+        return missingArgument(program) + " is missing";
     }
-    if (dynamic_cast<const CLI::ArgumentMismatch*>(&error) != nullptr) {
-        return withoutTail(text, ": ") + ": its value is missing";
+    // An option takes the next argument for its value, whatever that is. So only the last one can lack it.
+    if (dynamic_cast<const CLI::ArgumentMismatch*>(&error) != nullptr && !arguments.empty()) {
+        return optionName(arguments.back()) + ": its value is missing";
     }
-    return text;
+    return error.what();
 }
 
 }  // namespace
@@ -85,9 +118,8 @@ ExitStatus reportUsage(const CLI::App& program, const CLI::ParseError& error,
     // The arguments were not understood to their end, so the option may not have been seen.
     context.json = std::find(arguments.begin(), arguments.end(), "--json") != arguments.end();
     const std::string strange = strangeWord(program);
-    print({ExitStatus::usage, "usage", stream::escapeForDisplay(usageText(program, error, strange)),
-           hintFor(program, strange)},
-          context);
+    const std::string text = usageText(program, error, strange, arguments);
+    print({ExitStatus::usage, "usage", stream::escapeForDisplay(text), hintFor(program, strange)}, context);
     return ExitStatus::usage;
 }
 

@@ -25,9 +25,11 @@ void noteUnknownMember(const std::string& name, Console& console) {
     if (std::find(kKnownMembers.begin(), kKnownMembers.end(), name) != kKnownMembers.end()) {
         return;
     }
-    const std::string meant = nearest(name, kKnownMembers);
-    console.note("control member " + stream::escapeForDisplay(name) + ": dpkg does not know it" +
-                 (meant.empty() ? "" : "; did you mean " + meant + "?"));
+    std::string text = "control member " + stream::escapeForDisplay(name) + ": dpkg does not know it";
+    if (const std::string meant = nearest(name, kKnownMembers); !meant.empty()) {
+        text += "; did you mean " + meant + "?";
+    }
+    console.note(text);
 }
 
 }  // namespace bex::tool

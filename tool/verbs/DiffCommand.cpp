@@ -57,7 +57,10 @@ std::optional<std::string> unifiedOf(const Difference& difference, const TextSpo
 }
 
 std::string placeOf(const Difference& difference) {
-    return (difference.kind == Difference::Kind::controlMember ? "DEBIAN/" : "") + difference.name;
+    if (difference.kind == Difference::Kind::controlMember) {
+        return "DEBIAN/" + difference.name;
+    }
+    return difference.name;
 }
 
 std::string wordOf(Difference::Kind kind) {

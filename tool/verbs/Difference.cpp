@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "output/Text.hpp"
+#include "stream/base/Text.hpp"
 
 namespace bex::tool {
 
@@ -110,7 +111,7 @@ public:
             before, after, [&](const std::string& path) { add(kind, Change::removed, path); },
             [&](const std::string& path) { add(kind, Change::added, path); },
             [&](const std::string& path, const DigestedEntry& a, const DigestedEntry& b) {
-                comparePair({kind, Change::changed, path.empty() ? "." : path, {}, {}}, a, b);
+                comparePair({kind, Change::changed, shownName(path), {}, {}}, a, b);
             });
     }
 
@@ -119,8 +120,11 @@ public:
     std::vector<Difference>& differences() { return result_.differences; }
 
 private:
+    /// The package's root has no name of its own.
+    static std::string shownName(const std::string& path) { return std::string(stream::orIfEmpty(path, ".")); }
+
     void add(Difference::Kind kind, Change change, const std::string& name) {
-        result_.differences.push_back({kind, change, name.empty() ? "." : name, {}, {}});
+        result_.differences.push_back({kind, change, shownName(name), {}, {}});
     }
 
     void comparePair(Difference difference, const DigestedEntry& before, const DigestedEntry& after) {
@@ -129,7 +133,9 @@ private:
             note(difference.details, "time", isoTime(before.entry.mtime), isoTime(after.entry.mtime));
         }
         if (difference.details.empty()) {
-            result_.timesAlone += before.entry.mtime != after.entry.mtime ? 1 : 0;
+            if (before.entry.mtime != after.entry.mtime) {
+                ++result_.timesAlone;
+            }
             return;
         }
         if (before.digest != after.digest && before.text && after.text) {

@@ -29,6 +29,22 @@ std::vector<std::string> namesOf(const ControlParagraph& control) {
     return names;
 }
 
+std::string jsonName(const std::string& name) {
+    if (stream::isUtf8(name)) {
+        return name;
+    }
+    return stream::escapeForDisplay(name);
+}
+
+/// "did you mean ...?", where there is a field of a similar name.
+std::string hintFor(const std::string& name, const ControlParagraph& control) {
+    const std::string meant = nearest(name, namesOf(control));
+    if (meant.empty()) {
+        return "";
+    }
+    return "did you mean " + meant + "?";
+}
+
 ExitStatus printJson(const ControlParagraph& control, const std::vector<std::string>& names, Console& console) {
     Json fields = Json::object();
     Json absent = Json::array();
@@ -37,7 +53,7 @@ ExitStatus printJson(const ControlParagraph& control, const std::vector<std::str
         if (value != nullptr) {
             putText(fields, name, *value);
         } else {
-            absent.push_back(stream::isUtf8(name) ? name : stream::escapeForDisplay(name));
+            absent.push_back(jsonName(name));
         }
     }
     const ExitStatus status = absent.empty() ? ExitStatus::done : ExitStatus::no;
@@ -53,10 +69,9 @@ ExitStatus printValues(const ControlParagraph& control, const FieldArguments& ar
             context.console.out(foldedValue(*value) + "\n");
             continue;
         }
-        const std::string meant = nearest(name, namesOf(control));
         status = answerNo(
             nameInMessages(arguments.package) + ": control: there is no field " + stream::escapeForDisplay(name),
-            meant.empty() ? "" : "did you mean " + meant + "?", context);
+            hintFor(name, control), context);
     }
     return status;
 }

@@ -12,6 +12,7 @@
 #include "output/Failure.hpp"
 #include "output/Json.hpp"
 #include "output/Text.hpp"
+#include "stream/base/Text.hpp"
 #include "verbs/ForEachPackage.hpp"
 #include "verbs/Input.hpp"
 #include "verbs/Verb.hpp"
@@ -41,9 +42,13 @@ Totals totalsOf(stream::PackageReader& reader) {
     for (stream::Entry entry; reader.next(entry);) {
         ++totals.entries;
         totals.bytes += entry.size;
-        totals.files += entry.type == EntryType::file ? 1 : 0;
-        totals.directories += entry.type == EntryType::directory ? 1 : 0;
-        totals.links += entry.type == EntryType::symlink || entry.type == EntryType::hardlink ? 1 : 0;
+        if (entry.type == EntryType::file) {
+            ++totals.files;
+        } else if (entry.type == EntryType::directory) {
+            ++totals.directories;
+        } else if (entry.type == EntryType::symlink || entry.type == EntryType::hardlink) {
+            ++totals.links;
+        }
     }
     return totals;
 }
@@ -147,9 +152,12 @@ std::string textOf(const Estimate& estimate) {
         text = std::to_string(*estimate.files) + " files (md5sums)";
     }
     if (estimate.kibibytes) {
-        text += (text.empty() ? "" : ", ") + std::to_string(*estimate.kibibytes) + " KiB (Installed-Size)";
+        stream::appendPart(text, ", ", std::to_string(*estimate.kibibytes) + " KiB (Installed-Size)");
     }
-    return text.empty() ? "" : "payload: " + text + "\n";
+    if (text.empty()) {
+        return "";
+    }
+    return "payload: " + text + "\n";
 }
 
 /// From a pipe, the data member is known once its first entry was asked for.
@@ -175,8 +183,10 @@ void print(const std::string& package, const stream::PackageReader& reader, cons
     if (several) {
         console.out(console.styled(Style::strong, stream::escapeForDisplay(package)) + "\n");
     }
-    console.out(fieldsText(reader.control(), console) + "\n" + membersText(reader) + textOf(payload) +
-                (several ? "\n" : ""));
+    console.out(fieldsText(reader.control(), console) + "\n" + membersText(reader) + textOf(payload));
+    if (several) {
+        console.out("\n");
+    }
 }
 
 void printOne(const std::string& package, const InfoArguments& arguments, Context& context) {

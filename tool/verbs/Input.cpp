@@ -15,7 +15,10 @@ stream::ReadOptions readOptions(const Context& context) {
 }
 
 std::string nameInMessages(const std::string& path) {
-    return path == "-" ? "standard input" : stream::escapeForDisplay(path);
+    if (path == "-") {
+        return "standard input";
+    }
+    return stream::escapeForDisplay(path);
 }
 
 void requireFile(const std::string& path) {

@@ -6,6 +6,7 @@
 #include "bex/stream/Escape.hpp"
 #include "output/Json.hpp"
 #include "output/Text.hpp"
+#include "stream/base/Text.hpp"
 #include "verbs/Input.hpp"
 #include "verbs/Patterns.hpp"
 #include "verbs/Tree.hpp"
@@ -28,15 +29,16 @@ struct ListArguments {
 
 /// A path for people and columns, or for programs as it is.
 std::string shownPath(const std::string& path, const ListArguments& arguments) {
-    return arguments.nulEnds ? path : stream::escapeForDisplay(path);
+    if (arguments.nulEnds) {
+        return path;
+    }
+    return stream::escapeForDisplay(path);
 }
 
 std::vector<std::string> cells(const Entry& entry, const ListArguments& arguments) {
-    const std::string owner = entry.owner.empty() ? std::to_string(entry.uid) : entry.owner;
-    const std::string group = entry.group.empty() ? std::to_string(entry.gid) : entry.group;
-    std::vector<std::string> row = {modeText(entry), stream::escapeForDisplay(owner + "/" + group),
-                                    std::to_string(entry.size), isoTime(entry.mtime),
-                                    shownPath(entry.path, arguments)};
+    std::vector<std::string> row = {
+        modeText(entry), stream::escapeForDisplay(ownerOf(entry) + "/" + groupOf(entry)),
+        std::to_string(entry.size), isoTime(entry.mtime), shownPath(entry.path, arguments)};
     if (!entry.linkTarget.empty()) {
         row.push_back(shownPath(entry.linkTarget, arguments));
     }
@@ -80,7 +82,7 @@ private:
     static std::string tabbed(const std::vector<std::string>& row) {
         std::string line;
         for (const auto& cell : row) {
-            line.append(line.empty() ? "" : "\t").append(cell);
+            stream::appendPart(line, "\t", cell);
         }
         return line;
     }

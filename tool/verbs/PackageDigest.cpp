@@ -44,11 +44,16 @@ public:
     void add(std::string_view bytes) {
         wanted_ =
             wanted_ && text_.size() + bytes.size() <= kTextDiffBytes && bytes.find('\0') == std::string_view::npos;
-        text_.append(wanted_ ? bytes : std::string_view());
+        if (wanted_) {
+            text_.append(bytes);
+        }
     }
 
     std::optional<TextSpool::Place> keep(const DigestRequest& request) const {
-        return wanted_ && isText(text_) ? std::optional(request.spool->add(text_)) : std::nullopt;
+        if (!wanted_ || !isText(text_)) {
+            return std::nullopt;
+        }
+        return request.spool->add(text_);
     }
 
 private:
@@ -125,8 +130,10 @@ private:
 
     void addMembers() {
         for (const auto& member : reader_.members()) {
-            const std::size_t tar = member.name.find(".tar");
-            const std::string name = tar == std::string::npos ? member.name : member.name.substr(0, tar + 4);
+            std::string name = member.name;
+            if (const std::size_t tar = name.find(".tar"); tar != std::string::npos) {
+                name.erase(tar + 4);  // "data.tar" is the same member, however it is compressed
+            }
             result_.members[name] = {std::string(stream::nameOf(member.compression)), member.size};
         }
     }

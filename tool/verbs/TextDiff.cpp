@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "bex/stream/Escape.hpp"
+#include "stream/base/Text.hpp"
 
 namespace bex::tool {
 
@@ -31,12 +32,9 @@ struct BudgetedCompare {
 
 std::vector<std::string> linesOf(std::string_view text) {
     std::vector<std::string> lines;
-    for (std::size_t begin = 0; begin < text.size();) {
-        const std::size_t end = text.find('\n', begin);
-        const bool whole = end != std::string_view::npos;
-        const std::string_view line = text.substr(begin, whole ? end - begin : end);
-        lines.push_back(stream::escapeForDisplay(line) + (whole ? "" : kNoLineEnd));
-        begin = whole ? end + 1 : text.size();
+    stream::forEachLine(text, [&](std::string_view line) { lines.push_back(stream::escapeForDisplay(line)); });
+    if (!lines.empty() && text.back() != '\n') {
+        lines.back() += kNoLineEnd;
     }
     return lines;
 }

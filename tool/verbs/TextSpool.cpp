@@ -13,8 +13,11 @@ namespace bex::tool {
 namespace {
 
 std::string temporaryDirectory() {
-    const char* directory = std::getenv("TMPDIR");
-    return directory != nullptr && *directory != '\0' ? directory : "/tmp";
+    const char* const directory = std::getenv("TMPDIR");
+    if (directory == nullptr || *directory == '\0') {
+        return "/tmp";
+    }
+    return directory;
 }
 
 /// A file system that makes no unnamed files gets a named one, whose name is removed at once.
@@ -44,12 +47,14 @@ TextSpool::Place TextSpool::add(std::string_view text) {
     const Place place{end_, text.size()};
     while (!text.empty()) {
         const ssize_t written = pwrite(descriptor_, text.data(), text.size(), static_cast<off_t>(end_));
-        if (written < 0 && errno != EINTR) {
+        if (written < 0 && errno == EINTR) {
+            continue;
+        }
+        if (written < 0) {
             throw systemError(directory_, "write", errno);
         }
-        const auto bytes = static_cast<std::size_t>(written < 0 ? 0 : written);
-        end_ += bytes;
-        text.remove_prefix(bytes);
+        end_ += static_cast<std::size_t>(written);
+        text.remove_prefix(static_cast<std::size_t>(written));
     }
     return place;
 }
@@ -59,10 +64,13 @@ std::string TextSpool::text(const Place& place) const {
     for (std::size_t filled = 0; filled < text.size();) {
         const auto offset = static_cast<off_t>(place.offset + filled);
         const ssize_t count = pread(descriptor_, text.data() + filled, text.size() - filled, offset);
-        if (count < 0 && errno != EINTR) {
+        if (count < 0 && errno == EINTR) {
+            continue;
+        }
+        if (count < 0) {
             throw systemError(directory_, "read", errno);
         }
-        filled += static_cast<std::size_t>(count < 0 ? 0 : count);
+        filled += static_cast<std::size_t>(count);
     }
     return text;
 }

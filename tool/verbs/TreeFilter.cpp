@@ -20,12 +20,18 @@ std::string placeInTree(const std::string& tree, const std::string& target) {
     const fs::path directory = fs::weakly_canonical(fs::absolute(target, failure).parent_path(), failure);
     const fs::path path =
         (directory / fs::path(target).filename()).lexically_relative(fs::weakly_canonical(tree, failure));
-    return target.empty() || failure || path.empty() || *path.begin() == ".." ? "" : path.string();
+    if (target.empty() || failure || path.empty() || *path.begin() == "..") {
+        return "";
+    }
+    return path.string();
 }
 
 std::string valueOf(const stream::ControlParagraph& control, const char* name) {
     const std::string* value = control.find(name);
-    return value != nullptr ? *value : "";
+    if (value == nullptr) {
+        return "";
+    }
+    return *value;
 }
 
 /// Whether the file is an ar archive, as every package is. A file that cannot be read is not one: whoever packages

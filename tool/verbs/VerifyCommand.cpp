@@ -12,6 +12,7 @@
 #include "output/Failure.hpp"
 #include "output/Json.hpp"
 #include "output/ProgressBar.hpp"
+#include "stream/base/Text.hpp"
 #include "verbs/ForEachPackage.hpp"
 #include "verbs/Input.hpp"
 #include "verbs/Verb.hpp"
@@ -33,7 +34,10 @@ const char* nameOf(stream::Severity severity) {
 }
 
 std::string hintOf(const Finding& finding) {
-    return finding.limit.empty() ? "" : limitHint(finding.limit);
+    if (finding.limit.empty()) {
+        return "";
+    }
+    return limitHint(finding.limit);
 }
 
 Json findingsJson(const std::string& package, const std::vector<Finding>& findings) {
@@ -56,12 +60,19 @@ Json findingsJson(const std::string& package, const std::vector<Finding>& findin
 
 /// "PACKAGE: CODE: member or entry: text", with "warning: " before the code of one.
 std::string lineOf(const std::string& package, const Finding& finding, const Console& console) {
-    const std::string place = finding.entry.empty() ? finding.member : finding.entry;
-    const std::string hint = hintOf(finding);
-    return nameInMessages(package) + ": " + (finding.severity == stream::Severity::warning ? "warning: " : "") +
-           console.styled(Style::bad, finding.code) + ": " +
-           (place.empty() ? "" : stream::escapeForDisplay(place) + ": ") + finding.reason +
-           (hint.empty() ? "" : "; " + hint) + "\n";
+    std::string line = nameInMessages(package) + ": ";
+    if (finding.severity == stream::Severity::warning) {
+        line += "warning: ";
+    }
+    line += console.styled(Style::bad, finding.code) + ": ";
+    if (const auto place = stream::orIfEmpty(finding.entry, finding.member); !place.empty()) {
+        line += stream::escapeForDisplay(place) + ": ";
+    }
+    line += finding.reason;
+    if (const std::string hint = hintOf(finding); !hint.empty()) {
+        line += "; " + hint;
+    }
+    return line + "\n";
 }
 
 std::vector<Finding> verifyPackage(const std::string& package, const stream::ReadOptions& reading) {

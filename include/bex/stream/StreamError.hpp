@@ -20,6 +20,10 @@ enum class ErrorKind {
     cancelled       ///< a progress callback asked to stop
 };
 
+/// The kind as a word: "invalid-input", "damaged", "unsupported", "limit-exceeded", "refused", "input-output" or
+/// "cancelled".
+BEX_EXPORT const char* nameOf(ErrorKind kind) noexcept;
+
 /// One error, taken apart. Names are as they came, not escaped; "" where none is meant.
 struct ErrorRecord {
     ErrorKind kind = ErrorKind::damaged;

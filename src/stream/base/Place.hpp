@@ -59,7 +59,7 @@ private:
     ErrorHandler* handler_ = nullptr;
 };
 
-/// The code of an error that has none of its own: the kind's word, such as "invalid-input".
+/// The code of an error that has none of its own: the kind's name, but "limit" for one of limitExceeded.
 const char* codeOf(ErrorKind kind) noexcept;
 
 /// An `inputOutput` error "WHERE: can't ACTION: REASON", with the system's text for the error number. `where` is a

@@ -39,6 +39,13 @@ std::string messageOf(const ErrorRecord& record) {
 }
 
 const char* codeOf(ErrorKind kind) noexcept {
+    if (kind == ErrorKind::limitExceeded) {
+        return "limit";
+    }
+    return nameOf(kind);
+}
+
+const char* nameOf(ErrorKind kind) noexcept {
     switch (kind) {
         case ErrorKind::invalidInput:
             return "invalid-input";
@@ -47,7 +54,7 @@ const char* codeOf(ErrorKind kind) noexcept {
         case ErrorKind::unsupported:
             return "unsupported";
         case ErrorKind::limitExceeded:
-            return "limit";
+            return "limit-exceeded";
         case ErrorKind::refused:
             return "refused";
         case ErrorKind::inputOutput:

@@ -12,8 +12,11 @@ constexpr std::size_t kPieceBytes = std::size_t{64} << 10;
 }  // namespace
 
 std::string temporaryDirectory() {
-    const char* directory = std::getenv("TMPDIR");
-    return directory != nullptr && *directory != '\0' ? directory : "/tmp";
+    const char* const directory = std::getenv("TMPDIR");
+    if (directory == nullptr || *directory == '\0') {
+        return "/tmp";
+    }
+    return directory;
 }
 
 void ContentStore::keep(const Supplier& supply, SourceEntry& entry) {

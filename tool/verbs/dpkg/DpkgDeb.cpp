@@ -49,8 +49,11 @@ constexpr DpkgAction kActions[] = {
 };
 
 std::string namesOf(const DpkgAction& action) {
-    const std::string letter = action.letter == '\0' ? "" : std::string("-") + action.letter + ",";
-    return letter + "--" + std::string(action.name);
+    const std::string name = "--" + std::string(action.name);
+    if (action.letter == '\0') {
+        return name;
+    }
+    return std::string("-") + action.letter + "," + name;
 }
 
 bool isActionName(std::string_view name) {
@@ -66,6 +69,13 @@ bool holdsAction(std::string_view letters) {
     };
     const std::string_view flags = letters.substr(0, letters.find_first_of("zZ"));
     return std::any_of(flags.begin(), flags.end(), isAction);
+}
+
+bool asksForAction(std::string_view option) {
+    if (option.substr(0, 2) == "--") {
+        return isActionName(option.substr(2));
+    }
+    return holdsAction(option.substr(1));
 }
 
 /// Whether the next argument is the value of this option, which both kinds of command line know.
@@ -162,8 +172,7 @@ bool asksForDpkgDeb(const std::vector<std::string>& arguments) {
         if (argument.substr(0, 1) != "-" || argument == "--") {
             return false;
         }
-        const bool isLong = argument.substr(0, 2) == "--";
-        if (isLong ? isActionName(argument.substr(2)) : holdsAction(argument.substr(1))) {
+        if (asksForAction(argument)) {
             return true;
         }
         if (takesNext(arguments[i])) {
@@ -188,8 +197,10 @@ ExitStatus actAsDpkgDeb(const std::vector<std::string>& arguments, Context& cont
     } catch (...) {
         status = reportFailure(std::current_exception(), context);
     }
-    const bool asTheyAre = status == ExitStatus::done || status == ExitStatus::interrupted;
-    return asTheyAre ? status : ExitStatus::usage;
+    if (status == ExitStatus::done || status == ExitStatus::interrupted) {
+        return status;
+    }
+    return ExitStatus::usage;  // dpkg-deb knows no other status
 }
 
 }  // namespace bex::tool

@@ -5,6 +5,7 @@
 
 #include "bex/stream/Relation.hpp"
 #include "bex/stream/Version.hpp"
+#include "stream/base/Ascii.hpp"
 
 namespace bex::tool {
 
@@ -56,21 +57,25 @@ constexpr KnownField kKnownFields[] = {
 constexpr std::string_view kPriorities[] = {"required", "important", "standard", "optional", "extra"};
 
 const KnownField* knownField(std::string_view name) {
-    const auto* found = std::find_if(std::begin(kKnownFields), std::end(kKnownFields),
-                                     [name](const KnownField& field) { return sameWord(field.name, name); });
-    return found == std::end(kKnownFields) ? nullptr : found;
+    const auto* found =
+        std::find_if(std::begin(kKnownFields), std::end(kKnownFields),
+                     [name](const KnownField& field) { return stream::equalIgnoringCase(field.name, name); });
+    if (found == std::end(kKnownFields)) {
+        return nullptr;
+    }
+    return found;
 }
 
-std::string lowerCase(std::string_view text) {
-    std::string result(text);
-    std::transform(result.begin(), result.end(), result.begin(),
-                   [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
-    return result;
+Form formOf(const KnownField* known) {
+    if (known == nullptr) {
+        return Form::text;
+    }
+    return known->form;
 }
 
 std::string priorityText(std::string_view value) {
     for (const auto priority : kPriorities) {
-        if (sameWord(priority, value)) {
+        if (stream::equalIgnoringCase(priority, value)) {
             return std::string(priority);
         }
     }
@@ -81,7 +86,7 @@ std::string relationsText(std::string_view value) {
     auto groups = stream::parseRelations(value);
     for (auto& group : groups) {
         for (auto& relation : group) {
-            relation.package = lowerCase(relation.package);
+            relation.package = stream::lowerCase(relation.package);
         }
     }
     return stream::formatRelations(groups);
@@ -94,7 +99,7 @@ std::string formed(Form form, std::string_view value) {
         case Form::name:
         case Form::yesOrNo:
         case Form::multiArch:
-            return lowerCase(value);
+            return stream::lowerCase(value);
         case Form::priority:
             return priorityText(value);
         case Form::version:
@@ -109,7 +114,10 @@ std::string formed(Form form, std::string_view value) {
 
 /// The value of a known field that is not there.
 std::string defaultText(Form form) {
-    return form == Form::yesOrNo || form == Form::multiArch ? "no" : "";
+    if (form == Form::yesOrNo || form == Form::multiArch) {
+        return "no";
+    }
+    return "";
 }
 
 }  // namespace
@@ -117,10 +125,13 @@ std::string defaultText(Form form) {
 std::optional<std::string> fieldText(const RawParagraph& control, std::string_view name) {
     const KnownField* known = knownField(name);
     const RawParagraph::Field* field = control.find(name);
-    if (field == nullptr) {
-        return known == nullptr ? std::nullopt : std::optional(defaultText(known->form));
+    if (field != nullptr) {
+        return formed(formOf(known), field->value);
     }
-    return formed(known == nullptr ? Form::text : known->form, field->value);
+    if (known == nullptr) {
+        return std::nullopt;
+    }
+    return defaultText(known->form);
 }
 
 std::string fieldLine(const RawParagraph& control, std::string_view name) {
@@ -129,10 +140,14 @@ std::string fieldLine(const RawParagraph& control, std::string_view name) {
     if (field == nullptr) {
         return "";
     }
-    const std::string value = *fieldText(control, name);
-    const bool shown = known == nullptr || (!value.empty() && value != defaultText(known->form));
-    const std::string_view shownName = known == nullptr ? field->name : known->name;
-    return shown ? std::string(shownName) + ": " + value + "\n" : "";
+    const std::string value = formed(formOf(known), field->value);
+    if (known == nullptr) {
+        return std::string(field->name) + ": " + value + "\n";
+    }
+    if (value.empty() || value == defaultText(known->form)) {
+        return "";
+    }
+    return std::string(known->name) + ": " + value + "\n";
 }
 
 }  // namespace bex::tool

@@ -10,6 +10,7 @@
 
 #include "bex/stream/Escape.hpp"
 #include "output/Failure.hpp"
+#include "stream/base/Text.hpp"
 #include "verbs/Input.hpp"
 #include "verbs/dpkg/Actions.hpp"
 
@@ -36,9 +37,12 @@ std::string interpreterOf(std::string_view text) {
 /// Meant: a line feed that is the first byte, or follows a "#" that is, is not counted. dpkg-deb reads the first
 /// two bytes as those of an interpreter's line.
 std::size_t linesOf(std::string_view text) {
-    const std::size_t looked = std::min<std::size_t>(text.substr(0, 1) == "#" ? 2 : 1, text.size());
-    const std::string_view counted = text.substr(looked);
-    return static_cast<std::size_t>(std::count(counted.begin(), counted.end(), '\n'));
+    std::size_t looked = 1;
+    if (text.substr(0, 1) == "#") {
+        looked = 2;
+    }
+    text.remove_prefix(std::min(looked, text.size()));
+    return static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n'));
 }
 
 std::string memberLine(const ControlMember& member) {
@@ -51,19 +55,18 @@ std::string memberLine(const ControlMember& member) {
 /// Each line after a blank; a last line without its end gets one.
 std::string indented(std::string_view text) {
     std::string result;
-    bool begins = true;
-    for (const char c : text) {
-        result.append(begins ? " " : "").append(1, c);
-        begins = c == '\n';
-    }
-    return begins ? result : result + "\n";
+    stream::forEachLine(text, [&](std::string_view line) { result.append(" ").append(line).append("\n"); });
+    return result;
 }
 
 /// As the system has it: 0 for a pipe.
 off_t bytesOf(const std::string& package) {
     struct stat status {};
     const int result = package == "-" ? fstat(STDIN_FILENO, &status) : stat(package.c_str(), &status);
-    return result == 0 ? status.st_size : 0;
+    if (result != 0) {
+        return 0;
+    }
+    return status.st_size;
 }
 
 std::uint64_t controlArchiveBytes(const PackageReader& reader) {
@@ -71,7 +74,10 @@ std::uint64_t controlArchiveBytes(const PackageReader& reader) {
     const auto found = std::find_if(members.begin(), members.end(), [](const stream::Member& member) {
         return member.name.rfind("control.tar", 0) == 0;
     });
-    return found == members.end() ? 0 : found->size;
+    if (found == members.end()) {
+        return 0;
+    }
+    return found->size;
 }
 
 std::string summaryOf(const PackageReader& reader, off_t packageBytes) {

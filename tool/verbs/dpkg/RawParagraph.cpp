@@ -3,15 +3,13 @@
 #include <algorithm>
 #include <cstddef>
 
+#include "stream/base/Ascii.hpp"
+
 namespace bex::tool {
 
 namespace {
 
 constexpr std::string_view kBlanks = " \t\r\n";
-
-char lower(char c) noexcept {
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-}
 
 /// Where the field that begins at `begin` ends: at a line that is not a continuation, or at the end of the text.
 std::size_t endOfField(std::string_view text, std::size_t begin) {
@@ -25,10 +23,6 @@ std::size_t endOfField(std::string_view text, std::size_t begin) {
 }
 
 }  // namespace
-
-bool sameWord(std::string_view a, std::string_view b) noexcept {
-    return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](char x, char y) { return lower(x) == lower(y); });
-}
 
 std::string_view trimmed(std::string_view text) noexcept {
     const std::size_t begin = std::min(text.find_first_not_of(kBlanks), text.size());
@@ -51,9 +45,13 @@ RawParagraph::RawParagraph(std::string_view text) {
 }
 
 const RawParagraph::Field* RawParagraph::find(std::string_view name) const noexcept {
-    const auto found = std::find_if(fields_.begin(), fields_.end(),
-                                    [name](const Field& field) { return sameWord(field.name, name); });
-    return found == fields_.end() ? nullptr : &*found;
+    const auto found = std::find_if(fields_.begin(), fields_.end(), [name](const Field& field) {
+        return stream::equalIgnoringCase(field.name, name);
+    });
+    if (found == fields_.end()) {
+        return nullptr;
+    }
+    return &*found;
 }
 
 }  // namespace bex::tool

@@ -25,9 +25,6 @@ private:
     std::vector<Field> fields_;
 };
 
-/// Whether the words differ in ASCII case at most.
-bool sameWord(std::string_view a, std::string_view b) noexcept;
-
 /// Without blanks, tabs and line breaks at both ends.
 std::string_view trimmed(std::string_view text) noexcept;
 

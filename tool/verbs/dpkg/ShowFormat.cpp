@@ -1,17 +1,17 @@
 #include "verbs/dpkg/ShowFormat.hpp"
 
 #include <algorithm>
-#include <charconv>
 #include <cstddef>
 #include <cstdlib>
 #include <map>
 #include <optional>
-#include <system_error>
 #include <utility>
 
 #include "bex/stream/Escape.hpp"
 #include "bex/stream/Version.hpp"
 #include "output/Failure.hpp"
+#include "stream/base/Ascii.hpp"
+#include "stream/base/Text.hpp"
 #include "verbs/dpkg/FieldForm.hpp"
 
 namespace bex::tool {
@@ -22,7 +22,10 @@ namespace {
 std::string escaped(std::string_view character) {
     static const std::map<std::string_view, const char*> controls = {{"n", "\n"}, {"r", "\r"}, {"t", "\t"}};
     const auto control = controls.find(character);
-    return control == controls.end() ? std::string(character) : control->second;
+    if (control == controls.end()) {
+        return std::string(character);
+    }
+    return control->second;
 }
 
 std::string valueOf(const RawParagraph& control, std::string_view name) {
@@ -32,7 +35,10 @@ std::string valueOf(const RawParagraph& control, std::string_view name) {
 /// "Source: NAME (VERSION)": both parts may be left out, for those of the package.
 std::string sourcePackage(const RawParagraph& control) {
     const std::string source = valueOf(control, "Source");
-    return source.empty() ? valueOf(control, "Package") : source.substr(0, source.find_first_of(" \t("));
+    if (source.empty()) {
+        return valueOf(control, "Package");
+    }
+    return source.substr(0, source.find_first_of(" \t("));
 }
 
 std::string sourceVersion(const RawParagraph& control) {
@@ -52,7 +58,10 @@ std::string upstreamVersion(const RawParagraph& control) {
 /// A package that is installed for several architectures is named with its own.
 std::string binaryPackage(const RawParagraph& control) {
     const std::string name = valueOf(control, "Package");
-    return valueOf(control, "Multi-Arch") == "same" ? name + ":" + valueOf(control, "Architecture") : name;
+    if (valueOf(control, "Multi-Arch") != "same") {
+        return name;
+    }
+    return name + ":" + valueOf(control, "Architecture");
 }
 
 std::string summary(const RawParagraph& control) {
@@ -82,7 +91,7 @@ constexpr VirtualField kVirtualFields[] = {
 /// Nothing for a name that dpkg would pass over, its width included.
 std::optional<std::string> shownValue(const RawParagraph& control, std::string_view name) {
     for (const auto& field : kVirtualFields) {
-        if (sameWord(field.name, name)) {
+        if (stream::equalIgnoringCase(field.name, name)) {
             return field.value(control);
         }
     }
@@ -96,7 +105,10 @@ std::string fitted(std::string text, int width) {
     }
     const std::string blanks(bytes - std::min(bytes, text.size()), ' ');
     text.resize(std::min(bytes, text.size()));
-    return width > 0 ? blanks + text : text + blanks;
+    if (width > 0) {
+        return blanks + text;
+    }
+    return text + blanks;
 }
 
 }  // namespace
@@ -125,13 +137,14 @@ ShowFormat::ShowFormat(std::string_view format) {
 void ShowFormat::addField(std::string_view field) {
     const std::size_t semicolon = std::min(field.find(';'), field.size());
     std::string_view width = trimmed(field.substr(std::min(semicolon + 1, field.size())));
-    width.remove_prefix(width.substr(0, 1) == "+" ? 1 : 0);
-    Part part{true, std::string(field.substr(0, semicolon))};
-    const auto parsed = std::from_chars(width.data(), width.data() + width.size(), part.width);
-    if (!width.empty() && (parsed.ec != std::errc() || parsed.ptr != width.data() + width.size())) {
+    if (width.substr(0, 1) == "+") {
+        width.remove_prefix(1);
+    }
+    const auto columns = stream::parseWhole<int>(stream::orIfEmpty(width, "0"));
+    if (!columns) {
         throw UsageError("--showformat: " + stream::escapeForDisplay(width) + " is not a valid width");
     }
-    parts_.push_back(std::move(part));
+    parts_.push_back({true, std::string(field.substr(0, semicolon)), *columns});
 }
 
 std::string ShowFormat::show(const RawParagraph& control) const {

@@ -22,7 +22,10 @@ char letterFor(char c) {
     static constexpr std::string_view characters = "\a\b\f\n\r\t\v\\";
     static constexpr std::string_view letters = "abfnrtv\\";
     const std::size_t at = characters.find(c);
-    return at == std::string_view::npos ? '\0' : letters[at];
+    if (at == std::string_view::npos) {
+        return '\0';
+    }
+    return letters[at];
 }
 
 /// How many of the first bytes are one character that can be printed; 0 if they are none.
@@ -31,7 +34,10 @@ std::size_t printableBytes(std::string_view text) {
     wchar_t character{};
     const std::size_t count = std::mbrtowc(&character, text.data(), text.size(), &state);
     const bool whole = count != static_cast<std::size_t>(-1) && count != static_cast<std::size_t>(-2);
-    return whole && std::iswprint(static_cast<std::wint_t>(character)) != 0 ? count : 0;
+    if (!whole || std::iswprint(static_cast<std::wint_t>(character)) == 0) {
+        return 0;
+    }
+    return count;
 }
 
 std::string localTime(std::int64_t seconds) {
@@ -70,23 +76,23 @@ TarText::~TarText() {
 std::string TarText::name(std::string_view name) {
     std::string result;
     while (!name.empty()) {
-        const std::size_t bytes = printableBytes(name);
-        const char letter = letterFor(name.front());
-        if (letter != '\0') {
+        std::size_t bytes = 1;
+        if (const char letter = letterFor(name.front()); letter != '\0') {
             result.append(1, '\\').append(1, letter);
-        } else if (bytes > 0) {
-            result.append(name.substr(0, bytes));
+        } else if (const std::size_t printable = printableBytes(name); printable > 0) {
+            result.append(name.substr(0, printable));
+            bytes = printable;
         } else {
             result += fmt::format("\\{:03o}", static_cast<unsigned char>(name.front()));
         }
-        name.remove_prefix(std::max<std::size_t>(letter != '\0' ? 1 : bytes, 1));
+        name.remove_prefix(bytes);
     }
     return result;
 }
 
 std::string TarText::line(const Entry& entry) {
-    const std::string owner = entry.owner.empty() ? std::to_string(entry.uid) : name(entry.owner);
-    const std::string group = entry.group.empty() ? std::to_string(entry.gid) : name(entry.group);
+    const std::string owner = name(ownerOf(entry));
+    const std::string group = name(groupOf(entry));
     const std::string size = std::to_string(entry.size);
     const std::size_t needed = owner.size() + 1 + group.size() + 1 + size.size();
     ownerAndSizeColumns_ = std::max(ownerAndSizeColumns_, needed);
