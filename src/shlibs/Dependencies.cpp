@@ -44,7 +44,7 @@ public:
         : request_(request), report_(report), resolver_(request, report.notes) {}
 
     void run() {
-        Subjects subjects = findSubjects(request_.inputs, request_.reading);
+        Subjects subjects = findSubjects(request_);
         report_.architecture = chooseArchitecture(subjects);
         resolver_.begin(report_.architecture, subjects.files);
         for (Subject& subject : subjects.files) {

@@ -10,6 +10,7 @@
 #include <system_error>
 #include <utility>
 
+#include "bex/stream/PackageReader.hpp"
 #include "shlibs/base/Descriptor.hpp"
 #include "shlibs/base/Failure.hpp"
 #include "shlibs/info/SourcePackage.hpp"
@@ -202,12 +203,34 @@ private:
     std::vector<Subject>& files_;
 };
 
+/// The ELF files of a package that is still to be built.
+void addPayload(const std::vector<PackagedFile>& payload, std::vector<Subject>& files) {
+    const auto root = std::make_shared<PackageRoot>();
+    for (const PackagedFile& file : payload) {
+        Subject subject;
+        subject.path = plainAbsolute("/" + file.path);
+        if (!file.linkTarget.empty()) {
+            root->addSymlink(subject.path, file.linkTarget);
+            continue;
+        }
+        const std::string header = headerOf(file.source);
+        if (isElf(header)) {
+            subject.name = subject.diskPath = file.source;
+            subject.machine = requireMachine(header, file.source);
+            subject.root = root;
+            root->addLibrary(subject.path, subject.machine);
+            files.push_back(std::move(subject));
+        }
+    }
+}
+
 }  // namespace
 
-Subjects findSubjects(const std::vector<std::string>& inputs, const stream::ReadOptions& reading) {
+Subjects findSubjects(const Request& request) {
     Subjects subjects;
+    addPayload(request.payload, subjects.files);
     bool agree = true;
-    for (const std::string& input : inputs) {
+    for (const std::string& input : request.inputs) {
         std::error_code failed;
         if (fs::is_directory(input, failed)) {
             try {
@@ -219,7 +242,7 @@ Subjects findSubjects(const std::vector<std::string>& inputs, const stream::Read
         }
         const std::string header = headerOf(input);
         if (header.compare(0, kPackageMagic.size(), kPackageMagic) == 0) {
-            const std::string architecture = PackageWalk(input, reading, subjects.files).walk();
+            const std::string architecture = PackageWalk(input, request.reading, subjects.files).walk();
             agree = agree && (subjects.architecture.empty() || architecture == subjects.architecture);
             subjects.architecture = architecture;
         } else if (isElf(header)) {

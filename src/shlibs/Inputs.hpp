@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "bex/stream/PackageReader.hpp"
+#include "bex/shlibs/Dependencies.hpp"
 #include "shlibs/elf/ElfFile.hpp"
 #include "shlibs/search/Root.hpp"
 
@@ -28,8 +28,8 @@ struct Subjects {
     std::string architecture;  ///< of the packages among the inputs, where they agree and it is not "all"
 };
 
-/// Finds the ELF files. Throws stream::StreamError for what is neither ELF file, directory nor package, and what
-/// stream::PackageReader throws.
-Subjects findSubjects(const std::vector<std::string>& inputs, const stream::ReadOptions& reading);
+/// Finds the ELF files of the request's inputs and payload. Throws stream::StreamError for an input that is
+/// neither ELF file, directory nor package, and what stream::PackageReader throws.
+Subjects findSubjects(const Request& request);
 
 }  // namespace bex::shlibs

@@ -65,7 +65,10 @@ Resolver::Resolver(const Request& request, std::vector<std::string>& notes)
 
 void Resolver::begin(const std::string& architecture, const std::vector<Subject>& files) {
     architecture_ = architecture;
-    for (const Subject& file : request_.onePackage ? files : std::vector<Subject>()) {
+    if (request_.payload.empty()) {
+        return;
+    }
+    for (const Subject& file : files) {
         ownFiles_[file.path.substr(file.path.rfind('/') + 1)].push_back(file.machine);
     }
 }

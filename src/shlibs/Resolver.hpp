@@ -82,7 +82,7 @@ private:
     std::vector<std::string> treeLibdirs_;
     std::vector<std::string> diskLibdirs_;
     std::unordered_map<std::string, std::unique_ptr<DiskRoot>> otherTrees_;
-    std::unordered_map<std::string, std::vector<Machine>> ownFiles_;  ///< by their names, with Request::onePackage
+    std::unordered_map<std::string, std::vector<Machine>> ownFiles_;  ///< by their names, of Request::payload
     std::unordered_map<std::string, std::optional<NamedText>> overrides_;
     std::unordered_map<std::string, Resolution> known_;
 };

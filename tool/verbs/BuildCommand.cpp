@@ -192,14 +192,14 @@ ExitStatus runBuild(BuildArguments& arguments, Context& context) {
     PackageWriter writer;
     fillControl(arguments, writer);
     settleArchitecture(writer.control());
-    const ExitStatus found =
-        fillDependencies(payloadSources(arguments), arguments.shlibs, writer.control(), context);
+    const std::string target = targetPath(arguments.out, arguments.suffix, withoutVariable(writer.control()));
+    StrippedFiles stripped(arguments.strip, arguments.keepOwner, context);
+    Payload payload(writer, stripped);
+    addContents(arguments, target, payload, context);
+    const ExitStatus found = fillDependencies(payload.files(), arguments.shlibs, writer.control(), context);
     if (found != ExitStatus::done) {
         return found;
     }
-    const std::string target = targetPath(arguments.out, arguments.suffix, writer.control());
-    StrippedFiles stripped(arguments.strip, arguments.keepOwner, context);
-    addContents(arguments, {target, stripped}, writer, context);
     ProgressBar progress(context, "packing");
     WriteOptions options = writeOptions(arguments, context);
     options.progress = progress.callback();

@@ -1,40 +1,16 @@
 #include "verbs/BuildDependencies.hpp"
 
-#include <array>
-#include <filesystem>
-#include <fstream>
 #include <string_view>
-#include <system_error>
 #include <utility>
 
 #include "verbs/Shlibs.hpp"
 
 namespace bex::tool {
 
-namespace fs = std::filesystem;
-
 namespace {
 
 constexpr std::string_view kVariable = "${shlibs:Depends}";
 constexpr const char* kRelationFields[] = {"Depends", "Pre-Depends", "Recommends", "Suggests", "Enhances"};
-
-bool isElf(const std::string& path) {
-    std::array<char, 4> magic = {};
-    std::ifstream(path, std::ios::binary).read(magic.data(), magic.size());
-    return magic == std::array<char, 4>{'\x7f', 'E', 'L', 'F'};
-}
-
-/// Directories and ELF files: what may need libraries.
-std::vector<std::string> examined(const std::vector<std::string>& sources) {
-    std::vector<std::string> inputs;
-    for (const auto& source : sources) {
-        std::error_code failure;
-        if (fs::is_directory(source, failure) || isElf(source)) {
-            inputs.push_back(source);
-        }
-    }
-    return inputs;
-}
 
 /// The relations between commas, without blanks around them.
 std::vector<std::string> relationsOf(std::string_view value) {
@@ -75,6 +51,18 @@ std::vector<const char*> fieldsWithVariable(const stream::ControlParagraph& cont
     return fields;
 }
 
+/// Removes a field of which nothing is left.
+void replaceVariable(stream::ControlParagraph& control, const std::string& dependencies) {
+    for (const char* field : fieldsWithVariable(control)) {
+        const std::string value = replaced(*control.find(field), kVariable, dependencies);
+        if (value.empty()) {
+            control.remove(field);
+        } else {
+            control.set(field, value);
+        }
+    }
+}
+
 }  // namespace
 
 std::string withVariable(const std::string& field, const std::string& value) {
@@ -91,26 +79,25 @@ std::string withVariable(const std::string& field, const std::string& value) {
     return found ? result : value;
 }
 
-ExitStatus fillDependencies(const std::vector<std::string>& sources, shlibs::Request search,
+bool wantsDependencies(const stream::ControlParagraph& control) {
+    return !fieldsWithVariable(control).empty();
+}
+
+stream::ControlParagraph withoutVariable(stream::ControlParagraph control) {
+    replaceVariable(control, "");
+    return control;
+}
+
+ExitStatus fillDependencies(const std::vector<shlibs::PackagedFile>& payload, shlibs::Request search,
                             stream::ControlParagraph& control, Context& context) {
-    const std::vector<const char*> fields = fieldsWithVariable(control);
-    if (fields.empty()) {
+    if (!wantsDependencies(control)) {
         return ExitStatus::done;
     }
-    search.inputs = examined(sources);
-    search.onePackage = true;
+    search.payload = payload;
     const std::string* architecture = control.find("Architecture");
     search.architecture = architecture != nullptr && *architecture != "all" ? *architecture : "";
     const shlibs::Report report = findDependencies(std::move(search), context);
-    const std::string dependencies = report.field();
-    for (const char* field : fields) {
-        const std::string value = replaced(*control.find(field), kVariable, dependencies);
-        if (value.empty()) {
-            control.remove(field);
-        } else {
-            control.set(field, value);
-        }
-    }
+    replaceVariable(control, report.field());
     return reportMissing(report, context);
 }
 

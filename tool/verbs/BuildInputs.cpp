@@ -6,7 +6,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
-#include <map>
 #include <system_error>
 #include <utility>
 
@@ -70,67 +69,30 @@ std::pair<std::string, std::string> splitAddition(const std::string& addition) {
     return split(addition, at != std::string::npos ? at : first, "--add", "SRC:DST");
 }
 
-/// Adds the tree, with stripped copies in the place of the files that have one.
-void addStrippedTree(const std::string& tree, stream::TreeOptions options, StrippedFiles& stripped,
-                     PackageWriter& writer) {
-    std::map<std::string, std::string> copies;  // by paths in the tree
-    options.filter = [&, isWanted = options.filter](const stream::Entry& entry) {
-        if (isWanted && !isWanted(entry)) {
-            return false;
-        }
-        const std::string path = stream::plainPath(entry.path);
-        const std::string copy =
-            entry.type == stream::EntryType::file ? stripped.copyOf((fs::path(tree) / path).string()) : "";
-        if (!copy.empty()) {
-            copies[path] = copy;
-        }
-        return copy.empty();
-    };
-    writer.addTree(tree, options);
-    std::map<std::string, std::string> stored;  // paths in the package by copies: of several names, the first
-    for (const auto& [path, copy] : copies) {
-        const std::string place = (fs::path(options.prefix) / path).string();
-        const auto [first, isNew] = stored.emplace(copy, place);
-        if (isNew) {
-            writer.addFile(copy, place);
-        } else {
-            writer.addHardlink(first->second, place);
-        }
-    }
-}
-
-/// What the functions below add to, and what they leave out or put in the place of files.
-struct Payload {
-    Exclusions& exclusions;
-    StrippedFiles& stripped;
-    PackageWriter& writer;
-};
-
 /// SRC may be a directory, which is placed with everything below it at DST, or a file, which gets the name DST
 /// (or, where DST ends in "/", its own name below it). A symlink that is named here is followed.
-void addAddition(const std::string& addition, const BuildArguments& arguments, const Payload& payload) {
+void addAddition(const std::string& addition, const BuildArguments& arguments, Exclusions& exclusions,
+                 Payload& payload) {
     const auto [source, target] = splitAddition(addition);
     if (fs::is_directory(source)) {
         stream::TreeOptions options;
         options.prefix = target;
         options.skipSpecialFiles = arguments.skipSpecial;
         options.keepRootMode = true;
-        options.filter = payload.exclusions.filter(target);
-        addStrippedTree(source, options, payload.stripped, payload.writer);
+        options.filter = exclusions.filter(target);
+        payload.addTree(source, options);
         return;
     }
     const bool below = target.empty() || target.back() == '/';
-    const std::string copy = payload.stripped.copyOf(source);
-    payload.writer.addFile(copy.empty() ? source : copy,
-                           below ? target + fs::path(source).filename().string() : target);
+    payload.addFile(source, below ? target + fs::path(source).filename().string() : target);
 }
 
 /// Splits "TARGET:PATH" at the first colon before a slash, or else at the last one: either side may hold colons.
-void addSymlink(const std::string& symlink, PackageWriter& writer) {
+void addSymlink(const std::string& symlink, Payload& payload) {
     const std::size_t absolute = symlink.find(":/");
     const std::size_t at = absolute != std::string::npos ? absolute : symlink.rfind(':');
     const auto [target, path] = split(symlink, at, "--symlink", "TARGET:PATH");
-    writer.addSymlink(target, path);
+    payload.addSymlink(target, path);
 }
 
 /// Reading ends early after an interrupt, which closes standard input: see catchInterrupts().
@@ -141,35 +103,33 @@ void addStandardInput(const std::string& path, PackageWriter& writer) {
     }
 }
 
-void addTree(const BuildArguments& arguments, const std::string& target, const Payload& payload,
+void addTree(const BuildArguments& arguments, const std::string& target, Exclusions& exclusions, Payload& payload,
              Context& context) {
     stream::TreeOptions options;
     options.prefix = arguments.prefix;
     options.skipSpecialFiles = arguments.skipSpecial;
-    options.filter = payload.exclusions.filter(
-        arguments.prefix, TreeFilter(arguments.tree, target, payload.writer.control(), context.console));
-    addStrippedTree(arguments.tree, options, payload.stripped, payload.writer);
+    options.filter = exclusions.filter(
+        arguments.prefix, TreeFilter(arguments.tree, target, payload.writer().control(), context.console));
+    payload.addTree(arguments.tree, options);
 }
 
-void addPayload(const BuildArguments& arguments, const PayloadPlaces& places, PackageWriter& writer,
-                Context& context) {
+void addPayload(const BuildArguments& arguments, const std::string& target, Payload& payload, Context& context) {
     Exclusions exclusions(arguments.exclusions);
-    const Payload payload{exclusions, places.stripped, writer};
     if (!arguments.tree.empty()) {
-        addTree(arguments, places.target, payload, context);
+        addTree(arguments, target, exclusions, payload, context);
     }
     for (const auto& addition : arguments.additions) {
-        addAddition(addition, arguments, payload);
+        addAddition(addition, arguments, exclusions, payload);
     }
     exclusions.noteUnused(context.console);
     for (const auto& symlink : arguments.symlinks) {
-        addSymlink(symlink, writer);
+        addSymlink(symlink, payload);
     }
     for (const auto& directory : arguments.directories) {
-        writer.addDirectory(directory);
+        payload.writer().addDirectory(directory);
     }
     if (arguments.standardInput) {
-        addStandardInput(*arguments.standardInput, writer);
+        addStandardInput(*arguments.standardInput, payload.writer());
     }
 }
 
@@ -192,22 +152,10 @@ void addRules(const BuildArguments& arguments, PackageWriter& writer) {
 
 }  // namespace
 
-std::vector<std::string> payloadSources(const BuildArguments& arguments) {
-    std::vector<std::string> sources;
-    if (!arguments.tree.empty()) {
-        sources.push_back(arguments.tree);
-    }
-    for (const auto& addition : arguments.additions) {
-        sources.push_back(splitAddition(addition).first);
-    }
-    return sources;
-}
-
-void addContents(const BuildArguments& arguments, const PayloadPlaces& places, PackageWriter& writer,
-                 Context& context) {
-    addPayload(arguments, places, writer, context);
-    addControlMembers(arguments, writer, context);
-    addRules(arguments, writer);
+void addContents(const BuildArguments& arguments, const std::string& target, Payload& payload, Context& context) {
+    addPayload(arguments, target, payload, context);
+    addControlMembers(arguments, payload.writer(), context);
+    addRules(arguments, payload.writer());
 }
 
 }  // namespace bex::tool

@@ -1,12 +1,11 @@
 #pragma once
 
 #include <string>
-#include <vector>
 
 #include "bex/stream/PackageWriter.hpp"
 #include "output/Context.hpp"
 #include "verbs/BuildArguments.hpp"
-#include "verbs/Strip.hpp"
+#include "verbs/Payload.hpp"
 
 namespace bex::tool {
 
@@ -22,17 +21,8 @@ void settleArchitecture(stream::ControlParagraph& control);
 /// for each that dpkg does not know. Throws as above.
 void addControlMembers(const BuildArguments& arguments, stream::PackageWriter& writer, Context& context);
 
-/// The files and directories on disk that the payload is made of.
-std::vector<std::string> payloadSources(const BuildArguments& arguments);
-
-/// What addContents() needs beside the arguments.
-struct PayloadPlaces {
-    std::string target;       ///< the path of the package: an earlier one that stands in the tree is not payload
-    StrippedFiles& stripped;  ///< gives the copies that are packaged in the place of programs and libraries
-};
-
-/// Adds payload and control members, and prints notes about what is left out or unknown. Throws as above.
-void addContents(const BuildArguments& arguments, const PayloadPlaces& places, stream::PackageWriter& writer,
-                 Context& context);
+/// Adds payload and control members, and prints notes about what is left out or unknown. `target` is the path of
+/// the package: an earlier one that stands in the tree is not payload. Throws as above.
+void addContents(const BuildArguments& arguments, const std::string& target, Payload& payload, Context& context);
 
 }  // namespace bex::tool

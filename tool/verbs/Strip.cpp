@@ -45,7 +45,7 @@ std::string programFor(const std::string& name, std::string multiarch) {
 
 struct stat statusOf(const std::string& path) {
     struct stat status {};
-    if (lstat(path.c_str(), &status) != 0) {
+    if (stat(path.c_str(), &status) != 0) {
         throw systemError(path, "read its attributes", errno);
     }
     return status;
@@ -80,7 +80,7 @@ const std::string& StrippedFiles::directory() {
 }
 
 std::string StrippedFiles::copyOf(const std::string& path) {
-    if (kind_ == StripKind::none) {
+    if (!strips()) {
         return {};
     }
     const struct stat status = statusOf(path);

@@ -25,6 +25,8 @@ public:
     StrippedFiles(const StrippedFiles&) = delete;
     StrippedFiles& operator=(const StrippedFiles&) = delete;
 
+    bool strips() const noexcept { return kind_ != StripKind::none; }
+
     /// The stripped copy of a regular file, with its mode and times; "" where the file is to be packaged as it is:
     /// not ELF, an object file, nothing to strip, or, for `dbgsym`, without a build ID, which is noted.
     /// A hard link to a file that has a copy has the same copy.

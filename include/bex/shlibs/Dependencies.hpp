@@ -8,11 +8,21 @@
 
 namespace bex::shlibs {
 
+/// A file or symlink of a package that is still to be built.
+struct PackagedFile {
+    std::string path;        ///< in the package
+    std::string source;      ///< of a file: where it is on disk
+    std::string linkTarget;  ///< of a symlink; empty for a file
+};
+
 /// Which files are examined, and where the libraries that they need are looked for.
 struct Request {
     /// ELF files, directories (each file system tree as it will stand below "/"), packages. A file that is named
     /// must be ELF or a package; other files in trees and packages are passed over.
     std::vector<std::string> inputs;
+    /// What one package is made of: files that are not ELF are passed over. A library among these files needs no
+    /// dependency, in whatever directory it is.
+    std::vector<PackagedFile> payload;
     /// The Debian name of the architecture whose dependencies are wanted, such as "arm64". Empty: that of the ELF
     /// files where all have the same, else the package's, else the database's. Files of another architecture are
     /// skipped, and Report::notes names each.
@@ -27,8 +37,6 @@ struct Request {
     /// Directories with private libraries, searched before the system's. Each is tried below the examined tree,
     /// and as it is.
     std::vector<std::string> libdirs;
-    /// The inputs make one package: a library among them needs no dependency, wherever it stands.
-    bool onePackage = false;
     /// The directory with shlibs.local, control and the build trees of a source package; it may be absent.
     std::string debianDirectory = "debian";
     /// Libraries without a provider are notes instead of Report::missing.

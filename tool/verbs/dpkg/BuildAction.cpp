@@ -56,7 +56,8 @@ ExitStatus dpkgBuild(const DpkgRequest& request, Context& context) {
     const bool sound = writer.control().faults().empty();
     const std::string target = sound ? targetOf(request, writer.control()) : "unnamed";
     StrippedFiles unstripped(StripKind::none, arguments.keepOwner, context);
-    addContents(arguments, {target, unstripped}, writer, context);
+    Payload payload(writer, unstripped);
+    addContents(arguments, target, payload, context);
     if (sound) {
         context.console.out("dpkg-deb: building package '" + *writer.control().find("Package") + "' in '" +
                             stream::escapeForDisplay(target) + "'.\n");
