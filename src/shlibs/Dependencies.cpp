@@ -31,8 +31,10 @@ std::string messageOf(const Missing& missing, const std::string& architecture) {
         return head + "for which no package gives a dependency; it is " + escapeForDisplay(missing.path);
     }
     std::string text = head + "which is in none of ";
+    const char* separator = "";
     for (const std::string& place : missing.searched) {
-        text += (&place == &missing.searched.front() ? "" : ", ") + escapeForDisplay(place);
+        text += separator + escapeForDisplay(place);
+        separator = ", ";
     }
     return text;
 }
@@ -73,7 +75,8 @@ private:
     /// What was asked for; else what all files agree on; else what the packages or the database are for.
     std::string chooseArchitecture(const Subjects& subjects) const {
         if (!request_.architecture.empty() && !isArchitecture(request_.architecture)) {
-            throw failure(ErrorKind::invalidInput, request_.architecture, "is no architecture that is known here");
+            throw failure(ErrorKind::invalidInput, request_.architecture,
+                          "is not an architecture that is known here");
         }
         std::map<std::string, std::string> examples;
         for (const Subject& subject : subjects.files) {
@@ -91,10 +94,14 @@ private:
 
     static std::string noneFor(const std::string& architecture,
                                const std::map<std::string, std::string>& examples) {
-        std::string text = architecture.empty() ? "the files are for several architectures"
-                                                : "no file is for " + escapeForDisplay(architecture);
+        std::string text = "the files are for several architectures";
+        if (!architecture.empty()) {
+            text = "no file is for " + escapeForDisplay(architecture);
+        }
+        const char* separator = ": ";
         for (const auto& [other, name] : examples) {
-            text += (other == examples.begin()->first ? ": " : ", ") + escapeForDisplay(name) + " is for " + other;
+            text += separator + escapeForDisplay(name) + " is for " + other;
+            separator = ", ";
         }
         return text;
     }

@@ -136,7 +136,10 @@ public:
             }
         }
         const std::string* architecture = reader_.control().find("Architecture");
-        return architecture != nullptr && *architecture != "all" ? *architecture : "";
+        if (architecture == nullptr || *architecture == "all") {
+            return "";
+        }
+        return *architecture;
     }
 
 private:
@@ -251,7 +254,9 @@ Subjects findSubjects(const Request& request) {
             throw failure(ErrorKind::invalidInput, input, "is neither an ELF file nor a package");
         }
     }
-    subjects.architecture = agree ? subjects.architecture : "";
+    if (!agree) {
+        subjects.architecture.clear();
+    }
     return subjects;
 }
 

@@ -20,7 +20,7 @@ public:
     void raise(std::string_view dependencyTemplate, const std::string& version, const std::string& why);
 
     /// Writes dependencies and reasons in their order. Throws stream::StreamError (`damaged`) for a template that
-    /// is no dependency.
+    /// is not a dependency.
     void report(Report& report) const;
 
 private:

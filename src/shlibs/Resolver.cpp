@@ -18,11 +18,17 @@ namespace fs = std::filesystem;
 
 std::string parentOf(const std::string& path) {
     const std::size_t slash = path.rfind('/');
-    return slash == 0 || slash == std::string::npos ? "/" : path.substr(0, slash);
+    if (slash == 0 || slash == std::string::npos) {
+        return "/";
+    }
+    return path.substr(0, slash);
 }
 
 std::string admindirOf(const Request& request) {
-    return request.admindir.empty() ? request.sysroot + "/var/lib/dpkg" : request.admindir;
+    if (request.admindir.empty()) {
+        return request.sysroot + "/var/lib/dpkg";
+    }
+    return request.admindir;
 }
 
 /// /lib and /usr/lib are one directory on merged systems, and dpkg knows files by either name.
@@ -74,7 +80,10 @@ void Resolver::begin(const std::string& architecture, const std::vector<Subject>
 }
 
 std::string Resolver::architecture() const {
-    return packages_ ? packages_->architecture() : database_.nativeArchitecture();
+    if (packages_) {
+        return packages_->architecture();
+    }
+    return database_.nativeArchitecture();
 }
 
 std::vector<std::string> Resolver::directoriesFor(const Subject& subject, const ElfFile& file) const {
@@ -94,7 +103,10 @@ std::string Resolver::hintFor(const std::string& library, const Subject& subject
             }
         }
     }
-    return directory.empty() ? "" : "--libdir " + stream::escapeForDisplay(directory) + " has a file of that name";
+    if (directory.empty()) {
+        return "";
+    }
+    return "--libdir " + stream::escapeForDisplay(directory) + " has a file of that name";
 }
 
 std::optional<Resolver::Place> Resolver::findPlace(const std::string& library, const Subject& subject,
@@ -113,7 +125,9 @@ std::optional<Resolver::Place> Resolver::findPlace(const std::string& library, c
     }
     for (const std::string& tree : source_.trees()) {
         std::unique_ptr<DiskRoot>& root = otherTrees_[tree];
-        root = root != nullptr ? std::move(root) : std::make_unique<DiskRoot>(tree);
+        if (root == nullptr) {
+            root = std::make_unique<DiskRoot>(tree);
+        }
         if (const auto path = LibrarySearch::find(library, from, inTree, *root)) {
             return Place{Place::Kind::otherTree, *path, tree};
         }
@@ -127,7 +141,10 @@ std::optional<Resolver::Place> Resolver::findPlace(const std::string& library, c
         return std::nullopt;
     }
     const auto path = LibrarySearch::find(library, from, search_.directoriesFor(from, diskLibdirs_), system_);
-    return path ? std::optional<Place>({Place::Kind::system, *path, {}}) : std::nullopt;
+    if (!path) {
+        return std::nullopt;
+    }
+    return Place{Place::Kind::system, *path, {}};
 }
 
 std::vector<std::string> Resolver::namesOf(const std::string& path) {
@@ -147,7 +164,10 @@ std::optional<std::string> Resolver::overrideOf(const std::string& file, const s
         place->second = readNamedText(request_.sysroot + "/etc/dpkg/" + file);
     }
     const std::optional<NamedText>& text = place->second;
-    return text ? dependencyFromShlibs(text->text, library, text->where, notes_) : std::nullopt;
+    if (!text) {
+        return std::nullopt;
+    }
+    return dependencyFromShlibs(text->text, library, text->where, notes_);
 }
 
 void Resolver::describeBy(PackageInfo& info, const std::string& library, Resolution& resolution) {
@@ -157,8 +177,12 @@ void Resolver::describeBy(PackageInfo& info, const std::string& library, Resolut
     }
     std::optional<std::string> dependency = overrideOf("shlibs.override", library);
     const bool overridden = dependency.has_value();
-    dependency = dependency ? dependency : info.dependencyOf(library, notes_);
-    dependency = dependency ? dependency : overrideOf("shlibs.default", library);
+    if (!dependency) {
+        dependency = info.dependencyOf(library, notes_);
+    }
+    if (!dependency) {
+        dependency = overrideOf("shlibs.default", library);
+    }
     if (dependency) {
         resolution.sources.push_back({overridden ? "" : info.name(), nullptr, *dependency});
     }

@@ -209,7 +209,7 @@ def types(outside):
         yield accept(f"mode {mode:o}", {b"a": D(kept), b"x": F(b"x", kept)},
                      package(d(b"a/", mode), f(b"x", b"x", mode=mode)))
     yield refuse("mode of 2^33", "tar-header", package(f(b"x", mode=base256(1 << 33, 8))))
-    yield refuse("mode that is no number", "tar-header", package(f(b"x", mode=b"rwxr-xr")))
+    yield refuse("mode that is not a number", "tar-header", package(f(b"x", mode=b"rwxr-xr")))
     for key in b"SCHILY.xattr.security.capability", b"SCHILY.xattr.user.note", b"SCHILY.acl.access":
         value = b"user::rwx,user:0:rwx" if b"acl" in key else b"\x01\0\0\x02\0\x20" + bytes(14)
         yield accept(key.decode(), OK_TREE, package(pax([(key, value)]) + f(b"ok", b"fine\n", magic=POSIX)),
@@ -395,12 +395,12 @@ def containers(_):
         ("name in a table", [VERSION, member(b"/0", b"x"), *rest], "ar-name"),
         ("path as a name", [VERSION, member(b"a/b", b"x"), *rest], "ar-name"),
         ("empty name", [VERSION, member(b"", b"x"), *rest], "ar-name"),
-        ("time that is no number", [member(b"debian-binary", b"2.0\n", mtime=b"now"), *rest], "ar-header"),
+        ("time that is not a number", [member(b"debian-binary", b"2.0\n", mtime=b"now"), *rest], "ar-header"),
         ("owner below zero", [member(b"debian-binary", b"2.0\n", uid=b"-1"), *rest], "ar-header"),
         ("no end of a header", [member(b"debian-binary", b"2.0\n", end=b"``"), *rest], "ar-header"),
         ("header cut", [VERSION, rest[0], rest[1][:30]], "ar-truncated"),
         ("data cut", [VERSION, rest[0], rest[1][:-9]], "ar-truncated"),
-        ("bytes behind the last member", [VERSION, *rest, b"rest of something that is no member\n"], "ar-trailing"),
+        ("bytes after the last member", [VERSION, *rest, b"rest of something that is not a member\n"], "ar-trailing"),
         ("version missing", rest, "member-missing member-order"),
         ("control missing", [VERSION, rest[1]], "member-missing member-order"),
         ("data missing", [VERSION, rest[0]], "member-missing"),

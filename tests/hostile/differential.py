@@ -81,7 +81,7 @@ def seeds(bex, rng, folder):
 
 
 def cut(tar):
-    """The headers of a tar archive, each with what stands behind it."""
+    """The headers of a tar archive, each with what comes after it."""
     parts, at = [], 0
     while any(tar[at:at + 512]):
         end = at + 512 + (int(tar[at + 124:at + 135], 8) + 511) // 512 * 512

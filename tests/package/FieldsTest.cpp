@@ -62,7 +62,7 @@ TEST(Fields, AreReadLineByLineWithoutJudgingValues) {
          {{"Essential", "?"}, {"Maintainer", "?"}},
          "no setter's value"},
         {kControl + "Depends: a: b, c\n", {{"Depends", "a: b, c"}}, "another name, cut at the first colon"},
-        {kControl + "\nno colon\nColon:only\n: no key\n continued\n  .\n", {}, "lines that are no field"},
+        {kControl + "\nno colon\nColon:only\n: no key\n continued\n  .\n", {}, "lines that are not a field"},
         {kControl + " k: v\n", {{" k", "v"}}, "a key is not trimmed"},
         {kControl + "Section:  two\t\r\n", {{"Section", " two\t\r"}}, "nor is a value"},
         {"Version: 0\n" + kControl, {}, "the last of a name counts"},

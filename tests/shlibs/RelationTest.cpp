@@ -39,7 +39,7 @@ TEST(Relation, SortsAndWritesAsDpkgDoes) {
     for (const char* wrong :
          {"a b", "a (1)", "a (>= )", "a (>= 1", "+a", "a_b", "${x}", "a |", "a (=> 1)", "a [x"}) {
         EXPECT_EQ(failureOf([&] { parseRelations(wrong, "here"); }),
-                  "here: \"" + std::string(wrong) + "\" is no dependency");
+                  "here: \"" + std::string(wrong) + "\" is not a dependency");
     }
 }
 
@@ -82,7 +82,7 @@ TEST(ShlibsFile, PrefersItsTypeThenTheFirstLine) {
     }
     std::vector<std::string> notes;
     dependencyFromShlibs(text, "libx.so.3", "f", notes);
-    EXPECT_THAT(notes, testing::ElementsAre("f:9: is no line of a shlibs file"));
+    EXPECT_THAT(notes, testing::ElementsAre("f:9: is not a line of a shlibs file"));
 }
 
 }  // namespace

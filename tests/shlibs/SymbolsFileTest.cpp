@@ -85,11 +85,12 @@ TEST(SymbolsFile, GivesVersionAndTemplateOfEachSymbol) {
 TEST(SymbolsFile, NotesLinesAndRefusesFilesThatBreakTheFormat) {
     Read odd("libx.so.1 libx1 #MINVER#\n one@Base\n (open 1.0\n two@Base 1.0 x\n three@Base 1.0\n");
     EXPECT_EQ(odd.versionOf("three@Base"), "1.0 libx1 #MINVER#");
-    EXPECT_THAT(odd.notes, ElementsAre("f:2: is no line of a symbols file", "f:3: is no line of a symbols file",
-                                       "f:4: is no line of a symbols file"));
+    EXPECT_THAT(odd.notes,
+                ElementsAre("f:2: is not a line of a symbols file", "f:3: is not a line of a symbols file",
+                            "f:4: is not a line of a symbols file"));
     const std::pair<const char*, const char*> cases[] = {
         {" one@Base 1\n", "f:1: stands before the first library"},
-        {"libx.so.1 a\n one@Base a:b\n", "f:2: \"a:b\" is no version"},
+        {"libx.so.1 a\n one@Base a:b\n", "f:2: \"a:b\" is not a version"},
         {"libx.so.1 a\n one@Base 1 1\n",
          "f: a symbol of libx.so.1 follows dependency template 1, which is not there"},
         {"libx.so.1 a\n(x)#include \"/etc/passwd\"\n", "f:2: #include belongs to source packages"},

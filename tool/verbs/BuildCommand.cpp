@@ -40,9 +40,12 @@ private:
 
 /// A line of --dry-run.
 std::string lineOf(const stream::Entry& entry) {
-    const std::string target = stream::escapeForDisplay(entry.linkTarget);
-    return modeText(entry) + "\t" + std::to_string(entry.size) + "\t" + stream::escapeForDisplay(entry.path) +
-           (target.empty() ? "" : "\t" + target) + "\n";
+    std::string line =
+        modeText(entry) + "\t" + std::to_string(entry.size) + "\t" + stream::escapeForDisplay(entry.path);
+    if (!entry.linkTarget.empty()) {
+        line += "\t" + stream::escapeForDisplay(entry.linkTarget);
+    }
+    return line + "\n";
 }
 
 /// The library's notes about the package, each as a message and a hint where one helps.

@@ -3,6 +3,7 @@
 #include <string_view>
 #include <utility>
 
+#include "stream/base/Text.hpp"
 #include "verbs/Shlibs.hpp"
 
 namespace bex::tool {
@@ -35,7 +36,7 @@ std::string replaced(std::string_view value, std::string_view what, std::string_
     }
     std::string result;
     for (const auto& relation : relationsOf(text)) {
-        result.append(result.empty() ? "" : ", ").append(relation);
+        stream::appendPart(result, ", ", relation);
     }
     return result;
 }
@@ -72,11 +73,17 @@ std::string withVariable(const std::string& field, const std::string& value) {
     std::string result;
     bool found = false;
     for (const auto& relation : relationsOf(value)) {
-        const bool isAuto = relation == "auto";
-        found = found || isAuto;
-        result.append(result.empty() ? "" : ", ").append(isAuto ? kVariable : relation);
+        if (relation == "auto") {
+            found = true;
+            stream::appendPart(result, ", ", kVariable);
+        } else {
+            stream::appendPart(result, ", ", relation);
+        }
     }
-    return found ? result : value;
+    if (!found) {
+        return value;
+    }
+    return result;
 }
 
 bool wantsDependencies(const stream::ControlParagraph& control) {

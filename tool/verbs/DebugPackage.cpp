@@ -2,6 +2,8 @@
 
 #include <filesystem>
 
+#include "stream/base/Text.hpp"
+
 namespace bex::tool {
 
 namespace fs = std::filesystem;
@@ -12,7 +14,10 @@ constexpr const char* suffix = "-dbgsym";
 
 std::string valueOf(const stream::ControlParagraph& control, const char* field) {
     const std::string* value = control.find(field);
-    return value != nullptr ? *value : std::string();
+    if (value == nullptr) {
+        return {};
+    }
+    return *value;
 }
 
 }  // namespace
@@ -22,7 +27,7 @@ void fillDebugPackage(const stream::ControlParagraph& control, const StrippedFil
     const std::string name = valueOf(control, "Package");
     std::string ids;
     for (const auto& [id, file] : stripped.debugFiles()) {
-        ids += (ids.empty() ? "" : " ") + id;
+        stream::appendPart(ids, " ", id);
         writer.addFile(file, debugPathOf(id));
     }
     writer.addSymlink(name, "usr/share/doc/" + name + suffix);  // Changelog and copyright are the package's.

@@ -69,7 +69,9 @@ std::string lineOf(const shlibs::Reason& reason, const Console& console) {
     const auto shown = [](const std::string& text) { return stream::escapeForDisplay(text); };
     std::string text = console.styled(Style::name, shown(reason.dependency)) + " <- " + shown(reason.file) + ": " +
                        shown(reason.library);
-    text += reason.package.empty() ? "" : " of " + shown(reason.package);
+    if (!reason.package.empty()) {
+        text += " of " + shown(reason.package);
+    }
     if (!reason.symbol.empty()) {
         text += ": " + shown(reason.symbol) + " asks for " + shown(reason.version);
     } else if (!reason.version.empty()) {

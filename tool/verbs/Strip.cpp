@@ -33,7 +33,9 @@ ElfSummary summarize(const std::string& path) {
 
 /// binutils' or llvm's program for files of that machine.
 std::string programFor(const std::string& name, std::string multiarch) {
-    multiarch = multiarch == "i386-linux-gnu" ? "i686-linux-gnu" : multiarch;
+    if (multiarch == "i386-linux-gnu") {
+        multiarch = "i686-linux-gnu";  // the triplet of its tools
+    }
     for (const std::string& candidate : {multiarch + "-" + name, "llvm-" + name, name}) {
         if (std::string program = findProgram(candidate); !program.empty()) {
             return program;

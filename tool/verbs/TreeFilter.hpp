@@ -8,7 +8,7 @@
 
 namespace bex::tool {
 
-/// The directory of a tree that describes the package and is no part of the payload.
+/// The directory of a tree that describes the package and is not part of the payload.
 constexpr const char* kControlDirectory = "DEBIAN";
 
 /// Which entries of the tree are payload: all but DEBIAN, the package that is being written, and, with a note,

@@ -56,7 +56,7 @@ struct Reason {
     std::string version;     ///< the minimum version; empty where there is none
 };
 
-/// A library that a file needs and for which there is no dependency.
+/// A library that a file needs and for which there is not a dependency.
 struct Missing {
     std::string file;
     std::string library;
@@ -74,7 +74,7 @@ struct Report {
     std::vector<std::string> notes;  ///< one line for people each: what was skipped, what looks odd
     std::string architecture;        ///< that of the examined files; empty where none is ELF
 
-    /// The value of a Depends field; empty where there is no dependency.
+    /// The value of a Depends field; empty where there is not a dependency.
     std::string field() const {
         std::string text;
         for (const std::string& dependency : dependencies) {

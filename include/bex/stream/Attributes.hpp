@@ -13,7 +13,7 @@ struct Attributes {
     /// equal bytes; where nothing has one, WriteOptions::latestTime, or 0.
     std::optional<std::int64_t> mtime = std::nullopt;
     /// Owner and group by number, at most 4294967294, and by name, at most 31 bytes. Readers prefer a name that
-    /// their system knows; "" is no name.
+    /// their system knows; "" is not a name.
     std::uint64_t uid = 0;
     std::uint64_t gid = 0;
     std::string owner = "root";
@@ -21,7 +21,7 @@ struct Attributes {
 };
 
 /// Owner and group of an entry, each by number, at most 4294967294, and by name, at most 31 bytes. Readers prefer
-/// a name that their system knows; "" is no name.
+/// a name that their system knows; "" is not a name.
 struct Ownership {
     std::uint64_t uid = 0;
     std::uint64_t gid = 0;

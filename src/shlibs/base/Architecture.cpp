@@ -50,7 +50,10 @@ constexpr std::array<Known, 22> kKnown{{
 const Known* known(std::string_view name) noexcept {
     const auto* found =
         std::find_if(kKnown.begin(), kKnown.end(), [&](const Known& one) { return one.name == name; });
-    return found != kKnown.end() ? found : nullptr;
+    if (found == kKnown.end()) {
+        return nullptr;
+    }
+    return found;
 }
 
 }  // namespace
@@ -80,7 +83,10 @@ std::string architectureOf(const Machine& machine) {
 
 std::string_view multiarchOf(std::string_view architecture) noexcept {
     const Known* found = known(architecture);
-    return found != nullptr ? found->multiarch : std::string_view();
+    if (found == nullptr) {
+        return {};
+    }
+    return found->multiarch;
 }
 
 bool isArchitecture(std::string_view architecture) noexcept {

@@ -36,7 +36,7 @@ public:
 
 private:
     StreamError fault() const {
-        return damaged(where_, "\"" + stream::escapeForDisplay(text_) + "\" is no dependency");
+        return damaged(where_, "\"" + stream::escapeForDisplay(text_) + "\" is not a dependency");
     }
 
     void skipSpace() { rest_.remove_prefix(std::min(rest_.find_first_not_of(kSpaces), rest_.size())); }
@@ -56,7 +56,9 @@ private:
     bool take(char wanted) {
         skipSpace();
         const bool there = !rest_.empty() && rest_.front() == wanted;
-        rest_.remove_prefix(there ? 1 : 0);
+        if (there) {
+            rest_.remove_prefix(1);
+        }
         return there;
     }
 
@@ -93,8 +95,11 @@ private:
         const std::size_t length = std::min(rest_.find_first_not_of("<>="), rest_.size());
         std::string_view sign = rest_.substr(0, length);
         rest_.remove_prefix(length);
-        sign = sign == "<" ? "<=" : sign;
-        sign = sign == ">" ? ">=" : sign;
+        if (sign == "<") {  // obsolete signs, which always meant "or equal"
+            sign = "<=";
+        } else if (sign == ">") {
+            sign = ">=";
+        }
         constexpr std::array<std::string_view, 5> known{"<<", "<=", "=", ">=", ">>"};
         if (std::find(known.begin(), known.end(), sign) == known.end()) {
             throw fault();
@@ -147,9 +152,15 @@ int compare(const Relation& a, const Relation& b) noexcept {
 
 std::string formatOne(const Relation& relation) {
     std::string text = relation.package;
-    text += relation.qualifier.empty() ? "" : ":" + relation.qualifier;
-    text += relation.sign.empty() ? "" : " (" + relation.sign + " " + relation.version + ")";
-    text += relation.architectures.empty() ? "" : " [" + relation.architectures + "]";
+    if (!relation.qualifier.empty()) {
+        text += ":" + relation.qualifier;
+    }
+    if (!relation.sign.empty()) {
+        text += " (" + relation.sign + " " + relation.version + ")";
+    }
+    if (!relation.architectures.empty()) {
+        text += " [" + relation.architectures + "]";
+    }
     for (const std::string& profile : relation.profiles) {
         text += " <" + profile + ">";
     }

@@ -82,7 +82,10 @@ private:
     std::optional<std::uint64_t> value(std::int64_t tag) const {
         const auto found = std::find_if(dynamic_.begin(), dynamic_.end(),
                                         [tag](const GElf_Dyn& one) { return one.d_tag == tag; });
-        return found != dynamic_.end() ? std::optional<std::uint64_t>(found->d_un.d_val) : std::nullopt;
+        if (found == dynamic_.end()) {
+            return std::nullopt;
+        }
+        return found->d_un.d_val;
     }
 
     void readNames() {

@@ -190,7 +190,7 @@ std::vector<GElf_Sym> ElfImage::symbols(std::uint64_t address, std::size_t count
     std::vector<GElf_Sym> symbols(count);
     for (std::size_t i = 0; i < count; ++i) {
         const unsigned char* bytes = chunk.data + i * each;
-        // st_name is the first word of both classes; st_info and st_shndx lie behind address and size in 32 bits.
+        // st_name is the first word of both classes; st_info and st_shndx lie after address and size in 32 bits.
         symbols[i].st_name = word(bytes);
         symbols[i].st_info = bytes[is64() ? 4 : 12];
         symbols[i].st_shndx = half(bytes + (is64() ? 6 : 14));

@@ -81,7 +81,10 @@ std::vector<std::string> DpkgDatabase::withoutDiverted(const std::vector<std::st
             owners.push_back(package);
         }
     }
-    return owners.empty() ? packages : owners;
+    if (owners.empty()) {
+        return packages;
+    }
+    return owners;
 }
 
 std::vector<std::string> DpkgDatabase::ownersOf(const std::string& name, Lists lists) {
@@ -91,7 +94,10 @@ std::vector<std::string> DpkgDatabase::ownersOf(const std::string& name, Lists l
         readLists(lists, *owners);
     }
     const auto found = owners->find(name);
-    return found != owners->end() ? withoutDiverted(found->second, name) : std::vector<std::string>();
+    if (found == owners->end()) {
+        return {};
+    }
+    return withoutDiverted(found->second, name);
 }
 
 PackageInfo& DpkgDatabase::info(const std::string& package, const std::string& architecture) {

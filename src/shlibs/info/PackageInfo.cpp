@@ -19,12 +19,18 @@ const LibrarySymbols* PackageInfo::symbolsOf(const std::string& soname, const st
             std::make_unique<SymbolsFile>(std::move(symbolsText_->text), symbolsText_->where, architecture, notes);
         symbolsText_.reset();
     }
-    return symbols_ != nullptr ? symbols_->find(soname) : nullptr;
+    if (symbols_ == nullptr) {
+        return nullptr;
+    }
+    return symbols_->find(soname);
 }
 
 std::optional<std::string> PackageInfo::dependencyOf(const std::string& soname,
                                                      std::vector<std::string>& notes) const {
-    return shlibs_ ? dependencyFromShlibs(shlibs_->text, soname, shlibs_->where, notes) : std::nullopt;
+    if (!shlibs_) {
+        return std::nullopt;
+    }
+    return dependencyFromShlibs(shlibs_->text, soname, shlibs_->where, notes);
 }
 
 }  // namespace bex::shlibs

@@ -24,7 +24,7 @@ std::optional<std::string> dependencyFromShlibs(std::string_view text, std::stri
         name = type.empty() ? name : nextWord(rest);
         const std::string_view version = nextWord(rest);
         if (version.empty()) {
-            notes.push_back(damaged(where, "is no line of a shlibs file", number).what());
+            notes.push_back(damaged(where, "is not a line of a shlibs file", number).what());
         } else if (name == library->name && version == library->version) {
             if (type == "deb") {
                 return std::string(trimmed(rest));

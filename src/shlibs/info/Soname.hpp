@@ -12,7 +12,7 @@ struct LibraryVersion {
 };
 
 /// "libfoo.so.1" gives libfoo and 1, "libfoo-1.2.so" gives libfoo and 1.2; nothing for any other form, which a
-/// library has that is no public one. The parts lie in `soname`.
+/// library has that is not a public one. The parts lie in `soname`.
 std::optional<LibraryVersion> splitSoname(std::string_view soname) noexcept;
 
 }  // namespace bex::shlibs

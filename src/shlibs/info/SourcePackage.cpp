@@ -89,7 +89,7 @@ void SourcePackage::readBuildDependencies() {
     const auto control = stream::ControlParagraph::parse(paragraph, stream::escapeForDisplay(path));
     for (const char* field : {"Build-Depends", "Build-Depends-Arch"}) {
         const std::string* value = control.find(field);
-        // A variable of the build, "${name}", is no relation yet.
+        // A variable of the build, "${name}", is not a relation yet.
         if (value == nullptr || value->find("${") != std::string::npos) {
             continue;
         }

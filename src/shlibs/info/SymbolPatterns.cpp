@@ -28,7 +28,9 @@ std::size_t referencesIn(std::string_view mangled) {
     for (std::size_t i = 0; i + 1 < mangled.size(); ++i) {
         const char next = mangled[i + 1];
         const bool numbered = next == '_' || (next >= '0' && next <= '9') || (next >= 'A' && next <= 'Z');
-        count += (mangled[i] == 'S' || mangled[i] == 'T') && numbered ? 1 : 0;
+        if ((mangled[i] == 'S' || mangled[i] == 'T') && numbered) {
+            ++count;
+        }
     }
     return count;
 }

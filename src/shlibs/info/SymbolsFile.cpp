@@ -202,11 +202,11 @@ void SymbolsFile::readHeader(std::string_view line, LibrarySymbols& into) {
 void SymbolsFile::readSymbol(std::string_view line, std::size_t number, LibrarySymbols& into) {
     Specification found;
     if (!parse(line, found)) {
-        notes_.push_back(damaged(where_, "is no line of a symbols file", number).what());
+        notes_.push_back(damaged(where_, "is not a line of a symbols file", number).what());
         return;
     }
     if (!isVersion(found.version)) {
-        throw damaged(where_, "\"" + stream::escapeForDisplay(found.version) + "\" is no version", number);
+        throw damaged(where_, "\"" + stream::escapeForDisplay(found.version) + "\" is not a version", number);
     }
     if (!isFor(found.tags, architecture_)) {
         return;
@@ -225,7 +225,7 @@ void SymbolsFile::readSymbol(std::string_view line, std::size_t number, LibraryS
     // An untagged name lies in the text as it is; of a tagged one that may hold for its plain form only.
     const std::size_t at = line.find(found.symbol);
     if (at == std::string_view::npos) {
-        notes_.push_back(damaged(where_, "has a quoted name that is no pattern", number).what());
+        notes_.push_back(damaged(where_, "has a quoted name that is not a pattern", number).what());
         return;
     }
     into.lines[line.substr(at, found.symbol.size())] = value;

@@ -61,7 +61,9 @@ std::optional<std::string> resolve(const std::string& path, LinkAt&& linkAt) {
         if (++links > kMaximumLinks) {
             return std::nullopt;
         }
-        done = target.front() == '/' ? "" : done;
+        if (target.front() == '/') {
+            done.clear();
+        }
         const std::deque<std::string> further = componentsOf(target);
         left.insert(left.begin(), further.begin(), further.end());
     }

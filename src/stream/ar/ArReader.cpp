@@ -51,7 +51,7 @@ public:
         member.size = number("size", 48, 10, 10, false);
         if (member.name.empty() || member.name.find('/') != std::string::npos) {  // guard: names of members
             place_.fail(ErrorKind::unsupported, "ar-name",
-                        "a name that is empty, holds a \"/\" or stands elsewhere is none of a package's");
+                        "the name is empty, contains a \"/\" or refers to a table of names");
         }
         return member;
     }
@@ -64,8 +64,9 @@ private:
         }
         const std::optional<std::uint64_t> value = parseNumber(field, base);
         if (!value) {
-            place_.fail(ErrorKind::damaged, "ar-header",
-                        std::string(what) + " " + quotedName(std::string(field)) + " in the header is no number");
+            place_.fail(
+                ErrorKind::damaged, "ar-header",
+                std::string(what) + " " + quotedName(std::string(field)) + " in the header is not a number");
         }
         return *value;
     }
@@ -87,7 +88,7 @@ std::optional<Member> ArReader::next(bool complete) {
         return std::nullopt;
     }
     const bool whole = header.size() == kHeaderBytes;
-    if (complete && (!whole || header.substr(58) != kHeaderEnd)) {  // guard: bytes behind the last member
+    if (complete && (!whole || header.substr(58) != kHeaderEnd)) {  // guard: bytes after the last member
         place_.fail(ErrorKind::damaged, "ar-trailing",
                     "bytes after the last member, from offset " + std::to_string(offset_));
     }

@@ -18,7 +18,7 @@ public:
     ArReader(ByteStream& source, Place place) : source_(source), place_(std::move(place)) {}
 
     /// Passes over what is left of the current member and reads the next header; nothing at the end.
-    /// `complete`: no further member is needed, so that what is no header is called bytes after the last one.
+    /// `complete`: no further member is needed, so that what is not a header is called bytes after the last one.
     std::optional<Member> next(bool complete);
 
     /// The current member's contents; valid until next().

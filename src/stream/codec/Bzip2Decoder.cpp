@@ -95,7 +95,7 @@ private:
                 throw std::bad_alloc();
             case BZ_DATA_ERROR_MAGIC:
                 throw damagedError(
-                    place_, begin_ == 0 ? "is no bzip2 stream"
+                    place_, begin_ == 0 ? "is not a bzip2 stream"
                                         : "byte " + std::to_string(begin_) + ": data after the last bzip2 stream");
             default:
                 throw damagedError(

@@ -37,8 +37,8 @@ public:
     }
 
     GzipHeader read() {
-        if (byte() != 0x1f || byte() != 0x8b) {  // guard: bytes behind gzip
-            throw damagedError(place_, header_.offset == 0 ? "is no gzip stream" : trailing());
+        if (byte() != 0x1f || byte() != 0x8b) {  // guard: bytes after gzip
+            throw damagedError(place_, header_.offset == 0 ? "is not a gzip stream" : trailing());
         }
         if (const unsigned method = byte(); method != kDeflate) {
             throw damagedError(place_, here() + ": unknown compression method " + std::to_string(method));

@@ -190,7 +190,7 @@ private:
         return bytes;
     }
 
-    /// Reads the block behind header_ into the pool's next and gives its unpacked size.
+    /// Reads the block after header_ into the pool's next and gives its unpacked size.
     std::uint32_t load(std::size_t bytes) {
         Block& block = pool_.next();
         block.offset = header_->offset;

@@ -96,7 +96,7 @@ private:
             case LZMA_UNSUPPORTED_CHECK:
                 throw unsupportedError(place_, "xz with a filter or check that is not known" + before());
             case LZMA_FORMAT_ERROR:
-                throw damagedError(place_, "is no xz stream");
+                throw damagedError(place_, "is not an xz stream");
             default:
                 throw invalid();
         }

@@ -70,7 +70,7 @@ private:
         }
         if (magic != kFrameMagic) {
             throw damagedError(
-                place_, offset == 0 ? "is no zstd stream"
+                place_, offset == 0 ? "is not a zstd stream"
                                     : "byte " + std::to_string(offset) + ": data after the last zstd frame");
         }
         ZSTD_inBuffer in{bytes, sizeof bytes, 0};

@@ -59,7 +59,7 @@ bool LineReader::next(std::string_view& line) {
     return true;
 }
 
-/// Moves the bytes that are left to the front and adds more behind them.
+/// Moves the bytes that are left to the front and adds more after them.
 bool LineReader::fill() {
     buffer_.erase(0, begin_);
     begin_ = 0;

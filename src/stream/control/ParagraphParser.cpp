@@ -84,7 +84,7 @@ void ParagraphParser::takeField(std::string_view line) {
     const std::size_t length = fieldNameLength(line);
     const std::string_view fieldName = line.substr(0, length);
     if (length == line.size()) {
-        fail(length, "a line without a colon is no field");
+        fail(length, "a line without a colon is not a field");
     }
     // Meant: dpkg accepts blanks before the colon, too; controlOddities() reports them.
     const std::size_t colon = line.find_first_not_of(" \t", length);

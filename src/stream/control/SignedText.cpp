@@ -55,7 +55,7 @@ void SignedText::take(std::string_view line, ParagraphParser& parser) {
             break;
         case Part::end:
             if (!text.empty()) {
-                refuse(parser, "a line behind the signature, which does not cover it");
+                refuse(parser, "a line after the signature, which does not cover it");
             }
             break;
     }

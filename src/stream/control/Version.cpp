@@ -12,7 +12,7 @@ namespace bex::stream {
 
 namespace {
 
-/// Where a part's next character sorts among those that are no digits: "~" before the end of the part, which a
+/// Where a part's next character sorts among those that are not digits: "~" before the end of the part, which a
 /// digit counts as too, then letters, then everything else.
 int weightOf(std::string_view part) {
     if (part.empty() || isDigit(part.front())) {
@@ -28,7 +28,7 @@ int weightOf(std::string_view part) {
     return code + 256;  // beyond every letter
 }
 
-/// Takes what is no digit off the front of both, up to the first difference, and returns that.
+/// Takes what is not a digit off the front of both, up to the first difference, and returns that.
 int compareText(std::string_view& a, std::string_view& b) {
     // Equal weights other than 0 are equal characters, so neither text can end before the other.
     int difference = weightOf(a) - weightOf(b);

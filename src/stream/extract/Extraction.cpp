@@ -209,7 +209,7 @@ struct stat Extraction::requireRegularFile(int directory, const char* name) cons
     }
     if (!S_ISREG(status.st_mode)) {  // guard: a hard link's target is a file
         context_.place.fail(ErrorKind::refused, "destination",
-                            "its link target is no regular file that was extracted");
+                            "its link target is not a regular file that was extracted");
     }
     return status;
 }

@@ -12,8 +12,8 @@ constexpr std::uint64_t kReservedBytes = Limits().md5sumsBytes;
 
 /// Whether the entry can be a control member; refused when not.
 bool isMember(const Entry& entry, const std::string& name, const Place& place) {
-    if (entry.type != EntryType::file) {  // guard: control members that are no plain files
-        place.at(entry.path).refuse(ErrorKind::refused, "control-type", "is no regular file");
+    if (entry.type != EntryType::file) {  // guard: control members that are not plain files
+        place.at(entry.path).refuse(ErrorKind::refused, "control-type", "is not a regular file");
         return false;
     }
     if (name.find('/') != std::string::npos) {  // guard: control members in directories

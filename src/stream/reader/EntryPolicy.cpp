@@ -128,7 +128,7 @@ bool EntryPolicy::checkLink(const Entry& entry) const {
     }
     // guard: hard links to no earlier file
     if (meansDirectory(entry.linkTarget) || !paths_.hasFile(plainPath(entry.linkTarget))) {
-        refuse("hardlink-target", "is a hard link to " + target + ", which is no earlier file of the package",
+        refuse("hardlink-target", "is a hard link to " + target + ", which is not an earlier file of the package",
                entry);
         return false;
     }

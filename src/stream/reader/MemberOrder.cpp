@@ -107,7 +107,7 @@ bool MemberOrder::checkControl(const Member& member) {
         return false;
     }
     if (!data_.empty()) {
-        at.refuse(ErrorKind::damaged, "member-order", "stands behind " + quotedName(data_));
+        at.refuse(ErrorKind::damaged, "member-order", "comes after " + quotedName(data_));
     }
     if (member.compression == Compression::bzip2) {
         at.note("member-compression", "dpkg-deb reads no control member that is compressed with bzip2",

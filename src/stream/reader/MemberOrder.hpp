@@ -14,7 +14,7 @@ enum class MemberRole { formatVersion, control, data, passedOver };
 [[noreturn]] void failMissing(const Place& place, MemberRole role);
 
 /// Which members a package may have, and in which order (deb(5)): debian-binary, control.tar*, data.tar*; members
-/// whose name begins with "_" anywhere behind the first; others behind data only. Strict where readers disagree.
+/// whose name begins with "_" anywhere after the first; others after data only. Strict where readers disagree.
 class MemberOrder {
 public:
     explicit MemberOrder(Place place) : place_(std::move(place)) {}
@@ -25,7 +25,7 @@ public:
     /// Whether all that a package needs has been seen.
     bool complete() const noexcept { return !control_.empty() && !data_.empty(); }
 
-    /// Throws StreamError for a member that is missing. Call once, behind the last.
+    /// Throws StreamError for a member that is missing. Call once, after the last.
     void end() const;
 
 private:

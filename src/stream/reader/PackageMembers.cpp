@@ -9,7 +9,7 @@ namespace bex::stream {
 
 namespace {
 
-/// deb(5): the major version is 2; the minor one, and lines behind the first, may be anything.
+/// deb(5): the major version is 2; the minor one, and lines after the first, may be anything.
 bool isFormatVersion2(std::string_view text) {
     const std::string_view line = text.substr(0, text.find('\n'));
     const std::string_view digits = "0123456789";

@@ -38,17 +38,17 @@ System& System::real() noexcept {
     return system;
 }
 
-int System::openat(int folder, const char* path, int flags, mode_t mode) {
-    return repeatInterrupted([&] { return ::openat(folder, path, flags, mode); });
+int System::openat(int directory, const char* path, int flags, mode_t mode) {
+    return repeatInterrupted([&] { return ::openat(directory, path, flags, mode); });
 }
 
-int System::openBeneath(int folder, const char* path, int flags) {
+int System::openBeneath(int directory, const char* path, int flags) {
     open_how how = {};
     how.flags = static_cast<__u64>(flags);
     // guard: symlinks on the way, openat2
     how.resolve = RESOLVE_BENEATH | RESOLVE_NO_SYMLINKS | RESOLVE_NO_MAGICLINKS;
     return static_cast<int>(
-        repeatInterrupted([&] { return syscall(SYS_openat2, folder, path, &how, sizeof how); }));
+        repeatInterrupted([&] { return syscall(SYS_openat2, directory, path, &how, sizeof how); }));
 }
 
 int System::close(int descriptor) {
@@ -83,12 +83,12 @@ int System::fstat(int descriptor, struct stat* result) {
     return repeatInterrupted([&] { return ::fstat(descriptor, result); });
 }
 
-int System::fstatat(int folder, const char* path, struct stat* result, int flags) {
-    return repeatInterrupted([&] { return ::fstatat(folder, path, result, flags); });
+int System::fstatat(int directory, const char* path, struct stat* result, int flags) {
+    return repeatInterrupted([&] { return ::fstatat(directory, path, result, flags); });
 }
 
-ssize_t System::readlinkat(int folder, const char* path, char* buffer, std::size_t size) {
-    return repeatInterrupted([&] { return ::readlinkat(folder, path, buffer, size); });
+ssize_t System::readlinkat(int directory, const char* path, char* buffer, std::size_t size) {
+    return repeatInterrupted([&] { return ::readlinkat(directory, path, buffer, size); });
 }
 
 int System::linkat(int fromFolder, const char* from, int toFolder, const char* to, int flags) {
@@ -99,52 +99,52 @@ int System::renameat(int fromFolder, const char* from, int toFolder, const char*
     return repeatInterrupted([&] { return ::renameat(fromFolder, from, toFolder, to); });
 }
 
-int System::unlinkat(int folder, const char* path, int flags) {
-    return repeatInterrupted([&] { return ::unlinkat(folder, path, flags); });
+int System::unlinkat(int directory, const char* path, int flags) {
+    return repeatInterrupted([&] { return ::unlinkat(directory, path, flags); });
 }
 
-int System::mkdirat(int folder, const char* path, mode_t mode) {
-    return repeatInterrupted([&] { return ::mkdirat(folder, path, mode); });
+int System::mkdirat(int directory, const char* path, mode_t mode) {
+    return repeatInterrupted([&] { return ::mkdirat(directory, path, mode); });
 }
 
-int System::symlinkat(const char* target, int folder, const char* path) {
-    return repeatInterrupted([&] { return ::symlinkat(target, folder, path); });
+int System::symlinkat(const char* target, int directory, const char* path) {
+    return repeatInterrupted([&] { return ::symlinkat(target, directory, path); });
 }
 
 int System::fchmod(int descriptor, mode_t mode) {
     return repeatInterrupted([&] { return ::fchmod(descriptor, mode); });
 }
 
-int System::fchmodat(int folder, const char* path, mode_t mode, int flags) {
-    return repeatInterrupted([&] { return ::fchmodat(folder, path, mode, flags); });
+int System::fchmodat(int directory, const char* path, mode_t mode, int flags) {
+    return repeatInterrupted([&] { return ::fchmodat(directory, path, mode, flags); });
 }
 
 int System::fchown(int descriptor, uid_t uid, gid_t gid) {
     return repeatInterrupted([&] { return ::fchown(descriptor, uid, gid); });
 }
 
-int System::fchownat(int folder, const char* path, uid_t uid, gid_t gid, int flags) {
-    return repeatInterrupted([&] { return ::fchownat(folder, path, uid, gid, flags); });
+int System::fchownat(int directory, const char* path, uid_t uid, gid_t gid, int flags) {
+    return repeatInterrupted([&] { return ::fchownat(directory, path, uid, gid, flags); });
 }
 
 int System::futimens(int descriptor, const struct timespec times[2]) {
     return repeatInterrupted([&] { return ::futimens(descriptor, times); });
 }
 
-int System::utimensat(int folder, const char* path, const struct timespec times[2], int flags) {
-    return repeatInterrupted([&] { return ::utimensat(folder, path, times, flags); });
+int System::utimensat(int directory, const char* path, const struct timespec times[2], int flags) {
+    return repeatInterrupted([&] { return ::utimensat(directory, path, times, flags); });
 }
 
 DIR* System::fdopendir(int descriptor) {
     return ::fdopendir(descriptor);
 }
 
-struct dirent* System::readdir(DIR* folder) {
-    return ::readdir(folder);
+struct dirent* System::readdir(DIR* directory) {
+    return ::readdir(directory);
 }
 
-int System::closedir(DIR* folder) {
-    return closed(::closedir(folder));
+int System::closedir(DIR* directory) {
+    return closed(::closedir(directory));
 }
 
 }  // namespace bex::stream

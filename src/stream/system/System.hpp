@@ -21,9 +21,9 @@ public:
     /// The calls themselves. Lives for ever.
     static System& real() noexcept;
 
-    virtual int openat(int folder, const char* path, int flags, mode_t mode);
+    virtual int openat(int directory, const char* path, int flags, mode_t mode);
     /// openat2(2) with RESOLVE_BENEATH and RESOLVE_NO_SYMLINKS; -1 with ENOSYS where the kernel has none.
-    virtual int openBeneath(int folder, const char* path, int flags);
+    virtual int openBeneath(int directory, const char* path, int flags);
     virtual int close(int descriptor);
     virtual ssize_t read(int descriptor, void* buffer, std::size_t size);
     virtual ssize_t pread(int descriptor, void* buffer, std::size_t size, off_t offset);
@@ -32,22 +32,22 @@ public:
     virtual int fallocate(int descriptor, int mode, off_t offset, off_t size);
     virtual int fsync(int descriptor);
     virtual int fstat(int descriptor, struct stat* result);
-    virtual int fstatat(int folder, const char* path, struct stat* result, int flags);
-    virtual ssize_t readlinkat(int folder, const char* path, char* buffer, std::size_t size);
+    virtual int fstatat(int directory, const char* path, struct stat* result, int flags);
+    virtual ssize_t readlinkat(int directory, const char* path, char* buffer, std::size_t size);
     virtual int linkat(int fromFolder, const char* from, int toFolder, const char* to, int flags);
     virtual int renameat(int fromFolder, const char* from, int toFolder, const char* to);
-    virtual int unlinkat(int folder, const char* path, int flags);
-    virtual int mkdirat(int folder, const char* path, mode_t mode);
-    virtual int symlinkat(const char* target, int folder, const char* path);
+    virtual int unlinkat(int directory, const char* path, int flags);
+    virtual int mkdirat(int directory, const char* path, mode_t mode);
+    virtual int symlinkat(const char* target, int directory, const char* path);
     virtual int fchmod(int descriptor, mode_t mode);
-    virtual int fchmodat(int folder, const char* path, mode_t mode, int flags);
+    virtual int fchmodat(int directory, const char* path, mode_t mode, int flags);
     virtual int fchown(int descriptor, uid_t uid, gid_t gid);
-    virtual int fchownat(int folder, const char* path, uid_t uid, gid_t gid, int flags);
+    virtual int fchownat(int directory, const char* path, uid_t uid, gid_t gid, int flags);
     virtual int futimens(int descriptor, const struct timespec times[2]);
-    virtual int utimensat(int folder, const char* path, const struct timespec times[2], int flags);
+    virtual int utimensat(int directory, const char* path, const struct timespec times[2], int flags);
     virtual DIR* fdopendir(int descriptor);
-    virtual struct dirent* readdir(DIR* folder);
-    virtual int closedir(DIR* folder);
+    virtual struct dirent* readdir(DIR* directory);
+    virtual int closedir(DIR* directory);
 };
 
 }  // namespace bex::stream

@@ -196,7 +196,7 @@ void TarReader::finish() {
     if (second.empty()) {
         place_.note("tar-end", "ends after one block of zeros instead of two");
     } else if (!isZeroBlock(second)) {
-        place_.note("tar-trailing", "bytes behind the end mark, which are never extracted");
+        place_.note("tar-trailing", "bytes after the end mark, which are never extracted");
     }
     bool clean = true;
     while (refill()) {
@@ -204,7 +204,7 @@ void TarReader::finish() {
         view_ = {};
     }
     if (!clean) {
-        place_.note("tar-trailing", "bytes behind the end marks, which are never extracted");
+        place_.note("tar-trailing", "bytes after the end marks, which are never extracted");
     }
 }
 

@@ -83,7 +83,7 @@ void Digests::finish() const {
     for (const Listed& listed : listed_) {
         if (!listed.seen) {
             control_.at("md5sums").note("md5-missing",
-                                        quotedName(std::string(listed.path)) + " is no file of the payload",
+                                        quotedName(std::string(listed.path)) + " is not a file of the payload",
                                         Severity::error);
         }
     }

@@ -66,9 +66,9 @@ bool comesBefore(std::string_view left, std::string_view right) noexcept {
     return left.size() < right.size();
 }
 
-bool isWithin(std::string_view path, std::string_view folder) noexcept {
-    return folder.empty() || (path.substr(0, folder.size()) == folder &&
-                              (path.size() == folder.size() || path[folder.size()] == '/'));
+bool isWithin(std::string_view path, std::string_view directory) noexcept {
+    return directory.empty() || (path.substr(0, directory.size()) == directory &&
+                                 (path.size() == directory.size() || path[directory.size()] == '/'));
 }
 
 }  // namespace bex::stream

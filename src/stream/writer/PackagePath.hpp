@@ -14,14 +14,14 @@ std::string packagePath(std::string_view given);
 /// The same for what is not a directory: "" and a final "/" are refused, too.
 std::string packageFilePath(std::string_view given);
 
-/// A plain path as the payload stores it: "./" before it, "/" behind a directory.
+/// A plain path as the payload stores it: "./" before it, "/" after a directory.
 std::string storedPath(std::string_view plain, EntryType type);
 
 /// The order of the payload: bytewise, except that "/" comes before every other byte. So a directory stands right
 /// before all that is below it.
 bool comesBefore(std::string_view left, std::string_view right) noexcept;
 
-/// Whether `path` is `folder` or stands below it; both plain.
-bool isWithin(std::string_view path, std::string_view folder) noexcept;
+/// Whether `path` is `directory` or stands below it; both plain.
+bool isWithin(std::string_view path, std::string_view directory) noexcept;
 
 }  // namespace bex::stream

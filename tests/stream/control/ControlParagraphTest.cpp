@@ -68,7 +68,7 @@ TEST(ControlParagraph, RefusesWhatIsNoParagraph) {
         {"\n#only\n", "2:1: there is no field"},
         {"\xEF\xBB\xBFXa: b\n", "1:1: begins with a byte order mark"},
         {" a\n", "1:1: a continuation line before the first field"},
-        {"Xa: b\nXyz\n", "2:4: a line without a colon is no field"},
+        {"Xa: b\nXyz\n", "2:4: a line without a colon is not a field"},
         {"Xa: b\n: c\n", "2:1: a field has no name"},
         {"-Xa: b\n", "1:1: a field name begins with \"-\""},
         {"X a: b\n", "1:2: a field name holds \" \""},

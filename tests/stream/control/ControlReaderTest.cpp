@@ -75,7 +75,7 @@ TEST(ControlReader, TakesOffASignature) {
               "x.dsc:6:1: a field name begins with \"-\"");
     EXPECT_EQ(read(head + "A1: b\n\n- A1: e\n" + tail + "\n"), "A1: b\n|A1: e\n|");
     EXPECT_EQ(read(head + "A1: b\n" + tail + "A1: e\n"),
-              "A1: b\n|x.dsc:10:1: a line behind the signature, which does not cover it");
+              "A1: b\n|x.dsc:10:1: a line after the signature, which does not cover it");
     EXPECT_EQ(read("A1: b\n\n" + head), "A1: b\n|x.dsc:3:11: a field name holds \" \"");
     EXPECT_EQ(read(head + "A1: b\n-c: d\n" + tail),
               "x.dsc:5:1: a signed line begins with a dash that is not escaped");

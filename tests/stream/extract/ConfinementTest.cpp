@@ -37,7 +37,7 @@ TEST(Confinement, RefusesWhatLeadsThroughOrToASymlink) {
          "p: l/h: its directory \"l\" is a symlink in the destination"},
         {{hardlinkTo("h", "out/secret")},
          "p: h: its link target's directory \"out\" is a symlink in the destination"},
-        {{hardlinkTo("h", "tosecret")}, "p: h: its link target is no regular file that was extracted"},
+        {{hardlinkTo("h", "tosecret")}, "p: h: its link target is not a regular file that was extracted"},
         {{hardlinkTo("h", "none/x")},
          "p: h: its link target's directory \"none\" does not exist in the destination"},
         {{hardlinkTo("h", "a/../../outside/secret")}, "p: h: its link target leads out of the destination"},

@@ -44,10 +44,9 @@ TEST(Members, EachBrokenStructureHasATextOfItsOwnAndIsRefusedFromFileAndPipe) {
         {arOf(kVersion + arMember("control.tar.gz", gzipOf("").substr(0, 12), "123456")),
          "member \"control.tar.gz\": ends after 12 of 123456 bytes"},
         {arOf(arMember("debian-binary", "2.0\n", "4x")),
-         "member \"debian-binary\": size \"4x        \" in the header is no number"},
+         "member \"debian-binary\": size \"4x        \" in the header is not a number"},
         {arOf(arMember("\x1b[31m\n/x", "")),
-         "member \"\\x1b[31m\\n/x\": a name that is empty, holds a \"/\" or stands elsewhere is none of a "
-         "package's"},
+         "member \"\\x1b[31m\\n/x\": the name is empty, contains a \"/\" or refers to a table of names"},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.message);

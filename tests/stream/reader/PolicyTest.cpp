@@ -22,7 +22,7 @@ TEST(Policy, RefusesInListingAndInExtractionWithTheSameTextAndLeavesNothingOutsi
         {tarFile("./etc/x") + tarLink("./h", "/etc/x", '1'),
          "./h: is a hard link to \"/etc/x\", which leads out of the package"},
         {tarLink("./h", "./later", '1') + tarFile("./later"),
-         "./h: is a hard link to \"./later\", which is no earlier file of the package"},
+         "./h: is a hard link to \"./later\", which is not an earlier file of the package"},
         {tarLink("./s", "", '2'), "./s: is a symlink without a target"},
         {tarLink("./x", "", '4'), "./x: is a device"},
         {tarLink("./x", "", '6'), "./x: is a FIFO"},
@@ -48,7 +48,7 @@ TEST(Policy, RefusesInListingAndInExtractionWithTheSameTextAndLeavesNothingOutsi
 
 TEST(Policy, ControlMembersAreRegularFilesInNoFolder) {
     const std::string at = "p.bex: member \"control.tar.gz\": ";
-    EXPECT_EQ(listingOf(packageOf("", tarLink("./x", "./control", '1'))), at + "./x: is no regular file");
+    EXPECT_EQ(listingOf(packageOf("", tarLink("./x", "./control", '1'))), at + "./x: is not a regular file");
     EXPECT_EQ(listingOf(packageOf("", tarFile("./d/x"))),
               at + "./d/x: stands in a directory of the control archive");
     EXPECT_EQ(listingOf(arOf(arMember("debian-binary", "2.0\n") + arMember("control.tar", tarOf("")) +

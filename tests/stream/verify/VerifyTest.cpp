@@ -36,8 +36,8 @@ TEST(Verify, ListsEveryFaultOfEntriesAndLists) {
                     "md5-unlisted|data.tar.gz|./\\x1b[2J|is not in md5sums",
                     "conffile-missing|control.tar.gz|conffiles|\"/gone\" is not in the payload",
                     "conffile-missing|control.tar.gz|conffiles|\"/y\" is to be removed, but in the payload",
-                    "md5-missing|control.tar.gz|md5sums|\"d\" is no file of the payload",
-                    "md5-missing|control.tar.gz|md5sums|\"gone\" is no file of the payload"));
+                    "md5-missing|control.tar.gz|md5sums|\"d\" is not a file of the payload",
+                    "md5-missing|control.tar.gz|md5sums|\"gone\" is not a file of the payload"));
     EXPECT_THAT(findingsOf(packageOf("", tarFile("./md5sums", "rubbish\n"))),
                 ElementsAre(testing::StartsWith("md5-syntax|control.tar.gz|./md5sums|")));
 }
@@ -62,12 +62,12 @@ TEST(Verify, GoesOnBehindABrokenStructureAndListsAll) {
     EXPECT_THAT(findingsOf(arOf(arMember("debian-binary", "3.0\n") + data + control + arMember("more", "x"))),
                 ElementsAre("format-version|debian-binary||format version \"3.0\\n\" is not supported; 2.0 is",
                             "member-order|data.tar.gz||stands before the control member",
-                            "member-order|control.tar.gz||stands behind \"data.tar.gz\"",
+                            "member-order|control.tar.gz||comes after \"data.tar.gz\"",
                             "member-unknown|more||is not known and is read by nobody", parent));
     EXPECT_THAT(findingsOf(arOf(version + control + arMember("data.tar.gz", damaged))),
                 ElementsAre("member-damaged|data.tar.gz||gzip member at byte 0: wrong checksum"));
     EXPECT_THAT(findingsOf(arOf(version + arMember("control.tar.gz", "rubbish") + data)),
-                ElementsAre("member-damaged|control.tar.gz||is no gzip stream", parent));
+                ElementsAre("member-damaged|control.tar.gz||is not a gzip stream", parent));
     EXPECT_THAT(
         findingsOf(arOf(version + arMember("control.tar.bz2", bzip2Of(tarOf(tarFile("control", "x\n")))) + data)),
         ElementsAre("member-compression|control.tar.bz2||dpkg-deb reads no control member that is compressed with "
@@ -77,7 +77,7 @@ TEST(Verify, GoesOnBehindABrokenStructureAndListsAll) {
         findingsOf(arOf(version + control + arMember("data.tar", tarFile("./x") + std::string(512, '\0')))),
         ElementsAre("tar-end|data.tar||ends after one block of zeros instead of two"));
     EXPECT_THAT(findingsOf(arOf(version + control + arMember("data.tar", tarOf("") + tarFile("./x")))),
-                ElementsAre("tar-trailing|data.tar||bytes behind the end marks, which are never extracted"));
+                ElementsAre("tar-trailing|data.tar||bytes after the end marks, which are never extracted"));
 }
 
 TEST(Verify, ListsEveryFaultOfTheFields) {
