@@ -70,9 +70,10 @@ void encodePayload(benchmark::State& state) {
     std::uint64_t bytes = 0;
     for (auto _ : state) {
         NullSink sink;
-        FileReader reader(scannedTree(), System::real());
         ProgressMeter meter({});
-        PayloadWriter(plan, reader, meter).write(sink, state.range(0) != 0);
+        CompressionSettings settings;
+        settings.compression = Compression::none;
+        PayloadWriter(plan, scannedTree(), System::real(), meter).write(sink, settings, state.range(0) != 0);
         bytes += sink.bytes;
     }
     state.SetBytesProcessed(static_cast<std::int64_t>(bytes));

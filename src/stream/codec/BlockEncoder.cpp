@@ -1,56 +1,14 @@
-#include <libdeflate.h>
-
 #include <algorithm>
 #include <cstring>
 #include <memory>
-#include <new>
 
 #include "stream/codec/BlockPool.hpp"
 #include "stream/codec/Encoder.hpp"
-#include "stream/codec/Gzip.hpp"
-#include "stream/codec/Noise.hpp"
+#include "stream/codec/GzipBlockWork.hpp"
 
 namespace bex::stream {
 
 namespace {
-
-using Compressor = std::shared_ptr<libdeflate_compressor>;
-
-Compressor makeCompressor(int level) {
-    Compressor compressor(libdeflate_alloc_compressor(level), libdeflate_free_compressor);
-    if (!compressor) {
-        throw std::bad_alloc();
-    }
-    return compressor;
-}
-
-/// Makes a block of Gzip.hpp; noise is stored. Copies share the compressors, which one thread may use at a time.
-class GzipBlockWork {
-public:
-    explicit GzipBlockWork(int level) : compressor_(makeCompressor(level)), storer_(makeCompressor(0)) {}
-
-    void operator()(Block& block) const {
-        const std::string_view data = block.input.view();
-        libdeflate_compressor* const compressor = isNoise(data) ? storer_.get() : compressor_.get();
-        const std::size_t bound = libdeflate_deflate_compress_bound(compressor, data.size());
-        block.output.reserve(kBlockHeaderBytes + bound + kGzipTrailerBytes);
-        char* const out = block.output.data();
-        // The bound leaves room for any data, so that this never gives 0.
-        const std::size_t deflated =
-            libdeflate_deflate_compress(compressor, data.data(), data.size(), out + kBlockHeaderBytes, bound);
-        const std::size_t size = kBlockHeaderBytes + deflated + kGzipTrailerBytes;
-        const auto header = blockHeader(static_cast<std::uint32_t>(size));
-        const auto trailer = encode(
-            GzipTrailer{libdeflate_crc32(0, data.data(), data.size()), static_cast<std::uint32_t>(data.size())});
-        std::memcpy(out, header.data(), header.size());
-        std::memcpy(out + kBlockHeaderBytes + deflated, trailer.data(), trailer.size());
-        block.output.setSize(size);
-    }
-
-private:
-    Compressor compressor_;
-    Compressor storer_;
-};
 
 class BlockEncoder final : public Encoder {
 public:

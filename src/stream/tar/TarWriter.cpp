@@ -9,7 +9,7 @@ namespace bex::stream {
 namespace {
 
 constexpr std::size_t kShortNameBytes = 100;
-constexpr std::array<char, kTarBlockBytes> kZeros{};
+constexpr std::array<char, kTarEndBytes> kZeros{};
 
 char typeOf(const Entry& entry) {
     switch (entry.type) {
@@ -24,6 +24,11 @@ char typeOf(const Entry& entry) {
         default:
             throw invalidInput(entry.path, "is of a type that a package can't hold");
     }
+}
+
+/// Bytes of contents that follow the header.
+std::uint64_t sizeOf(const Entry& entry) noexcept {
+    return entry.type == EntryType::file ? entry.size : 0;
 }
 
 TarHeader headerOf(const Entry& entry) {
@@ -43,21 +48,56 @@ TarHeader headerOf(const Entry& entry) {
     return header;
 }
 
+void appendHeader(const TarHeader& header, std::string& to) {
+    const std::array<char, kTarBlockBytes> block = formatTarHeader(header);
+    to.append(block.data(), block.size());
+}
+
+/// The name or target, with a NUL, as the contents of a header of its own. Meant: that header repeats the entry's
+/// link target, and its owner and group are fixed names; no reader looks at either.
+void appendLongText(char type, const std::string& text, const std::string& link, std::string& to) {
+    TarHeader header;
+    header.type = type;
+    header.path = "././@LongLink";
+    header.link = link;
+    header.size = text.size() + 1;
+    header.owner = "root";
+    header.group = "wheel";
+    appendHeader(header, to);
+    to += text;
+    to.append(static_cast<std::size_t>(paddedToBlocks(header.size) - text.size()), '\0');
+}
+
+std::uint64_t longTextBytes(const std::string& text) noexcept {
+    return text.size() > kShortNameBytes ? kTarBlockBytes + paddedToBlocks(text.size() + 1) : 0;
+}
+
 }  // namespace
+
+std::uint64_t tarHeaderBytesOf(const Entry& entry) noexcept {
+    return longTextBytes(entry.linkTarget) + longTextBytes(entry.path) + kTarBlockBytes;
+}
+
+std::string tarHeadersOf(const Entry& entry) {
+    const TarHeader header = headerOf(entry);
+    std::string bytes;
+    if (header.link.size() > kShortNameBytes) {
+        appendLongText('K', header.link, header.link, bytes);
+    }
+    if (header.path.size() > kShortNameBytes) {
+        appendLongText('L', header.path, header.link, bytes);
+    }
+    appendHeader(header, bytes);
+    return bytes;
+}
 
 void TarWriter::begin(const Entry& entry) {
     endContents();
     path_ = entry.path;
-    const TarHeader header = headerOf(entry);
-    if (header.link.size() > kShortNameBytes) {
-        writeLongText('K', header.link, header.link);
-    }
-    if (header.path.size() > kShortNameBytes) {
-        writeLongText('L', header.path, header.link);
-    }
-    writeHeader(header);
-    size_ = header.size;
-    missing_ = header.size;
+    const std::string headers = tarHeadersOf(entry);
+    out_.write(headers.data(), headers.size());
+    size_ = sizeOf(entry);
+    missing_ = size_;
 }
 
 void TarWriter::write(const char* data, std::size_t size) {
@@ -74,27 +114,6 @@ void TarWriter::write(const char* data, std::size_t size) {
 void TarWriter::finish() {
     endContents();
     out_.write(kZeros.data(), kZeros.size());
-    out_.write(kZeros.data(), kZeros.size());
-}
-
-void TarWriter::writeHeader(const TarHeader& header) {
-    const std::array<char, kTarBlockBytes> block = formatTarHeader(header);
-    out_.write(block.data(), block.size());
-}
-
-/// The name or target, with a NUL, as the contents of a header of its own. Meant: that header repeats the entry's
-/// link target, and its owner and group are fixed names; no reader looks at either.
-void TarWriter::writeLongText(char type, const std::string& text, const std::string& link) {
-    TarHeader header;
-    header.type = type;
-    header.path = "././@LongLink";
-    header.link = link;
-    header.size = text.size() + 1;
-    header.owner = "root";
-    header.group = "wheel";
-    writeHeader(header);
-    out_.write(text.data(), text.size());
-    out_.write(kZeros.data(), static_cast<std::size_t>(paddedToBlocks(header.size) - text.size()));
 }
 
 void TarWriter::endContents() {

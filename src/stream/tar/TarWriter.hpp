@@ -11,6 +11,16 @@
 
 namespace bex::stream {
 
+/// How many bytes tarHeadersOf() gives: cheaper where only their length is wanted.
+std::uint64_t tarHeaderBytesOf(const Entry& entry) noexcept;
+
+/// The header of an entry as TarWriter writes it, after the headers and names that a long path or link target
+/// needs. Throws as TarWriter::begin().
+std::string tarHeadersOf(const Entry& entry);
+
+/// The zeros that end an archive.
+constexpr std::size_t kTarEndBytes = 2 * kTarBlockBytes;
+
 /// Writes a tar archive in GNU's format, with its extensions for long names and link targets and for large
 /// numbers; never pax, which dpkg does not read. Names go in byte for byte. The archive ends with two blocks of
 /// zeros and is not padded further. After any exception the writer only accepts destruction.
@@ -32,8 +42,6 @@ public:
     void finish();
 
 private:
-    void writeHeader(const TarHeader& header);
-    void writeLongText(char type, const std::string& text, const std::string& link);
     void endContents();  // fills up their last block
 
     Sink& out_;

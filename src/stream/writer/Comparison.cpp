@@ -78,7 +78,7 @@ void Comparison::comparePayload(FileReader& sources, ProgressMeter& meter) {
                 compareBytes(meant, piece);
                 meter.add(piece.size(), meant.path);
             };
-            sources.read(plan_.file(i), compare, nullptr);
+            sources.read(plan_.file(i), compare);
         }
     }
     if (package_.next(found)) {

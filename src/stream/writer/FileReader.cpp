@@ -16,6 +16,8 @@ namespace {
 
 constexpr std::size_t kBufferBytes = std::size_t{256} << 10;
 
+constexpr const char* kChanged = "changed while it was read";
+
 bool sameTime(const struct timespec& left, const struct timespec& right) noexcept {
     return left.tv_sec == right.tv_sec && left.tv_nsec == right.tv_nsec;
 }
@@ -52,50 +54,57 @@ const char* differenceOf(const SourceEntry& file, off_t offset, const struct sta
 
 }  // namespace
 
-FileReader::FileReader(const Collection& collection, System& system)
-    : collection_(collection), system_(system), buffer_(kBufferBytes) {}
+// The change time shows what the others can be set back to hide.
+bool ChangeTimes::differ() const noexcept {
+    return !sameTime(before, after);
+}
 
-void FileReader::read(const SourceEntry& file, const Consumer& consume, Md5* sum) {
-    const Consumer take = [&](std::string_view piece) {
-        if (sum != nullptr) {
-            sum->update(piece.data(), piece.size());
-        }
-        consume(piece);
-    };
+void FileReader::read(const SourceEntry& file, const Consumer& consume) {
+    buffer_.reserve(kBufferBytes);
+    std::uint64_t offset = 0;
+    do {
+        const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(file.size - offset, kBufferBytes));
+        readPart(file, offset, buffer_.data(), wanted);
+        consume({buffer_.data(), wanted});
+        offset += wanted;
+    } while (offset != file.size);
+}
+
+ChangeTimes FileReader::readPart(const SourceEntry& file, std::uint64_t offset, char* to, std::size_t size) {
     if (file.isFromDisk) {
-        readFromDisk(file, take, sum);
-    } else if (file.reader != nullptr) {
-        readFromReader(file, take);
+        return readFromDisk(file, offset, to, size);
+    }
+    if (file.reader != nullptr) {
+        readFromReader(file, offset, to, size);
     } else {
-        readFromMemory(file, take);
+        file.data->copy(to, size, static_cast<std::size_t>(offset));
+    }
+    return {};
+}
+
+void FileReader::requireSameContents(const SourceEntry& file, const Md5& sum) {
+    Md5 again;
+    read(file, [&again](std::string_view piece) { again.update(piece.data(), piece.size()); });
+    if (again.hexDigest() != sum.hexDigest()) {
+        fail(file, kChanged);
     }
 }
 
-/// In pieces as well: between two of them progress is reported, and the caller may cancel.
-void FileReader::readFromMemory(const SourceEntry& file, const Consumer& consume) const {
-    for (std::string_view left = *file.data; !left.empty();) {
-        const std::string_view piece = left.substr(0, kBufferBytes);
-        consume(piece);
-        left.remove_prefix(piece.size());
-    }
-}
-
-void FileReader::readFromReader(const SourceEntry& file, const Consumer& consume) {
-    for (std::uint64_t offset = 0; offset < file.size;) {
-        const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(file.size - offset, buffer_.size()));
-        const std::size_t count = (*file.reader)(offset, buffer_.data(), wanted);
+void FileReader::readFromReader(const SourceEntry& file, std::uint64_t offset, char* to, std::size_t size) const {
+    for (std::size_t done = 0; done < size;) {
+        const std::size_t wanted = std::min(size - done, kBufferBytes);
+        const std::size_t count = (*file.reader)(offset + done, to + done, wanted);
         const Place place = Place(collection_.sourceName(file)).at(file.path);
         if (count == 0) {
             place.fail(ErrorKind::inputOutput, "source-changed",
-                       "its contents end after " + std::to_string(offset) + " of " + std::to_string(file.size) +
-                           " bytes");
+                       "its contents end after " + std::to_string(offset + done) + " of " +
+                           std::to_string(file.size) + " bytes");
         }
         if (count > wanted) {
             place.fail(ErrorKind::invalidInput, codeOf(ErrorKind::invalidInput),
                        "its reader returned more bytes than it was asked for");
         }
-        consume({buffer_.data(), count});
-        offset += count;
+        done += count;
     }
 }
 
@@ -110,11 +119,10 @@ Descriptor FileReader::open(const SourceEntry& file) {
     return openLongPath(system_, treeOf(file), collection_.relativePath(file), flags);
 }
 
-void FileReader::readFromDisk(const SourceEntry& file, const Consumer& consume, Md5* sum) {
+ChangeTimes FileReader::readFromDisk(const SourceEntry& file, std::uint64_t offset, char* to, std::size_t size) {
     const Origin& origin = collection_.origins[file.origin];
     if (origin.descriptor >= 0) {
-        readOpened(origin.descriptor, file, consume, sum);
-        return;
+        return readOpened(origin.descriptor, file, offset, to, size);
     }
     const Descriptor opened = open(file);
     if (!opened) {
@@ -124,57 +132,48 @@ void FileReader::readFromDisk(const SourceEntry& file, const Consumer& consume, 
         }
         failCall(file, "open it", reason);
     }
-    readOpened(opened.get(), file, consume, sum);
+    return readOpened(opened.get(), file, offset, to, size);
 }
 
-void FileReader::readOpened(int descriptor, const SourceEntry& file, const Consumer& consume, Md5* sum) {
-    const off_t offset = collection_.origins[file.origin].offset;
+ChangeTimes FileReader::readOpened(int descriptor, const SourceEntry& file, std::uint64_t offset, char* to,
+                                   std::size_t size) {
+    const off_t base = collection_.origins[file.origin].offset;
     const struct stat before = statusOf(descriptor, file);
-    if (const char* difference = differenceOf(file, offset, before)) {
-        fail(file, difference);
+    if (const char* difference = differenceOf(file, base, before)) {
+        fail(file, offset == 0 ? difference : kChanged);
     }
-    readExactly(descriptor, file, consume);
-    const struct stat after = statusOf(descriptor, file);
-    if (differenceOf(file, offset, after) != nullptr) {  // guard: sources that change while they are read
-        fail(file, "changed while it was read");
+    readExactly(descriptor, file, offset, to, size);
+    if (offset + size != file.size) {
+        return {before.st_ctim, before.st_ctim};
     }
-    // The change time shows what the others can be set back to hide. It also changes when the file gets another
-    // name, so that only the contents can tell.
-    // guard: sources that change in secret
-    if (sum != nullptr && !sameTime(before.st_ctim, after.st_ctim)) {
-        requireSameContents(descriptor, file, *sum);
-    }
-}
-
-void FileReader::requireSameContents(int descriptor, const SourceEntry& file, const Md5& sum) {
-    Md5 again;
-    readExactly(descriptor, file, [&again](std::string_view piece) { again.update(piece.data(), piece.size()); });
-    const off_t offset = collection_.origins[file.origin].offset;
-    if (again.hexDigest() != sum.hexDigest() ||
-        differenceOf(file, offset, statusOf(descriptor, file)) != nullptr) {
-        fail(file, "changed while it was read");
-    }
-}
-
-void FileReader::readExactly(int descriptor, const SourceEntry& file, const Consumer& consume) {
-    const auto begin = static_cast<std::uint64_t>(collection_.origins[file.origin].offset);
-    const std::uint64_t end = begin + file.size;
-    for (std::uint64_t offset = begin; offset < end;) {
-        const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(end - offset, buffer_.size()));
-        const std::size_t size = readSome(descriptor, file, offset, wanted);
-        if (size == 0) {
-            fail(file, "shrank while it was read");
-        }
-        consume({buffer_.data(), size});
-        offset += size;
-    }
-    if (readSome(descriptor, file, end, 1) != 0) {  // guard: sources that grow while they are read
+    char further = 0;
+    // guard: sources that grow while they are read
+    if (readSome(descriptor, file, file.size, &further, 1) != 0) {
         fail(file, "grew while it was read");
     }
+    const struct stat after = statusOf(descriptor, file);
+    if (differenceOf(file, base, after) != nullptr) {  // guard: sources that change while they are read
+        fail(file, kChanged);
+    }
+    return {before.st_ctim, after.st_ctim};
 }
 
-std::size_t FileReader::readSome(int descriptor, const SourceEntry& file, std::uint64_t offset, std::size_t size) {
-    const ssize_t count = system_.pread(descriptor, buffer_.data(), size, static_cast<off_t>(offset));
+void FileReader::readExactly(int descriptor, const SourceEntry& file, std::uint64_t offset, char* to,
+                             std::size_t size) {
+    for (std::size_t done = 0; done < size;) {
+        const std::size_t count =
+            readSome(descriptor, file, offset + done, to + done, std::min(size - done, kBufferBytes));
+        if (count == 0) {
+            fail(file, "shrank while it was read");
+        }
+        done += count;
+    }
+}
+
+std::size_t FileReader::readSome(int descriptor, const SourceEntry& file, std::uint64_t offset, char* to,
+                                 std::size_t size) {
+    const off_t base = collection_.origins[file.origin].offset;
+    const ssize_t count = system_.pread(descriptor, to, size, base + static_cast<off_t>(offset));
     if (count < 0) {
         failCall(file, "read it", errno);
     }

@@ -6,8 +6,8 @@
 #include <cstdint>
 #include <functional>
 #include <string_view>
-#include <vector>
 
+#include "stream/codec/Buffer.hpp"
 #include "stream/control/Md5.hpp"
 #include "stream/system/Descriptor.hpp"
 #include "stream/system/System.hpp"
@@ -15,32 +15,49 @@
 
 namespace bex::stream {
 
-/// Reads the contents of collected files, each exactly as it was found or not at all. Memory: one buffer.
+/// When a file last changed in any way (st_ctime), before and after it was read; both 0 for what is not on disk.
+struct ChangeTimes {
+    struct timespec before {};
+    struct timespec after {};
+
+    bool differ() const noexcept;
+};
+
+/// Reads the contents of collected files, each exactly as it was found or not at all. Used by one thread at a
+/// time; several may each have one.
 class FileReader {
 public:
     using Consumer = std::function<void(std::string_view)>;
 
     /// Both must outlive this.
-    FileReader(const Collection& collection, System& system);
+    FileReader(const Collection& collection, System& system) : collection_(collection), system_(system) {}
 
-    /// Hands the contents of a file to `consume` piece by piece, `file.size` bytes in all, and adds them to `sum`,
-    /// which must be new; null where `consume` itself compares them with what they have to be.
-    /// Throws StreamError (`inputOutput`), before the first piece where that can be known, when a file on disk is
-    /// not what was found (device, inode, type, mode, owner, size, time), and at its end when it changed
-    /// meanwhile.
-    void read(const SourceEntry& file, const Consumer& consume, Md5* sum);
+    /// Copies `size` bytes of the file's contents, from `offset` on, to `to`. The part that begins at 0 comes
+    /// first, the one that ends at `file.size` last; they may have other readers. Throws StreamError
+    /// (`inputOutput`) when a file on disk is not what was found (device, inode, type, mode, owner, size, time),
+    /// or, with the last part, changed meanwhile. A file whose change times differ, of the first part before and
+    /// of the last part after, may have changed in secret: requireSameContents() decides.
+    ChangeTimes readPart(const SourceEntry& file, std::uint64_t offset, char* to, std::size_t size);
+
+    /// Reads the file once more and throws StreamError (`inputOutput`) unless it has this sum. The change time
+    /// also changes when a file gets another name, so that only the contents can tell.
+    void requireSameContents(const SourceEntry& file, const Md5& sum);
+
+    /// Hands the contents to `consume` piece by piece. Throws as readPart(), but ignores change times: for
+    /// contents that are compared with what they have to be.
+    void read(const SourceEntry& file, const Consumer& consume);
 
     /// Throws StreamError (`inputOutput`) unless a name of a file with several still leads to that file.
     void checkName(const SourceEntry& file);
 
 private:
-    void readFromMemory(const SourceEntry& file, const Consumer& consume) const;
-    void readFromReader(const SourceEntry& file, const Consumer& consume);
-    void readFromDisk(const SourceEntry& file, const Consumer& consume, Md5* sum);
-    void readOpened(int descriptor, const SourceEntry& file, const Consumer& consume, Md5* sum);
-    void readExactly(int descriptor, const SourceEntry& file, const Consumer& consume);
-    void requireSameContents(int descriptor, const SourceEntry& file, const Md5& sum);
-    std::size_t readSome(int descriptor, const SourceEntry& file, std::uint64_t offset, std::size_t size);
+    void readFromReader(const SourceEntry& file, std::uint64_t offset, char* to, std::size_t size) const;
+    ChangeTimes readFromDisk(const SourceEntry& file, std::uint64_t offset, char* to, std::size_t size);
+    ChangeTimes readOpened(int descriptor, const SourceEntry& file, std::uint64_t offset, char* to,
+                           std::size_t size);
+    void readExactly(int descriptor, const SourceEntry& file, std::uint64_t offset, char* to, std::size_t size);
+    std::size_t readSome(int descriptor, const SourceEntry& file, std::uint64_t offset, char* to,
+                         std::size_t size);
     Descriptor open(const SourceEntry& file);
     int treeOf(const SourceEntry& file);
     struct stat statusOf(int descriptor, const SourceEntry& file);
@@ -49,7 +66,7 @@ private:
 
     const Collection& collection_;
     System& system_;
-    std::vector<char> buffer_;
+    Buffer buffer_;    ///< of read()
     Descriptor root_;  ///< of the tree that was read last
     std::uint32_t rootOrigin_ = SourceEntry::kNoOrigin;
 };

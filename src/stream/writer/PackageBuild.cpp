@@ -18,6 +18,7 @@
 #include "stream/writer/Comparison.hpp"
 #include "stream/writer/ContentStore.hpp"
 #include "stream/writer/ControlArchiveWriter.hpp"
+#include "stream/writer/FileReader.hpp"
 #include "stream/writer/Notes.hpp"
 #include "stream/writer/PayloadWriter.hpp"
 #include "stream/writer/Spool.hpp"
@@ -62,21 +63,6 @@ Limits withoutLimits() {
     return limits;
 }
 
-/// Counts what goes through.
-class CountingSink : public Sink {
-public:
-    explicit CountingSink(Sink& out) : out_(out) {}
-    void write(const char* data, std::size_t size) override {
-        bytes_ += size;
-        out_.write(data, size);
-    }
-    std::uint64_t bytes() const noexcept { return bytes_; }
-
-private:
-    Sink& out_;
-    std::uint64_t bytes_ = 0;
-};
-
 }  // namespace
 
 PackageBuild::PackageBuild(const Collection& collection, const WriteOptions& options, System& system)
@@ -84,7 +70,6 @@ PackageBuild::PackageBuild(const Collection& collection, const WriteOptions& opt
       options_(options),
       system_(system),
       plan_(collection, options),
-      reader_(collection, system),
       meter_(options.progress, plan_.contentBytes() * passesOf(options)) {
     if (options.md5sums && collection.controlMembers.count("md5sums") != 0) {
         throw invalidInput("md5sums", "given as a control member; pass --no-md5sums to keep it");
@@ -180,14 +165,11 @@ void PackageBuild::write(Sink& out, const std::string& temporaryDirectory) {
 }
 
 void PackageBuild::writePayload(Spool& spool) {
-    PayloadWriter payload(plan_, reader_, meter_);
-    CompressingSink compressed(spool, settings());
-    CountingSink counted(compressed);
-    payload.write(counted, options_.md5sums);
-    compressed.finish();
+    PayloadWriter payload(plan_, collection_, system_, meter_);
+    payload.write(spool, settings(), options_.md5sums);
     makeControlFiles(payload.takeMd5sums());
     Notes notes;
-    notes.takePayload(spool.size(), counted.bytes());
+    notes.takePayload(spool.size(), payload.tarBytes());
     notes.takeControl(controlFiles_);
     result_.notes.insert(result_.notes.end(), notes.all().begin(), notes.all().end());
 }
@@ -212,7 +194,8 @@ void PackageBuild::check(int descriptor, const std::string& path) {
     PackageStream package(openInput(OpenFile{descriptor, {}}, path, system_), Place(path), options);
     Comparison comparison(package, plan_);
     comparison.compareControl(controlFiles_);
-    comparison.comparePayload(reader_, meter_);
+    FileReader sources(collection_, system_);
+    comparison.comparePayload(sources, meter_);
 }
 
 CompressionSettings PackageBuild::settings() const {

@@ -12,7 +12,6 @@
 #include "stream/control/Oddity.hpp"
 #include "stream/system/System.hpp"
 #include "stream/writer/Collection.hpp"
-#include "stream/writer/FileReader.hpp"
 #include "stream/writer/Plan.hpp"
 
 namespace bex::stream {
@@ -54,7 +53,6 @@ private:
     const WriteOptions& options_;
     System& system_;
     Plan plan_;
-    FileReader reader_;
     ProgressMeter meter_;
     WriteResult result_;
     std::map<std::string, std::string> controlFiles_;  ///< contents by name

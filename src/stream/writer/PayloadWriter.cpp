@@ -1,22 +1,109 @@
 #include "stream/writer/PayloadWriter.hpp"
 
+#include <memory>
 #include <string_view>
 
-#include "stream/control/Md5.hpp"
+#include "stream/base/WorkPool.hpp"
+#include "stream/codec/GzipBlockWork.hpp"
 #include "stream/control/Md5sums.hpp"
+#include "stream/writer/BlockMaker.hpp"
+#include "stream/writer/FileReader.hpp"
+#include "stream/writer/PayloadCursor.hpp"
 
 namespace bex::stream {
 
-void PayloadWriter::write(Sink& out, bool md5sums) {
+namespace {
+
+using PayloadPool = WorkPool<PayloadBlock>;
+
+/// Of a stream that is not compressed block by block: what one thread reads at a time.
+constexpr std::size_t kPieceBytes = std::size_t{256} << 10;
+
+bool isMadeOfBlocks(const CompressionSettings& settings) noexcept {
+    return settings.compression == Compression::gzip;
+}
+
+std::size_t blockBytesOf(const CompressionSettings& settings) noexcept {
+    return isMadeOfBlocks(settings) ? settings.blockBytes : kPieceBytes;
+}
+
+/// Describes the pool's next block. Blocks in flight stand before it in the payload, so that their failure comes
+/// first.
+void describeNext(PayloadCursor& cursor, PayloadPool& pool) {
+    try {
+        cursor.describe(pool.next());
+    } catch (...) {
+        for (; !pool.empty(); pool.pop()) {
+            pool.front();
+        }
+        throw;
+    }
+}
+
+}  // namespace
+
+void PayloadWriter::write(Sink& out, const CompressionSettings& settings, bool md5sums) {
     wantsSums_ = md5sums;
     if (wantsSums_) {
         md5sums_.reserve(md5sumsBytes());  // growing would take as much again for a moment
     }
-    TarWriter tar(out);
-    for (std::size_t i = 0; i < plan_.size(); ++i) {
-        writeEntry(tar, i);
+    if (isMadeOfBlocks(settings)) {
+        writeBlocks(settings,
+                    [&out](const PayloadBlock& block) { out.write(block.output.data(), block.output.size()); });
+        return;
     }
-    tar.finish();
+    CompressingSink stream(out, settings);
+    writeBlocks(settings,
+                [&stream](const PayloadBlock& block) { stream.write(block.input.data(), block.input.size()); });
+    stream.finish();
+}
+
+PayloadWriter::Work PayloadWriter::makeWork(const CompressionSettings& settings) const {
+    const auto maker = std::make_shared<BlockMaker>(plan_, collection_, system_);
+    if (!isMadeOfBlocks(settings)) {
+        return [maker](PayloadBlock& block) { maker->make(block); };
+    }
+    return [maker, compress = GzipBlockWork(settings.level)](PayloadBlock& block) {
+        maker->make(block);
+        compress(block);
+    };
+}
+
+void PayloadWriter::writeBlocks(const CompressionSettings& settings, const Deliver& deliver) {
+    FileReader reader(collection_, system_);
+    PayloadCursor cursor(plan_, reader, blockBytesOf(settings));
+    PayloadPool pool(settings.threads, jobsInFlight(settings.threads), [&] { return makeWork(settings); });
+    const auto deliverFront = [&] {
+        const PayloadBlock& block = pool.front();
+        deliver(block);
+        take(block);
+        pool.pop();
+    };
+    while (cursor.more()) {
+        while (pool.full() || (!pool.empty() && pool.ready())) {
+            deliverFront();
+        }
+        describeNext(cursor, pool);
+        if (pool.empty() && !cursor.more()) {
+            pool.submitHere();  // a single block needs no thread
+        } else {
+            pool.submit();
+        }
+    }
+    while (!pool.empty()) {
+        deliverFront();
+    }
+    tarBytes_ = cursor.bytes();
+}
+
+void PayloadWriter::take(const PayloadBlock& block) {
+    if (wantsSums_) {
+        for (const PayloadBlock::Sum& sum : block.sums) {
+            addSum(sum);
+        }
+    }
+    const bool isEnd = block.firstEntry == plan_.size();  // nothing but the archive's end
+    meter_.add(block.contentBytes, isEnd ? std::string() : plan_.entry(block.firstEntry).path);
 }
 
 std::size_t PayloadWriter::md5sumsBytes() const {
@@ -30,45 +117,13 @@ std::size_t PayloadWriter::md5sumsBytes() const {
     return bytes;
 }
 
-void PayloadWriter::writeEntry(TarWriter& tar, std::size_t index) {
-    const Entry entry = plan_.entry(index);
-    if (entry.type == EntryType::file) {
-        tar.begin(entry);
-        writeContents(tar, index, entry.path);
-    } else if (entry.type == EntryType::hardlink) {
-        const SourceEntry& name = plan_.source(index);
-        if (name.isFromDisk && &name != &plan_.file(index)) {
-            reader_.checkName(name);
-        }
-        tar.begin(entry);
-        if (wantsSums_) {
-            addSum(index, linkedDigests_.at(*plan_.linkTo(index)));
-        }
-    } else {
-        tar.begin(entry);
+void PayloadWriter::addSum(const PayloadBlock::Sum& sum) {
+    const std::string& digest = sum.digest.empty() ? linkedDigests_.at(*plan_.linkTo(sum.entry)) : sum.digest;
+    if (plan_.hasLinks(sum.entry)) {
+        linkedDigests_.emplace(sum.entry, digest);
     }
-    meter_.add(0, entry.path);
-}
-
-void PayloadWriter::writeContents(TarWriter& tar, std::size_t index, const std::string& path) {
-    Md5 sum;
-    const auto store = [&](std::string_view piece) {
-        tar.write(piece.data(), piece.size());
-        meter_.add(piece.size(), path);
-    };
-    reader_.read(plan_.file(index), store, &sum);
-    if (wantsSums_) {
-        const std::string digest = sum.hexDigest();
-        addSum(index, digest);
-        if (plan_.hasLinks(index)) {
-            linkedDigests_.emplace(index, digest);
-        }
-    }
-}
-
-void PayloadWriter::addSum(std::size_t index, const std::string& digest) {
-    if (!plan_.isConffile(index)) {
-        md5sums_ += formatMd5sum({digest, plan_.source(index).path});
+    if (!plan_.isConffile(sum.entry)) {
+        md5sums_ += formatMd5sum({digest, plan_.source(sum.entry).path});
     }
 }
 

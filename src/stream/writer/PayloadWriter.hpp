@@ -1,42 +1,57 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
+#include <functional>
 #include <map>
 #include <string>
 #include <utility>
 
 #include "bex/stream/Sink.hpp"
 #include "stream/base/ProgressMeter.hpp"
-#include "stream/tar/TarWriter.hpp"
-#include "stream/writer/FileReader.hpp"
+#include "stream/codec/CompressingSink.hpp"
+#include "stream/writer/Collection.hpp"
+#include "stream/writer/PayloadBlock.hpp"
 #include "stream/writer/Plan.hpp"
 
 namespace bex::stream {
 
-/// Writes the payload of a plan as a tar archive, in one pass over the contents.
+/// Writes the payload of a plan as a compressed tar archive, in one pass over the contents. The blocks of the tar
+/// stream are made by as many threads as the compression has; this thread puts them in order. The bytes do not
+/// depend on the threads, nor does the error that is thrown: the first in the payload's order.
 class PayloadWriter {
 public:
     /// All must outlive this.
-    PayloadWriter(const Plan& plan, FileReader& reader, ProgressMeter& meter)
-        : plan_(plan), reader_(reader), meter_(meter) {}
+    PayloadWriter(const Plan& plan, const Collection& collection, System& system, ProgressMeter& meter)
+        : plan_(plan), collection_(collection), system_(system), meter_(meter) {}
 
-    /// Writes the whole archive, uncompressed, to `out`. Throws as PackageWriter::write(). Call once.
-    void write(Sink& out, bool md5sums);
+    /// Writes the whole archive to `out`. Throws as PackageWriter::write(). Call once.
+    /// Memory: two blocks for each thread, beside what CompressingSink says.
+    void write(Sink& out, const CompressionSettings& settings, bool md5sums);
+
+    /// The length of the archive before it was compressed.
+    std::uint64_t tarBytes() const noexcept { return tarBytes_; }
 
     /// The control member "md5sums", deb-md5sums(5), when it was asked for: one line for every name of a regular
     /// file, but for conffiles, which are there to be changed.
     std::string takeMd5sums() noexcept { return std::move(md5sums_); }
 
 private:
+    using Deliver = std::function<void(const PayloadBlock&)>;
+    using Work = std::function<void(PayloadBlock&)>;
+
+    Work makeWork(const CompressionSettings& settings) const;
+    void writeBlocks(const CompressionSettings& settings, const Deliver& deliver);
+    void take(const PayloadBlock& block);
     std::size_t md5sumsBytes() const;
-    void writeEntry(TarWriter& tar, std::size_t index);
-    void writeContents(TarWriter& tar, std::size_t index, const std::string& path);
-    void addSum(std::size_t index, const std::string& digest);
+    void addSum(const PayloadBlock::Sum& sum);
 
     const Plan& plan_;
-    FileReader& reader_;
+    const Collection& collection_;
+    System& system_;
     ProgressMeter& meter_;
     bool wantsSums_ = false;
+    std::uint64_t tarBytes_ = 0;
     std::string md5sums_;
     std::map<std::size_t, std::string> linkedDigests_;  ///< of files with further names
 };

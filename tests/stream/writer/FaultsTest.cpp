@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <string>
@@ -54,22 +55,31 @@ protected:
 };
 
 TEST_F(WriterFaults, EveryFailingCallLeavesTheOldPackageOrMakesTheWholeNewOne) {
-    build();
-    const std::string whole = folder_.read("packages/tool.bex");
     const std::size_t descriptors = openDescriptors();
     // EOPNOTSUPP sends the build down the ways for file systems that have no unnamed files.
-    for (const auto& [error, before] : {std::pair(EIO, "old"), std::pair(EOPNOTSUPP, "old"), std::pair(EIO, "")}) {
+    const struct {
+        int error;
+        const char* before;
+        unsigned threads;
+        std::size_t blockBytes;
+    } cases[] = {{EIO, "old", 2, 65536}, {EOPNOTSUPP, "old", 1, 65536}, {EIO, "", 16, 12000}};
+    for (const auto& c : cases) {
+        options_.threads = c.threads;
+        options_.blockBytes = c.blockBytes;
+        build();
+        const std::string whole = folder_.read("packages/tool.bex");
+        const std::string old = c.before;
         std::size_t failures = 0;
         failEachCall(
-            error,
-            [&, old = std::string(before)](stream::System& system) {
+            c.error,
+            [&](stream::System& system) {
                 std::filesystem::remove(folder_ / "packages/tool.bex");
                 if (!old.empty()) {
                     folder_.write("packages/tool.bex", old);
                 }
                 build(system);
             },
-            [&, old = std::string(before)](const std::string& failure, const std::string& call) {
+            [&](const std::string& failure, const std::string& call) {
                 SCOPED_TRACE(call);
                 EXPECT_EQ(openDescriptors(), descriptors);
                 const bool isWritten =
@@ -80,6 +90,43 @@ TEST_F(WriterFaults, EveryFailingCallLeavesTheOldPackageOrMakesTheWholeNewOne) {
                 failures += failure.empty() ? 0 : 1;
             });
         EXPECT_GT(failures, 20U);
+    }
+}
+
+/// Blocks of 4 KiB, of which the first file fills 25, are made by threads in any order.
+TEST_F(WriterFaults, TheFirstErrorInThePayloadsOrderIsTheOneReportedForAnyNumberOfThreads) {
+    const std::pair<const char*, std::size_t> files[] = {
+        {"a", 100000}, {"b", 3000}, {"c", 30000}, {"d", 1}, {"e", 0}};
+    for (const auto& [name, size] : files) {
+        folder_.write(std::string("many/") + name, std::string(size, *name));
+    }
+    options_.blockBytes = 4096;
+    options_.latestTime = 0;
+    std::chrono::seconds time(0);
+    const auto build = [&](const std::vector<std::string>& changed) {
+        PackageWriter writer = soundWriter();
+        writer.addTree(folder_ / "many");
+        for (const std::string& name : changed) {
+            const auto path = folder_ / ("many/" + name);
+            std::filesystem::last_write_time(path, std::filesystem::file_time_type(++time));
+        }
+        return failureOf([&] { return written(writer, folder_, options_); });
+    };
+    for (const auto compression :
+         {stream::Compression::gzip, stream::Compression::zstd, stream::Compression::none}) {
+        options_.compression = compression;
+        std::string expected;
+        for (const unsigned threads : {1U, 2U, 3U, 16U}) {
+            SCOPED_TRACE(std::string(nameOf(compression)) + " " + std::to_string(threads));
+            options_.threads = threads;
+            EXPECT_THAT(build({"e", "d", "c"}), HasSubstr("many/c: changed after it was listed"));
+            EXPECT_THAT(build({"b", "e", "a"}), HasSubstr("many/a: changed after it was listed"));
+            PackageWriter writer = soundWriter();
+            writer.addTree(folder_ / "many");
+            const std::string bytes = written(writer, folder_, options_);
+            EXPECT_TRUE(bytes == expected || expected.empty());
+            expected = bytes;
+        }
     }
 }
 

@@ -1,0 +1,114 @@
+#include "stream/writer/BlockMaker.hpp"
+
+#include <cstring>
+#include <string>
+#include <string_view>
+
+#include "stream/base/Place.hpp"
+#include "stream/tar/TarWriter.hpp"
+
+namespace bex::stream {
+
+namespace {
+
+/// Lets nobody wait for a block that fails: every way out but the last one ends the waiting.
+class Waiters {
+public:
+    explicit Waiters(const PayloadBlock& block) : block_(&block) {}
+    ~Waiters() {
+        if (block_ == nullptr) {
+            return;
+        }
+        for (const auto& file : {block_->before, block_->after}) {
+            if (file != nullptr) {
+                file->fail(block_->offset);
+            }
+        }
+    }
+    Waiters(const Waiters&) = delete;
+    Waiters& operator=(const Waiters&) = delete;
+
+    void succeed() noexcept { block_ = nullptr; }
+
+private:
+    const PayloadBlock* block_;
+};
+
+void addHeaders(const Entry& entry, const EntryExtent& extent, PayloadBlock& block) {
+    const PayloadBlock::Part part = block.partOf(extent.begin, extent.contents);
+    if (part.size != 0) {
+        const std::string headers = tarHeadersOf(entry);
+        std::memcpy(part.data, headers.data() + part.offset, part.size);
+    }
+}
+
+void addZeros(const PayloadBlock::Part& part) {
+    std::memset(part.data, 0, part.size);
+}
+
+}  // namespace
+
+void BlockMaker::make(PayloadBlock& block) {
+    Waiters waiters(block);
+    std::uint64_t begin = block.firstBegin;
+    for (std::size_t index = block.firstEntry; index < plan_.size() && begin < block.end(); ++index) {
+        const Entry entry = plan_.entry(index);
+        const EntryExtent extent(entry, begin);
+        addHeaders(entry, extent, block);
+        if (entry.type == EntryType::file) {
+            addFile(index, extent, block);
+        } else if (entry.type == EntryType::hardlink && block.completes(extent)) {
+            addFurtherName(index, block);
+        }
+        addZeros(block.partOf(extent.contentsEnd, extent.end));
+        begin = extent.end;
+    }
+    addZeros(block.partOf(begin, block.end()));
+    waiters.succeed();
+}
+
+void BlockMaker::addFile(std::size_t index, const EntryExtent& extent, PayloadBlock& block) {
+    const PayloadBlock::Part part = block.partOf(extent.contents, extent.contentsEnd);
+    const bool last = block.completes(extent);
+    if (part.size == 0 && !last) {
+        return;
+    }
+    const ChangeTimes times = read(plan_.file(index), part);
+    const std::string_view bytes(part.data, part.size);
+    if (last && part.offset == 0) {
+        Md5 sum;
+        sum.update(bytes.data(), bytes.size());
+        finish(index, sum, times, block);
+        return;
+    }
+    SpanningFile& file = part.offset != 0 ? *block.before : *block.after;
+    if (!file.waitFor(part.offset, block.offset)) {
+        throw StreamError(ErrorKind::cancelled, "an earlier block failed");
+    }
+    file.add(bytes, times);
+    if (last) {
+        finish(index, file.sum, file.times, block);
+    }
+}
+
+void BlockMaker::addFurtherName(std::size_t index, PayloadBlock& block) {
+    const SourceEntry& name = plan_.source(index);
+    if (name.isFromDisk && &name != &plan_.file(index)) {
+        reader_.checkName(name);
+    }
+    block.sums.push_back({index, {}});
+}
+
+/// What a caller's function gives is there already.
+ChangeTimes BlockMaker::read(const SourceEntry& file, const PayloadBlock::Part& part) {
+    return file.reader != nullptr ? ChangeTimes{} : reader_.readPart(file, part.offset, part.data, part.size);
+}
+
+void BlockMaker::finish(std::size_t index, const Md5& sum, const ChangeTimes& times, PayloadBlock& block) {
+    if (times.differ()) {  // guard: sources that change in secret
+        reader_.requireSameContents(plan_.file(index), sum);
+    }
+    block.sums.push_back({index, sum.hexDigest()});
+}
+
+}  // namespace bex::stream
