@@ -46,6 +46,10 @@ find_dependency(BZip2)
 find_dependency(ZLIB)
 find_dependency(Threads)
 ]])
+bex_install_package(bex-buildfile bexbuildfile [[
+include(CMakeFindDependencyMacro)
+find_dependency(bex-stream)
+]] ALWAYS)
 bex_install_package(bex-shlibs bexshlibs [[
 include(CMakeFindDependencyMacro)
 find_dependency(bex-stream)

@@ -41,6 +41,8 @@ constexpr Command kCommands[] = {
     {"extract", "Extract the payload", addExtract},
     {"verify", "Check everything and list what is wrong", addVerify},
     {"diff", "List the differences between two packages", addDiff},
+    {"init", "Write a build file for this directory", addInit},
+    {"schema", "Print the JSON schema of build files", addSchema},
     {"shlibdeps", "Find the packages of needed shared libraries", addShlibdeps},
 };
 
@@ -61,16 +63,19 @@ void addCommonOptions(CLI::App& program, Context& context) {
     program.add_flag("-q,--quiet", context.quiet, "Print no notes and no progress")->group(messagesRow);
     program.add_flag("-v,--verbose", context.verbosity, "Print more on standard error")->group(messagesRow);
     addThreadsOption(program, "--threads", context.threads);
+    constexpr const char* whenRow = "auto or never; colours always, progress as json";
     addChoice<ColorWhen>(
         program, "--color", "Colours: auto, always or never",
         {{"auto", ColorWhen::automatic}, {"always", ColorWhen::always}, {"never", ColorWhen::never}},
         [&context](ColorWhen when) { context.console.setColor(when); })
-        ->option_text("WHEN");
+        ->option_text("WHEN")
+        ->group(whenRow);
     addChoice<ProgressWhen>(
         program, "--progress", "Progress on standard error: auto, json or never",
         {{"auto", ProgressWhen::automatic}, {"json", ProgressWhen::json}, {"never", ProgressWhen::never}},
         [&context](ProgressWhen when) { context.progress = when; })
-        ->option_text("WHEN");
+        ->option_text("WHEN")
+        ->group(whenRow);
     addLimitOption(program, context.limits);
 }
 

@@ -27,7 +27,8 @@ lacks libbex1 'libbexstream|libdeflate'
 needs libbexstream1 'libdeflate0'
 needs libbexshlibs1 'libbexstream1 .*libelf1.*libre2-9'
 needs libbexshlibs-dev 'libbexshlibs1 .*libbexstream-dev'
-needs bex 'libbexstream1 \(= .*libbexshlibs1 \(= '
+needs libbexbuildfile1 'libbexstream1 .*libyaml-cpp0.7.*zlib1g'
+needs bex 'libbexstream1 \(= .*libbexshlibs1 \(= .*libbexbuildfile1 \(= '
 for package in bex libbexstream1 libbexstream-dev; do
     lacks "$package" 'libarchive|libboost|libbex1|libbex-dev'
 done

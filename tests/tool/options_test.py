@@ -7,7 +7,7 @@ import unittest
 
 from cases import SOURCES, environment
 
-VERBS = ["build", "info", "field", "list", "cat", "extract", "verify", "diff", "shlibdeps"]
+VERBS = ["build", "info", "field", "list", "cat", "extract", "verify", "diff", "init", "schema", "shlibdeps"]
 VALUES = {"--color": {"auto", "always", "never"}, "--progress": {"auto", "json", "never"},
           "--compression": {"gzip", "zstd", "xz", "none"}, "--strip": {"none", "drop", "dbgsym"},
           "--format": {"field", "json", "why"}}

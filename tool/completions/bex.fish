@@ -1,6 +1,6 @@
 # Completion of bex(1) for fish.
 
-set -l verbs build info field list cat extract verify diff shlibdeps
+set -l verbs build info field list cat extract verify diff init schema shlibdeps
 
 complete -c bex -n "not __fish_seen_subcommand_from $verbs" -f
 complete -c bex -n "not __fish_seen_subcommand_from $verbs" -a build -d "package a tree"
@@ -11,6 +11,8 @@ complete -c bex -n "not __fish_seen_subcommand_from $verbs" -a cat -d "print the
 complete -c bex -n "not __fish_seen_subcommand_from $verbs" -a extract -d "extract the payload"
 complete -c bex -n "not __fish_seen_subcommand_from $verbs" -a verify -d "check everything"
 complete -c bex -n "not __fish_seen_subcommand_from $verbs" -a diff -d "list the differences between two packages"
+complete -c bex -n "not __fish_seen_subcommand_from $verbs" -a init -d "write a build file"
+complete -c bex -n "not __fish_seen_subcommand_from $verbs" -a schema -d "print the JSON schema of build files"
 complete -c bex -n "not __fish_seen_subcommand_from $verbs" -a shlibdeps -d "find the packages of shared libraries"
 complete -c bex -n "not __fish_seen_subcommand_from $verbs" -l version -d "versions"
 
@@ -45,6 +47,7 @@ complete -c bex -n $build -l priority -x -d "set Priority"
 complete -c bex -n $build -l homepage -x -d "set Homepage"
 complete -c bex -n $build -l multi-arch -x -d "set Multi-Arch"
 complete -c bex -n $build -l source -x -d "set Source"
+complete -c bex -n $build -s f -l file -r -d "build file"
 complete -c bex -n $build -s o -l out -r -d "the package"
 complete -c bex -n $build -l suffix -x -d "end of the usual name"
 complete -c bex -n $build -l prefix -x -d "place the tree below this directory"

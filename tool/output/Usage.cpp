@@ -2,9 +2,9 @@
 
 #include <algorithm>
 
-#include "arguments/Nearest.hpp"
 #include "arguments/Verbatim.hpp"
 #include "bex/stream/Escape.hpp"
+#include "bex/stream/Nearest.hpp"
 #include "output/Failure.hpp"
 
 namespace bex::tool {
@@ -39,7 +39,7 @@ std::vector<std::string> knownWords(const CLI::App& program) {
 std::string hintFor(const CLI::App& program, const std::string& word) {
     const auto verbs = program.get_subcommands();
     if (verbs.empty() || word.rfind("--", 0) == 0) {
-        if (const std::string meant = nearest(word, knownWords(program)); !meant.empty()) {
+        if (const std::string meant = stream::nearest(word, knownWords(program)); !meant.empty()) {
             return "did you mean " + meant + "?";
         }
     }

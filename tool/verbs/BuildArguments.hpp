@@ -13,8 +13,9 @@ namespace bex::tool {
 
 /// What `bex build` was asked for.
 struct BuildArguments {
-    std::string tree;  ///< "" for none
-    std::string out;   ///< as targetPath() takes it
+    std::string tree;       ///< "" for none
+    std::string buildFile;  ///< "" for none
+    std::string out;        ///< as targetPath() takes it
     std::string suffix = "bex";
     std::string controlFile;
     std::vector<std::string> fields;  ///< "Name=Value", in order
@@ -30,11 +31,11 @@ struct BuildArguments {
     std::vector<std::string> owners;           ///< "GLOB=USER:GROUP"
     std::vector<std::string> scripts;          ///< "NAME=FILE"
     std::vector<std::string> conffiles;
-    std::vector<std::string> conffileTrees;  ///< directories of which all files are conffiles
-    stream::Compression compression = stream::Compression::gzip;
+    std::vector<std::string> conffileTrees;          ///< directories of which all files are conffiles
+    std::optional<stream::Compression> compression;  ///< gzip where nothing says otherwise
     std::optional<int> level;
-    shlibs::Request shlibs;  ///< where libraries are looked for; what is examined is added
-    StripKind strip = StripKind::none;
+    shlibs::Request shlibs;          ///< where libraries are looked for; what is examined is added
+    std::optional<StripKind> strip;  ///< none where nothing says otherwise
     bool keepOwner = false;
     bool normalizeModes = false;
     bool skipSpecial = false;

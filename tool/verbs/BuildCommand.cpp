@@ -13,6 +13,7 @@
 #include "output/Text.hpp"
 #include "verbs/BuildArguments.hpp"
 #include "verbs/BuildDependencies.hpp"
+#include "verbs/BuildFiles.hpp"
 #include "verbs/BuildInputs.hpp"
 #include "verbs/BuildOptions.hpp"
 #include "verbs/BuildTarget.hpp"
@@ -85,6 +86,21 @@ WriteResult writeTo(const std::string& target, const PackageWriter& writer, cons
     return writer.write(sink, "", options);
 }
 
+std::string planJson(const std::string& target, const stream::ControlParagraph& control, Json entries,
+                     const WriteResult& result) {
+    Json object = {{"schema", 1}};
+    if (!target.empty()) {
+        putText(object, "package", target);
+    }
+    Json& fields = object["fields"] = Json::object();
+    for (const auto& field : control.fields()) {
+        putText(fields, field.name, field.value);
+    }
+    object["entries"] = std::move(entries);
+    object["notes"] = notesJson(result.notes);
+    return jsonText(object);
+}
+
 /// Nothing is listed unless everything that can be checked is right.
 ExitStatus pretend(const PackageWriter& writer, const std::string& target, WriteOptions& options,
                    Context& context) {
@@ -98,10 +114,10 @@ ExitStatus pretend(const PackageWriter& writer, const std::string& target, Write
         }
     };
     const WriteResult result = writeTo(target, writer, options, context);
-    context.console.out(
-        context.json
-            ? jsonText({{"schema", 1}, {"entries", std::move(entries)}, {"notes", notesJson(result.notes)}})
-            : lines);
+    if (context.json) {
+        lines = planJson(target, writer.control(), std::move(entries), result);
+    }
+    context.console.out(lines);
     printNotes(target, result, context);
     return ExitStatus::done;
 }
@@ -139,7 +155,7 @@ ExitStatus write(const PackageWriter& writer, const std::string& target, WriteOp
 
 WriteOptions writeOptions(const BuildArguments& arguments, const Context& context) {
     WriteOptions options;
-    options.compression = arguments.compression;
+    options.compression = arguments.compression.value_or(stream::Compression::gzip);
     options.level = arguments.level;
     options.threads = context.threads;
     options.md5sums = !arguments.noMd5sums;
@@ -167,8 +183,8 @@ void requireUsableOutput(const BuildArguments& arguments, const Context& context
 
 /// Without a tree a package may still have a name and a payload, or no payload at all.
 void requireSource(const BuildArguments& arguments) {
-    if (arguments.tree.empty() && arguments.controlFile.empty() && arguments.fields.empty() &&
-        arguments.namedFields.empty()) {
+    if (arguments.tree.empty() && arguments.buildFile.empty() && arguments.controlFile.empty() &&
+        arguments.fields.empty() && arguments.namedFields.empty()) {
         throw UsageError("TREE is missing, and no option says what to package");
     }
 }
@@ -189,15 +205,20 @@ void writeDebugPackage(const PackageWriter& writer, const StrippedFiles& strippe
 }
 
 ExitStatus runBuild(BuildArguments& arguments, Context& context) {
+    settleBuildFile(arguments);
     requireSource(arguments);
-    requireUsableOutput(arguments, context);
     catchInterrupts();
     PackageWriter writer;
     fillControl(arguments, writer);
+    const auto buildFile = openBuildFile(arguments, writer.control(), context);
+    requireUsableOutput(arguments, context);
     settleArchitecture(writer.control());
     const std::string target = targetPath(arguments.out, arguments.suffix, withoutVariable(writer.control()));
-    StrippedFiles stripped(arguments.strip, arguments.keepOwner, context);
+    StrippedFiles stripped(arguments.strip.value_or(StripKind::none), arguments.keepOwner, context);
     Payload payload(writer, stripped);
+    if (buildFile != nullptr) {
+        payload.addBuildFile(*buildFile);
+    }
     addContents(arguments, target, payload, context);
     const ExitStatus found = fillDependencies(payload.files(), arguments.shlibs, writer.control(), context);
     if (found != ExitStatus::done) {

@@ -36,25 +36,12 @@ std::uint32_t parseMode(const std::string& digits, const std::string& option) {
     return mode;
 }
 
-/// A number is stored without a name; a name with the number 0, since only the installing system knows its number.
-void setName(const std::string& text, std::uint64_t& number, std::string& name) {
-    const char* end = text.data() + text.size();
-    std::uint64_t value = 0;
-    const auto [stopped, failure] = std::from_chars(text.data(), end, value);
-    const bool isNumber = failure == std::errc() && stopped == end;
-    number = isNumber ? value : 0;
-    name = isNumber ? "" : text;
-}
-
 stream::Ownership parseOwner(const std::string& text, const std::string& option) {
     const std::size_t colon = text.find(':');
     if (colon == std::string::npos || colon == 0 || colon + 1 == text.size()) {
         throw UsageError("--owner " + escapeForDisplay(option) + ": takes GLOB=USER:GROUP");
     }
-    stream::Ownership owner;
-    setName(text.substr(0, colon), owner.uid, owner.owner);
-    setName(text.substr(colon + 1), owner.gid, owner.group);
-    return owner;
+    return stream::ownershipOf(text.substr(0, colon), text.substr(colon + 1));
 }
 
 /// Splits "SRC:DST" at the first colon before which the name of something stands: either side may hold colons.

@@ -25,6 +25,8 @@ void addPlaces(CLI::App& verb, BuildArguments& arguments) {
         verb.add_option("OUT", arguments.out,
                         "The package, or a directory for it; - is standard output; {name}, {version} and {arch}");
     verb.add_option("-o,--out", arguments.out, "OUT, where there is no TREE")->option_text("OUT")->excludes(out);
+    verb.add_option("-f,--file", arguments.buildFile, "Build what this file describes (nfpm.yaml); no TREE then")
+        ->option_text("FILE");
     verb.add_option("--suffix", arguments.suffix, "How the package's usual name ends (bex)")->option_text("WORD");
 }
 

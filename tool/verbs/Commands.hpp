@@ -20,6 +20,8 @@ void addCat(CLI::App* verb, Action& chosen);
 void addExtract(CLI::App* verb, Action& chosen);
 void addVerify(CLI::App* verb, Action& chosen);
 void addDiff(CLI::App* verb, Action& chosen);
+void addInit(CLI::App* verb, Action& chosen);
+void addSchema(CLI::App* verb, Action& chosen);
 void addShlibdeps(CLI::App* verb, Action& chosen);
 
 }  // namespace bex::tool

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <vector>
 
-#include "arguments/Nearest.hpp"
 #include "bex/stream/Escape.hpp"
+#include "bex/stream/Nearest.hpp"
 
 namespace bex::tool {
 
@@ -26,7 +26,7 @@ void noteUnknownMember(const std::string& name, Console& console) {
         return;
     }
     std::string text = "control member " + stream::escapeForDisplay(name) + ": dpkg does not know it";
-    if (const std::string meant = nearest(name, kKnownMembers); !meant.empty()) {
+    if (const std::string meant = stream::nearest(name, kKnownMembers); !meant.empty()) {
         text += "; did you mean " + meant + "?";
     }
     console.note(text);

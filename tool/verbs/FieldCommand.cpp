@@ -2,8 +2,8 @@
 #include <string>
 #include <vector>
 
-#include "arguments/Nearest.hpp"
 #include "bex/stream/Escape.hpp"
+#include "bex/stream/Nearest.hpp"
 #include "output/Failure.hpp"
 #include "output/Json.hpp"
 #include "output/Text.hpp"
@@ -38,7 +38,7 @@ std::string jsonName(const std::string& name) {
 
 /// "did you mean ...?", where there is a field of a similar name.
 std::string hintFor(const std::string& name, const ControlParagraph& control) {
-    const std::string meant = nearest(name, namesOf(control));
+    const std::string meant = stream::nearest(name, namesOf(control));
     if (meant.empty()) {
         return "";
     }

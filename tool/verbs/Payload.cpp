@@ -71,4 +71,11 @@ void Payload::addSymlink(const std::string& target, const std::string& path) {
     list(path, "", target);
 }
 
+void Payload::addBuildFile(const buildfile::BuildFile& file) {
+    file.addTo(writer_, [this](const std::string& source) { return stripped_.copyOf(source); });
+    for (const auto& entry : file.files()) {
+        list(entry.path, entry.source, entry.linkTarget);
+    }
+}
+
 }  // namespace bex::tool

@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "bex/buildfile/BuildFile.hpp"
 #include "bex/shlibs/Dependencies.hpp"
 #include "bex/stream/PackageWriter.hpp"
 #include "verbs/Strip.hpp"
@@ -23,6 +24,9 @@ public:
     void addTree(const std::string& tree, stream::TreeOptions options);
     void addFile(const std::string& source, const std::string& path);
     void addSymlink(const std::string& target, const std::string& path);
+
+    /// Adds what the build file describes, control members too. Throws what BuildFile::addTo() throws.
+    void addBuildFile(const buildfile::BuildFile& file);
 
     /// The regular files and symlinks that were added; none where the control paragraph does not ask for
     /// dependencies.

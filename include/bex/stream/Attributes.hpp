@@ -3,6 +3,9 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
+
+#include "bex/stream/Export.hpp"
 
 namespace bex::stream {
 
@@ -28,5 +31,9 @@ struct Ownership {
     std::string owner = "root";
     std::string group = "root";
 };
+
+/// Owner and group from what people write for them: a number, which is stored without a name, or a name, which is
+/// stored with the number 0, since only the system that unpacks the package knows the name's number.
+BEX_EXPORT Ownership ownershipOf(std::string_view user, std::string_view group);
 
 }  // namespace bex::stream

@@ -97,3 +97,90 @@ machine() {
     echo /usr/lib/libdemo.so.1 >root/var/lib/dpkg/info/libdemo1.list
     printf 'libdemo.so.1 libdemo1 #MINVER#\n one@V1 1.0\n two@V2 2.0\n' >root/var/lib/dpkg/info/libdemo1.symbols
 }
+
+# nfpm.yaml with every key of the format, and the files that it names.
+reference() {
+    local file
+    cp "${BASH_ENV%/*}/reference.yaml" nfpm.yaml
+    mkdir -p path/to/{local,deb} some/{directory/sub,flat/sub/deep,tree/empty} scripts
+    for file in path/to/local/{foo,foo.conf,a.1.gz,b.1.gz,bar.conf} path/to/deb/file.conf path/to/foo prog \
+        some/directory/{d1,sub/d2} some/flat/{f1,sub/f2,sub/deep/f3} some/tree/t1 templates; do
+        echo "$file" >"$file"
+    done
+    for file in scripts/{pre,post}{install,remove}.sh foo.sh config; do
+        printf '#!/bin/sh\necho %s "$@"\n' "$file" >"$file"
+    done
+    cat >changelog.yaml <<'END'
+- semver: 0.2.0
+  date: 2019-10-19T01:23:45.678Z
+  packager: Ann Lee <ann@example.org>
+  deb:
+    urgency: medium
+    distributions: [stable, testing]
+  changes:
+    - commit: 9a6a8b3
+      note: |-
+        a new verb
+
+        and why
+    - note: a second change
+- semver: v0.1.0-rc1
+  date: 2019-10-18T16:05:33-07:00
+  packager: Ann Lee <ann@example.org>
+  changes:
+    - note: the first release
+END
+    export REPLACE_BLA=r1 PROVIDES_BLA=p1 DEPENDS_NGINX=nginx RECOMMENDS_BLA= CONFLICTS_BLA=c1 NAME=prog
+}
+
+# LINES...: nfpm.yaml with the fields that a package needs, and these lines.
+describe() {
+    printf '%s\n' 'name: hello' 'version: 1.0' 'arch: all' 'maintainer: Ann Lee <ann@example.org>' \
+        'description: says hello' "$@" >nfpm.yaml
+}
+
+# LINES...: what is wrong with a build file of the lines.
+wrong() {
+    printf '%b\n' "$@" >b.yaml
+    bex build b.yaml
+}
+
+# A tree, a unit, and a build file for them with users, temporary files and an own script.
+site() {
+    mkdir -p packaging dist/bin dist/etc
+    printf '[Unit]\nDescription=Site\n[Service]\nExecStart=/usr/bin/site\n[Install]\nWantedBy=multi-user.target\n' |
+        tee packaging/site.service >packaging/agent.service
+    printf 'u site - "The site" /var/lib/site' >packaging/site.sysusers
+    echo 'd /run/site 0755 site site' >packaging/site.tmpfiles
+    printf '#!/bin/sh -e\necho "own $*"\nexit 0\n' >packaging/postinst
+    printf '#!/bin/sh\n' >dist/bin/site
+    chmod 755 dist/bin/site
+    ln -f dist/bin/site dist/bin/twin
+    ln -sf site dist/bin/link
+    echo x >dist/etc/site.conf
+    describe 'contents:' '  - { src: dist, dst: /usr, type: tree }' '  - { dst: /usr/etc/site.conf, type: config }' \
+        '  - { dst: /var/lib/site, type: dir, file_info: { mode: 0750, owner: site, group: site } }' \
+        'scripts: { postinstall: packaging/postinst }' \
+        "systemd: { units: [packaging/site.service], user-units: [packaging/agent.service]${1:+, $1} }" \
+        'sysusers: packaging/site.sysusers' 'tmpfiles: packaging/site.tmpfiles'
+}
+
+# root: an empty system for dpkg; helpers: programs that print how they are called.
+empty_root() {
+    local helper
+    mkdir -p root/var/lib/dpkg/{info,updates} helpers
+    touch root/var/lib/dpkg/{status,available}
+    for helper in systemd-sysusers systemd-tmpfiles deb-systemd-helper deb-systemd-invoke systemctl ldconfig; do
+        printf '#!/bin/sh\necho "%s $*"\n' $helper >helpers/$helper
+    done
+    # Nothing was enabled before: the helper answers as it does for a unit that it has never seen.
+    printf '#!/bin/sh\necho "deb-systemd-helper $*" >&2\n' >helpers/deb-systemd-helper
+    chmod 755 helpers/*
+}
+
+# ARGUMENTS...: dpkg on that system, as any user; what its scripts and their helpers print, without places.
+traced_dpkg() {
+    PATH=$PWD/helpers:$PATH:/usr/sbin:/sbin dpkg --root="$PWD/root" --force-not-root --force-depends \
+        --force-script-chrootless --log=/dev/null "$@" 2>&1 | sed "s|$PWD|PLACE|g" |
+        { grep -E '^(systemd-|deb-systemd-|systemctl|own )|rror' || :; }
+}

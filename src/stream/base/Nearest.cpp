@@ -1,4 +1,4 @@
-#include "arguments/Nearest.hpp"
+#include "bex/stream/Nearest.hpp"
 
 #include <algorithm>
 #include <cstddef>
@@ -6,11 +6,11 @@
 
 #include "stream/base/Ascii.hpp"
 
-namespace bex::tool {
+namespace bex::stream {
 
 namespace {
 
-constexpr std::size_t nearEdits = 2;
+constexpr std::size_t kNearEdits = 2;
 
 /// Edits (insert, delete, replace one character) that turn one word into the other.
 std::size_t distance(const std::string& a, const std::string& b) {
@@ -20,7 +20,7 @@ std::size_t distance(const std::string& a, const std::string& b) {
         std::size_t diagonal = row[0]++;
         for (std::size_t j = 0; j < b.size(); ++j) {
             std::size_t replaced = diagonal;
-            if (stream::toLowerCase(c) != stream::toLowerCase(b[j])) {
+            if (toLowerCase(c) != toLowerCase(b[j])) {
                 ++replaced;
             }
             diagonal = row[j + 1];
@@ -34,7 +34,7 @@ std::size_t distance(const std::string& a, const std::string& b) {
 
 std::string nearest(const std::string& word, const std::vector<std::string>& known) {
     std::string best;
-    std::size_t bestDistance = nearEdits + 1;
+    std::size_t bestDistance = kNearEdits + 1;
     for (const auto& candidate : known) {
         const std::size_t edits = distance(word, candidate);
         // A word that shares no letter at all does not help, however short it is.
@@ -46,4 +46,4 @@ std::string nearest(const std::string& word, const std::vector<std::string>& kno
     return best;
 }
 
-}  // namespace bex::tool
+}  // namespace bex::stream

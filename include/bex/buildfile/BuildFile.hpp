@@ -1,0 +1,70 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "bex/stream/Compression.hpp"
+#include "bex/stream/Export.hpp"
+#include "bex/stream/PackageWriter.hpp"
+
+namespace bex::buildfile {
+
+/// A regular file or symlink of the package.
+struct PackagedFile {
+    std::string path;        ///< in the package, plain
+    std::string source;      ///< of a file: where it is on this machine
+    std::string linkTarget;  ///< of a symlink; "" for a file
+};
+
+/// What a build file asks for that is not in the package.
+struct Requests {
+    std::optional<stream::Compression> compression;
+    std::string strip;               ///< "none", "drop", "dbgsym", or "" where the file does not say
+    std::vector<std::string> notes;  ///< a sentence each: what of the file was skipped
+};
+
+/// A description of a package in YAML: nfpm's format as its project documents it, for Debian packages, with keys
+/// of our own. docs/build-file.md has all keys. Relative paths in it are relative to the current directory.
+class BuildFile {
+public:
+    /// What stands in the package instead of a file of this machine; "" for the file itself.
+    using Substitute = std::function<std::string(const std::string& source)>;
+
+    virtual ~BuildFile() = default;
+
+    virtual const Requests& requests() const noexcept = 0;
+    /// The regular files and symlinks that the package gets, in the order of their paths.
+    virtual const std::vector<PackagedFile>& files() const noexcept = 0;
+
+    /// Adds payload, conffiles and control members. Throws stream::StreamError.
+    virtual void addTo(stream::PackageWriter& writer, const Substitute& substitute) const = 0;
+};
+
+/// Reads the text of a build file, at most 16 MiB, and finds what it names; `path` is for messages. Variables of
+/// the environment are replaced by their values. Sets the fields of the file in `control`; those that it has
+/// already stay. "auto" among `depends` becomes the relation "${shlibs:Depends}". Cost: one walk of each directory
+/// that the file names; of their files no contents are read. Throws stream::StreamError, PATH:LINE:COLUMN and the
+/// reason: `invalidInput` for what is not YAML, not known or not of its kind, `inputOutput` for what is not there.
+BEX_EXPORT std::unique_ptr<BuildFile> readBuildFile(const std::string& path, const std::string& text,
+                                                    stream::ControlParagraph& control);
+
+/// The JSON schema of build files, as editors take it.
+BEX_EXPORT std::string schema();
+
+/// A commented build file for the directory: what is found there is in it, the rest shows by example.
+/// Throws stream::StreamError (`inputOutput`) for a directory that cannot be read.
+BEX_EXPORT std::string initialFile(const std::string& directory);
+
+}  // namespace bex::buildfile
+
+// The same under names that dlsym(3) finds, for programs that load the library only when they need it.
+extern "C" {
+/// The caller deletes the object.
+BEX_EXPORT bex::buildfile::BuildFile* bexReadBuildFile(const std::string& path, const std::string& text,
+                                                       bex::stream::ControlParagraph& control);
+BEX_EXPORT void bexBuildFileSchema(std::string& schema);
+BEX_EXPORT void bexInitialBuildFile(const std::string& directory, std::string& text);
+}

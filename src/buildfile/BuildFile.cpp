@@ -1,0 +1,192 @@
+#include "bex/buildfile/BuildFile.hpp"
+
+#include <cerrno>
+#include <cstddef>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <sstream>
+#include <utility>
+
+#include "buildfile/contents/Changelog.hpp"
+#include "buildfile/contents/Payload.hpp"
+#include "buildfile/model/Description.hpp"
+#include "buildfile/scripts/MaintainerScripts.hpp"
+#include "stream/base/Text.hpp"
+
+namespace bex::buildfile {
+
+namespace {
+
+constexpr std::size_t kMostBytes = std::size_t{16} << 20;
+// In the order in which debhelper has them: a system with another init may have one of the smaller programs alone.
+constexpr const char* kSysusersPackages = "systemd | systemd-standalone-sysusers | systemd-sysusers";
+
+std::string contentsOf(const NamedPath& path, const Description& description) {
+    errno = 0;
+    std::ifstream file(path.path, std::ios::binary);
+    std::ostringstream text;
+    text << file.rdbuf();
+    if (std::filesystem::is_directory(path.path)) {
+        failSystem(description.file, path.at, path.path, EISDIR);
+    }
+    if (!file.is_open() || file.bad()) {
+        failSystem(description.file, path.at, path.path, errno);
+    }
+    return text.str();
+}
+
+class DescribedPackage : public BuildFile {
+public:
+    DescribedPackage(Description description, stream::ControlParagraph& control)
+        : description_(std::move(description)), payload_(description_) {
+        mergeControl(control);
+        for (const Content& line : description_.contents) {
+            payload_.add(line);
+        }
+        addSystemFiles();
+        readScripts();
+        if (description_.changelog) {
+            makeChangelog();
+        }
+        files_ = payload_.files();
+        collectRequests();
+    }
+    DescribedPackage(const DescribedPackage&) = delete;
+    DescribedPackage& operator=(const DescribedPackage&) = delete;
+
+    const Requests& requests() const noexcept override { return requests_; }
+    const std::vector<PackagedFile>& files() const noexcept override { return files_; }
+
+    void addTo(stream::PackageWriter& writer, const Substitute& substitute) const override {
+        payload_.addTo(writer, substitute);
+        if (!changelog_.empty()) {
+            stream::Attributes attributes;
+            attributes.mtime = description_.mtime;
+            writer.addBytes(changelog_, changelogPath_, attributes);
+        }
+        for (const auto& [member, text] : members_) {
+            writer.addControlMember(member, text);
+        }
+    }
+
+private:
+    void mergeControl(stream::ControlParagraph& control) {
+        for (const auto& field : control.fields()) {
+            description_.control.set(field.name, field.value);
+        }
+        if (description_.sysusers) {
+            std::string depends = fieldOf("Depends");
+            stream::appendPart(depends, ", ", kSysusersPackages);
+            description_.control.set("Depends", depends);
+        }
+        control = description_.control;
+    }
+
+    std::string fieldOf(const char* name) const {
+        const std::string* value = description_.control.find(name);
+        if (value == nullptr) {
+            return "";
+        }
+        return *value;
+    }
+
+    /// Packages the unit, unless it is a path of the package, and returns its name.
+    std::string addUnit(const NamedPath& unit, const std::string& directory) {
+        const std::string name = unit.path.substr(unit.path.rfind('/') + 1);
+        if (unit.path.front() != '/' || !payload_.has(stream::plainPath(unit.path))) {
+            payload_.addFile(unit, directory + name);
+        }
+        return name;
+    }
+
+    void addSystemFiles() {
+        const Systemd& systemd = description_.systemd;
+        for (const NamedPath& unit : systemd.units) {
+            steps_.units.push_back(addUnit(unit, "usr/lib/systemd/system/"));
+        }
+        for (const NamedPath& unit : systemd.userUnits) {
+            steps_.userUnits.push_back(addUnit(unit, "usr/lib/systemd/user/"));
+        }
+        steps_.enable = systemd.enable;
+        steps_.start = systemd.start;
+        steps_.restartOnUpgrade = systemd.restartOnUpgrade;
+        const std::string name = fieldOf("Package") + ".conf";
+        if (description_.sysusers) {
+            steps_.sysusers = contentsOf(*description_.sysusers, description_);
+            if (steps_.sysusers.empty() || steps_.sysusers.back() != '\n') {
+                steps_.sysusers += '\n';
+            }
+            steps_.sysusersName = name;
+            payload_.addFile(*description_.sysusers, "usr/lib/sysusers.d/" + name);
+        }
+        if (description_.tmpfiles) {
+            steps_.tmpfilesName = name;
+            payload_.addFile(*description_.tmpfiles, "usr/lib/tmpfiles.d/" + name);
+        }
+        steps_.usersAtUnpacking = payload_.hasNamedOwners();
+    }
+
+    void readScripts() {
+        std::map<std::string, std::string> own;
+        for (const auto& [member, path] : description_.scripts) {
+            own.emplace(member, contentsOf(path, description_));
+        }
+        members_ = maintainerScripts(steps_, own, description_);
+        if (!description_.triggers.empty()) {
+            members_.emplace("triggers", description_.triggers);
+        }
+    }
+
+    void makeChangelog() {
+        const std::string package = fieldOf("Package");
+        changelog_ = gzipped(debianChangelog(contentsOf(*description_.changelog, description_),
+                                             description_.changelog->path, package));
+        changelogPath_ = "usr/share/doc/" + package + "/" + changelogName(fieldOf("Version"));
+    }
+
+    void collectRequests() {
+        requests_ = {description_.compression, description_.strip, description_.notes};
+        std::string skipped;
+        for (const std::string& key : description_.skipped) {
+            stream::appendPart(skipped, ", ", key);
+        }
+        if (!skipped.empty()) {
+            requests_.notes.push_back("skipped, since Debian packages have no use for it: " + skipped);
+        }
+    }
+
+    Description description_;
+    Payload payload_;  ///< refers to the description
+    SystemSteps steps_;
+    std::map<std::string, std::string> members_;  ///< control members' texts by name
+    std::string changelog_;                       ///< compressed
+    std::string changelogPath_;
+    std::vector<PackagedFile> files_;
+    Requests requests_;
+};
+
+}  // namespace
+
+std::unique_ptr<BuildFile> readBuildFile(const std::string& path, const std::string& text,
+                                         stream::ControlParagraph& control) {
+    if (text.size() > kMostBytes) {
+        fail(path, {}, "has more than " + std::to_string(kMostBytes) + " bytes");
+    }
+    return std::make_unique<DescribedPackage>(readDescription(text, path), control);
+}
+
+}  // namespace bex::buildfile
+
+bex::buildfile::BuildFile* bexReadBuildFile(const std::string& path, const std::string& text,
+                                            bex::stream::ControlParagraph& control) {
+    return bex::buildfile::readBuildFile(path, text, control).release();
+}
+
+void bexBuildFileSchema(std::string& schema) {
+    schema = bex::buildfile::schema();
+}
+
+void bexInitialBuildFile(const std::string& directory, std::string& text) {
+    text = bex::buildfile::initialFile(directory);
+}

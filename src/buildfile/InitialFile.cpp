@@ -1,0 +1,179 @@
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <set>
+#include <string>
+#include <system_error>
+
+#include "bex/buildfile/BuildFile.hpp"
+#include "bex/stream/Escape.hpp"
+#include "bex/stream/StreamError.hpp"
+#include "stream/base/Ascii.hpp"
+
+namespace bex::buildfile {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+/// The names in the directory, and those in its directory packaging with that before them.
+std::set<std::string> namesIn(const std::string& directory) {
+    std::set<std::string> names;
+    std::error_code failure;
+    const auto take = [&](const std::string& below) {
+        const fs::path place = fs::path(directory) / below;
+        for (fs::directory_iterator entry(place, failure), end; !failure && entry != end;
+             entry.increment(failure)) {
+            names.insert((fs::path(below) / entry->path().filename()).string());
+        }
+    };
+    take("");
+    if (failure) {
+        throw stream::StreamError(stream::ErrorKind::inputOutput,
+                                  stream::escapeForDisplay(directory) + ": " + failure.message());
+    }
+    if (names.count("packaging") != 0) {
+        take("packaging");
+    }
+    return names;
+}
+
+/// The directory's name made into one that a package may have.
+std::string packageName(const std::string& directory) {
+    std::error_code ignored;
+    std::string name = stream::lowerCase(fs::weakly_canonical(directory, ignored).filename().string());
+    std::replace_if(
+        name.begin(), name.end(),
+        [](char c) { return !stream::isAlphanumeric(c) && c != '+' && c != '-' && c != '.'; }, '-');
+    name.erase(0, std::min(name.find_first_not_of("+-."), name.size()));
+    return name.size() < 2 ? "my-package" : name;
+}
+
+/// In double quotes, for YAML: names of files may have any character.
+std::string quoted(const std::string& text) {
+    std::string result = "\"";
+    for (const char c : text) {
+        if (c == '"' || c == '\\') {
+            result += '\\';
+        }
+        result += c;
+        if (c == '$') {
+            result += '$';
+        }
+    }
+    return result + '"';
+}
+
+std::string maintainer() {
+    const char* name = std::getenv("DEBFULLNAME");
+    const char* address = std::getenv("DEBEMAIL");
+    if (name == nullptr || address == nullptr) {
+        return "Your Name <you@example.org>";
+    }
+    return std::string(name) + " <" + address + ">";
+}
+
+bool endsWith(const std::string& text, const std::string& end) {
+    return text.size() > end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
+}
+
+/// A line that is in force where something of its kind was found, and an example where nothing was.
+std::string contentsOf(const std::string& directory, const std::set<std::string>& names) {
+    std::string lines;
+    for (const char* top : {"bin", "etc", "opt", "sbin", "srv", "usr", "var"}) {
+        if (names.count(top) != 0 && fs::is_directory(fs::path(directory) / top)) {
+            lines += "  - src: " + std::string(top) + "\n    dst: /" + top + "\n    type: tree\n";
+        }
+    }
+    for (const std::string& name : names) {
+        std::error_code failure;
+        const fs::path path = fs::path(directory) / name;
+        const fs::file_status status = fs::status(path, failure);
+        const bool isProgram = !failure && fs::is_regular_file(status) && name.find('/') == std::string::npos &&
+                               (status.permissions() & fs::perms::owner_exec) != fs::perms::none;
+        if (isProgram) {
+            lines += "  - src: " + quoted(name) + "\n    dst: " + quoted("/usr/bin/" + name) + "\n";
+        }
+    }
+    for (const char* licence : {"LICENSE", "LICENCE", "COPYING", "debian/copyright"}) {
+        if (names.count(licence) != 0) {
+            lines += "  - src: " + std::string(licence) + "\n    dst: /usr/share/doc/" + packageName(directory) +
+                     "/copyright\n    file_info:\n      mode: 0644\n";
+            break;
+        }
+    }
+    if (lines.empty()) {
+        return "# What the package holds: a file or glob of this machine, and its place in the package.\n"
+               "#contents:\n"
+               "#  - src: build/program\n"
+               "#    dst: /usr/bin/program\n";
+    }
+    return "# What the package holds. A later line may refine what a tree brought.\ncontents:\n" + lines;
+}
+
+std::string systemdOf(const std::set<std::string>& names) {
+    std::string units;
+    for (const std::string& name : names) {
+        for (const char* suffix : {".service", ".socket", ".timer"}) {
+            if (endsWith(name, suffix)) {
+                units += "    - " + quoted(name) + "\n";
+            }
+        }
+    }
+    if (units.empty()) {
+        return "# Units of systemd: installed, enabled, started, restarted on upgrades, stopped and forgotten.\n"
+               "#systemd:\n"
+               "#  units:\n"
+               "#    - packaging/program.service\n";
+    }
+    return "# Units of systemd: installed, enabled, started, restarted on upgrades, stopped and forgotten.\n"
+           "systemd:\n  units:\n" +
+           units + "  #enable: false\n  #start: false\n";
+}
+
+}  // namespace
+
+std::string initialFile(const std::string& directory) {
+    const std::set<std::string> names = namesIn(directory);
+    return "# A Debian package, described for `bex build -f`. `bex schema` prints the schema that editors take.\n"
+           "# Every text may name variables of the environment: ${NAME}, or ${NAME:-default}; $$ is a dollar.\n"
+           "\n"
+           "name: " +
+           packageName(directory) +
+           "\n"
+           "version: ${VERSION:-0.1.0}\n"
+           "# The machine's, unless it is given: amd64, arm64, all, ...\n"
+           "#arch: all\n"
+           "maintainer: " +
+           quoted(maintainer()) +
+           "\n"
+           "# A synopsis of one line, and paragraphs after it.\n"
+           "description: |\n"
+           "  one line that says what it is\n"
+           "  More lines say more.\n"
+           "#homepage: https://example.org/\n"
+           "#section: misc\n"
+           "#depends:\n"
+           "#  - adduser\n"
+           "\n" +
+           contentsOf(directory, names) +
+           "#  - src: \"docs/**/*.html\"        # what the wildcard crosses is kept\n"
+           "#    dst: /usr/share/doc/program/\n"
+           "#  - dst: /etc/program.conf         # no src: refines what a line before it brought\n"
+           "#    type: config\n"
+           "#  - dst: /var/lib/program\n"
+           "#    type: dir\n"
+           "#    file_info: { mode: 0750, owner: program, group: program }\n"
+           "\n" +
+           systemdOf(names) +
+           "#sysusers: packaging/program.sysusers   # users that the package needs\n"
+           "#tmpfiles: packaging/program.tmpfiles\n"
+           "\n"
+           "#scripts:\n"
+           "#  postinstall: packaging/postinst\n"
+           "\n"
+           "#deb:\n"
+           "#  compression: zstd\n";
+}
+
+}  // namespace bex::buildfile

@@ -1,0 +1,69 @@
+#include <nlohmann/json.hpp>
+
+#include "bex/buildfile/BuildFile.hpp"
+#include "buildfile/model/Vocabulary.hpp"
+#include "stream/base/Text.hpp"
+
+namespace bex::buildfile {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+Json schemaOf(const Section& section);
+
+/// YAML tells numbers from texts, and the reader does not: either may stand for a text.
+Json textSchema() {
+    return {{"type", {"string", "number", "boolean", "null"}}};
+}
+
+Json valueSchema(const Key& key) {
+    switch (key.kind) {
+        case KeyKind::text:
+            return textSchema();
+        case KeyKind::flag:
+            return {{"type", {"boolean", "string", "null"}}};
+        case KeyKind::choice: {
+            Json words = Json::array();
+            stream::forEachPart(key.words, ' ', [&words](std::string_view word) { words.push_back(word); });
+            return {{"enum", words}};
+        }
+        case KeyKind::texts:
+            return {{"type", {"array", "null"}}, {"items", textSchema()}};
+        case KeyKind::textMap:
+            return {{"type", {"object", "null"}}, {"additionalProperties", textSchema()}};
+        case KeyKind::section:
+            return schemaOf(*key.section);
+        case KeyKind::sections: {
+            Json items = schemaOf(*key.section);
+            items["type"] = "object";
+            return {{"type", {"array", "null"}}, {"items", items}};
+        }
+        case KeyKind::unmade:
+        case KeyKind::foreign:
+            break;
+    }
+    return Json::object();
+}
+
+Json schemaOf(const Section& section) {
+    Json properties = Json::object();
+    for (const Key& key : section) {
+        Json value = valueSchema(key);
+        value["description"] = key.help;
+        properties[std::string(key.name)] = std::move(value);
+    }
+    return {{"type", {"object", "null"}}, {"properties", properties}, {"additionalProperties", false}};
+}
+
+}  // namespace
+
+std::string schema() {
+    Json document = {{"$schema", "https://json-schema.org/draft/2020-12/schema"},
+                     {"title", "A build file of bex, or of nfpm for Debian packages"}};
+    document.update(schemaOf(documentSection()));
+    document["type"] = "object";
+    return document.dump(2) + "\n";
+}
+
+}  // namespace bex::buildfile

@@ -1,0 +1,134 @@
+#include "buildfile/contents/Glob.hpp"
+
+#include <cstddef>
+#include <stdexcept>
+#include <string_view>
+
+#include "bex/stream/Entry.hpp"
+#include "stream/base/Text.hpp"
+
+namespace bex::buildfile {
+
+namespace {
+
+constexpr const char* kWildcards = "*?[{\\";
+constexpr std::size_t kMostAlternatives = 1000;
+
+/// Where the brace that closes the one at `open` stands; npos where none does. Commas between them, in no braces
+/// of their own, are added to `commas`.
+std::size_t closing(const std::string& text, std::size_t open, std::vector<std::size_t>& commas) {
+    std::size_t depth = 0;
+    for (std::size_t i = open; i < text.size(); ++i) {
+        if (text[i] == '\\') {
+            ++i;
+        } else if (text[i] == '{') {
+            ++depth;
+        } else if (text[i] == '}' && --depth == 0) {
+            return i;
+        } else if (text[i] == ',' && depth == 1) {
+            commas.push_back(i);
+        }
+    }
+    return std::string::npos;
+}
+
+/// The pattern with one word of each pair of braces in its place, for all of them. The outermost first pair of
+/// braces of each pattern is opened until there is none.
+std::vector<std::string> withoutBraces(const std::string& pattern) {
+    std::vector<std::string> done;
+    std::vector<std::string> open = {pattern};
+    while (!open.empty()) {
+        const std::string text = std::move(open.back());
+        open.pop_back();
+        std::vector<std::size_t> ends;
+        const std::size_t begin = text.find('{');
+        const std::size_t end = begin == std::string::npos ? begin : closing(text, begin, ends);
+        if (end == std::string::npos) {
+            done.push_back(text);
+        } else {
+            ends.push_back(end);
+            std::size_t word = begin + 1;
+            for (const std::size_t comma : ends) {
+                open.push_back(text.substr(0, begin) + text.substr(word, comma - word) + text.substr(end + 1));
+                word = comma + 1;
+            }
+        }
+        if (done.size() + open.size() > kMostAlternatives) {
+            throw std::length_error("its braces stand for more than " + std::to_string(kMostAlternatives) +
+                                    " patterns");
+        }
+    }
+    return done;
+}
+
+}  // namespace
+
+bool Glob::isGlob(const std::string& path) noexcept {
+    return path.find_first_of(kWildcards) != std::string::npos;
+}
+
+Glob::Glob(const std::string& pattern) {
+    const std::size_t slash = pattern.rfind('/', pattern.find_first_of(kWildcards));
+    std::size_t begin = 0;
+    root_ = ".";
+    if (slash != std::string::npos) {
+        root_ = stream::orIfEmpty(std::string_view(pattern).substr(0, slash), "/");
+        begin = slash + 1;
+    }
+    for (const std::string& plain : withoutBraces(pattern.substr(begin))) {
+        Alternative& components = alternatives_.emplace_back();
+        stream::forEachPart(stream::plainPath(plain), '/', [&components](std::string_view part) {
+            components.push_back({part == "**", stream::Pattern(part)});
+        });
+    }
+}
+
+/// Keeps the set of components that may come next while it goes along the path, so that time grows with the
+/// product of both lengths, however many "**" there are.
+Glob::Answer Glob::answer(const Alternative& alternative, const std::string& path) {
+    std::vector<bool> next(alternative.size() + 1);
+    const auto reach = [&](std::vector<bool>& states, std::size_t state) {
+        states[state] = true;
+        while (state < alternative.size() && alternative[state].isAnyDepth) {
+            states[++state] = true;  // stands for no component at all
+        }
+    };
+    reach(next, 0);
+    Answer answer;
+    stream::forEachPart(path, '/', [&](std::string_view part) {
+        std::vector<bool> after(next.size());
+        for (std::size_t state = 0; state < alternative.size(); ++state) {
+            if (next[state] && alternative[state].isAnyDepth) {
+                reach(after, state);
+            } else if (next[state] && alternative[state].pattern.matches(std::string(part))) {
+                reach(after, state + 1);
+            }
+        }
+        next = std::move(after);
+        answer.takes = answer.takes || next.back();
+    });
+    for (std::size_t state = 0; state < alternative.size(); ++state) {
+        answer.mayBeBelow = answer.mayBeBelow || next[state];
+    }
+    return answer;
+}
+
+bool Glob::takes(const std::string& path) const {
+    for (const Alternative& alternative : alternatives_) {
+        if (answer(alternative, path).takes) {
+            return true;
+        }
+    }
+    return false;
+}
+
+bool Glob::mayBeBelow(const std::string& directory) const {
+    for (const Alternative& alternative : alternatives_) {
+        if (answer(alternative, directory).mayBeBelow) {
+            return true;
+        }
+    }
+    return false;
+}
+
+}  // namespace bex::buildfile

@@ -1,0 +1,371 @@
+#include "buildfile/contents/Payload.hpp"
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstddef>
+#include <stdexcept>
+#include <tuple>
+#include <utility>
+#include <vector>
+
+#include "bex/stream/StreamError.hpp"
+#include "buildfile/contents/Glob.hpp"
+#include "stream/base/Text.hpp"
+
+namespace bex::buildfile {
+
+using stream::Attributes;
+using stream::Entry;
+using stream::EntryType;
+
+namespace {
+
+constexpr std::uint32_t kPermissions = 07777;
+
+bool endsInSlash(const std::string& path) {
+    return !path.empty() && path.back() == '/';
+}
+
+std::string joined(const std::string& directory, const std::string& name) {
+    return stream::plainPath(directory + "/" + name);
+}
+
+std::string baseName(const std::string& path) {
+    const std::string plain = stream::plainPath(path);
+    return plain.substr(plain.rfind('/') + 1);
+}
+
+bool exists(const std::string& path) {
+    struct stat status {};
+    return lstat(path.c_str(), &status) == 0;
+}
+
+bool equal(const Attributes& left, const Attributes& right) {
+    const auto tied = [](const Attributes& a) {
+        return std::tie(a.mode, a.mtime, a.uid, a.gid, a.owner, a.group);
+    };
+    return tied(left) == tied(right);
+}
+
+}  // namespace
+
+void Payload::add(const Content& line) {
+    if (line.source.path.empty() && line.type != ContentType::directory) {
+        refine(line);
+        return;
+    }
+    switch (line.type) {
+        case ContentType::symlink:
+            addSymlink(line);
+            break;
+        case ContentType::directory:
+            addDirectory(line);
+            break;
+        case ContentType::tree:
+            addTree(line);
+            break;
+        case ContentType::file:
+        case ContentType::config:
+            addFiles(line);
+            break;
+    }
+}
+
+void Payload::addFile(const NamedPath& source, const std::string& path) {
+    Content line;
+    line.at = source.at;
+    line.source = source;
+    line.destination = path;
+    line.info.mode = 0644;
+    addOne(line);
+}
+
+std::string Payload::pathOf(const Content& line) const {
+    if (stream::hasParentComponent(line.destination)) {
+        fail(description_.file, line.at, quotedText(line.destination) + ": a path in a package can't hold \"..\"");
+    }
+    return stream::plainPath(line.destination);
+}
+
+void Payload::place(const std::string& path, Item item) {
+    const auto [existing, added] = items_.try_emplace(path, item);
+    if (added) {
+        return;
+    }
+    const Item& earlier = existing->second;
+    const bool areDirectories = earlier.type == EntryType::directory && item.type == EntryType::directory;
+    if (areDirectories && earlier.isNamed && !item.isNamed) {
+        return;
+    }
+    if (!areDirectories && (earlier.isNamed || !item.isNamed)) {
+        fail(description_.file, item.at,
+             quotedText("/" + path) + " is brought by line " + std::to_string(earlier.at.line) + " already");
+    }
+    existing->second = std::move(item);
+}
+
+void Payload::setOwner(const FileInfo& info, Attributes& attributes) const {
+    const stream::Ownership ownership = stream::ownershipOf(info.owner, info.group);
+    if (!info.owner.empty()) {
+        attributes.uid = ownership.uid;
+        attributes.owner = ownership.owner;
+    }
+    if (!info.group.empty()) {
+        attributes.gid = ownership.gid;
+        attributes.group = ownership.group;
+    }
+}
+
+/// The mode that a line gives is that of its files; directories of a tree keep theirs, or nobody could enter them.
+Attributes Payload::attributesOf(const Content& line, const Entry& entry) const {
+    Attributes attributes;
+    attributes.mode = entry.mode & kPermissions & ~description_.umask;
+    if (entry.type != EntryType::directory || line.type == ContentType::directory) {
+        attributes.mode = line.info.mode.value_or(attributes.mode);
+    }
+    attributes.mtime = line.info.mtime.value_or(entry.mtime);
+    setOwner(line.info, attributes);
+    return attributes;
+}
+
+void Payload::addSymlink(const Content& line) {
+    Item item;
+    item.type = EntryType::symlink;
+    item.source = line.source.path;
+    item.attributes.mtime = description_.mtime;
+    if (line.info.mtime) {
+        item.attributes.mtime = line.info.mtime;
+    }
+    setOwner(line.info, item.attributes);
+    item.isNamed = true;
+    item.at = line.at;
+    place(pathOf(line), std::move(item));
+}
+
+void Payload::addDirectory(const Content& line) {
+    Item item;
+    item.type = EntryType::directory;
+    item.isNamed = true;
+    item.at = line.at;
+    if (line.source.path.empty()) {
+        item.attributes.mode = line.info.mode.value_or(0755);
+        item.attributes.mtime = description_.mtime;
+        if (line.info.mtime) {
+            item.attributes.mtime = line.info.mtime;
+        }
+        setOwner(line.info, item.attributes);
+    } else {
+        struct stat status {};
+        if (stat(line.source.path.c_str(), &status) != 0) {
+            failSystem(description_.file, line.source.at, line.source.path, errno);
+        }
+        Entry entry;
+        entry.type = EntryType::directory;
+        entry.mode = status.st_mode;
+        entry.mtime = status.st_mtim.tv_sec;
+        item.attributes = attributesOf(line, entry);
+    }
+    place(pathOf(line), std::move(item));
+}
+
+void Payload::addTree(const Content& line) {
+    const std::string path = pathOf(line);
+    addWalked(line,
+              {line.source.path, nullptr, [&path](const Entry& entry) { return joined(path, entry.path); }, true});
+}
+
+void Payload::addFiles(const Content& line) {
+    const std::string& source = line.source.path;
+    if (description_.globbing && Glob::isGlob(source) && !exists(source)) {
+        addGlob(line);
+        return;
+    }
+    struct stat status {};
+    if (stat(source.c_str(), &status) != 0) {
+        failSystem(description_.file, line.source.at, source, errno);
+    }
+    if (!S_ISDIR(status.st_mode)) {
+        addOne(line);
+        return;
+    }
+    const std::string path = pathOf(line);
+    const bool flat = endsInSlash(line.destination);
+    const auto placing = [&](const Entry& entry) {
+        return joined(path, flat ? baseName(entry.path) : entry.path);
+    };
+    addWalked(line, {source, nullptr, placing, false});
+}
+
+void Payload::addOne(const Content& line) {
+    struct stat status {};
+    if (stat(line.source.path.c_str(), &status) != 0) {
+        failSystem(description_.file, line.source.at, line.source.path, errno);
+    }
+    Entry entry;
+    entry.mode = status.st_mode;
+    entry.mtime = status.st_mtim.tv_sec;
+    Item item;
+    item.source = line.source.path;
+    item.attributes = attributesOf(line, entry);
+    item.isConffile = line.type == ContentType::config;
+    item.isNamed = true;
+    item.at = line.at;
+    std::string path = pathOf(line);
+    if (endsInSlash(line.destination)) {
+        path = joined(path, baseName(line.source.path));
+    }
+    place(path, std::move(item));
+}
+
+void Payload::addGlob(const Content& line) {
+    try {
+        const Glob glob(line.source.path);
+        const std::string path = pathOf(line);
+        std::size_t found = 0;
+        const auto filter = [&](const Entry& entry) {
+            const std::string name = stream::plainPath(entry.path);
+            return glob.takes(name) || (entry.type == EntryType::directory && glob.mayBeBelow(name));
+        };
+        const auto placing = [&](const Entry& entry) {
+            const std::string name = stream::plainPath(entry.path);
+            if (!glob.takes(name)) {
+                return std::string();
+            }
+            ++found;
+            return joined(path, name);
+        };
+        addWalked(line, {glob.root(), filter, placing, false});
+        if (found == 0) {
+            fail(description_.file, line.source.at, "nothing matches " + quotedText(line.source.path));
+        }
+    } catch (const std::length_error& e) {
+        fail(description_.file, line.source.at, quotedText(line.source.path) + ": " + e.what());
+    }
+}
+
+/// Walks by the writer's own scanner, which names what cannot be packaged, and by its plan, which knows the hard
+/// links. Directories that a line does not keep are made with the package's usual mode where files need them.
+void Payload::addWalked(const Content& line, const Walk& walk) {
+    std::vector<Entry> entries;
+    try {
+        stream::PackageWriter scan;
+        stream::TreeOptions options;
+        options.filter = walk.filter;
+        scan.addTree(walk.root, options);
+        entries = scan.plan();
+    } catch (const stream::StreamError& e) {
+        stream::ErrorRecord record = e.record();
+        record.reason = e.what();
+        record.package = description_.file;
+        record.line = line.source.at.line;
+        record.column = line.source.at.column;
+        throw stream::StreamError(record);
+    }
+    for (const Entry& entry : entries) {
+        const bool isDirectory = entry.type == EntryType::directory;
+        if (isDirectory && !walk.keepDirectories) {
+            continue;
+        }
+        const std::string path = walk.place(entry);
+        if (path.empty() && !isDirectory) {
+            continue;
+        }
+        Item item;
+        item.type = entry.type;
+        item.source = walk.root + "/" + stream::plainPath(entry.path);
+        item.attributes = attributesOf(line, entry);
+        item.at = line.at;
+        if (entry.type == EntryType::symlink) {
+            item.source = entry.linkTarget;
+        } else if (entry.type == EntryType::hardlink) {
+            Entry first;
+            first.path = entry.linkTarget;
+            item.type = EntryType::file;
+            item.linkTo = walk.place(first);
+        }
+        item.isConffile = line.type == ContentType::config && item.type == EntryType::file;
+        place(path, std::move(item));
+    }
+}
+
+bool Payload::refineItem(const Content& line, Item& item) const {
+    if (line.type == ContentType::config && item.type != EntryType::file) {
+        return false;
+    }
+    item.isConffile = item.isConffile || line.type == ContentType::config;
+    item.attributes.mode = line.info.mode.value_or(item.attributes.mode);
+    if (line.info.mtime) {
+        item.attributes.mtime = line.info.mtime;
+    }
+    setOwner(line.info, item.attributes);
+    return true;
+}
+
+void Payload::refine(const Content& line) {
+    if (line.type == ContentType::symlink || line.type == ContentType::tree) {
+        fail(description_.file, line.at, "a line of contents of this type needs a src");
+    }
+    const std::string path = pathOf(line);
+    const stream::Pattern pattern(path);
+    std::size_t refined = 0;
+    for (auto& [name, item] : items_) {
+        const bool isMeant =
+            line.type == ContentType::config ? pattern.matchesAtOrAbove(name) : pattern.matches(name);
+        if (isMeant && refineItem(line, item)) {
+            ++refined;
+        }
+    }
+    if (refined == 0) {
+        fail(description_.file, line.at,
+             "src is missing, and no line before it brings " + quotedText(line.destination));
+    }
+}
+
+bool Payload::hasNamedOwners() const {
+    return std::any_of(items_.begin(), items_.end(), [](const auto& item) {
+        const Attributes& attributes = item.second.attributes;
+        const auto isNamed = [](const std::string& name) { return !name.empty() && name != "root"; };
+        return isNamed(attributes.owner) || isNamed(attributes.group);
+    });
+}
+
+/// Whether the item can be a hard link to the one it names: a later line may have changed either.
+bool Payload::isSameFile(const Item& item) const {
+    const auto first = items_.find(item.linkTo);
+    return first != items_.end() && first->second.at.line == item.at.line &&
+           equal(first->second.attributes, item.attributes);
+}
+
+std::vector<PackagedFile> Payload::files() const {
+    std::vector<PackagedFile> files;
+    for (const auto& [path, item] : items_) {
+        if (item.type == EntryType::file) {
+            files.push_back({path, item.source, ""});
+        } else if (item.type == EntryType::symlink) {
+            files.push_back({path, "", item.source});
+        }
+    }
+    return files;
+}
+
+void Payload::addTo(stream::PackageWriter& writer, const BuildFile::Substitute& substitute) const {
+    for (const auto& [path, item] : items_) {
+        if (item.type == EntryType::directory) {
+            writer.addDirectory(path, item.attributes);
+        } else if (item.type == EntryType::symlink) {
+            writer.addSymlink(item.source, path, item.attributes);
+        } else if (!item.linkTo.empty() && isSameFile(item)) {
+            writer.addHardlink(item.linkTo, path);
+        } else {
+            const std::string instead = substitute(item.source);
+            writer.addFile(std::string(stream::orIfEmpty(instead, item.source)), path, item.attributes);
+        }
+        if (item.isConffile) {
+            writer.addConffile(path);
+        }
+    }
+}
+
+}  // namespace bex::buildfile

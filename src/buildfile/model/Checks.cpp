@@ -1,0 +1,177 @@
+#include "buildfile/model/Checks.hpp"
+
+#include <algorithm>
+#include <iterator>
+
+#include "bex/stream/Nearest.hpp"
+#include "stream/base/Text.hpp"
+
+namespace bex::buildfile {
+
+namespace {
+
+// YAML 1.1, which other readers of these files follow, has more words than 1.2.
+constexpr std::string_view kTrueWords[] = {"true", "True", "TRUE", "yes", "Yes", "YES", "on", "On", "ON"};
+constexpr std::string_view kFalseWords[] = {"false", "False", "FALSE", "no", "No", "NO", "off", "Off", "OFF"};
+
+template <std::size_t size>
+bool isOneOf(std::string_view word, const std::string_view (&words)[size]) {
+    return std::find(std::begin(words), std::end(words), word) != std::end(words);
+}
+
+std::vector<std::string> wordsOf(std::string_view list) {
+    std::vector<std::string> words;
+    stream::forEachPart(list, ' ', [&words](std::string_view word) { words.emplace_back(word); });
+    return words;
+}
+
+class Checker {
+public:
+    explicit Checker(const std::string& file) : file_(file) {}
+
+    void checkMap(const Value& map, const Section& section, const std::string& where) {
+        if (map.kind != Value::Kind::map) {
+            fail(file_, map.at, where + " must be a map of keys and values");
+        }
+        for (const Member& member : map.members) {
+            checkMember(member, section, where);
+        }
+    }
+
+    std::vector<std::string> takeSkipped() { return std::move(skipped_); }
+
+private:
+    void checkMember(const Member& member, const Section& section, const std::string& where) {
+        const Key* key = section.find(member.name);
+        if (key == nullptr) {
+            refuseUnknown(member, section, where);
+        }
+        const std::string path = where == kTop ? member.name : where + "." + member.name;
+        if (key->kind == KeyKind::foreign) {
+            skipped_.push_back(path + " (line " + std::to_string(member.at.line) + ")");
+        } else if (member.value.kind != Value::Kind::null) {
+            checkValue(member.value, *key, path);
+        }
+    }
+
+    [[noreturn]] void refuseUnknown(const Member& member, const Section& section, const std::string& where) const {
+        std::vector<std::string> known;
+        for (const Key& key : section) {
+            known.emplace_back(key.name);
+        }
+        const std::string meant = stream::nearest(member.name, known);
+        std::string reason = quotedText(member.name) + " is not a key of " + where;
+        if (!meant.empty()) {
+            reason += "; did you mean " + meant + "?";
+        }
+        fail(file_, member.at, reason);
+    }
+
+    void checkValue(const Value& value, const Key& key, const std::string& path) {
+        switch (key.kind) {
+            case KeyKind::text:
+                requireText(value, path);
+                break;
+            case KeyKind::flag:
+                requireText(value, path);
+                if (!isOneOf(value.text, kTrueWords) && !isOneOf(value.text, kFalseWords)) {
+                    fail(file_, value.at, path + " must be true or false, not " + quotedText(value.text));
+                }
+                break;
+            case KeyKind::choice:
+                requireText(value, path);
+                requireChoice(value, key, path);
+                break;
+            case KeyKind::texts:
+                checkTexts(value, path);
+                break;
+            case KeyKind::textMap:
+                checkTextMap(value, path);
+                break;
+            case KeyKind::section:
+                checkMap(value, *key.section, path);
+                break;
+            case KeyKind::sections:
+                checkSections(value, *key.section, path);
+                break;
+            case KeyKind::unmade:
+            case KeyKind::foreign:
+                break;
+        }
+    }
+
+    void requireText(const Value& value, const std::string& path) const {
+        if (value.kind != Value::Kind::scalar) {
+            fail(file_, value.at, path + " must be a text");
+        }
+    }
+
+    void requireList(const Value& value, const std::string& path) const {
+        if (value.kind != Value::Kind::list) {
+            fail(file_, value.at, path + " must be a list");
+        }
+    }
+
+    void requireChoice(const Value& value, const Key& key, const std::string& path) const {
+        const std::vector<std::string> words = wordsOf(key.words);
+        if (std::find(words.begin(), words.end(), value.text) != words.end()) {
+            return;
+        }
+        std::string list;
+        for (const std::string& word : words) {
+            stream::appendPart(list, ", ", word);
+        }
+        fail(file_, value.at, path + " " + quotedText(value.text) + " is not one of " + list);
+    }
+
+    void checkTexts(const Value& value, const std::string& path) const {
+        requireList(value, path);
+        for (const Value& item : value.items) {
+            if (item.kind != Value::Kind::null) {
+                requireText(item, "each of " + path);
+            }
+        }
+    }
+
+    void checkTextMap(const Value& value, const std::string& path) const {
+        if (value.kind != Value::Kind::map) {
+            fail(file_, value.at, path + " must be a map of texts");
+        }
+        for (const Member& member : value.members) {
+            if (member.value.kind != Value::Kind::null) {
+                requireText(member.value, path + "." + member.name);
+            }
+        }
+    }
+
+    void checkSections(const Value& value, const Section& section, const std::string& path) {
+        requireList(value, path);
+        for (const Value& item : value.items) {
+            checkMap(item, section, path);
+        }
+    }
+
+public:
+    static constexpr const char* kTop = "a build file";
+
+private:
+    const std::string& file_;
+    std::vector<std::string> skipped_;
+};
+
+}  // namespace
+
+std::vector<std::string> checkDocument(const Value& document, const std::string& file) {
+    Checker checker(file);
+    checker.checkMap(document, documentSection(), Checker::kTop);
+    return checker.takeSkipped();
+}
+
+bool isTrue(const Value* flag, bool usual) noexcept {
+    if (flag == nullptr) {
+        return usual;
+    }
+    return isOneOf(flag->text, kTrueWords);
+}
+
+}  // namespace bex::buildfile

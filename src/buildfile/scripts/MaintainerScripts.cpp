@@ -1,0 +1,197 @@
+#include "buildfile/scripts/MaintainerScripts.hpp"
+
+#include <cstddef>
+
+#include "buildfile/scripts/ShellScript.hpp"
+
+namespace bex::buildfile {
+
+namespace {
+
+// dpkg sets DPKG_ROOT where scripts run outside of the system that they are for. What runs there is not asked
+// then.
+constexpr const char* kConfigured =
+    "if [ \"$1\" = configure ] || [ \"$1\" = abort-upgrade ] || [ \"$1\" = abort-deconfigure ] ||\n"
+    "    [ \"$1\" = abort-remove ]; then\n";
+constexpr const char* kRunning = "[ -z \"${DPKG_ROOT:-}\" ] && [ -d /run/systemd/system ]";
+
+/// A command for each word, indented; "NAME" in it stands for the word.
+std::string forEach(const std::vector<std::string>& names, const std::string& command) {
+    std::string text;
+    for (const std::string& name : names) {
+        std::string line = command;
+        for (std::size_t at = line.find("NAME"); at != std::string::npos; at = line.find("NAME", at)) {
+            const std::string word = shellWord(name);
+            line.replace(at, 4, word);
+            at += word.size();
+        }
+        text += line;
+    }
+    return text;
+}
+
+std::string usersBeforeUnpacking(const SystemSteps& steps) {
+    return "\n# Users that own what is unpacked next.\n"
+           "if [ \"$1\" = install ] || [ \"$1\" = upgrade ]; then\n"
+           "    if command -v systemd-sysusers >/dev/null; then\n"
+           "        systemd-sysusers ${DPKG_ROOT:+--root=\"$DPKG_ROOT\"} - <<'END_OF_SYSUSERS'\n" +
+           steps.sysusers +
+           "END_OF_SYSUSERS\n"
+           "    fi\n"
+           "fi\n";
+}
+
+std::string users(const SystemSteps& steps) {
+    return std::string("\n# Users that the package needs.\n") + kConfigured +
+           "    if command -v systemd-sysusers >/dev/null; then\n"
+           "        systemd-sysusers ${DPKG_ROOT:+--root=\"$DPKG_ROOT\"} " +
+           shellWord(steps.sysusersName) +
+           "\n"
+           "    fi\n"
+           "fi\n";
+}
+
+std::string temporaryFiles(const SystemSteps& steps) {
+    return std::string("\n# Directories and files that are made at boot, too.\n") + kConfigured +
+           "    if command -v systemd-tmpfiles >/dev/null; then\n"
+           "        systemd-tmpfiles ${DPKG_ROOT:+--root=\"$DPKG_ROOT\"} --create " +
+           shellWord(steps.tmpfilesName) +
+           " || :\n"
+           "    fi\n"
+           "fi\n";
+}
+
+/// An administrator's choice to disable a unit survives: the helper remembers whether the unit was enabled.
+std::string enabling(const std::vector<std::string>& units, const char* user, bool enable) {
+    const std::string helper = std::string("deb-systemd-helper ") + user;
+    std::string body = forEach(units, "        " + helper + "unmask NAME >/dev/null || :\n");
+    if (enable) {
+        body += forEach(units, "        if " + helper + "--quiet was-enabled NAME; then\n            " + helper +
+                                   "enable NAME >/dev/null || :\n        else\n            " + helper +
+                                   "update-state NAME >/dev/null || :\n        fi\n");
+    } else {
+        body += forEach(units, "        " + helper + "update-state NAME >/dev/null || :\n");
+    }
+    return std::string("\n# Units: enabled as the administrator left them, or else as the package says.\n") +
+           kConfigured + "    if command -v deb-systemd-helper >/dev/null; then\n" + body + "    fi\nfi\n";
+}
+
+/// On a new version: restarts what runs, and, where the package starts its units, what was stopped, too.
+std::string restarting(const SystemSteps& steps) {
+    if (!steps.restartOnUpgrade) {
+        return "            :\n";
+    }
+    if (steps.start) {
+        return "            deb-systemd-invoke restart " + shellWords(steps.units) + " >/dev/null || :\n";
+    }
+    return forEach(steps.units,
+                   "            if systemctl --quiet is-active NAME; then\n"
+                   "                deb-systemd-invoke restart NAME >/dev/null || :\n"
+                   "            fi\n");
+}
+
+std::string firstStart(const SystemSteps& steps) {
+    if (!steps.start) {
+        return "            :\n";
+    }
+    return "            deb-systemd-invoke start " + shellWords(steps.units) + " >/dev/null || :\n";
+}
+
+std::string starting(const SystemSteps& steps) {
+    return std::string("\n# Units: read anew and started, where systemd runs.\n") + kConfigured + "    if " +
+           kRunning + "; then\n        systemctl --system daemon-reload >/dev/null || :\n" +
+           "        if ! command -v deb-systemd-invoke >/dev/null; then\n            :\n" +
+           "        elif [ -n \"$2\" ]; then\n" + restarting(steps) + "        else\n" + firstStart(steps) +
+           "        fi\n    fi\nfi\n";
+}
+
+std::string stopping(const SystemSteps& steps) {
+    return std::string("\n# Units: stopped before their files go.\n") + "if [ \"$1\" = remove ] && " + kRunning +
+           " &&\n    command -v deb-systemd-invoke >/dev/null; then\n    deb-systemd-invoke stop " +
+           shellWords(steps.units) + " >/dev/null || :\nfi\n";
+}
+
+std::string reloading() {
+    return std::string("\n# Units: forgotten by the running systemd.\n") + "if [ \"$1\" = remove ] && " +
+           kRunning + "; then\n    systemctl --system daemon-reload >/dev/null || :\nfi\n";
+}
+
+std::string forgetting(const std::vector<std::string>& units, const char* user) {
+    return std::string("\n# Units: the helper's notes of them go with the configuration.\n") +
+           "if [ \"$1\" = purge ] && command -v deb-systemd-helper >/dev/null; then\n    deb-systemd-helper " +
+           user + "purge " + shellWords(units) + " >/dev/null || :\nfi\n";
+}
+
+/// Collects the scripts that have steps, each with the own script of that name in it.
+class Joiner {
+public:
+    Joiner(const std::map<std::string, std::string>& own, const Description& description)
+        : own_(own), description_(description) {}
+
+    ShellScript& script(const std::string& member) {
+        const auto [found, added] = scripts_.try_emplace(member);
+        const auto given = own_.find(member);
+        if (added && given != own_.end()) {
+            requireShell(member, given->second);
+            found->second = ShellScript(given->second);
+        }
+        return found->second;
+    }
+
+    const std::map<std::string, ShellScript>& scripts() const noexcept { return scripts_; }
+
+private:
+    void requireShell(const std::string& member, const std::string& text) const {
+        if (!ShellScript::isShellScript(text)) {
+            const NamedPath& place = description_.scripts.at(member);
+            fail(description_.file, place.at,
+                 quotedText(place.path) +
+                     ": only a script of sh or bash can be joined with the steps for systemd, "
+                     "sysusers and tmpfiles");
+        }
+    }
+
+    const std::map<std::string, std::string>& own_;
+    const Description& description_;
+    std::map<std::string, ShellScript> scripts_;
+};
+
+void addSteps(const SystemSteps& steps, Joiner& joiner) {
+    constexpr const char* kUser = "--user ";
+    if (!steps.sysusersName.empty()) {
+        if (steps.usersAtUnpacking) {
+            joiner.script("preinst").addBefore(usersBeforeUnpacking(steps));
+        }
+        joiner.script("postinst").addBefore(users(steps));
+    }
+    if (!steps.tmpfilesName.empty()) {
+        joiner.script("postinst").addBefore(temporaryFiles(steps));
+    }
+    if (!steps.units.empty()) {
+        joiner.script("postinst").addBefore(enabling(steps.units, "", steps.enable));
+        joiner.script("postinst").addAfter(starting(steps));
+        joiner.script("prerm").addBefore(stopping(steps));
+        joiner.script("postrm").addAfter(reloading());
+        joiner.script("postrm").addAfter(forgetting(steps.units, ""));
+    }
+    if (!steps.userUnits.empty()) {
+        joiner.script("postinst").addBefore(enabling(steps.userUnits, kUser, steps.enable));
+        joiner.script("postrm").addAfter(forgetting(steps.userUnits, kUser));
+    }
+}
+
+}  // namespace
+
+std::map<std::string, std::string> maintainerScripts(const SystemSteps& steps,
+                                                     const std::map<std::string, std::string>& own,
+                                                     const Description& description) {
+    Joiner joiner(own, description);
+    addSteps(steps, joiner);
+    std::map<std::string, std::string> members = own;
+    for (const auto& [member, script] : joiner.scripts()) {
+        members[member] = script.text();
+    }
+    return members;
+}
+
+}  // namespace bex::buildfile
