@@ -154,6 +154,10 @@ void runRoundTrip(std::string_view input) {
         return;
     }
     check(writer, options, bytes);
+    options.check = true;  // compares payload and control members with their sources, in the file
+    const stream::WriteResult result = writer.write(folder / "checked", options);
+    require(result.packageBytes == bytes.size(), "a checked package has the same size");
+    options.check = false;
     options.threads = 3 - options.threads;
     require(bytes == test::written(writer, folder, options), "threads give the same bytes");
 }

@@ -171,6 +171,10 @@ Seeds gzips() {
 Seeds texts() {
     return {
         kControlText,
+        "1:2.36-9+deb12u1\n1:2.36~rc1-1",
+        "libc6:any (>= 2.36), mail | exim4 (<< 1:4.9-2~)\n",
+        "etc/*.conf\netc/a/b.conf",
+        kControlText + "\n" + kControlText,
         kControlText + "Source: tool (1:2.0)\nSection: contrib/net\nPriority: optional\nInstalled-Size: 12\n" +
             "Essential: no\nProtected: yes\nMulti-Arch: foreign\nBreaks: a (<< 2)\nProvides: b (= 1), c\n",
         std::string("Package: A b\nVersion: 1:\nArchitecture: linux-any\nMaintainer: nobody\nDescription:\n x\n") +
