@@ -56,6 +56,7 @@ public:
                                         ", not for " + report_.architecture);
                 continue;
             }
+            // Moved out before it is examined: the symbols of one file at a time are in memory.
             const ElfFile file = subject.contents ? std::move(*subject.contents) : readFile(subject);
             examine(subject, file);
         }
@@ -119,6 +120,8 @@ private:
                     needs_.add(source.dependency, reason);
                     continue;
                 }
+                // Every library gives a dependency, even when no symbol of it is used: the loader wants it all the
+                // same.
                 reason.version = source.symbols->smallest;
                 needs_.add(source.symbols->templates.front(), reason);
                 used_.insert(source.symbols);
@@ -126,6 +129,7 @@ private:
             }
         }
         file.undefined.forEach([&](std::string_view symbol) {
+            // The first library that has the symbol provides it, in the order of DT_NEEDED, as for the loader.
             for (const auto& [source, reason] : withSymbols) {
                 if (const auto since = source->symbols->find(symbol)) {
                     Reason full = reason;
@@ -157,6 +161,7 @@ private:
         }
     }
 
+    /// A package that was built with a newer version of a -dev package may use what only that version promises.
     void raiseByBuildDependencies() {
         for (const LibrarySymbols* symbols : used_) {
             const auto several = symbols->fields.find("Build-Depends-Packages");

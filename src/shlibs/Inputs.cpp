@@ -26,6 +26,7 @@ constexpr std::size_t kPieceBytes = std::size_t{256} << 10;
 
 /// The first bytes of a regular file. Throws where it cannot be read.
 std::string headerOf(const std::string& path) {
+    // O_NONBLOCK: a FIFO in the tree must not block the search.
     const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     if (!file) {
         throw systemFailure(path, errno);
@@ -75,12 +76,14 @@ public:
         std::vector<fs::path> paths;
         for (auto entry = fs::recursive_directory_iterator(directory_);
              entry != fs::recursive_directory_iterator(); ++entry) {
+            // Scripts of the package; its payload alone is installed where programs run.
             if (entry.depth() == 0 && entry->path().filename() == "DEBIAN") {
                 entry.disable_recursion_pending();
             } else if (!entry->is_symlink() && entry->is_regular_file()) {
                 paths.push_back(entry->path());
             }
         }
+        // The order of a directory is the file system's; reports are the same everywhere.
         std::sort(paths.begin(), paths.end());
         for (const fs::path& path : paths) {
             add(path);

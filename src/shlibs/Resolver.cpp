@@ -96,6 +96,7 @@ std::string Resolver::hintFor(const std::string& library, const Subject& subject
         directory = package->directoryWith(library);
     } else if (!subject.tree.empty()) {
         std::error_code failure;
+        // A directory that cannot be read ends the walk: this is only a hint.
         for (auto entry = fs::recursive_directory_iterator(subject.tree, failure);
              !failure && entry != fs::recursive_directory_iterator(); entry.increment(failure)) {
             if (entry->path().filename() == library) {
@@ -112,6 +113,8 @@ std::string Resolver::hintFor(const std::string& library, const Subject& subject
 std::optional<Resolver::Place> Resolver::findPlace(const std::string& library, const Subject& subject,
                                                    const ElfFile& file) {
     const SearchFrom from = searchFrom(subject, file);
+    // A library is looked for where the loader will look on the target: in the package, then in packages that are
+    // built along with it, then on the system. The first place decides, as it does for the loader.
     const std::vector<std::string> inTree = search_.directoriesFor(from, treeLibdirs_);
     if (subject.root != nullptr) {
         if (const auto path = LibrarySearch::find(library, from, inTree, *subject.root)) {
@@ -132,6 +135,7 @@ std::optional<Resolver::Place> Resolver::findPlace(const std::string& library, c
             return Place{Place::Kind::otherTree, *path, tree};
         }
     }
+    // With files of another system or of packages, a library of this machine is only one that --libdir names.
     if (!request_.sysroot.empty() || packages_) {
         if (const auto path = LibrarySearch::find(library, from, diskLibdirs_, disk_)) {
             return Place{Place::Kind::otherTree, *path, SourcePackage::treeAround(*path)};
@@ -161,6 +165,7 @@ std::vector<std::string> Resolver::namesOf(const std::string& path) {
 std::optional<std::string> Resolver::overrideOf(const std::string& file, const std::string& library) {
     const auto [place, isNew] = overrides_.try_emplace(file);
     if (isNew) {
+        // Read once, when the first library asks; most systems have neither file.
         place->second = readNamedText(request_.sysroot + "/etc/dpkg/" + file);
     }
     const std::optional<NamedText>& text = place->second;
@@ -209,6 +214,7 @@ Resolution Resolver::describe(const std::string& library, const Place& place) {
     Resolution resolution;
     resolution.found = true;
     resolution.path = place.path;
+    // A package never depends on itself.
     if (place.kind == Place::Kind::ownTree) {
         resolution.needsNothing = true;
         return resolution;
@@ -219,12 +225,14 @@ Resolution Resolver::describe(const std::string& library, const Place& place) {
     }
     std::string tree = place.tree;
     if (place.kind == Place::Kind::system) {
+        // A file of no package may lie in the tree of one that is being built.
         const bool owned = describeByOwners(library, resolution);
         tree = owned ? "" : SourcePackage::treeAround(request_.sysroot + place.path);
     }
     if (!tree.empty() || resolution.sources.empty()) {
         describeBy(source_.infoOf(tree), library, resolution);
     }
+    // A library without a version in its soname is a plugin, which nobody provides for others.
     resolution.needsNothing = resolution.sources.empty() && !splitSoname(library);
     return resolution;
 }
@@ -251,6 +259,7 @@ Resolution Resolver::fromPackages(const std::string& library) {
 
 const Resolution& Resolver::resolve(const std::string& library, const Subject& subject, const ElfFile& file) {
     const std::optional<Place> place = findPlace(library, subject, file);
+    // The place is part of the key: two files may find libraries of one name in different directories.
     std::string key = library;
     if (place) {
         key += '\0' + std::to_string(static_cast<int>(place->kind)) + place->path + '\0' + place->tree;

@@ -64,6 +64,7 @@ const std::vector<Member>& PackageReader::members() const noexcept {
 }
 
 bool PackageReader::next(Entry& entry) {
+    // What the caller left of the entry before; the stream skips the rest.
     state_->unread = {};
     return state_->stream.next(entry);
 }
@@ -73,6 +74,7 @@ std::size_t PackageReader::read(char* buffer, std::size_t size) {
     if (!state.stream.begun()) {
         throw invalidInput(state.stream.name(), "read() was called before next()");
     }
+    // The stream gives views of its own buffer, which live until its next call: what did not fit waits here.
     if (state.unread.empty() && size != 0) {
         state.unread = state.stream.read();
     }

@@ -34,6 +34,8 @@ std::uint32_t requireMode(std::uint32_t mode, const std::string& what) {
     return mode;
 }
 
+/// Names are stored in tar and shown on terminals: a newline would add a line to a listing, a NUL would end the
+/// field.
 void requireOwner(std::uint64_t id, const std::string& name, const std::string& what) {
     constexpr char forbidden[] = {'\n', '\0'};
     if (id > kLargestId) {
@@ -53,6 +55,7 @@ const Attributes& requireSound(const Attributes& attributes, const std::string& 
     return attributes;
 }
 
+/// The attributes that an entry without any has: they take no memory of their own.
 bool isRoots(const Attributes& attributes) {
     return attributes.uid == 0 && attributes.gid == 0 && attributes.owner == "root" && attributes.group == "root";
 }
@@ -82,12 +85,15 @@ Attributes attributesOf(const Entry& entry) {
     return {entry.mode, entry.mtime, entry.uid, entry.gid, entry.owner, entry.group};
 }
 
+/// What a control member may be called: it becomes a file of the control archive and, on the target, of dpkg's
+/// database, where a "/" would lead elsewhere.
 bool isPlainFileName(const std::string& name) {
     constexpr char forbidden[] = {'/', '\n', '\0'};
     return !name.empty() && name != "." && name != ".." &&
            name.find_first_of(forbidden, 0, sizeof forbidden) == std::string::npos;
 }
 
+/// A removed conffile is listed once, however often it is given; dpkg warns of duplicates.
 void addOnce(std::vector<std::string>& list, std::string item) {
     if (std::find(list.begin(), list.end(), item) == list.end()) {
         list.push_back(std::move(item));
@@ -158,6 +164,8 @@ void PackageWriter::addFile(const std::string& source, const std::string& path) 
     if (TreeScanner(contents_->collection, contents_->system).scanFile(source, path)) {
         return;
     }
+    // scanFile() refused everything but a regular file and a FIFO, and added nothing for the FIFO. Opening it
+    // blocks until somebody writes.
     const Descriptor pipe(contents_->system.openat(AT_FDCWD, source.c_str(), O_RDONLY | O_CLOEXEC, 0),
                           contents_->system);
     if (!pipe) {
@@ -167,6 +175,7 @@ void PackageWriter::addFile(const std::string& source, const std::string& path) 
 }
 
 void PackageWriter::addFile(const std::string& source, const std::string& path, const Attributes& attributes) {
+    // Checked before anything is added: what follows cannot fail once the entry is in the collection.
     requireSound(attributes, path);
     addFile(source, path);
     contents_->collection.entries.back().given = std::make_unique<const Attributes>(attributes);
@@ -212,6 +221,7 @@ void PackageWriter::addHardlink(const std::string& target, const std::string& pa
 }
 
 std::uint64_t PackageWriter::add(PackageReader& package, const std::function<bool(const Entry&)>& filter) {
+    // Keeps the entries of one package together: all are added, or none when the package is damaged.
     Rollback rollback(contents_->collection);
     std::uint64_t added = 0;
     for (Entry entry; package.next(entry);) {
@@ -230,6 +240,7 @@ void PackageWriter::addEntry(const Entry& entry, PackageReader& package) {
     switch (entry.type) {
         case EntryType::file: {
             SourceEntry file = entryOf(packageFilePath(entry.path), EntryType::file, attributes);
+            // The reader has passed on when the package is written, so the contents are kept in a scratch file.
             contents_->store.keep([&](char* buffer, std::size_t size) { return package.read(buffer, size); },
                                   file);
             contents_->add(std::move(file));
@@ -257,6 +268,7 @@ void PackageWriter::addControl(const PackageReader& package) {
         const std::string name = plainPath(member.entry.path);
         if (name == "conffiles") {
             addConffiles(member.contents);
+            // The others are made anew: "control" from the fields, "md5sums" from the payload as it will be.
         } else if (name != "control" && name != "md5sums") {
             addControlMember(name, member.contents);
         }

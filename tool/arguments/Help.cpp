@@ -60,6 +60,7 @@ std::string optionRows(const CLI::App& app) {
         std::string label = labelOf(*options[i]);
         std::string value = options[i]->get_option_text();
         const std::string group = options[i]->get_group();
+        // Options of one group share a row and the group's name for a description.
         const bool alone = group == "Options";
         while (!alone && i + 1 < options.size() && options[i + 1]->get_group() == group) {
             const std::string nextValue = options[++i]->get_option_text();

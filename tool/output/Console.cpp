@@ -103,10 +103,12 @@ void Console::out(std::string_view bytes) {
 }
 
 void Console::flush() {
+    // The line of progress would be in the middle of the output.
     if (outIsTerminal_ && !buffer_.empty()) {
         status("");
     }
     const int failure = writeAll(STDOUT_FILENO, buffer_);
+    // Emptied whatever happened: a later flush must not write the same bytes again.
     buffer_.clear();
     if (failure == EPIPE) {
         throw OutputClosed{};
@@ -136,10 +138,12 @@ void Console::note(std::string_view text) {
 
 void Console::rawError(std::string_view bytes) noexcept {
     status("");
+    // A failure to write to standard error has nowhere to be reported.
     writeAll(STDERR_FILENO, bytes);
 }
 
 void Console::status(std::string_view line) noexcept {
+    // Only a line that is shown has to be cleared: standard error may be a file.
     if (statusShown_ || !line.empty()) {
         writeAll(STDERR_FILENO, "\r");
         writeAll(STDERR_FILENO, line);

@@ -32,9 +32,11 @@ Report reportOf(const std::exception_ptr& failure) {
         return {statusOf(e.kind()), nameOf(e.kind()), e.what(), hintFor(e)};
     } catch (const UsageError& e) {
         return {ExitStatus::usage, "usage", e.what(), ""};
+        // Of the C++ library's own message only the path and the system's reason are for people.
     } catch (const std::filesystem::filesystem_error& e) {
         return {ExitStatus::inputOutput, "input-output",
                 stream::escapeForDisplay(e.path1().string()) + ": " + e.code().message(), ""};
+        // Nothing may be allocated for this text beyond what a short string holds.
     } catch (const std::bad_alloc&) {
         return {ExitStatus::inputOutput, "input-output", "out of memory", ""};
     } catch (const std::exception& e) {

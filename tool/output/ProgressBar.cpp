@@ -34,6 +34,7 @@ ProgressBar::ProgressBar(Context& context, std::string verb)
     : context_(context), verb_(std::move(verb)), start_(std::chrono::steady_clock::now()) {}
 
 ProgressBar::~ProgressBar() {
+    // The destructor of a bar that was never drawn clears nothing: see Console::status().
     context_.console.status("");
 }
 
@@ -69,6 +70,7 @@ void ProgressBar::draw(const stream::Progress& progress, double seconds) {
     const auto total = static_cast<double>(totalOf(progress));
     if (total > 0) {
         const double part = std::min(1.0, static_cast<double>(progress.bytesDone) / total);
+        // A rate of 0 is a standstill, for which no time can be given.
         const double rest = total * (1.0 - part);
         line += fmt::format("{} {:3.0f} % {}/s {} left ", bar(part), part * 100.0, humanBytes(rate),
                             timeLeft(rate > 0 ? rest / rate : 0));

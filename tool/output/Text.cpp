@@ -95,6 +95,7 @@ const char* nameOf(EntryType type) noexcept {
 
 std::string modeText(const Entry& entry) {
     std::string text = letterOf(entry.type) + std::string("rwxrwxrwx");
+    // 0400 is the first of nine bits, and text[0] the type.
     for (std::size_t i = 1; i < text.size(); ++i) {
         if ((entry.mode & 01000U >> i) == 0) {
             text[i] = '-';
@@ -116,6 +117,7 @@ std::string groupOf(const Entry& entry) {
 
 std::string isoTime(std::int64_t seconds) {
     std::tm fields{};
+    // A year of the 64-bit time may not fit the fields of a calendar.
     if (gmtime_r(&seconds, &fields) == nullptr) {
         return fmt::format("@{}", seconds);
     }
@@ -188,6 +190,7 @@ std::string alignedTable(const std::vector<std::vector<std::string>>& rows,
             if (i != 0) {
                 text += "  ";
             }
+            // The last cell needs no filling, which would only be blanks at the line's end.
             if (i + 1 == row.size() && !atRight) {
                 text += row[i];
             } else {

@@ -26,6 +26,7 @@ std::vector<std::string> knownWords(const CLI::App& program) {
     for (const CLI::App* verb : program.get_subcommands(nullptr)) {
         words.push_back(verb->get_name());
     }
+    // The program's own options may follow the verb, so that both are offered.
     for (const CLI::App* app : {&program, &chosenApp(program)}) {
         for (const CLI::Option* option : app->get_options()) {
             for (const auto& name : option->get_lnames()) {
@@ -38,6 +39,7 @@ std::vector<std::string> knownWords(const CLI::App& program) {
 
 std::string hintFor(const CLI::App& program, const std::string& word) {
     const auto verbs = program.get_subcommands();
+    // Only a strange verb or a long option can be a slip of the finger; files may have any name.
     if (verbs.empty() || word.rfind("--", 0) == 0) {
         if (const std::string meant = stream::nearest(word, knownWords(program)); !meant.empty()) {
             return "did you mean " + meant + "?";
@@ -95,6 +97,7 @@ std::string usageText(const CLI::App& program, const CLI::ParseError& error, con
     const bool verbMissing = hasVerbs && program.get_subcommands().empty();
     const bool surplus = dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr;
     const bool missing = dynamic_cast<const CLI::RequiredError*>(&error) != nullptr;
+    // The parser complains of the first thing it misses; a strange word is more likely what went wrong.
     if (!strange.empty() && (verbMissing || surplus || (missing && strange[0] == '-'))) {
         return strangeText(strange, verbMissing);
     }

@@ -187,6 +187,7 @@ ExitStatus runDiff(DiffArguments& arguments, Context& context) {
     Selection selection(arguments);
     const Comparison comparison = compareAs(arguments, texts, selection, context);
     const ExitStatus status = comparison.differences.empty() ? ExitStatus::done : ExitStatus::no;
+    // Set before anything is printed: a reader that goes away early must not turn "differs" into "equal".
     context.whenClosed = status;
     if (context.json) {
         printJson(arguments, comparison, texts, context.console);

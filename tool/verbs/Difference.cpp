@@ -74,6 +74,7 @@ Details detailsOf(const std::string& name, const DigestedMember& before, const D
 /// Calls removed(name), added(name) or both(name, before, after) for each name, in their order.
 template <typename Values, typename Removed, typename Added, typename Both>
 void forEachOf(const Values& before, const Values& after, Removed removed, Added added, Both both) {
+    // Both maps are in the order of their keys, which makes one pass enough.
     auto a = before.begin();
     auto b = after.begin();
     while (a != before.end() || b != after.end()) {
@@ -132,12 +133,14 @@ private:
         if (request_.times) {
             note(difference.details, "time", isoTime(before.entry.mtime), isoTime(after.entry.mtime));
         }
+        // Times differ in every rebuild: on their own they are only counted, unless they were asked for.
         if (difference.details.empty()) {
             if (before.entry.mtime != after.entry.mtime) {
                 ++result_.timesAlone;
             }
             return;
         }
+        // Texts are compared line by line later, when the differences are printed: they may be many.
         if (before.digest != after.digest && before.text && after.text) {
             difference.texts.emplace(*before.text, *after.text);
         }

@@ -42,6 +42,7 @@ public:
     explicit TextCandidate(const DigestRequest& request) : wanted_(request.spool != nullptr) {}
 
     void add(std::string_view bytes) {
+        // Given up at the first NUL or when it is too long, so that a large binary costs little memory.
         wanted_ =
             wanted_ && text_.size() + bytes.size() <= kTextDiffBytes && bytes.find('\0') == std::string_view::npos;
         if (wanted_) {

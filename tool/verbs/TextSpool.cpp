@@ -44,6 +44,7 @@ TextSpool::~TextSpool() {
 }
 
 TextSpool::Place TextSpool::add(std::string_view text) {
+    // Nothing else writes here, so that end_ is where the file ends.
     const Place place{end_, text.size()};
     while (!text.empty()) {
         const ssize_t written = pwrite(descriptor_, text.data(), text.size(), static_cast<off_t>(end_));

@@ -55,6 +55,7 @@ std::string Tree::text() const {
     std::vector<Level> levels = {{&nodes_[0], nodes_[0].children.begin()}};
     while (!levels.empty()) {
         Level& level = levels.back();
+        // No recursion: a path may have thousands of components.
         if (level.next == level.node->children.end()) {
             levels.pop_back();
             indent.resize(indent.size() - std::min<std::size_t>(indent.size(), 4));

@@ -23,6 +23,7 @@ std::string libelfReason() {
 }
 
 bool startLibelf() {
+    // Before any other call of libelf; a static, so that threads do not start it twice.
     static const bool usable = elf_version(EV_CURRENT) != EV_NONE;
     return usable;
 }
@@ -71,6 +72,7 @@ void ElfImage::readHeaders() {
         if (gelf_getphdr(elf_.get(), static_cast<int>(i), &segment) == nullptr) {
             throw damaged(name_, "its program headers lie outside the file");
         }
+        // The only headers that are asked for; others, such as a thread's storage, are not looked at again.
         if (segment.p_type == PT_LOAD || segment.p_type == PT_DYNAMIC || segment.p_type == PT_INTERP ||
             segment.p_type == PT_NOTE) {
             segments_.push_back(segment);
@@ -79,6 +81,7 @@ void ElfImage::readHeaders() {
 }
 
 Elf_Data* ElfImage::raw(std::uint64_t offset, std::uint64_t size, Elf_Type type, const char* what) const {
+    // Compared as a difference: offset and size are the file's word, and their sum may wrap.
     if (offset > fileBytes_ || size > fileBytes_ - offset) {
         throw damaged(name_, std::string(what) + " lies outside the file");
     }
@@ -106,6 +109,8 @@ std::string ElfImage::buildId() const {
         GElf_Nhdr note;
         std::size_t name = 0;
         std::size_t contents = 0;
+        // gelf_getnote() checks name and contents against the data, and returns 0 at the end or for a damaged
+        // note.
         for (std::size_t at = 0; (at = gelf_getnote(data, at, &note, &name, &contents)) > 0;) {
             if (note.n_type != NT_GNU_BUILD_ID || std::string_view(bytes + name, note.n_namesz) != owner) {
                 continue;
@@ -133,6 +138,7 @@ bool ElfImage::hasSymbols() const {
         if (gelf_getshdr(section, &header) == nullptr) {
             continue;
         }
+        // A section's name comes from the file: an offset outside the table gives none.
         const char* name = elf_strptr(elf_.get(), names, header.sh_name);
         if (header.sh_type == SHT_SYMTAB ||
             (name != nullptr && std::string_view(name).substr(0, 7) == ".debug_")) {
@@ -166,9 +172,11 @@ Chunk ElfImage::at(std::uint64_t address, std::uint64_t size, const char* what) 
         }
         const std::uint64_t inSegment = address - segment.p_vaddr;
         const std::uint64_t offset = segment.p_offset + inSegment;
+        // The sum wraps for a segment that claims to begin near the end of all offsets.
         if (offset < inSegment || offset > fileBytes_) {
             break;
         }
+        // The segment may promise more bytes than the file has: callers get those that are there.
         const std::uint64_t wanted = std::min({size, segment.p_filesz - inSegment, fileBytes_ - offset});
         const Elf_Data* data = wanted > 0 ? raw(offset, wanted, ELF_T_BYTE, what) : nullptr;
         return data == nullptr ? Chunk{} : Chunk{static_cast<const unsigned char*>(data->d_buf), data->d_size};
@@ -187,6 +195,7 @@ Chunk ElfImage::allAt(std::uint64_t address, std::uint64_t size, const char* wha
 std::vector<GElf_Sym> ElfImage::symbols(std::uint64_t address, std::size_t count) const {
     const std::size_t each = symbolBytes();
     const Chunk chunk = allAt(address, std::uint64_t{count} * each, "the table of symbols");
+    // allAt() has compared the count with the file, so that this memory stays in proportion to the file.
     std::vector<GElf_Sym> symbols(count);
     for (std::size_t i = 0; i < count; ++i) {
         const unsigned char* bytes = chunk.data + i * each;

@@ -78,6 +78,7 @@ bool parse(std::string_view line, Specification& result) {
     return !result.version.empty();
 }
 
+/// Whether a line with these tags counts for the architecture. Other tags do not restrict it.
 bool isFor(const Tags& tags, std::string_view architecture) {
     return std::all_of(tags.begin(), tags.end(), [architecture](const auto& tag) {
         const auto& [name, value] = tag;
@@ -113,6 +114,7 @@ SymbolsFile::SymbolsFile(std::string text, std::string where, std::string archit
 
 /// A header is a line that begins neither with a blank nor with one of the signs of other lines.
 void SymbolsFile::indexParts() {
+    // Parts are views of text_, which does not change; libraries are parsed only when one of them is asked for.
     std::string_view rest = text_;
     std::vector<Part>* current = nullptr;
     std::size_t number = 0;
@@ -154,6 +156,7 @@ const LibrarySymbols* SymbolsFile::find(const std::string& soname) {
         return nullptr;
     }
     Library& library = found->second;
+    // A package may list thousands of libraries, of which a program needs a few.
     if (!library.symbols) {
         LibrarySymbols symbols;
         symbols.soname = soname;
@@ -169,6 +172,7 @@ const LibrarySymbols* SymbolsFile::find(const std::string& soname) {
 
 void SymbolsFile::read(const Part& part, LibrarySymbols& into) {
     std::string_view rest = part.text;
+    // The number in front is the part's own: messages count lines of the whole file.
     std::size_t number = part.firstLine;
     for (std::string_view line; nextLine(rest, line); ++number) {
         if (line.empty() || line.front() == '#') {
@@ -229,6 +233,7 @@ void SymbolsFile::readSymbol(std::string_view line, std::size_t number, LibraryS
         return;
     }
     into.lines[line.substr(at, found.symbol.size())] = value;
+    // The lowest version of any symbol is what the library is needed in at least, whatever is used of it.
     if (into.smallest.empty() || compareVersions(found.version, into.smallest) < 0) {
         into.smallest = found.version;
     }
@@ -242,6 +247,7 @@ void SymbolsFile::checkTemplates(const LibrarySymbols& library) const {
                                       ", which is not there");
         }
     };
+    // Only now are all templates known: their lines may come after those of symbols of an earlier header.
     for (const auto& [name, line] : library.lines) {
         check(line);
     }

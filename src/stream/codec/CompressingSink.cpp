@@ -82,6 +82,7 @@ public:
             step(*encoder_);
         } catch (...) {
             failure_ = std::current_exception();
+            // Its threads may still hold blocks that no one will take.
             encoder_.reset();
             throw;
         }

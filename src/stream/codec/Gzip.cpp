@@ -14,6 +14,7 @@ constexpr std::uint8_t kExtra = 0x04;
 constexpr std::uint8_t kName = 0x08;
 constexpr std::uint8_t kComment = 0x10;
 constexpr std::uint8_t kReserved = 0xe0;
+// Its four bytes count the whole member, so that a reader finds the next one without inflating this one.
 constexpr unsigned kLengthId = 'B' | 'X' << 8;
 
 template <typename Number>
@@ -85,6 +86,7 @@ private:
             }
         }
         if ((flags & kHeaderCrc) != 0) {
+            // Checked against the header's own checksum, whose two bytes must not count.
             const unsigned expected = crc_ & 0xffff;
             if (twoBytes() != expected) {
                 throw damagedError(place_, here() + ": wrong header checksum");
@@ -96,6 +98,7 @@ private:
     /// follow it is passed over.
     void readExtra(unsigned left) {
         while (left >= 4) {
+            // At least four bytes are left, and size is compared before it is subtracted: left cannot wrap.
             const unsigned id = twoBytes();
             const unsigned size = twoBytes();
             left -= 4;
@@ -116,6 +119,7 @@ private:
                 number |= next << (8 * i);
             }
         }
+        // The first one counts, as for readers that stop at it.
         if (memberLength && !header_.memberBytes) {
             header_.memberBytes = number;
         }
@@ -182,6 +186,7 @@ std::optional<GzipHeader> readGzipHeader(Input& input, const Place& place) {
         }
         return std::nullopt;
     }
+    // Between members zeros are padding, as tapes have them; in front of the first one they are not gzip.
     if (input.offset() != 0 && *input.data() == 0) {
         skipZeros(input, place);
         return std::nullopt;

@@ -118,6 +118,7 @@ std::string Relation::format() const {
         text.append(":").append(architecture);
     }
     if (bound) {
+        // Their order is that of the enumeration.
         const std::string_view sign = kVersionSigns[static_cast<std::size_t>(bound->comparison)];
         text.append(" (").append(sign).append(" ").append(bound->version.format()).append(")");
     }

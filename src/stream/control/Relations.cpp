@@ -85,6 +85,7 @@ private:
 
 std::string RelationsReader::list() {
     do {
+        // Groups and relations are read in loops, not by recursion: a value of any length needs the same stack.
         if (std::string fault = group(); !fault.empty()) {
             return fault;
         }

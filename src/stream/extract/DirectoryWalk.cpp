@@ -73,6 +73,8 @@ int DirectoryWalk::open(std::string_view path, Missing missing) {
 
 HeldDirectory DirectoryWalk::hold(std::string_view path, Missing missing) {
     const int directory = open(path, missing);
+    // The number in the pair is only valid as long as the second keeps the directory open; the root is the
+    // caller's.
     return {directory, directory == root_ ? nullptr : last_};
 }
 
@@ -80,6 +82,8 @@ Descriptor DirectoryWalk::walk(std::string_view path, Missing missing) const {
     Descriptor current;
     int from = root_;
     while (!path.empty()) {
+        // At most PATH_MAX - 1 bytes a call: a path of the package may be longer than what the system takes at
+        // once.
         const std::string_view piece = takePiece(path, kPieceBytes);
         Descriptor next(context_.system.openBeneath(from, std::string(piece).c_str(), kDirectory),
                         context_.system);

@@ -56,6 +56,7 @@ public:
 
     void make(const Entry& entry, const std::string& path, const std::string& linkPath,
               const Extraction::Contents& contents) {
+        // A dry run has no extraction: every entry counts as made.
         if (extraction_ && !extraction_->make(entry, path, linkPath, contents)) {
             return;  // kept what exists
         }

@@ -8,6 +8,7 @@ namespace bex::stream {
 
 void FileBatch::begin(HeldDirectory directory, const std::string& path, const std::string& entryPath,
                       const RestoredAttributes& attributes) {
+    // Neighbours of one directory share its descriptor, so that changes are what keeps descriptors open.
     if (files_.empty() || files_.back().directory.descriptor != directory.descriptor) {
         ++directories_;
     }
@@ -20,6 +21,7 @@ void FileBatch::dropLast() {
 }
 
 void FileBatch::make(ExtractContext& context) {
+    // Emptied first: a batch whose files fail must not make them again.
     const std::vector<File> files = std::exchange(files_, {});
     directories_ = 0;
     for (const File& file : files) {

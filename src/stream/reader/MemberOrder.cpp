@@ -15,6 +15,7 @@ std::optional<std::string_view> suffixAfter(std::string_view name, std::string_v
         return std::nullopt;
     }
     const std::string_view suffix = name.substr(stem.size());
+    // "control.tarball" is another member: only nothing or a suffix may follow.
     if (!suffix.empty() && suffix.front() != '.') {
         return std::nullopt;
     }
@@ -43,11 +44,13 @@ MemberRole MemberOrder::place(Member& member) {
     if (first) {
         checkFirst(member);
     }
+    // A package has a handful of members, so that a set of their names stays small; ArReader bounds each name.
     if (!names_.insert(member.name).second) {  // guard: a member's name twice
         place_.in(member.name).refuse(ErrorKind::damaged, "member-doubled", "is there twice");
         return MemberRole::passedOver;
     }
     const MemberRole role = roleOf(member);
+    // Without a role the reader skips the member, but its name is taken all the same.
     if (!serves(member, role, first)) {
         return MemberRole::passedOver;
     }

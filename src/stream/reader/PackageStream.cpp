@@ -85,11 +85,13 @@ void PackageStream::copyControl(Sink& out) {
     if (!members_.seekable()) {
         throw invalidInput(name(), "the control archive cannot be read twice from a pipe");
     }
+    // One member is open at a time: opening this one would take the payload's bytes away.
     if (payload_ != nullptr) {
         throw invalidInput(name(), "the control archive cannot be read while the payload is");
     }
     const Member member = members_.open(MemberRole::control);
     EntryReaderSettings settings = controlSettings();
+    // md5sums counts apart when members are read; as tar, both are one stream of bytes.
     settings.bytesLimit.bytes += options_.limits.md5sumsBytes;
     copyTar(members_.contents(), member.compression, settings, place_.in(member.name), out);
 }
@@ -114,6 +116,7 @@ bool PackageStream::goOn(Entry& entry) {
     if (ended_) {
         return false;
     }
+    // What the caller left unread of the last entry is skipped now; it counts as done all the same.
     progress_.add(std::exchange(entryLeft_, 0), entryPath_);
     if (!payload_) {
         openPayload();
@@ -141,6 +144,7 @@ std::string_view PackageStream::read() {
             bytes = payload_->read();
         }
         if (!bytes.empty()) {
+            // An entry's contents never exceed the size in its header, so that this does not wrap.
             entryLeft_ -= bytes.size();
             progress_.add(bytes.size(), entryPath_);
         }

@@ -5,6 +5,8 @@
 namespace bex::stream {
 
 PathTable::Outcome PathTable::add(std::string_view path, Kind kind) {
+    // The path may share its first directories with the one before: most archives list a directory's files in a
+    // row.
     std::size_t begin = reuseLastSteps(path);
     Id directory = lastSteps_.empty() ? 0 : lastSteps_.back().id;
     lastPath_ = path;
@@ -15,6 +17,7 @@ PathTable::Outcome PathTable::add(std::string_view path, Kind kind) {
         const auto [found, added] = nodes_.try_emplace({directory, std::string(path.substr(begin, end - begin))});
         Node& node = found->second;
         if (added) {
+            // Ids count from 1: 0 is the root. Limits bound the entries and the length of their names.
             node.id = static_cast<Id>(nodes_.size());
             node.kind = last ? kind : Kind::impliedDirectory;
         }

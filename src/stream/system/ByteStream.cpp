@@ -13,6 +13,7 @@ namespace {
 
 constexpr std::size_t kDiscardBytes = std::size_t{64} << 10;
 
+/// A position in a source. Several streams may share one source: each has a position of its own.
 class SourceStream final : public ByteStream {
 public:
     SourceStream(std::shared_ptr<Source> source, std::uint64_t offset)
@@ -41,6 +42,7 @@ private:
     std::uint64_t size_;
 };
 
+/// A pipe, which is read once from front to back.
 class ForwardStream final : public ByteStream {
 public:
     ForwardStream(OpenFile file, std::string name, System& system)
@@ -55,6 +57,7 @@ public:
     }
 
     std::uint64_t skip(std::uint64_t size) override {
+        // A pipe has to be read to be skipped; bounded, whatever size a header asks for.
         std::vector<char> scratch(static_cast<std::size_t>(std::min<std::uint64_t>(size, kDiscardBytes)));
         std::uint64_t done = 0;
         while (done < size) {

@@ -45,6 +45,7 @@ void requireRegularFile(const OpenFile& file, const std::string& name, System& s
 }  // namespace
 
 OpenFile openForReading(const std::string& path, System& system) {
+    // O_NOCTTY: opening a terminal by mistake must not make it the process's own.
     Descriptor descriptor(system.openat(AT_FDCWD, path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY, 0), system);
     if (!descriptor) {
         throw systemFailure(path, "open", errno);
@@ -64,11 +65,13 @@ bool isRegularFile(const OpenFile& file, const std::string& name, System& system
 /// Asked anew each time: a file that was cut meanwhile has no bytes to skip.
 std::uint64_t FileSource::size() {
     const struct stat status = statusOf(file_, name_, system_);
+    // A negative size would be a fault of the file system; as an unsigned number it would be enormous.
     const auto bytes = static_cast<std::uint64_t>(std::max<off_t>(status.st_size, 0));
     return std::min(bytes - std::min(offset_, bytes), length_);
 }
 
 std::size_t FileSource::readAt(std::uint64_t offset, char* buffer, std::size_t size) {
+    // Compared as differences, so that neither sum nor off_t overflows; what lies beyond is the end.
     if (offset >= length_ || offset_ > kLargestOffset || offset > kLargestOffset - offset_) {
         return 0;
     }

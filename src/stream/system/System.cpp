@@ -33,6 +33,7 @@ int closed(int result) {
 
 }  // namespace
 
+// Nothing here keeps state: System is used by all threads at once.
 System& System::real() noexcept {
     static System system;
     return system;

@@ -101,6 +101,7 @@ void TarWriter::begin(const Entry& entry) {
 }
 
 void TarWriter::write(const char* data, std::size_t size) {
+    // More would end up in the place of the next header.
     if (size > missing_) {
         Place(path_).fail(ErrorKind::inputOutput, codeOf(ErrorKind::inputOutput),
                           "has more content than was said");
@@ -117,6 +118,7 @@ void TarWriter::finish() {
 }
 
 void TarWriter::endContents() {
+    // The header is written: too little cannot be taken back, so that the archive is given up.
     if (missing_ != 0) {
         Place(path_).fail(ErrorKind::inputOutput, codeOf(ErrorKind::inputOutput),
                           "has less content than was said");

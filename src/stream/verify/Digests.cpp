@@ -30,6 +30,8 @@ Digests::Digests(const std::vector<Md5sum>& sums, Place control, Place payload)
 }
 
 void Digests::list(const Md5sum& sum) {
+    // A text may hold a path in two spellings. Views of the text serve where possible: a list may have a million
+    // lines.
     std::string plain = plainPath(sum.path);
     std::string_view path = sum.path;
     if (plain != path) {

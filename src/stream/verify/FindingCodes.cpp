@@ -3,6 +3,7 @@
 namespace bex::stream {
 
 const std::vector<std::string>& findingCodes() {
+    // In the order of the alphabet; --ignore accepts these, and the tests compare them with docs/findings.md.
     static const std::vector<std::string> kCodes{"ar-header",
                                                  "ar-magic",
                                                  "ar-name",

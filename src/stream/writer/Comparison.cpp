@@ -46,6 +46,7 @@ void requireSame(const Place& place, const Entry& meant, const Entry& found) {
 
 void Comparison::compareControl(const std::map<std::string, std::string>& files) {
     package_.checkStructure();
+    // The root directory comes first in the archive and is not a member; readControl() leaves it out.
     const std::vector<ControlMember> found = package_.readControl();
     std::size_t index = 0;
     for (const auto& [name, contents] : files) {
@@ -68,6 +69,7 @@ void Comparison::comparePayload(FileReader& sources, ProgressMeter& meter) {
     Entry found;
     for (std::size_t i = 0; i < plan_.size(); ++i) {
         const Entry meant = plan_.entry(i);
+        // Entries come in the order of the plan, so that the first difference is where both part.
         if (!package_.next(found)) {
             fail(placeOf(meant), "is missing in what was written");
         }
@@ -88,10 +90,12 @@ void Comparison::comparePayload(FileReader& sources, ProgressMeter& meter) {
 
 void Comparison::compareBytes(const Entry& entry, std::string_view piece) {
     while (!piece.empty()) {
+        // The pieces of both sides have different lengths: what is left of one of them waits for the other.
         if (read_.empty()) {
             read_ = package_.read();
         }
         const std::size_t count = std::min(read_.size(), piece.size());
+        // A count of 0: the file in the package is shorter than its source.
         if (count == 0 || read_.substr(0, count) != piece.substr(0, count)) {
             fail(placeOf(entry), "what was written differs from its source");
         }

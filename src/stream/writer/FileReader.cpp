@@ -18,6 +18,7 @@ constexpr std::size_t kBufferBytes = std::size_t{256} << 10;
 
 constexpr const char* kChanged = "changed while it was read";
 
+/// Times are compared to the nanosecond: a file may be rewritten within a second of being listed.
 bool sameTime(const struct timespec& left, const struct timespec& right) noexcept {
     return left.tv_sec == right.tv_sec && left.tv_nsec == right.tv_nsec;
 }
@@ -95,6 +96,7 @@ void FileReader::readFromReader(const SourceEntry& file, std::uint64_t offset, c
         const std::size_t wanted = std::min(size - done, kBufferBytes);
         const std::size_t count = (*file.reader)(offset + done, to + done, wanted);
         const Place place = Place(collection_.sourceName(file)).at(file.path);
+        // The caller's function is not trusted: too few bytes are an error, and so are more than were asked for.
         if (count == 0) {
             place.fail(ErrorKind::inputOutput, "source-changed",
                        "its contents end after " + std::to_string(offset + done) + " of " +

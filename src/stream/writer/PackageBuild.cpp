@@ -139,6 +139,7 @@ WriteResult PackageBuild::writeFile(const std::string& path) {
     AtomicFile file(path, system_);
     write(file, directoryOf(path));
     if (options_.check) {
+        // The file is complete, but has no name: a check that fails leaves the old target alone.
         check(file.descriptor(), path);
     }
     // The last call may still cancel.
@@ -181,6 +182,7 @@ void PackageBuild::assemble(Spool& spool, Sink& out) {
     package.beginMember(memberName("data"), spool.size());
     spool.moveTo([&](std::string_view piece) {
         package.write(piece);
+        // For the caller to cancel; these bytes were counted when they were read.
         meter_.add(0, "");
     });
     package.endMember();
@@ -213,6 +215,7 @@ std::string PackageBuild::memberName(const char* stem) const {
 
 void PackageBuild::makeControlFiles(std::string md5sums) {
     controlFiles_ = collection_.controlMembers;
+    // emplace() keeps what is there: addControlMember() refuses "control" and "conffiles".
     controlFiles_.emplace("control", controlText());
     if (std::string text = conffiles(); !text.empty()) {
         controlFiles_.emplace("conffiles", std::move(text));
@@ -224,6 +227,7 @@ void PackageBuild::makeControlFiles(std::string md5sums) {
 
 std::string PackageBuild::controlText() const {
     ControlParagraph control = collection_.control;
+    // An Installed-Size that the caller set is kept, right or wrong.
     if (options_.installedSize && control.find("Installed-Size") == nullptr) {
         control.set("Installed-Size", std::to_string(plan_.installedKiB()));
     }

@@ -69,6 +69,7 @@ Plan::Plan(const Collection& collection, const WriteOptions& options)
         return comesBefore(left->path, right->path);
     });
     arrange(sorted);
+    // planned_ does not move from here on: link(), find() and fileOf() use indices into it.
     findLinks();
     chooseTimes();
     collectOwners();
@@ -80,6 +81,7 @@ Plan::Plan(const Collection& collection, const WriteOptions& options)
 void Plan::arrange(const std::vector<const SourceEntry*>& sorted) {
     planned_.reserve(sorted.size() + 1);
     for (const SourceEntry* entry : sorted) {
+        // Equal paths are neighbours after the sort.
         if (!planned_.empty() && planned_.back().source->path == entry->path) {
             replaceDirectory(*entry);
         } else {
@@ -136,6 +138,7 @@ void Plan::findLinks() {
     std::map<std::tuple<std::uint32_t, dev_t, ino_t>, Index> firstNames;
     std::map<Index, std::vector<Index>> names;
     std::map<Index, Index> known;  // files by hard link, and first names by further ones
+    // An index has 32 bits: that many entries would need hundreds of gigabytes of memory.
     const auto size = static_cast<Index>(planned_.size());
     for (Index i = 0; i < size; ++i) {
         const SourceEntry& entry = source(i);
@@ -178,6 +181,7 @@ Plan::Index Plan::fileOf(Index link, std::map<Index, Index>& known) const {
         }
         at = static_cast<Index>(next - planned_.data());
     }
+    // For the next link that leads to one of these; without it a long chain would be walked once for each of them.
     for (const Index passed : trail) {
         known.emplace(passed, at);
     }
@@ -205,6 +209,7 @@ void Plan::chooseTimes() {
     newestTime_ = newest.value_or(storedTime(latestTime_.value_or(0)));
 }
 
+/// A name is asked for once for each number: the user database may be on the network.
 void Plan::collectOwners() {
     for (const Planned& planned : planned_) {
         const SourceEntry& file = *planned.file;
@@ -218,6 +223,7 @@ void Plan::collectOwners() {
 }
 
 const Plan::Planned* Plan::find(const std::string& path) const {
+    // Binary search: planned_ is in the order of comesBefore().
     const auto found = std::lower_bound(planned_.begin(), planned_.end(), path,
                                         [](const Planned& planned, const std::string& wanted) {
                                             return comesBefore(planned.source->path, wanted);
@@ -262,6 +268,7 @@ void Plan::markConffile(std::size_t index) {
 
 std::uint16_t Plan::ownModeOf(const SourceEntry& file) const {
     if (file.type == EntryType::symlink) {
+        // A symlink has no mode of its own; every system shows it so.
         return 0777;
     }
     if (file.given != nullptr) {
@@ -332,6 +339,7 @@ std::optional<std::size_t> Plan::linkTo(std::size_t index) const noexcept {
     return planned_[index].linkTo;
 }
 
+/// What is read back must be equal, so that a check of the package compares with this very entry.
 Entry Plan::entry(std::size_t index) const {
     const std::string& path = source(index).path;
     const SourceEntry& from = file(index);
@@ -377,6 +385,7 @@ std::uint64_t Plan::contentBytes() const noexcept {
 }
 
 std::uint64_t Plan::leastTarBytes() const noexcept {
+    // Every file counts its whole blocks; headers of long names come on top, so that this is a lower bound.
     std::uint64_t bytes = size() * kTarBlockBytes;
     for (const Planned& planned : planned_) {
         if (planned.hasContents()) {

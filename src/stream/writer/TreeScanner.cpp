@@ -109,6 +109,7 @@ void TreeScanner::walk(const std::string& source) {
         collection_.entries.back().mode = kRootMode;
     }
     // The entries themselves are the list of directories still to read: nothing recurses.
+    // References to entries stay valid while others are added: a deque moves none of them.
     for (std::size_t i = first; i < collection_.entries.size(); ++i) {
         if (collection_.entries[i].type == EntryType::directory) {
             scanDirectory(root.get(), collection_.entries[i]);
@@ -122,6 +123,7 @@ void TreeScanner::scanDirectory(int root, const SourceEntry& directory) {
     if (!opened || system_.fstat(opened.get(), &status) != 0) {
         fail(directory, "open the directory", errno);
     }
+    // The directory was found by name earlier. Another one under that name would be read in its place.
     if (status.st_dev != directory.device || status.st_ino != directory.inode) {
         Place(collection_.sourceName(directory))
             .fail(ErrorKind::inputOutput, "source-changed", "was replaced while the tree was read");
@@ -156,10 +158,12 @@ void TreeScanner::take(int directory, const SourceEntry& parent, const std::stri
         return;
     }
     const std::string where = joined(collection_.sourcePath(parent), name);
+    // Lists of packages hold one path a line.
     if (name.find('\n') != name.npos) {
         refuse(where, "a path in a package can't hold a newline");
     }
     Found found{directory, name.c_str(), {}, parent.origin};
+    // Another file may get this name later: FileReader compares device and inode with these.
     if (system_.fstatat(directory, name.c_str(), &found.status, AT_SYMLINK_NOFOLLOW) != 0) {
         throw systemFailure(where, "read its attributes", errno);
     }
@@ -224,10 +228,12 @@ bool TreeScanner::scanDescriptor(int descriptor, const std::string& name, const 
     Origin origin;
     origin.source = name;
     origin.descriptor = descriptor;
+    // What was read from the descriptor before is not part of the contents.
     origin.offset = system_.lseek(descriptor, 0, SEEK_CUR);
     if (origin.offset < 0) {
         throw systemFailure(name, "find its position", errno);
     }
+    // A position after the end leaves nothing to read, and the size below must not wrap.
     origin.offset = std::min(origin.offset, status.st_size);
     addFile(status, std::move(origin), std::move(place));
     return true;
@@ -265,6 +271,7 @@ SourceEntry TreeScanner::entryOf(const Found& found, std::string path, std::stri
         entry.size = entry.data->size();
     } else if (entry.type == EntryType::file) {
         entry.size = static_cast<std::uint64_t>(status.st_size);
+        // Only a file can have several names that matter: directories have them by "..", symlinks are stored each.
         entry.hasLinks = status.st_nlink > 1;
     }
     return entry;

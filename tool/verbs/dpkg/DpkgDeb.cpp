@@ -169,6 +169,7 @@ ExitStatus parseAndAct(CLI::App& app, DpkgCommandLine& line, const std::vector<s
 bool asksForDpkgDeb(const std::vector<std::string>& arguments) {
     for (std::size_t i = 0; i < arguments.size(); ++i) {
         const std::string_view argument = arguments[i];
+        // Only the first arguments decide: after "--" or a word, everything is an argument of the action or verb.
         if (argument.substr(0, 1) != "-" || argument == "--") {
             return false;
         }
@@ -192,6 +193,7 @@ ExitStatus actAsDpkgDeb(const std::vector<std::string>& arguments, Context& cont
     ExitStatus status = ExitStatus::usage;
     try {
         status = parseAndAct(app, line, arguments, context);
+        // A closed pipe is not an error of the package; run() answers it with the status of the verb.
     } catch (const OutputClosed&) {
         throw;
     } catch (...) {

@@ -85,6 +85,7 @@ std::string summaryOf(const PackageReader& reader, off_t packageBytes) {
     for (const auto& member : reader.controlMembers()) {
         members.push_back(&member);
     }
+    // By name, as dpkg-deb lists them: the archive may have them in any order.
     std::sort(members.begin(), members.end(), [](const ControlMember* a, const ControlMember* b) {
         return stream::plainPath(a->entry.path) < stream::plainPath(b->entry.path);
     });

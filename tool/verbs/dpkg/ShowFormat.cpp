@@ -104,6 +104,7 @@ std::string fitted(std::string text, int width) {
         return text;
     }
     const std::string blanks(bytes - std::min(bytes, text.size()), ' ');
+    // Cut and filled by bytes, as dpkg-query does, whatever the locale.
     text.resize(std::min(bytes, text.size()));
     if (width > 0) {
         return blanks + text;

@@ -76,6 +76,7 @@ TarText::~TarText() {
 std::string TarText::name(std::string_view name) {
     std::string result;
     while (!name.empty()) {
+        // What mbrtowc() cannot decode is shown byte by byte, so that the loop always moves on.
         std::size_t bytes = 1;
         if (const char letter = letterFor(name.front()); letter != '\0') {
             result.append(1, '\\').append(1, letter);
