@@ -1,4 +1,3 @@
-#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -27,10 +26,9 @@ void readLibrary(shlibs::SymbolsFile& file, const std::string& soname) {
     }
 }
 
-/// What is a list of relations is written so that it is read back the same, in an order that is one.
+/// What is a list of relations is written so that it is read back the same.
 void readRelations(std::string_view input) {
     std::vector<shlibs::Alternatives> relations = shlibs::parseRelations(input, "relations");
-    std::stable_sort(relations.begin(), relations.end(), shlibs::comesBefore);
     for (const auto& one : relations) {
         const std::string text = shlibs::formatRelation(one);
         const auto again = shlibs::parseRelations(text, "again");

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <utility>
 
+#include "shlibs/base/Failure.hpp"
 #include "shlibs/base/Relation.hpp"
 #include "shlibs/base/TextFile.hpp"
 #include "shlibs/base/Version.hpp"
@@ -43,6 +44,16 @@ std::string filledIn(std::string text, const std::string& version) {
     return text;
 }
 
+/// A template may have a version of its own.
+void requireVersions(const Alternatives& alternatives, const std::string& where) {
+    for (const Relation& relation : alternatives) {
+        if (!relation.sign.empty() && !isVersion(relation.version)) {
+            throw damaged(where, stream::escapeForDisplay(relation.package) + " (" + relation.sign + " " +
+                                     stream::escapeForDisplay(relation.version) + ") has no version");
+        }
+    }
+}
+
 }  // namespace
 
 void Needs::add(std::string_view dependencyTemplate, const Reason& reason) {
@@ -72,6 +83,7 @@ void Needs::report(Report& report) const {
     for (const auto& [dependencyTemplate, reason] : reasons_) {
         const std::string where = reason.package.empty() ? reason.library : reason.package;
         for (Alternatives& alternatives : parseRelations(filledIn(dependencyTemplate, reason.version), where)) {
+            requireVersions(alternatives, where);
             found.emplace_back(std::move(alternatives), reason);
         }
     }

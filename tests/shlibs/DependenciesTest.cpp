@@ -78,6 +78,8 @@ TEST_F(Dependencies, HasTheNewestVersionOfTheSymbolsUsedAndSaysWhy) {
     program.undefined = {{"unknown", ""}};
     writeProgram();
     EXPECT_EQ(field(), "libdemo1 (>= 1.0)") << "the library is needed, whatever is used of it";
+    root.write("var/lib/dpkg/info/libdemo1.symbols", "libdemo.so.1 libdemo1 (>= x)\n one@Base 1.0\n");
+    EXPECT_EQ(failureOf([&] { field(); }), "libdemo1: libdemo1 (>= x) has no version");
 }
 
 /// Each row changes one thing of the machine.

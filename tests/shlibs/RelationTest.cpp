@@ -7,7 +7,6 @@
 
 #include "Failure.hpp"
 #include "bex/stream/StreamError.hpp"
-#include "shlibs/base/Version.hpp"
 #include "shlibs/info/ShlibsFile.hpp"
 
 namespace bex::shlibs {
@@ -51,22 +50,6 @@ TEST(Relation, ConcernsABuildForOneArchitectureWithoutProfiles) {
     for (const auto& [text, expected] : cases) {
         EXPECT_EQ(concerns(parseRelations(text, "").front().front(), "amd64"), expected) << text;
     }
-}
-
-/// Each is older than the next: the rules of deb-version(7).
-TEST(Version, ComparesAsDpkgDoes) {
-    const char* const ascending[] = {
-        "0~~",    "0~1", "0",      "0a",     "0.1", "1~rc1-1", "1",
-        "1-0.1",  "1-1", "1-1+b1", "1-01.1", "1-2", "1a",      "1+",
-        "1+dfsg", "1.2", "1.02a",  "1.10",   "2:0", "10:0",    "99999999999999999999:1"};
-    for (std::size_t i = 0; i < std::size(ascending); ++i) {
-        for (std::size_t j = 0; j < std::size(ascending); ++j) {
-            const int expected = i < j ? -1 : static_cast<int>(i > j);
-            const int found = compareVersions(ascending[i], ascending[j]);
-            EXPECT_EQ((found > 0) - (found < 0), expected) << ascending[i] << " and " << ascending[j];
-        }
-    }
-    EXPECT_EQ(compareVersions("1.0", "0:1.00-0"), 0);
 }
 
 TEST(ShlibsFile, PrefersItsTypeThenTheFirstLine) {

@@ -140,7 +140,7 @@ std::size_t rankOf(std::string_view sign) noexcept {
     return static_cast<std::size_t>(std::find(order.begin(), order.end(), sign) - order.begin());
 }
 
-int compare(const Relation& a, const Relation& b) noexcept {
+int compare(const Relation& a, const Relation& b) {
     if (const int difference = a.package.compare(b.package); difference != 0) {
         return difference;
     }
@@ -198,7 +198,7 @@ std::string formatRelation(const Alternatives& alternatives) {
     return text;
 }
 
-bool comesBefore(const Alternatives& a, const Alternatives& b) noexcept {
+bool comesBefore(const Alternatives& a, const Alternatives& b) {
     for (std::size_t i = 0; i < std::min(a.size(), b.size()); ++i) {
         if (const int difference = compare(a[i], b[i]); difference != 0) {
             return difference < 0;

@@ -28,8 +28,8 @@ std::vector<Alternatives> parseRelations(std::string_view text, const std::strin
 std::string formatRelation(const Alternatives& alternatives);
 
 /// The order of dpkg-shlibdeps(1): by package, then sign (none, >=, >>, =, <<, <=), then version, alternative by
-/// alternative.
-bool comesBefore(const Alternatives& a, const Alternatives& b) noexcept;
+/// alternative. Throws as compareVersions().
+bool comesBefore(const Alternatives& a, const Alternatives& b);
 
 /// Whether a source package that is built for the architecture, with no build profile, has the relation at all.
 bool concerns(const Relation& relation, std::string_view architecture);

@@ -4,11 +4,11 @@
 
 namespace bex::shlibs {
 
-/// Less than, equal to or greater than 0 as `a` is older than, as old as or newer than `b`: deb-version(7).
-int compareVersions(std::string_view a, std::string_view b) noexcept;
+/// Whether the text is a version that stream::Version takes.
+bool isVersion(std::string_view text);
 
-/// Whether the text can stand as a version: a digit first after the epoch, nothing but letters, digits and . + ~ -
-/// :
-bool isVersion(std::string_view text) noexcept;
+/// Less than, equal to or greater than 0 as version `a` is older than, as old as or newer than `b`. Throws
+/// stream::StreamError (`invalidInput`) for a text that is not a version.
+int compareVersions(std::string_view a, std::string_view b);
 
 }  // namespace bex::shlibs

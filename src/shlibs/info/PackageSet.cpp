@@ -57,6 +57,10 @@ void PackageSet::add(const std::string& path, const stream::ReadOptions& reading
     const stream::PackageReader reader(path, reading);
     Package package{valueOf(reader.control(), "Package"), valueOf(reader.control(), "Architecture"),
                     valueOf(reader.control(), "Version"), nullptr};
+    if (!isVersion(package.version)) {
+        throw damaged(path,
+                      "its Version is \"" + stream::escapeForDisplay(package.version) + "\", which is no version");
+    }
     package.info =
         std::make_unique<PackageInfo>(package.name + ":" + package.architecture, memberOf(reader, "symbols", path),
                                       memberOf(reader, "shlibs", path));

@@ -107,7 +107,7 @@ std::string SourcePackage::builtWith(const std::string& package, const std::stri
     for (const Alternatives& alternatives : *buildDependencies_) {
         for (const Relation& relation : alternatives) {
             if (relation.package == package && (relation.sign == ">=" || relation.sign == ">>") &&
-                concerns(relation, architecture) &&
+                concerns(relation, architecture) && isVersion(relation.version) &&
                 (newest.empty() || compareVersions(relation.version, newest) > 0)) {
                 newest = relation.version;
             }

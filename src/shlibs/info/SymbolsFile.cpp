@@ -209,8 +209,9 @@ void SymbolsFile::readSymbol(std::string_view line, std::size_t number, LibraryS
         notes_.push_back(damaged(where_, "is not a line of a symbols file", number).what());
         return;
     }
-    if (!isVersion(found.version)) {
-        throw damaged(where_, "\"" + stream::escapeForDisplay(found.version) + "\" is not a version", number);
+    const auto [version, isNew] = into.versions.try_emplace(found.version, false);
+    if (isNew && !isVersion(found.version)) {
+        throw damaged(where_, "\"" + stream::escapeForDisplay(found.version) + "\" is no version", number);
     }
     if (!isFor(found.tags, architecture_)) {
         return;
@@ -233,6 +234,10 @@ void SymbolsFile::readSymbol(std::string_view line, std::size_t number, LibraryS
         return;
     }
     into.lines[line.substr(at, found.symbol.size())] = value;
+    if (version->second) {
+        return;
+    }
+    version->second = true;
     // The lowest version of any symbol is what the library is needed in at least, whatever is used of it.
     if (into.smallest.empty() || compareVersions(found.version, into.smallest) < 0) {
         into.smallest = found.version;

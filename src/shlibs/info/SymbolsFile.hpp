@@ -37,6 +37,8 @@ struct LibrarySymbols {
     std::unordered_map<std::string_view, Line> lines;
     SymbolPatterns patterns;
     std::vector<Line> patternLines;  ///< by the number that `patterns` gives
+    /// The versions of all lines, few of which differ, and whether `smallest` takes each into account.
+    std::unordered_map<std::string_view, bool> versions;
 };
 
 /// A symbols file: deb-symbols(5), with tags and patterns as deb-src-symbols(5) has them. A library's part is read
