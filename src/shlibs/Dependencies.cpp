@@ -17,6 +17,7 @@
 #include "shlibs/base/Failure.hpp"
 #include "shlibs/base/TextFile.hpp"
 #include "shlibs/info/Soname.hpp"
+#include "stream/base/Text.hpp"
 
 namespace bex::shlibs {
 
@@ -30,13 +31,11 @@ std::string messageOf(const Missing& missing, const std::string& architecture) {
     if (!missing.path.empty()) {
         return head + "for which no package gives a dependency; it is " + escapeForDisplay(missing.path);
     }
-    std::string text = head + "which is in none of ";
-    const char* separator = "";
+    std::string places;
     for (const std::string& place : missing.searched) {
-        text += separator + escapeForDisplay(place);
-        separator = ", ";
+        stream::appendPart(places, ", ", escapeForDisplay(place));
     }
-    return text;
+    return head + "which is in none of " + places;
 }
 
 /// One search for the dependencies of a request.
@@ -56,9 +55,12 @@ public:
                                         ", not for " + report_.architecture);
                 continue;
             }
-            // Moved out before it is examined: the symbols of one file at a time are in memory.
-            const ElfFile file = subject.contents ? std::move(*subject.contents) : readFile(subject);
-            examine(subject, file);
+            // Dropped once it is examined: the symbols of one file at a time are in memory.
+            if (!subject.contents) {
+                subject.contents = readFile(subject);
+            }
+            examine(subject, *subject.contents);
+            subject.contents.reset();
         }
         raiseByBuildDependencies();
         needs_.report(report_);
@@ -83,9 +85,12 @@ private:
         for (const Subject& subject : subjects.files) {
             examples.emplace(architectureOf(subject.machine), subject.name);
         }
-        std::string chosen = request_.architecture.empty() ? subjects.architecture : request_.architecture;
+        std::string chosen(stream::orIfEmpty(request_.architecture, subjects.architecture));
+        if (chosen.empty() && examples.size() == 1) {
+            chosen = examples.begin()->first;
+        }
         if (chosen.empty()) {
-            chosen = examples.size() == 1 ? examples.begin()->first : resolver_.architecture();
+            chosen = resolver_.architecture();
         }
         if (!examples.empty() && examples.count(chosen) == 0) {
             throw StreamError(ErrorKind::invalidInput, noneFor(chosen, examples));
@@ -95,16 +100,14 @@ private:
 
     static std::string noneFor(const std::string& architecture,
                                const std::map<std::string, std::string>& examples) {
-        std::string text = "the files are for several architectures";
-        if (!architecture.empty()) {
-            text = "no file is for " + escapeForDisplay(architecture);
-        }
-        const char* separator = ": ";
+        std::string list;
         for (const auto& [other, name] : examples) {
-            text += separator + escapeForDisplay(name) + " is for " + other;
-            separator = ", ";
+            stream::appendPart(list, ", ", escapeForDisplay(name) + " is for " + other);
         }
-        return text;
+        if (architecture.empty()) {
+            return "the files are for several architectures: " + list;
+        }
+        return "no file is for " + escapeForDisplay(architecture) + ": " + list;
     }
 
     void examine(const Subject& subject, const ElfFile& file) {
@@ -142,15 +145,23 @@ private:
         });
     }
 
+    std::vector<std::string> searchedFor(const Subject& subject, const ElfFile& file) const {
+        if (!request_.from.empty()) {
+            return request_.from;
+        }
+        std::vector<std::string> directories = resolver_.directoriesFor(subject, file);
+        for (std::string& directory : directories) {
+            directory.insert(0, request_.sysroot);
+        }
+        return directories;
+    }
+
     /// A public library without a provider is missing; a plugin may well come from nowhere.
     void tellMissing(const std::string& library, const Resolution& resolution, const Subject& subject,
                      const ElfFile& file) {
         Missing missing{subject.name, library, resolution.path, {}, {}, {}};
         if (!resolution.found) {
-            missing.searched = request_.from.empty() ? resolver_.directoriesFor(subject, file) : request_.from;
-            for (std::string& directory : missing.searched) {
-                directory.insert(0, request_.from.empty() ? request_.sysroot : "");
-            }
+            missing.searched = searchedFor(subject, file);
             missing.hint = resolver_.hintFor(library, subject);
         }
         missing.message = messageOf(missing, report_.architecture);
@@ -164,10 +175,14 @@ private:
     /// A package that was built with a newer version of a -dev package may use what only that version promises.
     void raiseByBuildDependencies() {
         for (const LibrarySymbols* symbols : used_) {
-            const auto several = symbols->fields.find("Build-Depends-Packages");
-            const auto one = symbols->fields.find("Build-Depends-Package");
-            const auto field = several != symbols->fields.end() ? several : one;
-            std::string names = field != symbols->fields.end() ? field->second : "";
+            auto field = symbols->fields.find("Build-Depends-Packages");
+            if (field == symbols->fields.end()) {
+                field = symbols->fields.find("Build-Depends-Package");
+            }
+            if (field == symbols->fields.end()) {
+                continue;
+            }
+            std::string names = field->second;
             std::replace(names.begin(), names.end(), ',', ' ');
             std::string_view rest = names;
             for (std::string_view name = nextWord(rest); !name.empty(); name = nextWord(rest)) {

@@ -36,6 +36,14 @@ std::string headerOf(const std::string& path) {
     return header;
 }
 
+std::string temporaryDirectory() {
+    const char* directory = std::getenv("TMPDIR");
+    if (directory == nullptr || *directory == '\0') {
+        return "/tmp";
+    }
+    return directory;
+}
+
 std::string absolute(const std::string& path) {
     std::error_code failure;
     return fs::absolute(path, failure).lexically_normal().string();
@@ -140,7 +148,7 @@ public:
         }
         const std::string* architecture = reader_.control().find("Architecture");
         if (architecture == nullptr || *architecture == "all") {
-            return "";
+            return {};
         }
         return *architecture;
     }
@@ -192,9 +200,7 @@ private:
     }
 
     static Descriptor unnamedFile() {
-        const char* directory = std::getenv("TMPDIR");
-        std::string name =
-            std::string(directory != nullptr && *directory != '\0' ? directory : "/tmp") + "/bex-XXXXXX";
+        std::string name = temporaryDirectory() + "/bex-XXXXXX";
         Descriptor file(mkostemp(name.data(), O_CLOEXEC));
         if (!file) {
             throw systemFailure(name, errno);

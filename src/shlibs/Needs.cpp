@@ -8,6 +8,7 @@
 #include "shlibs/base/Relation.hpp"
 #include "shlibs/base/TextFile.hpp"
 #include "shlibs/base/Version.hpp"
+#include "stream/base/Text.hpp"
 
 namespace bex::shlibs {
 
@@ -36,7 +37,10 @@ bool isNewer(const std::string& version, const std::string& than) {
 }
 
 std::string filledIn(std::string text, const std::string& version) {
-    const std::string value = asksForNothing(version) ? "" : "(>= " + version + ")";
+    std::string value;
+    if (!asksForNothing(version)) {
+        value = "(>= " + version + ")";
+    }
     for (std::size_t at = text.find(kPlaceholder); at != std::string::npos;
          at = text.find(kPlaceholder, at + value.size())) {
         text.replace(at, kPlaceholder.size(), value);
@@ -81,7 +85,7 @@ void Needs::raise(std::string_view dependencyTemplate, const std::string& versio
 void Needs::report(Report& report) const {
     std::vector<std::pair<Alternatives, Reason>> found;
     for (const auto& [dependencyTemplate, reason] : reasons_) {
-        const std::string where = reason.package.empty() ? reason.library : reason.package;
+        const std::string where(stream::orIfEmpty(reason.package, reason.library));
         for (Alternatives& alternatives : parseRelations(filledIn(dependencyTemplate, reason.version), where)) {
             requireVersions(alternatives, where);
             found.emplace_back(std::move(alternatives), reason);

@@ -25,10 +25,18 @@ std::string parentOf(const std::string& path) {
 }
 
 std::string admindirOf(const Request& request) {
-    if (request.admindir.empty()) {
-        return request.sysroot + "/var/lib/dpkg";
+    if (!request.admindir.empty()) {
+        return request.admindir;
     }
-    return request.admindir;
+    return request.sysroot + "/var/lib/dpkg";
+}
+
+/// With packages in its place, the database is not asked.
+std::string nativeArchitectureOf(const Request& request, const DpkgDatabase& database) {
+    if (!request.from.empty()) {
+        return {};
+    }
+    return database.nativeArchitecture();
 }
 
 /// /lib and /usr/lib are one directory on merged systems, and dpkg knows files by either name.
@@ -58,7 +66,7 @@ Resolver::Resolver(const Request& request, std::vector<std::string>& notes)
       database_(admindirOf(request), request.sysroot + "/etc/dpkg"),
       system_(request.sysroot),
       disk_(""),
-      search_(request.sysroot, request.from.empty() ? database_.nativeArchitecture() : "") {
+      search_(request.sysroot, nativeArchitectureOf(request, database_)) {
     if (!request.from.empty()) {
         packages_.emplace(request.from, request.reading);
     }
@@ -105,7 +113,7 @@ std::string Resolver::hintFor(const std::string& library, const Subject& subject
         }
     }
     if (directory.empty()) {
-        return "";
+        return {};
     }
     return "--libdir " + stream::escapeForDisplay(directory) + " has a file of that name";
 }
@@ -180,16 +188,16 @@ void Resolver::describeBy(PackageInfo& info, const std::string& library, Resolut
         resolution.sources.push_back({info.name(), symbols, {}});
         return;
     }
-    std::optional<std::string> dependency = overrideOf("shlibs.override", library);
-    const bool overridden = dependency.has_value();
-    if (!dependency) {
-        dependency = info.dependencyOf(library, notes_);
+    if (const auto dependency = overrideOf("shlibs.override", library)) {
+        resolution.sources.push_back({"", nullptr, *dependency});
+        return;
     }
+    std::optional<std::string> dependency = info.dependencyOf(library, notes_);
     if (!dependency) {
         dependency = overrideOf("shlibs.default", library);
     }
     if (dependency) {
-        resolution.sources.push_back({overridden ? "" : info.name(), nullptr, *dependency});
+        resolution.sources.push_back({info.name(), nullptr, *dependency});
     }
 }
 
@@ -226,8 +234,9 @@ Resolution Resolver::describe(const std::string& library, const Place& place) {
     std::string tree = place.tree;
     if (place.kind == Place::Kind::system) {
         // A file of no package may lie in the tree of one that is being built.
-        const bool owned = describeByOwners(library, resolution);
-        tree = owned ? "" : SourcePackage::treeAround(request_.sysroot + place.path);
+        if (!describeByOwners(library, resolution)) {
+            tree = SourcePackage::treeAround(request_.sysroot + place.path);
+        }
     }
     if (!tree.empty() || resolution.sources.empty()) {
         describeBy(source_.infoOf(tree), library, resolution);

@@ -1,5 +1,6 @@
 #include "verbs/BuildDependencies.hpp"
 
+#include <algorithm>
 #include <string_view>
 #include <utility>
 
@@ -17,14 +18,12 @@ constexpr const char* kRelationFields[] = {"Depends", "Pre-Depends", "Recommends
 std::vector<std::string> relationsOf(std::string_view value) {
     constexpr const char* blanks = " \t\n";
     std::vector<std::string> relations;
-    while (!value.empty()) {
-        const std::string_view part = value.substr(0, value.find(','));
-        value.remove_prefix(part.size() < value.size() ? part.size() + 1 : part.size());
+    stream::forEachPart(value, ',', [&](std::string_view part) {
         const std::size_t begin = part.find_first_not_of(blanks);
         if (begin != std::string_view::npos) {
             relations.emplace_back(part.substr(begin, part.find_last_not_of(blanks) + 1 - begin));
         }
-    }
+    });
     return relations;
 }
 
@@ -67,21 +66,14 @@ void replaceVariable(stream::ControlParagraph& control, const std::string& depen
 }  // namespace
 
 std::string withVariable(const std::string& field, const std::string& value) {
-    if (field != "Depends") {
+    std::vector<std::string> relations = relationsOf(value);
+    if (field != "Depends" || std::count(relations.begin(), relations.end(), "auto") == 0) {
         return value;
     }
+    std::replace(relations.begin(), relations.end(), std::string("auto"), std::string(kVariable));
     std::string result;
-    bool found = false;
-    for (const auto& relation : relationsOf(value)) {
-        if (relation == "auto") {
-            found = true;
-            stream::appendPart(result, ", ", kVariable);
-        } else {
-            stream::appendPart(result, ", ", relation);
-        }
-    }
-    if (!found) {
-        return value;
+    for (const auto& relation : relations) {
+        stream::appendPart(result, ", ", relation);
     }
     return result;
 }
@@ -102,7 +94,10 @@ ExitStatus fillDependencies(const std::vector<shlibs::PackagedFile>& payload, sh
     }
     search.payload = payload;
     const std::string* architecture = control.find("Architecture");
-    search.architecture = architecture != nullptr && *architecture != "all" ? *architecture : "";
+    search.architecture.clear();
+    if (architecture != nullptr && *architecture != "all") {
+        search.architecture = *architecture;
+    }
     const shlibs::Report report = findDependencies(std::move(search), context);
     replaceVariable(control, report.field());
     return reportMissing(report, context);

@@ -31,10 +31,9 @@ void fillDebugPackage(const stream::ControlParagraph& control, const StrippedFil
         writer.addFile(file, debugPathOf(id));
     }
     writer.addSymlink(name, "usr/share/doc/" + name + suffix);  // Changelog and copyright are the package's.
-    const std::string source = valueOf(control, "Source");
     stream::ControlParagraph& debug = writer.control();
     debug.set("Package", name + suffix);
-    debug.set("Source", source.empty() ? name : source);
+    debug.set("Source", stream::orIfEmpty(valueOf(control, "Source"), name));
     debug.set("Version", valueOf(control, "Version"));
     debug.set("Auto-Built-Package", "debug-symbols");
     debug.set("Architecture", valueOf(control, "Architecture"));

@@ -9,9 +9,11 @@
 #include <cstdlib>
 #include <memory>
 #include <string_view>
+#include <utility>
 
 #include "bex/stream/Escape.hpp"
 #include "output/Failure.hpp"
+#include "stream/base/Text.hpp"
 
 extern char** environ;
 
@@ -33,16 +35,17 @@ std::string said(std::FILE* file) {
 
 std::string findProgram(const std::string& name) {
     const char* path = std::getenv("PATH");
-    std::string_view rest = path != nullptr ? path : "/usr/bin:/bin";
-    while (!rest.empty()) {
-        const std::string_view directory = rest.substr(0, rest.find(':'));
-        rest.remove_prefix(directory.size() < rest.size() ? directory.size() + 1 : directory.size());
-        std::string program = std::string(directory) + "/" + name;
-        if (access(program.c_str(), X_OK) == 0) {
-            return program;
-        }
+    if (path == nullptr) {
+        path = "/usr/bin:/bin";
     }
-    return {};
+    std::string found;
+    stream::forEachPart(path, ':', [&](std::string_view directory) {
+        std::string program = std::string(directory) + "/" + name;
+        if (found.empty() && !directory.empty() && access(program.c_str(), X_OK) == 0) {
+            found = std::move(program);
+        }
+    });
+    return found;
 }
 
 void runProgram(const std::vector<std::string>& command) {

@@ -34,7 +34,7 @@ ElfSummary summarize(const std::string& path) {
 /// binutils' or llvm's program for files of that machine.
 std::string programFor(const std::string& name, std::string multiarch) {
     if (multiarch == "i386-linux-gnu") {
-        multiarch = "i686-linux-gnu";  // the triplet of its tools
+        multiarch = "i686-linux-gnu";  // as binutils' packages name it
     }
     for (const std::string& candidate : {multiarch + "-" + name, "llvm-" + name, name}) {
         if (std::string program = findProgram(candidate); !program.empty()) {

@@ -48,12 +48,12 @@ constexpr std::array<Known, 22> kKnown{{
 }};
 
 const Known* known(std::string_view name) noexcept {
-    const auto* found =
-        std::find_if(kKnown.begin(), kKnown.end(), [&](const Known& one) { return one.name == name; });
-    if (found == kKnown.end()) {
-        return nullptr;
+    for (const Known& one : kKnown) {
+        if (one.name == name) {
+            return &one;
+        }
     }
-    return found;
+    return nullptr;
 }
 
 }  // namespace
@@ -77,8 +77,8 @@ std::string architectureOf(const Machine& machine) {
             return std::string(one.name);
         }
     }
-    return std::string(machine.elfClass == ELFCLASS64 ? "64" : "32") + "-bit ELF machine " +
-           std::to_string(machine.number);
+    const unsigned bits = machine.elfClass == ELFCLASS64 ? 64 : 32;
+    return std::to_string(bits) + "-bit ELF machine " + std::to_string(machine.number);
 }
 
 std::string_view multiarchOf(std::string_view architecture) noexcept {

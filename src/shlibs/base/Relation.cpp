@@ -7,6 +7,7 @@
 #include "shlibs/base/Failure.hpp"
 #include "shlibs/base/TextFile.hpp"
 #include "shlibs/base/Version.hpp"
+#include "stream/base/Text.hpp"
 
 namespace bex::shlibs {
 
@@ -55,11 +56,11 @@ private:
 
     bool take(char wanted) {
         skipSpace();
-        const bool there = !rest_.empty() && rest_.front() == wanted;
-        if (there) {
-            rest_.remove_prefix(1);
+        if (rest_.empty() || rest_.front() != wanted) {
+            return false;
         }
-        return there;
+        rest_.remove_prefix(1);
+        return true;
     }
 
     std::string_view until(std::string_view ends) {
@@ -193,7 +194,7 @@ std::vector<Alternatives> parseRelations(std::string_view text, const std::strin
 std::string formatRelation(const Alternatives& alternatives) {
     std::string text;
     for (const Relation& relation : alternatives) {
-        text += (text.empty() ? "" : " | ") + formatOne(relation);
+        stream::appendPart(text, " | ", formatOne(relation));
     }
     return text;
 }
@@ -211,7 +212,10 @@ bool concerns(std::string_view architectures, std::string_view architecture) {
     bool negated = false;
     for (std::string_view word = nextWord(architectures); !word.empty(); word = nextWord(architectures)) {
         negated = word.front() == '!';
-        if (matches(word.substr(negated ? 1 : 0), architecture)) {
+        if (negated) {
+            word.remove_prefix(1);
+        }
+        if (matches(word, architecture)) {
             return !negated;
         }
     }

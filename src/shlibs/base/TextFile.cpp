@@ -67,7 +67,10 @@ bool endsWith(std::string_view text, std::string_view end) noexcept {
 std::vector<std::string> namesIn(const std::string& directory) {
     const std::unique_ptr<DIR, int (*)(DIR*)> handle(opendir(directory.c_str()), closedir);
     std::vector<std::string> names;
-    while (const dirent* item = handle != nullptr ? readdir(handle.get()) : nullptr) {
+    if (handle == nullptr) {
+        return names;
+    }
+    while (const dirent* item = readdir(handle.get())) {
         names.emplace_back(item->d_name);
     }
     std::sort(names.begin(), names.end());

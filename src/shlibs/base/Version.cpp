@@ -18,7 +18,10 @@ bool isVersion(std::string_view text) {
 
 /// Most versions that are compared are the same text: the lines of a symbols file have few different ones.
 int compareVersions(std::string_view a, std::string_view b) {
-    return a == b ? 0 : Version::parse(a).compare(Version::parse(b));
+    if (a == b) {
+        return 0;
+    }
+    return Version::parse(a).compare(Version::parse(b));
 }
 
 }  // namespace bex::shlibs

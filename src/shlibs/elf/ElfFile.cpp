@@ -9,6 +9,7 @@
 
 #include "shlibs/base/Failure.hpp"
 #include "shlibs/elf/ElfImage.hpp"
+#include "stream/base/Text.hpp"
 
 namespace bex::shlibs {
 
@@ -101,8 +102,10 @@ private:
     }
 
     std::string_view nameAt(std::uint64_t offset) const {
-        const void* end =
-            offset < names_.size ? std::memchr(names_.data + offset, '\0', names_.size - offset) : nullptr;
+        const void* end = nullptr;
+        if (offset < names_.size) {
+            end = std::memchr(names_.data + offset, '\0', names_.size - offset);
+        }
         if (end == nullptr) {
             throw damaged(image_.name(), "a name lies outside the table of names");
         }
@@ -121,13 +124,13 @@ private:
                 file.soname = nameAt(entry.d_un.d_val);
             }
         }
-        const std::optional<std::uint64_t> runPath = value(DT_RUNPATH);
-        const std::optional<std::uint64_t> path = runPath ? runPath : value(DT_RPATH);
-        std::string_view rest = path ? nameAt(*path) : std::string_view();
-        while (!rest.empty()) {
-            const std::size_t colon = std::min(rest.find(':'), rest.size());
-            file.searchPath.emplace_back(rest.substr(0, colon));
-            rest.remove_prefix(std::min(colon + 1, rest.size()));
+        std::optional<std::uint64_t> path = value(DT_RUNPATH);
+        if (!path) {
+            path = value(DT_RPATH);
+        }
+        if (path) {
+            stream::forEachPart(nameAt(*path), ':',
+                                [&](std::string_view directory) { file.searchPath.emplace_back(directory); });
         }
     }
 
@@ -137,7 +140,7 @@ private:
         const Chunk head = image_.allAt(address, 16, "the hash table");
         const std::uint64_t buckets = image_.word(head.data);
         const std::uint64_t first = image_.word(head.data + 4);
-        const std::uint64_t filter = std::uint64_t{image_.word(head.data + 8)} * (image_.is64() ? 8 : 4);
+        const std::uint64_t filter = std::uint64_t{image_.word(head.data + 8)} * image_.addressBytes();
         const std::uint64_t bucketsAt = address + 16 + filter;
         const Chunk table = image_.allAt(bucketsAt, buckets * 4, "the hash table");
         std::uint64_t last = 0;
@@ -173,19 +176,23 @@ private:
         }
         const Chunk chunk = image_.allAt(*table, size, "a table of relocations");
         for (std::size_t at = 0; at + entryBytes <= chunk.size; at += entryBytes) {
-            const unsigned char* info = chunk.data + at + (image_.is64() ? 8 : 4);
-            const std::uint64_t both = image_.is64() ? image_.doubleWord(info) : image_.word(info);
-            visit(both >> (image_.is64() ? 32U : 8U), both & (image_.is64() ? 0xffffffffU : 0xffU));
+            const unsigned char* info = chunk.data + at + image_.addressBytes();
+            if (image_.is64()) {
+                visit(image_.doubleWord(info) >> 32U, image_.doubleWord(info) & 0xffffffffU);
+            } else {
+                visit(image_.word(info) >> 8U, image_.word(info) & 0xffU);
+            }
         }
     }
 
     template <typename Visit>
     void forEachRelocation(Visit visit) const {
-        const std::size_t word = image_.is64() ? 8 : 4;
-        const std::size_t jumpBytes = value(DT_PLTREL).value_or(DT_RELA) == DT_REL ? 2 * word : 3 * word;
-        forEachRelocation(DT_RELA, DT_RELASZ, 3 * word, visit);
-        forEachRelocation(DT_REL, DT_RELSZ, 2 * word, visit);
-        forEachRelocation(DT_JMPREL, DT_PLTRELSZ, jumpBytes, visit);
+        const std::size_t relBytes = 2 * image_.addressBytes();
+        const std::size_t relaBytes = 3 * image_.addressBytes();
+        const bool jumpsAreRel = value(DT_PLTREL).value_or(DT_RELA) == DT_REL;
+        forEachRelocation(DT_RELA, DT_RELASZ, relaBytes, visit);
+        forEachRelocation(DT_REL, DT_RELSZ, relBytes, visit);
+        forEachRelocation(DT_JMPREL, DT_PLTRELSZ, jumpsAreRel ? relBytes : relaBytes, visit);
     }
 
     std::uint64_t countByRelocations() const {
@@ -218,8 +225,11 @@ private:
         if (const std::optional<std::uint64_t> hash = value(DT_HASH)) {
             return image_.word(image_.allAt(*hash, 8, "the hash table").data + 4);
         }
-        const std::optional<std::uint64_t> gnuHash = value(DT_GNU_HASH);
-        return std::max(gnuHash ? countByGnuHash(*gnuHash) : 0, countByRelocations());
+        std::uint64_t count = countByRelocations();
+        if (const std::optional<std::uint64_t> hash = value(DT_GNU_HASH)) {
+            count = std::max(count, countByGnuHash(*hash));
+        }
+        return count;
     }
 
     void readSymbols(std::uint64_t table, NameList& undefined) {
@@ -230,9 +240,10 @@ private:
         }
         readVersions();
         const std::optional<std::uint64_t> indexTable = value(DT_VERSYM);
-        const Chunk indices = indexTable && count > 0
-                                  ? image_.allAt(*indexTable, count * 2, "the table of symbol versions")
-                                  : Chunk{};
+        Chunk indices;
+        if (indexTable && count > 0) {
+            indices = image_.allAt(*indexTable, count * 2, "the table of symbol versions");
+        }
         const std::vector<GElf_Sym> symbols = image_.symbols(table, count);
         const std::unordered_set<std::uint64_t> copied = copiedSymbols();
         for (std::size_t i = 1; i < symbols.size(); ++i) {
@@ -240,10 +251,21 @@ private:
             if (isOurs || symbols[i].st_name == 0) {
                 continue;
             }
-            const unsigned index = indices.size > 0 ? image_.half(indices.data + i * 2) & kVersionMask : 0;
-            const auto version = index >= kFirstVersion ? versions_.find(index) : versions_.end();
-            undefined.add(nameAt(symbols[i].st_name), version != versions_.end() ? version->second : kUnversioned);
+            undefined.add(nameAt(symbols[i].st_name), versionOf(i, indices));
         }
+    }
+
+    /// Of the symbol of that number, by the table of indices, which may be empty.
+    std::string_view versionOf(std::size_t symbol, const Chunk& indices) const {
+        if (indices.size == 0) {
+            return kUnversioned;
+        }
+        const unsigned index = image_.half(indices.data + symbol * 2) & kVersionMask;
+        const auto version = versions_.find(index);
+        if (index < kFirstVersion || version == versions_.end()) {
+            return kUnversioned;
+        }
+        return version->second;
     }
 
     /// Each needed library has a list of versions: both kinds of record hold the distance to the next of its kind,
@@ -311,7 +333,8 @@ std::optional<Machine> machineOf(std::string_view header) noexcept {
     const auto load = [&](std::size_t at, std::size_t size) {
         std::uint32_t value = 0;
         for (std::size_t i = 0; i < size; ++i) {
-            const std::size_t place = machine.byteOrder == ELFDATA2MSB ? at + i : at + size - 1 - i;
+            const bool bigEndian = machine.byteOrder == ELFDATA2MSB;
+            const std::size_t place = bigEndian ? at + i : at + size - 1 - i;
             value = value << 8U | static_cast<unsigned char>(header[place]);
         }
         return value;

@@ -19,7 +19,10 @@ constexpr std::size_t kMaximumSegments = 4096;
 
 std::string libelfReason() {
     const char* text = elf_errmsg(-1);
-    return text != nullptr ? text : "unknown error";
+    if (text == nullptr) {
+        return "unknown error";
+    }
+    return text;
 }
 
 bool startLibelf() {
@@ -42,8 +45,10 @@ ElfImage::ElfImage(int descriptor, std::string name) : name_(std::move(name)) {
 }
 
 ElfImage::ElfImage(std::string_view image, std::string name) : name_(std::move(name)), fileBytes_(image.size()) {
-    // libelf only reads images that it was given for reading.
-    elf_.reset(startLibelf() ? elf_memory(const_cast<char*>(image.data()), image.size()) : nullptr);
+    if (startLibelf()) {
+        // libelf only reads images that it was given for reading.
+        elf_.reset(elf_memory(const_cast<char*>(image.data()), image.size()));
+    }
     readHeaders();
 }
 
@@ -98,7 +103,8 @@ bool ElfImage::hasInterpreter() const noexcept {
 }
 
 std::string ElfImage::buildId() const {
-    constexpr std::string_view owner("GNU", 4);
+    static constexpr char kOwner[] = "GNU";  // its NUL is part of the name
+    constexpr std::string_view owner(kOwner, sizeof kOwner);
     for (const GElf_Phdr& segment : segments_) {
         if (segment.p_type != PT_NOTE || segment.p_filesz == 0) {
             continue;
@@ -178,8 +184,11 @@ Chunk ElfImage::at(std::uint64_t address, std::uint64_t size, const char* what) 
         }
         // The segment may promise more bytes than the file has: callers get those that are there.
         const std::uint64_t wanted = std::min({size, segment.p_filesz - inSegment, fileBytes_ - offset});
-        const Elf_Data* data = wanted > 0 ? raw(offset, wanted, ELF_T_BYTE, what) : nullptr;
-        return data == nullptr ? Chunk{} : Chunk{static_cast<const unsigned char*>(data->d_buf), data->d_size};
+        if (wanted == 0) {
+            return {};
+        }
+        const Elf_Data* data = raw(offset, wanted, ELF_T_BYTE, what);
+        return {static_cast<const unsigned char*>(data->d_buf), data->d_size};
     }
     throw damaged(name_, std::string(what) + " lies outside the file");
 }
@@ -196,13 +205,14 @@ std::vector<GElf_Sym> ElfImage::symbols(std::uint64_t address, std::size_t count
     const std::size_t each = symbolBytes();
     const Chunk chunk = allAt(address, std::uint64_t{count} * each, "the table of symbols");
     // allAt() has compared the count with the file, so that this memory stays in proportion to the file.
-    std::vector<GElf_Sym> symbols(count);
-    for (std::size_t i = 0; i < count; ++i) {
+    // st_name is the first word of both classes; st_info and st_shndx come after address and size in 32 bits.
+    const std::size_t infoAt = is64() ? 4 : 12;
+    std::vector<GElf_Sym> symbols(chunk.size / each);
+    for (std::size_t i = 0; i < symbols.size(); ++i) {
         const unsigned char* bytes = chunk.data + i * each;
-        // st_name is the first word of both classes; st_info and st_shndx lie after address and size in 32 bits.
         symbols[i].st_name = word(bytes);
-        symbols[i].st_info = bytes[is64() ? 4 : 12];
-        symbols[i].st_shndx = half(bytes + (is64() ? 6 : 14));
+        symbols[i].st_info = bytes[infoAt];
+        symbols[i].st_shndx = half(bytes + infoAt + 2);
     }
     return symbols;
 }

@@ -57,6 +57,8 @@ public:
     std::uint32_t word(const unsigned char* bytes) const noexcept;
     std::uint64_t doubleWord(const unsigned char* bytes) const noexcept;
     bool is64() const noexcept { return machine_.elfClass == ELFCLASS64; }
+    /// Bytes of an address: 8 or 4.
+    std::size_t addressBytes() const noexcept { return is64() ? 8 : 4; }
     std::size_t symbolBytes() const noexcept { return is64() ? sizeof(Elf64_Sym) : sizeof(Elf32_Sym); }
 
 private:

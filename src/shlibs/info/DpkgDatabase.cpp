@@ -103,26 +103,32 @@ std::vector<std::string> DpkgDatabase::ownersOf(const std::string& name, Lists l
 PackageInfo& DpkgDatabase::info(const std::string& package, const std::string& architecture) {
     std::unique_ptr<PackageInfo>& place = infos_[package];
     if (place == nullptr) {
-        std::optional<NamedText> symbols;
-        for (const std::string& name : {package, withoutArchitecture(package)}) {
-            for (const std::string& end : {"." + architecture, std::string()}) {
-                symbols = symbols ? std::move(symbols)
-                                  : readNamedText(overrides_ + "/symbols/" + name + ".symbols" + end);
-            }
-        }
-        const std::string own = admindir_ + "/info/" + package;
-        place =
-            std::make_unique<PackageInfo>(package, symbols ? std::move(symbols) : readNamedText(own + ".symbols"),
-                                          readNamedText(own + ".shlibs"));
+        place = std::make_unique<PackageInfo>(package, readSymbols(package, architecture),
+                                              readNamedText(admindir_ + "/info/" + package + ".shlibs"));
     }
     return *place;
+}
+
+std::optional<NamedText> DpkgDatabase::readSymbols(const std::string& package,
+                                                   const std::string& architecture) const {
+    for (const std::string& name : {package, withoutArchitecture(package)}) {
+        for (const std::string& end : {"." + architecture, std::string()}) {
+            if (auto symbols = readNamedText(overrides_ + "/symbols/" + name + ".symbols" + end)) {
+                return symbols;
+            }
+        }
+    }
+    return readNamedText(admindir_ + "/info/" + package + ".symbols");
 }
 
 std::string DpkgDatabase::nativeArchitecture() const {
     const std::string text = "\n" + readTextFile(admindir_ + "/status").value_or("");
     const std::size_t begin = text.find("\nPackage: dpkg\n");
     constexpr std::string_view field = "\nArchitecture: ";
-    const std::size_t at = begin != std::string::npos ? text.find(field, begin) : std::string::npos;
+    if (begin == std::string::npos) {
+        return {};
+    }
+    const std::size_t at = text.find(field, begin);
     if (at == std::string::npos || at > text.find("\n\n", begin)) {
         return {};
     }

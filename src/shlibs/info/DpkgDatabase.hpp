@@ -22,9 +22,9 @@ public:
 
     /// Which packages' lists of files are searched.
     enum class Lists {
-        ofLibraries,
+        ofLibraries,  ///< of packages with a symbols or shlibs file
         others
-    };  ///< those of packages with a symbols or shlibs file, and those without
+    };
 
     /// The packages that the file of that name belongs to. Where one has diverted the name, the file is that
     /// one's.
@@ -46,6 +46,7 @@ private:
     void readList(const std::string& package, Owners& owners) const;
     std::vector<std::string> withoutDiverted(const std::vector<std::string>& packages, const std::string& name);
     void readDiversions();
+    std::optional<NamedText> readSymbols(const std::string& package, const std::string& architecture) const;
 
     std::string admindir_;
     std::string overrides_;

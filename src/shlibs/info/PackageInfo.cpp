@@ -9,7 +9,10 @@ namespace bex::shlibs {
 
 std::optional<NamedText> readNamedText(const std::string& path) {
     std::optional<std::string> text = readTextFile(path);
-    return text ? std::optional<NamedText>({std::move(*text), path}) : std::nullopt;
+    if (!text) {
+        return std::nullopt;
+    }
+    return NamedText{std::move(*text), path};
 }
 
 const LibrarySymbols* PackageInfo::symbolsOf(const std::string& soname, const std::string& architecture,

@@ -28,12 +28,18 @@ std::vector<std::string> packagesIn(const std::string& directory) {
 
 std::string valueOf(const stream::ControlParagraph& control, const char* field) {
     const std::string* value = control.find(field);
-    return value != nullptr ? *value : std::string();
+    if (value == nullptr) {
+        return {};
+    }
+    return *value;
 }
 
 std::optional<NamedText> memberOf(const stream::PackageReader& reader, const char* name, const std::string& path) {
     const stream::ControlMember* member = reader.findControlMember(name);
-    return member != nullptr ? std::optional<NamedText>({member->contents, path + ": " + name}) : std::nullopt;
+    if (member == nullptr) {
+        return std::nullopt;
+    }
+    return NamedText{member->contents, path + ": " + name};
 }
 
 }  // namespace
@@ -41,8 +47,11 @@ std::optional<NamedText> memberOf(const stream::PackageReader& reader, const cha
 PackageSet::PackageSet(const std::vector<std::string>& paths, const stream::ReadOptions& reading) {
     for (const std::string& path : paths) {
         std::error_code failure;
-        const bool isDirectory = fs::is_directory(path, failure);
-        for (const std::string& package : isDirectory ? packagesIn(path) : std::vector<std::string>{path}) {
+        if (!fs::is_directory(path, failure)) {
+            add(path, reading);
+            continue;
+        }
+        for (const std::string& package : packagesIn(path)) {
             add(package, reading);
         }
     }
@@ -58,8 +67,8 @@ void PackageSet::add(const std::string& path, const stream::ReadOptions& reading
     Package package{valueOf(reader.control(), "Package"), valueOf(reader.control(), "Architecture"),
                     valueOf(reader.control(), "Version"), nullptr};
     if (!isVersion(package.version)) {
-        throw damaged(path,
-                      "its Version is \"" + stream::escapeForDisplay(package.version) + "\", which is no version");
+        throw damaged(
+            path, "its Version is \"" + stream::escapeForDisplay(package.version) + "\", which is not a version");
     }
     package.info =
         std::make_unique<PackageInfo>(package.name + ":" + package.architecture, memberOf(reader, "symbols", path),

@@ -20,8 +20,11 @@ std::optional<std::string> dependencyFromShlibs(std::string_view text, std::stri
         }
         std::string_view rest = line;
         std::string_view name = nextWord(rest);
-        const std::string_view type = endsWith(name, ":") ? name.substr(0, name.size() - 1) : std::string_view();
-        name = type.empty() ? name : nextWord(rest);
+        std::string_view type;
+        if (name.size() > 1 && name.back() == ':') {
+            type = name.substr(0, name.size() - 1);
+            name = nextWord(rest);
+        }
         const std::string_view version = nextWord(rest);
         if (version.empty()) {
             notes.push_back(damaged(where, "is not a line of a shlibs file", number).what());

@@ -35,7 +35,7 @@ std::size_t referencesIn(std::string_view mangled) {
     return count;
 }
 
-/// "name@version" with the name demangled as c++filt(1) does; empty where it is no C++ symbol, or one whose
+/// "name@version" with the name demangled as c++filt(1) does; empty where it is not a C++ symbol, or one whose
 /// demangled name may have no sensible end.
 std::string demangled(std::string_view symbol) {
     const std::size_t at = symbol.rfind('@');
@@ -47,7 +47,10 @@ std::string demangled(std::string_view symbol) {
     int status = 0;
     const std::unique_ptr<char, void (*)(void*)> text(abi::__cxa_demangle(name.c_str(), nullptr, nullptr, &status),
                                                       std::free);
-    return text != nullptr ? text.get() + std::string(symbol.substr(std::min(at, symbol.size()))) : std::string();
+    if (text == nullptr) {
+        return {};
+    }
+    return text.get() + std::string(symbol.substr(std::min(at, symbol.size())));
 }
 
 }  // namespace
@@ -84,7 +87,10 @@ public:
     bool empty() const noexcept { return count_ == 0; }
 
     std::optional<std::size_t> find(std::string_view symbol) {
-        const std::string readable = needDemangling_ ? demangled(symbol) : std::string();
+        std::string readable;
+        if (needDemangling_) {
+            readable = demangled(symbol);
+        }
         if (const auto found = demangled_.find(readable); found != demangled_.end() && !readable.empty()) {
             return found->second;
         }

@@ -103,7 +103,10 @@ std::optional<LibrarySymbols::Since> LibrarySymbols::find(std::string_view symbo
         return std::nullopt;
     }
     const std::optional<std::size_t> pattern = patterns.find(symbol);
-    return pattern ? std::optional<Since>(given(patternLines[*pattern])) : std::nullopt;
+    if (!pattern) {
+        return std::nullopt;
+    }
+    return given(patternLines[*pattern]);
 }
 
 SymbolsFile::SymbolsFile(std::string text, std::string where, std::string architecture,
@@ -211,7 +214,7 @@ void SymbolsFile::readSymbol(std::string_view line, std::size_t number, LibraryS
     }
     const auto [version, isNew] = into.versions.try_emplace(found.version, false);
     if (isNew && !isVersion(found.version)) {
-        throw damaged(where_, "\"" + stream::escapeForDisplay(found.version) + "\" is no version", number);
+        throw damaged(where_, "\"" + stream::escapeForDisplay(found.version) + "\" is not a version", number);
     }
     if (!isFor(found.tags, architecture_)) {
         return;

@@ -54,9 +54,11 @@ private:
     }
 
     void include(std::string_view pattern, const std::string& from) {
-        const std::string directory = from.substr(0, from.rfind('/') + 1);
-        const bool absolute = !pattern.empty() && pattern.front() == '/';
-        for (const std::string& file : filesMatching((absolute ? sysroot_ : directory) + std::string(pattern))) {
+        std::string directory = from.substr(0, from.rfind('/') + 1);
+        if (!pattern.empty() && pattern.front() == '/') {
+            directory = sysroot_;
+        }
+        for (const std::string& file : filesMatching(directory + std::string(pattern))) {
             read(file);
         }
     }
@@ -97,9 +99,10 @@ std::vector<std::string> LibrarySearch::directoriesFor(const SearchFrom& from,
         all.push_back(expanded(path, from.origin, "lib/" + multiarch));
     }
     all.insert(all.end(), libdirs.begin(), libdirs.end());
-    const std::vector<std::string> own =
-        multiarch.empty() ? std::vector<std::string>()
-                          : std::vector<std::string>{"/lib/" + multiarch, "/usr/lib/" + multiarch};
+    std::vector<std::string> own;
+    if (!multiarch.empty()) {
+        own = {"/lib/" + multiarch, "/usr/lib/" + multiarch};
+    }
     if (architecture != native_) {
         all.insert(all.end(), own.begin(), own.end());
     }
@@ -109,10 +112,12 @@ std::vector<std::string> LibrarySearch::directoriesFor(const SearchFrom& from,
     all.insert(all.end(), {"/lib32", "/usr/lib32", "/lib64", "/usr/lib64"});
     std::vector<std::string> directories;
     for (const std::string& directory : all) {
-        const bool absolute = !directory.empty() && directory.front() == '/';
-        const std::string plain = absolute ? plainAbsolute(directory) : "";
-        if (absolute && std::find(directories.begin(), directories.end(), plain) == directories.end()) {
-            directories.push_back(plain);
+        if (directory.empty() || directory.front() != '/') {
+            continue;
+        }
+        std::string plain = plainAbsolute(directory);
+        if (std::find(directories.begin(), directories.end(), plain) == directories.end()) {
+            directories.push_back(std::move(plain));
         }
     }
     return directories;
@@ -122,8 +127,11 @@ std::optional<std::string> LibrarySearch::find(const std::string& library, const
                                                const std::vector<std::string>& directories, Root& root) {
     const auto fits = [&](const std::string& path) { return root.machineAt(path) == from.machine; };
     if (library.find('/') != std::string::npos) {
-        const std::string path = plainAbsolute(expanded(library, from.origin, "lib"));
-        return fits(path) ? std::optional<std::string>(path) : std::nullopt;
+        std::string path = plainAbsolute(expanded(library, from.origin, "lib"));
+        if (!fits(path)) {
+            return std::nullopt;
+        }
+        return path;
     }
     for (const std::string& directory : directories) {
         std::string path = directory + "/" + library;

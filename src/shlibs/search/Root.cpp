@@ -35,12 +35,14 @@ std::deque<std::string> componentsOf(std::string_view path) {
 }
 
 std::string parentOf(const std::string& path) {
-    return path.substr(0, path.rfind('/') != std::string::npos ? path.rfind('/') : 0);
+    if (path.empty()) {
+        return path;  // the root's parent is the root
+    }
+    return path.substr(0, path.rfind('/'));
 }
 
 /// Follows symlinks of a tree as a process would for which the tree is "/". `linkAt` gives the target of a
-/// symlink, or
-/// "" for anything else. Nothing where there are too many.
+/// symlink, or "" for anything else. Nothing where there are too many.
 template <typename LinkAt>
 std::optional<std::string> resolve(const std::string& path, LinkAt&& linkAt) {
     std::deque<std::string> left = componentsOf(path);
@@ -78,7 +80,10 @@ std::optional<Machine> machineOfFile(const std::string& path) {
     }
     std::array<char, kElfHeaderBytes> header{};
     const ssize_t size = ::pread(file.get(), header.data(), header.size(), 0);
-    return size > 0 ? machineOf({header.data(), static_cast<std::size_t>(size)}) : std::nullopt;
+    if (size <= 0) {
+        return std::nullopt;
+    }
+    return machineOf({header.data(), static_cast<std::size_t>(size)});
 }
 
 }  // namespace
@@ -98,26 +103,40 @@ std::string DiskRoot::realPath(const std::string& path) {
 std::optional<Machine> DiskRoot::machineAt(const std::string& path) {
     const auto [place, isNew] = known_.try_emplace(path);
     if (isNew) {
-        std::error_code failure;
-        // Most paths that are asked for do not exist, and the kernel says so at once.
-        const bool there = directory_.empty() || fs::exists(fs::symlink_status(directory_ + path, failure));
-        place->second =
-            there ? machineOfFile(directory_.empty() ? path : directory_ + realPath(path)) : std::nullopt;
+        place->second = readMachine(path);
     }
     return place->second;
+}
+
+std::optional<Machine> DiskRoot::readMachine(const std::string& path) {
+    if (directory_.empty()) {
+        return machineOfFile(path);
+    }
+    std::error_code failure;
+    // Most paths that are asked for do not exist, and the kernel says so at once.
+    if (!fs::exists(fs::symlink_status(directory_ + path, failure))) {
+        return std::nullopt;
+    }
+    return machineOfFile(directory_ + realPath(path));
 }
 
 std::string PackageRoot::realPath(const std::string& path) {
     const auto linkAt = [this](const std::string& place) {
         const auto found = files_.find(place);
-        return found != files_.end() ? found->second.target : std::string();
+        if (found == files_.end()) {
+            return std::string();
+        }
+        return found->second.target;
     };
     return resolve(path, linkAt).value_or(path);
 }
 
 std::optional<Machine> PackageRoot::machineAt(const std::string& path) {
     const auto found = files_.find(realPath(path));
-    return found != files_.end() ? found->second.machine : std::nullopt;
+    if (found == files_.end()) {
+        return std::nullopt;
+    }
+    return found->second.machine;
 }
 
 std::string PackageRoot::directoryWith(std::string_view name) const {

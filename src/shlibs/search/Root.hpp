@@ -41,6 +41,8 @@ public:
     const std::string& directory() const noexcept { return directory_; }
 
 private:
+    std::optional<Machine> readMachine(const std::string& path);
+
     std::string directory_;
     std::unordered_map<std::string, std::optional<Machine>> known_;
 };

@@ -17,8 +17,8 @@ namespace bex::stream {
 /// waits waits for a block that somebody works on.
 class SpanningFile {
 public:
-    /// Waits until the contents up to `offset` have been added, for the block that begins at `block` of the stream.
-    /// Returns false when that will not happen.
+    /// Waits until the contents up to `offset` have been added, for the block that begins at `block` of the
+    /// stream. Returns false when that will not happen.
     bool waitFor(std::uint64_t offset, std::uint64_t block) {
         std::unique_lock lock(mutex_);
         changed_.wait(lock, [&] { return added_ == offset || failedBlock_ < block; });
@@ -40,8 +40,8 @@ public:
         changed_.notify_all();
     }
 
-    /// The block that begins at `block` adds nothing: ends the waiting of those after it. Those before it go on, so
-    /// that the first failure in the payload's order can show.
+    /// The block that begins at `block` adds nothing: ends the waiting of those after it. Those before it go on,
+    /// so that the first failure in the payload's order can show.
     void fail(std::uint64_t block) {
         {
             const std::lock_guard lock(mutex_);
