@@ -1,4 +1,5 @@
-"""A build, reading and an extraction (the object library's too) whose every call fails, is cut short, is killed or meets a change, in turn.
+"""A build, reading and an extraction (the object library's too) whose every call fails, is cut short, is killed or
+meets a change, in turn.
 
 With BEX_FAULTS=all every error number and every allocation has its turn; otherwise one error, and a part of the
 allocations that the option parser makes.

@@ -91,7 +91,8 @@ def names(outside):
             "long": lambda: long(b"K", target) + h(b"new", b"short"),
             "pax": lambda: pax([(b"linkpath", target)]) + h(b"new", b"short", magic=POSIX),
         }.items():
-            yield refuse(f"hard link {place} {way}", "hardlink-target" + " pax-header" * (way == "pax"), package(make()))
+            yield refuse(f"hard link {place} {way}", "hardlink-target" + " pax-header" * (way == "pax"),
+                         package(make()))
     deep = [b"d"] * 300 + [b"d" * 200] * 12
     tree = {b"/".join(deep[:i]): IMPLIED for i in range(1, len(deep) + 1)}
     name = b"/".join([*deep, b"end"])
@@ -171,8 +172,10 @@ def places(outside):
         return put(lambda path: os.symlink(target, path))
 
     for way, target in {"relative": b"../canary", "absolute": outside, "inner": b"."}.items():
-        for what, inner in {"file": f(b"s/file", b"x"), "directory": d(b"s/sub/"), "symlink": l(b"s/new", b"x")}.items():
-            yield refuse(f"{what} through a {way} symlink that was there", "parent-missing", package(inner), before=symlink(target),
+        for what, inner in {"file": f(b"s/file", b"x"), "directory": d(b"s/sub/"),
+                            "symlink": l(b"s/new", b"x")}.items():
+            yield refuse(f"{what} through a {way} symlink that was there", "parent-missing", package(inner),
+                         before=symlink(target),
                          left={b"s": L(target, None)}, status=5, listed=True)
         yield accept(f"directory over a {way} symlink that was there", {b"s": D(0o700)}, package(d(b"s/", 0o700)),
                      before=symlink(target))
@@ -203,7 +206,8 @@ def types(outside):
     for kind in b"ADMNVXg":
         yield refuse(f"type {chr(kind)}", "tar-type", package(entry(b"x", bytes([kind]), b"x"), OK))
     closed = {b"s": D(0o500), b"s/a": D(0o500), b"s/a/x": F(b"", 0o400)}
-    yield accept("file in a closed folder", closed, package(d(b"s/", 0o500), d(b"s/a/", 0o500), f(b"s/a/x", mode=0o400)),
+    yield accept("file in a closed folder", closed, package(d(b"s/", 0o500), d(b"s/a/", 0o500),
+                                                            f(b"s/a/x", mode=0o400)),
                  before=lambda destination: os.mkdir(destination + b"/s", 0o100))
     for mode, kept in (0o4755, 0o755), (0o2755, 0o755), (0o6777, 0o777), (0o1777, 0o1777), (0, 0), (0o7777, 0o1777):
         yield accept(f"mode {mode:o}", {b"a": D(kept), b"x": F(b"x", kept)},
@@ -236,7 +240,8 @@ def sizes(_):
                          package(OK, entry(b"x", kind, link=link, size=size), bytes(512)), left=OK_TREE)
     for name, made, codes in [
         ("prefix", f(b"x", b"ab", prefix=b"d", magic=POSIX), ""), ("v7", entry(b"d/x", b"\0", b"ab", magic=b""), ""),
-        ("size in base 256", f(b"d/x", b"ab", size=base256(2)), ""), ("size in blanks", f(b"d/x", b"ab", size=b" 2 "), ""),
+        ("size in base 256", f(b"d/x", b"ab", size=base256(2)), ""), ("size in blanks", f(b"d/x", b"ab", size=b" 2 "),
+                ""),
         ("size of pax alone", pax([(b"size", b"2")]) + header(b"d/x", magic=POSIX) + padded(b"ab"), "pax-header"),
         ("time of pax", pax([(b"mtime", b"%d.5" % TIME)]) + f(b"d/x", b"ab", magic=POSIX, mtime=1), "pax-header"),
     ]:
@@ -275,7 +280,8 @@ def paxes(_):
     for name, body in {
         "too long": b"99 path=x\n", "too short": b"5 path=x\n", "zero": b"0 path=x\n", "negative": b"-9 path=x\n",
         "no number": b"x path=x\n", "2^64": b"18446744073709551625 path=x\n", "blank before": b" 10 path=x\n",
-        "without a line feed": b"9 path=xy", "no equals sign": b"9 pathx\n", "no key": b"6 =x\n", "no length": b"path=x\n",
+        "without a line feed": b"9 path=xy", "no equals sign": b"9 pathx\n", "no key": b"6 =x\n",
+                       "no length": b"path=x\n",
         "end too early": b"10 path=x\n5", "NUL in a path": b"12 path=x\0y\n", "empty path": b"8 path=\n",
         "a key twice": b"10 path=x\n10 path=y\n", "charset": b"21 hdrcharset=BINARY\n",
         "realsize": b"21 SCHILY.realsize=9\n", "no time": b"13 mtime=1e9\n", "empty owner": b"9 uname=\n",
@@ -359,7 +365,8 @@ def xz_of_1_5_gib():
 def bombs(_):
     """A little that unpacks to much. Compressors that take streams in a row make the second half for nothing."""
     head = header(b"zeros", size=64 * MIB)
-    for suffix, pack in {b".gz": lambda part: gz(part) + gz(bytes(MIB)) * 64, b".xz": lambda part: xz(part + bytes(64 * MIB)),
+    for suffix, pack in {b".gz": lambda part: gz(part) + gz(bytes(MIB)) * 64,
+                         b".xz": lambda part: xz(part + bytes(64 * MIB)),
                          b".zst": lambda part: zst(part + bytes(64 * MIB)),
                          b".bz2": lambda part: bz2.compress(part + bytes(64 * MIB))}.items():
         name = suffix.decode()[1:]
@@ -387,7 +394,8 @@ def containers(_):
             members = [VERSION, *rest]
             members[at] = members[at][:48] + size.ljust(10) + members[at][58:]
             damaged = at == 1 and name == "past the end"  # it is read as far as it goes
-            yield refuse(f"ar size {name} of member {at + 1}", codes + " member-damaged" * damaged, ar(*members), left=None)
+            yield refuse(f"ar size {name} of member {at + 1}", codes + " member-damaged" * damaged, ar(*members),
+                         left=None)
     for name, members, codes in [
         ("name table of 1 GiB", [member(b"//", size=b"1073741824"), 1 << 30, VERSION, *rest], "ar-name"),
         ("BSD name of 1 GiB", [member(b"#1/1073741824", size=b"1073741824"), 1 << 30, *rest], "ar-name"),
@@ -408,7 +416,8 @@ def containers(_):
         ("version doubled", [VERSION, VERSION, *rest], "member-doubled"),
         ("control doubled", [VERSION, rest[0], *rest], "member-doubled"),
         ("data doubled", [VERSION, *rest, rest[1]], "member-doubled"),
-        ("control doubled with another suffix", [VERSION, rest[0], member(b"control.tar", tar()), rest[1]], "member-second"),
+        ("control doubled with another suffix", [VERSION, rest[0], member(b"control.tar", tar()), rest[1]],
+         "member-second"),
         ("data doubled with another suffix", [VERSION, *rest, data(suffix=b".xz")], "member-second"),
         ("control and data swapped", [VERSION, rest[1], rest[0]], "member-order"),
         ("version last", [*rest, VERSION], "member-order"),
@@ -459,7 +468,8 @@ def controls(_):
     for name, text, codes in [
         ("doubled field", CONTROL + line, "control-syntax"), ("no colon", CONTROL + b"Field\n", "control-syntax"),
         ("blank in a name", CONTROL + b"Fi eld: x\n", "control-colon control-syntax"),
-        ("begins with a blank", b" x\n" + CONTROL, "control-syntax"), ("NUL", CONTROL + b"Field: \0\n", "control-syntax"),
+        ("begins with a blank", b" x\n" + CONTROL, "control-syntax"), ("NUL", CONTROL + b"Field: \0\n",
+                "control-syntax"),
         ("carriage return", CONTROL + b"Field: a\rb\n", "control-syntax"),
         ("two paragraphs", CONTROL + b"\n" + CONTROL, "control-syntax"), ("empty", b"", "control-syntax"),
         ("name that is not ASCII", CONTROL + b"F\xc3\xbcld: x\n", "control-syntax"),
@@ -467,15 +477,18 @@ def controls(_):
         yield accept(f"fields: {name}", {}, fields(text), codes)
     for name, text, codes in [
         ("malformed values", CONTROL.replace(b"odd", b"../x", 1).replace(b": 1", b": x y"), "field"),
-        ("none of the needed", b"Field: x\n", "field"), ("value of 8 MiB", CONTROL + b"Field: " + b"x" * 8 * MIB + b"\n", ""),
+        ("none of the needed", b"Field: x\n", "field"), ("value of 8 MiB", CONTROL + b"Field: " + b"x" * 8 * MIB +
+                                                         b"\n", ""),
         ("200000 of them", CONTROL + b"".join(b"F%d: x\n" % i for i in range(200000)), ""),
         ("200000 lines", CONTROL + b" x\n" * 200000, ""),
         ("blank before the colon", CONTROL + b"Field : x\n", "control-colon"),
         ("200000 relations", CONTROL + b"Depends: xy" + b", xy" * 200000 + b"\n", ""),
     ]:
         yield accept(f"fields: {name}", {}, fields(text), codes)
-    for name, text, codes in [("md5sums", b"no sums\n", "md5-syntax"), ("md5sums", b"0" * 32 + b"  ../x\n" * 2, "md5-syntax"),
-                              ("conffiles", b"etc/x\n", "conffile-path"), ("conffiles", b"/../x\n", "conffile-missing")]:
+    for name, text, codes in [("md5sums", b"no sums\n", "md5-syntax"), ("md5sums", b"0" * 32 + b"  ../x\n" * 2,
+            "md5-syntax"),
+                              ("conffiles", b"etc/x\n", "conffile-path"), ("conffiles", b"/../x\n",
+                                      "conffile-missing")]:
         sums = ar(VERSION, control(f(name.encode(), text)), data())
         yield accept(f"{name} of {text[-9:]}", {}, sums, codes)
 
@@ -506,7 +519,8 @@ def texts(_):
         yield accept(f"{what} in conffiles", {}, ar(VERSION, control(f(b"conffiles", text + b"\n")), data()),
                      "conffile-path")
         if what == "newline":
-            yield accept(f"{what} in a field's value", {}, fields(CONTROL + b"Field: " + text + b"\n"), "control-syntax")
+            yield accept(f"{what} in a field's value", {}, fields(CONTROL + b"Field: " + text + b"\n"),
+                         "control-syntax")
         else:
             yield accept(f"{what} in a field's value", {}, fields(CONTROL + b"Field: " + text + b"\n"),
                          "field" if what == "bad UTF-8" else "")
@@ -531,7 +545,8 @@ def attributes(_):
         yield refuse(f"time {when}", "time-range", package(f(b"x", mtime=base256(when))))
     yield refuse("time 2^80", "tar-header", package(f(b"x", mtime=base256(1 << 80))))
     for key, value in (b"mtime", b"9223372036854775807"), (b"mtime", b"-99999999999999"), (b"uid", b"4294967295"):
-        yield refuse(f"pax {key.decode()} {value.decode()}", {b"uid": "owner-range"}.get(key, "time-range") + " pax-header",
+        yield refuse(f"pax {key.decode()} {value.decode()}", {b"uid": "owner-range"}.get(key,
+                "time-range") + " pax-header",
                      package(pax([(key, value)]) + f(b"x", magic=POSIX)))
     yield accept("owner 2^32 - 2", {b"x": F()}, package(f(b"x", uid=base256((1 << 32) - 2, 8))))
     for number in (1 << 32) - 1, 1 << 32, -1, (1 << 55) - 1:
@@ -541,5 +556,6 @@ def attributes(_):
 
 def all_cases(outside):
     """`outside`: absolute path of the folder that nothing may change; ../canary from the destination."""
-    for group in names, links, places, types, sizes, sparses, paxes, gzips, bombs, containers, controls, texts, attributes:
+    for group in (names, links, places, types, sizes, sparses, paxes, gzips, bombs, containers, controls, texts,
+                  attributes):
         yield from group(outside)

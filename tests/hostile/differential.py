@@ -1,8 +1,11 @@
-"""What `bex verify` passes, other readers read alike: differential.py COUNT SEED [--install] [--bex PATH] [--keep FOLDER]
+"""What `bex verify` passes, other readers read alike.
+
+Usage: differential.py COUNT SEED [--install] [--bex PATH] [--keep FOLDER]
 
 Makes mutants of sound packages. With --install, whatever has no error is installed by `dpkg --root -i` in an empty root
-(as root only; the status is 77 otherwise). Else, whatever has no finding is listed and extracted by bex, dpkg-deb, GNU tar and bsdtar:
-names, types, modes, owners, sizes, times, link targets and contents have to be the same, in the control archive, too.
+(as root only; the status is 77 otherwise). Else, whatever has no finding is listed and extracted by bex, dpkg-deb, GNU
+tar and bsdtar: names, types, modes, owners, sizes, times, link targets and contents have to be the same, in the
+control archive, too.
 Prints how many passed; every disagreement is shown, its package kept, and the status is 1 then. A mutant depends on
 SEED and its number alone.
 """
@@ -103,7 +106,8 @@ def number(rng, width, value):
     return rng.choice([
         digits.rjust(width - 1, b"0") + b"\0", digits.rjust(width - 1, b"0") + b" ", digits.rjust(width, b"0"),
         digits.rjust(width - 1) + b"\0", digits.rjust(width - 2) + b" \0", digits + b"\0", digits + b" \0", digits,
-        odd.base256(value, width), odd.base256(-value, width), b"", digits + b"\0" + b"7", b"\0" + digits, b"-" + digits,
+        odd.base256(value, width), odd.base256(-value, width), b"", digits + b"\0" + b"7", b"\0" + digits,
+                       b"-" + digits,
         b"+" + digits, b"0x" + digits, digits + b"8", digits + b"\t", rng.randbytes(width)]).ljust(width, b"\0")[:width]
 
 
@@ -135,7 +139,8 @@ def change_header(rng, block):
     block = block[:at] + new + block[at + len(new):]
     if name == "sum":
         total = int(odd.mended(block)[148:154], 8)
-        return name, block[:148] + rng.choice([b"%06o\0 ", b"%07o\0", b"%6o\0 ", b"%06o \0", b"%08o", b"%o"]) % total + \
+        return name, block[:148] + rng.choice([b"%06o\0 ", b"%07o\0", b"%6o\0 ", b"%06o \0", b"%08o",
+                                               b"%o"]) % total + \
             block[156:][:356] if rng.randrange(2) else block
     return name, odd.mended(block)
 
@@ -143,12 +148,14 @@ def change_header(rng, block):
 def extension(rng, part):
     name = part[:100].split(b"\0")[0]
     value = rng.choice([name, b"./new", b"new/" * 60 + b"end", text(rng, name)])
-    key = rng.choice([b"path", b"linkpath", b"size", b"mtime", b"uid", b"comment", b"GNU.sparse.name", b"atime", b"uname"])
+    key = rng.choice([b"path", b"linkpath", b"size", b"mtime", b"uid", b"comment", b"GNU.sparse.name", b"atime",
+                      b"uname"])
     return rng.choice([
         lambda: odd.long(b"L", value), lambda: odd.long(b"K", value), lambda: odd.long(b"L", value, end=b""),
         lambda: odd.long(b"L", value, end=b"\0" * rng.randrange(600)), lambda: odd.long(b"L", value, magic=odd.POSIX),
         lambda: odd.long(b"L", value, mode=0, uname=b"", mtime=b""), lambda: odd.pax([(key, value)]),
-        lambda: odd.pax([(key, b"%d" % rng.getrandbits(12))]), lambda: odd.pax([]), lambda: odd.pax([(key, value)], b"g"),
+        lambda: odd.pax([(key, b"%d" % rng.getrandbits(12))]), lambda: odd.pax([]),
+                       lambda: odd.pax([(key, value)], b"g"),
         lambda: odd.long(b"L", value) + odd.long(b"K", value), lambda: bytes(512),
         lambda: odd.f(value, rng.randbytes(rng.choice([0, 5, 600]))), lambda: odd.d(value), lambda: odd.l(value, b"x"),
         lambda: odd.h(b"./new link", value), lambda: odd.entry(value, rng.choice([b"7", b"3", b"6", b"Z", b"\0"]))])()
@@ -180,7 +187,8 @@ def pack(rng, tar, sound):
     """The archive in a suffix and bytes, in many ways that are all right, and some that are not."""
     middle = rng.randrange(len(tar))
     ways = [
-        (b".gz", lambda: odd.gz(tar)), (b"", lambda: tar), (b".xz", lambda: odd.xz(tar)), (b".zst", lambda: odd.zst(tar)),
+        (b".gz", lambda: odd.gz(tar)), (b"", lambda: tar), (b".xz", lambda: odd.xz(tar)),
+            (b".zst", lambda: odd.zst(tar)),
         (b".gz", lambda: odd.gz(tar[:middle]) + odd.gz(tar[middle:])), (b".gz", lambda: odd.bx(tar)),
         (b".gz", lambda: odd.bx(tar[:middle]) + odd.bx(b"") + odd.gz(tar[middle:])),
         (b".gz", lambda: b"\x1f\x8b\x08\x08" + odd.gz(tar)[4:10] + b"name\0" + odd.gz(tar)[10:]),
@@ -204,15 +212,18 @@ def change_ar(rng, members):
         name, offset, width = rng.choice([("name", 0, 16), ("time", 16, 12), ("uid", 28, 6), ("gid", 34, 6),
                                           ("mode", 40, 8), ("size", 48, 10), ("end", 58, 2)])
         old = members[at][offset:offset + width].rstrip()
-        new = rng.choice([old + b"/", b" " + old, b"0" + old, old + b"\0", b"", old[:-1], b"-1", b"0x1", b"+" + old, b"7",
+        new = rng.choice([old + b"/", b" " + old, b"0" + old, old + b"\0", b"", old[:-1], b"-1", b"0x1", b"+" + old,
+                          b"7",
                           old + b"\t", rng.randbytes(2)]).ljust(width)[:width]
         members[at] = members[at][:offset] + new + members[at][offset + width:]
         return "ar " + name
     if kind == 2:
-        new = rng.choice([b"_gpgorigin", b"_x/", b"extra", b"data.tar", b"control.tar.gz", b"debian-binary", b"/", b"//"])
+        new = rng.choice([b"_gpgorigin", b"_x/", b"extra", b"data.tar", b"control.tar.gz", b"debian-binary", b"/",
+                          b"//"])
         members.insert(rng.randrange(len(members) + 1), odd.member(new, rng.randbytes(rng.randrange(4))))
     elif kind == 3:
-        members[0] = odd.member(b"debian-binary", rng.choice([b"2.0\nmore\n", b"2.1\n", b"2.0", b"2.0\r\n", b"02.0\n", b"3.0\n"]))
+        members[0] = odd.member(b"debian-binary", rng.choice([b"2.0\nmore\n", b"2.1\n", b"2.0", b"2.0\r\n", b"02.0\n",
+                                                              b"3.0\n"]))
     else:
         members.append(rng.choice([b"\n", b"\0", b"\n\n", b"more", bytes(60)]))
     return "ar members"
@@ -249,7 +260,8 @@ def our_listing(package, bex):
         arrow = {"symlink": " -> ", "hardlink": " link to "}.get(entry["type"])
         letter = {"file": "-", "directory": "d", "symlink": "l", "hardlink": "h"}[entry["type"]]
         when = entry["mtime"].replace("T", " ").replace("Z", "")
-        lines.append(f"{letter}{stat.filemode(int(entry['mode'], 8))[1:]} {entry['uid']}/{entry['gid']} {entry['size']} "
+        mode = letter + stat.filemode(int(entry["mode"], 8))[1:]
+        lines.append(f"{mode} {entry['uid']}/{entry['gid']} {entry['size']} "
                      f"{when} {entry['path'].rstrip('/')}" + (arrow + entry["linkTarget"] if arrow else ""))
         names.append(entry["path"].rstrip("/"))
     return lines, names
@@ -291,7 +303,8 @@ def disagreements(package, folder, bex):
         file.write(run("ar", "p", package, suffix).stdout)
     members = run("dpkg-deb", "--fsys-tarfile", package).stdout
     lines, names = our_listing(package, bex)
-    told = run("tar", "--list", "--verbose", "--full-time", "--numeric-owner", "--quoting-style=literal", "--file", data)
+    told = run("tar", "--list", "--verbose", "--full-time", "--numeric-owner", "--quoting-style=literal", "--file",
+               data)
     if told.returncode or lines_of(told.stdout) != lines:
         yield f"tar lists {lines_of(told.stdout)} {told.stderr}, bex {lines}"
     told = run("dpkg-deb", "--contents", package)
@@ -329,7 +342,8 @@ def sound(packages, bex):
 def without_errors(packages, bex):
     """Those with warnings at most."""
     done = run(bex, "verify", *packages)
-    told = set(re.findall(r"^(?:bex: )?(/\S+?): (?!warning: )", (done.stdout + done.stderr).decode(errors="replace"), re.M))
+    told = set(re.findall(r"^(?:bex: )?(/\S+?): (?!warning: )", (done.stdout + done.stderr).decode(errors="replace"),
+                          re.M))
     return [package for package in packages if package not in told]
 
 
@@ -339,7 +353,8 @@ def refusal(package, root):
         os.makedirs(f"{root}/var/lib/dpkg/{folder}")
     with open(f"{root}/var/lib/dpkg/status", "wb"):
         pass
-    done = run("dpkg", f"--root={root}", "--force-script-chrootless,unsafe-io", "--no-debsig", "--no-triggers", "-i", package)
+    done = run("dpkg", f"--root={root}", "--force-script-chrootless,unsafe-io", "--no-debsig", "--no-triggers", "-i",
+               package)
     return done.stderr.decode(errors="replace") if done.returncode else ""
 
 
@@ -412,7 +427,8 @@ def main():
         print("only root can install")
         return 77
     with multiprocessing.Pool(2) as pool:
-        results = pool.map(share_of_installs if options.install else share, [(options.count, options.seed, bex, options.keep, which) for which in range(2)])
+        results = pool.map(share_of_installs if options.install else share,
+                           [(options.count, options.seed, bex, options.keep, which) for which in range(2)])
     problems = [problem for _, found in results for problem in found]
     for problem in problems:
         print(problem)

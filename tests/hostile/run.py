@@ -32,7 +32,8 @@ GIB = 1 << 30
 LARGE = 16 << 20  # bytes; no case leaves as much
 ROOT, NOBODY = 0, 65534
 USERS = [os.geteuid()]
-DOCUMENTED = set(re.findall("^[|] `([a-z0-9-]+)` [|]", (pathlib.Path(__file__).parents[2] / "docs/findings.md").read_text(
+DOCUMENTED = set(re.findall("^[|] `([a-z0-9-]+)` [|]",
+                            (pathlib.Path(__file__).parents[2] / "docs/findings.md").read_text(
     encoding="utf-8"), re.M))
 UNSAFE = re.compile("[\x00-\x08\x0b-\x1f\x7f-\x9f\u061c\u200e\u200f\u2028-\u202e\u2066-\u2069]")
 
@@ -188,7 +189,8 @@ def complaints(verb, case, done, place):
             yield f"status {done.status}, found {' '.join(sorted(found))}, not {case.codes}: {done.err}"
         if found - DOCUMENTED:
             yield f"docs/findings.md does not list {found - DOCUMENTED}"
-    elif refused and (done.status not in ((case.status,) if case.status else (3, 5)) or done.err.count(b"\n") not in (1, 2)):
+    elif refused and (done.status not in ((case.status,) if case.status else (3,
+            5)) or done.err.count(b"\n") not in (1, 2)):
         yield f"status {done.status}, not refused: {done.err}"
     elif not refused and (done.status or done.err):
         yield f"status {done.status}, not taken: {done.err}"
