@@ -5,7 +5,8 @@ _bex_options() {
     case $1 in
         build) echo "$common --control --field --name --version --arch --description --maintainer --depends" \
             "--pre-depends --recommends --suggests --enhances --breaks --conflicts --replaces --provides --section" \
-            "--priority --homepage --multi-arch --source --file --out --suffix --prefix --exclude --add --symlink --dir" \
+            "--priority --homepage --multi-arch --source --file --out --suffix --prefix --exclude --add --symlink" \
+            "--dir" \
             "--stdin --mode --owner --keep-owner --normalize-modes --skip-special --script --preinst --postinst" \
             "--prerm --postrm --config --templates --triggers --conffile --conffiles-below --compression --level" \
             "--from --libdir --sysroot --admindir --ignore-missing --strip --no-md5sums --dry-run --check" ;;
