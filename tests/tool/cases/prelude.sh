@@ -147,18 +147,18 @@ wrong() {
 
 # A tree, a unit, and a build file for them with users, temporary files and an own script.
 site() {
-    mkdir -p packaging dist/bin dist/etc
+    mkdir -p packaging dist/usr/bin dist/etc
     printf '[Unit]\nDescription=Site\n[Service]\nExecStart=/usr/bin/site\n[Install]\nWantedBy=multi-user.target\n' |
         tee packaging/site.service >packaging/agent.service
     printf 'u site - "The site" /var/lib/site' >packaging/site.sysusers
     echo 'd /run/site 0755 site site' >packaging/site.tmpfiles
     printf '#!/bin/sh -e\necho "own $*"\nexit 0\n' >packaging/postinst
-    printf '#!/bin/sh\n' >dist/bin/site
-    chmod 755 dist/bin/site
-    ln -f dist/bin/site dist/bin/twin
-    ln -sf site dist/bin/link
+    printf '#!/bin/sh\n' >dist/usr/bin/site
+    chmod 755 dist/usr/bin/site
+    ln -f dist/usr/bin/site dist/usr/bin/twin
+    ln -sf site dist/usr/bin/link
     echo x >dist/etc/site.conf
-    describe 'contents:' '  - { src: dist, dst: /usr, type: tree }' '  - { dst: /usr/etc/site.conf, type: config }' \
+    describe 'contents:' '  - { src: dist, dst: /, type: tree }' '  - { dst: /etc/site.conf, type: config }' \
         '  - { dst: /var/lib/site, type: dir, file_info: { mode: 0750, owner: site, group: site } }' \
         'scripts: { postinstall: packaging/postinst }' \
         "systemd: { units: [packaging/site.service], user-units: [packaging/agent.service]${1:+, $1} }" \
