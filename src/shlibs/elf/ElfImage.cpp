@@ -207,6 +207,9 @@ std::vector<GElf_Sym> ElfImage::symbols(std::uint64_t address, std::size_t count
     // allAt() has compared the count with the file, so that this memory stays in proportion to the file.
     // st_name is the first word of both classes; st_info and st_shndx come after address and size in 32 bits.
     const std::size_t infoAt = is64() ? 4 : 12;
+    if (chunk.data == nullptr) {
+        return {};
+    }
     std::vector<GElf_Sym> symbols(chunk.size / each);
     for (std::size_t i = 0; i < symbols.size(); ++i) {
         const unsigned char* bytes = chunk.data + i * each;
