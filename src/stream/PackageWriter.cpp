@@ -85,14 +85,6 @@ Attributes attributesOf(const Entry& entry) {
     return {entry.mode, entry.mtime, entry.uid, entry.gid, entry.owner, entry.group};
 }
 
-/// What a control member may be called: it becomes a file of the control archive and, on the target, of dpkg's
-/// database, where a "/" would lead elsewhere.
-bool isPlainFileName(const std::string& name) {
-    constexpr char forbidden[] = {'/', '\n', '\0'};
-    return !name.empty() && name != "." && name != ".." &&
-           name.find_first_of(forbidden, 0, sizeof forbidden) == std::string::npos;
-}
-
 /// A removed conffile is listed once, however often it is given; dpkg warns of duplicates.
 void addOnce(std::vector<std::string>& list, std::string item) {
     if (std::find(list.begin(), list.end(), item) == list.end()) {
@@ -220,7 +212,7 @@ void PackageWriter::addHardlink(const std::string& target, const std::string& pa
     contents_->add(entryOf(packageFilePath(path), EntryType::hardlink, {}, packageFilePath(target)));
 }
 
-std::uint64_t PackageWriter::add(PackageReader& package, const std::function<bool(const Entry&)>& filter) {
+std::uint64_t PackageWriter::add(PackageReader& package, const std::function<bool(Entry&)>& filter) {
     // Keeps the entries of one package together: all are added, or none when the package is damaged.
     Rollback rollback(contents_->collection);
     std::uint64_t added = 0;

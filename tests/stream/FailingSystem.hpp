@@ -66,6 +66,10 @@ public:
     ssize_t write(int fd, const void* data, std::size_t size) override {
         return pass("write") ? System::write(fd, data, std::min(size, limit_)) : -1;
     }
+    ssize_t copyFileRange(int from, off_t offset, int to, std::size_t size) override {
+        return pass("copyFileRange") ? System::copyFileRange(from, offset, to, std::min(size, limit_)) : -1;
+    }
+    int beginWriting(int fd) override { return pass("beginWriting") ? System::beginWriting(fd) : -1; }
     off_t lseek(int fd, off_t by, int from) override { return pass("lseek") ? System::lseek(fd, by, from) : -1; }
     int fallocate(int fd, int mode, off_t offset, off_t size) override {
         return pass("fallocate") ? System::fallocate(fd, mode, offset, size) : -1;

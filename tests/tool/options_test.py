@@ -7,7 +7,8 @@ import unittest
 
 from cases import SOURCES, environment
 
-VERBS = ["build", "info", "field", "list", "cat", "extract", "verify", "diff", "init", "schema", "shlibdeps"]
+VERBS = ["build", "info", "field", "list", "cat", "extract", "verify", "diff", "edit", "filter", "repack", "init", "schema",
+         "shlibdeps"]
 VALUES = {"--color": {"auto", "always", "never"}, "--progress": {"auto", "json", "never"},
           "--compression": {"gzip", "zstd", "xz", "none"}, "--strip": {"none", "drop", "dbgsym"},
           "--format": {"field", "json", "why"}}

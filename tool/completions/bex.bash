@@ -16,6 +16,9 @@ _bex_options() {
         verify) echo "$common --strict --ignore" ;;
         info) echo "$common --totals" ;;
         diff) echo "$common --exclude --times --brief --content" ;;
+        edit) echo "$common --out --in-place --set --unset --version-suffix --script --remove-script --conffile --allow --check" ;;
+        repack) echo "$common --out --in-place --compression --level --for --allow --check" ;;
+        filter) echo "$common --out --delete --add --mode --owner --compression --level --allow --check" ;;
         shlibdeps) echo "$common --arch --from --libdir --sysroot --admindir --ignore-missing --format --why" ;;
         "") echo "$common --version" ;;
         *) echo "$common" ;;
@@ -30,13 +33,14 @@ _bex_values() {
         --strip) [[ $2 == build ]] && echo "none drop dbgsym" ;;
         --format) echo "field json why" ;;
         --compression | -Z) echo "gzip zstd xz none" ;;
+        --for) echo "debian-11 debian-12" ;;
         --limit) echo "control-bytes= md5sums-bytes= name-bytes= header-bytes= expansion-ratio= expansion-free-bytes= xz-memory=" \
             "zstd-window-log= entries=" ;;
     esac
 }
 
 _bex() {
-    local verbs="build info field list cat extract verify diff init schema shlibdeps"
+    local verbs="build info field list cat extract verify diff edit filter repack init schema shlibdeps"
     local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]} verb="" word values
     # bash takes "--option=value" for three words.
     if [[ $current == = ]]; then

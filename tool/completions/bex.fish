@@ -1,6 +1,6 @@
 # Completion of bex(1) for fish.
 
-set -l verbs build info field list cat extract verify diff init schema shlibdeps
+set -l verbs build info field list cat extract verify diff edit filter repack init schema shlibdeps
 
 complete -c bex -n "not __fish_seen_subcommand_from $verbs" -f
 complete -c bex -n "not __fish_seen_subcommand_from $verbs" -a build -d "package a tree"
@@ -11,6 +11,9 @@ complete -c bex -n "not __fish_seen_subcommand_from $verbs" -a cat -d "print the
 complete -c bex -n "not __fish_seen_subcommand_from $verbs" -a extract -d "extract the payload"
 complete -c bex -n "not __fish_seen_subcommand_from $verbs" -a verify -d "check everything"
 complete -c bex -n "not __fish_seen_subcommand_from $verbs" -a diff -d "list the differences between two packages"
+complete -c bex -n "not __fish_seen_subcommand_from $verbs" -a edit -d "change fields and scripts"
+complete -c bex -n "not __fish_seen_subcommand_from $verbs" -a filter -d "change the payload"
+complete -c bex -n "not __fish_seen_subcommand_from $verbs" -a repack -d "compress packages anew"
 complete -c bex -n "not __fish_seen_subcommand_from $verbs" -a init -d "write a build file"
 complete -c bex -n "not __fish_seen_subcommand_from $verbs" -a schema -d "print the JSON schema of build files"
 complete -c bex -n "not __fish_seen_subcommand_from $verbs" -a shlibdeps -d "find the packages of shared libraries"
@@ -110,3 +113,21 @@ complete -c bex -n "__fish_seen_subcommand_from build shlibdeps" -l ignore-missi
 complete -c bex -n $shlibdeps -l arch -x -d "architecture"
 complete -c bex -n $shlibdeps -l format -x -a "field json why" -d "format"
 complete -c bex -n $shlibdeps -l why -d "reasons"
+
+complete -c bex -n "__fish_seen_subcommand_from edit repack filter" -s o -l out -r -d "the new package"
+complete -c bex -n "__fish_seen_subcommand_from edit repack" -l in-place -d "replace the package"
+complete -c bex -n "__fish_seen_subcommand_from edit repack filter" -l allow -x -d "accept errors of this code"
+complete -c bex -n "__fish_seen_subcommand_from edit repack filter" -l check -d "read the result back"
+complete -c bex -n "__fish_seen_subcommand_from repack filter" -s Z -l compression -x -a "gzip zstd xz none"
+complete -c bex -n "__fish_seen_subcommand_from repack filter" -s z -l level -x
+complete -c bex -n "__fish_seen_subcommand_from repack" -l for -x -a "debian-11 debian-12" -d "what this release reads"
+complete -c bex -n "__fish_seen_subcommand_from edit" -l set -x -d "NAME=VALUE"
+complete -c bex -n "__fish_seen_subcommand_from edit" -l unset -x -d "remove a field"
+complete -c bex -n "__fish_seen_subcommand_from edit" -l version-suffix -x -d "append to Version"
+complete -c bex -n "__fish_seen_subcommand_from edit" -l script -r -d "NAME=FILE"
+complete -c bex -n "__fish_seen_subcommand_from edit" -l remove-script -x -d "remove a control member"
+complete -c bex -n "__fish_seen_subcommand_from edit" -l conffile -x -d "mark as configuration"
+complete -c bex -n "__fish_seen_subcommand_from filter" -l delete -x -d "leave out what matches"
+complete -c bex -n "__fish_seen_subcommand_from filter" -l add -r -d "SRC:DST"
+complete -c bex -n "__fish_seen_subcommand_from filter" -l mode -x -d "GLOB=MODE"
+complete -c bex -n "__fish_seen_subcommand_from filter" -l owner -x -d "GLOB=USER:GROUP"

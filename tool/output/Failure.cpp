@@ -5,6 +5,7 @@
 
 #include "arguments/LimitOption.hpp"
 #include "bex/stream/Escape.hpp"
+#include "bex/stream/Finding.hpp"
 #include "output/Interrupt.hpp"
 #include "output/Json.hpp"
 
@@ -18,6 +19,9 @@ namespace {
 std::string hintFor(const stream::StreamError& failure) {
     if (failure.code() == "field-missing") {
         return "fields come from TREE/DEBIAN/control, --control FILE, or options such as --name and --version";
+    }
+    if (dynamic_cast<const stream::FindingRefused*>(&failure) != nullptr) {
+        return "--allow " + failure.code() + " accepts it";
     }
     if (failure.kind() == ErrorKind::limitExceeded) {
         return limitHint(failure.limit());

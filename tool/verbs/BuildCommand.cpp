@@ -3,7 +3,6 @@
 #include <utility>
 #include <vector>
 
-#include "arguments/LimitOption.hpp"
 #include "bex/stream/Escape.hpp"
 #include "bex/stream/PackageWriter.hpp"
 #include "output/Failure.hpp"
@@ -18,6 +17,7 @@
 #include "verbs/BuildOptions.hpp"
 #include "verbs/BuildTarget.hpp"
 #include "verbs/DebugPackage.hpp"
+#include "verbs/PackageNotes.hpp"
 #include "verbs/Strip.hpp"
 #include "verbs/Verb.hpp"
 
@@ -47,33 +47,6 @@ std::string lineOf(const stream::Entry& entry) {
         line += "\t" + stream::escapeForDisplay(entry.linkTarget);
     }
     return line + "\n";
-}
-
-/// The library's notes about the package, each as a message and a hint where one helps.
-Json notesJson(const std::vector<stream::Finding>& notes) {
-    Json list = Json::array();
-    for (const auto& note : notes) {
-        Json object = {{"code", note.code}};
-        putText(object, "message", messageOf(note));
-        if (!note.limit.empty()) {
-            object["hint"] = limitHint(note.limit);
-        }
-        list.push_back(std::move(object));
-    }
-    return list;
-}
-
-void printNotes(const std::string& package, const WriteResult& result, Context& context) {
-    if (context.json) {
-        return;  // they are in the object
-    }
-    for (stream::Finding note : result.notes) {
-        note.package = package;
-        context.console.note(messageOf(note));
-        if (!note.limit.empty()) {
-            context.console.note("hint: " + limitHint(note.limit));
-        }
-    }
 }
 
 /// Writes to standard output where `target` is "".
@@ -118,22 +91,8 @@ ExitStatus pretend(const PackageWriter& writer, const std::string& target, Write
         lines = planJson(target, writer.control(), std::move(entries), result);
     }
     context.console.out(lines);
-    printNotes(target, result, context);
+    printNotes(target, result.notes, context);
     return ExitStatus::done;
-}
-
-void printResult(const std::string& path, const WriteResult& result, Context& context) {
-    if (!context.json) {
-        context.console.out(path + "\n");
-        return;
-    }
-    Json object = {{"schema", 1}};
-    putText(object, "package", path);
-    object["packageBytes"] = result.packageBytes;
-    object["payloadBytes"] = result.payloadBytes;
-    object["entries"] = result.entries;
-    object["notes"] = notesJson(result.notes);
-    context.console.out(jsonText(object));
 }
 
 ExitStatus write(const PackageWriter& writer, const std::string& target, WriteOptions& options, Context& context) {
@@ -146,10 +105,11 @@ ExitStatus write(const PackageWriter& writer, const std::string& target, WriteOp
         context.whenClosed = ExitStatus::inputOutput;
     }
     const WriteResult result = writeTo(target, writer, options, context);
-    if (!target.empty()) {
-        printResult(target, result, context);
+    if (target.empty()) {
+        printNotes(target, result.notes, context);
+    } else {
+        printWritten(target, result, context);
     }
-    printNotes(target, result, context);
     return ExitStatus::done;
 }
 
@@ -200,8 +160,7 @@ void writeDebugPackage(const PackageWriter& writer, const StrippedFiles& strippe
     fillDebugPackage(writer.control(), stripped, debug);
     const std::string path = debugTarget(target, writer.control());
     const WriteResult result = debug.write(path, options);
-    printResult(path, result, context);
-    printNotes(path, result, context);
+    printWritten(path, result, context);
 }
 
 ExitStatus runBuild(BuildArguments& arguments, Context& context) {

@@ -5,12 +5,10 @@
 #include <vector>
 
 #include "arguments/Choice.hpp"
-#include "arguments/Number.hpp"
+#include "arguments/CompressionOptions.hpp"
 #include "verbs/BuildDependencies.hpp"
 
 namespace bex::tool {
-
-using stream::Compression;
 
 namespace {
 
@@ -119,30 +117,10 @@ void addControlOptions(CLI::App& verb, BuildArguments& arguments) {
         ->group(conffileRow);
 }
 
-/// "gzip 0-12 (6), zstd ..., none".
-std::string levelsText() {
-    std::string text;
-    for (const Compression kind : {Compression::gzip, Compression::zstd, Compression::xz}) {
-        const stream::CompressionLevels levels = stream::levelsOf(kind);
-        text += std::string(nameOf(kind)) + " " + std::to_string(levels.lowest) + "-" +
-                std::to_string(levels.highest) + " (" + std::to_string(levels.usual) + "), ";
-    }
-    return text + std::string(nameOf(Compression::none));
-}
-
 void addOutputOptions(CLI::App& verb, BuildArguments& arguments) {
-    const std::string compressionRow = levelsText();
-    addChoice<Compression>(verb, "-Z,--compression", "How to compress",
-                           {{"gzip", Compression::gzip},
-                            {"zstd", Compression::zstd},
-                            {"xz", Compression::xz},
-                            {"none", Compression::none}},
-                           [&arguments](Compression kind) { arguments.compression = kind; })
-        ->option_text("KIND")
-        ->group(compressionRow);
-    addNumber<int>(verb, "-z,--level", "How hard to compress", [&arguments](int level) {
-        arguments.level = level;
-    })->group(compressionRow);
+    addCompressionOptions(
+        verb, [&arguments](stream::Compression kind) { arguments.compression = kind; },
+        [&arguments](int level) { arguments.level = level; });
     constexpr const char* flagRow = "Make no md5sums; only list; compare the result before it appears";
     verb.add_flag("--no-md5sums", arguments.noMd5sums, "Make no md5sums")->group(flagRow);
     CLI::Option* dryRun =

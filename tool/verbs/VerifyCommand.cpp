@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "arguments/FindingCodes.hpp"
 #include "arguments/LimitOption.hpp"
 #include "bex/stream/Escape.hpp"
 #include "bex/stream/Verify.hpp"
@@ -122,24 +123,13 @@ ExitStatus runVerify(VerifyArguments& arguments, Context& context) {
                           [&](const std::string& package) { return verifyOne(package, arguments, context); });
 }
 
-/// Refuses what no finding is called, so that a misspelt code does not go unnoticed.
-std::string unknownCode(const std::string& code) {
-    const std::vector<std::string>& codes = stream::findingCodes();
-    return std::binary_search(codes.begin(), codes.end(), code)
-               ? ""
-               : "no finding has the code \"" + stream::escapeForDisplay(code) + '"';
-}
-
 }  // namespace
 
 void addVerify(CLI::App* verb, Action& chosen) {
     const auto arguments = std::make_shared<VerifyArguments>();
     verb->add_option("PKG", arguments->packages, "The packages; - is standard input")->required();
     verb->add_flag("--strict", arguments->strict, "Fail for warnings, too");
-    verb->add_option("--ignore", arguments->ignored, "Leave findings of this code out; repeatable")
-        ->option_text("CODE")
-        ->allow_extra_args(false)
-        ->check(unknownCode);
+    addFindingCodes(*verb, "--ignore", "Leave findings of this code out; repeatable", arguments->ignored);
     verb->footer(
         "Each finding is one line with a code that stays the same between versions.\n\n"
         "Example: bex verify hello_1.0_amd64.bex");

@@ -21,6 +21,14 @@ struct Finding : ErrorRecord {
     Severity severity;
 };
 
+/// Thrown by PackageEditor for an error that verify() would list and EditOptions::allow does not name. Naming its
+/// code() lets it pass.
+class BEX_EXPORT FindingRefused : public StreamError {
+public:
+    using StreamError::StreamError;
+    ~FindingRefused() override;
+};
+
 /// All codes that a finding may have, sorted.
 BEX_EXPORT const std::vector<std::string>& findingCodes();
 

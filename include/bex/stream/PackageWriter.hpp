@@ -86,11 +86,11 @@ public:
     void addHardlink(const std::string& target, const std::string& path);
 
     /// Adds the entries that the reader has not returned yet, in one pass, with their attributes, owners, links
-    /// and contents, except those for which `filter` returns false. Contents are unpacked into the writer's
-    /// temporary file: it needs as much space as they do. Returns how many entries were added.
-    /// Throws what the reader throws and StreamError (`invalidInput`) for devices and FIFOs; no entry is added
-    /// then.
-    std::uint64_t add(PackageReader& package, const std::function<bool(const Entry&)>& filter = nullptr);
+    /// and contents, except those for which `filter` returns false. It may change an entry's path, attributes and
+    /// link target before it is added. Contents are unpacked into the writer's temporary file: it needs as much
+    /// space as they do. Returns how many entries were added. Throws what the reader throws and StreamError
+    /// (`invalidInput`) for devices and FIFOs; no entry is added then.
+    std::uint64_t add(PackageReader& package, const std::function<bool(Entry&)>& filter = nullptr);
     /// Copies the control paragraph and every other control member: "conffiles" line by line, "md5sums" not at
     /// all, since write() makes it. Throws as addControlMember() and addConffiles().
     void addControl(const PackageReader& package);

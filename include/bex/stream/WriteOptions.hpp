@@ -25,6 +25,8 @@ struct WriteOptions {
     /// Set Installed-Size unless the paragraph gives it: each file's and symlink's size in whole KiB, a file with
     /// several names once, and 1 KiB for every directory (deb-substvars(5)).
     bool installedSize = true;
+    /// Set Installed-Size anew where the paragraph gives it, too, in its place.
+    bool renewInstalledSize = false;
     /// Keep the owners that sources have on disk, by number and by the system's name for it, instead of root.
     bool keepOwner = false;
     /// Give what comes from disk modes that do not depend on the umask: directories 0755, files 0755 where their

@@ -3,6 +3,7 @@
 #include <array>
 #include <string_view>
 
+#include "stream/ar/ArFormat.hpp"
 #include "stream/base/Place.hpp"
 #include "stream/base/Text.hpp"
 
@@ -10,8 +11,6 @@ namespace bex::stream {
 
 namespace {
 
-constexpr std::string_view kMagic = "!<arch>\n";
-constexpr std::size_t kHeaderBytes = 60;
 constexpr std::size_t kNameBytes = 16;
 constexpr std::string_view kHeaderEnd = "`\n";
 
@@ -82,12 +81,12 @@ std::optional<Member> ArReader::next(bool complete) {
         readMagic();
     }
     passOver();
-    std::array<char, kHeaderBytes> bytes{};
+    std::array<char, kArHeaderBytes> bytes{};
     const std::string_view header(bytes.data(), readFully(source_, bytes.data(), bytes.size()));
     if (header.empty()) {
         return std::nullopt;
     }
-    const bool whole = header.size() == kHeaderBytes;
+    const bool whole = header.size() == kArHeaderBytes;
     if (complete && (!whole || header.substr(58) != kHeaderEnd)) {  // guard: bytes after the last member
         place_.fail(ErrorKind::damaged, "ar-trailing",
                     "bytes after the last member, from offset " + std::to_string(offset_));
@@ -98,19 +97,19 @@ std::optional<Member> ArReader::next(bool complete) {
     if (header.substr(58) != kHeaderEnd) {  // guard: the end of a header of ar
         place_.fail(ErrorKind::damaged, "ar-header", "no member header at offset " + std::to_string(offset_));
     }
-    offset_ += kHeaderBytes;
+    offset_ += kArHeaderBytes;
     current_ = Header(header, place_).member(offset_);
     contents_.emplace(source_, current_->size, place_.in(current_->name));
     return current_;
 }
 
 void ArReader::readMagic() {
-    std::array<char, kMagic.size()> bytes{};
+    std::array<char, kArMagic.size()> bytes{};
     const std::string_view magic(bytes.data(), readFully(source_, bytes.data(), bytes.size()));
-    if (magic != kMagic) {  // guard: the magic of ar
+    if (magic != kArMagic) {  // guard: the magic of ar
         place_.fail(ErrorKind::damaged, "ar-magic", "no package: does not begin with \"!<arch>\\n\"");
     }
-    offset_ = kMagic.size();
+    offset_ = kArMagic.size();
 }
 
 void ArReader::failTruncated(std::string_view header) const {
@@ -120,7 +119,7 @@ void ArReader::failTruncated(std::string_view header) const {
     }
     at.fail(ErrorKind::damaged, "ar-truncated",
             "header at offset " + std::to_string(offset_) + " ends after " + std::to_string(header.size()) +
-                " of " + std::to_string(kHeaderBytes) + " bytes");
+                " of " + std::to_string(kArHeaderBytes) + " bytes");
 }
 
 void ArReader::passOver() {

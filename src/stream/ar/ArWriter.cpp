@@ -2,7 +2,9 @@
 
 #include <cstddef>
 
+#include "stream/ar/ArFormat.hpp"
 #include "stream/base/Place.hpp"
+
 namespace bex::stream {
 
 namespace {
@@ -22,16 +24,20 @@ StreamError memberTooLarge(std::string_view name, std::uint64_t limit) {
                "more than the " + std::to_string(limit) + " bytes that a member of an ar archive can have");
 }
 
-ArWriter::ArWriter(Sink& out, std::int64_t mtime) : out_(out), mtime_(mtime) {
-    write("!<arch>\n");
-}
-
-void ArWriter::beginMember(std::string_view name, std::uint64_t size) {
+std::string memberHeader(std::string_view name, std::uint64_t size, std::int64_t mtime) {
     if (size > kMostMemberBytes) {
         throw memberTooLarge(name);
     }
-    write(field(name, 16) + field(std::to_string(mtime_), 12) + field("0", 6) + field("0", 6) +
-          field("100644", 8) + field(std::to_string(size), 10) + "`\n");
+    return field(name, 16) + field(std::to_string(mtime), 12) + field("0", 6) + field("0", 6) +
+           field("100644", 8) + field(std::to_string(size), 10) + "`\n";
+}
+
+ArWriter::ArWriter(Sink& out, std::int64_t mtime) : out_(out), mtime_(mtime) {
+    write(kArMagic);
+}
+
+void ArWriter::beginMember(std::string_view name, std::uint64_t size) {
+    write(memberHeader(name, size, mtime_));
 }
 
 void ArWriter::write(std::string_view bytes) {

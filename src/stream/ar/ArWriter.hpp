@@ -15,8 +15,11 @@ constexpr std::uint64_t kMostMemberBytes = 9999999999;
 /// The error (`invalidInput`) for a member that has more bytes than that, naming the limit.
 StreamError memberTooLarge(std::string_view name, std::uint64_t limit = kMostMemberBytes);
 
-/// Writes the ar container of a package, deb(5), front to back: names filled up with blanks as dpkg does, owner 0,
-/// mode 100644.
+/// The header of a member, 60 bytes: its name filled up with blanks as dpkg does, owner 0, mode 100644. `mtime` is
+/// 0 to 999999999999. Throws memberTooLarge().
+std::string memberHeader(std::string_view name, std::uint64_t size, std::int64_t mtime);
+
+/// Writes the ar container of a package, deb(5), front to back.
 class ArWriter {
 public:
     /// Writes the archive's first line. `out` must outlive this. `mtime`, of every member: 0 to 999999999999.

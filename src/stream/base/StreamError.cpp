@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "bex/stream/Escape.hpp"
+#include "bex/stream/Finding.hpp"
 #include "stream/base/Place.hpp"
 #include "stream/base/Text.hpp"
 
@@ -72,5 +73,7 @@ StreamError::StreamError(ErrorKind kind, std::string reason)
     : StreamError(Place("").record(kind, codeOf(kind), std::move(reason))) {}
 
 StreamError::~StreamError() = default;
+
+FindingRefused::~FindingRefused() = default;
 
 }  // namespace bex::stream

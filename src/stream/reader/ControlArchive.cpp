@@ -35,12 +35,16 @@ std::string contentsOf(EntryReader& entries, const Entry& entry) {
 
 }  // namespace
 
-std::vector<ControlMember> readControlArchive(EntryReader& entries, const Limits& limits, const Place& place) {
+std::vector<ControlMember> readControlArchive(EntryReader& entries, const Limits& limits, const Place& place,
+                                              std::optional<Entry>* root) {
     std::vector<ControlMember> members;
     Entry entry;
     while (entries.next(entry)) {
         const std::string name = plainPath(entry.path);
         const bool isRoot = name.empty() && entry.type == EntryType::directory;
+        if (isRoot && root != nullptr && !*root) {
+            *root = entry;
+        }
         if (!isRoot && isMember(entry, name, place) && findMember(members, name) == nullptr) {
             if (name == "md5sums") {
                 // guard(UINT64_MAX): md5sums' own limit

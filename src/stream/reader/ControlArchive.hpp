@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string_view>
 #include <vector>
 
@@ -11,7 +12,9 @@ namespace bex::stream {
 /// Reads a control archive whole into memory: regular files that stand in no directory, each once, one of them
 /// "control". Directories named "./" are passed over. Anything else is refused. `entries` is bounded by
 /// Limits::controlBytes; the contents of "md5sums" may come on top of that, as far as their own limit allows.
-std::vector<ControlMember> readControlArchive(EntryReader& entries, const Limits& limits, const Place& place);
+/// `root` gets the first of those directories; null: nobody.
+std::vector<ControlMember> readControlArchive(EntryReader& entries, const Limits& limits, const Place& place,
+                                              std::optional<Entry>* root = nullptr);
 
 /// The member of that name, "./" not counted, or null. Valid as long as the vector is not changed.
 const ControlMember* findMember(const std::vector<ControlMember>& members, std::string_view name);

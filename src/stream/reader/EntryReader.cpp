@@ -1,6 +1,8 @@
 #include "stream/reader/EntryReader.hpp"
 
+#include <algorithm>
 #include <memory>
+#include <utility>
 
 #include "stream/base/WorkPool.hpp"
 
@@ -8,13 +10,53 @@ namespace bex::stream {
 
 namespace {
 
+/// Hands what comes out of another decompressor to a sink, too.
+class CopiedDecompressor final : public Decompressor {
+public:
+    CopiedDecompressor(std::unique_ptr<Decompressor> inner, Sink& copy) : inner_(std::move(inner)), copy_(copy) {}
+
+    std::string_view next() override {
+        const std::string_view bytes = std::exchange(rest_, {});
+        return bytes.empty() ? fetch() : bytes;
+    }
+
+    std::uint64_t skip(std::uint64_t size) override {
+        std::uint64_t skipped = 0;
+        while (skipped < size) {
+            rest_ = next();
+            if (rest_.empty()) {
+                break;
+            }
+            const std::uint64_t part = std::min<std::uint64_t>(size - skipped, rest_.size());
+            rest_.remove_prefix(static_cast<std::size_t>(part));
+            skipped += part;
+        }
+        return skipped;
+    }
+
+private:
+    std::string_view fetch() {
+        const std::string_view bytes = inner_->next();
+        copy_.write(bytes.data(), bytes.size());
+        return bytes;
+    }
+
+    const std::unique_ptr<Decompressor> inner_;
+    Sink& copy_;
+    std::string_view rest_;  // of what was copied, not given out yet
+};
+
 std::unique_ptr<Decompressor> unpack(ByteStream& contents, Compression compression,
                                      const EntryReaderSettings& settings, const Place& place) {
     DecompressionSettings decompression;
     decompression.limits = settings.limits;
     decompression.threads = threadCount(settings.threads);
     decompression.strict = settings.strict;
-    return openDecompressor(contents, compression, place, decompression);
+    std::unique_ptr<Decompressor> bytes = openDecompressor(contents, compression, place, decompression);
+    if (settings.copy != nullptr) {
+        return std::make_unique<CopiedDecompressor>(std::move(bytes), *settings.copy);
+    }
+    return bytes;
 }
 
 }  // namespace

@@ -17,6 +17,9 @@ struct EntryReaderSettings {
     unsigned threads = 1;  ///< 0: one for each processor
     bool strict = false;   ///< as in DecompressionSettings
     ByteLimit bytesLimit;  ///< on what may come out of it
+    /// Gets every byte of the archive as it is unpacked, the end marks and what follows them too; null: nobody. It
+    /// must outlive the reader. Nothing is then skipped unread.
+    Sink* copy = nullptr;
 };
 
 /// The entries of one tar archive of the package, unpacked, bounded and judged.

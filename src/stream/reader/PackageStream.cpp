@@ -54,6 +54,7 @@ EntryReaderSettings PackageStream::payloadSettings(const Member& member) const {
     settings.limits = options_.limits;
     settings.strict = strict_;
     settings.threads = options_.threads;
+    settings.copy = payloadCopy_;
     settings.bytesLimit = {payloadLimit(options_.limits, member.size), "expansionRatio",
                            "the limits expansionRatio and expansionFreeBytes"};
     return settings;
@@ -63,7 +64,7 @@ std::vector<ControlMember> PackageStream::readControl() {
     const Member member = members_.open(MemberRole::control);
     const Place place = place_.in(member.name);
     EntryReader entries(members_.contents(), member.compression, controlSettings(), place);
-    return readControlArchive(entries, options_.limits, place);
+    return readControlArchive(entries, options_.limits, place, &controlRoot_);
 }
 
 void PackageStream::expect(const ControlParagraph& control) {

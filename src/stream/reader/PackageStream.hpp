@@ -2,6 +2,7 @@
 
 #include <exception>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -42,6 +43,13 @@ public:
 
     /// Reads the control archive. Call once, before next().
     std::vector<ControlMember> readControl();
+
+    /// The entry of the control archive's root, "./", where it has one. Call after readControl().
+    const std::optional<Entry>& controlRoot() const noexcept { return controlRoot_; }
+
+    /// Hands every byte of the payload's tar archive to the sink as well, which must outlive the reading. Call
+    /// before next().
+    void copyPayloadTo(Sink& copy) noexcept { payloadCopy_ = &copy; }
 
     /// Takes the paragraph's Installed-Size for the total of the progress.
     void expect(const ControlParagraph& control);
@@ -86,6 +94,8 @@ private:
     Place place_;
     PackageMembers members_;
     ProgressMeter progress_;
+    std::optional<Entry> controlRoot_;
+    Sink* payloadCopy_ = nullptr;
     std::string dataMember_;  // its name
     std::unique_ptr<EntryReader> payload_;
     bool ended_ = false;

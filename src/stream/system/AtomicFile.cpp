@@ -1,11 +1,14 @@
 #include "stream/system/AtomicFile.hpp"
 
 #include <fcntl.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "stream/base/Place.hpp"
 #include "stream/base/Text.hpp"
@@ -14,6 +17,8 @@
 namespace bex::stream {
 
 namespace {
+
+constexpr std::size_t kPieceBytes = std::size_t{1} << 20;  // through memory
 
 /// "" for a path that ends in a slash.
 std::string lastName(const std::string& path) {
@@ -86,6 +91,64 @@ void AtomicFile::write(const char* data, std::size_t size) {
     requireUncommitted();
     if (!writeFully(target_.system, file_.get(), {data, size})) {
         target_.fail("write");
+    }
+}
+
+void AtomicFile::copy(int descriptor, const std::string& source, std::uint64_t offset, std::size_t size) {
+    requireUncommitted();
+    while (size != 0) {
+        const ssize_t copied =
+            target_.system.copyFileRange(descriptor, static_cast<off_t>(offset), file_.get(), size);
+        std::size_t count = std::min(size, kPieceBytes);
+        if (copied > 0) {
+            count = static_cast<std::size_t>(copied);
+        } else {
+            // Which errors mean that the kernel can't do it differs between file systems, and so does what 0
+            // means: reading and writing do it, or give the reason.
+            copyThroughMemory(descriptor, source, offset, count);
+        }
+        offset += count;
+        size -= count;
+    }
+    // The disk begins while more is copied, so that commit() waits for little. A hint: what fails here fails when
+    // the file is synced.
+    target_.system.beginWriting(file_.get());
+}
+
+void AtomicFile::copyThroughMemory(int descriptor, const std::string& source, std::uint64_t offset,
+                                   std::size_t size) {
+    std::vector<char> piece(size);
+    for (std::size_t done = 0; done < size;) {
+        const ssize_t count =
+            target_.system.pread(descriptor, piece.data() + done, size - done, static_cast<off_t>(offset + done));
+        if (count < 0) {
+            throw systemFailure(source, "read", errno);
+        }
+        if (count == 0) {
+            Place(source).fail(ErrorKind::inputOutput, codeOf(ErrorKind::inputOutput),
+                               "became shorter while it was read");
+        }
+        done += static_cast<std::size_t>(count);
+    }
+    write(piece.data(), piece.size());
+}
+
+void AtomicFile::rewrite(std::uint64_t offset, std::string_view bytes) {
+    requireUncommitted();
+    if (target_.system.lseek(file_.get(), static_cast<off_t>(offset), SEEK_SET) < 0 ||
+        !writeFully(target_.system, file_.get(), bytes) || target_.system.lseek(file_.get(), 0, SEEK_END) < 0) {
+        target_.fail("write");
+    }
+}
+
+void AtomicFile::takeAttributes(const struct stat& other) {
+    requireUncommitted();
+    // Before the mode, which chown may change. A user who is not root can give a file to nobody else.
+    if (target_.system.fchown(file_.get(), other.st_uid, other.st_gid) != 0 && errno != EPERM) {
+        target_.fail("give it its owner");
+    }
+    if (target_.system.fchmod(file_.get(), other.st_mode & 0777U) != 0) {
+        target_.fail("give it its mode");
     }
 }
 

@@ -1,6 +1,10 @@
 #pragma once
 
+#include <sys/stat.h>
+
+#include <cstdint>
 #include <string>
+#include <string_view>
 
 #include "bex/stream/Sink.hpp"
 #include "stream/system/Descriptor.hpp"
@@ -48,6 +52,17 @@ public:
     /// Throws StreamError after commit(), too: the target is never written in place.
     void write(const char* data, std::size_t size) override;
 
+    /// Appends `size` bytes of an open file, from `offset` on: within the kernel where that is possible. `source`
+    /// stands for the file in messages. Throws StreamError (`inputOutput`), also where the file ends earlier.
+    void copy(int descriptor, const std::string& source, std::uint64_t offset, std::size_t size);
+
+    /// Replaces bytes that were written; none may lie beyond the end. Throws as write().
+    void rewrite(std::uint64_t offset, std::string_view bytes);
+
+    /// Gives the file the owner and the permissions of another one: the owner as far as the process may. Throws
+    /// StreamError (`inputOutput`). Call before commit().
+    void takeAttributes(const struct stat& other);
+
     /// Syncs the contents, moves them to the target's name and syncs the directory. Throws StreamError; unless the
     /// message says that only the directory could not be synced, the target is then what it was. Call once, last.
     void commit();
@@ -58,6 +73,7 @@ public:
 
 private:
     void requireUncommitted() const;
+    void copyThroughMemory(int descriptor, const std::string& source, std::uint64_t offset, std::size_t size);
 
     Target target_;
     TemporaryFile file_;

@@ -68,6 +68,14 @@ ssize_t System::write(int descriptor, const void* data, std::size_t size) {
     return repeatInterrupted([&] { return ::write(descriptor, data, size); });
 }
 
+ssize_t System::copyFileRange(int from, off_t offset, int to, std::size_t size) {
+    return repeatInterrupted([&] { return ::copy_file_range(from, &offset, to, nullptr, size, 0); });
+}
+
+int System::beginWriting(int descriptor) {
+    return repeatInterrupted([&] { return ::sync_file_range(descriptor, 0, 0, SYNC_FILE_RANGE_WRITE); });
+}
+
 off_t System::lseek(int descriptor, off_t offset, int whence) {
     return ::lseek(descriptor, offset, whence);
 }

@@ -28,6 +28,10 @@ public:
     virtual ssize_t read(int descriptor, void* buffer, std::size_t size);
     virtual ssize_t pread(int descriptor, void* buffer, std::size_t size, off_t offset);
     virtual ssize_t write(int descriptor, const void* data, std::size_t size);
+    /// copy_file_range(2) to the position of `to`, which moves on; `offset` stays as it is.
+    virtual ssize_t copyFileRange(int from, off_t offset, int to, std::size_t size);
+    /// sync_file_range(2) of the whole file: begins to write to the disk what is cached, and does not wait for it.
+    virtual int beginWriting(int descriptor);
     virtual off_t lseek(int descriptor, off_t offset, int whence);
     virtual int fallocate(int descriptor, int mode, off_t offset, off_t size);
     virtual int fsync(int descriptor);

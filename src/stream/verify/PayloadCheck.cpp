@@ -45,10 +45,13 @@ void PayloadCheck::expectDigests(const std::vector<Md5sum>& sums, const Place& c
     digests_.emplace(sums, control, place_);
 }
 
-void PayloadCheck::run() {
+void PayloadCheck::run(const std::function<void(const Entry&)>& onEntry) {
     Entry entry;
     while (stream_.next(entry)) {
         check(entry);
+        if (onEntry) {
+            onEntry(entry);
+        }
     }
     if (conffiles_) {
         conffiles_->finish();
@@ -88,7 +91,9 @@ void PayloadCheck::check(const Entry& entry) {
     if (conffiles_) {
         conffiles_->take(entry, path);
     }
-    checkDigest(entry, path);
+    if (depth_ == PayloadDepth::contents) {
+        checkDigest(entry, path);
+    }
 }
 
 void PayloadCheck::checkDigest(const Entry& entry, const std::string& path) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -10,17 +11,24 @@
 
 namespace bex::stream {
 
-/// Reads every byte of the payload and holds its entries against what the control archive says of them.
+/// How much of the payload is read.
+enum class PayloadDepth {
+    entries,  ///< the entries alone
+    contents  ///< every byte, for md5sums and the checksums of the compression
+};
+
+/// Reads the payload and holds its entries against what the control archive says of them.
 class PayloadCheck {
 public:
-    PayloadCheck(PackageStream& stream, Place place) : stream_(stream), place_(std::move(place)) {}
+    PayloadCheck(PackageStream& stream, Place place, PayloadDepth depth)
+        : stream_(stream), place_(std::move(place)), depth_(depth) {}
 
     /// Before the payload is read: what "conffiles" and "md5sums" of the control archive list.
     void expectConffiles(std::string_view text, const Place& control);
     void expectDigests(const std::vector<Md5sum>& sums, const Place& control);
 
-    /// Reads to the end. Throws as PackageStream::next().
-    void run();
+    /// Reads to the end. `onEntry`, where there is one, is told of every entry. Throws as PackageStream::next().
+    void run(const std::function<void(const Entry&)>& onEntry);
 
 private:
     void check(const Entry& entry);
@@ -30,6 +38,7 @@ private:
 
     PackageStream& stream_;
     Place place_;
+    PayloadDepth depth_;
     std::optional<Conffiles> conffiles_;
     std::optional<Digests> digests_;
 };

@@ -22,7 +22,6 @@ private:
     /// The member whose name begins with `stem`.
     Place placeOf(const std::string& stem);
     void checkControl();
-    void checkParagraph(const ControlMember& control, const Place& place);
     void checkPayload();
 
     Findings findings_;

@@ -5,6 +5,7 @@
 
 #include "bex/stream/Entry.hpp"
 #include "bex/stream/Sink.hpp"
+#include "stream/base/StringSink.hpp"
 #include "stream/control/MaintainerScript.hpp"
 #include "stream/tar/TarWriter.hpp"
 #include "stream/writer/PackagePath.hpp"
@@ -12,12 +13,6 @@
 namespace bex::stream {
 
 namespace {
-
-class StringSink : public Sink {
-public:
-    void write(const char* data, std::size_t size) override { bytes.append(data, size); }
-    std::string bytes;
-};
 
 Entry entryOf(std::string_view name, EntryType type, std::uint32_t mode, std::int64_t mtime) {
     Entry entry;
@@ -38,19 +33,26 @@ Entry controlEntryOf(std::string_view name, std::size_t size, std::int64_t mtime
     return entry;
 }
 
+std::string compressed(const std::function<void(Sink&)>& write, const CompressionSettings& settings) {
+    StringSink archive;
+    CompressingSink sink(archive, settings);
+    write(sink);
+    sink.finish();
+    return std::move(archive.bytes);
+}
+
 std::string makeControlArchive(const std::map<std::string, std::string>& files, std::int64_t mtime,
                                const CompressionSettings& settings) {
-    StringSink archive;
-    CompressingSink compressed(archive, settings);
-    TarWriter tar(compressed);
-    tar.begin(entryOf("", EntryType::directory, 0755, mtime));
-    for (const auto& [name, contents] : files) {
-        tar.begin(controlEntryOf(name, contents.size(), mtime));
-        tar.write(contents.data(), contents.size());
-    }
-    tar.finish();
-    compressed.finish();
-    return std::move(archive.bytes);
+    const auto write = [&](Sink& out) {
+        TarWriter tar(out);
+        tar.begin(entryOf("", EntryType::directory, 0755, mtime));
+        for (const auto& [name, contents] : files) {
+            tar.begin(controlEntryOf(name, contents.size(), mtime));
+            tar.write(contents.data(), contents.size());
+        }
+        tar.finish();
+    };
+    return compressed(write, settings);
 }
 
 }  // namespace bex::stream

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <string>
 #include <string_view>
@@ -14,6 +15,9 @@ namespace bex::stream {
 /// The entry of the control archive for a member of that name: owned by root, a script with mode 0755, another
 /// with 0644.
 Entry controlEntryOf(std::string_view name, std::size_t size, std::int64_t mtime);
+
+/// What `write` writes to the sink that it is given, compressed.
+std::string compressed(const std::function<void(Sink&)>& write, const CompressionSettings& settings);
 
 /// The member control.tar, compressed: the files in order of their names, below a "./" of mode 0755, all with the
 /// time `mtime`.

@@ -6,13 +6,13 @@
 
 #include "stream/ar/ArWriter.hpp"
 #include "stream/ar/FormatVersion.hpp"
+#include "stream/base/CountingSink.hpp"
 #include "stream/base/Place.hpp"
 #include "stream/base/Text.hpp"
 #include "stream/base/WorkPool.hpp"
 #include "stream/control/Conffiles.hpp"
 #include "stream/control/FieldChecks.hpp"
-#include "stream/control/MaintainerScript.hpp"
-#include "stream/control/Triggers.hpp"
+#include "stream/control/MemberOddities.hpp"
 #include "stream/reader/PackageStream.hpp"
 #include "stream/system/AtomicFile.hpp"
 #include "stream/writer/Comparison.hpp"
@@ -94,13 +94,7 @@ void PackageBuild::take(const std::string& member, const std::vector<Oddity>& od
 
 void PackageBuild::checkControlMembers() {
     for (const auto& [name, contents] : collection_.controlMembers) {
-        if (name == "triggers") {
-            take(name, triggersOddities(contents));
-        } else if (isMaintainerScript(name)) {
-            if (const auto oddity = maintainerScriptOddity(contents)) {
-                take(name, {*oddity});
-            }
-        }
+        take(name, memberOddities(name, contents));
     }
     take("conffiles", readConffiles(conffiles()).oddities);
 }
@@ -227,8 +221,9 @@ void PackageBuild::makeControlFiles(std::string md5sums) {
 
 std::string PackageBuild::controlText() const {
     ControlParagraph control = collection_.control;
-    // An Installed-Size that the caller set is kept, right or wrong.
-    if (options_.installedSize && control.find("Installed-Size") == nullptr) {
+    // An Installed-Size that the caller set is kept, right or wrong, unless it is to be renewed.
+    const bool isMissing = options_.installedSize && control.find("Installed-Size") == nullptr;
+    if (isMissing || options_.renewInstalledSize) {
         control.set("Installed-Size", std::to_string(plan_.installedKiB()));
     }
     return control.format();

@@ -47,6 +47,12 @@ std::string packageFilePath(std::string_view given) {
     return plain;
 }
 
+bool isPlainFileName(std::string_view name) noexcept {
+    constexpr char forbidden[] = {'/', '\n', '\0'};
+    return !name.empty() && name != "." && name != ".." &&
+           name.find_first_of(forbidden, 0, sizeof forbidden) == name.npos;
+}
+
 std::string storedPath(std::string_view plain, EntryType type) {
     std::string stored = "./";
     stored += plain;

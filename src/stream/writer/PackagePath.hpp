@@ -14,6 +14,10 @@ std::string packagePath(std::string_view given);
 /// The same for what is not a directory: "" and a final "/" are refused, too.
 std::string packageFilePath(std::string_view given);
 
+/// Whether a control member may have the name: it becomes a file of the control archive and, on the target, of
+/// dpkg's database, where a "/" would lead elsewhere.
+bool isPlainFileName(std::string_view name) noexcept;
+
 /// A plain path as the payload stores it: "./" before it, "/" after a directory.
 std::string storedPath(std::string_view plain, EntryType type);
 

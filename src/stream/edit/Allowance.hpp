@@ -1,0 +1,22 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "stream/base/Place.hpp"
+
+namespace bex::stream {
+
+/// Lets errors pass whose code is allowed, and all warnings; throws FindingRefused for any other.
+class Allowance final : public ErrorHandler {
+public:
+    explicit Allowance(std::vector<std::string> codes);
+
+    void refuse(const ErrorRecord& error) override;
+    void note(Severity severity, const ErrorRecord& error) override;
+
+private:
+    std::vector<std::string> codes_;  // sorted
+};
+
+}  // namespace bex::stream

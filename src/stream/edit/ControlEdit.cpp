@@ -1,0 +1,184 @@
+#include "stream/edit/ControlEdit.hpp"
+
+#include <algorithm>
+#include <utility>
+
+#include "stream/base/Place.hpp"
+#include "stream/control/Conffiles.hpp"
+#include "stream/control/ControlText.hpp"
+#include "stream/control/MemberOddities.hpp"
+#include "stream/control/ParagraphParser.hpp"
+#include "stream/reader/ControlArchive.hpp"
+#include "stream/tar/TarWriter.hpp"
+#include "stream/writer/ControlArchiveWriter.hpp"
+#include "stream/writer/PackagePath.hpp"
+
+namespace bex::stream {
+
+namespace {
+
+bool isEqual(const ControlParagraph& left, const ControlParagraph& right) {
+    return std::equal(left.fields().begin(), left.fields().end(), right.fields().begin(), right.fields().end(),
+                      [](const auto& a, const auto& b) { return a.name == b.name && a.value == b.value; });
+}
+
+[[noreturn]] void refuse(const std::string& name, const char* fault) {
+    throw invalidInput("", "control member " + quotedName(name) + ": " + fault);
+}
+
+void requireSettable(const std::string& name) {
+    if (!isPlainFileName(name)) {
+        refuse(name, "is not a plain file name");
+    }
+    if (name == "control") {
+        refuse(name, "is changed field by field");
+    }
+    if (name == "md5sums") {
+        refuse(name, "belongs to the payload, which stays as it is");
+    }
+}
+
+/// Throws for what dpkg would refuse; returns what it only dislikes.
+std::vector<Finding> notesOn(const std::string& name, const std::string& contents) {
+    std::vector<Finding> notes;
+    const auto oddities = name == "conffiles" ? readConffiles(contents).oddities : memberOddities(name, contents);
+    for (const Oddity& oddity : oddities) {
+        const ErrorRecord record = Place("").at(name).record(ErrorKind::invalidInput, oddity.code, oddity.reason);
+        if (oddity.severity == Severity::error) {
+            throw StreamError(record);
+        }
+        notes.emplace_back(Severity::warning, record);
+    }
+    return notes;
+}
+
+}  // namespace
+
+ControlEdit::ControlEdit(std::string package, std::optional<Entry> root, std::vector<ControlMember> members)
+    : package_(std::move(package)), root_(std::move(root)), members_(std::move(members)) {
+    try {
+        before_ = parseParagraph(findMember(members_, "control")->contents, Place(package_).at("control"));
+        paragraph_ = before_;
+    } catch (const StreamError&) {
+        failure_ = std::current_exception();
+    }
+}
+
+ControlParagraph& ControlEdit::paragraph() {
+    if (failure_) {
+        std::rethrow_exception(failure_);
+    }
+    return paragraph_;
+}
+
+std::vector<ControlMember>::iterator ControlEdit::find(std::string_view name) {
+    return std::find_if(members_.begin(), members_.end(),
+                        [name](const ControlMember& member) { return plainPath(member.entry.path) == name; });
+}
+
+/// Named as the archive names its members, "./" or not; as new as the newest of them.
+Entry ControlEdit::newEntry(const std::string& name) const {
+    std::int64_t newest = 0;
+    for (const ControlMember& member : members_) {
+        newest = std::max(newest, member.entry.mtime);
+    }
+    Entry entry = controlEntryOf(name, 0, newest);
+    const std::string& control = findMember(members_, "control")->entry.path;
+    entry.path = control.substr(0, control.size() - std::string_view("control").size()) + name;
+    return entry;
+}
+
+void ControlEdit::set(const std::string& name, std::string contents) {
+    requireSettable(name);
+    std::vector<Finding> notes = notesOn(name, contents);
+    Entry entry = newEntry(name);
+    const auto old = find(name);
+    if (old == members_.end()) {
+        members_.push_back({std::move(entry), std::move(contents)});
+    } else {
+        entry.path = old->entry.path;
+        *old = {std::move(entry), std::move(contents)};
+    }
+    notes_[name] = std::move(notes);
+    newConffiles_ = newConffiles_ || name == "conffiles";
+    changed_ = true;
+}
+
+bool ControlEdit::remove(std::string_view name) {
+    if (name == "control") {
+        refuse(std::string(name), "can't be removed");
+    }
+    const auto found = find(name);
+    if (found == members_.end()) {
+        return false;
+    }
+    members_.erase(found);
+    notes_.erase(std::string(name));
+    changed_ = true;
+    return true;
+}
+
+void ControlEdit::addConffile(const std::string& path) {
+    const std::string plain = packageFilePath(path);
+    const auto old = find("conffiles");
+    std::string text = old != members_.end() ? old->contents : std::string();
+    const auto listed = readConffiles(text).lines;
+    if (std::any_of(listed.begin(), listed.end(), [&](const ConffileLine& line) {
+            return !line.toBeRemoved && plainPath(line.path) == plain;
+        })) {
+        return;
+    }
+    if (!text.empty() && text.back() != '\n') {
+        text += '\n';
+    }
+    set("conffiles", text + '/' + plain + '\n');
+}
+
+void ControlEdit::update() {
+    if (isEqual(paragraph_, before_)) {
+        return;
+    }
+    requireNoNewFaults();
+    ControlMember& control = *find("control");
+    control.contents = withFields(control.contents, paragraph_);
+    control.entry.size = control.contents.size();
+    before_ = paragraph_;
+    changed_ = true;
+}
+
+void ControlEdit::requireNoNewFaults() const {
+    const std::vector<std::string> old = before_.faults();
+    std::string faults;
+    for (const std::string& fault : paragraph_.faults()) {
+        if (std::find(old.begin(), old.end(), fault) == old.end()) {
+            faults += (faults.empty() ? "control: " : "\ncontrol: ") + fault;
+        }
+    }
+    if (!faults.empty()) {
+        Place(package_).fail(ErrorKind::invalidInput, "field", faults);
+    }
+}
+
+std::vector<Finding> ControlEdit::notes() const {
+    std::vector<Finding> all;
+    for (const auto& [name, notes] : notes_) {
+        all.insert(all.end(), notes.begin(), notes.end());
+    }
+    return all;
+}
+
+void ControlEdit::write(Sink& out) const {
+    TarWriter tar(out);
+    if (root_) {
+        tar.begin(*root_);
+    }
+    for (const ControlMember& member : members_) {
+        Entry entry = member.entry;
+        entry.size = member.contents.size();
+        tar.begin(entry);
+        tar.write(member.contents.data(), member.contents.size());
+    }
+    tar.finish();
+}
+
+}  // namespace bex::stream

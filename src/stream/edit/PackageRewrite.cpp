@@ -1,0 +1,278 @@
+#include "stream/edit/PackageRewrite.hpp"
+
+#include <algorithm>
+#include <utility>
+#include <vector>
+
+#include "stream/ar/ArFormat.hpp"
+#include "stream/ar/ArWriter.hpp"
+#include "stream/base/CountingSink.hpp"
+#include "stream/control/Sha256.hpp"
+#include "stream/verify/PackageChecks.hpp"
+#include "stream/writer/ControlArchiveWriter.hpp"
+#include "stream/writer/Notes.hpp"
+
+namespace bex::stream {
+
+namespace {
+
+constexpr std::size_t kCopiedBytes = std::size_t{32} << 20;  // between two looks at the progress
+constexpr std::size_t kPieceBytes = std::size_t{1} << 20;
+
+bool isSignature(const Member& member) {
+    return member.name.compare(0, 4, "_gpg") == 0;
+}
+
+Finding signatureNote(const Member& member) {
+    return {Severity::warning, Place("")
+                                   .in(member.name)
+                                   .record(ErrorKind::invalidInput, "member-signature",
+                                           "left out: a signature does not hold for a changed package")};
+}
+
+/// Compressed as before; bzip2, which no dpkg-deb reads there, becomes gzip.
+Compression writtenFor(Compression compression) {
+    return compression == Compression::bzip2 ? Compression::gzip : compression;
+}
+
+std::string memberName(const char* stem, Compression compression) {
+    return stem + std::string(suffixOf(compression));
+}
+
+/// Appends to the file and refuses more than a member can have.
+class MemberSink final : public Sink {
+public:
+    MemberSink(AtomicFile& out, const std::string& name) : out_(out), name_(name) {}
+    void write(const char* data, std::size_t size) override {
+        if (size > kMostMemberBytes - bytes_) {
+            throw memberTooLarge(name_);
+        }
+        bytes_ += size;
+        out_.write(data, size);
+    }
+    std::uint64_t bytes() const noexcept { return bytes_; }
+
+private:
+    AtomicFile& out_;
+    const std::string& name_;
+    std::uint64_t bytes_ = 0;
+};
+
+/// Hands everything to both; the first may be null.
+class BothSinks final : public Sink {
+public:
+    BothSinks(Sink* first, Sink& second) : first_(first), second_(second) {}
+    void write(const char* data, std::size_t size) override {
+        if (first_ != nullptr) {
+            first_->write(data, size);
+        }
+        second_.write(data, size);
+    }
+
+private:
+    Sink* first_;
+    Sink& second_;
+};
+
+}  // namespace
+
+PackageRewrite::PackageRewrite(const SourcePackage& source, const ControlEdit& control, const std::string& path)
+    : source_(source), control_(control), path_(path), inPlace_(source.isAt(path)), out_(path, source.system()) {
+    result_.notes = control.notes();
+}
+
+Place PackageRewrite::controlPlace() const {
+    return source_.place(source_.path(), source_.controlMember());
+}
+
+void PackageRewrite::checkSourcePayload(PackageStream& stream, PayloadDepth depth) const {
+    checkPayload(stream, control_.members(), controlPlace(), source_.place(source_.path(), source_.dataMember()),
+                 depth);
+}
+
+void PackageRewrite::write(std::string_view bytes) {
+    out_.write(bytes.data(), bytes.size());
+    size_ += bytes.size();
+}
+
+/// Every member in its place, all but two of them as they are.
+template <typename WriteControl, typename WriteData>
+void PackageRewrite::writeMembers(WriteControl writeControl, WriteData writeData) {
+    write(kArMagic);
+    for (const Member& member : source_.members()) {
+        if (isSignature(member)) {
+            result_.notes.push_back(signatureNote(member));
+        } else if (&member == &source_.controlMember()) {
+            writeControl(member);
+        } else if (&member == &source_.dataMember()) {
+            writeData(member);
+        } else {
+            copyMember(member);
+        }
+    }
+    result_.packageBytes = size_;
+}
+
+/// Its header, too.
+void PackageRewrite::copyMember(const Member& member) {
+    std::uint64_t offset = member.offset - kArHeaderBytes;
+    for (std::uint64_t left = member.size + kArHeaderBytes; left != 0;) {
+        const auto part = static_cast<std::size_t>(std::min<std::uint64_t>(left, kCopiedBytes));
+        out_.copy(source_.descriptor(), source_.path(), offset, part);
+        offset += part;
+        left -= part;
+        size_ += part;
+        if (meter_ != nullptr) {
+            meter_->add(part, "");
+        }
+    }
+    endMember();
+}
+
+void PackageRewrite::endMember() {
+    if (size_ % 2 != 0) {
+        write("\n");
+    }
+}
+
+void PackageRewrite::addControl(const std::string& contents, Compression compression) {
+    write(memberHeader(memberName("control.tar", compression), contents.size(), source_.controlMember().mtime));
+    write(contents);
+    endMember();
+}
+
+EditResult PackageRewrite::edit() {
+    checkControlMembers(control_.members(), controlPlace());
+    if (control_.hasNewConffiles()) {  // only the payload shows whether it has them
+        checkSourcePayload(*source_.read(), PayloadDepth::entries);
+    }
+    ProgressMeter meter(source_.options().progress, source_.dataMember().size);
+    meter_ = &meter;
+    const auto writeControl = [this](const Member& member) {
+        if (!control_.hasChanged()) {
+            copyMember(member);
+            return;
+        }
+        CompressionSettings settings;
+        settings.compression = writtenFor(member.compression);
+        settings.level = levelsOf(settings.compression).usual;
+        addControl(compressed([this](Sink& out) { control_.write(out); }, settings), settings.compression);
+    };
+    const auto writeData = [this](const Member& member) {
+        newData_ = member;
+        newData_.offset = size_ + kArHeaderBytes;
+        copyMember(member);
+    };
+    writeMembers(writeControl, writeData);
+    result_.payloadCopied = true;
+    if (source_.options().digests || source_.options().check) {
+        const Member& data = source_.dataMember();
+        result_.digestBefore = digestOf(source_.descriptor(), source_.path(), data.offset, data.size);
+    }
+    meter.finish();
+    readBack(false);
+    finish();
+    return std::move(result_);
+}
+
+EditResult PackageRewrite::repack(const CompressionSettings& settings) {
+    const std::unique_ptr<PackageStream> stream = source_.read();
+    stream->expect(checkControlMembers(control_.members(), controlPlace()));
+    const auto writeControl = [&](const Member&) {
+        const auto writeTar = [&](Sink& out) {
+            if (control_.hasChanged()) {
+                control_.write(out);
+            } else {
+                stream->copyControl(out);
+            }
+        };
+        addControl(compressed(writeTar, settings), settings.compression);
+    };
+    const auto writeData = [&](const Member&) { repackData(*stream, settings); };
+    writeMembers(writeControl, writeData);
+    readBack(true);
+    finish();
+    return std::move(result_);
+}
+
+/// The length of the member, which its header begins with, is known last.
+void PackageRewrite::repackData(PackageStream& stream, const CompressionSettings& settings) {
+    const std::uint64_t header = size_;
+    newData_ = source_.dataMember();
+    newData_.name = memberName("data.tar", settings.compression);
+    newData_.compression = settings.compression;
+    newData_.offset = header + kArHeaderBytes;
+    write(memberHeader(newData_.name, 0, newData_.mtime));
+
+    const bool wantsDigest = source_.options().digests || source_.options().check;
+    Sha256 digest;
+    MemberSink member(out_, newData_.name);
+    CompressingSink compressing(member, settings);
+    CountingSink tar(compressing);
+    BothSinks both(wantsDigest ? &digest : nullptr, tar);
+    stream.copyPayloadTo(both);
+    checkSourcePayload(stream, PayloadDepth::contents);
+    compressing.finish();
+
+    newData_.size = member.bytes();
+    size_ += newData_.size;
+    out_.rewrite(header, memberHeader(newData_.name, newData_.size, newData_.mtime));
+    endMember();
+    result_.digestBefore = wantsDigest ? digest.hexDigest() : "";
+    Notes notes;
+    notes.takePayload(newData_.size, tar.bytes());
+    result_.notes.insert(result_.notes.end(), notes.all().begin(), notes.all().end());
+}
+
+std::string PackageRewrite::digestOf(int descriptor, const std::string& name, std::uint64_t offset,
+                                     std::uint64_t size) const {
+    FileSource bytes(OpenFile{descriptor, {}}, name, source_.system(), offset, size);
+    Sha256 digest;
+    std::vector<char> piece(kPieceBytes);
+    for (std::uint64_t at = 0; const std::size_t count = bytes.readAt(at, piece.data(), piece.size());
+         at += count) {
+        digest.write(piece.data(), count);
+    }
+    return digest.hexDigest();
+}
+
+/// Reads what was written, as far as that was asked for. `ofTar`: the digest is that of the payload's tar archive.
+void PackageRewrite::readBack(bool ofTar) {
+    const EditOptions& options = source_.options();
+    if (!options.digests && !options.check) {
+        return;
+    }
+    // strict: or what passes here might be refused by dpkg-deb
+    const std::unique_ptr<PackageStream> written = source_.read(out_.descriptor(), path_, options.check);
+    Sha256 digest;
+    if (options.check) {
+        written->copyPayloadTo(digest);
+        const std::vector<ControlMember> control = written->readControl();
+        const Place place = source_.place(path_, source_.controlMember());
+        written->expect(checkControlMembers(control, place));
+        checkPayload(*written, control, place, source_.place(path_, newData_), PayloadDepth::contents);
+    } else if (ofTar) {
+        written->copyPayload(digest);
+    }
+    result_.digestAfter =
+        ofTar ? digest.hexDigest() : digestOf(out_.descriptor(), path_, newData_.offset, newData_.size);
+    if (result_.digestAfter != result_.digestBefore) {
+        Place(path_)
+            .in(newData_.name)
+            .fail(ErrorKind::damaged, "differs", "what was written differs from its source");
+    }
+}
+
+void PackageRewrite::finish() {
+    if (inPlace_ && !source_.isAt(path_)) {  // guard: packages that are replaced while they are edited
+        Place(path_).fail(ErrorKind::inputOutput, codeOf(ErrorKind::inputOutput),
+                          "was replaced while it was edited");
+    }
+    source_.requireUnchanged();
+    if (inPlace_) {
+        out_.takeAttributes(source_.status());
+    }
+    out_.commit();
+}
+
+}  // namespace bex::stream

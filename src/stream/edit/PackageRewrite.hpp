@@ -1,0 +1,53 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "bex/stream/EditOptions.hpp"
+#include "stream/base/ProgressMeter.hpp"
+#include "stream/codec/CompressingSink.hpp"
+#include "stream/edit/ControlEdit.hpp"
+#include "stream/edit/SourcePackage.hpp"
+#include "stream/system/AtomicFile.hpp"
+#include "stream/verify/PayloadCheck.hpp"
+
+namespace bex::stream {
+
+/// One writing of a changed package. Call one of its functions, once.
+class PackageRewrite {
+public:
+    /// `control` is up to date; both must outlive this. Throws StreamError (`inputOutput`) as AtomicFile.
+    PackageRewrite(const SourcePackage& source, const ControlEdit& control, const std::string& path);
+
+    /// As PackageEditor::write().
+    EditResult edit();
+    /// As PackageEditor::repack().
+    EditResult repack(const CompressionSettings& settings);
+
+private:
+    template <typename WriteControl, typename WriteData>
+    void writeMembers(WriteControl writeControl, WriteData writeData);
+    void write(std::string_view bytes);
+    void copyMember(const Member& member);
+    void endMember();
+    void addControl(const std::string& contents, Compression compression);
+    void repackData(PackageStream& stream, const CompressionSettings& settings);
+    Place controlPlace() const;
+    void checkSourcePayload(PackageStream& stream, PayloadDepth depth) const;
+    std::string digestOf(int descriptor, const std::string& name, std::uint64_t offset, std::uint64_t size) const;
+    void readBack(bool ofTar);
+    void finish();
+
+    const SourcePackage& source_;
+    const ControlEdit& control_;
+    const std::string path_;
+    const bool inPlace_;
+    AtomicFile out_;
+    ProgressMeter* meter_ = nullptr;  // of the copying; null where the reading counts
+    std::uint64_t size_ = 0;          // of what is written
+    Member newData_;                  // the data member as it is written
+    EditResult result_;
+};
+
+}  // namespace bex::stream

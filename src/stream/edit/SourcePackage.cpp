@@ -1,0 +1,86 @@
+#include "stream/edit/SourcePackage.hpp"
+
+#include <fcntl.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <string_view>
+#include <utility>
+
+#include "stream/base/Place.hpp"
+
+namespace bex::stream {
+
+namespace {
+
+bool isEqual(const struct timespec& left, const struct timespec& right) {
+    return left.tv_sec == right.tv_sec && left.tv_nsec == right.tv_nsec;
+}
+
+bool isMemberOf(std::string_view name, std::string_view stem) {
+    return name.substr(0, stem.size()) == stem && (name.size() == stem.size() || name[stem.size()] == '.');
+}
+
+}  // namespace
+
+SourcePackage::SourcePackage(const std::string& path, const EditOptions& options, System& system)
+    : path_(path),
+      options_(options),
+      system_(system),
+      allowance_(options.allow),
+      file_(openForReading(path, system)) {
+    if (!isRegularFile(file_, path, system)) {
+        throw systemFailure(path, "read by offset", ESPIPE);
+    }
+    if (system.fstat(file_.number, &status_) != 0) {
+        throw systemFailure(path, "read", errno);
+    }
+    members_ = read()->members();
+    control_ = indexOf("control.tar");
+    data_ = indexOf("data.tar");
+}
+
+std::size_t SourcePackage::indexOf(const char* stem) const {
+    const auto found = std::find_if(members_.begin(), members_.end(),
+                                    [stem](const Member& member) { return isMemberOf(member.name, stem); });
+    return static_cast<std::size_t>(found - members_.begin());  // there: the structure was checked
+}
+
+std::unique_ptr<PackageStream> SourcePackage::read() const {
+    return read(file_.number, path_, false);
+}
+
+std::unique_ptr<PackageStream> SourcePackage::read(int descriptor, const std::string& name, bool strict) const {
+    auto stream = std::make_unique<PackageStream>(openInput(OpenFile{descriptor, {}}, name, system_),
+                                                  Place(name, allowance_), options_);
+    if (strict) {
+        stream->beStrict();
+    }
+    stream->checkStructure();
+    return stream;
+}
+
+Place SourcePackage::place(const std::string& package, const Member& member) const {
+    return Place(package, allowance_).in(member.name);
+}
+
+bool SourcePackage::isAt(const std::string& path) const {
+    struct stat found = {};
+    return system_.fstatat(AT_FDCWD, path.c_str(), &found, 0) == 0 && found.st_dev == status_.st_dev &&
+           found.st_ino == status_.st_ino;
+}
+
+void SourcePackage::requireUnchanged() const {
+    struct stat now = {};
+    if (system_.fstat(file_.number, &now) != 0) {
+        throw systemFailure(path_, "read", errno);
+    }
+    // The change time as well: a time can be set back.
+    // guard: packages that change while they are edited
+    if (now.st_size != status_.st_size || !isEqual(now.st_mtim, status_.st_mtim) ||
+        !isEqual(now.st_ctim, status_.st_ctim)) {
+        Place(path_).fail(ErrorKind::inputOutput, codeOf(ErrorKind::inputOutput), "changed while it was read");
+    }
+}
+
+}  // namespace bex::stream
