@@ -63,6 +63,7 @@ class Bench:
         self.tables = []
         self.aims = []
         self.growths = []
+        self.shares = []  # (work, corpus, share of the busiest thread)
         self.peaks = []  # (work, corpus, MiB)
         self.objects = []
 
@@ -129,6 +130,8 @@ class Bench:
             entry("bsdtar (payload alone)", ".tar.gz", bsdtar),
             entry("dpkg-deb -Zzstd -z3", ".zst.deb", dpkg("zstd", 3)),
             entry("bex --compression zstd", ".zst.bex", bex("--compression", "zstd")),
+            entry("dpkg-deb -Zxz", ".xz.deb", dpkg("xz", 6)),
+            entry("bex --compression xz", ".xz.bex", bex("--compression", "xz")),
         ]
 
     def tar_of(self, corpus):
@@ -215,6 +218,47 @@ class Bench:
             table.floors = [("zlib's unpacking, 2 threads", inflate), ("MD5 of the payload", md5)]
             self.hold_floor(f"verify {corpus}: of the floor (unpacking and MD5), CPU", table.named("bex verify"),
                             inflate.cpu + md5.cpu, 1.0)
+
+    def read_format(self, corpus, kind, extract_limit):
+        """What the archives of the world hold: packages by dpkg-deb in xz and zstd."""
+        package = self.package(f"{corpus}.{kind}.deb")
+        to = self.folder / "extracted"
+        look = [
+            self.contender(REFERENCE + " -c", ["dpkg-deb", "-c", package], None, package),
+            self.contender("bex list", self.bex("list", package), None, package),
+            self.contender("bex verify", self.bex("verify", package), None, package),
+        ]
+        table = self.add(Table(f"List and verify {corpus}, {kind} by dpkg-deb",
+                               self.programs.race(look, self.rounds), REFERENCE + " -c"))
+        if kind == "xz":
+            for name in ("bex list", "bex verify"):
+                limit = {"C1": 0.85, "C2": 0.97}[corpus]
+                self.hold(f"{name} {corpus}, xz: elapsed", f"{limit}", table.ratio(name, "elapsed"), limit)
+        unpack = [
+            self.contender(REFERENCE, ["dpkg-deb", "-x", package, to], to, package),
+            self.contender("bex", self.bex("extract", "-q", package, to), to, package),
+        ]
+        table = self.add(Table(f"Extract {corpus}, {kind} by dpkg-deb", self.programs.race(unpack, self.rounds), REFERENCE))
+        put_away(to)
+        self.hold(f"extract {corpus}, {kind}: elapsed", f"{extract_limit}", table.ratio("bex", "elapsed"), extract_limit)
+
+    def share(self, work, corpus, limit, *arguments, output=None):
+        put_away(output)
+        share = self.programs.busiest_share(self.bex(*arguments, "--threads", "16"))
+        self.shares.append((work, corpus, share))
+        self.aims.append(Aim(f"{work} {corpus}, 16 threads: share of the busiest", f"at most {limit}", f"{share:.2f}",
+                             share <= limit))
+
+    def share_of(self, corpus):
+        tree, package, to = self.trees[corpus], self.package(f"{corpus}.share.bex"), self.folder / "extracted"
+        for work, options in (("build, gzip level 1", ("--level", "1")), ("build, zstd", ("--compression", "zstd")),
+                              ("build, gzip", ())):
+            self.share(work, corpus, 0.10, "build", "-q", *options, tree, package, output=package)
+        self.share("extract", corpus, 0.12, "extract", "-q", package, to, output=to)
+        self.share("verify", corpus, 0.12, "verify", package)
+        self.share("list", corpus, 0.20, "list", package)
+        put_away(package)
+        put_away(to)
 
     # --- starting up
 
@@ -348,6 +392,10 @@ class Bench:
             self.extract(corpus, maker, speed)
         for corpus, maker, speed in (("C1", "bex", 5), ("C2", "bex", 5), ("C1", REFERENCE, 3), ("C2", REFERENCE, 3)):
             self.look(corpus, maker, speed)
+        for corpus, kind, extract in (("C1", "xz", 0.85), ("C2", "xz", 0.9), ("C1", "zst", 0.5), ("C2", "zst", 0.45)):
+            self.read_format(corpus, kind, extract)
+        for corpus in ("C1", "C2"):
+            self.share_of(corpus)
         self.start_up()
         self.object_library()
         self.memory()
