@@ -17,10 +17,10 @@ struct PackagedFile {
 
 /// Which files are examined, and where the libraries that they need are looked for.
 struct Request {
-    /// ELF files, directories (each file system tree as it will stand below "/"), packages. A file that is named
-    /// must be ELF or a package; other files in trees and packages are passed over.
+    /// ELF files, directories (each file system tree as it will be below "/"), packages. A file that is named
+    /// must be ELF or a package; other files in trees and packages are skipped.
     std::vector<std::string> inputs;
-    /// What one package is made of: files that are not ELF are passed over. A library among these files needs no
+    /// What one package is made of: files that are not ELF are skipped. A library among these files needs no
     /// dependency, in whatever directory it is.
     std::vector<PackagedFile> payload;
     /// The Debian name of the architecture whose dependencies are wanted, such as "arm64". Empty: that of the ELF

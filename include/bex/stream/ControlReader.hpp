@@ -29,7 +29,7 @@ public:
 
     static constexpr std::size_t kUsualParagraphBytes = std::size_t{16} << 20;
 
-    /// `name` stands for the text in messages. A paragraph of more than `paragraphBytes` bytes is refused
+    /// Messages call the text `name`. A paragraph of more than `paragraphBytes` bytes is refused
     /// (`limitExceeded`), so that memory stays below a small multiple of it.
     ControlReader(Read read, std::string_view name, std::size_t paragraphBytes = kUsualParagraphBytes);
 

@@ -10,7 +10,7 @@ namespace bex::stream {
 
 enum class EntryType { file, directory, symlink, hardlink, characterDevice, blockDevice, fifo, other };
 
-/// One entry of the payload (or of the control archive), as the tar archive tells it.
+/// One entry of the payload (or of the control archive), as the tar archive describes it.
 struct Entry {
     /// As stored, such as "./usr/bin/tool"; any bytes but NUL. A directory ends in "/".
     std::string path;
@@ -25,7 +25,7 @@ struct Entry {
     std::string linkTarget;  ///< of symlinks and hard links, else empty
 };
 
-/// The path without what means nothing: "./", empty and "." components and a final "/" removed, so that
+/// The path in canonical form: "./", empty and "." components and a final "/" removed, so that
 /// "./usr//bin/" gives "usr/bin" and "./" gives "". ".." stays as it is.
 BEX_EXPORT std::string plainPath(std::string_view path);
 

@@ -36,11 +36,11 @@ public:
     explicit PackageReader(const std::string& path, const ReadOptions& options = {});
 
     /// Reads from a descriptor: a regular file by offset (the descriptor's own position is neither used nor
-    /// moved), anything else forward and once, as from a pipe. `name` stands for it in messages. The descriptor
+    /// moved), anything else forward and once, as from a pipe. Messages call it `name`. The descriptor
     /// stays the caller's and must outlive this.
     PackageReader(int descriptor, const std::string& name, const ReadOptions& options = {});
 
-    /// Reads a package that is all of the source. `name` stands for it in messages.
+    /// Reads a package that is all of the source. Messages call it `name`.
     PackageReader(std::shared_ptr<Source> source, const std::string& name, const ReadOptions& options = {});
 
     ~PackageReader();
@@ -84,7 +84,8 @@ public:
     void copyControlTar(Sink& out);
 
     /// Writes the payload as an uncompressed tar archive, byte for byte as it is stored. Checks its compression
-    /// and the rest of the input, but no entry: whoever unpacks it must check them. No entry is left after it.
+    /// and the rest of the input, but no entry: the program that unpacks it must check them. No entry is left
+    /// after it.
     /// Throws StreamError (`invalidInput`) after next(), and what the sink throws.
     void copyPayloadTar(Sink& out);
 

@@ -37,7 +37,7 @@ public:
 
     /// `length` bytes from `offset` on of the regular file behind a descriptor, fewer where the file ends earlier.
     /// The descriptor's own position is neither used nor moved. The descriptor stays the caller's and must outlive
-    /// the source. `name` stands for it in messages. Throws as ofFile().
+    /// the source. Messages call it `name`. Throws as ofFile().
     static std::shared_ptr<Source> ofDescriptor(int descriptor, const std::string& name, std::uint64_t offset = 0,
                                                 std::uint64_t length = kToEnd);
 

@@ -45,7 +45,7 @@ struct ErrorRecord {
 BEX_EXPORT std::string messageOf(const ErrorRecord& record);
 
 /// Every error that the streaming library detects. what() is messageOf() the record; several faults of one control
-/// paragraph stand on a line each.
+/// paragraph have a line each.
 class BEX_EXPORT StreamError : public std::runtime_error {
 public:
     explicit StreamError(ErrorRecord record);

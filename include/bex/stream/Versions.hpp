@@ -18,7 +18,7 @@ struct LibraryVersion {
     std::string version;
 };
 
-/// This library first, then those that it stands on.
+/// This library first, then those that it uses.
 BEX_EXPORT std::vector<LibraryVersion> libraryVersions();
 
 }  // namespace bex::stream
