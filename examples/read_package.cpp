@@ -10,7 +10,7 @@ int main() {
         package.open("site.bex");        // there already: it is loaded
         package.printInfo();             // the fields, one a line
         package.printFiles();            // the paths in it, one a line
-        package.extract("public2", "");  // a folder that has to be there
+        package.extract("public2", "");  // a directory that has to be there
         for (const bex::sFileInMemory* file : package.getFilesInMemory()) {
             delete[] file->bytes_;  // ours, see the table of owners
             delete file;

@@ -10,7 +10,7 @@ int main() {
     try {
         const std::unique_ptr<bex::PackageManager> package(bex::PackageManagerFactory().createDebPackageManager());
         package->open("site.bex");          // nothing there yet: a new package begins
-        package->add("public", "var/www");  // a folder and all below it, or one file
+        package->add("public", "var/www");  // a directory and all below it, or one file
         package->setPackageName("site");
         package->setVersion("1.0");
         package->setMaintainer("Ann Lee <ann@example.org>");

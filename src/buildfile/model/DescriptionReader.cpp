@@ -20,6 +20,31 @@ constexpr const char* kFormat = "deb";
 constexpr const char* kAuto = "auto";
 constexpr const char* kLibraries = "${shlibs:Depends}";  // as dpkg-shlibdeps(1) and `bex build` have it
 
+/// Permission bits in octal digits, with "0o" before them or not.
+std::optional<std::uint32_t> parsedMode(std::string_view digits) {
+    if (digits.substr(0, 2) == "0o") {
+        digits.remove_prefix(2);
+    }
+    const auto mode = stream::parseWhole<std::uint32_t>(digits, 8);
+    if (!mode || *mode > 07777) {
+        return std::nullopt;
+    }
+    return mode;
+}
+
+/// Seconds since 1970 from such a number, or from a time or day as RFC 3339 has them.
+std::optional<std::int64_t> parsedTime(const std::string& text) {
+    for (const char* form : {"%Y-%m-%dT%H:%M:%S%z", "%Y-%m-%d %H:%M:%S%z", "%Y-%m-%d"}) {
+        std::tm fields{};
+        const char* rest = strptime(text.c_str(), form, &fields);
+        if (rest != nullptr && *rest == '\0') {
+            const long offset = fields.tm_gmtoff;  // timegm() resets it
+            return timegm(&fields) - offset;
+        }
+    }
+    return stream::parseWhole<std::int64_t>(text);
+}
+
 /// Turns a checked document into a description.
 class DescriptionReader {
 public:
@@ -253,12 +278,8 @@ private:
 
     std::uint32_t modeOf(const Value& value) const {
         const std::string text = expanded(value, Expansion::shell, file());
-        std::string_view digits = text;
-        if (digits.substr(0, 2) == "0o") {
-            digits.remove_prefix(2);
-        }
-        const auto mode = stream::parseWhole<std::uint32_t>(digits, 8);
-        if (!mode || *mode > 07777) {
+        const auto mode = parsedMode(text);
+        if (!mode) {
             fail(file(), value.at, quotedText(text) + " is not an octal mode up to 7777");
         }
         return *mode;
@@ -266,16 +287,8 @@ private:
 
     std::int64_t timeOf(const Value& value) const {
         const std::string text = expanded(value, Expansion::shell, file());
-        if (const auto seconds = stream::parseWhole<std::int64_t>(text)) {
-            return *seconds;
-        }
-        for (const char* form : {"%Y-%m-%dT%H:%M:%S%z", "%Y-%m-%d %H:%M:%S%z", "%Y-%m-%d"}) {
-            std::tm fields{};
-            const char* end = strptime(text.c_str(), form, &fields);
-            if (end != nullptr && *end == '\0') {
-                const long offset = fields.tm_gmtoff;  // timegm() resets it
-                return timegm(&fields) - offset;
-            }
+        if (const auto time = parsedTime(text)) {
+            return *time;
         }
         fail(file(), value.at, quotedText(text) + " is not a time such as 2008-01-02T15:04:05Z");
     }
