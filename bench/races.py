@@ -260,6 +260,56 @@ class Bench:
         put_away(package)
         put_away(to)
 
+    # --- changing finished packages
+
+    def edit(self):
+        """A package of 1 GB, or a tenth of it, that no compression made smaller."""
+        package, output = self.package("edit.bex"), self.package("edited.bex")
+        tree = self.folder / "edit"
+        if not package.exists():
+            tree.mkdir(exist_ok=True)
+            with open(tree / "noise", "wb") as file:
+                for _ in range(10**8 if self.quick else 10**9, 0, -10**7):
+                    file.write(os.urandom(10**7))
+            corpora.add_control(tree, sums=False)
+            subprocess.run(self.bex("build", "-q", "--compression", "none", tree, package), check=True)
+        contenders = [
+            self.contender("cp", ["cp", package, output], output),
+            self.contender("cp, sync", ["sh", "-c", f"cp '{package}' '{output}'; sync '{output}'"], output),
+            self.contender("bex edit", self.bex("edit", "-q", package, "--set", "Version=2", "-o", output), output),
+        ]
+        for contender in contenders:
+            contender.before = lambda: subprocess.run(["cat", package], stdout=subprocess.DEVNULL, check=True)
+        table = self.add(Table("Edit a package of 1 GB", self.programs.race(contenders, self.rounds + 2), "cp"))
+        self.hold("edit: elapsed, beside cp", "1.2", table.ratio("bex edit", "elapsed"), 1.2)
+
+    def repack(self, corpus):
+        """From dpkg-deb's gzip to zstd."""
+        package, output = self.package(f"{corpus}.deb"), self.package("repacked.deb")
+        parts = self.folder / "repack"
+        unpacked = f"dpkg-deb -R '{package}' '{parts}/tree' && dpkg-deb -Zzstd -z3 -b '{parts}/tree' '{output}'"
+        piped = (f"cd '{parts}' && ar x '{package}' && zcat data.tar.gz | zstd -q -T0 -3 -o data.tar.zst && "
+                 f"zcat control.tar.gz | zstd -q -3 -o control.tar.zst && "
+                 f"ar rc '{output}' debian-binary control.tar.zst data.tar.zst")
+        contenders = [
+            self.contender("dpkg-deb -R, -b", ["sh", "-c", unpacked], output),
+            self.contender("zcat, zstd, ar", ["sh", "-c", piped], output),
+            self.contender("bex repack", self.bex("repack", "-q", package, "-Z", "zstd", "-o", output), output),
+        ]
+
+        def make_ready():
+            put_away(parts)
+            parts.mkdir()
+            subprocess.run(["cat", package], stdout=subprocess.DEVNULL, check=True)
+
+        for contender in contenders:
+            contender.before = make_ready
+        table = self.add(Table(f"Repack {corpus}, gzip to zstd", self.programs.race(contenders, self.rounds),
+                               "dpkg-deb -R, -b"))
+        work = f"repack {corpus}"
+        self.hold_speed(work, table, "bex repack", 3)
+        self.hold_speed(f"{work}, beside zcat and zstd", table, "bex repack", 1, "zcat, zstd, ar")
+
     # --- starting up
 
     def sparse_package(self):
@@ -396,6 +446,10 @@ class Bench:
             self.read_format(corpus, kind, extract)
         for corpus in ("C1", "C2"):
             self.share_of(corpus)
+
+        self.edit()
+        for corpus in ("C1", "C2"):
+            self.repack(corpus)
         self.start_up()
         self.object_library()
         self.memory()
