@@ -209,6 +209,36 @@ class FaultsTest(unittest.TestCase):
         os.symlink("loop", "loop")
         self.assertEqual(build("loop").stderr, "bex: loop/DEBIAN: Too many levels of symbolic links\n")
 
+    # Changing a finished package, in place
+
+    def check_change(self, command):
+        def reset():
+            self.write("out.bex", self.old)
+            for name in hidden_names():
+                os.remove(name)
+
+        self.old = self.whole
+        reset()
+        self.run_once(*command)
+        changed = contents("out.bex")
+
+        def check(done):
+            self.assertEqual(contents("out.bex"), changed if done else self.old)
+            self.assertEqual(hidden_names(), [])
+
+        self.check_faults(command, reset, check)
+        with self.program(*command) as program:
+            for run, context in self.each_run(program, "kill", reset):
+                with context:
+                    self.assertEqual(run.status, -signal.SIGKILL)
+                    self.assertIn(contents("out.bex"), (self.old, changed))
+
+    def test_edit(self):
+        self.check_change(["edit", "out.bex", "--in-place", "--set", "Version=2", "--threads", "2"])
+
+    def test_repack(self):
+        self.check_change(["repack", "out.bex", "--in-place", "-Z", "none", "--threads", "2"])
+
     # Reading
 
     def test_reading(self):

@@ -259,6 +259,9 @@ ssize_t pread(int descriptor, void* buffer, std::size_t size, off_t offset) {
 ssize_t write(int descriptor, const void* data, std::size_t size) {
     return transfer(&write, "write", size, descriptor, data)();
 }
+ssize_t copy_file_range(int from, off_t* fromOffset, int to, off_t* toOffset, std::size_t size, unsigned flags) {
+    return transfer(&copy_file_range, "copy_file_range", size, from, fromOffset, to, toOffset)(flags);
+}
 off_t lseek(int descriptor, off_t offset, int whence) noexcept {
     return pass(&lseek, "lseek", descriptor, offset, whence);
 }
