@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iterator>
 
+#include "bex/stream/Escape.hpp"
 #include "bex/stream/Nearest.hpp"
 #include "stream/base/Text.hpp"
 
@@ -139,7 +140,7 @@ private:
         }
         for (const Member& member : value.members) {
             if (member.value.kind != Value::Kind::null) {
-                requireText(member.value, path + "." + member.name);
+                requireText(member.value, path + "." + stream::escapeForDisplay(member.name));
             }
         }
     }

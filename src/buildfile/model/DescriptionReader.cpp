@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "bex/stream/Architecture.hpp"
+#include "bex/stream/Escape.hpp"
 #include "bex/stream/StreamError.hpp"
 #include "buildfile/model/Checks.hpp"
 #include "buildfile/model/Description.hpp"
@@ -339,7 +340,7 @@ private:
         const std::string packager = textOf(line.find("packager")).value_or(kFormat);
         const std::string type = textOf(line.find("type"), Expansion::none).value_or("file");
         if (packager != kFormat) {
-            skip("contents for " + packager, line.at);
+            skip("contents for " + stream::escapeForDisplay(packager), line.at);
             return;
         }
         if (type == "ghost") {
