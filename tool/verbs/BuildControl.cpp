@@ -143,13 +143,13 @@ void fillControl(const BuildArguments& arguments, PackageWriter& writer) {
 void settleArchitecture(stream::ControlParagraph& control) {
     const std::string* given = control.find("Architecture");
     const std::string_view native = stream::nativeArchitecture();
-    if (given == nullptr && !native.empty()) {
+    if (given != nullptr) {
+        const std::string_view word = stream::debianArchitecture(*given);
+        if (!word.empty()) {
+            throw UsageError("Architecture " + *given + ": Debian's word for it is " + std::string(word));
+        }
+    } else if (!native.empty()) {
         control.set("Architecture", native);
-        return;
-    }
-    const std::string_view word = given != nullptr ? stream::debianArchitecture(*given) : "";
-    if (!word.empty()) {
-        throw UsageError("Architecture " + *given + ": Debian's word for it is " + std::string(word));
     }
 }
 
