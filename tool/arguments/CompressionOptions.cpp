@@ -1,7 +1,6 @@
 #include "arguments/CompressionOptions.hpp"
 
 #include <string>
-#include <utility>
 
 #include "arguments/Choice.hpp"
 #include "arguments/Number.hpp"
@@ -25,18 +24,18 @@ std::string levelsText() {
 
 }  // namespace
 
-void addCompressionOptions(CLI::App& app, std::function<void(Compression)> setKind,
-                           std::function<void(int)> setLevel) {
+void addCompressionOptions(CLI::App& app, const std::function<void(Compression)>& setKind,
+                           const std::function<void(int)>& setLevel) {
     const std::string row = levelsText();
     addChoice<Compression>(app, "-Z,--compression", "How to compress",
                            {{"gzip", Compression::gzip},
                             {"zstd", Compression::zstd},
                             {"xz", Compression::xz},
                             {"none", Compression::none}},
-                           std::move(setKind))
+                           setKind)
         ->option_text("KIND")
         ->group(row);
-    addNumber<int>(app, "-z,--level", "How hard to compress", std::move(setLevel))->group(row);
+    addNumber<int>(app, "-z,--level", "How hard to compress", setLevel)->group(row);
 }
 
 }  // namespace bex::tool

@@ -8,7 +8,7 @@
 namespace bex::tool {
 
 /// Adds `--compression KIND` and `--level N`, with dpkg-deb's letters for them.
-void addCompressionOptions(CLI::App& app, std::function<void(stream::Compression)> setKind,
-                           std::function<void(int)> setLevel);
+void addCompressionOptions(CLI::App& app, const std::function<void(stream::Compression)>& setKind,
+                           const std::function<void(int)>& setLevel);
 
 }  // namespace bex::tool

@@ -37,7 +37,8 @@ ArWriter::ArWriter(Sink& out, std::int64_t mtime) : out_(out), mtime_(mtime) {
 }
 
 void ArWriter::beginMember(std::string_view name, std::uint64_t size) {
-    write(memberHeader(name, size, mtime_));
+    const std::string header = memberHeader(name, size, mtime_);
+    write(header);
 }
 
 void ArWriter::write(std::string_view bytes) {

@@ -122,7 +122,7 @@ void PackageRewrite::copyMember(const Member& member) {
         offset += part;
         left -= part;
         size_ += part;
-        if (meter_ != nullptr) {
+        if (meter_) {
             meter_->add(part, "");
         }
     }
@@ -146,8 +146,7 @@ EditResult PackageRewrite::edit() {
     if (control_.hasNewConffiles()) {  // only the payload shows whether it has them
         checkSourcePayload(*source_.read(), PayloadDepth::entries);
     }
-    ProgressMeter meter(source_.options().progress, source_.dataMember().size);
-    meter_ = &meter;
+    meter_.emplace(source_.options().progress, source_.dataMember().size);
     const auto writeControl = [this](const Member& member) {
         if (!control_.hasChanged()) {
             copyMember(member);
@@ -169,7 +168,7 @@ EditResult PackageRewrite::edit() {
         const Member& data = source_.dataMember();
         result_.digestBefore = digestOf(source_.descriptor(), source_.path(), data.offset, data.size);
     }
-    meter.finish();
+    meter_->finish();
     readBack(false);
     finish();
     return std::move(result_);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -44,9 +45,9 @@ private:
     const std::string path_;
     const bool inPlace_;
     AtomicFile out_;
-    ProgressMeter* meter_ = nullptr;  // of the copying; null where the reading counts
-    std::uint64_t size_ = 0;          // of what is written
-    Member newData_;                  // the data member as it is written
+    std::optional<ProgressMeter> meter_;  // of the copying; none where the reading counts
+    std::uint64_t size_ = 0;              // of what is written
+    Member newData_;                      // the data member as it is written
     EditResult result_;
 };
 
