@@ -4,6 +4,7 @@
 #include <set>
 #include <string>
 #include <system_error>
+#include <utility>
 
 #include "bex/buildfile/BuildFile.hpp"
 #include "bex/stream/Escape.hpp"
@@ -80,9 +81,13 @@ bool endsWith(const std::string& text, const std::string& end) {
 /// A line that is in force where something of its kind was found, and an example where nothing was.
 std::string contentsOf(const std::string& directory, const std::set<std::string>& names) {
     std::string lines;
-    for (const char* top : {"bin", "etc", "opt", "sbin", "srv", "usr", "var"}) {
+    // Debian's /bin and /sbin are links to the directories in /usr, which packages name.
+    constexpr std::pair<const char*, const char*> trees[] = {
+        {"bin", "/usr/bin"}, {"etc", "/etc"}, {"opt", "/opt"}, {"sbin", "/usr/sbin"},
+        {"srv", "/srv"},     {"usr", "/usr"}, {"var", "/var"}};
+    for (const auto& [top, place] : trees) {
         if (names.count(top) != 0 && fs::is_directory(fs::path(directory) / top)) {
-            lines += "  - src: " + std::string(top) + "\n    dst: /" + top + "\n    type: tree\n";
+            lines += "  - src: " + std::string(top) + "\n    dst: " + place + "\n    type: tree\n";
         }
     }
     for (const std::string& name : names) {
