@@ -108,9 +108,10 @@ class Programs:
             size,
         )
 
-    def busiest_share(self, command):
-        """The share of the busiest thread in all CPU time of a program: by Amdahl's law nothing makes it faster than
-        1 / share. A thread's time is looked at every millisecond while it runs."""
+    def shares(self, command):
+        """The shares of the calling thread and of the busiest in all CPU time of a program: by Amdahl's law nothing
+        makes it faster than 1 / share. With fewer processors than threads, chance gives one worker more than another.
+        A thread's time is looked at every millisecond while it runs."""
         begun = os.times()
         program = subprocess.Popen([str(part) for part in command], stdout=subprocess.DEVNULL)
         nanoseconds = {}
@@ -125,7 +126,7 @@ class Programs:
         if program.returncode != 0:
             raise SystemExit(f"bench: {' '.join(map(str, command))}: exit status {program.returncode}")
         cpu = ended.children_user + ended.children_system - begun.children_user - begun.children_system
-        return max(nanoseconds.values()) / 1e9 / cpu
+        return nanoseconds[str(program.pid)] / 1e9 / cpu, max(nanoseconds.values()) / 1e9 / cpu
 
     def race(self, contenders, rounds):
         """All of them once in each round, every round beginning with another one."""

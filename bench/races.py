@@ -63,7 +63,7 @@ class Bench:
         self.tables = []
         self.aims = []
         self.growths = []
-        self.shares = []  # (work, corpus, share of the busiest thread)
+        self.shares = []  # (work, corpus, of the calling thread, of the busiest thread)
         self.peaks = []  # (work, corpus, MiB)
         self.objects = []
 
@@ -244,8 +244,8 @@ class Bench:
 
     def share(self, work, corpus, limit, *arguments, output=None):
         put_away(output)
-        share = self.programs.busiest_share(self.bex(*arguments, "--threads", "16"))
-        self.shares.append((work, corpus, share))
+        calling, share = self.programs.shares(self.bex(*arguments, "--threads", "16"))
+        self.shares.append((work, corpus, calling, share))
         self.aims.append(Aim(f"{work} {corpus}, 16 threads: share of the busiest", f"at most {limit}", f"{share:.2f}",
                              share <= limit))
 

@@ -78,8 +78,9 @@ def figures(bench, load):
     parts.append("### Object library\n\n" + _table(
         ["work", "entries", "CPU s", "libarchive's own calls, CPU s"],
         [[work, str(entries), f"{ours:.4f}", f"{theirs:.4f}"] for work, entries, ours, theirs in bench.objects]))
-    parts.append("### Share of the busiest thread in all CPU time, 16 threads\n\n" + _table(
-        ["work", "corpus", "share"], [[work, corpus, f"{share:.2f}"] for work, corpus, share in bench.shares]))
+    parts.append("### Shares in all CPU time, 16 threads\n\n" + _table(
+        ["work", "corpus", "calling thread", "busiest thread"],
+        [[work, corpus, f"{calling:.2f}", f"{busiest:.2f}"] for work, corpus, calling, busiest in bench.shares]))
     parts.append("### Peak memory, two threads\n\n" + _table(
         ["work", "corpus", "MiB"], [[work, corpus, f"{peak:.1f}"] for work, corpus, peak in bench.peaks]))
     parts.append("### Growth\n\n" + _table(
