@@ -19,7 +19,7 @@ constexpr bool isBlank(char c) {
 }
 
 /// A line of a symbol: tags, name, version, number of the template.
-struct Specification {
+struct TaggedSymbol {
     Tags tags;
     std::string symbol;
     std::string_view version;
@@ -63,7 +63,7 @@ bool takeSymbol(std::string_view& line, bool tagged, std::string& symbol) {
 }
 
 /// Reads the line; false where it breaks the format.
-bool parse(std::string_view line, Specification& result) {
+bool parse(std::string_view line, TaggedSymbol& result) {
     if (!takeTags(line, result.tags) || !takeSymbol(line, !result.tags.empty(), result.symbol)) {
         return false;
     }
@@ -207,7 +207,7 @@ void SymbolsFile::readHeader(std::string_view line, LibrarySymbols& into) {
 }
 
 void SymbolsFile::readSymbol(std::string_view line, std::size_t number, LibrarySymbols& into) {
-    Specification found;
+    TaggedSymbol found;
     if (!parse(line, found)) {
         notes_.push_back(damaged(where_, "is not a line of a symbols file", number).what());
         return;
