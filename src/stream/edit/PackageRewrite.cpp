@@ -228,9 +228,12 @@ std::string PackageRewrite::digestOf(int descriptor, const std::string& name, st
     FileSource bytes(OpenFile{descriptor, {}}, name, source_.system(), offset, size);
     Sha256 digest;
     std::vector<char> piece(kPieceBytes);
-    for (std::uint64_t at = 0; const std::size_t count = bytes.readAt(at, piece.data(), piece.size());
-         at += count) {
+    std::uint64_t at = 0;
+    std::size_t count = bytes.readAt(at, piece.data(), piece.size());
+    while (count != 0) {
         digest.write(piece.data(), count);
+        at += count;
+        count = bytes.readAt(at, piece.data(), piece.size());
     }
     return digest.hexDigest();
 }
