@@ -38,7 +38,8 @@ ArWriter::ArWriter(Sink& out, std::int64_t mtime) : out_(out), mtime_(mtime) {
 
 void ArWriter::beginMember(std::string_view name, std::uint64_t size) {
     const std::string header = memberHeader(name, size, mtime_);
-    write(header);
+    out_.write(header.data(), header.size());
+    size_ += header.size();
 }
 
 void ArWriter::write(std::string_view bytes) {
