@@ -97,8 +97,8 @@ TEST(SymbolsFile, NotesLinesAndRefusesFilesThatBreakTheFormat) {
         {"libx.so.1 a\n (regex)(a)\\1 1\n",
          "f:2: the regular expression cannot be used: invalid escape sequence: \\\\1"},
     };
-    for (const auto& [text, expected] : cases) {
-        EXPECT_EQ(failureOf([&] { Read(text).file.find("libx.so.1"); }), expected);
+    for (const auto& c : cases) {
+        EXPECT_EQ(failureOf([&] { Read(c.first).file.find("libx.so.1"); }), c.second);
     }
 }
 
