@@ -42,12 +42,12 @@ private:
 };
 
 std::unique_ptr<StreamDecoder> makeDecoder(Input& input, Compression compression, const Place& place,
-                                           const DecompressionSettings& settings) {
+                                           const Limits& limits) {
     switch (compression) {
         case Compression::xz:
-            return makeXzDecoder(input, place, settings);
+            return makeXzDecoder(input, place, limits);
         case Compression::zstd:
-            return makeZstdDecoder(input, place, settings.limits);
+            return makeZstdDecoder(input, place, limits);
         case Compression::bzip2:
             return makeBzip2Decoder(input, place);
         case Compression::gzip:
@@ -68,7 +68,7 @@ std::unique_ptr<Decompressor> openDecompressor(ByteStream& source, Compression c
     if (compression == Compression::gzip) {
         return makeGzipDecompressor(std::move(input), place, settings);
     }
-    std::unique_ptr<StreamDecoder> decoder = makeDecoder(*input, compression, place, settings);
+    std::unique_ptr<StreamDecoder> decoder = makeDecoder(*input, compression, place, settings.limits);
     return makeStreamDecompressor(std::make_unique<OwningDecoder>(std::move(input), std::move(decoder)),
                                   settings.threads);
 }

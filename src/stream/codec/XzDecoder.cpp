@@ -16,18 +16,16 @@ namespace {
 constexpr char kFirstByte = '\xfd';
 constexpr std::uint64_t kPaddingBytes = 4;
 
-/// One stream. With threads, liblzma unpacks as many blocks at a time as fit into the memory limit; a stream whose
-/// blocks do not say how long they are is unpacked by one thread.
+/// One stream, unpacked by one thread: liblzma's threaded decoder needs a multiple of the memory, and what it
+/// reports of a damaged stream depends on how far its threads have come.
 class XzDecoder final : public StreamDecoder {
 public:
-    XzDecoder(Input& input, Place place, const DecompressionSettings& settings)
+    XzDecoder(Input& input, Place place, const Limits& limits)
         : input_(input),
           place_(std::move(place)),
           // guard(UINT64_MAX): working memory of xz
-          memoryLimit_(std::max<std::uint64_t>(settings.limits.xzMemoryBytes, 1)) {
-        check(settings.threads > 1
-                  ? beginThreads(settings.threads)
-                  : lzma_stream_decoder(stream_.get(), memoryLimit_, LZMA_TELL_UNSUPPORTED_CHECK));
+          memoryLimit_(std::max<std::uint64_t>(limits.xzMemoryBytes, 1)) {
+        check(lzma_stream_decoder(stream_.get(), memoryLimit_, LZMA_TELL_UNSUPPORTED_CHECK));
     }
 
     std::size_t fill(char* buffer, std::size_t size) override {
@@ -49,16 +47,6 @@ public:
     }
 
 private:
-    lzma_ret beginThreads(unsigned threads) {
-        constexpr unsigned most = 1024;  // liblzma refuses more than 16384, and each takes room for its state
-        lzma_mt options{};
-        options.flags = LZMA_TELL_UNSUPPORTED_CHECK;
-        options.threads = std::min(threads, most);
-        options.memlimit_threading = memoryLimit_;
-        options.memlimit_stop = memoryLimit_;
-        return lzma_stream_decoder_mt(stream_.get(), &options);
-    }
-
     /// Only padding may follow: zeros, a multiple of four.
     void requireEnd() {
         const std::uint64_t begin = input_.offset();
@@ -117,9 +105,8 @@ private:
 
 }  // namespace
 
-std::unique_ptr<StreamDecoder> makeXzDecoder(Input& input, const Place& place,
-                                             const DecompressionSettings& settings) {
-    return std::make_unique<XzDecoder>(input, place, settings);
+std::unique_ptr<StreamDecoder> makeXzDecoder(Input& input, const Place& place, const Limits& limits) {
+    return std::make_unique<XzDecoder>(input, place, limits);
 }
 
 }  // namespace bex::stream
