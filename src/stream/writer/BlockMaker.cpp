@@ -11,7 +11,7 @@ namespace bex::stream {
 
 namespace {
 
-/// Lets nobody wait for a block that fails: every way out but the last one ends the waiting.
+/// Ends the waiting for a block unless the block succeeds.
 class Waiters {
 public:
     explicit Waiters(const PayloadBlock& block) : block_(&block) {}
@@ -99,7 +99,7 @@ void BlockMaker::addFurtherName(std::size_t index, PayloadBlock& block) {
     block.sums.push_back({index, {}});
 }
 
-/// What a caller's function gives is there already.
+/// Contents from a caller's function have been copied by the PayloadCursor.
 ChangeTimes BlockMaker::read(const SourceEntry& file, const PayloadBlock::Part& part) {
     return file.reader != nullptr ? ChangeTimes{} : reader_.readPart(file, part.offset, part.data, part.size);
 }

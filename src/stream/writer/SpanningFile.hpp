@@ -12,9 +12,9 @@
 
 namespace bex::stream {
 
-/// The sum of a file whose contents lie in several blocks of the payload, each made by a thread of its own: every
-/// block adds its part when the parts before it have been added. The blocks are begun in order, so that whoever
-/// waits waits for a block that somebody works on.
+/// The sum of a file whose contents lie in several blocks of the payload, each made by its own thread. A block
+/// adds its part when all parts before it have been added. Blocks are begun in order, so a thread only ever waits
+/// for blocks that other threads are working on.
 class SpanningFile {
 public:
     /// Waits until the contents up to `offset` have been added, for the block that begins at `block` of the
