@@ -54,3 +54,7 @@ bex_install_package(bex-shlibs bexshlibs [[
 include(CMakeFindDependencyMacro)
 find_dependency(bex-stream)
 ]] ALWAYS)
+bex_install_package(bex-repo bexrepo [[
+include(CMakeFindDependencyMacro)
+find_dependency(bex-stream)
+]] ALWAYS)

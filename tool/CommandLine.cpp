@@ -47,6 +47,7 @@ constexpr Command kCommands[] = {
     {"init", "Write a build file for this directory", addInit},
     {"schema", "Print the JSON schema of build files", addSchema},
     {"shlibdeps", "Find the packages of needed shared libraries", addShlibdeps},
+    {"repo", "Make a repository of packages, or its index", addRepo},
 };
 
 /// "help VERB" as "VERB --help".
@@ -109,14 +110,11 @@ ExitStatus print(const std::string& text, Console& console) {
 }
 
 ExitStatus printHelp(const CLI::App& program, const std::vector<std::string>& arguments, Context& context) {
-    const auto verbs = program.get_subcommands();
-    if (verbs.empty() && program.remaining_size() > 0) {
+    const CLI::App& app = chosenApp(program);
+    if (&app == &program && program.remaining_size() > 0) {
         return reportUsage(program, CLI::RequiredError("VERB"), arguments, context);
     }
-    if (verbs.empty()) {
-        return print(helpText(program), context.console);
-    }
-    return print(helpText(*verbs.front()), context.console);
+    return print(helpText(app), context.console);
 }
 
 ExitStatus parseAndAct(CLI::App& program, const std::vector<std::string>& arguments, Context& context,

@@ -28,7 +28,8 @@ needs libbexstream1 'libdeflate0'
 needs libbexshlibs1 'libbexstream1 .*libelf1.*libre2-9'
 needs libbexshlibs-dev 'libbexshlibs1 .*libbexstream-dev'
 needs libbexbuildfile1 'libbexstream1 .*libyaml-cpp0.7.*zlib1g'
-needs bex 'libbexstream1 \(= .*libbexshlibs1 \(= .*libbexbuildfile1 \(= '
+needs libbexrepo1 'libbexstream1 .*libsqlite3-0.*libssl3'
+needs bex 'libbexstream1 \(= .*libbexshlibs1 \(= .*libbexbuildfile1 \(= .*libbexrepo1 \(= '
 for package in bex libbexstream1 libbexstream-dev; do
     lacks "$package" 'libarchive|libboost|libbex1|libbex-dev'
 done

@@ -86,7 +86,14 @@ std::string usageOf(const CLI::App& app) {
         const char* const word = hasVerbs ? "VERB" : "ACTION";
         return "Usage: " + app.get_name() + " [OPTIONS] " + word + " ...";
     }
-    std::string usage = "Usage: " + app.get_parent()->get_name() + " " + app.get_name() + " [OPTIONS]";
+    std::string usage = app.get_name() + " [OPTIONS]";
+    for (const CLI::App* parent = app.get_parent(); parent != nullptr; parent = parent->get_parent()) {
+        usage.insert(0, parent->get_name() + " ");
+    }
+    usage.insert(0, "Usage: ");
+    if (!app.get_subcommands([](const CLI::App*) { return true; }).empty()) {
+        usage += " VERB ...";
+    }
     for (const auto* argument : positionals(app)) {
         std::string name = argument->get_name(true);
         if (argument->get_items_expected_max() > 1) {

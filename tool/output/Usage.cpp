@@ -11,19 +11,27 @@ namespace bex::tool {
 
 namespace {
 
-/// The chosen verb, or the program as long as there is none.
-const CLI::App& chosenApp(const CLI::App& program) {
-    const auto chosen = program.get_subcommands();
-    if (chosen.empty()) {
-        return program;
+bool hasVerbs(const CLI::App& app) {
+    return !app.get_subcommands(nullptr).empty();
+}
+
+/// Whether a verb is what comes next, or an action of another program's, in whose place this one stands.
+bool wantsVerb(const CLI::App& app) {
+    return app.get_parent() == nullptr || hasVerbs(app);
+}
+
+/// The app as it is called: "bex repo scan".
+std::string callOf(const CLI::App& app) {
+    if (app.get_parent() == nullptr) {
+        return app.get_name();
     }
-    return *chosen.front();
+    return callOf(*app.get_parent()) + " " + app.get_name();
 }
 
 /// Verbs and long options that the program, or the chosen verb, knows.
 std::vector<std::string> knownWords(const CLI::App& program) {
     std::vector<std::string> words;
-    for (const CLI::App* verb : program.get_subcommands(nullptr)) {
+    for (const CLI::App* verb : chosenApp(program).get_subcommands(nullptr)) {
         words.push_back(verb->get_name());
     }
     // The program's own options may follow the verb, so that both are offered.
@@ -38,17 +46,17 @@ std::vector<std::string> knownWords(const CLI::App& program) {
 }
 
 std::string hintFor(const CLI::App& program, const std::string& word) {
-    const auto verbs = program.get_subcommands();
+    const CLI::App& app = chosenApp(program);
     // Only a strange verb or a long option can be a slip of the finger; files may have any name.
-    if (verbs.empty() || word.rfind("--", 0) == 0) {
+    if (wantsVerb(app) || word.rfind("--", 0) == 0) {
         if (const std::string meant = stream::nearest(word, knownWords(program)); !meant.empty()) {
             return "did you mean " + meant + "?";
         }
     }
-    if (verbs.empty()) {
-        return "bex --help lists verbs and options";
+    if (wantsVerb(app)) {
+        return callOf(app) + " --help lists verbs and options";
     }
-    return "bex " + verbs.front()->get_name() + " --help lists the arguments";
+    return callOf(app) + " --help lists the arguments";
 }
 
 /// "--NAME" of "--NAME=VALUE"; anything else as it is.
@@ -93,8 +101,7 @@ std::string missingArgument(const CLI::App& program) {
 /// What is wrong in words of ours, where the parser's own would puzzle.
 std::string usageText(const CLI::App& program, const CLI::ParseError& error, const std::string& strange,
                       const std::vector<std::string>& arguments) {
-    const bool hasVerbs = !program.get_subcommands(nullptr).empty();
-    const bool verbMissing = hasVerbs && program.get_subcommands().empty();
+    const bool verbMissing = hasVerbs(chosenApp(program));
     const bool surplus = dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr;
     const bool missing = dynamic_cast<const CLI::RequiredError*>(&error) != nullptr;
     // The parser complains of the first thing it misses; a strange word is more likely what went wrong.
@@ -115,6 +122,14 @@ std::string usageText(const CLI::App& program, const CLI::ParseError& error, con
 }
 
 }  // namespace
+
+const CLI::App& chosenApp(const CLI::App& program) {
+    const auto chosen = program.get_subcommands();
+    if (chosen.empty()) {
+        return program;
+    }
+    return chosenApp(*chosen.front());
+}
 
 ExitStatus reportUsage(const CLI::App& program, const CLI::ParseError& error,
                        const std::vector<std::string>& arguments, Context& context) {

@@ -1,0 +1,85 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "bex/repo/PackageRecord.hpp"
+#include "bex/stream/Export.hpp"
+#include "bex/stream/Limits.hpp"
+#include "bex/stream/Progress.hpp"
+#include "bex/stream/StreamError.hpp"
+
+namespace bex::repo {
+
+/// Which packages are scanned, and how.
+struct ScanOptions {
+    /// Directories, searched with everything below them, and files. Each package gets the path by which it was
+    /// found as its Filename, so they are relative and without "..".
+    std::vector<std::string> inputs;
+    /// The directory that `inputs` and Filename are relative to; empty: the current one. Stands for the root of
+    /// the repository.
+    std::string root;
+    /// Names that end in one of these are packages, in a directory.
+    std::vector<std::string> suffixes = {".deb", ".bex"};
+    DigestChoice digests;
+    /// Leave packages with errors out instead of returning no record at all.
+    bool keepGoing = false;
+    unsigned threads = 0;  ///< 0: one for each processor
+    stream::Limits limits;
+    /// bytesDone and bytesTotal are those of package files. Called by one thread at a time, not always the same.
+    stream::ProgressCallback progress;
+};
+
+/// What a scan or a merge found.
+struct ScanReport {
+    std::vector<PackageRecord> records;       ///< by precedes(), each package once
+    std::vector<stream::ErrorRecord> errors;  ///< one for each package that cannot be indexed, by its name
+    std::vector<std::string> notes;           ///< one line for people each
+};
+
+/// Scans packages. Each is opened once, and its control paragraph is read from the bytes that are hashed. Checks
+/// the structure and the control archive, not the payload: that is verify()'s work.
+///
+/// Refused, each by an entry of ScanReport::errors: what is not a regular file, what has no bytes, a Package,
+/// Version, Architecture or path that checkRecord() refuses, a package that changes while it is read, and two
+/// packages of one name, version and architecture with other bytes. The same bytes under two names give one
+/// record, with the first name. Symlinks are followed; a directory that was searched is not searched again, so
+/// that loops end.
+///
+/// The records depend on the packages alone, not on threads or the order of inputs. Memory grows with their
+/// number, by some 2 KiB each. Throws StreamError for what concerns no single package: an input that does not
+/// exist, a cache that is not one, `cancelled`.
+BEX_EXPORT ScanReport scan(const ScanOptions& options);
+
+/// Appends the records as a shard: text that mergeShards() takes, with a first line that says which digests it has
+/// and a last one that shows whether it is whole.
+BEX_EXPORT void appendShard(std::string& text, const std::vector<PackageRecord>& records, DigestChoice digests);
+
+/// What several shards hold together, as one scan of all their packages would have found it. The order of the
+/// shards does not matter, and shards of merged shards give the same again. Errors are as for scan(), for two
+/// packages that contradict each other. `digests` becomes what the shards have. Throws StreamError for a shard
+/// that cannot be read, was cut or changed (`damaged`, code "shard"), or has other digests than the one before
+/// (`invalidInput`).
+BEX_EXPORT ScanReport mergeShards(const std::vector<std::string>& paths, DigestChoice& digests);
+
+/// Keeps only the newest version of each package for each architecture (deb-version(7)), and appends a note for
+/// each record that it leaves out.
+BEX_EXPORT void keepNewest(std::vector<PackageRecord>& records, std::vector<std::string>& notes);
+
+/// Sorts the records by precedes() and leaves out all but the first of those with one package, version,
+/// architecture and SHA-256. Returns an error (`refused`, code "conflict") for each two whose digests differ.
+BEX_EXPORT std::vector<stream::ErrorRecord> settle(std::vector<PackageRecord>& records,
+                                                   std::vector<std::string>& notes);
+
+}  // namespace bex::repo
+
+// The same under names that dlsym(3) finds, for programs that load the library only when they need it.
+extern "C" {
+BEX_EXPORT void bexScan(const bex::repo::ScanOptions& options, bex::repo::ScanReport& report);
+BEX_EXPORT void bexMergeShards(const std::vector<std::string>& paths, bex::repo::DigestChoice& digests,
+                               bex::repo::ScanReport& report);
+BEX_EXPORT void bexKeepNewest(bex::repo::ScanReport& report);
+/// Writes the records as stanzas, or as a shard.
+BEX_EXPORT void bexWriteRecords(const std::vector<bex::repo::PackageRecord>& records, bool asShard,
+                                bex::repo::DigestChoice digests, std::string& text);
+}

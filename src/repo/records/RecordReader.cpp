@@ -1,0 +1,201 @@
+#include "bex/repo/RecordReader.hpp"
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+#include "repo/base/Failure.hpp"
+#include "stream/base/Ascii.hpp"
+#include "stream/base/Text.hpp"
+
+namespace bex::repo {
+
+namespace {
+
+constexpr std::size_t kReadBytes = std::size_t{256} << 10;
+
+struct NamedField {
+    const char* name;
+    std::string PackageRecord::*own;
+    std::string Digests::*digest;
+};
+
+// Kept as lines, too, are the first three: they belong to the control paragraph.
+constexpr NamedField kNamed[] = {
+    {"Package", &PackageRecord::package, nullptr},
+    {"Version", &PackageRecord::version, nullptr},
+    {"Architecture", &PackageRecord::architecture, nullptr},
+    {"Filename", &PackageRecord::filename, nullptr},
+    {"Size", nullptr, nullptr},
+    {"MD5sum", nullptr, &Digests::md5},
+    {"SHA1", nullptr, &Digests::sha1},
+    {"SHA256", nullptr, &Digests::sha256},
+    {"SHA512", nullptr, &Digests::sha512},
+};
+constexpr std::size_t kControlFields = 3;
+constexpr std::size_t kSize = 4;
+
+/// One stanza on its way into a record.
+class StanzaParser {
+public:
+    StanzaParser(PackageRecord& record, const std::string& name, std::size_t line)
+        : record_(record), name_(name), line_(line) {}
+
+    void parse(std::string_view stanza) {
+        if (stanza.find('\0') != std::string_view::npos || stanza.find('\r') != std::string_view::npos) {
+            fail("the stanza holds a NUL or a carriage return");
+        }
+        const std::size_t first = line_;
+        stream::forEachLine(stanza, [this](std::string_view line) {
+            take(line);
+            ++line_;
+        });
+        line_ = first;
+        if (!seen_[kSize]) {
+            fail("the stanza has no Size");
+        }
+    }
+
+private:
+    void take(std::string_view line) {
+        if (stream::isBlank(line.front())) {
+            continueField(line);
+            return;
+        }
+        const std::size_t colon = line.find(':');
+        if (colon == 0 || colon == std::string_view::npos || line.front() == '#' || line.front() == '-') {
+            fail("is neither a field nor a continuation");
+        }
+        const std::string_view name = stream::trimmed(line.substr(0, colon));
+        const auto* const field =
+            std::find_if(std::begin(kNamed), std::end(kNamed),
+                         [name](const NamedField& known) { return stream::equalIgnoringCase(known.name, name); });
+        const auto index = static_cast<std::size_t>(field - std::begin(kNamed));
+        named_ = index < std::size(kNamed);
+        const bool isControl = !named_ || index < kControlFields;
+        if (named_) {
+            takeNamed(index, stream::trimmed(line.substr(colon + 1)));
+        }
+        if (isControl) {
+            lines().append(line).append("\n");
+        } else {
+            afterFilename_ = true;
+        }
+    }
+
+    void takeNamed(std::size_t index, std::string_view value) {
+        const NamedField& field = kNamed[index];
+        if (seen_[index]) {
+            fail(std::string(field.name) + " occurs twice");
+        }
+        seen_[index] = true;
+        if (field.own != nullptr) {
+            record_.*field.own = value;
+        } else if (field.digest != nullptr) {
+            record_.digests.*field.digest = value;
+        } else if (const auto size = stream::parseWhole<std::uint64_t>(value)) {
+            record_.size = *size;
+        } else {
+            fail("Size " + quoted(std::string(value)) + " is not a number of bytes");
+        }
+    }
+
+    void continueField(std::string_view line) {
+        if (named_ || lines().empty() || stream::trimmed(line).empty()) {
+            fail("is a continuation of nothing that has several lines");
+        }
+        lines().append(line).append("\n");
+    }
+
+    std::string& lines() {
+        if (afterFilename_) {
+            return record_.after;
+        }
+        return record_.before;
+    }
+
+    [[noreturn]] void fail(std::string reason) const {
+        throw failure(ErrorKind::damaged, "stanza", name_, std::move(reason), line_);
+    }
+
+    PackageRecord& record_;
+    const std::string& name_;
+    std::size_t line_;
+    bool named_ = true;  // the field of the last line is one that the record names
+    bool afterFilename_ = false;
+    bool seen_[std::size(kNamed)] = {};
+};
+
+}  // namespace
+
+RecordReader::RecordReader(Read read, std::string name) : read_(std::move(read)), name_(std::move(name)) {}
+
+RecordReader RecordReader::ofText(std::string_view text, std::string name) {
+    return {[text](char* buffer, std::size_t size) mutable {
+                const std::size_t count = text.copy(buffer, size);
+                text.remove_prefix(count);
+                return count;
+            },
+            std::move(name)};
+}
+
+bool RecordReader::fill() {
+    if (ended_) {
+        return false;
+    }
+    if (buffer_.size() - begin_ > kStanzaBytes) {
+        stream::ErrorRecord record =
+            failure(ErrorKind::limitExceeded, "limit", name_,
+                    "a stanza has more than " + std::to_string(kStanzaBytes) + " bytes", line_)
+                .record();
+        throw StreamError(std::move(record));
+    }
+    buffer_.erase(0, begin_);
+    begin_ = 0;
+    const std::size_t held = buffer_.size();
+    buffer_.resize(held + kReadBytes);
+    const std::size_t count = read_(buffer_.data() + held, kReadBytes);
+    buffer_.resize(held + count);
+    ended_ = count == 0;
+    return !ended_;
+}
+
+/// The next stanza without the empty line after it; empty at the end of the text.
+std::string_view RecordReader::takeStanza() {
+    line_ = nextLine_;
+    do {
+        while (begin_ < buffer_.size() && buffer_[begin_] == '\n') {
+            ++begin_;
+            ++line_;
+        }
+    } while (begin_ == buffer_.size() && fill());
+    std::size_t end = buffer_.find("\n\n", begin_);
+    for (std::size_t searched = 0; end == std::string::npos && fill();) {
+        end = buffer_.find("\n\n", begin_ + searched);
+        searched = std::max<std::size_t>(buffer_.size() - begin_, 1) - 1;  // the first "\n" may be there already
+    }
+    end = std::min(end, buffer_.size());
+    const std::string_view stanza = std::string_view(buffer_).substr(begin_, end - begin_);
+    begin_ = end;
+    nextLine_ = line_ + static_cast<std::size_t>(std::count(stanza.begin(), stanza.end(), '\n'));
+    return stanza;
+}
+
+bool RecordReader::next(PackageRecord& record) {
+    record = PackageRecord();
+    const std::string_view stanza = takeStanza();
+    if (stanza.empty()) {
+        return false;
+    }
+    StanzaParser(record, name_, line_).parse(stanza);
+    try {
+        checkRecord(record, name_);
+    } catch (const StreamError& e) {
+        stream::ErrorRecord located = e.record();
+        located.line = line_;
+        throw StreamError(std::move(located));
+    }
+    return true;
+}
+
+}  // namespace bex::repo

@@ -1,0 +1,145 @@
+#include "bex/repo/Scan.hpp"
+
+#include <algorithm>
+#include <atomic>
+#include <exception>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <thread>
+#include <utility>
+
+#include "repo/base/Failure.hpp"
+#include "repo/scan/PackageFile.hpp"
+#include "repo/scan/PackageSearch.hpp"
+
+namespace bex::repo {
+
+namespace {
+
+unsigned threadsFor(const ScanOptions& options, std::size_t packages) {
+    unsigned threads = options.threads;
+    if (threads == 0) {
+        threads = std::max(1U, std::thread::hardware_concurrency());
+    }
+    return static_cast<unsigned>(std::min<std::size_t>(threads, std::max<std::size_t>(packages, 1)));
+}
+
+/// One scan: threads take names off a list, and put what they find in the name's place.
+class ScanRun {
+public:
+    explicit ScanRun(const ScanOptions& options) : options_(options), names_(findPackages(options)) {
+        results_.resize(names_.size());
+    }
+
+    ScanReport run() {
+        const unsigned count = threadsFor(options_, names_.size());
+        std::vector<std::thread> threads;
+        for (unsigned i = 1; i < count; ++i) {
+            threads.emplace_back([this] { work(); });
+        }
+        work();
+        for (std::thread& thread : threads) {
+            thread.join();
+        }
+        if (failure_) {
+            std::rethrow_exception(failure_);
+        }
+        return report();
+    }
+
+private:
+    struct Result {
+        PackageRecord record;
+        std::optional<stream::ErrorRecord> error;
+    };
+
+    void work() noexcept {
+        try {
+            PackageFileReader reader(options_.digests, options_.limits);
+            for (std::size_t i = next_++; i < names_.size() && !stopped_; i = next_++) {
+                scanOne(i, reader);
+            }
+        } catch (...) {
+            const std::lock_guard lock(mutex_);
+            failure_ = std::current_exception();
+            stopped_ = true;
+        }
+    }
+
+    void scanOne(std::size_t index, PackageFileReader& reader) {
+        const std::string& name = names_[index];
+        Result& result = results_[index];
+        try {
+            FileStamp stamp;
+            result.record = reader.read(diskPath(options_.root, name), name, stamp);
+            result.record.filename = name;
+            checkRecord(result.record, name);
+        } catch (const StreamError& e) {
+            result.error = e.record();
+        }
+        tellProgress(result.record.size, name);
+    }
+
+    void tellProgress(std::uint64_t bytes, const std::string& name) {
+        const std::lock_guard lock(mutex_);
+        progress_.bytesDone += bytes;
+        progress_.entry = name;
+        if (options_.progress && !options_.progress(progress_)) {
+            throw StreamError(ErrorKind::cancelled, "cancelled");
+        }
+    }
+
+    ScanReport report() {
+        ScanReport report;
+        for (Result& result : results_) {
+            if (result.error) {
+                report.errors.push_back(std::move(*result.error));
+            } else {
+                report.records.push_back(std::move(result.record));
+            }
+        }
+        std::vector<stream::ErrorRecord> conflicts = settle(report.records, report.notes);
+        std::move(conflicts.begin(), conflicts.end(), std::back_inserter(report.errors));
+        return report;
+    }
+
+    const ScanOptions& options_;
+    const std::vector<std::string> names_;
+    std::vector<Result> results_;  // beside names_; each is written by one thread
+    std::atomic<std::size_t> next_{0};
+    std::atomic<bool> stopped_{false};
+    std::mutex mutex_;  // for what follows
+    std::exception_ptr failure_;
+    stream::Progress progress_;
+};
+
+}  // namespace
+
+ScanReport scan(const ScanOptions& options) {
+    return ScanRun(options).run();
+}
+
+}  // namespace bex::repo
+
+void bexScan(const bex::repo::ScanOptions& options, bex::repo::ScanReport& report) {
+    report = bex::repo::scan(options);
+}
+
+void bexMergeShards(const std::vector<std::string>& paths, bex::repo::DigestChoice& digests,
+                    bex::repo::ScanReport& report) {
+    report = bex::repo::mergeShards(paths, digests);
+}
+
+void bexKeepNewest(bex::repo::ScanReport& report) {
+    bex::repo::keepNewest(report.records, report.notes);
+}
+
+void bexWriteRecords(const std::vector<bex::repo::PackageRecord>& records, bool asShard,
+                     bex::repo::DigestChoice digests, std::string& text) {
+    if (asShard) {
+        bex::repo::appendShard(text, records, digests);
+    } else {
+        bex::repo::appendStanzas(text, records);
+    }
+}

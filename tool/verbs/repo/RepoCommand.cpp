@@ -1,0 +1,34 @@
+#include "arguments/Verbatim.hpp"
+#include "verbs/Commands.hpp"
+#include "verbs/repo/RepoVerbs.hpp"
+
+namespace bex::tool {
+
+namespace {
+
+struct RepoVerb {
+    const char* name;
+    const char* description;
+    void (*addOptions)(CLI::App* verb, Action& chosen);
+};
+
+constexpr RepoVerb kRepoVerbs[] = {
+    {"scan", "Print the index of packages, or a shard of it", addRepoScan},
+    {"merge", "Join shards into the index that one scan prints", addRepoMerge},
+};
+
+}  // namespace
+
+void addRepo(CLI::App* verb, Action& chosen) {
+    for (const auto& command : kRepoVerbs) {
+        CLI::App* own = verb->add_subcommand(command.name, command.description);
+        own->preparse_callback([own, &command, &chosen](std::size_t) {
+            command.addOptions(own, chosen);
+            takeVerbatim(*own);
+        });
+    }
+    verb->require_subcommand(1);
+    verb->footer("Run bex repo VERB --help for details.\nExample: bex repo scan pool >Packages");
+}
+
+}  // namespace bex::tool

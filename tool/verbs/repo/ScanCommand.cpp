@@ -1,0 +1,77 @@
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "output/ProgressBar.hpp"
+#include "verbs/SharedLibrary.hpp"
+#include "verbs/Verb.hpp"
+#include "verbs/repo/RepoVerbs.hpp"
+#include "verbs/repo/ScanOutput.hpp"
+
+namespace bex::tool {
+
+namespace {
+
+struct ScanArguments {
+    repo::ScanOptions scan;
+    std::vector<std::string> hashes;
+    std::string type;
+    ScanOutput output;
+};
+
+/// "md5,sha1" or several options: the digests beside SHA-256.
+void addHash(const std::string& word, repo::DigestChoice& digests) {
+    if (word == "md5") {
+        digests.md5 = true;
+    } else if (word == "sha1") {
+        digests.sha1 = true;
+    } else if (word == "sha512") {
+        digests.sha512 = true;
+    } else if (word != "sha256") {
+        throw CLI::ValidationError("--hash " + word, "takes some of md5, sha1, sha256, sha512");
+    }
+}
+
+ExitStatus runScan(ScanArguments& arguments, Context& context) {
+    repo::ScanOptions& options = arguments.scan;
+    if (!arguments.type.empty()) {
+        options.suffixes = {"." + arguments.type};
+    }
+    options.threads = context.threads;
+    options.limits = context.limits;
+    repo::ScanReport report;
+    {
+        ProgressBar progress(context, "scanning");
+        options.progress = progress.callback();
+        functionOf<decltype(bexScan)>(kRepoLibrary, "bexScan")(options, report);
+    }
+    return printRecords(report, arguments.output, options.digests, options.keepGoing, context);
+}
+
+}  // namespace
+
+void addRepoScan(CLI::App* verb, Action& chosen) {
+    const auto arguments = std::make_shared<ScanArguments>();
+    repo::ScanOptions& options = arguments->scan;
+    verb->add_option("DIR|FILE", options.inputs, "Packages, and directories with *.deb and *.bex")->required();
+    addScanOutput(*verb, arguments->output);
+    verb->add_option_function<std::vector<std::string>>(
+            "--hash",
+            [arguments](const std::vector<std::string>& words) {
+                for (const std::string& word : words) {
+                    addHash(word, arguments->scan.digests);
+                }
+            },
+            "Digests beside SHA-256: md5, sha1, sha512")
+        ->option_text("NAME,...")
+        ->delimiter(',')
+        ->allow_extra_args(false)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+    verb->add_option("--root", options.root, "The directory that names are relative to")->option_text("DIR");
+    verb->add_option("-t,--type", arguments->type, "Take *.TYPE in directories")->option_text("TYPE");
+    verb->add_flag("-k,--keep-going", options.keepGoing, "Leave out what has errors, and print the others");
+    verb->footer("Example: bex repo scan pool >Packages");
+    onChosen(*verb, arguments, chosen, runScan);
+}
+
+}  // namespace bex::tool
