@@ -1,0 +1,149 @@
+#include <algorithm>
+#include <atomic>
+#include <exception>
+#include <map>
+#include <mutex>
+#include <thread>
+#include <utility>
+
+#include "bex/repo/Repository.hpp"
+#include "repo/base/Failure.hpp"
+#include "repo/files/Lock.hpp"
+#include "repo/pool/Candidate.hpp"
+#include "repo/pool/Pool.hpp"
+#include "repo/suite/NextSuite.hpp"
+#include "repo/suite/Selection.hpp"
+#include "stream/base/WorkPool.hpp"
+
+namespace bex::repo {
+
+namespace {
+
+/// Examines all packages, several at once; the first error in their order is the one that is thrown.
+std::vector<Candidate> examineAll(const std::vector<std::string>& packages, const std::string& component,
+                                  const AddOptions& options) {
+    struct Job {
+        std::string path;
+        Candidate candidate;
+    };
+    AddOptions each = options;
+    const unsigned threads = std::min(stream::threadCount(options.reading.threads),
+                                      static_cast<unsigned>(std::max<std::size_t>(packages.size(), 1)));
+    if (threads > 1) {
+        each.reading.threads = 1;  // packages side by side rather than the blocks of one
+    }
+    std::vector<Candidate> candidates;
+    stream::WorkPool<Job> pool(threads, stream::jobsInFlight(threads), [&] {
+        return [&](Job& job) { job.candidate = examine(job.path, component, each); };
+    });
+    for (const std::string& path : packages) {
+        if (pool.full()) {
+            candidates.push_back(std::move(pool.front().candidate));
+            pool.pop();
+        }
+        pool.next().path = path;
+        pool.submit();
+    }
+    while (!pool.empty()) {
+        candidates.push_back(std::move(pool.front().candidate));
+        pool.pop();
+    }
+    return candidates;
+}
+
+void requireArchitecture(const Candidate& candidate, const SuiteSettings& suite) {
+    const auto& known = suite.architectures;
+    const std::string& architecture = candidate.record.architecture;
+    if (architecture != "all" && std::find(known.begin(), known.end(), architecture) == known.end()) {
+        throw failure(
+            ErrorKind::invalidInput, "invalid-input", candidate.path,
+            "is for " + quoted(architecture) + ", but suite " + suite.suite + " has only " + joined(known, ", "));
+    }
+}
+
+PackageId idOf(const Candidate& candidate, const SuiteSettings& suite) {
+    const PackageRecord& record = candidate.record;
+    return {suite.suite,    candidate.component, record.package,
+            record.version, record.architecture, record.filename};
+}
+
+/// What the suite has of each package, and what comes to it.
+class Addition {
+public:
+    explicit Addition(const NextSuite& suite) {
+        for (const SuitePackage& package : suite.packages()) {
+            const Stanza& stanza = package.stanza;
+            known_[{std::string(stanza.package), std::string(stanza.version), std::string(stanza.architecture)}] =
+                {std::string(stanza.filename), std::string(stanza.sha256), package.component};
+        }
+    }
+
+    /// False where the suite has the package already. Throws where it has it with other contents.
+    bool take(const Candidate& candidate) {
+        const PackageRecord& record = candidate.record;
+        const auto [place, isNew] = known_.insert({{record.package, record.version, record.architecture},
+                                                   {record.filename, record.digests.sha256, candidate.component}});
+        if (!isNew && place->second.sha256 != record.digests.sha256) {
+            failConflict(candidate, place->second.filename, place->second.sha256);
+        }
+        const bool isElsewhere = place->second.component != candidate.component;
+        place->second.component = candidate.component;
+        return isNew || isElsewhere;
+    }
+
+private:
+    struct Known {
+        std::string filename;
+        std::string sha256;
+        std::string component;
+    };
+    std::map<std::tuple<std::string, std::string, std::string>, Known> known_;
+};
+
+}  // namespace
+
+AddResult add(const std::string& root, const std::vector<std::string>& packages, const AddOptions& options) {
+    const Layout layout(root);
+    System& system = System::real();
+    const auto suites = readSettings(layout);
+    const SuiteSettings& settings = findSuite(suites, options.suite);
+    const std::string component = findComponent(settings, options.component);
+    const std::vector<Candidate> candidates = examineAll(packages, component, options);
+
+    const Lock lock(root);
+    NextSuite suite(layout, settings);
+    Addition addition(suite);
+    PoolAddition pool(layout, system);
+    AddResult result;
+    for (const Candidate& candidate : candidates) {
+        requireArchitecture(candidate, settings);
+        if (!addition.take(candidate)) {
+            result.present.push_back(idOf(candidate, settings));
+            continue;
+        }
+        pool.put(candidate, options.placement);
+        std::string stanza;
+        appendStanza(stanza, candidate.record);
+        suite.add(component, std::move(stanza));
+        result.added.push_back(idOf(candidate, settings));
+    }
+    if (options.keep > 0) {
+        for (const SuitePackage& package : olderThanNewest(suite.withChanges(), options.keep)) {
+            suite.remove(package);
+            result.removed.push_back(suite.idOf(package));
+        }
+    }
+    if (!result.added.empty() || !result.removed.empty()) {
+        makeDirectories(layout.root() + "/.bex/changes", system);
+        suite.write(system);
+    }
+    pool.keep();
+    return result;
+}
+
+}  // namespace bex::repo
+
+void bexRepoAdd(const std::string& root, const std::vector<std::string>& packages,
+                const bex::repo::AddOptions& options, bex::repo::AddResult& result) {
+    result = bex::repo::add(root, packages, options);
+}

@@ -1,0 +1,55 @@
+#include "repo/files/Directory.hpp"
+
+#include <fcntl.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <memory>
+#include <string_view>
+
+#include "repo/base/Failure.hpp"
+#include "repo/files/Files.hpp"
+#include "stream/system/Descriptor.hpp"
+
+namespace bex::repo {
+
+std::vector<std::string> namesIn(const std::string& path, stream::System& system) {
+    constexpr int flags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
+    stream::Descriptor file(system.openat(AT_FDCWD, path.c_str(), flags, 0), system);
+    if (!file && errno == ENOENT) {
+        return {};
+    }
+    const auto close = [&system](DIR* directory) { system.closedir(directory); };
+    std::unique_ptr<DIR, decltype(close)> directory(nullptr, close);
+    if (file) {
+        directory.reset(system.fdopendir(file.get()));
+    }
+    if (directory == nullptr) {
+        throw systemFailure(path, "open the directory", errno);
+    }
+    file.release();  // the directory's now
+    std::vector<std::string> names;
+    errno = 0;
+    while (const dirent* entry = system.readdir(directory.get())) {
+        const std::string name = entry->d_name;
+        if (name != "." && name != "..") {
+            names.push_back(name);
+        }
+    }
+    if (errno != 0) {
+        throw systemFailure(path, "read the directory", errno);
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+void removeTemporaries(const std::string& path, stream::System& system) {
+    constexpr std::string_view prefix = ".bex-";
+    for (const std::string& name : namesIn(path, system)) {
+        if (name.compare(0, prefix.size(), prefix) == 0) {
+            removeFile(path + "/" + name, system);
+        }
+    }
+}
+
+}  // namespace bex::repo

@@ -1,0 +1,97 @@
+#include "repo/publish/Generations.hpp"
+
+#include <utility>
+
+#include "bex/stream/ControlReader.hpp"
+#include "stream/base/Text.hpp"
+
+namespace bex::repo {
+
+namespace {
+
+/// Long enough for a slow client that has just read an InRelease.
+constexpr std::int64_t kGraceSeconds = 15 * 60;
+
+/// A path on each line after the first.
+std::string linesOf(const std::set<std::string>& paths) {
+    std::string lines;
+    for (const std::string& path : paths) {
+        lines += "\n" + path;
+    }
+    return lines;
+}
+
+std::set<std::string> pathsOf(const std::string* lines) {
+    std::set<std::string> paths;
+    if (lines != nullptr) {
+        stream::forEachLine(*lines, [&](std::string_view line) {
+            if (!line.empty() && !stream::hasParentComponent(line)) {
+                paths.emplace(line);
+            }
+        });
+    }
+    return paths;
+}
+
+}  // namespace
+
+Generations::Generations(const Layout& layout, const std::string& suite) : path_(layout.generations(suite)) {
+    const auto text = readFile(path_);
+    if (!text) {
+        return;
+    }
+    auto reader = stream::ControlReader::ofText(*text, path_);
+    for (stream::ControlParagraph paragraph; reader.next(paragraph);) {
+        Generation generation;
+        if (const std::string* published = paragraph.find("Published")) {
+            generation.published = stream::parseWhole<std::int64_t>(*published).value_or(0);
+        }
+        generation.files = pathsOf(paragraph.find("Files"));
+        generation.drops = pathsOf(paragraph.find("Drops"));
+        generations_.push_back(std::move(generation));
+    }
+}
+
+void Generations::append(std::int64_t now, const std::set<std::string>& files,
+                         const std::set<std::string>& drops) {
+    if (generations_.empty() || generations_.back().files != files) {
+        generations_.push_back({now, files, {}});
+    }
+    generations_.back().published = now;
+    generations_.back().drops.insert(drops.begin(), drops.end());
+}
+
+std::set<std::string> Generations::expire(std::int64_t now, std::size_t keep) {
+    std::set<std::string> drops;
+    // A generation counts from when the next one took its place. A clock that was set back makes it stay.
+    while (generations_.size() > keep && now - generations_[1].published > kGraceSeconds) {
+        generations_.erase(generations_.begin());
+        drops.merge(generations_.front().drops);
+        generations_.front().drops.clear();
+    }
+    return drops;
+}
+
+std::set<std::string> Generations::files() const {
+    std::set<std::string> files;
+    for (const Generation& generation : generations_) {
+        files.insert(generation.files.begin(), generation.files.end());
+    }
+    return files;
+}
+
+void Generations::write(System& system) const {
+    std::string text;
+    for (const Generation& generation : generations_) {
+        stream::ControlParagraph paragraph;
+        paragraph.set("Published", std::to_string(generation.published));
+        paragraph.set("Files", linesOf(generation.files));
+        if (!generation.drops.empty()) {
+            paragraph.set("Drops", linesOf(generation.drops));
+        }
+        stream::appendPart(text, "\n", paragraph.format());
+    }
+    writeFile(path_, text, system);
+}
+
+}  // namespace bex::repo

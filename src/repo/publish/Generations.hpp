@@ -1,0 +1,49 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "repo/files/Files.hpp"
+#include "repo/suite/Layout.hpp"
+
+namespace bex::repo {
+
+/// The publications of a suite whose by-hash files still exist, the oldest first. A client that has read an older
+/// InRelease finds the files that it names as long as they are listed here.
+///
+/// The file is a control file with a paragraph for each: when it was published, by the clock; its by-hash files
+/// below the suite's directory; and packages' files that it is the first to do without.
+class Generations {
+public:
+    /// Reads the file of the suite; where there is none, there are no generations yet.
+    Generations(const Layout& layout, const std::string& suite);
+
+    bool empty() const noexcept { return generations_.empty(); }
+
+    /// Appends one, unless the last one has the same files: then that one is published again.
+    void append(std::int64_t now, const std::set<std::string>& files, const std::set<std::string>& drops);
+
+    /// Forgets what no client reads any more: all but the last `keep`, and those that were replaced less than a
+    /// quarter of an hour ago. Returns the packages' files that no generation left has.
+    std::set<std::string> expire(std::int64_t now, std::size_t keep);
+
+    /// The by-hash files of all that are left.
+    std::set<std::string> files() const;
+
+    void write(System& system) const;
+
+private:
+    struct Generation {
+        std::int64_t published = 0;
+        std::set<std::string> files;
+        std::set<std::string> drops;
+    };
+
+    std::string path_;
+    std::vector<Generation> generations_;
+};
+
+}  // namespace bex::repo

@@ -1,0 +1,422 @@
+#include "repo/publish/Publication.hpp"
+
+#include <algorithm>
+#include <cstdlib>
+#include <ctime>
+#include <utility>
+
+#include "repo/base/Failure.hpp"
+#include "repo/base/Hasher.hpp"
+#include "repo/files/Compressed.hpp"
+#include "repo/files/Directory.hpp"
+#include "repo/publish/Contents.hpp"
+#include "repo/suite/NextSuite.hpp"
+#include "repo/suite/Settings.hpp"
+#include "stream/base/Text.hpp"
+#include "stream/base/WorkPool.hpp"
+#include "stream/system/AtomicFile.hpp"
+
+namespace bex::repo {
+
+namespace {
+
+using stream::Compression;
+
+std::int64_t dateOf(const PublishOptions& options) {
+    if (options.date) {
+        return *options.date;
+    }
+    const char* variable = std::getenv("SOURCE_DATE_EPOCH");
+    if (variable == nullptr) {
+        return std::time(nullptr);
+    }
+    const auto date = stream::parseWhole<std::int64_t>(variable);
+    if (!date) {
+        throw failure(ErrorKind::invalidInput, "invalid-input", "",
+                      "SOURCE_DATE_EPOCH is not a number of seconds: " + quoted(variable));
+    }
+    return *date;
+}
+
+/// The fields without those that only say when.
+std::vector<std::pair<std::string, std::string>> lastingFields(const Release& release) {
+    std::vector<std::pair<std::string, std::string>> fields;
+    for (const auto& field : release.fields) {
+        if (field.first != "Date" && field.first != "Valid-Until") {
+            fields.push_back(field);
+        }
+    }
+    return fields;
+}
+
+Release emptyRelease(const SuiteSettings& suite, const PublishOptions& options, std::int64_t date) {
+    Release release;
+    const auto put = [&](const char* name, const std::string& value) {
+        if (!value.empty()) {
+            release.fields.emplace_back(name, value);
+        }
+    };
+    put("Origin", suite.origin);
+    put("Label", suite.label);
+    put("Suite", suite.suite);
+    put("Codename", suite.codename);
+    put("Date", formatDate(date));
+    if (options.validFor.count() > 0) {
+        put("Valid-Until", formatDate(date + options.validFor.count()));
+    }
+    put("Acquire-By-Hash", "yes");
+    put("Architectures", joined(suite.architectures));
+    put("Components", joined(suite.components));
+    put("Description", suite.description);
+    return release;
+}
+
+void writeStanzas(const std::vector<Stanza>& stanzas, stream::Sink& out) {
+    for (const Stanza& stanza : stanzas) {
+        out.write(stanza.text.data(), stanza.text.size());
+        out.write("\n", 1);
+    }
+}
+
+/// What Release says of the uncompressed index.
+IndexedFile describeStanzas(const std::vector<Stanza>& stanzas) {
+    Hasher hasher;
+    IndexedFile file;
+    for (const Stanza& stanza : stanzas) {
+        hasher.update(stanza.text);
+        hasher.update("\n");
+        file.size += stanza.text.size() + 1;
+    }
+    file.sha256 = hasher.finish().sha256;
+    return file;
+}
+
+}  // namespace
+
+Publication::Publication(const Layout& layout, const SuiteSettings& settings, const PublishOptions& options,
+                         System& system)
+    : layout_(layout),
+      settings_(settings),
+      options_(options),
+      system_(system),
+      directory_(layout.suite(settings.suite)),
+      threads_(stream::threadCount(options.threads)),
+      date_(dateOf(options)),
+      published_(layout, settings.suite),
+      changes_(layout, settings.suite),
+      writer_(directory_, options.planOnly, system),
+      generations_(layout, settings.suite),
+      next_(emptyRelease(settings, options, date_)) {}
+
+void Publication::run(PublishResult& result) {
+    if (published_.isSigned() && options_.key.empty() && !options_.unsignedAgain) {
+        throw failure(ErrorKind::invalidInput, "invalid-input", shown("InRelease"),
+                      "the suite is signed: give the key, or ask for it to be unsigned");
+    }
+    if (changes_.empty() && isCurrent()) {
+        return;
+    }
+    makeIndexes();
+    const bool isSame = next_.files == published_.release().files;
+    if (isSame && isCurrent()) {  // what was added was removed, or a publication was killed after clients saw it
+        if (!options_.planOnly) {
+            finish(result);
+        }
+        return;
+    }
+    requireLaterDate();
+    describe();
+    if (!options_.planOnly) {
+        noteGeneration();
+        writer_.keep();  // From here on a failure may come after the step that clients see.
+    }
+    placeIndexes(result);
+    placeRelease(result);
+    if (!options_.planOnly) {
+        finish(result);
+    }
+}
+
+// What is there already
+
+bool Publication::isCurrent() const {
+    const Release& release = published_.release();
+    if (!published_.exists() || lastingFields(release) != lastingFields(next_) || isDue() ||
+        !isSignatureCurrent()) {
+        return false;
+    }
+    const std::set<std::string> wanted = wantedIndexes();
+    const auto isWanted = [&](const auto& file) { return wanted.count(file.first) != 0; };
+    return release.files.size() == wanted.size() &&
+           std::all_of(release.files.begin(), release.files.end(), isWanted) &&
+           std::all_of(release.files.begin(), release.files.end(), [&](const auto& file) {
+               return !isStored(file.first) || isInPlace(file.first, file.second);
+           });
+}
+
+/// Whether Valid-Until is wanted and half of its time is over, or is there and not wanted.
+bool Publication::isDue() const {
+    const std::string until = published_.release().field("Valid-Until");
+    if (until.empty() || options_.validFor.count() == 0) {
+        return until.empty() != (options_.validFor.count() == 0);
+    }
+    const std::int64_t published = parseDate(published_.release().field("Date"), shown("Release"));
+    return date_ >= published + options_.validFor.count() / 2;
+}
+
+bool Publication::isSignatureCurrent() const {
+    if (published_.isSigned() != !options_.key.empty()) {
+        return false;
+    }
+    // They differ where a publication was killed between the two.
+    return !published_.isSigned() ||
+           (readFile(below("Release")) == published_.releaseText() && sizeOfFile(below("Release.gpg")));
+}
+
+/// Whether there is a file for what Release lists: the uncompressed index is listed, but written on request.
+bool Publication::isStored(const std::string& index) const {
+    const auto& compressions = options_.compressions;
+    const std::string_view name = std::string_view(index).substr(index.rfind('/') + 1);
+    return name != "Packages" ||
+           std::find(compressions.begin(), compressions.end(), Compression::none) != compressions.end();
+}
+
+bool Publication::isInPlace(const std::string& index, const IndexedFile& file) const {
+    const std::string byHash = below(Layout::byHash(index, file.sha256));
+    if (sizeOfFile(byHash) != file.size || sizeOfFile(below(index)) != file.size) {
+        return false;
+    }
+    // Two files where the repository was copied without its hard links.
+    return isSameFile(byHash, below(index)) || readFile(byHash) == readFile(below(index));
+}
+
+bool Publication::isTouched(const std::string& component, const std::string& architecture) const {
+    const auto& all = changes_.all();
+    return std::any_of(all.begin(), all.end(), [&](const Changes::Change& change) {
+        return change.component == component &&
+               (change.package.architecture == architecture || change.package.architecture == "all");
+    });
+}
+
+std::vector<std::string> Publication::packagesIndexes(const std::string& index) const {
+    std::vector<std::string> indexes = {index};
+    for (const Compression compression : options_.compressions) {
+        if (compression != Compression::none) {
+            indexes.push_back(index + std::string(stream::suffixOf(compression)));
+        }
+    }
+    return indexes;
+}
+
+std::set<std::string> Publication::wantedIndexes() const {
+    std::set<std::string> wanted;
+    for (const std::string& component : settings_.components) {
+        for (const std::string& architecture : settings_.architectures) {
+            const auto packages = packagesIndexes(Layout::packagesIndex(component, architecture));
+            wanted.insert(packages.begin(), packages.end());
+            if (options_.contents) {
+                wanted.insert(Layout::contentsIndex(component, architecture));
+            }
+        }
+    }
+    return wanted;
+}
+
+// The new indexes
+
+void Publication::makeIndexes() {
+    for (const std::string& component : settings_.components) {
+        for (const std::string& architecture : settings_.architectures) {
+            makePackages(component, architecture);
+            if (options_.contents) {
+                makeContents(component, architecture);
+            }
+        }
+    }
+}
+
+StanzaList Publication::nextPackages(const std::string& component, const std::string& architecture) const {
+    StanzaList packages = published_.packages(component, architecture);
+    apply(changes_, component, architecture, packages);
+    return packages;
+}
+
+void Publication::makePackages(const std::string& component, const std::string& architecture) {
+    const std::string index = Layout::packagesIndex(component, architecture);
+    const auto& before = published_.release().files;
+    const auto indexes = packagesIndexes(index);
+    const auto isThere = [&](const std::string& path) {
+        const auto found = before.find(path);
+        return found != before.end() &&
+               (!isStored(path) || sizeOfFile(below(Layout::byHash(path, found->second.sha256))));
+    };
+    const bool areThere = std::all_of(indexes.begin(), indexes.end(), isThere);
+    StanzaList packages;
+    if (!areThere || isTouched(component, architecture)) {
+        packages = nextPackages(component, architecture);
+        next_.files[index] = describeStanzas(packages.stanzas);
+    } else {
+        next_.files[index] = before.at(index);
+    }
+    if (areThere && next_.files[index] == before.at(index)) {
+        for (const std::string& path : indexes) {
+            next_.files[path] = before.at(path);
+        }
+        return;
+    }
+    for (const Compression compression : options_.compressions) {
+        const std::string path = index + std::string(stream::suffixOf(compression));
+        const auto text = [&](stream::Sink& out) { writeStanzas(packages.stanzas, out); };
+        next_.files[path] = writer_.store(path, compressed(text, compression, threads_));
+    }
+}
+
+void Publication::makeContents(const std::string& component, const std::string& architecture) {
+    const std::string packages = Layout::packagesIndex(component, architecture);
+    const std::string index = Layout::contentsIndex(component, architecture);
+    const auto& before = published_.release().files;
+    const auto found = before.find(index);
+    const auto foundPackages = before.find(packages);
+    if (found != before.end() && foundPackages != before.end() && foundPackages->second == next_.files[packages] &&
+        sizeOfFile(below(Layout::byHash(index, found->second.sha256)))) {
+        next_.files[index] = found->second;
+        return;
+    }
+    const std::string text = contentsOf(layout_, nextPackages(component, architecture).stanzas, threads_);
+    const auto write = [&](stream::Sink& out) { out.write(text.data(), text.size()); };
+    next_.files[index] = writer_.store(index, compressed(write, Compression::gzip, threads_));
+}
+
+// The new Release
+
+/// apt ignores a Release file whose Date is earlier than that of the one it has.
+void Publication::requireLaterDate() const {
+    if (published_.exists()) {
+        const std::string before = published_.release().field("Date");
+        if (date_ < parseDate(before, shown("Release"))) {
+            throw failure(ErrorKind::invalidInput, "invalid-input", shown("Release"),
+                          "the date " + formatDate(date_) + " is before that of what is published, " + before +
+                              ": clients would ignore it");
+        }
+    }
+}
+
+void Publication::describe() {
+    nextText_ = next_.format();
+    if (!options_.key.empty() && !options_.planOnly) {
+        signatures_ = sign(nextText_, options_);
+    }
+}
+
+void Publication::noteGeneration() {
+    const std::int64_t now = std::time(nullptr);
+    const auto filesOf = [&](const Release& release) {
+        std::set<std::string> files;
+        for (const auto& [index, file] : release.files) {
+            if (isStored(index)) {
+                files.insert(Layout::byHash(index, file.sha256));
+            }
+        }
+        return files;
+    };
+    if (published_.exists() && generations_.empty()) {
+        generations_.append(now, filesOf(published_.release()), {});  // the list was lost
+    }
+    std::set<std::string> drops;
+    for (const Changes::Change& change : changes_.all()) {
+        if (!change.isAddition && !change.package.filename.empty()) {
+            drops.emplace(change.package.filename);
+        }
+    }
+    generations_.append(now, filesOf(next_), drops);
+    generations_.write(system_);
+}
+
+// The step that clients see
+
+void Publication::placeIndexes(PublishResult& result) {
+    std::set<std::string> directories;
+    for (const auto& [index, file] : next_.files) {
+        if (!isStored(index) || isInPlace(index, file)) {
+            continue;
+        }
+        result.written.push_back(shown(index));
+        if (!options_.planOnly) {
+            linkOver(below(Layout::byHash(index, file.sha256)), below(index), system_);
+            directories.insert(stream::directoryOf(below(index)));
+        }
+    }
+    for (const std::string& directory : directories) {
+        syncDirectory(directory, system_);
+    }
+}
+
+void Publication::place(const std::string& name, const std::string& bytes, PublishResult& result) {
+    result.written.push_back(shown(name));
+    if (!options_.planOnly) {
+        writeFile(below(name), bytes, system_);
+    }
+}
+
+void Publication::placeRelease(PublishResult& result) {
+    place("Release", nextText_, result);
+    if (!options_.key.empty()) {
+        place("Release.gpg", signatures_.releaseGpg, result);
+        place("InRelease", signatures_.inRelease, result);
+    } else if (published_.isSigned()) {
+        for (const char* name : {"InRelease", "Release.gpg"}) {  // in this order: clients read InRelease first
+            result.removed.push_back(shown(name));
+            if (!options_.planOnly) {
+                removeFile(below(name), system_);
+                syncDirectory(directory_, system_);
+            }
+        }
+    }
+}
+
+// What nobody needs any more
+
+/// The changes go last: as long as they are there, the next publication comes here, too.
+void Publication::finish(PublishResult& result) {
+    removeLeftovers(result);
+    changes_.discard(system_);
+}
+
+void Publication::removeLeftovers(PublishResult& result) {
+    unlisted_ = generations_.expire(std::time(nullptr), std::max(options_.keepGenerations, 1U));
+    generations_.write(system_);
+    for (const auto& [index, file] : published_.release().files) {
+        const bool isGone = next_.files.count(index) == 0 || !isStored(index);
+        if (isGone && removeFile(below(index), system_)) {
+            result.removed.push_back(shown(index));
+        }
+    }
+    const std::set<std::string> kept = generations_.files();
+    std::set<std::string> directories;
+    std::set<std::string> used = {directory_, layout_.below(".bex"), layout_.below(".bex/changes"),
+                                  layout_.below(".bex/generations")};
+    for (const Release* release : {&published_.release(), static_cast<const Release*>(&next_)}) {
+        for (const auto& [index, file] : release->files) {
+            directories.insert(stream::directoryOf(Layout::byHash(index, file.sha256)));
+            used.insert(stream::directoryOf(below(index)));
+        }
+    }
+    for (const std::string& directory : directories) {
+        removeByHash(directory, kept, result);
+    }
+    for (const std::string& directory : used) {
+        removeTemporaries(directory, system_);
+    }
+}
+
+void Publication::removeByHash(const std::string& directory, const std::set<std::string>& kept,
+                               PublishResult& result) {
+    for (const std::string& name : namesIn(below(directory), system_)) {
+        const std::string path = directory + name;
+        if (kept.count(path) == 0 && removeFile(below(path), system_)) {
+            result.removed.push_back(shown(path));
+        }
+    }
+}
+
+}  // namespace bex::repo

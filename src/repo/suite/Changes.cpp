@@ -1,0 +1,84 @@
+#include "repo/suite/Changes.hpp"
+
+#include <algorithm>
+#include <memory>
+#include <utility>
+
+#include "repo/base/Failure.hpp"
+#include "stream/system/AtomicFile.hpp"
+
+namespace bex::repo {
+
+namespace {
+
+constexpr std::string_view kAdd = "Bex-Change: add ";
+constexpr std::string_view kRemove = "Bex-Change: remove ";
+
+bool startsWith(std::string_view text, std::string_view start) {
+    return text.substr(0, start.size()) == start;
+}
+
+}  // namespace
+
+Changes::Changes(const Layout& layout, const std::string& suite) : path_(layout.changes(suite)) {
+    auto text = readFile(path_);
+    if (!text) {
+        return;
+    }
+    texts_.push_back(std::make_shared<const std::string>(std::move(*text)));
+    for (const Stanza& paragraph : readStanzas(*texts_.back(), path_)) {
+        Change change;
+        const std::size_t lineEnd = paragraph.text.find('\n');
+        const std::string_view line = paragraph.text.substr(0, lineEnd);
+        change.isAddition = startsWith(line, kAdd);
+        if (!change.isAddition && !startsWith(line, kRemove)) {
+            throw failure(ErrorKind::damaged, "changes", path_, "a paragraph does not begin with Bex-Change");
+        }
+        change.component = line.substr(line.rfind(' ') + 1);
+        change.package = paragraph;
+        change.package.text.remove_prefix(lineEnd + 1);
+        changes_.push_back(std::move(change));
+    }
+}
+
+void Changes::note(Change change) {
+    const auto same = std::find_if(changes_.begin(), changes_.end(), [&](const Change& other) {
+        return other.component == change.component && isSamePackage(other.package, change.package);
+    });
+    if (same != changes_.end()) {
+        *same = std::move(change);
+    } else {
+        changes_.push_back(std::move(change));
+    }
+}
+
+void Changes::add(const std::string& component, std::string stanza) {
+    texts_.push_back(std::make_shared<const std::string>(std::move(stanza)));
+    note({true, component, readStanza(*texts_.back())});
+}
+
+void Changes::remove(const std::string& component, const Stanza& package) {
+    std::string text = "Package: " + std::string(package.package) + "\n";
+    text += "Version: " + std::string(package.version) + "\n";
+    text += "Architecture: " + std::string(package.architecture) + "\n";
+    text += "Filename: " + std::string(package.filename) + "\n";
+    texts_.push_back(std::make_shared<const std::string>(std::move(text)));
+    note({false, component, readStanza(*texts_.back())});
+}
+
+void Changes::write(System& system) const {
+    std::string text;
+    for (const Change& change : changes_) {
+        text.append(change.isAddition ? kAdd : kRemove).append(change.component).append("\n");
+        text.append(change.package.text).append("\n");
+    }
+    writeFile(path_, text, system);
+}
+
+void Changes::discard(System& system) const {
+    if (removeFile(path_, system)) {
+        syncDirectory(stream::directoryOf(path_), system);
+    }
+}
+
+}  // namespace bex::repo
