@@ -8,7 +8,9 @@ import unittest
 from cases import SOURCES, environment
 
 VERBS = ["build", "info", "field", "list", "cat", "extract", "verify", "diff", "edit", "filter", "repack", "init", "schema",
-         "shlibdeps"]
+         "shlibdeps", "repo"]
+REPO_VERBS = ["scan", "merge"]
+ALL_VERBS = [*VERBS, *(f"repo {verb}" for verb in REPO_VERBS)]
 VALUES = {"--color": {"auto", "always", "never"}, "--progress": {"auto", "json", "never"},
           "--compression": {"gzip", "zstd", "xz", "none"}, "--strip": {"none", "drop", "dbgsym"},
           "--format": {"field", "json", "why"}}
@@ -32,15 +34,15 @@ def in_help():
     """The options of each verb, and those for all under None; so do the functions below."""
     def rows(*verb):
         return options("\n".join(re.findall(r"^ {2,4}-.*", bex(*verb, "--help").stdout, re.M)))
-    return {None: rows() - {"--version"}, **{verb: rows(verb) for verb in VERBS}}
+    return {None: rows() - {"--version"}, **{verb: rows(*verb.split()) for verb in ALL_VERBS}}
 
 
 def in_manual():
     text = source("docs/bex.1")
-    parts = re.split(r'^\.BI "bex (\w+) ', text.split(".PP\nA\n.I PATTERN")[0], flags=re.M)
+    parts = re.split(r'^\.BI "bex ((?:repo )?\w+) ', text.split(".PP\nA\n.I PATTERN")[0], flags=re.M)
     common = text.split(".SH OPTIONS FOR ALL VERBS")[1].split(".SH")[0]
     return {None: options(common) - {"--version"},
-            **{verb: options(part) for verb, part in zip(parts[1::2], parts[2::2])}}
+            "repo": set(), **{verb: options(part) for verb, part in zip(parts[1::2], parts[2::2])}}
 
 
 def complete(*words):
@@ -54,23 +56,28 @@ def complete(*words):
 
 def in_bash():
     common = complete("--") - {"--version"}
-    return {None: common, **{verb: complete(verb, "--") - common for verb in VERBS}}
+    return {None: common, **{verb: complete(*verb.split(), "--") - common for verb in ALL_VERBS}}
 
 
 def in_zsh():
-    common, verbs = source("tool/completions/_bex").split("_bex_verb() {")
-    arms = dict(re.findall(r"^        (\w+|\*)\) _arguments \$common(.*?);;", verbs, re.M | re.S))
+    common, repo, verbs = re.split(r"_bex_(?:repo|verb)\(\) {", source("tool/completions/_bex"))
+    arms, repo_arms = (dict(re.findall(r"^        (\w+|\*)\) _arguments (?:-C )?\$common(.*?);;", text, re.M | re.S))
+                       for text in (verbs, repo))
     return {None: options(common.split("verbs=(")[0]),
-            **{verb: options(arms.get(verb, arms["*"])) for verb in VERBS}}
+            **{verb: options(arms.get(verb, arms["*"])) for verb in VERBS},
+            **{f"repo {verb}": options(repo_arms[verb]) for verb in REPO_VERBS}}
 
 
 def in_fish():
-    found = {name: set() for name in [None, *VERBS]}
-    for line in re.findall(r"^complete .*", source("tool/completions/bex.fish"), re.M):
+    found = {name: set() for name in [None, *ALL_VERBS]}
+    for line in re.findall(r"^complete .* -l .*", source("tool/completions/bex.fish"), re.M):
         option = re.search(r" -l (\S+)", line)
         verbs = re.search(r' -n (?:"__fish_seen_subcommand_from ([^"]*)"|\$(\w+))', line)
-        for name in (verbs[1] or verbs[2]).split() if verbs else [None] if " -n " not in line else []:
-            found[name] |= {"--" + option[1]} if option else set()
+        names = (verbs[1] or verbs[2]).split() if verbs else []
+        if names[:1] == ["repo;"]:  # "repo; and __fish_seen_subcommand_from VERB..."
+            names = [f"repo {name}" for name in names[3:]]
+        for name in names or ([None] if " -n " not in line else []):
+            found[name] |= {"--" + option[1]}
     return found
 
 
@@ -84,6 +91,7 @@ class OptionsTest(unittest.TestCase):
     def test_verbs_and_files(self):
         self.assertEqual(complete(""), set(VERBS))
         self.assertEqual(complete("--json", "l"), {"list"})
+        self.assertEqual(complete("repo", ""), set(REPO_VERBS))
         self.assertEqual(complete("build", "--sk"), {"--skip-special"})
         self.assertEqual(complete("info", "bex.sch"), {"bex.schema.json"})
         self.assertEqual(re.findall(r"^    '(\w+):", source("tool/completions/_bex"), re.M), VERBS)

@@ -20,6 +20,8 @@ _bex_options() {
         repack) echo "$common --out --in-place --compression --level --for --allow --check" ;;
         filter) echo "$common --out --delete --add --mode --owner --compression --level --allow --check" ;;
         shlibdeps) echo "$common --arch --from --libdir --sysroot --admindir --ignore-missing --format --why" ;;
+        "repo scan") echo "$common --cache --records --multiversion --arch --hash --root --type --keep-going" ;;
+        "repo merge") echo "$common --records --multiversion --arch" ;;
         "") echo "$common --version" ;;
         *) echo "$common" ;;
     esac
@@ -33,6 +35,7 @@ _bex_values() {
         --strip) [[ $2 == build ]] && echo "none drop dbgsym" ;;
         --format) echo "field json why" ;;
         --compression | -Z) echo "gzip zstd xz none" ;;
+        --hash) echo "md5 sha1 sha512" ;;
         --for) echo "debian-11 debian-12" ;;
         --limit) echo "control-bytes= md5sums-bytes= name-bytes= header-bytes= expansion-ratio= expansion-free-bytes= xz-memory=" \
             "zstd-window-log= entries=" ;;
@@ -40,7 +43,7 @@ _bex_values() {
 }
 
 _bex() {
-    local verbs="build info field list cat extract verify diff edit filter repack init schema shlibdeps"
+    local verbs="build info field list cat extract verify diff edit filter repack init schema shlibdeps repo" repo_verbs="scan merge"
     local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]} verb="" word values
     # bash takes "--option=value" for three words.
     if [[ $current == = ]]; then
@@ -49,7 +52,11 @@ _bex() {
         previous=${COMP_WORDS[COMP_CWORD - 2]}
     fi
     for word in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
-        [[ " $verbs " == *" $word "* ]] && verb=$word && break
+        if [[ $verb == repo ]]; then
+            [[ " $repo_verbs " == *" $word "* ]] && verb="repo $word" && break
+        else
+            [[ " $verbs " == *" $word "* ]] && verb=$word && [[ $verb != repo ]] && break
+        fi
     done
     values=$(_bex_values "$previous" "$verb")
     COMPREPLY=()
@@ -59,6 +66,8 @@ _bex() {
         mapfile -t COMPREPLY < <(compgen -W "$(_bex_options "$verb")" -- "$current")
     elif [[ -z $verb ]]; then
         mapfile -t COMPREPLY < <(compgen -W "$verbs" -- "$current")
+    elif [[ $verb == repo ]]; then
+        mapfile -t COMPREPLY < <(compgen -W "$repo_verbs" -- "$current")
     else
         compopt -o filenames 2> /dev/null
         mapfile -t COMPREPLY < <(compgen -f -- "$current")

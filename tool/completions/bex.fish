@@ -1,6 +1,7 @@
 # Completion of bex(1) for fish.
 
-set -l verbs build info field list cat extract verify diff edit filter repack init schema shlibdeps
+set -l verbs build info field list cat extract verify diff edit filter repack init schema shlibdeps repo
+set -l repo_verbs scan merge
 
 complete -c bex -n "not __fish_seen_subcommand_from $verbs" -f
 complete -c bex -n "not __fish_seen_subcommand_from $verbs" -a build -d "package a tree"
@@ -17,6 +18,7 @@ complete -c bex -n "not __fish_seen_subcommand_from $verbs" -a repack -d "compre
 complete -c bex -n "not __fish_seen_subcommand_from $verbs" -a init -d "write a build file"
 complete -c bex -n "not __fish_seen_subcommand_from $verbs" -a schema -d "print the JSON schema of build files"
 complete -c bex -n "not __fish_seen_subcommand_from $verbs" -a shlibdeps -d "find the packages of shared libraries"
+complete -c bex -n "not __fish_seen_subcommand_from $verbs" -a repo -d "make a repository of packages"
 complete -c bex -n "not __fish_seen_subcommand_from $verbs" -l version -d "versions"
 
 complete -c bex -l json -d "print JSON objects"
@@ -131,3 +133,13 @@ complete -c bex -n "__fish_seen_subcommand_from filter" -l delete -x -d "leave o
 complete -c bex -n "__fish_seen_subcommand_from filter" -l add -r -d "SRC:DST"
 complete -c bex -n "__fish_seen_subcommand_from filter" -l mode -x -d "GLOB=MODE"
 complete -c bex -n "__fish_seen_subcommand_from filter" -l owner -x -d "GLOB=USER:GROUP"
+
+complete -c bex -n "__fish_seen_subcommand_from repo; and not __fish_seen_subcommand_from $repo_verbs" -f -a "$repo_verbs"
+complete -c bex -n "__fish_seen_subcommand_from repo; and __fish_seen_subcommand_from scan merge" -l records -d "print a shard"
+complete -c bex -n "__fish_seen_subcommand_from repo; and __fish_seen_subcommand_from scan merge" -s m -l multiversion -d "keep all versions"
+complete -c bex -n "__fish_seen_subcommand_from repo; and __fish_seen_subcommand_from scan merge" -s a -l arch -x -d "only this one and all"
+complete -c bex -n "__fish_seen_subcommand_from repo; and __fish_seen_subcommand_from scan" -l cache -r -d "keep what is found"
+complete -c bex -n "__fish_seen_subcommand_from repo; and __fish_seen_subcommand_from scan" -l hash -x -a "md5 sha1 sha512" -d "digests beside SHA-256"
+complete -c bex -n "__fish_seen_subcommand_from repo; and __fish_seen_subcommand_from scan" -l root -r -d "what names are relative to"
+complete -c bex -n "__fish_seen_subcommand_from repo; and __fish_seen_subcommand_from scan" -s t -l type -x -d "end of names in directories"
+complete -c bex -n "__fish_seen_subcommand_from repo; and __fish_seen_subcommand_from scan" -s k -l keep-going -d "leave out what has errors"

@@ -22,6 +22,9 @@ struct ScanOptions {
     /// Names that end in one of these are packages, in a directory.
     std::vector<std::string> suffixes = {".deb", ".bex"};
     DigestChoice digests;
+    /// A file with what earlier scans found (SQLite); made where there is none; empty: no cache. Several scans may
+    /// share one. It may be deleted at any time.
+    std::string cache;
     /// Leave packages with errors out instead of returning no record at all.
     bool keepGoing = false;
     unsigned threads = 0;  ///< 0: one for each processor
@@ -35,6 +38,7 @@ struct ScanReport {
     std::vector<PackageRecord> records;       ///< by precedes(), each package once
     std::vector<stream::ErrorRecord> errors;  ///< one for each package that cannot be indexed, by its name
     std::vector<std::string> notes;           ///< one line for people each
+    std::size_t fromCache = 0;                ///< packages that were not opened
 };
 
 /// Scans packages. Each is opened once, and its control paragraph is read from the bytes that are hashed. Checks
@@ -46,7 +50,7 @@ struct ScanReport {
 /// record, with the first name. Symlinks are followed; a directory that was searched is not searched again, so
 /// that loops end.
 ///
-/// The records depend on the packages alone, not on threads or the order of inputs. Memory grows with their
+/// The records depend on the packages alone, not on threads, cache or the order of inputs. Memory grows with their
 /// number, by some 2 KiB each. Throws StreamError for what concerns no single package: an input that does not
 /// exist, a cache that is not one, `cancelled`.
 BEX_EXPORT ScanReport scan(const ScanOptions& options);

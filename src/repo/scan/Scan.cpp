@@ -3,15 +3,18 @@
 #include <algorithm>
 #include <atomic>
 #include <exception>
+#include <filesystem>
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <system_error>
 #include <thread>
 #include <utility>
 
 #include "repo/base/Failure.hpp"
 #include "repo/scan/PackageFile.hpp"
 #include "repo/scan/PackageSearch.hpp"
+#include "repo/scan/ScanCache.hpp"
 
 namespace bex::repo {
 
@@ -25,10 +28,23 @@ unsigned threadsFor(const ScanOptions& options, std::size_t packages) {
     return static_cast<unsigned>(std::min<std::size_t>(threads, std::max<std::size_t>(packages, 1)));
 }
 
+std::string canonicalRoot(const std::string& root) {
+    std::error_code failure;
+    const auto path = std::filesystem::canonical(root.empty() ? "." : root, failure);
+    if (failure) {
+        throw systemFailure(root, "open", failure.value());
+    }
+    return path.string();
+}
+
 /// One scan: threads take names off a list, and put what they find in the name's place.
 class ScanRun {
 public:
     explicit ScanRun(const ScanOptions& options) : options_(options), names_(findPackages(options)) {
+        if (!options.cache.empty()) {
+            cache_ = std::make_unique<ScanCache>(options.cache);
+            root_ = canonicalRoot(options.root);
+        }
         results_.resize(names_.size());
     }
 
@@ -71,14 +87,30 @@ private:
         const std::string& name = names_[index];
         Result& result = results_[index];
         try {
-            FileStamp stamp;
-            result.record = reader.read(diskPath(options_.root, name), name, stamp);
+            result.record = recordFor(name, reader);
             result.record.filename = name;
             checkRecord(result.record, name);
         } catch (const StreamError& e) {
             result.error = e.record();
         }
         tellProgress(result.record.size, name);
+    }
+
+    PackageRecord recordFor(const std::string& name, PackageFileReader& reader) {
+        const std::string path = diskPath(options_.root, name);
+        if (cache_ == nullptr) {
+            FileStamp stamp;
+            return reader.read(path, name, stamp);
+        }
+        const std::string key = root_ + '/' + name;
+        FileStamp stamp = stampAt(path, name);
+        if (auto found = cache_->find(key, stamp, options_.digests)) {
+            ++fromCache_;
+            return std::move(*found);
+        }
+        PackageRecord record = reader.read(path, name, stamp);
+        cache_->put(key, stamp, record);
+        return record;
     }
 
     void tellProgress(std::uint64_t bytes, const std::string& name) {
@@ -92,6 +124,12 @@ private:
 
     ScanReport report() {
         ScanReport report;
+        report.fromCache = fromCache_;
+        if (cache_ != nullptr) {
+            if (const std::string reason = cache_->finish(); !reason.empty()) {
+                report.notes.push_back("went on without the cache: " + reason);
+            }
+        }
         for (Result& result : results_) {
             if (result.error) {
                 report.errors.push_back(std::move(*result.error));
@@ -105,9 +143,12 @@ private:
     }
 
     const ScanOptions& options_;
+    std::unique_ptr<ScanCache> cache_;  // null for none
+    std::string root_;                  // as the cache knows it, wherever the scan is started
     const std::vector<std::string> names_;
     std::vector<Result> results_;  // beside names_; each is written by one thread
     std::atomic<std::size_t> next_{0};
+    std::atomic<std::size_t> fromCache_{0};
     std::atomic<bool> stopped_{false};
     std::mutex mutex_;  // for what follows
     std::exception_ptr failure_;

@@ -1,8 +1,13 @@
+#include <algorithm>
+#include <iostream>
+#include <iterator>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "output/ProgressBar.hpp"
+#include "stream/base/Text.hpp"
 #include "verbs/SharedLibrary.hpp"
 #include "verbs/Verb.hpp"
 #include "verbs/repo/RepoVerbs.hpp"
@@ -32,11 +37,28 @@ void addHash(const std::string& word, repo::DigestChoice& digests) {
     }
 }
 
+/// "-" stands for the names on standard input: one a line or, where there is a NUL, one before each NUL.
+void takeNamesFromInput(std::vector<std::string>& inputs) {
+    const auto place = std::find(inputs.begin(), inputs.end(), "-");
+    if (place == inputs.end()) {
+        return;
+    }
+    inputs.erase(place);
+    const std::string text{std::istreambuf_iterator<char>(std::cin), std::istreambuf_iterator<char>()};
+    const char end = text.find('\0') != std::string::npos ? '\0' : '\n';
+    stream::forEachPart(text, end, [&inputs](std::string_view name) {
+        if (!name.empty()) {
+            inputs.emplace_back(name);
+        }
+    });
+}
+
 ExitStatus runScan(ScanArguments& arguments, Context& context) {
     repo::ScanOptions& options = arguments.scan;
     if (!arguments.type.empty()) {
         options.suffixes = {"." + arguments.type};
     }
+    takeNamesFromInput(options.inputs);
     options.threads = context.threads;
     options.limits = context.limits;
     repo::ScanReport report;
@@ -44,6 +66,10 @@ ExitStatus runScan(ScanArguments& arguments, Context& context) {
         ProgressBar progress(context, "scanning");
         options.progress = progress.callback();
         functionOf<decltype(bexScan)>(kRepoLibrary, "bexScan")(options, report);
+    }
+    if (context.verbosity > 0) {
+        context.console.note(std::to_string(report.records.size()) + " packages, " +
+                             std::to_string(report.fromCache) + " from the cache");
     }
     return printRecords(report, arguments.output, options.digests, options.keepGoing, context);
 }
@@ -53,7 +79,10 @@ ExitStatus runScan(ScanArguments& arguments, Context& context) {
 void addRepoScan(CLI::App* verb, Action& chosen) {
     const auto arguments = std::make_shared<ScanArguments>();
     repo::ScanOptions& options = arguments->scan;
-    verb->add_option("DIR|FILE", options.inputs, "Packages, and directories with *.deb and *.bex")->required();
+    verb->add_option("DIR|FILE", options.inputs, "Packages, and directories with *.deb and *.bex; - reads names")
+        ->required();
+    verb->add_option("--cache", options.cache, "Keep what is found in this file, for the next time")
+        ->option_text("FILE");
     addScanOutput(*verb, arguments->output);
     verb->add_option_function<std::vector<std::string>>(
             "--hash",
@@ -70,7 +99,7 @@ void addRepoScan(CLI::App* verb, Action& chosen) {
     verb->add_option("--root", options.root, "The directory that names are relative to")->option_text("DIR");
     verb->add_option("-t,--type", arguments->type, "Take *.TYPE in directories")->option_text("TYPE");
     verb->add_flag("-k,--keep-going", options.keepGoing, "Leave out what has errors, and print the others");
-    verb->footer("Example: bex repo scan pool >Packages");
+    verb->footer("Example: bex repo scan --cache scan.cache pool >Packages");
     onChosen(*verb, arguments, chosen, runScan);
 }
 

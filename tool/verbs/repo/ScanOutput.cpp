@@ -1,8 +1,12 @@
 #include "verbs/repo/ScanOutput.hpp"
 
 #include <algorithm>
+#include <exception>
+#include <utility>
 
+#include "bex/stream/ControlParagraph.hpp"
 #include "output/Failure.hpp"
+#include "output/Json.hpp"
 #include "verbs/SharedLibrary.hpp"
 #include "verbs/repo/RepoVerbs.hpp"
 
@@ -14,6 +18,46 @@ void addScanOutput(CLI::App& verb, ScanOutput& output) {
     verb.add_option("-a,--arch", output.architecture, "Keep packages for this architecture and for all")
         ->option_text("NAME");
 }
+
+namespace {
+
+Json jsonOf(const repo::PackageRecord& record) {
+    Json object = {{"schema", 1}};
+    putText(object, "filename", record.filename);
+    object["size"] = record.size;
+    Json& digests = object["digests"] = Json::object();
+    const std::pair<const char*, const std::string&> all[] = {{"md5", record.digests.md5},
+                                                              {"sha1", record.digests.sha1},
+                                                              {"sha256", record.digests.sha256},
+                                                              {"sha512", record.digests.sha512}};
+    for (const auto& digest : all) {
+        if (!digest.second.empty()) {
+            digests[digest.first] = digest.second;
+        }
+    }
+    Json& fields = object["fields"] = Json::object();
+    const auto control = stream::ControlParagraph::parse(record.before + record.after, record.filename);
+    for (const auto& field : control.fields()) {
+        putText(fields, field.name, field.value);
+    }
+    return object;
+}
+
+void printRecords(const repo::ScanReport& report, const ScanOutput& output, repo::DigestChoice digests,
+                  Context& context) {
+    if (context.json && !output.asShard) {
+        for (const repo::PackageRecord& record : report.records) {
+            context.console.out(jsonLine(jsonOf(record)));
+        }
+        return;
+    }
+    std::string text;
+    functionOf<decltype(bexWriteRecords)>(kRepoLibrary, "bexWriteRecords")(report.records, output.asShard, digests,
+                                                                           text);
+    context.console.out(text);
+}
+
+}  // namespace
 
 ExitStatus printRecords(repo::ScanReport& report, const ScanOutput& output, repo::DigestChoice digests,
                         bool keepGoing, Context& context) {
@@ -36,10 +80,7 @@ ExitStatus printRecords(repo::ScanReport& report, const ScanOutput& output, repo
         context.console.note(note);
     }
     if (status == ExitStatus::done || keepGoing) {
-        std::string text;
-        functionOf<decltype(bexWriteRecords)>(kRepoLibrary, "bexWriteRecords")(report.records, output.asShard,
-                                                                               digests, text);
-        context.console.out(text);
+        printRecords(report, output, digests, context);
     }
     return status;
 }
