@@ -58,3 +58,7 @@ bex_install_package(bex-repo bexrepo [[
 include(CMakeFindDependencyMacro)
 find_dependency(bex-stream)
 ]] ALWAYS)
+bex_install_package(bex-remote bexremote [[
+include(CMakeFindDependencyMacro)
+find_dependency(bex-stream)
+]] ALWAYS)

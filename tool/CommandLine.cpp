@@ -14,6 +14,7 @@
 #include "arguments/Choice.hpp"
 #include "arguments/Help.hpp"
 #include "arguments/LimitOption.hpp"
+#include "arguments/RemoteOptions.hpp"
 #include "arguments/Threads.hpp"
 #include "arguments/Verbatim.hpp"
 #include "bex/stream/Versions.hpp"
@@ -81,6 +82,7 @@ void addCommonOptions(CLI::App& program, Context& context) {
         ->option_text("WHEN")
         ->group(whenRow);
     addLimitOption(program, context.limits);
+    addRemoteOptions(program, context.remote);
 }
 
 std::string versionText() {

@@ -14,7 +14,7 @@ struct PackageReader::State {
     State(OpenInput input, const std::string& name, const ReadOptions& options)
         : stream(std::move(input), Place(name), options) {
         stream.checkStructure();
-        members = stream.readControl();
+        members = stream.readControl(options.controlFileOnly);
         try {
             control = parseParagraph(findMember(members, "control")->contents, Place(name).at("control"));
             stream.expect(control);
@@ -38,6 +38,10 @@ PackageReader::PackageReader(int descriptor, const std::string& name, const Read
     : state_(std::make_unique<State>(openInput(OpenFile{descriptor, {}}, name, System::real()), name, options)) {}
 
 PackageReader::PackageReader(std::shared_ptr<Source> source, const std::string& name, const ReadOptions& options)
+    : state_(std::make_unique<State>(openInput(std::move(source)), name, options)) {}
+
+PackageReader::PackageReader(std::unique_ptr<ForwardSource> source, const std::string& name,
+                             const ReadOptions& options)
     : state_(std::make_unique<State>(openInput(std::move(source)), name, options)) {}
 
 PackageReader::~PackageReader() = default;

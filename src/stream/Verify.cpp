@@ -20,4 +20,9 @@ std::vector<Finding> verify(std::shared_ptr<Source> source, const std::string& n
     return Verification(openInput(std::move(source)), name, options).run();
 }
 
+std::vector<Finding> verify(std::unique_ptr<ForwardSource> source, const std::string& name,
+                            const VerifyOptions& options) {
+    return Verification(openInput(std::move(source)), name, options).run();
+}
+
 }  // namespace bex::stream

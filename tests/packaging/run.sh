@@ -29,7 +29,8 @@ needs libbexshlibs1 'libbexstream1 .*libelf1.*libre2-9'
 needs libbexshlibs-dev 'libbexshlibs1 .*libbexstream-dev'
 needs libbexbuildfile1 'libbexstream1 .*libyaml-cpp0.7.*zlib1g'
 needs libbexrepo1 'libbexstream1 .*libsqlite3-0.*libssl3'
-needs bex 'libbexstream1 \(= .*libbexshlibs1 \(= .*libbexbuildfile1 \(= .*libbexrepo1 \(= '
+needs libbexremote1 'libbexstream1 .*libcurl4'
+needs bex 'libbexstream1 \(= .*libbexshlibs1 \(= .*libbexbuildfile1 \(= .*libbexrepo1 \(= .*libbexremote1 \(= '
 for package in bex libbexstream1 libbexstream-dev; do
     lacks "$package" 'libarchive|libboost|libbex1|libbex-dev'
 done

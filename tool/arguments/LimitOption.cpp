@@ -86,6 +86,12 @@ std::string limitHint(std::string_view field) {
             return "--limit " + std::string(limit.name) + "=N raises it, if you trust the package";
         }
     }
+    if (field == "maxBytes") {
+        return "--max-bytes N raises it";
+    }
+    if (field == "maxRequests") {
+        return "--max-requests N raises it, if you trust the package";
+    }
     return "--limit NAME=N raises a limit, if you trust the package; bex(1) lists them";
 }
 

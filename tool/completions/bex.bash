@@ -1,7 +1,8 @@
 # Completion of bex(1) for bash.
 
 _bex_options() {
-    local common="--json --quiet --verbose --threads --color --progress --limit --help"
+    local common="--json --quiet --verbose --threads --color --progress --limit --header --netrc --timeout"
+    common+=" --max-bytes --max-requests --help"
     case $1 in
         build) echo "$common --control --field --name --version --arch --description --maintainer --depends" \
             "--pre-depends --recommends --suggests --enhances --breaks --conflicts --replaces --provides --section" \

@@ -54,7 +54,7 @@ void printTarget(const std::string& package, const Entry& link, Printed& printed
                         ", which has gone by; name that, or give the package as a file";
         throw stream::StreamError(std::move(record));
     }
-    stream::PackageReader reader = openPackage(package, readOptions(context));
+    stream::PackageReader reader = openWhole(package, readOptions(context), context);
     for (Entry entry; reader.next(entry);) {
         if (stream::plainPath(entry.path) == target) {
             printContents(reader, printed, context.console);
@@ -110,13 +110,14 @@ void reportPrinted(const std::string& package, const Printed& printed, Context& 
 }
 
 ExitStatus runCat(CatArguments& arguments, Context& context) {
-    stream::PackageReader reader = openPackage(arguments.package, readOptions(context));
     Patterns patterns(arguments.paths);
     Printed printed;
     ExitStatus status = ExitStatus::done;
     if (arguments.control) {
+        const stream::PackageReader reader = openFront(arguments.package, readOptions(context), context);
         printControl(reader, patterns, printed, context.console);
     } else {
+        stream::PackageReader reader = openWhole(arguments.package, readOptions(context), context);
         status = printPayload(reader, patterns, arguments.package, printed, context);
     }
     reportPrinted(arguments.package, printed, context);

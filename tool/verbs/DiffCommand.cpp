@@ -202,8 +202,8 @@ ExitStatus runDiff(DiffArguments& arguments, Context& context) {
 
 void addDiff(CLI::App* verb, Action& chosen) {
     const auto arguments = std::make_shared<DiffArguments>();
-    verb->add_option("A", arguments->before, "The first package; - is standard input")->required();
-    verb->add_option("B", arguments->after, "The second package")->required();
+    verb->add_option("A", arguments->before, "The first package or its URL; - is standard input")->required();
+    verb->add_option("B", arguments->after, "The second package or its URL")->required();
     verb->add_option("PATTERN", arguments->patterns, "Only what matches; DEBIAN/NAME is a control member");
     verb->add_option("--exclude", arguments->excluded, "Leave out what matches")
         ->option_text("GLOB")

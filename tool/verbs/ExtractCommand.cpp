@@ -79,17 +79,23 @@ void printJson(const ExtractArguments& arguments, const stream::ExtractResult& r
     console.out(jsonText(object));
 }
 
+stream::ExtractResult extractAs(const ExtractArguments& arguments, const stream::ReadOptions& reading,
+                                const stream::ExtractOptions& options, Context& context) {
+    if (arguments.control) {
+        return openFront(arguments.package, reading, context).extractControl(destination(arguments), options);
+    }
+    return openWhole(arguments.package, reading, context).extract(destination(arguments), options);
+}
+
 ExitStatus runExtract(ExtractArguments& arguments, Context& context) {
     catchInterrupts();
     ProgressBar progress(context, "extracting");
     stream::ReadOptions reading = readOptions(context);
     reading.progress = progress.callback();
-    stream::PackageReader reader = openPackage(arguments.package, reading);
     Patterns patterns(arguments.patterns);
     Json listed = Json::array();
     const stream::ExtractOptions options = extractOptions(arguments, patterns, listed, context);
-    const stream::ExtractResult result = arguments.control ? reader.extractControl(destination(arguments), options)
-                                                           : reader.extract(destination(arguments), options);
+    const stream::ExtractResult result = extractAs(arguments, reading, options, context);
     if (context.json) {
         printJson(arguments, result, std::move(listed), context.console);
     }

@@ -77,7 +77,7 @@ ExitStatus printValues(const ControlParagraph& control, const FieldArguments& ar
 }
 
 ExitStatus runField(FieldArguments& arguments, Context& context) {
-    const stream::PackageReader reader = openPackage(arguments.package, readOptions(context));
+    const stream::PackageReader reader = openFields(arguments.package, readOptions(context), context);
     const ControlParagraph& control = reader.control();
     if (context.json) {
         return printJson(control, arguments.names.empty() ? namesOf(control) : arguments.names, context.console);

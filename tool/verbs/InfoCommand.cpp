@@ -191,11 +191,12 @@ void print(const std::string& package, const stream::PackageReader& reader, cons
 
 void printOne(const std::string& package, const InfoArguments& arguments, Context& context) {
     const bool several = arguments.packages.size() > 1;
-    stream::PackageReader reader = openPackage(package, readOptions(context));
     if (arguments.totals) {
+        stream::PackageReader reader = openWhole(package, readOptions(context), context);
         print(package, reader, totalsOf(reader), several, context);
         return;
     }
+    stream::PackageReader reader = openFront(package, readOptions(context), context);
     reachPayload(reader);
     print(package, reader, estimateOf(reader), several, context);
 }
@@ -211,7 +212,7 @@ ExitStatus runInfo(InfoArguments& arguments, Context& context) {
 
 void addInfo(CLI::App* verb, Action& chosen) {
     const auto arguments = std::make_shared<InfoArguments>();
-    verb->add_option("PKG", arguments->packages, "The packages; - is standard input")->required();
+    verb->add_option("PKG", arguments->packages, "The packages or their URLs; - is standard input")->required();
     verb->add_flag("--totals", arguments->totals, "Read the payload for its exact totals");
     verb->footer("Example: bex info hello_1.0_amd64.bex");
     onChosen(*verb, arguments, chosen, runInfo);

@@ -104,13 +104,14 @@ private:
 
 template <typename Use>
 void forEachEntry(const ListArguments& arguments, Context& context, Use use) {
-    stream::PackageReader reader = openPackage(arguments.package, readOptions(context));
     if (arguments.control) {
+        const stream::PackageReader reader = openFront(arguments.package, readOptions(context), context);
         for (const auto& member : reader.controlMembers()) {
             use(member.entry);
         }
         return;
     }
+    stream::PackageReader reader = openWhole(arguments.package, readOptions(context), context);
     for (Entry entry; reader.next(entry);) {
         use(entry);
     }

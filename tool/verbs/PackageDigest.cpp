@@ -151,7 +151,7 @@ PackageDigest digestOf(const std::string& package, const DigestRequest& request,
     ProgressBar progress(context, "reading");
     stream::ReadOptions options = readOptions(context);
     options.progress = progress.callback();
-    stream::PackageReader reader = openPackage(package, options);
+    stream::PackageReader reader = openWhole(package, options, context);
     progress.expect(reader.control());
     return Digestion(request, reader).digest();
 }

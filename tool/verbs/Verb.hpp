@@ -19,7 +19,7 @@ void onChosen(CLI::App& verb, const std::shared_ptr<Arguments>& arguments, Actio
 
 /// The positional argument for one package.
 inline void addPackageArgument(CLI::App& verb, std::string& package) {
-    verb.add_option("PKG", package, "The package; - is standard input")->required();
+    verb.add_option("PKG", package, "The package or its URL; - is standard input")->required();
 }
 
 }  // namespace bex::tool

@@ -1,5 +1,3 @@
-#include <unistd.h>
-
 #include <algorithm>
 #include <memory>
 #include <string>
@@ -76,13 +74,6 @@ std::string lineOf(const std::string& package, const Finding& finding, const Con
     return line + "\n";
 }
 
-std::vector<Finding> verifyPackage(const std::string& package, const stream::ReadOptions& reading) {
-    if (package == "-") {
-        return stream::verify(STDIN_FILENO, nameInMessages(package), reading);
-    }
-    return stream::verify(package, reading);
-}
-
 void dropIgnored(std::vector<Finding>& findings, const std::vector<std::string>& ignored) {
     const auto isIgnored = [&](const Finding& finding) {
         return std::find(ignored.begin(), ignored.end(), finding.code) != ignored.end();
@@ -101,7 +92,7 @@ ExitStatus verifyOne(const std::string& package, const VerifyArguments& argument
     ProgressBar progress(context, "verifying");
     stream::ReadOptions reading = readOptions(context);
     reading.progress = progress.callback();
-    std::vector<Finding> findings = verifyPackage(package, reading);
+    std::vector<Finding> findings = verifyPackage(package, reading, context);
     dropIgnored(findings, arguments.ignored);
     const ExitStatus status = statusOf(findings, arguments.strict);
     context.whenClosed = status == ExitStatus::done ? ExitStatus::inputOutput : ExitStatus::no;
@@ -127,7 +118,7 @@ ExitStatus runVerify(VerifyArguments& arguments, Context& context) {
 
 void addVerify(CLI::App* verb, Action& chosen) {
     const auto arguments = std::make_shared<VerifyArguments>();
-    verb->add_option("PKG", arguments->packages, "The packages; - is standard input")->required();
+    verb->add_option("PKG", arguments->packages, "The packages or their URLs; - is standard input")->required();
     verb->add_flag("--strict", arguments->strict, "Fail for warnings, too");
     addFindingCodes(*verb, "--ignore", "Leave findings of this code out; repeatable", arguments->ignored);
     verb->footer(

@@ -9,6 +9,7 @@
 #include "bex/stream/ControlParagraph.hpp"
 #include "bex/stream/Entry.hpp"
 #include "bex/stream/ExtractOptions.hpp"
+#include "bex/stream/ForwardSource.hpp"
 #include "bex/stream/Member.hpp"
 #include "bex/stream/ReadOptions.hpp"
 #include "bex/stream/Sink.hpp"
@@ -42,6 +43,9 @@ public:
 
     /// Reads a package that is all of the source. Messages call it `name`.
     PackageReader(std::shared_ptr<Source> source, const std::string& name, const ReadOptions& options = {});
+
+    /// Reads a package that is all of the source, forward and once, as from a pipe. Messages call it `name`.
+    PackageReader(std::unique_ptr<ForwardSource> source, const std::string& name, const ReadOptions& options = {});
 
     ~PackageReader();
     PackageReader(PackageReader&&) noexcept;

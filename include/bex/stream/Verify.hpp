@@ -6,6 +6,7 @@
 
 #include "bex/stream/Export.hpp"
 #include "bex/stream/Finding.hpp"
+#include "bex/stream/ForwardSource.hpp"
 #include "bex/stream/Source.hpp"
 #include "bex/stream/VerifyOptions.hpp"
 
@@ -23,6 +24,8 @@ BEX_EXPORT std::vector<Finding> verify(const std::string& path, const VerifyOpti
 /// Verifies what PackageReader would read from the descriptor or source.
 BEX_EXPORT std::vector<Finding> verify(int descriptor, const std::string& name, const VerifyOptions& options = {});
 BEX_EXPORT std::vector<Finding> verify(std::shared_ptr<Source> source, const std::string& name,
+                                       const VerifyOptions& options = {});
+BEX_EXPORT std::vector<Finding> verify(std::unique_ptr<ForwardSource> source, const std::string& name,
                                        const VerifyOptions& options = {});
 
 }  // namespace bex::stream

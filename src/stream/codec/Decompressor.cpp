@@ -42,15 +42,17 @@ private:
 };
 
 std::unique_ptr<StreamDecoder> makeDecoder(Input& input, Compression compression, const Place& place,
-                                           const Limits& limits) {
+                                           const DecompressionSettings& settings) {
+    const Limits& limits = settings.limits;
     switch (compression) {
+        case Compression::gzip:
+            return makeGzipDecoder(input, place, settings.strict);
         case Compression::xz:
             return makeXzDecoder(input, place, limits);
         case Compression::zstd:
             return makeZstdDecoder(input, place, limits);
         case Compression::bzip2:
             return makeBzip2Decoder(input, place);
-        case Compression::gzip:
         case Compression::none:
             break;
     }
@@ -65,12 +67,13 @@ std::unique_ptr<Decompressor> openDecompressor(ByteStream& source, Compression c
         return std::make_unique<PlainDecompressor>(source);
     }
     auto input = std::make_unique<Input>(source);
-    if (compression == Compression::gzip) {
+    if (compression == Compression::gzip && !settings.gradual) {
         return makeGzipDecompressor(std::move(input), place, settings);
     }
-    std::unique_ptr<StreamDecoder> decoder = makeDecoder(*input, compression, place, settings.limits);
+    std::unique_ptr<StreamDecoder> decoder = makeDecoder(*input, compression, place, settings);
     return makeStreamDecompressor(std::make_unique<OwningDecoder>(std::move(input), std::move(decoder)),
-                                  settings.threads);
+                                  settings.gradual ? 1 : settings.threads,
+                                  settings.gradual ? kGradualBytes : kStreamChunkBytes);
 }
 
 }  // namespace bex::stream

@@ -41,6 +41,9 @@ struct DecompressionSettings {
     /// gzip is inflated by zlib, which refuses deflate data that no compressor writes and that the faster
     /// inflaters take; all that both take comes out alike.
     bool strict = false;
+    /// Unpacks 4 KiB at a time, blocks too, on the caller's thread, and reads little more of the source than that
+    /// needs: for a source where every byte is dear.
+    bool gradual = false;
 };
 
 /// Decompresses what is left of `source` (which ends where the member ends and must outlive the result).

@@ -15,7 +15,6 @@ namespace bex::stream {
 
 namespace {
 
-constexpr std::size_t kChunkBytes = std::size_t{256} << 10;
 constexpr std::size_t kChunksAhead = 4;
 
 /// A ring of chunks. The caller decodes the first one itself; a longer stream is decoded by a thread, if threads
@@ -24,8 +23,11 @@ constexpr std::size_t kChunksAhead = 4;
 /// given out stays untouched until the caller asks for the next.
 class StreamDecompressor final : public Decompressor {
 public:
-    StreamDecompressor(std::unique_ptr<StreamDecoder> decoder, unsigned threads)
-        : decoder_(std::move(decoder)), threadWanted_(threads > 1), chunks_(threads > 1 ? kChunksAhead : 1) {}
+    StreamDecompressor(std::unique_ptr<StreamDecoder> decoder, unsigned threads, std::size_t chunkBytes)
+        : decoder_(std::move(decoder)),
+          chunkBytes_(chunkBytes),
+          threadWanted_(threads > 1),
+          chunks_(threads > 1 ? kChunksAhead : 1) {}
 
     ~StreamDecompressor() override {
         {
@@ -124,13 +126,13 @@ private:
         std::exception_ptr failure;
         std::size_t size = 0;
         try {
-            chunk.reserve(kChunkBytes);
-            size = decoder_->fill(chunk.data(), kChunkBytes);
+            chunk.reserve(chunkBytes_);
+            size = decoder_->fill(chunk.data(), chunkBytes_);
         } catch (...) {
             failure = std::current_exception();
         }
         chunk.setSize(size);
-        const bool ended = failure != nullptr || size < kChunkBytes;
+        const bool ended = failure != nullptr || size < chunkBytes_;
         {
             const std::lock_guard lock(mutex_);
             failure_ = std::move(failure);
@@ -144,6 +146,7 @@ private:
     }
 
     const std::unique_ptr<StreamDecoder> decoder_;
+    const std::size_t chunkBytes_;
     bool threadWanted_;
     bool begun_ = false;
     bool given_ = false;     // the chunk at head_ is the caller's
@@ -163,8 +166,9 @@ private:
 
 }  // namespace
 
-std::unique_ptr<Decompressor> makeStreamDecompressor(std::unique_ptr<StreamDecoder> decoder, unsigned threads) {
-    return std::make_unique<StreamDecompressor>(std::move(decoder), threads);
+std::unique_ptr<Decompressor> makeStreamDecompressor(std::unique_ptr<StreamDecoder> decoder, unsigned threads,
+                                                     std::size_t chunkBytes) {
+    return std::make_unique<StreamDecompressor>(std::move(decoder), threads, chunkBytes);
 }
 
 }  // namespace bex::stream

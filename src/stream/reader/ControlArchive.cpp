@@ -36,14 +36,14 @@ std::string contentsOf(EntryReader& entries, const Entry& entry) {
 }  // namespace
 
 std::vector<ControlMember> readControlArchive(EntryReader& entries, const Limits& limits, const Place& place,
-                                              std::optional<Entry>* root) {
+                                              const ControlReading& reading) {
     std::vector<ControlMember> members;
     Entry entry;
     while (entries.next(entry)) {
         const std::string name = plainPath(entry.path);
         const bool isRoot = name.empty() && entry.type == EntryType::directory;
-        if (isRoot && root != nullptr && !*root) {
-            *root = entry;
+        if (isRoot && reading.root != nullptr && !*reading.root) {
+            *reading.root = entry;
         }
         if (!isRoot && isMember(entry, name, place) && findMember(members, name) == nullptr) {
             if (name == "md5sums") {
@@ -51,6 +51,9 @@ std::vector<ControlMember> readControlArchive(EntryReader& entries, const Limits
                 entries.allow(std::min(entry.size, limits.md5sumsBytes));
             }
             members.push_back({entry, contentsOf(entries, entry)});
+            if (reading.controlFileOnly && name == "control") {
+                return members;
+            }
         }
     }
     if (findMember(members, "control") == nullptr) {

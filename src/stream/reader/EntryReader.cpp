@@ -52,6 +52,7 @@ std::unique_ptr<Decompressor> unpack(ByteStream& contents, Compression compressi
     decompression.limits = settings.limits;
     decompression.threads = threadCount(settings.threads);
     decompression.strict = settings.strict;
+    decompression.gradual = settings.gradual;
     std::unique_ptr<Decompressor> bytes = openDecompressor(contents, compression, place, decompression);
     if (settings.copy != nullptr) {
         return std::make_unique<CopiedDecompressor>(std::move(bytes), *settings.copy);

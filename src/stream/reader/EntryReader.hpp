@@ -16,6 +16,7 @@ struct EntryReaderSettings {
     Limits limits;
     unsigned threads = 1;  ///< 0: one for each processor
     bool strict = false;   ///< as in DecompressionSettings
+    bool gradual = false;  ///< as there
     ByteLimit bytesLimit;  ///< on what may come out of it
     /// Gets every byte of the archive as it is unpacked, the end marks and what follows them too; null: nobody. It
     /// must outlive the reader. Nothing is then skipped unread.

@@ -60,11 +60,13 @@ EntryReaderSettings PackageStream::payloadSettings(const Member& member) const {
     return settings;
 }
 
-std::vector<ControlMember> PackageStream::readControl() {
+std::vector<ControlMember> PackageStream::readControl(bool controlFileOnly) {
     const Member member = members_.open(MemberRole::control);
     const Place place = place_.in(member.name);
-    EntryReader entries(members_.contents(), member.compression, controlSettings(), place);
-    return readControlArchive(entries, options_.limits, place, &controlRoot_);
+    EntryReaderSettings settings = controlSettings();
+    settings.gradual = controlFileOnly;
+    EntryReader entries(members_.contents(), member.compression, settings, place);
+    return readControlArchive(entries, options_.limits, place, {&controlRoot_, controlFileOnly});
 }
 
 void PackageStream::expect(const ControlParagraph& control) {

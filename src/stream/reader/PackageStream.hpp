@@ -41,8 +41,8 @@ public:
     /// Checks all of the structure that can be checked before contents are read. Call first, once.
     void checkStructure() { members_.check(); }
 
-    /// Reads the control archive. Call once, before next().
-    std::vector<ControlMember> readControl();
+    /// Reads the control archive, or its entries up to the file "control". Call once, before next().
+    std::vector<ControlMember> readControl(bool controlFileOnly = false);
 
     /// The entry of the control archive's root, "./", where it has one. Call after readControl().
     const std::optional<Entry>& controlRoot() const noexcept { return controlRoot_; }

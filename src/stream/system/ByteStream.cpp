@@ -43,9 +43,9 @@ private:
 };
 
 /// A pipe, which is read once from front to back.
-class ForwardStream final : public ByteStream {
+class Pipe final : public ForwardSource {
 public:
-    ForwardStream(OpenFile file, std::string name, System& system)
+    Pipe(OpenFile file, std::string name, System& system)
         : file_(std::move(file)), name_(std::move(name)), system_(system) {}
 
     std::size_t read(char* buffer, std::size_t size) override {
@@ -56,8 +56,20 @@ public:
         return static_cast<std::size_t>(count);
     }
 
+private:
+    const OpenFile file_;
+    const std::string name_;
+    System& system_;
+};
+
+class ForwardStream final : public ByteStream {
+public:
+    explicit ForwardStream(std::unique_ptr<ForwardSource> source) : source_(std::move(source)) {}
+
+    std::size_t read(char* buffer, std::size_t size) override { return source_->read(buffer, size); }
+
     std::uint64_t skip(std::uint64_t size) override {
-        // A pipe has to be read to be skipped; bounded, whatever size a header asks for.
+        // Read to be skipped; bounded, whatever size a header asks for.
         std::vector<char> scratch(static_cast<std::size_t>(std::min<std::uint64_t>(size, kDiscardBytes)));
         std::uint64_t done = 0;
         while (done < size) {
@@ -74,12 +86,12 @@ public:
     std::optional<std::uint64_t> left() const override { return std::nullopt; }
 
 private:
-    const OpenFile file_;
-    const std::string name_;
-    System& system_;
+    const std::unique_ptr<ForwardSource> source_;
 };
 
 }  // namespace
+
+ForwardSource::~ForwardSource() = default;
 
 std::size_t readFully(ByteStream& stream, char* buffer, std::size_t size) {
     std::size_t done = 0;
@@ -102,11 +114,15 @@ OpenInput openInput(std::shared_ptr<Source> source) {
     return {std::move(source), std::move(stream)};
 }
 
+OpenInput openInput(std::unique_ptr<ForwardSource> source) {
+    return {nullptr, std::make_unique<ForwardStream>(std::move(source))};
+}
+
 OpenInput openInput(OpenFile file, const std::string& name, System& system) {
     if (isRegularFile(file, name, system)) {
         return openInput(std::make_shared<FileSource>(std::move(file), name, system));
     }
-    return {nullptr, std::make_unique<ForwardStream>(std::move(file), name, system)};
+    return openInput(std::make_unique<Pipe>(std::move(file), name, system));
 }
 
 }  // namespace bex::stream

@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 
+#include "bex/stream/ForwardSource.hpp"
 #include "bex/stream/Source.hpp"
 #include "stream/system/FileSource.hpp"
 
@@ -40,6 +41,7 @@ struct OpenInput {
 };
 
 OpenInput openInput(std::shared_ptr<Source> source);
+OpenInput openInput(std::unique_ptr<ForwardSource> source);
 
 /// A regular file is read by offset, anything else forward from its position on. `name` is for messages; `system`
 /// must outlive the input. Throws StreamError (`inputOutput`).

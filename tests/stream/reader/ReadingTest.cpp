@@ -1,5 +1,8 @@
 #include <gmock/gmock.h>
 
+#include <algorithm>
+#include <memory>
+#include <string_view>
 #include <thread>
 
 #include "TemporaryDirectory.hpp"
@@ -50,6 +53,51 @@ TEST(Reading, FieldsAndListingsReadNoMoreThanTheyMust) {
     const std::string plain = folder.write("plain.bex", largePackage(stream::Compression::none));
     EXPECT_LT(readsOf(plain, listing), 200U) << "the large file is jumped over";
     EXPECT_EQ(entry.path, "./z");
+}
+
+/// Gives bytes a few at a time and counts them.
+class CountedBytes final : public stream::ForwardSource {
+public:
+    CountedBytes(std::string_view bytes, std::size_t& given) : bytes_(bytes), given_(given) {}
+
+    std::size_t read(char* buffer, std::size_t size) override {
+        const std::size_t count = bytes_.copy(buffer, std::min<std::size_t>(size, 777), given_);
+        given_ += count;
+        return count;
+    }
+
+private:
+    std::string_view bytes_;
+    std::size_t& given_;
+};
+
+TEST(Reading, AForwardSourceIsReadOnceAndForFieldsNoFurtherThanControl) {
+    const auto hex = [](const std::string& bytes) {
+        std::string text;
+        for (const unsigned char byte : bytes) {
+            text += "0123456789abcdef"[byte / 16];
+        }
+        return text;
+    };
+    const std::string bytes = packageOf(tarFile("./a", "a"), tarFile("./md5sums", hex(noise(300000))));
+    std::size_t given = 0;
+    stream::ReadOptions options;
+    options.controlFileOnly = true;
+    const PackageReader fields(std::make_unique<CountedBytes>(bytes, given), "p.bex", options);
+    EXPECT_NE(fields.control().find("Package"), nullptr);
+    EXPECT_EQ(fields.findControlMember("md5sums"), nullptr);
+    EXPECT_LT(given, 20000U) << "of some 150000 in the control archive";
+    given = 0;
+    PackageReader all(std::make_unique<CountedBytes>(bytes, given), "p.bex");
+    Entry entry;
+    EXPECT_TRUE(all.next(entry));
+    EXPECT_EQ(entry.path, "./a");
+    EXPECT_FALSE(all.next(entry));
+    EXPECT_NE(all.findControlMember("md5sums"), nullptr);
+    EXPECT_EQ(given, bytes.size());
+    given = 0;
+    EXPECT_EQ(verify(std::make_unique<CountedBytes>(bytes, given), "p.bex", options).size(),
+              verify(stream::Source::ofMemory(bytes), "p.bex").size());
 }
 
 TEST(Reading, GivesContentsInPiecesOfAnySizeAndLeavesOutWhatIsNotAskedFor) {

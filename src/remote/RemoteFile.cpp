@@ -1,0 +1,192 @@
+#include "bex/remote/RemoteFile.hpp"
+
+#include <algorithm>
+#include <mutex>
+#include <utility>
+#include <vector>
+
+#include "remote/RangeAnswer.hpp"
+#include "remote/http/Client.hpp"
+#include "remote/http/Failure.hpp"
+
+namespace bex::remote {
+
+namespace {
+
+constexpr std::uint64_t kFrontBytes = std::uint64_t{64} << 10;
+/// Whoever reads on beyond the front reads the rest of a large control archive: few requests, whatever its size.
+constexpr std::uint64_t kFirstStepBytes = 4 * kFrontBytes;
+constexpr std::uint64_t kLargestStepBytes = std::uint64_t{4} << 20;
+/// A short gap is fetched, too: what is in it is asked for next, as a rule, and another request takes longer.
+constexpr std::uint64_t kLargestGapBytes = std::uint64_t{1} << 20;
+constexpr std::uint64_t kKeptBytes = std::uint64_t{16} << 20;
+
+/// Bytes that were fetched.
+struct Piece {
+    std::uint64_t offset = 0;
+    std::string bytes;
+
+    bool has(std::uint64_t place) const noexcept { return place >= offset && place - offset < bytes.size(); }
+    std::uint64_t end() const noexcept { return offset + bytes.size(); }
+};
+
+class HttpFile final : public RemoteFile, public std::enable_shared_from_this<HttpFile> {
+public:
+    HttpFile(const std::string& url, const RemoteOptions& options) : client_(url, options) {}
+
+    const std::string& name() const noexcept override { return client_.name(); }
+
+    std::uint64_t size() override {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        return sizeKnown();
+    }
+
+    std::size_t readAt(std::uint64_t offset, char* buffer, std::size_t size) override {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        if (size == 0 || offset >= sizeKnown()) {
+            return 0;
+        }
+        const Piece& piece = pieceAt(offset, size);
+        return piece.bytes.copy(buffer, size, static_cast<std::size_t>(offset - piece.offset));
+    }
+
+    std::unique_ptr<stream::ForwardSource> download() override;
+
+    Traffic traffic() const override {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        return {client_.requests(), client_.bodyBytes()};
+    }
+
+    /// The next bytes of a download, whose transfer is begun at the first call. 0 at the end.
+    std::size_t readOn(std::unique_ptr<Transfer>& transfer, char* buffer, std::size_t size) {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        if (!transfer) {
+            transfer = beginDownload();
+        }
+        client_.awaitBytes(*transfer);
+        return transfer->take(buffer, size);
+    }
+
+    /// Ends a download, which shares the connections of this file.
+    void end(std::unique_ptr<Transfer>& transfer) noexcept {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        transfer.reset();
+    }
+
+private:
+    std::uint64_t sizeKnown() {
+        if (pieces_.empty()) {
+            fetch({0, kFrontBytes - 1});
+        }
+        return *version_.size();  // every answer to a range gives it
+    }
+
+    const Piece& pieceAt(std::uint64_t offset, std::size_t wanted) {
+        const auto found =
+            std::find_if(pieces_.begin(), pieces_.end(), [&](const Piece& piece) { return piece.has(offset); });
+        if (found != pieces_.end()) {
+            return *found;
+        }
+        const std::uint64_t end = pieces_.back().end();
+        const bool goesOn = offset >= end && offset - end <= kLargestGapBytes;
+        const std::uint64_t first = goesOn ? end : offset;
+        const std::uint64_t last = std::min(offset + std::max<std::uint64_t>(step_, wanted), *version_.size()) - 1;
+        step_ = goesOn ? std::min(step_ * 2, kLargestStepBytes) : kFirstStepBytes;
+        return fetch({first, last});
+    }
+
+    const Piece& fetch(const ByteRange& range) {
+        const Request request = {range, version_.strongTag()};
+        std::unique_ptr<Transfer> transfer = client_.send(request);
+        client_.awaitAnswer(transfer, request);
+        const std::uint64_t size = checkRangeAnswer(transfer->response(), range, version_, name());
+        Piece piece = {range.first, bodyOf(*transfer, static_cast<std::size_t>(size))};
+        dropOld(size);
+        pieces_.push_back(std::move(piece));
+        return pieces_.back();
+    }
+
+    std::string bodyOf(Transfer& transfer, std::size_t size) {
+        std::string body(size, '\0');
+        std::size_t done = 0;
+        for (client_.awaitBytes(transfer); transfer.buffered() > 0; client_.awaitBytes(transfer)) {
+            if (transfer.buffered() > size - done) {
+                throw failure(name(), "remote-length",
+                              "the server sends more than the " + std::to_string(size) + " bytes of the range");
+            }
+            done += transfer.take(body.data() + done, size - done);
+        }
+        if (done < size) {
+            throw failure(name(), "remote-length",
+                          "the server's answer ends after " + std::to_string(done) + " of " +
+                              std::to_string(size) + " bytes");
+        }
+        return body;
+    }
+
+    /// Makes room for so many bytes; the front stays.
+    void dropOld(std::uint64_t coming) {
+        std::uint64_t kept = coming;
+        for (const Piece& piece : pieces_) {
+            kept += piece.bytes.size();
+        }
+        while (kept > kKeptBytes && pieces_.size() > 1) {
+            kept -= pieces_[1].bytes.size();
+            pieces_.erase(pieces_.begin() + 1);
+        }
+    }
+
+    std::unique_ptr<Transfer> beginDownload() {
+        const Request whole;
+        std::unique_ptr<Transfer> transfer = client_.send(whole);
+        client_.awaitAnswer(transfer, whole);
+        const Response& response = transfer->response();
+        checkAnswer(response, name());
+        if (response.status() != 200) {
+            throw failure(name(), "remote-range", "the server sends a range that was not asked for");
+        }
+        version_.note(response, response.contentLength(), name());
+        return transfer;
+    }
+
+    mutable std::mutex mutex_;
+    Client client_;
+    FileVersion version_;
+    std::vector<Piece> pieces_;  // the front, then the others, the newest last
+    std::uint64_t step_ = kFirstStepBytes;
+};
+
+/// One pass over the file. The transfer ends before the file, whose connections it shares.
+class Download final : public stream::ForwardSource {
+public:
+    explicit Download(std::shared_ptr<HttpFile> file) : file_(std::move(file)) {}
+    ~Download() override { file_->end(transfer_); }
+
+    std::size_t read(char* buffer, std::size_t size) override {
+        if (size == 0) {
+            return 0;
+        }
+        return file_->readOn(transfer_, buffer, size);
+    }
+
+private:
+    const std::shared_ptr<HttpFile> file_;
+    std::unique_ptr<Transfer> transfer_;
+};
+
+std::unique_ptr<stream::ForwardSource> HttpFile::download() {
+    return std::make_unique<Download>(shared_from_this());
+}
+
+}  // namespace
+
+std::shared_ptr<RemoteFile> openUrl(const std::string& url, const RemoteOptions& options) {
+    return std::make_shared<HttpFile>(url, options);
+}
+
+}  // namespace bex::remote
+
+void bexOpenUrl(const std::string& url, const bex::remote::RemoteOptions& options,
+                std::shared_ptr<bex::remote::RemoteFile>& file) {
+    file = bex::remote::openUrl(url, options);
+}

@@ -1,0 +1,124 @@
+#include "remote/http/Transfer.hpp"
+
+#include <algorithm>
+#include <new>
+#include <utility>
+
+#include "bex/stream/Escape.hpp"
+
+namespace bex::remote {
+
+namespace {
+
+/// Where libcurl stops reading from the server until somebody takes the bytes.
+constexpr std::size_t kMostBuffered = std::size_t{1} << 20;
+constexpr std::size_t kReceiveBytes = std::size_t{128} << 10;
+/// Servers send some hundred bytes of header fields.
+constexpr std::uint64_t kMostHeaderBytes = std::uint64_t{256} << 10;
+
+}  // namespace
+
+Transfer::Transfer(CURLM* multi, const std::string& url, Received& received)
+    : multi_(multi), received_(received), easy_(curl_easy_init()) {
+    if (!easy_) {
+        throw std::bad_alloc();
+    }
+    CURL* const easy = easy_.get();
+    set(easy, CURLOPT_ERRORBUFFER, words_);
+    set(easy, CURLOPT_URL, url.c_str());
+    set(easy, CURLOPT_PROTOCOLS_STR, "http,https");
+    set(easy, CURLOPT_FOLLOWLOCATION, 0L);
+    set(easy, CURLOPT_NOSIGNAL, 1L);
+    set(easy, CURLOPT_BUFFERSIZE, static_cast<long>(kReceiveBytes));
+    set(easy, CURLOPT_HEADERFUNCTION, &Transfer::takeHeader);
+    set(easy, CURLOPT_HEADERDATA, this);
+    set(easy, CURLOPT_WRITEFUNCTION, &Transfer::takeBody);
+    set(easy, CURLOPT_WRITEDATA, this);
+    set(easy, CURLOPT_PRIVATE, this);
+}
+
+Transfer::~Transfer() {
+    if (added_) {
+        curl_multi_remove_handle(multi_, easy_.get());  // Fails only for a handle that is not there.
+    }
+}
+
+void Transfer::start() {
+    set(handle(), CURLOPT_HTTPHEADER, headers_.get());
+    if (curl_multi_add_handle(multi_, handle()) != CURLM_OK) {
+        throw std::bad_alloc();  // The other reasons are mistakes of the caller.
+    }
+    added_ = true;
+}
+
+void Transfer::finish(CURLcode result) {
+    finished_ = true;
+    result_ = result;
+    throwWhatFailed();
+}
+
+std::string Transfer::reason() const {
+    const char* const words = words_[0] != '\0' ? words_ : curl_easy_strerror(result_);
+    return stream::escapeForDisplay(words);
+}
+
+std::size_t Transfer::take(char* buffer, std::size_t size) {
+    const std::size_t count = body_.copy(buffer, size, taken_);
+    taken_ += count;
+    if (taken_ == body_.size()) {
+        body_.clear();
+        taken_ = 0;
+    }
+    return count;
+}
+
+void Transfer::resume() {
+    if (std::exchange(paused_, false)) {
+        // What was held back comes through takeBody() at once; a failure ends the transfer and is reported there.
+        static_cast<void>(curl_easy_pause(handle(), CURLPAUSE_CONT));
+        throwWhatFailed();
+    }
+}
+
+void Transfer::throwWhatFailed() {
+    if (failure_) {
+        std::rethrow_exception(failure_);
+    }
+}
+
+std::size_t Transfer::takeHeader(char* data, std::size_t one, std::size_t size, void* self) noexcept {
+    Transfer& transfer = *static_cast<Transfer*>(self);
+    const std::size_t bytes = one * size;
+    transfer.received_.bytes += bytes;
+    transfer.headerBytes_ += bytes;
+    if (transfer.headerBytes_ > kMostHeaderBytes) {
+        return 0;
+    }
+    try {
+        transfer.response_.addLine({data, bytes});
+    } catch (...) {
+        transfer.failure_ = std::current_exception();
+        return 0;
+    }
+    return bytes;
+}
+
+std::size_t Transfer::takeBody(char* data, std::size_t one, std::size_t size, void* self) noexcept {
+    Transfer& transfer = *static_cast<Transfer*>(self);
+    const std::size_t bytes = one * size;
+    if (transfer.buffered() >= kMostBuffered) {
+        transfer.paused_ = true;
+        return CURL_WRITEFUNC_PAUSE;
+    }
+    try {
+        transfer.body_.append(data, bytes);
+    } catch (...) {
+        transfer.failure_ = std::current_exception();
+        return 0;
+    }
+    transfer.received_.bytes += bytes;
+    transfer.received_.bodyBytes += bytes;
+    return bytes;
+}
+
+}  // namespace bex::remote
