@@ -23,6 +23,13 @@ _bex_options() {
         shlibdeps) echo "$common --arch --from --libdir --sysroot --admindir --ignore-missing --format --why" ;;
         "repo scan") echo "$common --cache --records --multiversion --arch --hash --root --type --keep-going" ;;
         "repo merge") echo "$common --records --multiversion --arch" ;;
+        "repo init") echo "$common --suite --codename --component --arch --origin --label --description" ;;
+        "repo add") echo "$common --suite --component --copy --link --move --keep --allow" ;;
+        "repo list") echo "$common --component --suite" ;;
+        "repo remove") echo "$common --component --suite --keep" ;;
+        "repo promote") echo "$common --component --from --to" ;;
+        "repo publish") echo "$common --suite --sign --signer --signer-timeout --unsigned --compress --contents" \
+            "--valid-until --date --keep-generations --plan" ;;
         "") echo "$common --version" ;;
         *) echo "$common" ;;
     esac
@@ -37,6 +44,7 @@ _bex_values() {
         --format) echo "field json why" ;;
         --compression | -Z) echo "gzip zstd xz none" ;;
         --hash) echo "md5 sha1 sha512" ;;
+        --compress) echo "gz xz zst none" ;;
         --for) echo "debian-11 debian-12" ;;
         --limit) echo "control-bytes= md5sums-bytes= name-bytes= header-bytes= expansion-ratio= expansion-free-bytes= xz-memory=" \
             "zstd-window-log= entries=" ;;
@@ -44,7 +52,7 @@ _bex_values() {
 }
 
 _bex() {
-    local verbs="build info field list cat extract verify diff edit filter repack init schema shlibdeps repo" repo_verbs="scan merge"
+    local verbs="build info field list cat extract verify diff edit filter repack init schema shlibdeps repo" repo_verbs="scan merge init add list remove promote publish"
     local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]} verb="" word values
     # bash takes "--option=value" for three words.
     if [[ $current == = ]]; then

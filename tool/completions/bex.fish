@@ -1,7 +1,7 @@
 # Completion of bex(1) for fish.
 
 set -l verbs build info field list cat extract verify diff edit filter repack init schema shlibdeps repo
-set -l repo_verbs scan merge
+set -l repo_verbs scan merge init add list remove promote publish
 
 complete -c bex -n "not __fish_seen_subcommand_from $verbs" -f
 complete -c bex -n "not __fish_seen_subcommand_from $verbs" -a build -d "package a tree"
@@ -148,3 +148,27 @@ complete -c bex -n "__fish_seen_subcommand_from repo; and __fish_seen_subcommand
 complete -c bex -n "__fish_seen_subcommand_from repo; and __fish_seen_subcommand_from scan" -l root -r -d "what names are relative to"
 complete -c bex -n "__fish_seen_subcommand_from repo; and __fish_seen_subcommand_from scan" -s t -l type -x -d "end of names in directories"
 complete -c bex -n "__fish_seen_subcommand_from repo; and __fish_seen_subcommand_from scan" -s k -l keep-going -d "leave out what has errors"
+complete -c bex -n "__fish_seen_subcommand_from repo; and __fish_seen_subcommand_from init add list remove publish" -l suite -x -d "the suite to make or change"
+complete -c bex -n "__fish_seen_subcommand_from repo; and __fish_seen_subcommand_from init" -l codename -x -d "its code name"
+complete -c bex -n "__fish_seen_subcommand_from repo; and __fish_seen_subcommand_from init add list remove promote" -l component -x -d "its components"
+complete -c bex -n "__fish_seen_subcommand_from repo; and __fish_seen_subcommand_from init" -l arch -x -d "its architectures"
+complete -c bex -n "__fish_seen_subcommand_from repo; and __fish_seen_subcommand_from init" -l origin -x -d "who it comes from"
+complete -c bex -n "__fish_seen_subcommand_from repo; and __fish_seen_subcommand_from init" -l label -x -d "what it is"
+complete -c bex -n "__fish_seen_subcommand_from repo; and __fish_seen_subcommand_from init" -l description -x -d "what it is for"
+complete -c bex -n "__fish_seen_subcommand_from repo; and __fish_seen_subcommand_from add" -l copy -d "copy files into the pool"
+complete -c bex -n "__fish_seen_subcommand_from repo; and __fish_seen_subcommand_from add" -l link -d "make hard links"
+complete -c bex -n "__fish_seen_subcommand_from repo; and __fish_seen_subcommand_from add" -l move -d "move files into the pool"
+complete -c bex -n "__fish_seen_subcommand_from repo; and __fish_seen_subcommand_from add remove" -l keep -x -d "remove older versions"
+complete -c bex -n "__fish_seen_subcommand_from repo; and __fish_seen_subcommand_from add" -l allow -x -d "add in spite of errors"
+complete -c bex -n "__fish_seen_subcommand_from repo; and __fish_seen_subcommand_from promote" -l from -x -d "the suite that has them"
+complete -c bex -n "__fish_seen_subcommand_from repo; and __fish_seen_subcommand_from promote" -l to -x -d "the suite that gets them"
+complete -c bex -n "__fish_seen_subcommand_from repo; and __fish_seen_subcommand_from publish" -l sign -x -d "sign with this key"
+complete -c bex -n "__fish_seen_subcommand_from repo; and __fish_seen_subcommand_from publish" -l signer -x -d "by this tool"
+complete -c bex -n "__fish_seen_subcommand_from repo; and __fish_seen_subcommand_from publish" -l signer-timeout -x -d "how long it may take"
+complete -c bex -n "__fish_seen_subcommand_from repo; and __fish_seen_subcommand_from publish" -l unsigned -d "take the signatures away"
+complete -c bex -n "__fish_seen_subcommand_from repo; and __fish_seen_subcommand_from publish" -l compress -x -a "gz xz zst none" -d "kinds of indexes"
+complete -c bex -n "__fish_seen_subcommand_from repo; and __fish_seen_subcommand_from publish" -l contents -d "write Contents indexes"
+complete -c bex -n "__fish_seen_subcommand_from repo; and __fish_seen_subcommand_from publish" -l valid-until -x -d "how long clients may trust it"
+complete -c bex -n "__fish_seen_subcommand_from repo; and __fish_seen_subcommand_from publish" -l date -x -d "the date"
+complete -c bex -n "__fish_seen_subcommand_from repo; and __fish_seen_subcommand_from publish" -l keep-generations -x -d "how many stay readable"
+complete -c bex -n "__fish_seen_subcommand_from repo; and __fish_seen_subcommand_from publish" -l plan -d "print what would change"
