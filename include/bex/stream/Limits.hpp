@@ -22,7 +22,7 @@ struct Limits {
     /// of text reach some 20, a bomb of zeros 1000.
     std::uint64_t expansionRatio = 250;
     std::uint64_t expansionFreeBytes = std::uint64_t{1} << 30;
-    /// Bytes of working memory that an xz member may ask for.
+    /// Bytes of working memory that an xz member may ask for. Several blocks are unpacked at a time if all fit.
     std::uint64_t xzMemoryBytes = std::uint64_t{128} << 20;
     /// Logarithm of the window, in bytes, that a zstd member may ask for.
     int zstdWindowLog = 27;

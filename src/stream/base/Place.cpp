@@ -17,6 +17,20 @@ std::string systemReason(const std::string& action, int errorNumber) {
 
 }  // namespace
 
+void ErrorHandler::refuse(const ErrorRecord& error) {
+    if (earlier_) {
+        earlier_();
+    }
+    onRefuse(error);
+}
+
+void ErrorHandler::note(Severity severity, const ErrorRecord& error) {
+    if (earlier_) {
+        earlier_();
+    }
+    onNote(severity, error);
+}
+
 Place Place::in(std::string member) const {
     Place inside = *this;
     inside.member_ = std::move(member);

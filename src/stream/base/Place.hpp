@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <string>
 #include <utility>
 
@@ -13,10 +14,21 @@ public:
     virtual ~ErrorHandler() = default;
 
     /// The package is not fit to be used. Throws, or returns when the reader is to go on all the same.
-    virtual void refuse(const ErrorRecord& error) = 0;
+    void refuse(const ErrorRecord& error);
     /// This reader goes on in any case: an error where another reader refuses the package or its contents are not
     /// what it promises, else a warning.
-    virtual void note(Severity severity, const ErrorRecord& error) = 0;
+    void note(Severity severity, const ErrorRecord& error);
+
+    /// Has `earlier` called before each report, for a check whose results come late: it reports them by then, so
+    /// that reports keep the package's order. It may report by way of this handler, which calls it again. Empty:
+    /// no more.
+    void reportFirst(std::function<void()> earlier) { earlier_ = std::move(earlier); }
+
+private:
+    virtual void onRefuse(const ErrorRecord& error) = 0;
+    virtual void onNote(Severity severity, const ErrorRecord& error) = 0;
+
+    std::function<void()> earlier_;
 };
 
 /// Where in a package the work is, and how errors about this place are reported. A value; copies share the
@@ -34,6 +46,8 @@ public:
     Place at(std::string entry) const;
 
     const std::string& package() const noexcept { return package_; }
+    /// Null: none.
+    ErrorHandler* handler() const noexcept { return handler_; }
 
     /// The error about this place, for callers that throw it themselves or add to it.
     ErrorRecord record(ErrorKind kind, std::string code, std::string reason) const;

@@ -43,14 +43,13 @@ private:
 
 std::unique_ptr<StreamDecoder> makeDecoder(Input& input, Compression compression, const Place& place,
                                            const DecompressionSettings& settings) {
-    const Limits& limits = settings.limits;
     switch (compression) {
         case Compression::gzip:
             return makeGzipDecoder(input, place, settings.strict);
         case Compression::xz:
-            return makeXzDecoder(input, place, limits);
+            return makeXzDecoder(input, place, settings);
         case Compression::zstd:
-            return makeZstdDecoder(input, place, limits);
+            return makeZstdDecoder(input, place, settings.limits);
         case Compression::bzip2:
             return makeBzip2Decoder(input, place);
         case Compression::none:

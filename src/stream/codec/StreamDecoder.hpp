@@ -33,7 +33,8 @@ protected:
 /// in DecompressionSettings.
 std::unique_ptr<StreamDecoder> makeGzipDecoder(Input& input, const Place& place, bool strict,
                                                const std::optional<GzipHeader>& header = {});
-std::unique_ptr<StreamDecoder> makeXzDecoder(Input& input, const Place& place, const Limits& limits);
+std::unique_ptr<StreamDecoder> makeXzDecoder(Input& input, const Place& place,
+                                             const DecompressionSettings& settings);
 std::unique_ptr<StreamDecoder> makeZstdDecoder(Input& input, const Place& place, const Limits& limits);
 std::unique_ptr<StreamDecoder> makeBzip2Decoder(Input& input, const Place& place);
 

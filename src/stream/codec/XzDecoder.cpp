@@ -16,16 +16,18 @@ namespace {
 constexpr char kFirstByte = '\xfd';
 constexpr std::uint64_t kPaddingBytes = 4;
 
-/// One stream, unpacked by one thread: liblzma's threaded decoder needs a multiple of the memory, and what it
-/// reports of a damaged stream depends on how far its threads have come.
+/// One stream. With threads, liblzma unpacks as many blocks at a time as fit into the memory limit; a stream whose
+/// blocks do not say how long they are is unpacked by one thread.
 class XzDecoder final : public StreamDecoder {
 public:
-    XzDecoder(Input& input, Place place, const Limits& limits)
+    XzDecoder(Input& input, Place place, const DecompressionSettings& settings)
         : input_(input),
           place_(std::move(place)),
           // guard(UINT64_MAX): working memory of xz
-          memoryLimit_(std::max<std::uint64_t>(limits.xzMemoryBytes, 1)) {
-        check(lzma_stream_decoder(stream_.get(), memoryLimit_, LZMA_TELL_UNSUPPORTED_CHECK));
+          memoryLimit_(std::max<std::uint64_t>(settings.limits.xzMemoryBytes, 1)) {
+        check(settings.threads > 1
+                  ? beginThreads(settings.threads)
+                  : lzma_stream_decoder(stream_.get(), memoryLimit_, LZMA_TELL_UNSUPPORTED_CHECK));
     }
 
     std::size_t fill(char* buffer, std::size_t size) override {
@@ -47,6 +49,16 @@ public:
     }
 
 private:
+    lzma_ret beginThreads(unsigned threads) {
+        constexpr unsigned most = 1024;  // liblzma refuses more than 16384, and each takes room for its state
+        lzma_mt options{};
+        options.flags = LZMA_TELL_UNSUPPORTED_CHECK;
+        options.threads = std::min(threads, most);
+        options.memlimit_threading = memoryLimit_;
+        options.memlimit_stop = memoryLimit_;
+        return lzma_stream_decoder_mt(stream_.get(), &options);
+    }
+
     /// Only padding may follow: zeros, a multiple of four.
     void requireEnd() {
         const std::uint64_t begin = input_.offset();
@@ -58,11 +70,11 @@ private:
                 if (rest[zeros] == kFirstByte) {
                     throw furtherError(place_, input_.offset(), "xz stream");
                 }
-                throw invalid();
+                throw invalidEnd();
             }
         }
         if ((input_.offset() - begin) % kPaddingBytes != 0) {
-            throw invalid();
+            throw invalidEnd();
         }
     }
 
@@ -76,13 +88,12 @@ private:
             case LZMA_BUF_ERROR:
                 throw truncatedError(place_, input_.offset(), "an xz stream");
             case LZMA_MEMLIMIT_ERROR:
-                place_.failLimit("xzMemoryBytes", "unpacking needs " +
-                                                      std::to_string(lzma_memusage(stream_.get())) +
-                                                      " bytes of memory, more than the limit xzMemoryBytes of " +
-                                                      std::to_string(memoryLimit_));
+                // How much it needs is not said: with threads liblzma gives another figure.
+                place_.failLimit("xzMemoryBytes", "unpacking needs more memory than the limit xzMemoryBytes of " +
+                                                      std::to_string(memoryLimit_) + " bytes");
             case LZMA_OPTIONS_ERROR:
             case LZMA_UNSUPPORTED_CHECK:
-                throw unsupportedError(place_, "xz with a filter or check that is not known" + before());
+                throw unsupportedError(place_, "xz with a filter or check that is not known");
             case LZMA_FORMAT_ERROR:
                 throw damagedError(place_, "is not an xz stream");
             default:
@@ -90,11 +101,12 @@ private:
         }
     }
 
-    StreamError invalid() const {
-        return damagedError(place_, "invalid xz data, wrong checksum or data after the last xz stream" + before());
+    /// Inside the stream no byte is named: how much of the input has been read by then depends on the threads.
+    StreamError invalid(const std::string& where = "") const {
+        return damagedError(place_, "invalid xz data, wrong checksum or data after the last xz stream" + where);
     }
 
-    std::string before() const { return " before byte " + std::to_string(input_.offset()); }
+    StreamError invalidEnd() const { return invalid(" before byte " + std::to_string(input_.offset())); }
 
     Input& input_;
     const Place place_;
@@ -105,8 +117,9 @@ private:
 
 }  // namespace
 
-std::unique_ptr<StreamDecoder> makeXzDecoder(Input& input, const Place& place, const Limits& limits) {
-    return std::make_unique<XzDecoder>(input, place, limits);
+std::unique_ptr<StreamDecoder> makeXzDecoder(Input& input, const Place& place,
+                                             const DecompressionSettings& settings) {
+    return std::make_unique<XzDecoder>(input, place, settings);
 }
 
 }  // namespace bex::stream

@@ -1,6 +1,5 @@
 #include "stream/control/Md5.hpp"
 
-#include <array>
 #include <cstdint>
 
 namespace bex::stream {
@@ -13,11 +12,12 @@ void Md5::update(const char* data, std::size_t size) {
     MD5Update(&context_, reinterpret_cast<const std::uint8_t*>(data), size);
 }
 
-std::string Md5::hexDigest() const {
+Md5::HexDigest Md5::hex() const noexcept {
     MD5_CTX finished = context_;
-    std::array<char, MD5_DIGEST_STRING_LENGTH> text{};
+    HexDigest text{};
+    static_assert(text.size() == MD5_DIGEST_STRING_LENGTH);
     MD5End(&finished, text.data());
-    return text.data();
+    return text;
 }
 
 }  // namespace bex::stream

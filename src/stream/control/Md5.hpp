@@ -2,6 +2,7 @@
 
 #include <md5.h>
 
+#include <array>
 #include <cstddef>
 #include <string>
 
@@ -18,9 +19,12 @@ public:
     /// Adds `size` bytes (0 is allowed).
     void update(const char* data, std::size_t size);
 
-    /// Returns the sum of all bytes so far as 32 lower-case hexadecimal digits. More bytes may be added
-    /// afterwards.
-    std::string hexDigest() const;
+    /// Lower-case hexadecimal digits and a NUL.
+    using HexDigest = std::array<char, 33>;
+
+    /// The sum of all bytes so far. More bytes may be added afterwards.
+    HexDigest hex() const noexcept;
+    std::string hexDigest() const { return hex().data(); }
 
 private:
     MD5_CTX context_;

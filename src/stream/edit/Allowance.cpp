@@ -11,15 +11,15 @@ Allowance::Allowance(std::vector<std::string> codes) : codes_(std::move(codes)) 
     std::sort(codes_.begin(), codes_.end());
 }
 
-void Allowance::refuse(const ErrorRecord& error) {
+void Allowance::onRefuse(const ErrorRecord& error) {
     if (!std::binary_search(codes_.begin(), codes_.end(), error.code)) {
         throw FindingRefused(error);
     }
 }
 
-void Allowance::note(Severity severity, const ErrorRecord& error) {
+void Allowance::onNote(Severity severity, const ErrorRecord& error) {
     if (severity == Severity::error) {
-        refuse(error);
+        onRefuse(error);
     }
 }
 

@@ -12,10 +12,10 @@ class Allowance final : public ErrorHandler {
 public:
     explicit Allowance(std::vector<std::string> codes);
 
-    void refuse(const ErrorRecord& error) override;
-    void note(Severity severity, const ErrorRecord& error) override;
-
 private:
+    void onRefuse(const ErrorRecord& error) override;
+    void onNote(Severity severity, const ErrorRecord& error) override;
+
     std::vector<std::string> codes_;  // sorted
 };
 

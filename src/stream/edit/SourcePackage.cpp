@@ -76,9 +76,9 @@ void SourcePackage::requireUnchanged() const {
         throw systemFailure(path_, "read", errno);
     }
     // The change time as well: a time can be set back.
-    // guard: packages that change while they are edited
-    if (now.st_size != status_.st_size || !isEqual(now.st_mtim, status_.st_mtim) ||
-        !isEqual(now.st_ctim, status_.st_ctim)) {
+    const bool same = now.st_size == status_.st_size && isEqual(now.st_mtim, status_.st_mtim) &&
+                      isEqual(now.st_ctim, status_.st_ctim);
+    if (!same) {  // guard: packages that change while they are edited
         Place(path_).fail(ErrorKind::inputOutput, codeOf(ErrorKind::inputOutput), "changed while it was read");
     }
 }

@@ -51,7 +51,7 @@ private:
     const std::string path_;
     const EditOptions options_;
     System& system_;
-    mutable Allowance allowance_;  // holds nothing that changes
+    mutable Allowance allowance_;  // holds nothing of the package
     OpenFile file_;
     struct stat status_ = {};
     std::vector<Member> members_;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "bex/stream/Entry.hpp"
 #include "stream/base/Ascii.hpp"
 #include "stream/base/Place.hpp"
 
@@ -50,34 +51,32 @@ Digests::Listed* Digests::find(std::string_view path) {
     return &*found;
 }
 
-void Digests::takeFile(const Entry& entry, const std::string& path, const std::string& digest,
-                       bool listedElsewhere) {
-    Listed* listed = find(path);
+void Digests::takeFile(const Name& file, const std::string& digest) {
+    Listed* listed = find(file.path);
     if (listed == nullptr) {
-        others_[path] = digest;
-        if (!listedElsewhere) {
-            payload_.at(entry.path).note("md5-unlisted", "is not in md5sums");
+        others_[file.path] = digest;
+        if (!file.listedElsewhere) {
+            payload_.at(file.entry).note("md5-unlisted", "is not in md5sums");
         }
         return;
     }
     listed->seen = true;
     const std::string expected = lowerCase(listed->digest);
     if (expected != digest) {
-        others_[path] = digest;
-        payload_.at(entry.path)
+        others_[file.path] = digest;
+        payload_.at(file.entry)
             .note("md5-mismatch", "has MD5 sum " + digest + ", not " + expected + " as in md5sums",
                   Severity::error);
     }
 }
 
-void Digests::takeHardLink(const Entry& entry, const std::string& path, const std::string& target,
-                           bool listedElsewhere) {
+void Digests::takeHardLink(const Name& link, const std::string& target) {
     const auto other = others_.find(target);
     const Listed* listed = find(target);
     if (other != others_.end()) {
-        takeFile(entry, path, std::string(other->second), listedElsewhere);
+        takeFile(link, std::string(other->second));
     } else if (listed != nullptr) {
-        takeFile(entry, path, lowerCase(listed->digest), listedElsewhere);
+        takeFile(link, lowerCase(listed->digest));
     }
 }
 

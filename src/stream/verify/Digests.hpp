@@ -6,7 +6,6 @@
 #include <string_view>
 #include <vector>
 
-#include "bex/stream/Entry.hpp"
 #include "stream/base/Place.hpp"
 #include "stream/control/Md5sums.hpp"
 
@@ -20,12 +19,17 @@ public:
     /// The text that `sums` are views of must outlive this.
     Digests(const std::vector<Md5sum>& sums, Place control, Place payload);
 
-    /// Tells of a file of the payload. `path` is its path in plainPath() form; `listedElsewhere`: it need not be
-    /// in the list.
-    void takeFile(const Entry& entry, const std::string& path, const std::string& digest, bool listedElsewhere);
-    /// The same for a hard link; `target` is an earlier file's path in plainPath() form.
-    void takeHardLink(const Entry& entry, const std::string& path, const std::string& target,
-                      bool listedElsewhere);
+    /// A file or hard link of the payload.
+    struct Name {
+        std::string entry;             ///< its path as stored
+        std::string path;              ///< in plainPath() form
+        bool listedElsewhere = false;  ///< it need not be in the list
+    };
+
+    /// Tells of a file of the payload and its sum.
+    void takeFile(const Name& file, const std::string& digest);
+    /// Tells of a hard link; `target` is an earlier file's path in plainPath() form.
+    void takeHardLink(const Name& link, const std::string& target);
     /// Reports what is listed and was not told of. Call once, last.
     void finish() const;
 

@@ -13,7 +13,7 @@ constexpr std::size_t kMostFindings = 100000;
 
 }  // namespace
 
-void Findings::note(Severity severity, const ErrorRecord& error) {
+void Findings::onNote(Severity severity, const ErrorRecord& error) {
     if (list_.size() >= kMostFindings) {
         Place(error.package)
             .failLimit("",

@@ -16,10 +16,6 @@ public:
 
     explicit Findings(FindingCallback callback) : callback_(std::move(callback)) {}
 
-    /// Both throw StreamError (`limitExceeded`) where there are 100000 findings already.
-    void refuse(const ErrorRecord& error) override { note(Severity::error, error); }
-    void note(Severity severity, const ErrorRecord& error) override;
-
     /// Lists the error that ended a step of the reading; once, if another step ended with it, too. Throws it again
     /// when it is not the package's fault.
     void addFailure(const StreamError& failure);
@@ -27,6 +23,9 @@ public:
     std::vector<Finding> take() { return std::move(list_); }
 
 private:
+    // Both throw StreamError (`limitExceeded`) where there are 100000 findings already.
+    void onRefuse(const ErrorRecord& error) override { onNote(Severity::error, error); }
+    void onNote(Severity severity, const ErrorRecord& error) override;
     void add(Severity severity, const ErrorRecord& error);
 
     FindingCallback callback_;

@@ -11,10 +11,17 @@ namespace bex::stream {
 
 namespace {
 
+constexpr std::size_t kMostAwaited = 4096;
+
 /// Whether a terminal shows the text as it is. Backslashes, which escapeForDisplay() doubles, do no harm.
-bool isPlainText(std::string text) {
-    std::replace(text.begin(), text.end(), '\\', '/');
-    return escapeForDisplay(text) == text;
+bool isPlainText(const std::string& text) {
+    const auto isPrintable = [](char c) { return c >= 0x20 && c < 0x7F; };
+    if (std::all_of(text.begin(), text.end(), isPrintable)) {
+        return true;  // as nearly all are
+    }
+    std::string slashes = text;
+    std::replace(slashes.begin(), slashes.end(), '\\', '/');
+    return escapeForDisplay(slashes) == slashes;
 }
 
 /// Whether the name begins as an absolute one does on other systems; bsdtar cuts that off.
@@ -37,6 +44,14 @@ bool isLongForDpkg(std::string_view plain) {
 
 }  // namespace
 
+PayloadCheck::PayloadCheck(PackageStream& stream, Place place, PayloadDepth depth)
+    : stream_(stream),
+      place_(std::move(place)),
+      depth_(depth),
+      sums_(stream.threads(), [this](const std::string& digest) { takeSum(digest); }) {
+    place_.handler()->reportFirst([this] { settle(); });
+}
+
 void PayloadCheck::expectConffiles(std::string_view text, const Place& control) {
     conffiles_.emplace(text, control);
 }
@@ -46,12 +61,18 @@ void PayloadCheck::expectDigests(const std::vector<Md5sum>& sums, const Place& c
 }
 
 void PayloadCheck::run(const std::function<void(const Entry&)>& onEntry) {
-    Entry entry;
-    while (stream_.next(entry)) {
-        check(entry);
-        if (onEntry) {
-            onEntry(entry);
+    try {
+        Entry entry;
+        while (stream_.next(entry)) {
+            check(entry);
+            if (onEntry) {
+                onEntry(entry);
+            }
         }
+        settle();
+    } catch (const StreamError&) {
+        settle();  // what stands before the error comes before it
+        throw;
     }
     if (conffiles_) {
         conffiles_->finish();
@@ -87,39 +108,73 @@ void PayloadCheck::check(const Entry& entry) {
     if (!isPlainText(entry.owner) || !isPlainText(entry.group)) {
         place_.at(entry.path).note("owner-characters", "has an owner or group that programs show differently");
     }
-    const std::string& path = stream_.path();
     if (conffiles_) {
-        conffiles_->take(entry, path);
+        conffiles_->take(entry, stream_.path());
     }
     if (depth_ == PayloadDepth::contents) {
-        checkDigest(entry, path);
+        checkDigest(entry);
     }
 }
 
-void PayloadCheck::checkDigest(const Entry& entry, const std::string& path) {
-    const bool listedElsewhere = conffiles_ && conffiles_->contains(path);
-    if (entry.type == EntryType::file) {
-        const std::string digest = readAll(digests_.has_value());
-        if (digests_) {
-            digests_->takeFile(entry, path, digest, listedElsewhere);
+void PayloadCheck::checkDigest(const Entry& entry) {
+    const bool file = entry.type == EntryType::file;
+    if (digests_ && (file || entry.type == EntryType::hardlink)) {
+        const std::string& path = stream_.path();
+        const Digests::Name name{entry.path, path, conffiles_ && conffiles_->contains(path)};
+        if (file) {
+            awaited_.push_back({name, std::nullopt});
+        } else {
+            takeHardLink({name, plainPath(entry.linkTarget)});
         }
-    } else if (entry.type == EntryType::hardlink && digests_) {
-        digests_->takeHardLink(entry, path, plainPath(entry.linkTarget), listedElsewhere);
+    }
+    if (file) {
+        readAll();
     }
 }
 
-/// Reads the contents, so that every block's checksum is checked, and gives their MD5 sum if it is wanted.
-std::string PayloadCheck::readAll(bool digest) {
-    Md5 sum;
+/// Reads the contents, so that every block's checksum is checked, and has them summed if their sum is wanted.
+void PayloadCheck::readAll() {
     for (std::string_view bytes = stream_.read(); !bytes.empty(); bytes = stream_.read()) {
-        if (digest) {
-            sum.update(bytes.data(), bytes.size());
+        if (digests_) {
+            sums_.add(bytes);
         }
     }
-    if (!digest) {
-        return {};
+    if (digests_) {
+        sums_.endFile();
     }
-    return sum.hexDigest();
+}
+
+void PayloadCheck::takeHardLink(Awaited link) {
+    // A million links to one small file must not fill memory.
+    if (awaited_.size() >= kMostAwaited) {
+        settle();
+    }
+    if (awaited_.empty()) {
+        digests_->takeHardLink(link.name, *link.target);
+    } else {
+        awaited_.push_back(std::move(link));
+    }
+}
+
+/// Holds the sum of the first file awaited, and the hard links behind it, against the list.
+void PayloadCheck::takeSum(const std::string& digest) {
+    taking_ = true;
+    const Awaited file = std::move(awaited_.front());
+    awaited_.pop_front();
+    digests_->takeFile(file.name, digest);
+    while (!awaited_.empty() && awaited_.front().target) {
+        const Awaited link = std::move(awaited_.front());
+        awaited_.pop_front();
+        digests_->takeHardLink(link.name, *link.target);
+    }
+    taking_ = false;
+}
+
+/// Has all sums of the files before this point reported.
+void PayloadCheck::settle() {
+    if (!taking_) {
+        sums_.finish();
+    }
 }
 
 }  // namespace bex::stream

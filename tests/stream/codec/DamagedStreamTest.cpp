@@ -186,6 +186,34 @@ TEST(DamagedStream, GivesWhatCameBeforeTheDamageAndDoesNotMindItInABlockThatIsSk
     }
 }
 
+TEST(DamagedStream, IsToldAlikeWhateverTheThreadsOfXz) {
+    const std::string data = text(300000);
+    const std::string sound = piped("xz -0 -T2 --block-size=20000 -c", data);
+    Limits limits;
+    limits.xzMemoryBytes = std::uint64_t{4} << 20;  // enough for two blocks or three
+    const auto same = [&](const std::string& stream) {
+        const Outcome expected = outcomeOf(stream, Compression::xz, 1, limits);
+        for (const unsigned threads : {2U, 8U}) {
+            const Outcome outcome = outcomeOf(stream, Compression::xz, threads, limits);
+            EXPECT_EQ(outcome.failure, expected.failure) << threads;
+            EXPECT_EQ(outcome.kind, expected.kind) << threads;
+            EXPECT_TRUE(outcome.data == expected.data)
+                << outcome.data.size() << " bytes, not " << expected.data.size();
+        }
+        return expected;
+    };
+    EXPECT_EQ(same(sound).data.size(), data.size());
+    for (std::size_t at = 0; at < sound.size(); at += 997) {
+        SCOPED_TRACE(at);
+        std::string damaged = sound;
+        damaged[at] = static_cast<char>(~damaged[at]);
+        EXPECT_NE(same(damaged).failure, "");
+        EXPECT_NE(same(sound.substr(0, at)).failure, "");
+    }
+    limits.xzMemoryBytes = 1 << 16;
+    EXPECT_EQ(same(sound).kind, ErrorKind::limitExceeded);
+}
+
 TEST(DamagedStream, MayNotAskForMoreThanTheLimits) {
     Limits limits;
     limits.xzMemoryBytes = 1 << 20;
@@ -195,7 +223,7 @@ TEST(DamagedStream, MayNotAskForMoreThanTheLimits) {
         std::string stream;
         const char* failure;
     } cases[] = {
-        {Compression::xz, piped("xz -6c", "data"), "more than the limit xzMemoryBytes of 1048576"},
+        {Compression::xz, piped("xz -6c", "data"), "more memory than the limit xzMemoryBytes of 1048576 bytes"},
         // An empty frame with a window of 2^27 bytes.
         {Compression::zstd, std::string("\x28\xb5\x2f\xfd\0\x88\1\0\0", 9),
          "it: a zstd frame asks for a window beyond the limit zstdWindowLog of 26"},

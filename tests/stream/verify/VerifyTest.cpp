@@ -3,7 +3,9 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <utility>
 
+#include "stream/control/Md5.hpp"
 #include "stream/reader/HandMade.hpp"
 
 namespace bex::test {
@@ -40,6 +42,53 @@ TEST(Verify, ListsEveryFaultOfEntriesAndLists) {
                     "md5-missing|control.tar.gz|md5sums|\"gone\" is not a file of the payload"));
     EXPECT_THAT(findingsOf(packageOf("", tarFile("./md5sums", "rubbish\n"))),
                 ElementsAre(testing::StartsWith("md5-syntax|control.tar.gz|./md5sums|")));
+}
+
+TEST(Verify, ReportsInTheOrderOfThePayloadHoweverManyThreadsSumUp) {
+    std::string payload;
+    std::string sums;
+    std::vector<std::string> expected;
+    const auto sumOf = [](const std::string& contents) {
+        stream::Md5 sum;
+        sum.update(contents.data(), contents.size());
+        return sum.hexDigest();
+    };
+    const std::string zeros(32, '0');
+    for (std::size_t number = 0; number < 60; ++number) {
+        const std::string name = "f" + std::to_string(number);
+        const std::string contents = noise(number * number * 120);  // some in one batch, some over several
+        const std::string sum = sumOf(contents);
+        const std::string place = "|data.tar.gz|./" + name + "|";
+        payload += tarFile("./" + name, contents);
+        sums += (number % 7 == 3 ? zeros : sum) + "  " + name + "\n";
+        if (number % 7 == 3) {
+            const std::string differs = "has MD5 sum " + sum + ", not " + zeros + " as in md5sums";
+            expected.push_back("md5-mismatch" + place + differs);
+            payload += tarLink("./link" + name, "./" + name, '1');
+            expected.push_back("md5-unlisted|data.tar.gz|./link" + name + "|is not in md5sums");
+        }
+        if (number % 5 == 4) {
+            payload += tarFile("./c:" + name + "\t", "");
+            expected.push_back("path-characters|data.tar.gz|./c:" + name +
+                               "\\t|has a name or target that programs show differently");
+            expected.push_back("md5-unlisted|data.tar.gz|./c:" + name + "\\t|is not in md5sums");
+        }
+    }
+    stream::VerifyOptions options;
+    for (const unsigned threads : {1U, 2U, 8U}) {
+        options.threads = threads;
+        EXPECT_EQ(findingsOf(packageOf(payload, tarFile("./md5sums", sums)), options), expected) << threads;
+    }
+    // What ends the reading comes last.
+    payload += tarFile("./cut", noise(300000)).substr(0, 290000);
+    const std::string cut = arOf(headOf(tarFile("./md5sums", sums)) + arMember("data.tar.gz", gzipOf(payload)));
+    expected.push_back("");
+    for (const unsigned threads : {1U, 2U, 8U}) {
+        options.threads = threads;
+        std::vector<std::string> found = findingsOf(cut, options);
+        EXPECT_THAT(std::exchange(found.back(), ""), testing::StartsWith("tar-truncated|"));
+        EXPECT_EQ(found, expected) << threads;
+    }
 }
 
 TEST(Verify, EndsWhereFindingsWouldFillMemory) {

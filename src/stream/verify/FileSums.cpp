@@ -1,0 +1,142 @@
+#include "stream/verify/FileSums.hpp"
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+namespace bex::stream {
+
+namespace {
+
+constexpr std::size_t kBatchBytes = std::size_t{256} << 10;
+/// Empty files take no bytes, but memory all the same.
+constexpr std::size_t kMostParts = 1024;
+
+/// Unpacking takes longer than summing, and has as many threads as are allowed.
+unsigned summingThreads(unsigned threads) {
+    return threads <= 2 ? threads : threads / 2 + 1;
+}
+
+}  // namespace
+
+FileSums::FileSums(unsigned threads, Taker take)
+    : take_(std::move(take)), pool_(summingThreads(threads), jobsInFlight(summingThreads(threads)), [] {
+          return [](Batch& batch) { sumUp(batch); };
+      }) {}
+
+void FileSums::sumUp(Batch& batch) {
+    for (Part& part : batch.parts) {
+        sumUp(batch, part);
+    }
+}
+
+/// Throws nothing, so that nobody waits for a part that never comes.
+void FileSums::sumUp(const Batch& batch, Part& part) {
+    const std::string_view bytes = batch.bytes.view().substr(part.begin, part.size);
+    if (part.whole == nullptr) {
+        Md5 sum;
+        sum.update(bytes.data(), bytes.size());
+        part.digest = sum.hex();
+        return;
+    }
+    part.whole->waitFor(part.offset, batch.number);
+    part.whole->add(bytes);
+    if (part.last) {
+        part.digest = part.whole->sum.hex();
+    }
+}
+
+/// The batch that is being filled.
+FileSums::Batch& FileSums::batch() {
+    if (!filling_) {
+        while (pool_.full() || (!pool_.empty() && pool_.ready())) {
+            takeOldest();
+        }
+        Batch& fresh = pool_.next();
+        fresh.number = submitted_;
+        fresh.bytes.reserve(kBatchBytes);
+        fresh.bytes.setSize(0);
+        fresh.parts.clear();
+        filling_ = true;
+    }
+    return pool_.next();
+}
+
+/// The current file's part in that batch.
+FileSums::Part& FileSums::part() {
+    Batch& batch = this->batch();
+    if (!begun_) {
+        Part& fresh = batch.parts.emplace_back();
+        fresh.begin = batch.bytes.size();
+        fresh.offset = offset_;
+        fresh.whole = whole_;
+        begun_ = true;
+    }
+    return batch.parts.back();
+}
+
+void FileSums::add(std::string_view bytes) {
+    while (!bytes.empty()) {
+        Part& part = this->part();
+        Batch& batch = this->batch();
+        const std::size_t size = std::min(bytes.size(), kBatchBytes - batch.bytes.size());
+        std::memcpy(batch.bytes.data() + batch.bytes.size(), bytes.data(), size);
+        batch.bytes.setSize(batch.bytes.size() + size);
+        part.size += size;
+        bytes.remove_prefix(size);
+        if (batch.bytes.size() == kBatchBytes) {
+            submit();
+        }
+    }
+}
+
+void FileSums::endFile() {
+    part().last = true;
+    begun_ = false;
+    offset_ = 0;
+    whole_.reset();
+    if (batch().parts.size() >= kMostParts) {
+        submit();
+    }
+}
+
+/// A file that has not ended goes on in the next batch.
+void FileSums::submit() {
+    if (begun_) {
+        Part& cut = pool_.next().parts.back();
+        if (whole_ == nullptr) {
+            whole_ = std::make_shared<OrderedSum>();
+            cut.whole = whole_;
+        }
+        offset_ += cut.size;
+        begun_ = false;
+    }
+    pool_.submit();
+    ++submitted_;
+    filling_ = false;
+}
+
+void FileSums::finish() {
+    if (filling_) {
+        submit();
+    }
+    while (!pool_.empty()) {
+        takeOldest();
+    }
+}
+
+/// Goes on behind the last part that was taken, if `take_` threw.
+void FileSums::takeOldest() {
+    Batch& batch = pool_.front();
+    while (taken_ < batch.parts.size()) {
+        const Part& part = batch.parts[taken_];
+        ++taken_;
+        if (part.last) {
+            take_(part.digest.data());
+        }
+    }
+    taken_ = 0;
+    pool_.pop();
+}
+
+}  // namespace bex::stream
