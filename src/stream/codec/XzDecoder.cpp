@@ -25,7 +25,7 @@ public:
           place_(std::move(place)),
           // guard(UINT64_MAX): working memory of xz
           memoryLimit_(std::max<std::uint64_t>(settings.limits.xzMemoryBytes, 1)) {
-        check(settings.threads > 1
+        check(settings.threads > 1 && !settings.gradual
                   ? beginThreads(settings.threads)
                   : lzma_stream_decoder(stream_.get(), memoryLimit_, LZMA_TELL_UNSUPPORTED_CHECK));
     }
