@@ -72,9 +72,9 @@ void Place::failSystem(const std::string& action, int errorNumber) const {
 }
 
 void Place::refuse(ErrorKind kind, std::string code, std::string reason) const {
-    ErrorRecord error = record(kind, std::move(code), std::move(reason));
+    const ErrorRecord error = record(kind, std::move(code), std::move(reason));
     if (handler_ == nullptr) {
-        throw StreamError(std::move(error));
+        throw StreamError(error);
     }
     handler_->refuse(error);
 }
