@@ -1,6 +1,9 @@
 #pragma once
 
+#include <cstddef>
+#include <functional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "bex/repo/PackageRecord.hpp"
@@ -55,9 +58,15 @@ struct ScanReport {
 /// exist, a cache that is not one, `cancelled`.
 BEX_EXPORT ScanReport scan(const ScanOptions& options);
 
-/// Appends the records as a shard: text that mergeShards() takes, with a first line that says which digests it has
+/// Takes a text piece by piece, in order. What it throws passes through.
+using TextSink = std::function<void(std::string_view)>;
+
+/// Writes the records as a Packages index, in pieces of about a mebibyte.
+BEX_EXPORT void writeIndex(const std::vector<PackageRecord>& records, const TextSink& out);
+
+/// Writes the records as a shard: text that mergeShards() takes, with a first line that says which digests it has
 /// and a last one that shows whether it is whole.
-BEX_EXPORT void appendShard(std::string& text, const std::vector<PackageRecord>& records, DigestChoice digests);
+BEX_EXPORT void writeShard(const std::vector<PackageRecord>& records, DigestChoice digests, const TextSink& out);
 
 /// What several shards hold together, as one scan of all their packages would have found it. The order of the
 /// shards does not matter, and shards of merged shards give the same again. Errors are as for scan(), for two
@@ -83,7 +92,8 @@ BEX_EXPORT void bexScan(const bex::repo::ScanOptions& options, bex::repo::ScanRe
 BEX_EXPORT void bexMergeShards(const std::vector<std::string>& paths, bex::repo::DigestChoice& digests,
                                bex::repo::ScanReport& report);
 BEX_EXPORT void bexKeepNewest(bex::repo::ScanReport& report);
-/// Writes the records as stanzas, or as a shard.
-BEX_EXPORT void bexWriteRecords(const std::vector<bex::repo::PackageRecord>& records, bool asShard,
-                                bex::repo::DigestChoice digests, std::string& text);
+BEX_EXPORT void bexWriteIndex(const std::vector<bex::repo::PackageRecord>& records,
+                              const bex::repo::TextSink& out);
+BEX_EXPORT void bexWriteShard(const std::vector<bex::repo::PackageRecord>& records,
+                              bex::repo::DigestChoice digests, const bex::repo::TextSink& out);
 }

@@ -70,6 +70,10 @@ std::string readWholeFile(const std::string& path) {
         ~Closing() { ::close(descriptor); }
     } closing{descriptor};
     std::string text;
+    struct stat status {};
+    if (::fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode)) {
+        text.resize(static_cast<std::size_t>(status.st_size) + 1);  // One more, so that the end is read at once.
+    }
     for (std::size_t used = 0;;) {
         if (used == text.size()) {
             text.resize(std::max(kFirstBytes, 2 * used));

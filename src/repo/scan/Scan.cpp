@@ -176,11 +176,11 @@ void bexKeepNewest(bex::repo::ScanReport& report) {
     bex::repo::keepNewest(report.records, report.notes);
 }
 
-void bexWriteRecords(const std::vector<bex::repo::PackageRecord>& records, bool asShard,
-                     bex::repo::DigestChoice digests, std::string& text) {
-    if (asShard) {
-        bex::repo::appendShard(text, records, digests);
-    } else {
-        bex::repo::appendStanzas(text, records);
-    }
+void bexWriteIndex(const std::vector<bex::repo::PackageRecord>& records, const bex::repo::TextSink& out) {
+    bex::repo::writeIndex(records, out);
+}
+
+void bexWriteShard(const std::vector<bex::repo::PackageRecord>& records, bex::repo::DigestChoice digests,
+                   const bex::repo::TextSink& out) {
+    bex::repo::writeShard(records, digests, out);
 }

@@ -1,9 +1,3 @@
-#include <fcntl.h>
-#include <unistd.h>
-
-#include <algorithm>
-#include <cerrno>
-#include <fstream>
 #include <utility>
 
 #include "bex/repo/RecordReader.hpp"
@@ -21,6 +15,7 @@ namespace {
 // SHA-256 of everything before it. All of it is deb822 text, so that other tools can look into it.
 constexpr std::string_view kHead = "Bex-Shard: 1\nDigests:";
 constexpr std::string_view kTail = "\nBex-Shard-End: ";
+constexpr std::size_t kPieceBytes = std::size_t{1} << 20;
 
 struct DigestName {
     const char* name;
@@ -108,13 +103,28 @@ private:
 
 }  // namespace
 
-void appendShard(std::string& text, const std::vector<PackageRecord>& records, DigestChoice digests) {
-    std::string shard(kHead);
-    shard += textOf(digests) + "\n\n";
-    appendStanzas(shard, records);
-    text += shard;
-    text += kTail.substr(1);
-    text += std::to_string(records.size()) + " " + sha256Of(shard) + "\n";
+void writeIndex(const std::vector<PackageRecord>& records, const TextSink& out) {
+    std::string piece;
+    for (const PackageRecord& record : records) {
+        appendStanza(piece, record);
+        piece += '\n';
+        if (piece.size() >= kPieceBytes) {
+            out(piece);
+            piece.clear();
+        }
+    }
+    out(piece);
+}
+
+void writeShard(const std::vector<PackageRecord>& records, DigestChoice digests, const TextSink& out) {
+    Hasher hasher;
+    const TextSink hashed = [&](std::string_view text) {
+        hasher.update(text);
+        out(text);
+    };
+    hashed(std::string(kHead) + textOf(digests) + "\n\n");
+    writeIndex(records, hashed);
+    out(std::string(kTail.substr(1)) + std::to_string(records.size()) + " " + hasher.finish().sha256 + "\n");
 }
 
 ScanReport mergeShards(const std::vector<std::string>& paths, DigestChoice& digests) {

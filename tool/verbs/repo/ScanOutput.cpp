@@ -51,10 +51,12 @@ void printRecords(const repo::ScanReport& report, const ScanOutput& output, repo
         }
         return;
     }
-    std::string text;
-    functionOf<decltype(bexWriteRecords)>(kRepoLibrary, "bexWriteRecords")(report.records, output.asShard, digests,
-                                                                           text);
-    context.console.out(text);
+    const repo::TextSink out = [&context](std::string_view text) { context.console.out(text); };
+    if (output.asShard) {
+        functionOf<decltype(bexWriteShard)>(kRepoLibrary, "bexWriteShard")(report.records, digests, out);
+    } else {
+        functionOf<decltype(bexWriteIndex)>(kRepoLibrary, "bexWriteIndex")(report.records, out);
+    }
 }
 
 }  // namespace
