@@ -9,7 +9,8 @@ from cases import SOURCES, environment
 
 VERBS = ["build", "info", "field", "list", "cat", "extract", "verify", "diff", "edit", "filter", "repack", "init", "schema",
          "shlibdeps", "repo"]
-REPO_VERBS = ["scan", "merge", "init", "add", "list", "remove", "promote", "publish"]
+REPO_VERBS = ["scan", "merge", "init", "add", "list", "remove", "promote", "publish",
+              "verify"]
 ALL_VERBS = [*VERBS, *(f"repo {verb}" for verb in REPO_VERBS)]
 VALUES = {"--color": {"auto", "always", "never"}, "--progress": {"auto", "json", "never"},
           "--compression": {"gzip", "zstd", "xz", "none"}, "--strip": {"none", "drop", "dbgsym"},

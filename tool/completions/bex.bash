@@ -30,6 +30,7 @@ _bex_options() {
         "repo promote") echo "$common --component --from --to" ;;
         "repo publish") echo "$common --suite --sign --signer --signer-timeout --unsigned --compress --contents" \
             "--valid-until --date --keep-generations --plan" ;;
+        "repo verify") echo "$common --suite --keyring --deep --strict" ;;
         "") echo "$common --version" ;;
         *) echo "$common" ;;
     esac
@@ -52,7 +53,7 @@ _bex_values() {
 }
 
 _bex() {
-    local verbs="build info field list cat extract verify diff edit filter repack init schema shlibdeps repo" repo_verbs="scan merge init add list remove promote publish"
+    local verbs="build info field list cat extract verify diff edit filter repack init schema shlibdeps repo" repo_verbs="scan merge init add list remove promote publish verify"
     local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]} verb="" word values
     # bash takes "--option=value" for three words.
     if [[ $current == = ]]; then

@@ -1,7 +1,7 @@
 # Completion of bex(1) for fish.
 
 set -l verbs build info field list cat extract verify diff edit filter repack init schema shlibdeps repo
-set -l repo_verbs scan merge init add list remove promote publish
+set -l repo_verbs scan merge init add list remove promote publish verify
 
 complete -c bex -n "not __fish_seen_subcommand_from $verbs" -f
 complete -c bex -n "not __fish_seen_subcommand_from $verbs" -a build -d "package a tree"
@@ -148,7 +148,7 @@ complete -c bex -n "__fish_seen_subcommand_from repo; and __fish_seen_subcommand
 complete -c bex -n "__fish_seen_subcommand_from repo; and __fish_seen_subcommand_from scan" -l root -r -d "what names are relative to"
 complete -c bex -n "__fish_seen_subcommand_from repo; and __fish_seen_subcommand_from scan" -s t -l type -x -d "end of names in directories"
 complete -c bex -n "__fish_seen_subcommand_from repo; and __fish_seen_subcommand_from scan" -s k -l keep-going -d "leave out what has errors"
-complete -c bex -n "__fish_seen_subcommand_from repo; and __fish_seen_subcommand_from init add list remove publish" -l suite -x -d "the suite to make or change"
+complete -c bex -n "__fish_seen_subcommand_from repo; and __fish_seen_subcommand_from init add list remove publish verify" -l suite -x -d "the suite to make or change"
 complete -c bex -n "__fish_seen_subcommand_from repo; and __fish_seen_subcommand_from init" -l codename -x -d "its code name"
 complete -c bex -n "__fish_seen_subcommand_from repo; and __fish_seen_subcommand_from init add list remove promote" -l component -x -d "its components"
 complete -c bex -n "__fish_seen_subcommand_from repo; and __fish_seen_subcommand_from init" -l arch -x -d "its architectures"
@@ -172,3 +172,6 @@ complete -c bex -n "__fish_seen_subcommand_from repo; and __fish_seen_subcommand
 complete -c bex -n "__fish_seen_subcommand_from repo; and __fish_seen_subcommand_from publish" -l date -x -d "the date"
 complete -c bex -n "__fish_seen_subcommand_from repo; and __fish_seen_subcommand_from publish" -l keep-generations -x -d "how many stay readable"
 complete -c bex -n "__fish_seen_subcommand_from repo; and __fish_seen_subcommand_from publish" -l plan -d "print what would change"
+complete -c bex -n "__fish_seen_subcommand_from repo; and __fish_seen_subcommand_from verify" -l strict -d "fail for warnings, too"
+complete -c bex -n "__fish_seen_subcommand_from repo; and __fish_seen_subcommand_from verify" -l deep -d "verify the packages, too"
+complete -c bex -n "__fish_seen_subcommand_from repo; and __fish_seen_subcommand_from verify" -l keyring -r -d "verify signatures with these keys"

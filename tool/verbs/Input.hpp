@@ -21,6 +21,9 @@ std::string nameInMessages(const std::string& path);
 /// Refuses "-" for a verb that has to read a package more than once. Throws UsageError.
 void requireFile(const std::string& path);
 
+/// Opens a file on a web server, to be read once from its begin to its end.
+std::unique_ptr<stream::ForwardSource> openDownload(const std::string& url, Context& context);
+
 /// Opens a package by path; "-" is standard input.
 stream::PackageReader openPackage(const std::string& path, const stream::ReadOptions& options);
 

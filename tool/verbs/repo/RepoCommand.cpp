@@ -21,6 +21,7 @@ constexpr RepoVerb kRepoVerbs[] = {
     {"remove", "Take packages out of a suite", addRepoRemove},
     {"promote", "Put packages of one suite into another", addRepoPromote},
     {"publish", "Write and sign the indexes, for clients to see", addRepoPublish},
+    {"verify", "Check a repository, here or on a web server", addRepoVerify},
 };
 
 }  // namespace

@@ -15,6 +15,7 @@ void addRepoAdd(CLI::App* verb, Action& chosen);
 void addRepoList(CLI::App* verb, Action& chosen);
 void addRepoRemove(CLI::App* verb, Action& chosen);
 void addRepoPromote(CLI::App* verb, Action& chosen);
+void addRepoVerify(CLI::App* verb, Action& chosen);
 void addRepoPublish(CLI::App* verb, Action& chosen);
 
 }  // namespace bex::tool

@@ -1,0 +1,101 @@
+#include <map>
+#include <set>
+#include <string>
+#include <utility>
+
+#include "bex/repo/Verify.hpp"
+#include "repo/base/Failure.hpp"
+#include "repo/files/Directory.hpp"
+#include "repo/suite/NextSuite.hpp"
+#include "repo/verify/PackageCheck.hpp"
+#include "repo/verify/SuiteCheck.hpp"
+#include "stream/base/WorkPool.hpp"
+
+namespace bex::repo {
+
+namespace {
+
+using Packages = std::map<std::string, PackageRecord>;
+
+std::vector<std::string> suitesOf(const RepositoryFiles& files, const RepositoryCheck& check) {
+    if (!check.suite.empty()) {
+        return {check.suite};
+    }
+    if (!files.isDirectory()) {
+        return {"stable"};
+    }
+    const auto suites = namesIn(files.root() + "/dists", System::real());
+    if (suites.empty()) {
+        throw failure(ErrorKind::inputOutput, "input-output", files.root(), "has no suite in dists/");
+    }
+    return suites;
+}
+
+void checkPackages(const RepositoryFiles& files, const Packages& packages, const RepositoryCheck& check,
+                   FindingList& findings) {
+    struct Job {
+        const PackageRecord* record = nullptr;
+        FindingList findings{""};
+    };
+    const unsigned threads = stream::threadCount(check.threads);
+    stream::WorkPool<Job> pool(threads, stream::jobsInFlight(threads), [&] {
+        return [&](Job& job) { checkPackage(files, *job.record, check, job.findings); };
+    });
+    const auto take = [&] {
+        findings.append(pool.front().findings);
+        pool.pop();
+    };
+    for (const auto& package : packages) {
+        if (pool.full()) {
+            take();
+        }
+        pool.next() = {&package.second, FindingList(files.root())};
+        pool.submit();
+    }
+    while (!pool.empty()) {
+        take();
+    }
+}
+
+/// Reports files of the pool that nothing lists: not published, not noted, not kept for clients that are late.
+void checkPool(const RepositoryFiles& files, const std::string& path, const std::set<std::string>& listed,
+               FindingList& findings) {
+    for (const std::string& name : namesIn(files.root() + "/" + path, System::real())) {
+        const std::string below = path + "/" + name;
+        if (!sizeOfFile(files.root() + "/" + below)) {
+            checkPool(files, below, listed, findings);
+        } else if (listed.count(below) == 0) {
+            findings.warning("unlisted", below, "is in the pool, but in no index");
+        }
+    }
+}
+
+}  // namespace
+
+std::vector<stream::Finding> verifyRepository(const std::string& root, const RepositoryCheck& check) {
+    const RepositoryFiles files(root, check);
+    FindingList findings(root);
+    Packages packages;
+    for (const std::string& suite : suitesOf(files, check)) {
+        SuiteCheck(files, check, "dists/" + suite, findings).run(packages);
+    }
+    checkPackages(files, packages, check, findings);
+    if (files.isDirectory() && check.suite.empty() && sizeOfFile(Layout(root).settings())) {
+        std::set<std::string> listed;
+        for (const auto& package : packages) {
+            listed.insert(package.first);
+        }
+        for (const PackageId& package : list(root, {})) {
+            listed.insert(package.filename);
+        }
+        checkPool(files, "pool", listed, findings);
+    }
+    return findings.all();
+}
+
+}  // namespace bex::repo
+
+void bexVerifyRepository(const std::string& root, const bex::repo::RepositoryCheck& check,
+                         std::vector<bex::stream::Finding>& findings) {
+    findings = bex::repo::verifyRepository(root, check);
+}

@@ -1,0 +1,80 @@
+#include <memory>
+#include <mutex>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "bex/repo/Verify.hpp"
+#include "verbs/FindingLines.hpp"
+#include "verbs/Input.hpp"
+#include "verbs/SharedLibrary.hpp"
+#include "verbs/Verb.hpp"
+#include "verbs/repo/RepoVerbs.hpp"
+
+namespace bex::tool {
+
+namespace {
+
+struct VerifyRepoArguments {
+    std::string repository;
+    bool strict = false;
+    repo::RepositoryCheck check;
+};
+
+std::string withoutSlash(std::string url) {
+    url.erase(url.find_last_not_of('/') + 1);
+    return url;
+}
+
+/// A path as a part of a URL (RFC 3986): what is not unreserved, and "+" and "~" of versions, is kept or escaped.
+std::string urlPath(const std::string& path) {
+    constexpr const char* digits = "0123456789ABCDEF";
+    std::string escaped;
+    for (const char c : path) {
+        const bool isPlain = (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') ||
+                             std::string_view("-._~/").find(c) != std::string_view::npos;
+        if (isPlain) {
+            escaped += c;
+        } else {
+            const auto byte = static_cast<unsigned char>(c);
+            escaped.append(1, '%').append(1, digits[byte / 16]).append(1, digits[byte % 16]);
+        }
+    }
+    return escaped;
+}
+
+ExitStatus runVerifyRepo(VerifyRepoArguments& arguments, Context& context) {
+    std::mutex opening;
+    if (isUrl(arguments.repository)) {
+        const std::string base = withoutSlash(arguments.repository);
+        arguments.check.open = [&context, &opening, base](const std::string& path) {
+            const std::lock_guard<std::mutex> lock(opening);
+            return openDownload(base + "/" + urlPath(path), context);
+        };
+    }
+    arguments.check.threads = context.threads;
+    arguments.check.limits = context.limits;
+    std::vector<stream::Finding> findings;
+    functionOf<decltype(bexVerifyRepository)>(kRepoLibrary, "bexVerifyRepository")(arguments.repository,
+                                                                                   arguments.check, findings);
+    return printFindings(arguments.repository, findings, arguments.strict, false, context);
+}
+
+}  // namespace
+
+void addRepoVerify(CLI::App* verb, Action& chosen) {
+    const auto arguments = std::make_shared<VerifyRepoArguments>();
+    repo::RepositoryCheck& check = arguments->check;
+    verb->add_option("REPO|URL", arguments->repository, "The directory, or where it is on a web server")
+        ->required();
+    verb->add_option("--suite", check.suite, "Check this suite (all; stable of a URL)")->option_text("NAME");
+    verb->add_option("--keyring", check.keyring, "Verify signatures with these keys")->option_text("FILE");
+    verb->add_flag("--deep", check.deep, "Verify the packages, too");
+    verb->add_flag("--strict", arguments->strict, "Fail for warnings, too");
+    verb->footer(
+        "Each finding is one line with a code that stays the same between versions.\n\n"
+        "Example: bex repo verify /srv/apt --keyring example.gpg");
+    onChosen(*verb, arguments, chosen, runVerifyRepo);
+}
+
+}  // namespace bex::tool
