@@ -67,13 +67,13 @@ std::string filenameFault(const std::string& filename) {
     if (filename.empty()) {
         return "has no Filename";
     }
-    if (filename.front() == '/') {
+    if (filename.front() == '/') {  // guard: absolute filenames
         return "Filename " + quoted(filename) + " is absolute";
     }
-    if (stream::hasParentComponent(filename)) {
+    if (stream::hasParentComponent(filename)) {  // guard: filenames that lead out
         return "Filename " + quoted(filename) + " leads out of the repository";
     }
-    if (std::any_of(filename.begin(), filename.end(), isControlCharacter)) {
+    if (std::any_of(filename.begin(), filename.end(), isControlCharacter)) {  // guard: filenames that add a line
         return "Filename " + quoted(filename) + " has a control character";
     }
     if (filename.front() == ' ' || filename.back() == ' ') {
@@ -113,10 +113,10 @@ void checkVersion(const std::string& version, const std::string& name) {
 }  // namespace
 
 void checkRecord(const PackageRecord& record, const std::string& name, bool complete) {
-    if (!isPackageName(record.package)) {
+    if (!isPackageName(record.package)) {  // guard: names of packages
         throw badStanza(name, "Package " + quoted(record.package) + " is not the name of a package");
     }
-    if (!isArchitecture(record.architecture)) {
+    if (!isArchitecture(record.architecture)) {  // guard: names of architectures
         throw badStanza(name, "Architecture " + quoted(record.architecture) + " is not the name of one");
     }
     checkVersion(record.version, name);

@@ -90,8 +90,9 @@ PackageRecord PackageFileReader::read(const std::string& path, const std::string
         hasher_.update({buffer_.data(), count});
         total += count;
     }
-    // guard: changed-package (a stamp of the new name, for a file that was replaced; the bytes, for one that grew)
-    if (total != stamp.size || !(stampOf(file.status(), name) == stamp) || !(stampAt(path, name) == stamp)) {
+    // The open file's stamp shows a change of its bytes, the name's another file in its place.
+    const bool same = total == stamp.size && stampOf(file.status(), name) == stamp && stampAt(path, name) == stamp;
+    if (!same) {  // guard: packages that change while they are hashed
         throw changed(name);
     }
     record.size = total;

@@ -46,7 +46,7 @@ std::vector<stream::ErrorRecord> settle(std::vector<PackageRecord>& records, std
             continue;
         }
         const PackageRecord& first = records[kept - 1];
-        if (first.digests.sha256 != record.digests.sha256) {
+        if (first.digests.sha256 != record.digests.sha256) {  // guard: one version with other bytes
             errors.push_back(conflict(first, record));
         } else if (first.filename != record.filename) {
             notes.push_back(escapeForDisplay(record.filename) + ": left out: " + escapeForDisplay(first.filename) +

@@ -59,10 +59,12 @@ public:
         const std::string_view last = text.substr(tail + kTail.size(), text.size() - tail - kTail.size() - 1);
         const std::size_t blank = last.find(' ');
         const auto count = stream::parseWhole<std::size_t>(last.substr(0, blank));
-        if (!count || blank == std::string_view::npos || last.substr(blank + 1) != sha256Of(stanzas_)) {
+        const bool whole =
+            count && blank != std::string_view::npos && last.substr(blank + 1) == sha256Of(stanzas_);
+        if (!whole) {  // guard: shards that were changed
             throw badShard(path, "was changed: the SHA-256 in its last line does not match");
         }
-        count_ = *count;
+        count_ = count.value_or(0);
         takeDigests();
     }
 
