@@ -56,6 +56,23 @@ class ScaleTest(unittest.TestCase):
     def test_gnu_parallel(self):
         self.check("scan_parallel.sh", "$$")
 
+    def test_array_of_tasks(self):
+        """Each task finds its number where Kubernetes or Slurm puts it; one is killed and run again."""
+        shards = Path(tempfile.mkdtemp(dir=self.folder.name))
+        dying = shards / "bex"
+        dying.write_text(DYING.format(bex=BEX, work=shards, victims="$PPID $$"))
+        dying.chmod(0o755)
+        task = [EXAMPLES / "scan_lot.sh", self.pool, shards, "3"]
+        with self.assertRaises(AssertionError):
+            self.run_in("/", task, BEX=str(dying), JOB_COMPLETION_INDEX="0")
+        self.assertEqual(list(shards.glob("*.shard")), [])
+        self.run_in("/", [*task, "2"], BEX=BEX)
+        self.run_in("/", task, BEX=str(dying), JOB_COMPLETION_INDEX="0")
+        self.run_in("/", task, BEX=BEX, SLURM_ARRAY_TASK_ID="1")
+        found = sorted(shards.glob("*.shard"))
+        self.assertEqual(len(found), 3)
+        self.assertEqual(self.run_in("/", [BEX, "repo", "merge", "-m", *found]), self.expected)
+
     def test_dask(self):
         self.check("scan_dask.py", "$PPID $$")
 

@@ -32,7 +32,8 @@ struct ScanOptions {
     bool keepGoing = false;
     unsigned threads = 0;  ///< 0: one for each processor
     stream::Limits limits;
-    /// bytesDone and bytesTotal are those of package files. Called by one thread at a time, not always the same.
+    /// bytesDone is of package files; bytesTotal stays 0. Called by one thread at a time, not always the same, at
+    /// most twenty times a second and once at the end.
     stream::ProgressCallback progress;
 };
 

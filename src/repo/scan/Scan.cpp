@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <exception>
 #include <filesystem>
 #include <memory>
@@ -19,6 +20,8 @@
 namespace bex::repo {
 
 namespace {
+
+constexpr std::chrono::milliseconds kProgressStep{50};
 
 unsigned threadsFor(const ScanOptions& options, std::size_t packages) {
     unsigned threads = options.threads;
@@ -117,7 +120,13 @@ private:
         const std::lock_guard lock(mutex_);
         progress_.bytesDone += bytes;
         progress_.entry = name;
-        if (options_.progress && !options_.progress(progress_)) {
+        const auto now = std::chrono::steady_clock::now();
+        const bool isLast = ++done_ == names_.size();
+        if (!options_.progress || (now < nextCall_ && !isLast)) {
+            return;
+        }
+        nextCall_ = now + kProgressStep;
+        if (!options_.progress(progress_)) {
             throw StreamError(ErrorKind::cancelled, "cancelled");
         }
     }
@@ -153,6 +162,8 @@ private:
     std::mutex mutex_;  // for what follows
     std::exception_ptr failure_;
     stream::Progress progress_;
+    std::size_t done_ = 0;
+    std::chrono::steady_clock::time_point nextCall_;
 };
 
 }  // namespace

@@ -43,7 +43,7 @@ Json jsonOf(const repo::PackageRecord& record) {
     return object;
 }
 
-void printRecords(const repo::ScanReport& report, const ScanOutput& output, repo::DigestChoice digests,
+void writeRecords(const repo::ScanReport& report, const ScanOutput& output, repo::DigestChoice digests,
                   Context& context) {
     if (context.json && !output.asShard) {
         for (const repo::PackageRecord& record : report.records) {
@@ -82,7 +82,7 @@ ExitStatus printRecords(repo::ScanReport& report, const ScanOutput& output, repo
         context.console.note(note);
     }
     if (status == ExitStatus::done || keepGoing) {
-        printRecords(report, output, digests, context);
+        writeRecords(report, output, digests, context);
     }
     return status;
 }
