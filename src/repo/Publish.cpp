@@ -5,6 +5,7 @@
 
 #include "bex/repo/Repository.hpp"
 #include "repo/files/Lock.hpp"
+#include "repo/html/Site.hpp"
 #include "repo/publish/Publication.hpp"
 #include "repo/suite/NextSuite.hpp"
 #include "repo/suite/Settings.hpp"
@@ -51,6 +52,9 @@ PublishResult publish(const std::string& root, const PublishOptions& options) {
         unlisted.insert(publication.unlisted().begin(), publication.unlisted().end());
     }
     removeUnlisted(layout, suites, unlisted, result);
+    if (options.html && !options.planOnly) {
+        writeSite(layout, suites, options, result, System::real());
+    }
     return result;
 }
 

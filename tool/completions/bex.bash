@@ -29,7 +29,7 @@ _bex_options() {
         "repo remove") echo "$common --component --suite --keep" ;;
         "repo promote") echo "$common --component --from --to" ;;
         "repo publish") echo "$common --suite --sign --signer --signer-timeout --unsigned --compress --contents" \
-            "--valid-until --date --keep-generations --plan" ;;
+            "--valid-until --date --keep-generations --html --url --plan" ;;
         "repo verify") echo "$common --suite --keyring --deep --strict" ;;
         "") echo "$common --version" ;;
         *) echo "$common" ;;

@@ -172,6 +172,8 @@ complete -c bex -n "__fish_seen_subcommand_from repo; and __fish_seen_subcommand
 complete -c bex -n "__fish_seen_subcommand_from repo; and __fish_seen_subcommand_from publish" -l date -x -d "the date"
 complete -c bex -n "__fish_seen_subcommand_from repo; and __fish_seen_subcommand_from publish" -l keep-generations -x -d "how many stay readable"
 complete -c bex -n "__fish_seen_subcommand_from repo; and __fish_seen_subcommand_from publish" -l plan -d "print what would change"
+complete -c bex -n "__fish_seen_subcommand_from repo; and __fish_seen_subcommand_from publish" -l url -x -d "where clients find it"
+complete -c bex -n "__fish_seen_subcommand_from repo; and __fish_seen_subcommand_from publish" -l html -d "write pages for people"
 complete -c bex -n "__fish_seen_subcommand_from repo; and __fish_seen_subcommand_from verify" -l strict -d "fail for warnings, too"
 complete -c bex -n "__fish_seen_subcommand_from repo; and __fish_seen_subcommand_from verify" -l deep -d "verify the packages, too"
 complete -c bex -n "__fish_seen_subcommand_from repo; and __fish_seen_subcommand_from verify" -l keyring -r -d "verify signatures with these keys"

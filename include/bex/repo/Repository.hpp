@@ -115,6 +115,9 @@ struct PublishOptions {
     std::chrono::seconds signerTimeout{300};
     bool unsignedAgain = false;  ///< take the signatures of a signed suite away
 
+    bool html = false;  ///< then write pages for people, too: index.html and html/
+    std::string url;    ///< of the repository, for index.html; "": a script on the page finds it out
+
     bool planOnly = false;  ///< write nothing
     unsigned threads = 0;   ///< 0: one for each processor
 };

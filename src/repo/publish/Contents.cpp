@@ -18,19 +18,6 @@ struct Job {
     std::vector<std::string> paths;  ///< of everything in the payload but directories
 };
 
-void readPaths(Job& job) {
-    stream::ReadOptions reading;
-    reading.threads = 1;  // packages side by side
-    stream::PackageReader reader(job.path, reading);
-    for (stream::Entry entry; reader.next(entry);) {
-        const bool isListed =
-            entry.type != stream::EntryType::directory && entry.path.find('\n') == std::string::npos;
-        if (isListed) {
-            job.paths.push_back(stream::plainPath(entry.path));
-        }
-    }
-}
-
 /// "SECTION/NAME", or "NAME" for a package without a section.
 std::string labelOf(const Stanza& package) {
     const auto paragraph = stream::ControlParagraph::parse(package.text, package.package);
@@ -40,10 +27,26 @@ std::string labelOf(const Stanza& package) {
 
 }  // namespace
 
+std::vector<std::string> pathsOf(const std::string& package) {
+    stream::ReadOptions reading;
+    reading.threads = 1;  // packages side by side
+    stream::PackageReader reader(package, reading);
+    std::vector<std::string> paths;
+    for (stream::Entry entry; reader.next(entry);) {
+        const bool isListed =
+            entry.type != stream::EntryType::directory && entry.path.find('\n') == std::string::npos;
+        if (isListed) {
+            paths.push_back(stream::plainPath(entry.path));
+        }
+    }
+    return paths;
+}
+
 std::string contentsOf(const Layout& layout, const std::vector<Stanza>& packages, unsigned threads) {
     std::map<std::string, std::vector<std::string>> labels;  // of each path
     std::size_t taken = 0;
-    stream::WorkPool<Job> pool(threads, stream::jobsInFlight(threads), [] { return readPaths; });
+    stream::WorkPool<Job> pool(threads, stream::jobsInFlight(threads),
+                               [] { return [](Job& job) { job.paths = pathsOf(job.path); }; });
     const auto take = [&] {
         const std::string label = labelOf(packages[taken++]);
         for (std::string& path : pool.front().paths) {

@@ -133,6 +133,8 @@ void addRepoPublish(CLI::App* verb, Action& chosen) {
                             [arguments](std::int64_t date) { arguments->options.date = date; });
     addNumber<unsigned>(*verb, "--keep-generations", "How many stay readable (3)",
                         [arguments](unsigned count) { arguments->options.keepGenerations = count; });
+    verb->add_flag("--html", options.html, "Write pages for people, too");
+    verb->add_option("--url", options.url, "Where clients find it, for the pages")->option_text("URL");
     verb->add_flag("--plan", options.planOnly, "Print what would change, and change nothing");
     verb->footer("Example: bex repo publish /srv/apt --sign 0123456789ABCDEF");
     onChosen(*verb, arguments, chosen, runPublish);
