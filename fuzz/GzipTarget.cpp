@@ -62,7 +62,7 @@ Outcome inBlocks(std::string_view input, const Way& way) {
 Outcome plainly(std::string_view bytes, bool strict) {
     test::MemoryStream source{std::string(bytes)};
     stream::Input input(source);
-    const auto decoder = stream::makeGzipDecoder(input, "it", strict);
+    const auto decoder = stream::makeGzipDecoder(input, "it", {1, {}, strict});
     std::string buffer(10000, '\0');
     return drained(
         [&] { return std::string_view(buffer).substr(0, decoder->fill(buffer.data(), buffer.size())); });

@@ -109,7 +109,7 @@ EditResult PackageEditor::repack(const std::string& path, const RepackOptions& o
     settings.threads = threadCount(state_->source.options().threads);
     checkSettings(settings);
     state_->control.update();
-    return PackageRewrite(state_->source, state_->control, path).repack(settings);
+    return PackageRewrite(state_->source, state_->control, path).repack(settings, options.index);
 }
 
 std::vector<std::string> PackageEditor::copyTo(PackageWriter& writer,

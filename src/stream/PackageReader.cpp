@@ -67,6 +67,10 @@ const std::vector<Member>& PackageReader::members() const noexcept {
     return state_->stream.members();
 }
 
+std::optional<std::uint64_t> PackageReader::indexBytes() const {
+    return state_->stream.indexBytes();
+}
+
 bool PackageReader::next(Entry& entry) {
     // What the caller left of the entry before; the stream skips the rest.
     state_->unread = {};

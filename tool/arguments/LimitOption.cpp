@@ -36,6 +36,7 @@ constexpr NamedLimit namedLimits[] = {
     {"zstd-window-log", "zstdWindowLog", [](Limits& l, std::uint64_t v) { l.zstdWindowLog = static_cast<int>(v); },
      31},
     {"entries", "entries", [](Limits& l, std::uint64_t v) { l.entries = v; }, unbounded},
+    {"index-bytes", "indexBytes", [](Limits& l, std::uint64_t v) { l.indexBytes = v; }, unbounded},
 };
 
 std::string names() {

@@ -10,15 +10,16 @@ _bex_options() {
             "--dir" \
             "--stdin --mode --owner --keep-owner --normalize-modes --skip-special --script --preinst --postinst" \
             "--prerm --postrm --config --templates --triggers --conffile --conffiles-below --compression --level" \
-            "--from --libdir --sysroot --admindir --ignore-missing --strip --no-md5sums --dry-run --check" ;;
-        list) echo "$common --long --tree --null --control" ;;
-        cat) echo "$common --control" ;;
-        extract) echo "$common --control --strip --keep --overwrite --same-owner --keep-setuid --dry-run" ;;
+            "--from --libdir --sysroot --admindir --ignore-missing --strip --no-md5sums --no-index" \
+            "--single-stream --dry-run --check" ;;
+        list) echo "$common --long --tree --null --control --index" ;;
+        cat) echo "$common --control --index" ;;
+        extract) echo "$common --control --index --strip --keep --overwrite --same-owner --keep-setuid --dry-run" ;;
         verify) echo "$common --strict --ignore" ;;
-        info) echo "$common --totals" ;;
+        info) echo "$common --totals --index" ;;
         diff) echo "$common --exclude --times --brief --content" ;;
         edit) echo "$common --out --in-place --set --unset --version-suffix --script --remove-script --conffile --allow --check" ;;
-        repack) echo "$common --out --in-place --compression --level --for --allow --check" ;;
+        repack) echo "$common --out --in-place --compression --level --for --index --no-index --allow --check" ;;
         filter) echo "$common --out --delete --add --mode --owner --compression --level --allow --check" ;;
         shlibdeps) echo "$common --arch --from --libdir --sysroot --admindir --ignore-missing --format --why" ;;
         "repo scan") echo "$common --cache --records --multiversion --arch --hash --root --type --keep-going" ;;
@@ -48,7 +49,7 @@ _bex_values() {
         --compress) echo "gz xz zst none" ;;
         --for) echo "debian-11 debian-12" ;;
         --limit) echo "control-bytes= md5sums-bytes= name-bytes= header-bytes= expansion-ratio= expansion-free-bytes= xz-memory=" \
-            "zstd-window-log= entries=" ;;
+            "zstd-window-log= entries= index-bytes=" ;;
     esac
 }
 

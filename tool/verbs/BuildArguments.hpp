@@ -40,6 +40,8 @@ struct BuildArguments {
     bool normalizeModes = false;
     bool skipSpecial = false;
     bool noMd5sums = false;
+    bool noIndex = false;
+    bool singleStream = false;
     bool dryRun = false;
     bool check = false;
 };

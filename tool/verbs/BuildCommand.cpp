@@ -119,6 +119,8 @@ WriteOptions writeOptions(const BuildArguments& arguments, const Context& contex
     options.level = arguments.level;
     options.threads = context.threads;
     options.md5sums = !arguments.noMd5sums;
+    options.index = !arguments.noIndex;
+    options.singleStream = arguments.singleStream;
     options.keepOwner = arguments.keepOwner;
     options.normalizeModes = arguments.normalizeModes;
     options.check = arguments.check;

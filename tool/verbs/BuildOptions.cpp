@@ -123,6 +123,11 @@ void addOutputOptions(CLI::App& verb, BuildArguments& arguments) {
         [&arguments](int level) { arguments.level = level; });
     constexpr const char* flagRow = "Make no md5sums; only list; compare the result before it appears";
     verb.add_flag("--no-md5sums", arguments.noMd5sums, "Make no md5sums")->group(flagRow);
+    constexpr const char* gzipRow = "gzip: no index after the payload; one stream for each archive";
+    verb.add_flag("--no-index", arguments.noIndex, "Write no index after the payload")->group(gzipRow);
+    verb.add_flag("--single-stream", arguments.singleStream,
+                  "One gzip stream, for readers that stop after the first")
+        ->group(gzipRow);
     CLI::Option* dryRun =
         verb.add_flag("--dry-run", arguments.dryRun, "Only list what would go in")->group(flagRow);
     verb.add_flag("--check", arguments.check, "Read the result back and compare before it appears")

@@ -1,7 +1,10 @@
 #include <algorithm>
 #include <cstdint>
 #include <memory>
+#include <optional>
+#include <set>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "bex/stream/Escape.hpp"
@@ -24,6 +27,7 @@ struct CatArguments {
     std::string package;
     std::vector<std::string> paths;
     bool control = false;
+    bool index = false;
 };
 
 /// What was printed.
@@ -32,7 +36,9 @@ struct Printed {
     std::uint64_t bytes = 0;
 };
 
-void printContents(stream::PackageReader& reader, Printed& printed, Console& console) {
+/// `reader` has the read() of a PackageReader or an EntryStream.
+template <typename Reader>
+void printContents(Reader& reader, Printed& printed, Console& console) {
     std::vector<char> buffer(256 * 1024);
     for (std::size_t count = 0; (count = reader.read(buffer.data(), buffer.size())) > 0;) {
         console.out({buffer.data(), count});
@@ -63,6 +69,12 @@ void printTarget(const std::string& package, const Entry& link, Printed& printed
     }
 }
 
+ExitStatus noteWithoutBytes(const std::string& package, const Entry& entry, Context& context) {
+    return answerNo(nameInMessages(package) + ": " + stream::escapeForDisplay(entry.path) + ": is a " +
+                        nameOf(entry.type) + " and has no bytes",
+                    "", context);
+}
+
 void printControl(const stream::PackageReader& reader, Patterns& patterns, Printed& printed, Console& console) {
     for (const auto& member : reader.controlMembers()) {
         if (patterns.choose(member.entry)) {
@@ -87,23 +99,76 @@ ExitStatus printPayload(stream::PackageReader& reader, Patterns& patterns, const
         } else if (entry.type == EntryType::hardlink) {
             printTarget(package, entry, printed, context);
         } else {
-            status = answerNo(nameInMessages(package) + ": " + stream::escapeForDisplay(entry.path) + ": is a " +
-                                  nameOf(entry.type) + " and has no bytes",
-                              "", context);
+            status = noteWithoutBytes(package, entry, context);
         }
+    }
+    return status;
+}
+
+/// The numbers of the entries where each argument is the path of one that is not a directory, so that the others
+/// need not be looked at; nothing where they have to be.
+std::optional<std::set<std::size_t>> numbersOf(const std::vector<std::string>& paths,
+                                               const stream::IndexedPackage& package) {
+    std::set<std::size_t> numbers;
+    for (const std::string& path : paths) {
+        if (path.find_first_of("*?[\\") != std::string::npos) {
+            return std::nullopt;
+        }
+        std::string_view relative = path;
+        relative.remove_prefix(std::min(relative.find_first_not_of('/'), relative.size()));
+        const std::optional<std::size_t> number = package.find(stream::plainPath(relative));
+        if (!number || package.at(*number).entry.type == EntryType::directory) {
+            return std::nullopt;
+        }
+        numbers.insert(*number);
+    }
+    return numbers;
+}
+
+ExitStatus printIndexed(const stream::IndexedPackage& package, std::size_t number, const std::string& name,
+                        Printed& printed, Context& context) {
+    const Entry entry = package.at(number).entry;
+    if (entry.type == EntryType::directory) {
+        return ExitStatus::done;
+    }
+    if (entry.type != EntryType::file && entry.type != EntryType::hardlink) {
+        return noteWithoutBytes(name, entry, context);
+    }
+    stream::EntryStream contents = package.open(number);
+    printContents(contents, printed, context.console);
+    return ExitStatus::done;
+}
+
+ExitStatus printByIndex(const CatArguments& arguments, Patterns& patterns, Printed& printed, Context& context) {
+    const stream::IndexedPackage package = openIndexed(arguments.package, readOptions(context), context);
+    ExitStatus status = ExitStatus::done;
+    const auto print = [&](std::size_t number) {
+        if (patterns.choose(package.at(number).entry)) {
+            status = std::max(status, printIndexed(package, number, arguments.package, printed, context));
+        }
+    };
+    if (const auto numbers = numbersOf(arguments.paths, package)) {
+        std::for_each(numbers->begin(), numbers->end(), print);
+        return status;
+    }
+    for (std::size_t i = 0; i < package.size(); ++i) {
+        print(i);
     }
     return status;
 }
 
 /// On standard error, since the bytes have standard output, and only with --json and --verbose: otherwise nothing
 /// there is a sign of success.
-void reportPrinted(const std::string& package, const Printed& printed, Context& context) {
+void reportPrinted(const CatArguments& arguments, const Printed& printed, Context& context) {
     if (!context.json || context.verbosity == 0) {
         return;
     }
     context.console.flush();
     Json object = {{"schema", 1}};
-    putText(object, "package", package);
+    putText(object, "package", arguments.package);
+    if (arguments.index) {
+        object["source"] = "index";
+    }
     object["entries"] = printed.entries;
     object["bytes"] = printed.bytes;
     context.console.rawError(jsonLine(object));
@@ -113,14 +178,16 @@ ExitStatus runCat(CatArguments& arguments, Context& context) {
     Patterns patterns(arguments.paths);
     Printed printed;
     ExitStatus status = ExitStatus::done;
-    if (arguments.control) {
+    if (arguments.index) {
+        status = printByIndex(arguments, patterns, printed, context);
+    } else if (arguments.control) {
         const stream::PackageReader reader = openFront(arguments.package, readOptions(context), context);
         printControl(reader, patterns, printed, context.console);
     } else {
         stream::PackageReader reader = openWhole(arguments.package, readOptions(context), context);
         status = printPayload(reader, patterns, arguments.package, printed, context);
     }
-    reportPrinted(arguments.package, printed, context);
+    reportPrinted(arguments, printed, context);
     return std::max(status, reportUnused(patterns, arguments.package, context));
 }
 
@@ -130,7 +197,8 @@ void addCat(CLI::App* verb, Action& chosen) {
     const auto arguments = std::make_shared<CatArguments>();
     addPackageArgument(*verb, arguments->package);
     verb->add_option("PATH", arguments->paths, "Entries (glob), printed in the package's order")->required();
-    verb->add_flag("--control", arguments->control, "Print control members instead");
+    CLI::Option* control = verb->add_flag("--control", arguments->control, "Print control members instead");
+    addIndexOption(*verb, arguments->index)->excludes(control);
     verb->footer("Example: bex cat --control hello_1.0_amd64.bex postinst");
     onChosen(*verb, arguments, chosen, runCat);
 }

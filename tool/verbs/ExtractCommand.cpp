@@ -27,6 +27,7 @@ struct ExtractArguments {
     std::vector<std::string> patterns;
     stream::ExtractOptions extract;
     bool control = false;
+    bool index = false;
 };
 
 /// With --dry-run, what would be made is printed or, with --json, goes to `listed`; with -v it is noted.
@@ -71,6 +72,9 @@ void printJson(const ExtractArguments& arguments, const stream::ExtractResult& r
                Console& console) {
     Json object = {{"schema", 1}};
     putText(object, "package", arguments.package);
+    if (arguments.index) {
+        object["source"] = "index";
+    }
     if (arguments.extract.dryRun) {
         object["paths"] = std::move(listed);
     }
@@ -81,6 +85,9 @@ void printJson(const ExtractArguments& arguments, const stream::ExtractResult& r
 
 stream::ExtractResult extractAs(const ExtractArguments& arguments, const stream::ReadOptions& reading,
                                 const stream::ExtractOptions& options, Context& context) {
+    if (arguments.index) {
+        return openIndexed(arguments.package, reading, context).extract(destination(arguments), options);
+    }
     if (arguments.control) {
         return openFront(arguments.package, reading, context).extractControl(destination(arguments), options);
     }
@@ -88,6 +95,9 @@ stream::ExtractResult extractAs(const ExtractArguments& arguments, const stream:
 }
 
 ExitStatus runExtract(ExtractArguments& arguments, Context& context) {
+    if (arguments.index && arguments.patterns.empty()) {
+        throw UsageError("--index is for some entries: PATTERN is missing");
+    }
     catchInterrupts();
     ProgressBar progress(context, "extracting");
     stream::ReadOptions reading = readOptions(context);
@@ -120,7 +130,8 @@ void addExtract(CLI::App* verb, Action& chosen) {
                      "Where to, made if need be; here (DEBIAN with --control) if not given");
     verb->add_option("PATTERN", arguments->patterns,
                      "Only what matches (glob; a directory stands for all below it)");
-    verb->add_flag("--control", arguments->control, "Extract the control members instead");
+    CLI::Option* control = verb->add_flag("--control", arguments->control, "Extract the control members instead");
+    addIndexOption(*verb, arguments->index)->excludes(control);
     addNumber<unsigned>(*verb, "--strip", "Remove this many leading directories from each path",
                         [&extract = arguments->extract](unsigned count) { extract.stripComponents = count; });
     addExistingOptions(*verb, arguments->extract.existing);

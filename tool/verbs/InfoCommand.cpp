@@ -26,6 +26,7 @@ namespace {
 struct InfoArguments {
     std::vector<std::string> packages;
     bool totals = false;
+    bool index = false;
 };
 
 /// How many entries of each kind the payload has, and how large it is unpacked.
@@ -37,18 +38,30 @@ struct Totals {
     std::uint64_t bytes = 0;
 };
 
+void count(const stream::Entry& entry, Totals& totals) {
+    ++totals.entries;
+    totals.bytes += entry.size;
+    if (entry.type == EntryType::file) {
+        ++totals.files;
+    } else if (entry.type == EntryType::directory) {
+        ++totals.directories;
+    } else if (entry.type == EntryType::symlink || entry.type == EntryType::hardlink) {
+        ++totals.links;
+    }
+}
+
 Totals totalsOf(stream::PackageReader& reader) {
     Totals totals;
     for (stream::Entry entry; reader.next(entry);) {
-        ++totals.entries;
-        totals.bytes += entry.size;
-        if (entry.type == EntryType::file) {
-            ++totals.files;
-        } else if (entry.type == EntryType::directory) {
-            ++totals.directories;
-        } else if (entry.type == EntryType::symlink || entry.type == EntryType::hardlink) {
-            ++totals.links;
-        }
+        count(entry, totals);
+    }
+    return totals;
+}
+
+Totals totalsOf(const stream::IndexedPackage& package) {
+    Totals totals;
+    for (std::size_t i = 0; i < package.size(); ++i) {
+        count(package.at(i).entry, totals);
     }
     return totals;
 }
@@ -92,7 +105,10 @@ Json jsonOf(const Totals& totals) {
             {"links", totals.links}, {"bytes", totals.bytes}};
 }
 
-Json packageJson(const std::string& package, const stream::PackageReader& reader, Json payload) {
+/// `reader` has members(), control() and controlMembers() of a PackageReader or an IndexedPackage.
+template <typename Package>
+Json packageJson(const std::string& name, const Package& reader, std::optional<std::uint64_t> indexBytes,
+                 Json payload) {
     Json fields = Json::object();
     for (const auto& field : reader.control().fields()) {
         putText(fields, field.name, field.value);
@@ -110,11 +126,14 @@ Json packageJson(const std::string& package, const stream::PackageReader& reader
         control.push_back(tool::jsonOf(member.entry));
     }
     Json object = {{"schema", 1}};
-    putText(object, "package", package);
+    putText(object, "package", name);
     object["fields"] = std::move(fields);
     object["members"] = std::move(members);
     object["control"] = std::move(control);
     object["payload"] = std::move(payload);
+    if (indexBytes) {
+        object["index"] = {{"bytes", *indexBytes}};
+    }
     return object;
 }
 
@@ -127,7 +146,8 @@ std::string fieldsText(const stream::ControlParagraph& control, const Console& c
     return text;
 }
 
-std::string membersText(const stream::PackageReader& reader) {
+template <typename Package>
+std::string membersText(const Package& reader, std::optional<std::uint64_t> indexBytes) {
     std::vector<std::vector<std::string>> rows;
     for (const auto& member : reader.members()) {
         rows.push_back({stream::escapeForDisplay(member.name), std::to_string(member.size) + " bytes",
@@ -136,6 +156,9 @@ std::string membersText(const stream::PackageReader& reader) {
     for (const auto& member : reader.controlMembers()) {
         rows.push_back({"control: " + stream::escapeForDisplay(stream::plainPath(member.entry.path)),
                         std::to_string(member.contents.size()) + " bytes", modeText(member.entry)});
+    }
+    if (indexBytes) {
+        rows.push_back({"index", std::to_string(*indexBytes) + " bytes", "of the payload"});
     }
     return alignedTable(rows, {1});
 }
@@ -172,33 +195,47 @@ void reachPayload(stream::PackageReader& reader) {
     }
 }
 
-template <typename Payload>
-void print(const std::string& package, const stream::PackageReader& reader, const Payload& payload, bool several,
-           Context& context) {
+template <typename Package, typename Payload>
+void print(const std::string& package, const Package& reader, std::optional<std::uint64_t> indexBytes,
+           const Payload& payload, const InfoArguments& arguments, Context& context) {
     Console& console = context.console;
+    const bool several = arguments.packages.size() > 1;
     if (context.json) {
-        console.out(jsonObject(packageJson(package, reader, jsonOf(payload)), several));
+        Json object = packageJson(package, reader, indexBytes, jsonOf(payload));
+        if (arguments.index) {
+            object["source"] = "index";
+        }
+        console.out(jsonObject(object, several));
         return;
     }
     if (several) {
         console.out(console.styled(Style::strong, stream::escapeForDisplay(package)) + "\n");
     }
-    console.out(fieldsText(reader.control(), console) + "\n" + membersText(reader) + textOf(payload));
+    console.out(fieldsText(reader.control(), console) + "\n" + membersText(reader, indexBytes) + textOf(payload));
     if (several) {
         console.out("\n");
     }
 }
 
 void printOne(const std::string& package, const InfoArguments& arguments, Context& context) {
-    const bool several = arguments.packages.size() > 1;
+    if (arguments.index) {
+        const stream::IndexedPackage indexed = openIndexed(package, readOptions(context), context);
+        print(package, indexed, indexed.indexBytes(), totalsOf(indexed), arguments, context);
+        return;
+    }
     if (arguments.totals) {
         stream::PackageReader reader = openWhole(package, readOptions(context), context);
-        print(package, reader, totalsOf(reader), several, context);
+        const std::optional<std::uint64_t> indexBytes = reader.indexBytes();
+        print(package, reader, indexBytes, totalsOf(reader), arguments, context);
         return;
     }
     stream::PackageReader reader = openFront(package, readOptions(context), context);
+    std::optional<std::uint64_t> indexBytes;
+    if (!isUrl(package)) {  // of which only the front is fetched
+        indexBytes = reader.indexBytes();
+    }
     reachPayload(reader);
-    print(package, reader, estimateOf(reader), several, context);
+    print(package, reader, indexBytes, estimateOf(reader), arguments, context);
 }
 
 ExitStatus runInfo(InfoArguments& arguments, Context& context) {
@@ -213,7 +250,8 @@ ExitStatus runInfo(InfoArguments& arguments, Context& context) {
 void addInfo(CLI::App* verb, Action& chosen) {
     const auto arguments = std::make_shared<InfoArguments>();
     verb->add_option("PKG", arguments->packages, "The packages or their URLs; - is standard input")->required();
-    verb->add_flag("--totals", arguments->totals, "Read the payload for its exact totals");
+    CLI::Option* totals = verb->add_flag("--totals", arguments->totals, "Read the payload for its exact totals");
+    addIndexOption(*verb, arguments->index)->excludes(totals);
     verb->footer("Example: bex info hello_1.0_amd64.bex");
     onChosen(*verb, arguments, chosen, runInfo);
 }

@@ -133,4 +133,19 @@ std::vector<stream::Finding> verifyPackage(const std::string& package, const str
     return stream::verify(package, options);
 }
 
+stream::IndexedPackage openIndexed(const std::string& package, const stream::ReadOptions& options,
+                                   Context& context) {
+    if (package == "-") {
+        throw UsageError("--index needs a file; standard input is read from front to back");
+    }
+    if (isUrl(package)) {
+        return {std::shared_ptr<stream::Source>(remoteFile(package, context)), withoutUser(package), options};
+    }
+    return stream::IndexedPackage(package, options);
+}
+
+CLI::Option* addIndexOption(CLI::App& verb, bool& index) {
+    return verb.add_flag("--index", index, "Believe the package's index, without reading the rest");
+}
+
 }  // namespace bex::tool

@@ -1,8 +1,10 @@
 #pragma once
 
+#include <CLI/App.hpp>
 #include <string>
 #include <vector>
 
+#include "bex/stream/IndexedPackage.hpp"
 #include "bex/stream/PackageReader.hpp"
 #include "bex/stream/Verify.hpp"
 #include "output/Context.hpp"
@@ -40,5 +42,12 @@ stream::PackageReader openFront(const std::string& package, const stream::ReadOp
 /// Verifies a package by path or URL; "-" is standard input.
 std::vector<stream::Finding> verifyPackage(const std::string& package, const stream::ReadOptions& options,
                                            Context& context);
+
+/// Opens a package by path or URL to read it by its index. Throws UsageError for "-".
+stream::IndexedPackage openIndexed(const std::string& package, const stream::ReadOptions& options,
+                                   Context& context);
+
+/// The option --index of verbs that can believe the index of a package.
+CLI::Option* addIndexOption(CLI::App& verb, bool& index);
 
 }  // namespace bex::tool

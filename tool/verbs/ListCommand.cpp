@@ -25,6 +25,7 @@ struct ListArguments {
     bool tree = false;
     bool nulEnds = false;
     bool control = false;
+    bool index = false;
 };
 
 /// A path for people and columns, or for programs as it is.
@@ -69,6 +70,9 @@ public:
         if (context_.json) {
             Json object = {{"schema", 1}};
             putText(object, "package", options_.package);
+            if (options_.index) {
+                object["source"] = "index";
+            }
             object["entries"] = std::move(entries_);
             context_.console.out(jsonText(object));
         }
@@ -104,6 +108,13 @@ private:
 
 template <typename Use>
 void forEachEntry(const ListArguments& arguments, Context& context, Use use) {
+    if (arguments.index) {
+        const stream::IndexedPackage package = openIndexed(arguments.package, readOptions(context), context);
+        for (std::size_t i = 0; i < package.size(); ++i) {
+            use(package.at(i).entry);
+        }
+        return;
+    }
     if (arguments.control) {
         const stream::PackageReader reader = openFront(arguments.package, readOptions(context), context);
         for (const auto& member : reader.controlMembers()) {
@@ -140,7 +151,8 @@ void addList(CLI::App* verb, Action& chosen) {
         verb->add_flag("-l,--long", arguments->detailed, "Mode, owner, size, time, path, link target");
     CLI::Option* tree = verb->add_flag("--tree", arguments->tree, "Draw the tree")->excludes(detailed);
     verb->add_flag("-0,--null", arguments->nulEnds, "End each line with NUL and escape nothing")->excludes(tree);
-    verb->add_flag("--control", arguments->control, "List the control members instead");
+    CLI::Option* control = verb->add_flag("--control", arguments->control, "List the control members instead");
+    addIndexOption(*verb, arguments->index)->excludes(control);
     verb->footer("Example: bex list --long hello_1.0_amd64.bex 'usr/share/*'");
     onChosen(*verb, arguments, chosen, runList);
 }

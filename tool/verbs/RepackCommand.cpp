@@ -45,9 +45,17 @@ struct RepackArguments {
     const Release* release = nullptr;
     std::vector<std::string> allowed;
     bool check = false;
+    bool index = false;
+    bool noIndex = false;
 };
 
 Compression compressionFor(const RepackArguments& arguments) {
+    if (arguments.index && arguments.compression.value_or(Compression::gzip) != Compression::gzip) {
+        throw UsageError("--index: only gzip has an index");
+    }
+    if (arguments.index) {
+        return Compression::gzip;  // which every release reads
+    }
     if (arguments.release == nullptr && !arguments.compression) {
         throw UsageError("--compression KIND or --for RELEASE is missing");
     }
@@ -88,7 +96,7 @@ void requireUsable(const RepackArguments& arguments) {
 }
 
 ExitStatus runRepack(RepackArguments& arguments, Context& context) {
-    const stream::RepackOptions how{compressionFor(arguments), arguments.level};
+    const stream::RepackOptions how{compressionFor(arguments), arguments.level, !arguments.noIndex};
     requireUsable(arguments);
     catchInterrupts();
     return forEachPackage(arguments.packages, context, [&](const std::string& package) {
@@ -123,6 +131,8 @@ void addRepack(CLI::App* verb, Action& chosen) {
     addChoice<const Release*>(*verb, "--for", "Choose what dpkg of this release reads: debian-11, debian-12",
                               releases, [arguments](const Release* release) { arguments->release = release; })
         ->option_text("RELEASE");
+    CLI::Option* index = verb->add_flag("--index", arguments->index, "Compress with gzip, with an index");
+    verb->add_flag("--no-index", arguments->noIndex, "Write no index after a payload of gzip")->excludes(index);
     addFindingCodes(*verb, "--allow", "Accept errors of this code, as verify names them", arguments->allowed);
     verb->add_flag("--check", arguments->check, "Read the result back and verify it before it appears");
     verb->footer("Example: bex repack *.deb -o old --for debian-11");

@@ -29,6 +29,7 @@ struct EditOptions : ReadOptions {
 struct RepackOptions {
     Compression compression = Compression::gzip;  ///< bzip2 is not written
     std::optional<int> level;                     ///< as levelsOf() says; unset: the usual one
+    bool index = true;                            ///< as WriteOptions::index
 };
 
 /// What was written.

@@ -29,6 +29,9 @@ struct Limits {
     /// Entries of the payload, and paths of it, those of directories without an entry included. Some 100 bytes are
     /// kept for each path, and its last component once more when that has more than 15.
     std::uint64_t entries = 1000000;
+    /// Bytes of the payload's index, as stored, and of the same unpacked. The stored ones are read into memory as
+    /// a whole: some 10 bytes for each entry.
+    std::uint64_t indexBytes = std::uint64_t{64} << 20;
 };
 
 }  // namespace bex::stream

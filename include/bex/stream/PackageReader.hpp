@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -26,6 +27,9 @@ namespace bex::stream {
 /// excepted), and hard links to anything but an earlier regular file, in every function; docs/policy.md has all
 /// rules. Checks the checksum and length of every compressed block that is read. Blocks that lie wholly inside
 /// skipped contents are not read, and so not checked.
+///
+/// Compares the index that a payload may end with (IndexedPackage) with all that was read, and refuses one that
+/// differs when the last entry has been read. Nothing else is believed of it.
 ///
 /// Every failure is a StreamError whose message begins with the package's name. A failure of the package, in
 /// next(), read() or extract(), comes again at every further call.
@@ -61,6 +65,11 @@ public:
 
     /// The members in order; from a pipe, those that were reached so far.
     const std::vector<Member>& members() const noexcept;
+
+    /// Bytes of the package that are the index of its payload, which IndexedPackage reads; nothing where it has
+    /// none or where it comes from a pipe. Reads the end of the data member. Call before next() or after the last
+    /// entry. Throws StreamError.
+    std::optional<std::uint64_t> indexBytes() const;
 
     /// Goes to the next entry of the payload, skipping what is left of the current one. When it returns false, the
     /// end of the payload and the rest of the input have been checked.

@@ -20,6 +20,11 @@ struct WriteOptions {
     std::optional<int> level;                       ///< as levelsOf() says; unset: the usual one
     unsigned threads = 0;                           ///< 0: one for each processor. The bytes do not depend on it.
     std::size_t blockBytes = std::size_t{1} << 20;  ///< payload bytes that are compressed as one block
+    /// End a gzip payload of more than one block with an index, for IndexedPackage; other readers pass over it.
+    bool index = true;
+    /// gzip: write each archive as one gzip member, for readers that stop after the first. Such a payload is
+    /// compressed by one thread, with the levels 0 to 9, and has no index.
+    bool singleStream = false;
     /// Make the control member "md5sums": every name of a regular file but conffiles, which users change.
     bool md5sums = true;
     /// Set Installed-Size unless the paragraph gives it: each file's and symlink's size in whole KiB, a file with
@@ -50,6 +55,7 @@ struct WriteOptions {
 struct WriteResult {
     std::uint64_t packageBytes = 0;  ///< length of the package file; 0 in a dry run
     std::uint64_t payloadBytes = 0;  ///< contents of the payload's files, unpacked
+    std::uint64_t indexBytes = 0;    ///< of the package, that are the payload's index; 0 where it has none
     std::uint64_t entries = 0;       ///< entries of the payload
     /// What others will not be able to do with the package, none of which keeps it from being written:
     /// `script-no-interpreter`, a maintainer script that names no interpreter; `path-long`, a name that is too

@@ -1,5 +1,7 @@
 #include <algorithm>
+#include <cstdint>
 #include <cstring>
+#include <functional>
 #include <memory>
 
 #include "stream/codec/BlockPool.hpp"
@@ -15,6 +17,7 @@ public:
     BlockEncoder(Sink& out, const CompressionSettings& settings)
         : out_(out),
           blockBytes_(settings.blockBytes),
+          onBlock_(settings.onBlock),
           pool_(settings.threads, jobsInFlight(settings.threads),
                 [level = settings.level] { return GzipBlockWork(level); }) {}
 
@@ -65,13 +68,17 @@ private:
     }
 
     void writeFront() {
-        const Buffer& output = pool_.front().output;
-        out_.write(output.data(), output.size());
+        const Block& block = pool_.front();
+        out_.write(block.output.data(), block.output.size());
+        if (onBlock_) {
+            onBlock_(block.output.size(), block.input.size());
+        }
         pool_.pop();
     }
 
     Sink& out_;
     const std::size_t blockBytes_;
+    const std::function<void(std::uint64_t, std::uint64_t)> onBlock_;
     std::size_t filled_ = 0;  // of the pool's next block
     bool begun_ = false;
     BlockPool pool_;

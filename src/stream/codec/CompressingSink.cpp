@@ -1,5 +1,6 @@
 #include "stream/codec/CompressingSink.hpp"
 
+#include <algorithm>
 #include <exception>
 #include <string>
 
@@ -31,7 +32,7 @@ std::unique_ptr<Encoder> makeEncoder(Sink& out, const CompressionSettings& setti
         case Compression::none:
             return std::make_unique<PlainEncoder>(out);
         case Compression::gzip:
-            return makeBlockEncoder(out, settings);
+            return settings.singleStream ? makeGzipEncoder(out, settings) : makeBlockEncoder(out, settings);
         case Compression::zstd:
             return makeZstdEncoder(out, settings);
         case Compression::xz:
@@ -42,8 +43,16 @@ std::unique_ptr<Encoder> makeEncoder(Sink& out, const CompressionSettings& setti
     return nullptr;
 }
 
+CompressionLevels levelsFor(const CompressionSettings& settings) {
+    CompressionLevels levels = levelsOf(settings.compression);
+    if (settings.singleStream) {
+        levels.highest = std::min(levels.highest, 9);  // zlib's
+    }
+    return levels;
+}
+
 void checkLevel(const CompressionSettings& settings) {
-    const CompressionLevels levels = levelsOf(settings.compression);
+    const CompressionLevels levels = levelsFor(settings);
     if (settings.level < levels.lowest || settings.level > levels.highest) {
         throw invalid("compression level " + std::to_string(settings.level) + ": " +
                       std::string(nameOf(settings.compression)) + " has levels " + std::to_string(levels.lowest) +
@@ -56,6 +65,9 @@ void checkLevel(const CompressionSettings& settings) {
 void checkSettings(const CompressionSettings& settings) {
     if (settings.compression == Compression::bzip2) {
         throw invalid("compression bzip2 is read, not written");
+    }
+    if (settings.singleStream && settings.compression != Compression::gzip) {
+        throw invalid("only gzip is written as a single stream or in blocks");
     }
     if (settings.compression != Compression::none) {
         checkLevel(settings);

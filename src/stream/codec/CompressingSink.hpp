@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 
 #include "bex/stream/Compression.hpp"
@@ -14,6 +15,10 @@ struct CompressionSettings {
     int level = levelsOf(Compression::gzip).usual;
     unsigned threads = 1;                           ///< at least 1; the bytes do not depend on it
     std::size_t blockBytes = std::size_t{1} << 20;  ///< uncompressed, of gzip
+    bool singleStream = false;                      ///< gzip: one member, made by one thread
+    /// Called for each block of gzip when it has been written, in order, with its bytes and those it unpacks to;
+    /// unset: for none.
+    std::function<void(std::uint64_t memberBytes, std::uint64_t unpackedBytes)> onBlock = nullptr;
 };
 
 /// Throws StreamError (`invalidInput`) for settings that the format does not have.
@@ -21,9 +26,10 @@ void checkSettings(const CompressionSettings& settings);
 
 /// Compresses what is written to it and writes the result to another sink, in order, on the writing thread.
 /// gzip: each block becomes one member with its length in an extra field, and what is noise is stored; the members
-/// are made on a pool of threads with a bounded number of blocks in flight. zstd and xz: one stream. none: as it
-/// is. An error, of a worker or of the target, reaches the caller of write() or finish(); destroyed before
-/// finish(), it stops its threads, when each has done with its block, and writes nothing more.
+/// are made on a pool of threads with a bounded number of blocks in flight. A single stream is one member of
+/// zlib's. zstd and xz: one stream. none: as it is. An error, of a worker or of the target, reaches the caller of
+/// write() or finish(); destroyed before finish(), it stops its threads, when each has done with its block, and
+/// writes nothing more.
 ///
 /// Memory: for gzip, twice `threads` blocks of input and output and a compressor for each thread (under 1 MiB,
 /// from level 10 on some 6 MiB); for zstd some 10 MiB and 6 for each thread, from level 16 on some 50 and 100; for

@@ -13,6 +13,8 @@
 
 namespace bex::stream {
 
+class BlockWatch;
+
 /// The uncompressed bytes of one member, in order, in chunks. Used by one thread at a time; may use threads of
 /// its own, which end with it: the source must be left alone until then, and destruction waits for a read of it
 /// that is under way. Memory is bounded by block size and threads, or by the limits.
@@ -44,6 +46,9 @@ struct DecompressionSettings {
     /// Unpacks 4 KiB at a time, blocks too, on the caller's thread, and reads little more of the source than that
     /// needs: for a source where every byte is dear.
     bool gradual = false;
+    /// Sees the members of gzip, from whichever thread reads the source; null: nobody. It must outlive the result,
+    /// and is complete when next() has returned nothing.
+    BlockWatch* watch = nullptr;
 };
 
 /// Decompresses what is left of `source` (which ends where the member ends and must outlive the result).

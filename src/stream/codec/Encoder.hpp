@@ -26,6 +26,9 @@ protected:
 /// A row of gzip members of `settings.blockBytes` (Gzip.hpp: blocks).
 std::unique_ptr<Encoder> makeBlockEncoder(Sink& out, const CompressionSettings& settings);
 
+/// One gzip member, compressed by zlib on the calling thread. The bytes depend on zlib's version alone.
+std::unique_ptr<Encoder> makeGzipEncoder(Sink& out, const CompressionSettings& settings);
+
 /// One xz stream with CRC-64. Works in threads of liblzma's own; fewer than asked for where their memory would go
 /// beyond a bound.
 std::unique_ptr<Encoder> makeXzEncoder(Sink& out, const CompressionSettings& settings);

@@ -2,6 +2,9 @@
 
 #include <libdeflate.h>
 
+#include <algorithm>
+#include <utility>
+
 #include "stream/codec/CodecError.hpp"
 
 namespace bex::stream {
@@ -16,6 +19,10 @@ constexpr std::uint8_t kComment = 0x10;
 constexpr std::uint8_t kReserved = 0xe0;
 // Its four bytes count the whole member, so that a reader finds the next one without inflating this one.
 constexpr unsigned kLengthId = 'B' | 'X' << 8;
+
+constexpr unsigned idOf(std::string_view name) noexcept {
+    return static_cast<unsigned>(name[0]) | static_cast<unsigned>(name[1]) << 8;
+}
 
 template <typename Number>
 std::uint8_t byteOf(Number number, unsigned index) noexcept {
@@ -105,24 +112,39 @@ private:
             if (size > left) {
                 break;
             }
-            readSubfield(size, id == kLengthId && size == 4);
+            take(id, readText(size));
             left -= size;
         }
-        readSubfield(left, false);
+        readText(left);
     }
 
-    void readSubfield(unsigned size, bool memberLength) {
-        std::uint32_t number = 0;
-        for (unsigned i = 0; i < size; ++i) {
-            const std::uint32_t next = byte();
-            if (i < 4) {  // a longer subfield is none of ours; its further bytes would shift beyond the number
-                number |= next << (8 * i);
+    /// The first subfield of a name counts, as for readers that stop at it.
+    void take(unsigned id, std::string data) {
+        if (id == kLengthId && data.size() == 4 && !header_.memberBytes) {
+            header_.memberBytes = decode32(data.data());
+        } else if (header_.subfield == GzipSubfield::none) {
+            if (id == idOf(kIndexId)) {
+                header_.subfield = GzipSubfield::index;
+                header_.data = std::move(data);
+            } else if (id == idOf(kIndexFooterId)) {
+                header_.subfield = GzipSubfield::indexFooter;
+                header_.data = std::move(data);
             }
         }
-        // The first one counts, as for readers that stop at it.
-        if (memberLength && !header_.memberBytes) {
-            header_.memberBytes = number;
+    }
+
+    std::string readText(std::size_t size) {
+        std::string text;
+        while (text.size() < size) {
+            if (!input_.fill()) {
+                throw truncatedError(place_, input_.offset(), "a gzip header");
+            }
+            const std::size_t count = std::min(size - text.size(), input_.size());
+            text.append(input_.data(), count);
+            crc_ = libdeflate_crc32(crc_, input_.data(), count);
+            input_.consume(count);
         }
+        return text;
     }
 
     Input& input_;

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "bex/stream/StreamError.hpp"
 #include "stream/base/Place.hpp"
@@ -25,7 +26,12 @@ namespace bex::stream {
 //     00         no compressor flags      04 00      the subfield's length, then the member's
 
 constexpr std::size_t kBlockHeaderBytes = 20;
+constexpr std::size_t kExtraOffset = 10;  ///< of the extra field's length in the header
 constexpr std::size_t kGzipTrailerBytes = 8;
+
+/// Names of the subfields of members that carry an index (IndexChain.hpp).
+constexpr std::string_view kIndexId = "BI";
+constexpr std::string_view kIndexFooterId = "BF";
 
 /// The most that a block may unpack to: bounds what a reader allocates on the word of a member's length fields.
 /// Deflate, which looks back 32 KiB, gains nothing from larger blocks.
@@ -43,10 +49,15 @@ struct GzipTrailer {
 std::array<std::uint8_t, kGzipTrailerBytes> encode(const GzipTrailer& trailer) noexcept;
 GzipTrailer decodeTrailer(const char* bytes) noexcept;
 
+/// What a header has beside its length.
+enum class GzipSubfield { none, index, indexFooter };
+
 struct GzipHeader {
     std::uint64_t offset = 0;                  ///< of the member in its input
     std::uint64_t bytes = 0;                   ///< of the header
     std::optional<std::uint32_t> memberBytes;  ///< what a subfield "BX" claims, unchecked
+    GzipSubfield subfield = GzipSubfield::none;
+    std::string data;  ///< of that subfield
 };
 
 /// Reads the header of the next member. Nothing at the end of the input; zero bytes before it are passed over.

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "stream/codec/CodecError.hpp"
+#include "stream/codec/IndexChain.hpp"
 #include "stream/codec/Inflater.hpp"
 #include "stream/codec/StreamDecoder.hpp"
 
@@ -13,8 +14,12 @@ namespace {
 /// Header, checksum and length are checked here, as for blocks.
 class GzipDecoder final : public StreamDecoder {
 public:
-    GzipDecoder(Input& input, Place place, bool strict, const std::optional<GzipHeader>& header)
-        : input_(input), place_(std::move(place)), inflater_(strict ? makeZlibInflater() : makeIsalInflater()) {
+    GzipDecoder(Input& input, Place place, const DecompressionSettings& settings,
+                const std::optional<GzipHeader>& header)
+        : input_(input),
+          place_(std::move(place)),
+          watch_(settings.watch),
+          inflater_(settings.strict ? makeZlibInflater() : makeIsalInflater()) {
         if (header) {
             begin(*header);
         }
@@ -38,6 +43,9 @@ private:
     }
 
     void begin(const GzipHeader& header) {
+        if (watch_ != nullptr) {
+            watch_->see(header, std::nullopt);
+        }
         header_ = header;
         found_ = {};
         inMember_ = true;
@@ -78,6 +86,7 @@ private:
 
     Input& input_;
     const Place place_;
+    BlockWatch* const watch_;
     const std::unique_ptr<Inflater> inflater_;
     GzipHeader header_;
     GzipTrailer found_;  // what the member's data gave so far
@@ -86,9 +95,10 @@ private:
 
 }  // namespace
 
-std::unique_ptr<StreamDecoder> makeGzipDecoder(Input& input, const Place& place, bool strict,
+std::unique_ptr<StreamDecoder> makeGzipDecoder(Input& input, const Place& place,
+                                               const DecompressionSettings& settings,
                                                const std::optional<GzipHeader>& header) {
-    return std::make_unique<GzipDecoder>(input, place, strict, header);
+    return std::make_unique<GzipDecoder>(input, place, settings, header);
 }
 
 }  // namespace bex::stream

@@ -8,6 +8,7 @@
 
 #include "stream/codec/BlockPool.hpp"
 #include "stream/codec/CodecError.hpp"
+#include "stream/codec/IndexChain.hpp"
 #include "stream/codec/Inflater.hpp"
 #include "stream/codec/StreamDecoder.hpp"
 
@@ -79,12 +80,11 @@ class GzipDecompressor final : public Decompressor {
 public:
     GzipDecompressor(std::unique_ptr<Input> input, Place place, const DecompressionSettings& settings)
         : place_(std::move(place)),
-          threads_(settings.threads),
-          strict_(settings.strict),
-          largestWindow_(jobsInFlight(threads_)),
+          settings_(settings),
+          largestWindow_(jobsInFlight(settings.threads)),
           input_(std::move(input)),
-          pool_(threads_, largestWindow_,
-                [place = place_, strict = strict_] { return UnpackWork(place, strict); }) {}
+          pool_(settings.threads, largestWindow_,
+                [place = place_, strict = settings.strict] { return UnpackWork(place, strict); }) {}
 
     std::string_view next() override {
         giveBack();
@@ -202,12 +202,16 @@ private:
         return unpackedSize(block.input.data() + bytes - kGzipTrailerBytes);
     }
 
+    /// What the block after header_ unpacks to, as its trailer says. Called once for each block.
     std::uint32_t unpackedSize(const char* trailer) const {
         const std::uint32_t size = decodeTrailer(trailer).size;
         if (size > kMaximumBlockBytes) {  // guard: blocks beyond the largest
             throw damagedError(place_, memberAt(header_->offset) + ": wrong length: a block of " +
                                            std::to_string(size) + " bytes, more than " +
                                            std::to_string(kMaximumBlockBytes));
+        }
+        if (settings_.watch != nullptr) {
+            settings_.watch->see(*header_, size);
         }
         return size;
     }
@@ -267,13 +271,13 @@ private:
             std::rethrow_exception(failure_);
         }
         if (header_ && !streaming()) {
-            stream_ = makeStreamDecompressor(makeGzipDecoder(*input_, place_, strict_, header_), threads_);
+            stream_ =
+                makeStreamDecompressor(makeGzipDecoder(*input_, place_, settings_, header_), settings_.threads);
         }
     }
 
     const Place place_;
-    const unsigned threads_;
-    const bool strict_;
+    const DecompressionSettings settings_;
     const std::size_t largestWindow_;
     std::size_t window_ = 1;  // blocks to have in flight
     const std::unique_ptr<Input> input_;

@@ -29,9 +29,10 @@ protected:
 
 // The input must outlive each of these.
 
-/// Decodes all remaining gzip members. `header`: of the first one, if the caller has read it already. `strict` as
-/// in DecompressionSettings.
-std::unique_ptr<StreamDecoder> makeGzipDecoder(Input& input, const Place& place, bool strict,
+/// Decodes all remaining gzip members. `header`: of the first one, if the caller has read it already. Of the
+/// settings, `strict` and `watch` count.
+std::unique_ptr<StreamDecoder> makeGzipDecoder(Input& input, const Place& place,
+                                               const DecompressionSettings& settings,
                                                const std::optional<GzipHeader>& header = {});
 std::unique_ptr<StreamDecoder> makeXzDecoder(Input& input, const Place& place,
                                              const DecompressionSettings& settings);

@@ -8,6 +8,7 @@
 #include "stream/ar/ArWriter.hpp"
 #include "stream/base/CountingSink.hpp"
 #include "stream/control/Sha256.hpp"
+#include "stream/index/IndexBuilder.hpp"
 #include "stream/verify/PackageChecks.hpp"
 #include "stream/writer/ControlArchiveWriter.hpp"
 #include "stream/writer/Notes.hpp"
@@ -85,9 +86,10 @@ Place PackageRewrite::controlPlace() const {
     return source_.place(source_.path(), source_.controlMember());
 }
 
-void PackageRewrite::checkSourcePayload(PackageStream& stream, PayloadDepth depth) const {
+void PackageRewrite::checkSourcePayload(PackageStream& stream, PayloadDepth depth,
+                                        const std::function<void(const Entry&)>& onEntry) const {
     checkPayload(stream, control_.members(), controlPlace(), source_.place(source_.path(), source_.dataMember()),
-                 depth);
+                 depth, onEntry);
 }
 
 void PackageRewrite::write(std::string_view bytes) {
@@ -174,7 +176,7 @@ EditResult PackageRewrite::edit() {
     return std::move(result_);
 }
 
-EditResult PackageRewrite::repack(const CompressionSettings& settings) {
+EditResult PackageRewrite::repack(const CompressionSettings& settings, bool index) {
     const std::unique_ptr<PackageStream> stream = source_.read();
     stream->expect(checkControlMembers(control_.members(), controlPlace()));
     const auto writeControl = [&](const Member&) {
@@ -187,7 +189,7 @@ EditResult PackageRewrite::repack(const CompressionSettings& settings) {
         };
         addControl(compressed(writeTar, settings), settings.compression);
     };
-    const auto writeData = [&](const Member&) { repackData(*stream, settings); };
+    const auto writeData = [&](const Member&) { repackData(*stream, settings, index); };
     writeMembers(writeControl, writeData);
     readBack(true);
     finish();
@@ -195,7 +197,7 @@ EditResult PackageRewrite::repack(const CompressionSettings& settings) {
 }
 
 /// The length of the member, which its header begins with, is known last.
-void PackageRewrite::repackData(PackageStream& stream, const CompressionSettings& settings) {
+void PackageRewrite::repackData(PackageStream& stream, CompressionSettings settings, bool index) {
     const std::uint64_t header = size_;
     newData_ = source_.dataMember();
     newData_.name = memberName("data.tar", settings.compression);
@@ -206,12 +208,22 @@ void PackageRewrite::repackData(PackageStream& stream, const CompressionSettings
     const bool wantsDigest = source_.options().digests || source_.options().check;
     Sha256 digest;
     MemberSink member(out_, newData_.name);
+    IndexBuilder builder;  // stays without blocks, and so makes nothing, unless gzip is written in blocks
+    std::function<void(const Entry&)> onEntry;
+    if (index && settings.compression == Compression::gzip) {
+        settings.onBlock = [&builder](std::uint64_t memberBytes, std::uint64_t unpackedBytes) {
+            builder.addBlock(memberBytes, unpackedBytes);
+        };
+        onEntry = [&](const Entry& entry) { builder.add(entry, stream.extent()); };
+    }
     CompressingSink compressing(member, settings);
     CountingSink tar(compressing);
     BothSinks both(wantsDigest ? &digest : nullptr, tar);
     stream.copyPayloadTo(both);
-    checkSourcePayload(stream, PayloadDepth::contents);
+    checkSourcePayload(stream, PayloadDepth::contents, onEntry);
     compressing.finish();
+    const std::string chain = builder.takeChain();
+    member.write(chain.data(), chain.size());
 
     newData_.size = member.bytes();
     size_ += newData_.size;
@@ -220,6 +232,7 @@ void PackageRewrite::repackData(PackageStream& stream, const CompressionSettings
     result_.digestBefore = wantsDigest ? digest.hexDigest() : "";
     Notes notes;
     notes.takePayload(newData_.size, tar.bytes());
+    notes.takeIndex(builder.unpackedBytes());
     result_.notes.insert(result_.notes.end(), notes.all().begin(), notes.all().end());
 }
 

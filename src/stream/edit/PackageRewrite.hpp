@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -24,7 +25,8 @@ public:
     /// As PackageEditor::write().
     EditResult edit();
     /// As PackageEditor::repack().
-    EditResult repack(const CompressionSettings& settings);
+    /// `index`: end the payload with an index, as PackageEditor::repack() does.
+    EditResult repack(const CompressionSettings& settings, bool index);
 
 private:
     template <typename WriteControl, typename WriteData>
@@ -33,9 +35,10 @@ private:
     void copyMember(const Member& member);
     void endMember();
     void addControl(const std::string& contents, Compression compression);
-    void repackData(PackageStream& stream, const CompressionSettings& settings);
+    void repackData(PackageStream& stream, CompressionSettings settings, bool index);
     Place controlPlace() const;
-    void checkSourcePayload(PackageStream& stream, PayloadDepth depth) const;
+    void checkSourcePayload(PackageStream& stream, PayloadDepth depth,
+                            const std::function<void(const Entry&)>& onEntry = nullptr) const;
     std::string digestOf(int descriptor, const std::string& name, std::uint64_t offset, std::uint64_t size) const;
     void readBack(bool ofTar);
     void finish();

@@ -93,17 +93,38 @@ private:
     ExtractResult result_;
 };
 
-/// Extracts the stream's entries and remembers the files that were left out, which later hard links may name.
+/// The entries of a package that is read from front to back.
+class StreamSource final : public ExtractSource {
+public:
+    explicit StreamSource(PackageStream& stream) : stream_(stream) {}
+
+    const std::string& name() const noexcept override { return stream_.name(); }
+    unsigned threads() const override { return stream_.threads(); }
+    bool next(Entry& entry) override { return stream_.next(entry); }
+    const std::string& path() const noexcept override { return stream_.path(); }
+    void check(const Entry&) override {}  // next() has
+    std::string_view read() override { return stream_.read(); }
+    [[noreturn]] void refuseLink(const Entry& entry, const std::string& reason) const override {
+        stream_.refuseLink(entry, reason);
+    }
+
+private:
+    PackageStream& stream_;
+};
+
+/// Extracts the source's entries and remembers the files that were left out, which later hard links may name.
 class EntryLoop {
 public:
-    EntryLoop(PackageStream& stream, Target& target) : stream_(stream), target_(target) {}
+    EntryLoop(ExtractSource& source, Target& target) : source_(source), target_(target) {}
 
     void run() {
-        for (Entry entry; stream_.next(entry);) {
-            if (const auto path = target_.pathOf(entry, stream_.path())) {
-                target_.make(entry, *path, linkPathOf(entry), [this] { return stream_.read(); });
+        for (Entry entry; source_.next(entry);) {
+            if (const auto path = target_.pathOf(entry, source_.path())) {
+                const std::string linkPath = linkPathOf(entry);
+                source_.check(entry);
+                target_.make(entry, *path, linkPath, [this] { return source_.read(); });
             } else if (entry.type == EntryType::file || entry.type == EntryType::hardlink) {
-                leftOut_.insert(stream_.path());
+                leftOut_.insert(source_.path());
             }
         }
     }
@@ -115,24 +136,30 @@ private:
         }
         const std::string target = plainPath(entry.linkTarget);
         if (leftOut_.count(target) != 0) {  // guard: links to files that are left out
-            stream_.refuseLink(entry,
+            source_.refuseLink(entry,
                                "is a hard link to " + quotedName(entry.linkTarget) + ", which is not extracted");
         }
         return target_.pathOf(target).value_or("");
     }
 
-    PackageStream& stream_;
+    ExtractSource& source_;
     Target& target_;
     std::set<std::string> leftOut_;
 };
 
 }  // namespace
 
+ExtractResult extractFrom(ExtractSource& source, const std::string& destination, const ExtractOptions& options,
+                          System& system) {
+    Target target(destination, source.name(), options, system, source.threads());
+    target.settledAfter([&] { EntryLoop(source, target).run(); });
+    return target.finish();
+}
+
 ExtractResult extractAll(PackageStream& stream, const std::string& destination, const ExtractOptions& options,
                          System& system) {
-    Target target(destination, stream.name(), options, system, stream.threads());
-    target.settledAfter([&] { EntryLoop(stream, target).run(); });
-    return target.finish();
+    StreamSource source(stream);
+    return extractFrom(source, destination, options, system);
 }
 
 ExtractResult extractMembers(const std::vector<ControlMember>& members, const std::string& package,

@@ -47,8 +47,12 @@ private:
 };
 
 std::unique_ptr<Decompressor> unpack(ByteStream& contents, Compression compression,
-                                     const EntryReaderSettings& settings, const Place& place) {
+                                     const EntryReaderSettings& settings, const Place& place,
+                                     IndexCheck* indexCheck = nullptr) {
     DecompressionSettings decompression;
+    if (indexCheck != nullptr) {
+        decompression.watch = &indexCheck->watch();
+    }
     decompression.limits = settings.limits;
     decompression.threads = threadCount(settings.threads);
     decompression.strict = settings.strict;
@@ -60,11 +64,21 @@ std::unique_ptr<Decompressor> unpack(ByteStream& contents, Compression compressi
     return bytes;
 }
 
+/// Only gzip has an index.
+std::unique_ptr<IndexCheck> makeIndexCheck(Compression compression, const EntryReaderSettings& settings,
+                                           const Place& place) {
+    if (!settings.checkIndex || compression != Compression::gzip) {
+        return nullptr;
+    }
+    return std::make_unique<IndexCheck>(settings.limits, place);
+}
+
 }  // namespace
 
 EntryReader::EntryReader(ByteStream& contents, Compression compression, const EntryReaderSettings& settings,
                          const Place& place)
-    : bytes_(unpack(contents, compression, settings, place), settings.bytesLimit, place),
+    : indexCheck_(makeIndexCheck(compression, settings, place)),
+      bytes_(unpack(contents, compression, settings, place, indexCheck_.get()), settings.bytesLimit, place),
       tar_(bytes_, settings.limits, place),
       policy_(settings.limits, place) {}
 
@@ -78,7 +92,13 @@ void copyTar(ByteStream& contents, Compression compression, const EntryReaderSet
 
 bool EntryReader::next(Entry& entry) {
     if (!tar_.next(entry)) {
+        if (indexCheck_) {
+            indexCheck_->finish();
+        }
         return false;
+    }
+    if (indexCheck_) {
+        indexCheck_->add(entry, tar_.extent());
     }
     policy_.check(entry);
     return true;

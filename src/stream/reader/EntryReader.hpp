@@ -1,11 +1,13 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <string_view>
 
 #include "bex/stream/Sink.hpp"
 #include "stream/codec/BoundedDecompressor.hpp"
+#include "stream/index/IndexCheck.hpp"
 #include "stream/reader/EntryPolicy.hpp"
 #include "stream/tar/TarReader.hpp"
 
@@ -21,6 +23,9 @@ struct EntryReaderSettings {
     /// Gets every byte of the archive as it is unpacked, the end marks and what follows them too; null: nobody. It
     /// must outlive the reader. Nothing is then skipped unread.
     Sink* copy = nullptr;
+    /// Compare the archive with the index that may follow it. Once the last entry has been read, one that differs
+    /// is refused.
+    bool checkIndex = false;
 };
 
 /// The entries of one tar archive of the package, unpacked, bounded and judged.
@@ -42,10 +47,14 @@ public:
     /// As EntryPolicy::lacksParent().
     bool lacksParent() const noexcept { return policy_.lacksParent(); }
 
+    /// As TarReader::extent().
+    const TarExtent& extent() const noexcept { return tar_.extent(); }
+
     /// As TarReader::read().
     std::string_view read() { return tar_.read(); }
 
 private:
+    std::unique_ptr<IndexCheck> indexCheck_;  // null without an index to expect
     BoundedDecompressor bytes_;
     TarReader tar_;
     EntryPolicy policy_;

@@ -7,6 +7,7 @@
 
 #include "stream/base/Place.hpp"
 #include "stream/base/Text.hpp"
+#include "stream/codec/IndexChain.hpp"
 #include "stream/reader/ControlArchive.hpp"
 
 namespace bex::stream {
@@ -55,6 +56,7 @@ EntryReaderSettings PackageStream::payloadSettings(const Member& member) const {
     settings.strict = strict_;
     settings.threads = options_.threads;
     settings.copy = payloadCopy_;
+    settings.checkIndex = true;
     settings.bytesLimit = {payloadLimit(options_.limits, member.size), "expansionRatio",
                            "the limits expansionRatio and expansionFreeBytes"};
     return settings;
@@ -82,6 +84,24 @@ void PackageStream::openPayload() {
     dataMember_ = member.name;
     payload_ = std::make_unique<EntryReader>(members_.contents(), member.compression, payloadSettings(member),
                                              place_.in(member.name));
+}
+
+std::optional<std::uint64_t> PackageStream::indexBytes() {
+    if (!members_.seekable() || payload_ != nullptr) {
+        return std::nullopt;
+    }
+    const Member member = members_.open(MemberRole::data);
+    if (member.compression != Compression::gzip || member.size < kIndexFooterBytes) {
+        return std::nullopt;
+    }
+    std::string end(kIndexFooterBytes, '\0');
+    members_.contents().skip(member.size - end.size());
+    end.resize(readFully(members_.contents(), end.data(), end.size()));
+    const std::optional<IndexFooter> footer = parseIndexFooter(end);
+    if (!footer || footer->bytes > member.size) {
+        return std::nullopt;
+    }
+    return footer->bytes + kIndexFooterBytes;
 }
 
 void PackageStream::copyControl(Sink& out) {

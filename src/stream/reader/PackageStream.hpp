@@ -38,6 +38,13 @@ public:
     unsigned threads() const { return threadCount(options_.threads); }
     const std::vector<Member>& members() const noexcept { return members_.members(); }
 
+    /// The data member. Call after checkStructure(), not for a pipe; what is read of the payload begins anew.
+    const Member& dataMember() { return members_.open(MemberRole::data); }
+    /// Bytes of the package that are the payload's index, as its footer says; nothing where it has none, or where
+    /// the package comes from a pipe. Reads the end of the data member. Call before next() or after the last
+    /// entry.
+    std::optional<std::uint64_t> indexBytes();
+
     /// Checks all of the structure that can be checked before contents are read. Call first, once.
     void checkStructure() { members_.check(); }
 
@@ -71,6 +78,9 @@ public:
     const std::string& path() const noexcept { return payload_->path(); }
     /// As EntryPolicy::lacksParent().
     bool lacksParent() const noexcept { return payload_->lacksParent(); }
+
+    /// As TarReader::extent(), for the current entry.
+    const TarExtent& extent() const noexcept { return payload_->extent(); }
 
     /// The next bytes of the current entry, as TarReader::read(); counted for the progress callback.
     std::string_view read();

@@ -70,6 +70,7 @@ TarReader::TarReader(Decompressor& bytes, const Limits& limits, Place place)
 
 bool TarReader::next(Entry& entry) {
     skip(std::exchange(contentsLeft_, 0) + std::exchange(restLeft_, 0));
+    extent_.begin = position_;
     TarExtensions extensions;
     for (;;) {
         const std::string_view block = readBlock();
@@ -114,6 +115,7 @@ std::string_view TarReader::take(std::uint64_t size) {
     const std::string_view bytes =
         view_.substr(0, static_cast<std::size_t>(std::min<std::uint64_t>(size, view_.size())));
     view_.remove_prefix(bytes.size());
+    position_ += bytes.size();
     return bytes;
 }
 
@@ -149,6 +151,7 @@ void TarReader::skip(std::uint64_t size) {
     if (rest != 0 && bytes_.skip(rest) < rest) {
         failTruncated();
     }
+    position_ += size;
 }
 
 void TarReader::readExtension(const TarHeader& header, TarExtensions& extensions) {
@@ -162,6 +165,8 @@ void TarReader::begin(TarHeader header, const TarExtensions& extensions, Entry& 
     checkEntry(header, type, extensions);
     contentsLeft_ = contentBytes(header, type);
     restLeft_ = paddedToBlocks(header.size) - contentsLeft_;
+    extent_.contents = position_;
+    extent_.end = position_ + contentsLeft_ + restLeft_;
     describe(std::move(header), type, entry);
 }
 

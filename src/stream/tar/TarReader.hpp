@@ -11,6 +11,13 @@
 
 namespace bex::stream {
 
+/// Where an entry stands in an archive, in bytes from its beginning.
+struct TarExtent {
+    std::uint64_t begin = 0;     ///< of its headers
+    std::uint64_t contents = 0;  ///< of what follows them
+    std::uint64_t end = 0;       ///< of the padding
+};
+
 /// Reads a tar archive entry by entry. Contents are neither kept nor copied; headers are compared with the limits
 /// before anything is allocated for them. Throws StreamError for a damaged archive and for headers that readers
 /// understand differently. After any exception the reader only accepts destruction.
@@ -25,6 +32,9 @@ public:
 
     /// The next bytes of the current entry's contents, valid until the next call of any kind; empty at their end.
     std::string_view read();
+
+    /// Where the current entry stands.
+    const TarExtent& extent() const noexcept { return extent_; }
 
 private:
     bool refill();
@@ -45,6 +55,8 @@ private:
     std::string block_;               // a header that does not lie within one view
     std::uint64_t contentsLeft_ = 0;  // of the current entry, for read()
     std::uint64_t restLeft_ = 0;      // bytes between them and the next header
+    std::uint64_t position_ = 0;      // of view_ in the archive
+    TarExtent extent_;
 };
 
 }  // namespace bex::stream

@@ -27,6 +27,8 @@ const std::vector<std::string>& findingCodes() {
                                                  "field",
                                                  "format-version",
                                                  "hardlink-target",
+                                                 "index-mismatch",
+                                                 "index-version",
                                                  "limit",
                                                  "link-target",
                                                  "md5-doubled",

@@ -67,6 +67,15 @@ void Notes::takePayload(std::uint64_t memberBytes, std::uint64_t tarBytes) {
     }
 }
 
+void Notes::takeIndex(std::uint64_t bytes) {
+    const Limits limits;
+    if (bytes > limits.indexBytes) {
+        add("", "limit", "indexBytes",
+            "readers refuse an index of more than " + std::to_string(limits.indexBytes) +
+                " bytes unless told otherwise");
+    }
+}
+
 void Notes::takeControl(const std::map<std::string, std::string>& files) {
     const Limits limits;
     std::uint64_t sums = 0;

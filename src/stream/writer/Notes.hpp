@@ -17,6 +17,8 @@ public:
     void take(const Entry& entry);
     /// Looks at how far the payload expands: from `memberBytes` to `tarBytes`.
     void takePayload(std::uint64_t memberBytes, std::uint64_t tarBytes);
+    /// Looks at how many bytes the index of the payload has unpacked.
+    void takeIndex(std::uint64_t bytes);
     void takeControl(const std::map<std::string, std::string>& files);
 
     const std::vector<Finding>& all() const noexcept { return notes_; }

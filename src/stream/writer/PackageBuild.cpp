@@ -60,6 +60,7 @@ Limits withoutLimits() {
     limits.expansionFreeBytes = most;
     limits.xzMemoryBytes = most;
     limits.entries = most;
+    limits.indexBytes = most;
     return limits;
 }
 
@@ -161,10 +162,12 @@ void PackageBuild::write(Sink& out, const std::string& temporaryDirectory) {
 
 void PackageBuild::writePayload(Spool& spool) {
     PayloadWriter payload(plan_, collection_, system_, meter_);
-    payload.write(spool, settings(), options_.md5sums);
+    payload.write(spool, settings(), {options_.md5sums, options_.index});
+    result_.indexBytes = payload.indexBytes();
     makeControlFiles(payload.takeMd5sums());
     Notes notes;
     notes.takePayload(spool.size(), payload.tarBytes());
+    notes.takeIndex(payload.unpackedIndexBytes());
     notes.takeControl(controlFiles_);
     result_.notes.insert(result_.notes.end(), notes.all().begin(), notes.all().end());
 }
@@ -200,6 +203,7 @@ CompressionSettings PackageBuild::settings() const {
     settings.level = options_.level.value_or(levelsOf(options_.compression).usual);
     settings.threads = threadCount(options_.threads);
     settings.blockBytes = options_.blockBytes;
+    settings.singleStream = options_.singleStream;
     return settings;
 }
 

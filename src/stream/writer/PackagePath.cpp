@@ -1,8 +1,5 @@
 #include "stream/writer/PackagePath.hpp"
 
-#include <algorithm>
-#include <cstddef>
-
 #include "bex/stream/Escape.hpp"
 #include "stream/base/Place.hpp"
 #include "stream/base/Text.hpp"
@@ -13,14 +10,6 @@ namespace {
 
 [[noreturn]] void refuse(std::string_view given, const char* reason) {
     throw invalidInput("", quotedName(std::string(given)) + ": " + reason);
-}
-
-/// No path holds a NUL, so that nothing shares the rank of "/".
-unsigned rank(char c) noexcept {
-    if (c == '/') {
-        return 0;
-    }
-    return static_cast<unsigned char>(c);
 }
 
 }  // namespace
@@ -60,16 +49,6 @@ std::string storedPath(std::string_view plain, EntryType type) {
         stored += '/';
     }
     return stored;
-}
-
-bool comesBefore(std::string_view left, std::string_view right) noexcept {
-    const std::size_t common = std::min(left.size(), right.size());
-    for (std::size_t i = 0; i < common; ++i) {
-        if (left[i] != right[i]) {
-            return rank(left[i]) < rank(right[i]);
-        }
-    }
-    return left.size() < right.size();
 }
 
 bool isWithin(std::string_view path, std::string_view directory) noexcept {

@@ -21,10 +21,6 @@ bool isPlainFileName(std::string_view name) noexcept;
 /// A plain path as the payload stores it: "./" before it, "/" after a directory.
 std::string storedPath(std::string_view plain, EntryType type);
 
-/// The order of the payload: bytewise, except that "/" comes before every other byte. So a directory stands right
-/// before all that is below it.
-bool comesBefore(std::string_view left, std::string_view right) noexcept;
-
 /// Whether `path` is `directory` or stands below it; both plain.
 bool isWithin(std::string_view path, std::string_view directory) noexcept;
 

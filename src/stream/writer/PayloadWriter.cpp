@@ -1,5 +1,6 @@
 #include "stream/writer/PayloadWriter.hpp"
 
+#include <algorithm>
 #include <memory>
 #include <string_view>
 
@@ -20,7 +21,7 @@ using PayloadPool = WorkPool<PayloadBlock>;
 constexpr std::size_t kPieceBytes = std::size_t{256} << 10;
 
 bool isMadeOfBlocks(const CompressionSettings& settings) noexcept {
-    return settings.compression == Compression::gzip;
+    return settings.compression == Compression::gzip && !settings.singleStream;
 }
 
 std::size_t blockBytesOf(const CompressionSettings& settings) noexcept {
@@ -42,14 +43,18 @@ void describeNext(PayloadCursor& cursor, PayloadPool& pool) {
 
 }  // namespace
 
-void PayloadWriter::write(Sink& out, const CompressionSettings& settings, bool md5sums) {
-    wantsSums_ = md5sums;
+void PayloadWriter::write(Sink& out, const CompressionSettings& settings, const PayloadExtras& extras) {
+    wantsSums_ = extras.md5sums;
     if (wantsSums_) {
         md5sums_.reserve(md5sumsBytes());  // growing would take as much again for a moment
     }
     if (isMadeOfBlocks(settings)) {
+        if (extras.index) {
+            index_ = std::make_unique<IndexBuilder>();
+        }
         writeBlocks(settings,
                     [&out](const PayloadBlock& block) { out.write(block.output.data(), block.output.size()); });
+        writeIndex(out);
         return;
     }
     CompressingSink stream(out, settings);
@@ -76,6 +81,9 @@ void PayloadWriter::writeBlocks(const CompressionSettings& settings, const Deliv
     const auto deliverFront = [&] {
         const PayloadBlock& block = pool.front();
         deliver(block);
+        if (block.offset == 0 && pool.size() == 1 && !cursor.more()) {
+            index_.reset();  // the only block
+        }
         take(block);
         pool.pop();
     };
@@ -102,8 +110,38 @@ void PayloadWriter::take(const PayloadBlock& block) {
             addSum(sum);
         }
     }
+    if (index_) {
+        addToIndex(block);
+    }
     const bool isEnd = block.firstEntry == plan_.size();  // nothing but the archive's end
     meter_.add(block.contentBytes, isEnd ? std::string() : plan_.entry(block.firstEntry).path);
+}
+
+/// With the block, the entries that begin in it.
+void PayloadWriter::addToIndex(const PayloadBlock& block) {
+    constexpr std::size_t mostOwnerBytes = 32;  // what a header has room for
+    index_->addBlock(block.output.size(), block.input.size());
+    for (; indexedEntries_ < plan_.size() && indexedBytes_ < block.end(); ++indexedEntries_) {
+        Entry entry = plan_.entry(indexedEntries_);
+        const EntryExtent extent(entry, indexedBytes_);
+        entry.owner.resize(std::min(entry.owner.size(), mostOwnerBytes));
+        entry.group.resize(std::min(entry.group.size(), mostOwnerBytes));
+        index_->add(entry, {extent.begin, extent.contents, extent.end});
+        indexedBytes_ = extent.end;
+    }
+}
+
+void PayloadWriter::writeIndex(Sink& out) {
+    if (!index_) {
+        return;
+    }
+    const std::string chain = index_->takeChain();
+    if (!chain.empty()) {
+        out.write(chain.data(), chain.size());
+        indexBytes_ = chain.size();
+        unpackedIndexBytes_ = index_->unpackedBytes();
+    }
+    index_.reset();
 }
 
 std::size_t PayloadWriter::md5sumsBytes() const {

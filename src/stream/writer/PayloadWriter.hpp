@@ -4,17 +4,25 @@
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <memory>
 #include <string>
 #include <utility>
 
 #include "bex/stream/Sink.hpp"
 #include "stream/base/ProgressMeter.hpp"
 #include "stream/codec/CompressingSink.hpp"
+#include "stream/index/IndexBuilder.hpp"
 #include "stream/writer/Collection.hpp"
 #include "stream/writer/PayloadBlock.hpp"
 #include "stream/writer/Plan.hpp"
 
 namespace bex::stream {
+
+/// What is made of a payload beside its archive.
+struct PayloadExtras {
+    bool md5sums = true;
+    bool index = true;  ///< where it is written in blocks of gzip, more than one
+};
 
 /// Writes the payload of a plan as a compressed tar archive, in one pass over the contents. The blocks of the tar
 /// stream are made by as many threads as the compression has; this thread puts them in order. The bytes do not
@@ -27,10 +35,14 @@ public:
 
     /// Writes the whole archive to `out`. Throws as PackageWriter::write(). Call once.
     /// Memory: two blocks for each thread, beside what CompressingSink says.
-    void write(Sink& out, const CompressionSettings& settings, bool md5sums);
+    void write(Sink& out, const CompressionSettings& settings, const PayloadExtras& extras);
 
     /// The length of the archive before it was compressed.
     std::uint64_t tarBytes() const noexcept { return tarBytes_; }
+
+    /// Bytes of the index, as stored and as Limits::indexBytes counts them; 0 where there is none.
+    std::uint64_t indexBytes() const noexcept { return indexBytes_; }
+    std::uint64_t unpackedIndexBytes() const noexcept { return unpackedIndexBytes_; }
 
     /// The control member "md5sums", deb-md5sums(5), when it was asked for: one line for every name of a regular
     /// file, but for conffiles, which are there to be changed.
@@ -43,6 +55,8 @@ private:
     Work makeWork(const CompressionSettings& settings) const;
     void writeBlocks(const CompressionSettings& settings, const Deliver& deliver);
     void take(const PayloadBlock& block);
+    void addToIndex(const PayloadBlock& block);
+    void writeIndex(Sink& out);
     std::size_t md5sumsBytes() const;
     void addSum(const PayloadBlock::Sum& sum);
 
@@ -52,6 +66,11 @@ private:
     ProgressMeter& meter_;
     bool wantsSums_ = false;
     std::uint64_t tarBytes_ = 0;
+    std::unique_ptr<IndexBuilder> index_;  ///< null where none is wanted
+    std::size_t indexedEntries_ = 0;
+    std::uint64_t indexedBytes_ = 0;  ///< of the archive: where the next entry begins
+    std::uint64_t indexBytes_ = 0;
+    std::uint64_t unpackedIndexBytes_ = 0;
     std::string md5sums_;
     std::map<std::size_t, std::string> linkedDigests_;  ///< of files with further names
 };

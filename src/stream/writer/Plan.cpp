@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "bex/stream/Escape.hpp"
+#include "stream/base/PathOrder.hpp"
 #include "stream/base/Place.hpp"
 #include "stream/base/Text.hpp"
 #include "stream/tar/TarHeader.hpp"

@@ -1,0 +1,229 @@
+#include "bex/stream/IndexedPackage.hpp"
+
+#include <algorithm>
+#include <exception>
+#include <utility>
+
+#include "stream/base/ProgressMeter.hpp"
+#include "stream/base/WorkPool.hpp"
+#include "stream/control/ParagraphParser.hpp"
+#include "stream/extract/ExtractLoop.hpp"
+#include "stream/reader/ControlArchive.hpp"
+#include "stream/reader/EntryPolicy.hpp"
+#include "stream/reader/IndexedPayload.hpp"
+#include "stream/reader/PackageStream.hpp"
+
+namespace bex::stream {
+
+namespace {
+
+OpenInput openFile(const std::string& path) {
+    OpenInput input = openInput(openForReading(path, System::real()), path, System::real());
+    if (input.source == nullptr) {
+        throw invalidInput(path, "only a regular file can be read by its index");
+    }
+    return input;
+}
+
+/// The contents of the row from `position` on, as far as they lie in one block; empty at their end.
+std::string_view contentsAt(const IndexedPayload& payload, const IndexRow& row, std::uint64_t position,
+                            std::shared_ptr<const Buffer>& block) {
+    if (position >= row.entry.size) {
+        return {};
+    }
+    // An entry ends before the archive does, so that there are bytes.
+    const std::string_view bytes = payload.bytesAt(row.extent.contents + position, block);
+    return bytes.substr(
+        0, static_cast<std::size_t>(std::min<std::uint64_t>(row.entry.size - position, bytes.size())));
+}
+
+}  // namespace
+
+struct EntryStream::State {
+    std::shared_ptr<const IndexedPayload> payload;
+    IndexRow row;
+    std::uint64_t position = 0;
+    std::shared_ptr<const Buffer> block;  // keeps the bytes that were read last
+};
+
+EntryStream::EntryStream(std::unique_ptr<State> state) : state_(std::move(state)) {}
+EntryStream::~EntryStream() = default;
+EntryStream::EntryStream(const EntryStream& other) : state_(std::make_unique<State>(*other.state_)) {}
+EntryStream::EntryStream(EntryStream&&) noexcept = default;
+EntryStream& EntryStream::operator=(const EntryStream& other) {
+    state_ = std::make_unique<State>(*other.state_);
+    return *this;
+}
+EntryStream& EntryStream::operator=(EntryStream&&) noexcept = default;
+
+const Entry& EntryStream::entry() const noexcept {
+    return state_->row.entry;
+}
+
+std::uint64_t EntryStream::size() const noexcept {
+    return state_->row.entry.size;
+}
+
+std::uint64_t EntryStream::position() const noexcept {
+    return state_->position;
+}
+
+void EntryStream::seek(std::uint64_t position) noexcept {
+    state_->position = position;
+}
+
+std::size_t EntryStream::read(char* buffer, std::size_t size) {
+    State& state = *state_;
+    const std::string_view bytes = contentsAt(*state.payload, state.row, state.position, state.block);
+    size = bytes.copy(buffer, size);
+    state.position += size;
+    return size;
+}
+
+struct IndexedPackage::State {
+    State(OpenInput input, const std::string& name, const ReadOptions& given) : options(given), place(name) {
+        const std::shared_ptr<Source> source = input.source;
+        PackageStream stream(std::move(input), place, options);
+        stream.checkStructure();
+        controlMembers = stream.readControl();
+        try {
+            control = parseParagraph(findMember(controlMembers, "control")->contents, place.at("control"));
+        } catch (const StreamError&) {
+            controlFailure = std::current_exception();  // control() throws it; the payload can do without
+        }
+        members = stream.members();
+        const Member data = stream.dataMember();
+        payload = std::make_shared<IndexedPayload>(source, data, place.in(data.name), options.limits);
+    }
+
+    const ReadOptions options;
+    const Place place;
+    std::vector<ControlMember> controlMembers;
+    ControlParagraph control;
+    std::exception_ptr controlFailure;
+    std::vector<Member> members;
+    std::shared_ptr<const IndexedPayload> payload;
+};
+
+namespace {
+
+/// The entries of the index, for extraction. Only those that are extracted are checked and read.
+class IndexedSource final : public ExtractSource {
+public:
+    IndexedSource(std::shared_ptr<const IndexedPayload> payload, std::string name, const ReadOptions& options)
+        : payload_(std::move(payload)),
+          name_(std::move(name)),
+          threads_(threadCount(options.threads)),
+          policy_(options.limits, payload_->place()),
+          progress_(options.progress) {}
+
+    const std::string& name() const noexcept override { return name_; }
+    unsigned threads() const override { return threads_; }
+
+    bool next(Entry& entry) override {
+        if (next_ == payload_->size()) {
+            progress_.finish();
+            return false;
+        }
+        row_ = payload_->row(next_++);
+        entry = row_.entry;
+        path_ = plainPath(entry.path);
+        read_ = 0;
+        return true;
+    }
+
+    const std::string& path() const noexcept override { return path_; }
+
+    void check(const Entry& entry) override {
+        policy_.check(entry);
+        payload_->confirm(row_);
+    }
+
+    std::string_view read() override {
+        const std::string_view bytes = contentsAt(*payload_, row_, read_, block_);
+        read_ += bytes.size();
+        progress_.add(bytes.size(), row_.entry.path);
+        return bytes;
+    }
+
+    [[noreturn]] void refuseLink(const Entry& entry, const std::string& reason) const override {
+        payload_->place().at(entry.path).fail(ErrorKind::refused, "hardlink-target", reason);
+    }
+
+private:
+    const std::shared_ptr<const IndexedPayload> payload_;
+    const std::string name_;
+    const unsigned threads_;
+    EntryPolicy policy_;
+    ProgressMeter progress_;
+    std::size_t next_ = 0;
+    IndexRow row_;
+    std::string path_;
+    std::uint64_t read_ = 0;  // of the current entry's contents
+    std::shared_ptr<const Buffer> block_;
+};
+
+}  // namespace
+
+IndexedPackage::IndexedPackage(const std::string& path, const ReadOptions& options)
+    : state_(std::make_unique<State>(openFile(path), path, options)) {}
+
+IndexedPackage::IndexedPackage(std::shared_ptr<Source> source, const std::string& name, const ReadOptions& options)
+    : state_(std::make_unique<State>(openInput(std::move(source)), name, options)) {}
+
+IndexedPackage::~IndexedPackage() = default;
+IndexedPackage::IndexedPackage(IndexedPackage&&) noexcept = default;
+IndexedPackage& IndexedPackage::operator=(IndexedPackage&&) noexcept = default;
+
+const ControlParagraph& IndexedPackage::control() const {
+    if (state_->controlFailure) {
+        std::rethrow_exception(state_->controlFailure);
+    }
+    return state_->control;
+}
+
+const std::vector<ControlMember>& IndexedPackage::controlMembers() const noexcept {
+    return state_->controlMembers;
+}
+
+const std::vector<Member>& IndexedPackage::members() const noexcept {
+    return state_->members;
+}
+
+std::size_t IndexedPackage::size() const noexcept {
+    return state_->payload->size();
+}
+
+std::uint64_t IndexedPackage::indexBytes() const noexcept {
+    return state_->payload->indexBytes();
+}
+
+IndexedEntry IndexedPackage::at(std::size_t number) const {
+    IndexRow row = state_->payload->row(number);
+    return {std::move(row.entry), row.extent.begin};
+}
+
+std::optional<std::size_t> IndexedPackage::find(std::string_view plain) const {
+    return state_->payload->find(plain);
+}
+
+EntryStream IndexedPackage::open(std::size_t number) const {
+    const std::optional<std::size_t> found = state_->payload->contentsOf(number);
+    if (!found) {
+        state_->payload->place()
+            .at(state_->payload->row(number).entry.path)
+            .fail(ErrorKind::invalidInput, codeOf(ErrorKind::invalidInput), "has no contents to read");
+    }
+    auto stream = std::make_unique<EntryStream::State>();
+    stream->payload = state_->payload;
+    stream->row = state_->payload->row(*found);
+    state_->payload->confirm(stream->row);
+    return EntryStream(std::move(stream));
+}
+
+ExtractResult IndexedPackage::extract(const std::string& destination, const ExtractOptions& options) const {
+    IndexedSource source(state_->payload, state_->place.package(), state_->options);
+    return extractFrom(source, destination, options, System::real());
+}
+
+}  // namespace bex::stream

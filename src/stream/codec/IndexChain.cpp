@@ -1,0 +1,209 @@
+#include "stream/codec/IndexChain.hpp"
+
+#include <libdeflate.h>
+
+#include <algorithm>
+#include <utility>
+
+namespace bex::stream {
+
+namespace {
+
+// An empty deflate stream, its CRC-32 and its length.
+constexpr std::string_view kEmptyMember("\x03\0\0\0\0\0\0\0\0\0", 2 + kGzipTrailerBytes);
+
+void append(std::string& to, std::uint64_t number, unsigned bytes) {
+    for (unsigned i = 0; i < bytes; ++i) {
+        to += static_cast<char>(number >> (8 * i) & 0xff);
+    }
+}
+
+std::uint64_t numberIn(std::string_view bytes, std::size_t offset, unsigned size) {
+    std::uint64_t number = 0;
+    for (unsigned i = 0; i < size; ++i) {
+        number |= std::uint64_t{static_cast<std::uint8_t>(bytes[offset + i])} << (8 * i);
+    }
+    return number;
+}
+
+/// An empty member with these bytes in a subfield of its header.
+void appendMember(std::string& to, std::string_view id, std::string_view data) {
+    const std::size_t length = kIndexMemberBytes + data.size();
+    auto header = blockHeader(static_cast<std::uint32_t>(length));
+    const std::size_t extra = kBlockHeaderBytes - kExtraOffset - 2 + id.size() + 2 + data.size();
+    header[kExtraOffset] = static_cast<std::uint8_t>(extra & 0xff);
+    header[kExtraOffset + 1] = static_cast<std::uint8_t>(extra >> 8);
+    to.append(reinterpret_cast<const char*>(header.data()), header.size());
+    to += id;
+    append(to, data.size(), 2);
+    to += data;
+    to += kEmptyMember;
+}
+
+std::string formatFooter(const IndexFooter& footer) {
+    std::string data;
+    append(data, footer.version, 2);
+    append(data, 0, 2);
+    append(data, footer.offset, 8);
+    append(data, footer.bytes, 8);
+    append(data, footer.stored, 8);
+    append(data, footer.crc, 4);
+    return data;
+}
+
+IndexFooter footerIn(std::string_view data) {
+    IndexFooter footer;
+    footer.version = static_cast<std::uint16_t>(numberIn(data, 0, 2));
+    footer.offset = numberIn(data, 4, 8);
+    footer.bytes = numberIn(data, 12, 8);
+    footer.stored = numberIn(data, 20, 8);
+    footer.crc = static_cast<std::uint32_t>(numberIn(data, 28, 4));
+    return footer;
+}
+
+}  // namespace
+
+std::uint64_t indexChainBytes(std::uint64_t stored) noexcept {
+    return stored + (stored + kIndexPieceBytes - 1) / kIndexPieceBytes * kIndexMemberBytes;
+}
+
+std::string formatIndexChain(std::string_view index, std::uint64_t offset) {
+    IndexFooter footer;
+    footer.offset = offset;
+    footer.stored = index.size();
+    footer.crc = libdeflate_crc32(0, index.data(), index.size());
+    std::string chain;
+    chain.reserve(static_cast<std::size_t>(indexChainBytes(index.size())) + kIndexFooterBytes);
+    for (; !index.empty(); index.remove_prefix(std::min(index.size(), kIndexPieceBytes))) {
+        appendMember(chain, kIndexId, index.substr(0, kIndexPieceBytes));
+    }
+    footer.bytes = chain.size();
+    appendMember(chain, kIndexFooterId, formatFooter(footer));
+    return chain;
+}
+
+std::optional<IndexFooter> parseIndexFooter(std::string_view bytes) {
+    if (bytes.size() != kIndexFooterBytes) {
+        return std::nullopt;
+    }
+    const std::string_view data = bytes.substr(kBlockHeaderBytes + 4, kIndexFooterDataBytes);
+    std::string expected;
+    appendMember(expected, kIndexFooterId, data);
+    if (bytes != expected) {
+        return std::nullopt;
+    }
+    return footerIn(data);
+}
+
+StreamError indexError(const Place& place, std::string reason) {
+    return place.error(ErrorKind::damaged, "index-mismatch", "the index " + std::move(reason));
+}
+
+void checkIndexFooter(const IndexFooter& footer, std::uint64_t streamBytes, const Limits& limits,
+                      const Place& place) {
+    if (footer.version != kIndexVersion) {
+        place.fail(ErrorKind::unsupported, "index-version",
+                   "has an index of version " + std::to_string(footer.version) + "; " +
+                       std::to_string(kIndexVersion) + " is supported");
+    }
+    if (footer.stored > limits.indexBytes) {  // guard: the size of an index
+        place.failLimit("indexBytes", "has an index of " + std::to_string(footer.stored) +
+                                          " bytes; the limit indexBytes allows " +
+                                          std::to_string(limits.indexBytes));
+    }
+    // The chain is bounded by what it holds, so that the sum below cannot overflow.
+    if (footer.stored == 0 || footer.bytes != indexChainBytes(footer.stored) ||
+        footer.bytes > streamBytes - kIndexFooterBytes ||
+        footer.offset != streamBytes - kIndexFooterBytes - footer.bytes) {  // guard: where an index begins
+        throw indexError(place, "is not where its footer says");
+    }
+}
+
+std::string joinIndexChain(std::string_view chain, const IndexFooter& footer, const Place& place) {
+    std::string index;
+    index.reserve(static_cast<std::size_t>(footer.stored));
+    for (std::uint64_t left = footer.stored; left != 0;) {
+        const auto size = static_cast<std::size_t>(std::min<std::uint64_t>(left, kIndexPieceBytes));
+        const std::string_view piece = chain.substr(kBlockHeaderBytes + 4, size);
+        std::string expected;
+        appendMember(expected, kIndexId, piece);
+        if (chain.substr(0, expected.size()) != expected) {
+            throw indexError(place, "is interrupted by something else");
+        }
+        index += piece;
+        chain.remove_prefix(expected.size());
+        left -= size;
+    }
+    if (libdeflate_crc32(0, index.data(), index.size()) != footer.crc) {  // guard: the checksum of an index
+        throw indexError(place, "has a wrong checksum");
+    }
+    return index;
+}
+
+void BlockWatch::see(const GzipHeader& header, std::optional<std::uint32_t> unpacked) {
+    if (header.subfield == GzipSubfield::none) {
+        seeBlock(header, unpacked);
+        return;
+    }
+    if (footer_) {
+        fault_ = "does not stand at the end of the payload";
+    } else if (unpacked != std::uint32_t{0} ||
+               header.bytes != kIndexMemberBytes - kEmptyMember.size() + header.data.size() ||
+               header.memberBytes != header.bytes + kEmptyMember.size()) {
+        fault_ = "stands in a gzip member that is not empty";
+    }
+    if (header.subfield == GzipSubfield::index) {
+        if (index_.size() + header.data.size() > limits_.indexBytes) {  // guard: the size of an index in a stream
+            place_.failLimit("indexBytes", "has an index of more than " + std::to_string(limits_.indexBytes) +
+                                               " bytes (the limit indexBytes)");
+        }
+        index_ += header.data;
+        chainBytes_ += kIndexMemberBytes + header.data.size();
+    } else if (header.data.size() == kIndexFooterDataBytes) {
+        footer_ = footerIn(header.data);
+    } else {
+        fault_ = "has a footer of the wrong length";
+        footer_.emplace();
+    }
+}
+
+void BlockWatch::seeBlock(const GzipHeader& header, std::optional<std::uint32_t> unpacked) {
+    if (sawIndex()) {
+        fault_ = "does not stand at the end of the payload";
+    } else if (!unpacked || !header.memberBytes || header.bytes != kBlockHeaderBytes || ended_) {
+        fault_ = "belongs to a payload that is not a row of blocks of one size";
+    }
+    if (!unpacked || !header.memberBytes) {
+        return;
+    }
+    if (blocks_ == 0) {
+        blockBytes_ = *unpacked;
+    }
+    ended_ = *unpacked != blockBytes_;
+    if (*unpacked > blockBytes_) {
+        fault_ = "belongs to a payload that is not a row of blocks of one size";
+    }
+    ++blocks_;
+    unpackedBytes_ += *unpacked;
+    streamBytes_ += *header.memberBytes;
+    memberLengths_.add(*header.memberBytes);
+}
+
+std::optional<std::string> BlockWatch::takeIndex() {
+    if (!footer_) {
+        throw indexError(place_, "has no footer");
+    }
+    if (fault_ == nullptr && footer_->version != kIndexVersion) {
+        return std::nullopt;
+    }
+    if (fault_ != nullptr) {
+        throw indexError(place_, fault_);
+    }
+    checkIndexFooter(*footer_, streamBytes_ + chainBytes_ + kIndexFooterBytes, limits_, place_);
+    if (index_.size() != footer_->stored || libdeflate_crc32(0, index_.data(), index_.size()) != footer_->crc) {
+        throw indexError(place_, "has a wrong checksum");
+    }
+    return std::move(index_);
+}
+
+}  // namespace bex::stream

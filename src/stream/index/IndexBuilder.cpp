@@ -1,0 +1,114 @@
+#include "stream/index/IndexBuilder.hpp"
+
+#include <libdeflate.h>
+
+#include <new>
+#include <utility>
+
+#include "stream/codec/IndexChain.hpp"
+#include "stream/index/Varint.hpp"
+
+namespace bex::stream {
+
+namespace {
+
+constexpr int kLevel = 6;
+
+void append32(std::string& to, std::size_t number) {
+    for (unsigned shift = 0; shift < 32; shift += 8) {
+        to += static_cast<char>(number >> shift & 0xff);
+    }
+}
+
+}  // namespace
+
+void IndexBuilder::FreeCompressor::operator()(libdeflate_compressor* compressor) const noexcept {
+    libdeflate_free_compressor(compressor);
+}
+
+IndexBuilder::IndexBuilder() = default;
+IndexBuilder::~IndexBuilder() = default;
+
+void IndexBuilder::addBlock(std::uint64_t memberBytes, std::uint64_t unpackedBytes) {
+    if (blocks_ == 0) {
+        blockBytes_ = unpackedBytes;
+    } else {
+        uniform_ = uniform_ && lastBlockBytes_ == blockBytes_ && unpackedBytes <= blockBytes_;
+    }
+    lastBlockBytes_ = unpackedBytes;
+    streamBytes_ += memberBytes;
+    tarBytes_ += unpackedBytes;
+    if (++blocks_ <= kMostIndexedBlocks) {
+        appendVarint(memberLengths_, memberBytes);
+    }
+}
+
+void IndexBuilder::add(const Entry& entry, const TarExtent& extent) {
+    group_.add(entry, extent);
+    order_.add(plainPath(entry.path));
+    ++entries_;
+    if (group_.size() == kIndexGroupEntries) {
+        endGroup();
+    }
+}
+
+/// Compresses the text and returns the number of bytes that were appended.
+std::size_t IndexBuilder::append(std::string_view text, std::string& to) {
+    if (!compressor_) {
+        compressor_.reset(libdeflate_alloc_compressor(kLevel));
+        if (!compressor_) {
+            throw std::bad_alloc();
+        }
+    }
+    unpackedBytes_ += text.size();
+    const std::size_t before = to.size();
+    const std::size_t bound = libdeflate_deflate_compress_bound(compressor_.get(), text.size());
+    to.resize(before + bound);
+    // The bound leaves room for any text, so that this never gives 0.
+    const std::size_t size =
+        libdeflate_deflate_compress(compressor_.get(), text.data(), text.size(), to.data() + before, bound);
+    to.resize(before + size);
+    return size;
+}
+
+void IndexBuilder::endGroup() {
+    appendVarint(groups_, group_.begin());
+    appendVarint(groups_, group_.firstPath().size());
+    groups_ += group_.firstPath();
+    for (const std::string& column : group_.columns().texts) {
+        std::size_t stored = 0;
+        if (!column.empty()) {
+            stored = append(column, columns_);
+        }
+        appendVarint(groups_, column.size());
+        appendVarint(groups_, stored);
+    }
+    group_.clear();
+}
+
+std::string IndexBuilder::takeChain() {
+    if (blocks_ < 2 || blocks_ > kMostIndexedBlocks || !uniform_) {
+        return {};
+    }
+    if (group_.size() != 0) {
+        endGroup();
+    }
+    std::string directory;
+    for (const std::uint64_t number : {blockBytes_, tarBytes_, blocks_, entries_}) {
+        appendVarint(directory, number);
+    }
+    appendVarint(directory, order_.sorted() ? 1 : 0);
+    directory += std::exchange(memberLengths_, {});
+    directory += std::exchange(groups_, {});
+    std::string packed;
+    append(directory, packed);
+    std::string index;
+    index.reserve(8 + packed.size() + columns_.size());
+    append32(index, packed.size());
+    append32(index, directory.size());
+    index += packed;
+    index += std::exchange(columns_, {});
+    return formatIndexChain(index, streamBytes_);
+}
+
+}  // namespace bex::stream

@@ -1,0 +1,291 @@
+#include "stream/index/IndexGroup.hpp"
+
+#include <algorithm>
+#include <optional>
+#include <string_view>
+#include <utility>
+
+#include "stream/base/Text.hpp"
+#include "stream/codec/IndexChain.hpp"
+#include "stream/index/Varint.hpp"
+#include "stream/tar/TarWriter.hpp"
+
+namespace bex::stream {
+
+namespace {
+
+// The byte of an entry in the column of kinds: its type and what the entry has in other columns.
+constexpr unsigned kTypeBits = 0x07;
+constexpr unsigned kOtherOwner = 0x08;  // another owner than the entry before
+constexpr unsigned kOwnLayout = 0x10;   // headers or contents of another length than TarWriter gives them
+constexpr unsigned kUnusedBits = 0xe0;
+
+constexpr EntryType kTypes[] = {EntryType::file,
+                                EntryType::directory,
+                                EntryType::symlink,
+                                EntryType::hardlink,
+                                EntryType::characterDevice,
+                                EntryType::blockDevice,
+                                EntryType::fifo,
+                                EntryType::other};
+
+unsigned numberOf(EntryType type) {
+    return static_cast<unsigned>(std::find(std::begin(kTypes), std::end(kTypes), type) - std::begin(kTypes));
+}
+
+bool hasTarget(EntryType type) noexcept {
+    return type == EntryType::symlink || type == EntryType::hardlink;
+}
+
+bool haveSameOwner(const Entry& left, const Entry& right) noexcept {
+    return left.uid == right.uid && left.gid == right.gid && left.owner == right.owner &&
+           left.group == right.group;
+}
+
+void setOwner(const Entry& from, Entry& to) {
+    to.uid = from.uid;
+    to.gid = from.gid;
+    to.owner = from.owner;
+    to.group = from.group;
+}
+
+Entry ownedByRoot() {
+    Entry entry;
+    entry.owner = "root";
+    entry.group = "root";
+    return entry;
+}
+
+/// Where TarWriter would put the entry.
+TarExtent usualExtent(const Entry& entry, std::uint64_t begin) {
+    TarExtent extent;
+    extent.begin = begin;
+    extent.contents = begin + tarHeaderBytesOf(entry);
+    extent.end = extent.contents + paddedToBlocks(entry.type == EntryType::file ? entry.size : 0);
+    return extent;
+}
+
+void appendCounted(std::string& to, const std::string& text) {
+    appendVarint(to, text.size());
+    to += text;
+}
+
+/// Reads the columns of one group row by row.
+class RowReader {
+public:
+    RowReader(const IndexColumns& columns, std::uint64_t begin, std::uint64_t tarBytes, const Limits& limits,
+              const Place& place)
+        : columns_(columns), position_(begin), tarBytes_(tarBytes), limits_(limits), place_(place) {
+        setOwner(ownedByRoot(), owner_);
+    }
+
+    IndexRow next() {
+        const auto kind = static_cast<std::uint8_t>(require(kinds_.text(1)).front());
+        if ((kind & kUnusedBits) != 0) {
+            fail();
+        }
+        IndexRow row;
+        Entry& entry = row.entry;
+        entry.type = kTypes[kind & kTypeBits];
+        readPath();
+        entry.path = path_;
+        entry.mode = static_cast<std::uint32_t>(bounded(require(modes_.number()), 07777));
+        if (entry.type == EntryType::file) {
+            entry.size = bounded(require(sizes_.number()), kLargestTarSize);
+        }
+        time_ += unzigzag(require(times_.number()));
+        entry.mtime = static_cast<std::int64_t>(time_);
+        if ((kind & kOtherOwner) != 0) {
+            readOwner();
+        }
+        setOwner(owner_, entry);
+        if (hasTarget(entry.type)) {
+            entry.linkTarget = name(require(links_.countedText()));
+        }
+        row.extent = readExtent(entry, (kind & kOwnLayout) != 0);
+        return row;
+    }
+
+    /// Throws unless all columns are at their end.
+    void finish() const {
+        for (const VarintReader* column :
+             {&shared_, &added_, &names_, &kinds_, &modes_, &sizes_, &times_, &owners_, &links_, &layout_}) {
+            if (!column->atEnd()) {
+                fail();
+            }
+        }
+    }
+
+    std::uint64_t position() const noexcept { return position_; }
+
+private:
+    [[noreturn]] void fail() const { throw indexError(place_, "has malformed columns"); }
+
+    template <typename Value>
+    Value require(const std::optional<Value>& value) const {
+        if (!value) {
+            fail();
+        }
+        return *value;
+    }
+
+    std::uint64_t bounded(std::uint64_t number, std::uint64_t most) const {
+        if (number > most) {
+            fail();
+        }
+        return number;
+    }
+
+    std::string name(std::string_view text) const {
+        if (text.size() > limits_.nameBytes) {  // guard: lengths of names in an index
+            place_.failLimit("nameBytes", "the index has a name or link target of " + std::to_string(text.size()) +
+                                              " bytes; the limit nameBytes allows " +
+                                              std::to_string(limits_.nameBytes));
+        }
+        if (text.find('\0') != std::string_view::npos) {
+            fail();
+        }
+        return std::string(text);
+    }
+
+    void readPath() {
+        const std::uint64_t shared = bounded(require(shared_.number()), path_.size());
+        path_.resize(static_cast<std::size_t>(shared));
+        path_ += name(require(names_.text(require(added_.number()))));
+        if (path_.empty() || path_.front() == '/' || hasParentComponent(path_)) {
+            throw indexError(place_, "has a name that no payload has");
+        }
+        name(path_);
+        pathBytes_ += path_.size();
+        // Shared beginnings make long paths of few bytes.
+        if (pathBytes_ > limits_.indexBytes / 4) {  // guard: memory for the paths of an index
+            place_.failLimit("indexBytes", "the index has paths of more than " +
+                                               std::to_string(limits_.indexBytes / 4) +
+                                               " bytes in one group (a quarter of the limit indexBytes)");
+        }
+    }
+
+    void readOwner() {
+        owner_.uid = require(owners_.number());
+        owner_.gid = require(owners_.number());
+        owner_.owner = name(require(owners_.countedText()));
+        owner_.group = name(require(owners_.countedText()));
+    }
+
+    /// Every entry begins where the one before ends, so that none can overlap.
+    TarExtent readExtent(const Entry& entry, bool ownLayout) {
+        TarExtent extent = usualExtent(entry, position_);
+        if (ownLayout) {
+            const std::uint64_t most = tarBytes_ / kTarBlockBytes;
+            extent.contents = position_ + bounded(require(layout_.number()), most) * kTarBlockBytes;
+            extent.end = extent.contents + bounded(require(layout_.number()), most) * kTarBlockBytes;
+        }
+        // No sum wraps: each part is at most 2^63, and position_ at most tarBytes_, which is less.
+        if (extent.end > tarBytes_ || extent.contents > extent.end || entry.size > extent.end - extent.contents) {
+            throw indexError(place_, "has an entry that ends after the payload");
+        }
+        position_ = extent.end;
+        return extent;
+    }
+
+    const IndexColumns& columns_;
+    VarintReader shared_{columns_[IndexColumn::shared]};
+    VarintReader added_{columns_[IndexColumn::added]};
+    VarintReader names_{columns_[IndexColumn::names]};
+    VarintReader kinds_{columns_[IndexColumn::kinds]};
+    VarintReader modes_{columns_[IndexColumn::modes]};
+    VarintReader sizes_{columns_[IndexColumn::sizes]};
+    VarintReader times_{columns_[IndexColumn::times]};
+    VarintReader owners_{columns_[IndexColumn::owners]};
+    VarintReader links_{columns_[IndexColumn::links]};
+    VarintReader layout_{columns_[IndexColumn::layout]};
+    std::uint64_t position_;
+    const std::uint64_t tarBytes_;
+    const Limits& limits_;
+    const Place& place_;
+    std::string path_;
+    std::uint64_t pathBytes_ = 0;
+    std::uint64_t time_ = 0;  // a difference may wrap
+    Entry owner_;
+};
+
+}  // namespace
+
+void IndexGroup::add(const Entry& entry, const TarExtent& extent) {
+    if (size_ == 0) {
+        begin_ = extent.begin;
+        firstPath_ = entry.path;
+        setOwner(ownedByRoot(), lastOwner_);
+    }
+    ++size_;
+    unsigned kind = numberOf(entry.type);
+    addPath(entry.path);
+    appendVarint(columns_[IndexColumn::modes], entry.mode);
+    if (entry.type == EntryType::file) {
+        appendVarint(columns_[IndexColumn::sizes], entry.size);
+    }
+    const std::uint64_t difference =
+        static_cast<std::uint64_t>(entry.mtime) - static_cast<std::uint64_t>(lastTime_);
+    appendVarint(columns_[IndexColumn::times], zigzag(difference));
+    lastTime_ = entry.mtime;
+    if (!haveSameOwner(entry, lastOwner_)) {
+        kind |= kOtherOwner;
+        addOwner(entry);
+    }
+    if (hasTarget(entry.type)) {
+        appendCounted(columns_[IndexColumn::links], entry.linkTarget);
+    }
+    const TarExtent usual = usualExtent(entry, extent.begin);
+    if (usual.contents != extent.contents || usual.end != extent.end) {
+        kind |= kOwnLayout;
+        appendVarint(columns_[IndexColumn::layout], (extent.contents - extent.begin) / kTarBlockBytes);
+        appendVarint(columns_[IndexColumn::layout], (extent.end - extent.contents) / kTarBlockBytes);
+    }
+    columns_[IndexColumn::kinds] += static_cast<char>(kind);
+}
+
+void IndexGroup::addPath(const std::string& path) {
+    const auto parted = std::mismatch(path.begin(), path.end(), lastPath_.begin(), lastPath_.end());
+    const auto shared = static_cast<std::size_t>(parted.first - path.begin());
+    appendVarint(columns_[IndexColumn::shared], shared);
+    appendVarint(columns_[IndexColumn::added], path.size() - shared);
+    columns_[IndexColumn::names].append(path, shared, std::string::npos);
+    lastPath_ = path;
+}
+
+void IndexGroup::addOwner(const Entry& entry) {
+    std::string& owners = columns_[IndexColumn::owners];
+    appendVarint(owners, entry.uid);
+    appendVarint(owners, entry.gid);
+    appendCounted(owners, entry.owner);
+    appendCounted(owners, entry.group);
+    setOwner(entry, lastOwner_);
+}
+
+void IndexGroup::clear() {
+    for (std::string& column : columns_.texts) {
+        column.clear();
+    }
+    size_ = 0;
+    firstPath_.clear();
+    lastPath_.clear();
+    lastTime_ = 0;
+}
+
+std::vector<IndexRow> rowsOf(const IndexColumns& columns, std::size_t size, std::uint64_t begin,
+                             std::uint64_t tarBytes, const Limits& limits, const Place& place) {
+    // Each row takes a byte, so that the memory below is bounded by what is there.
+    if (columns[IndexColumn::kinds].size() != size) {
+        throw indexError(place, "has malformed columns");
+    }
+    RowReader reader(columns, begin, tarBytes, limits, place);
+    std::vector<IndexRow> rows;
+    rows.reserve(size);
+    while (rows.size() < size) {
+        rows.push_back(reader.next());
+    }
+    reader.finish();
+    return rows;
+}
+
+}  // namespace bex::stream

@@ -1,0 +1,203 @@
+#include "stream/index/PayloadIndex.hpp"
+
+#include <libdeflate.h>
+
+#include <algorithm>
+#include <memory>
+#include <new>
+#include <optional>
+#include <string_view>
+#include <utility>
+
+#include "stream/codec/Gzip.hpp"
+#include "stream/codec/IndexChain.hpp"
+#include "stream/index/IndexBuilder.hpp"
+#include "stream/index/Varint.hpp"
+
+namespace bex::stream {
+
+namespace {
+
+constexpr std::size_t kPreambleBytes = 8;
+
+std::size_t number32(std::string_view bytes, std::size_t offset) {
+    std::size_t number = 0;
+    for (unsigned i = 0; i < 4; ++i) {
+        number |= std::size_t{static_cast<std::uint8_t>(bytes[offset + i])} << (8 * i);
+    }
+    return number;
+}
+
+/// Unpacks exactly `size` bytes; nothing if the deflate data gives less or more.
+std::optional<std::string> unpack(std::string_view packed, std::size_t size) {
+    struct Free {
+        void operator()(libdeflate_decompressor* decompressor) const noexcept {
+            libdeflate_free_decompressor(decompressor);
+        }
+    };
+    const std::unique_ptr<libdeflate_decompressor, Free> decompressor(libdeflate_alloc_decompressor());
+    if (!decompressor) {
+        throw std::bad_alloc();
+    }
+    std::string text(size, '\0');
+    std::size_t consumed = 0;
+    const libdeflate_result result = libdeflate_deflate_decompress_ex(
+        decompressor.get(), packed.data(), packed.size(), text.data(), size, &consumed, nullptr);
+    if (result != LIBDEFLATE_SUCCESS || consumed != packed.size()) {
+        return std::nullopt;
+    }
+    return text;
+}
+
+/// Numbers of the directory, each of them required.
+class Directory {
+public:
+    Directory(std::string_view text, const Place& place) : reader_(text), place_(place) {}
+
+    std::uint64_t number() {
+        const std::optional<std::uint64_t> number = reader_.number();
+        if (!number) {
+            fail();
+        }
+        return *number;
+    }
+
+    std::string_view text() {
+        const std::optional<std::string_view> text = reader_.countedText();
+        if (!text) {
+            fail();
+        }
+        return *text;
+    }
+
+    void finish() const {
+        if (!reader_.atEnd()) {
+            fail();
+        }
+    }
+
+    [[noreturn]] void fail() const { throw indexError(place_, "has a malformed directory"); }
+
+private:
+    VarintReader reader_;
+    const Place& place_;
+};
+
+}  // namespace
+
+PayloadIndex::PayloadIndex(std::string bytes, std::uint64_t streamBytes, const Limits& limits, Place place)
+    : limits_(limits), place_(std::move(place)), bytes_(std::move(bytes)) {
+    const std::string_view all = bytes_;
+    const std::size_t packed = all.size() < kPreambleBytes ? 0 : number32(all, 0);
+    if (packed == 0 || packed > all.size() - kPreambleBytes) {
+        throw indexError(place_, "has a malformed directory");
+    }
+    const std::size_t unpacked = number32(all, 4);
+    if (unpacked > limits_.indexBytes) {  // guard: the size of an index's directory
+        place_.failLimit("indexBytes", "has an index whose directory takes " + std::to_string(unpacked) +
+                                           " bytes; the limit indexBytes allows " +
+                                           std::to_string(limits_.indexBytes));
+    }
+    const std::optional<std::string> directory = unpack(all.substr(kPreambleBytes, packed), unpacked);
+    if (!directory) {
+        throw indexError(place_, "has a malformed directory");
+    }
+    readDirectory(*directory, kPreambleBytes + packed, streamBytes);
+}
+
+void PayloadIndex::readDirectory(std::string_view text, std::size_t columnsBegin, std::uint64_t streamBytes) {
+    Directory directory(text, place_);
+    blockBytes_ = directory.number();
+    tarBytes_ = directory.number();
+    const std::uint64_t blocks = directory.number();
+    entries_ = directory.number();
+    const std::uint64_t sorted = directory.number();
+    sorted_ = sorted == 1;
+    if (entries_ > limits_.entries) {  // guard: the number of entries in an index
+        place_.failLimit("entries", "has an index of " + std::to_string(entries_) +
+                                        " entries; the limit entries allows " + std::to_string(limits_.entries));
+    }
+    if (sorted > 1 || blockBytes_ == 0 || blockBytes_ > kMaximumBlockBytes || blocks > kMostIndexedBlocks ||
+        blocks < 2 || tarBytes_ <= (blocks - 1) * blockBytes_ || tarBytes_ > blocks * blockBytes_) {
+        directory.fail();
+    }
+    // Every number takes a byte at least, so that no more memory is taken than the directory has.
+    std::uint64_t end = 0;
+    while (blockEnds_.size() < blocks) {
+        const std::uint64_t bytes = directory.number();
+        if (bytes <= kBlockHeaderBytes + kGzipTrailerBytes || bytes > streamBytes - end) {
+            directory.fail();
+        }
+        end += bytes;
+        blockEnds_.push_back(end);
+    }
+    if (end != streamBytes) {  // guard: blocks that an index leaves out
+        throw indexError(
+            place_, "has blocks of " + std::to_string(end) + " bytes instead of " + std::to_string(streamBytes));
+    }
+    std::size_t offset = columnsBegin;
+    std::uint64_t unpacked = text.size();
+    for (std::uint64_t left = entries_; left != 0; left -= std::min<std::uint64_t>(left, kIndexGroupEntries)) {
+        Group group;
+        group.begin = directory.number();
+        group.firstPath = directory.text();
+        if (group.begin >= tarBytes_) {
+            directory.fail();
+        }
+        for (Column& column : group.columns) {
+            const std::uint64_t size = directory.number();
+            const std::uint64_t stored = directory.number();
+            if (stored > bytes_.size() - offset || (size == 0) != (stored == 0)) {
+                directory.fail();
+            }
+            if (size > limits_.indexBytes - unpacked) {  // guard: the unpacked size of an index
+                place_.failLimit("indexBytes", "has an index that unpacks to more than " +
+                                                   std::to_string(limits_.indexBytes) +
+                                                   " bytes (the limit indexBytes)");
+            }
+            column = {offset, static_cast<std::size_t>(stored), static_cast<std::size_t>(size)};
+            unpacked += size;
+            offset += column.stored;
+        }
+        groups_.push_back(std::move(group));
+    }
+    directory.finish();
+    if (offset != bytes_.size()) {
+        directory.fail();
+    }
+}
+
+std::size_t PayloadIndex::sizeOf(std::size_t group) const noexcept {
+    return static_cast<std::size_t>(
+        std::min<std::uint64_t>(kIndexGroupEntries, entries_ - std::uint64_t{group} * kIndexGroupEntries));
+}
+
+IndexColumns PayloadIndex::columns(std::size_t group) const {
+    IndexColumns columns;
+    for (std::size_t i = 0; i < kIndexColumns; ++i) {
+        const Column& column = groups_[group].columns[i];
+        if (column.unpacked == 0) {
+            continue;
+        }
+        std::optional<std::string> text =
+            unpack(std::string_view(bytes_).substr(column.offset, column.stored), column.unpacked);
+        if (!text) {
+            throw indexError(place_, "has a malformed group of entries");
+        }
+        columns.texts[i] = std::move(*text);
+    }
+    return columns;
+}
+
+std::vector<IndexRow> PayloadIndex::rows(std::size_t group) const {
+    std::vector<IndexRow> rows = rowsOf(columns(group), sizeOf(group), begin(group), tarBytes_, limits_, place_);
+    const std::uint64_t end = rows.back().extent.end;
+    const bool isLast = group + 1 == groups_.size();
+    if (rows.front().entry.path != firstPath(group) || (group == 0 && begin(group) != 0) ||
+        (isLast ? end == tarBytes_ : end != begin(group + 1))) {  // guard: groups that do not follow each other
+        throw indexError(place_, "has groups of entries that do not follow each other");
+    }
+    return rows;
+}
+
+}  // namespace bex::stream

@@ -1,0 +1,259 @@
+#include "stream/reader/IndexedPayload.hpp"
+
+#include <libdeflate.h>
+
+#include <algorithm>
+#include <functional>
+#include <new>
+
+#include "stream/base/PathOrder.hpp"
+#include "stream/codec/Inflater.hpp"
+#include "stream/tar/TarReader.hpp"
+
+namespace bex::stream {
+
+namespace {
+
+/// What is read of the member's end at first: the whole index of most packages.
+constexpr std::uint64_t kTailBytes = std::uint64_t{64} << 10;
+
+/// The bytes of a part of the tar archive, for a TarReader.
+class ArchiveBytes final : public Decompressor {
+public:
+    ArchiveBytes(const IndexedPayload& payload, std::uint64_t begin, std::uint64_t end)
+        : payload_(payload), offset_(begin), end_(end) {}
+
+    std::string_view next() override {
+        if (offset_ >= end_) {
+            return {};
+        }
+        const std::string_view bytes =
+            payload_.bytesAt(offset_, block_)
+                .substr(0, static_cast<std::size_t>(std::min<std::uint64_t>(end_ - offset_, kMaximumBlockBytes)));
+        offset_ += bytes.size();
+        return bytes;
+    }
+
+    std::uint64_t skip(std::uint64_t size) override {
+        const std::uint64_t skipped = std::min(size, end_ - offset_);
+        offset_ += skipped;
+        return skipped;
+    }
+
+private:
+    const IndexedPayload& payload_;
+    std::uint64_t offset_;
+    const std::uint64_t end_;
+    std::shared_ptr<const Buffer> block_;
+};
+
+bool areSame(const Entry& left, const Entry& right) {
+    return left.path == right.path && left.type == right.type && left.mode == right.mode &&
+           left.size == right.size && left.mtime == right.mtime && left.uid == right.uid &&
+           left.gid == right.gid && left.owner == right.owner && left.group == right.group &&
+           left.linkTarget == right.linkTarget;
+}
+
+std::size_t hashOf(std::string_view path) {
+    return std::hash<std::string_view>()(path);
+}
+
+}  // namespace
+
+IndexedPayload::IndexedPayload(std::shared_ptr<Source> source, const Member& member, const Place& place,
+                               const Limits& limits)
+    : source_(std::move(source)),
+      member_(member),
+      place_(place),
+      limits_(limits),
+      footer_(readFooter(limits)),
+      index_(readIndex(), footer_.offset, limits, place) {}
+
+std::string IndexedPayload::readExactly(std::uint64_t offset, std::uint64_t size) const {
+    std::string bytes(static_cast<std::size_t>(size), '\0');
+    for (std::size_t done = 0; done < bytes.size();) {
+        const std::size_t count =
+            source_->readAt(member_.offset + offset + done, bytes.data() + done, bytes.size() - done);
+        if (count == 0) {
+            place_.fail(
+                ErrorKind::damaged, "ar-truncated",
+                "ends after " + std::to_string(offset + done) + " of " + std::to_string(member_.size) + " bytes");
+        }
+        done += count;
+    }
+    return bytes;
+}
+
+IndexFooter IndexedPayload::readFooter(const Limits& limits) const {
+    std::optional<IndexFooter> footer;
+    if (member_.compression == Compression::gzip && member_.size >= kIndexFooterBytes) {
+        const std::uint64_t size = std::min(member_.size, kTailBytes);
+        tail_ = readExactly(member_.size - size, size);
+        footer = parseIndexFooter(std::string_view(tail_).substr(tail_.size() - kIndexFooterBytes));
+    }
+    if (!footer) {
+        place_.fail(ErrorKind::unsupported, "index-missing", "has no index");
+    }
+    checkIndexFooter(*footer, member_.size, limits, place_);
+    return *footer;
+}
+
+std::string IndexedPayload::readIndex() const {
+    const std::uint64_t wanted = footer_.bytes + kIndexFooterBytes;
+    std::string chain = std::exchange(tail_, {});
+    if (chain.size() < wanted) {
+        chain.insert(0, readExactly(footer_.offset, wanted - chain.size()));
+    }
+    const std::string_view bytes = std::string_view(chain).substr(chain.size() - wanted);
+    return joinIndexChain(bytes.substr(0, static_cast<std::size_t>(footer_.bytes)), footer_, place_);
+}
+
+std::shared_ptr<const IndexedPayload::Rows> IndexedPayload::rowsOf(std::size_t group) const {
+    return groups_.get(group, [this](std::size_t key) { return std::make_shared<const Rows>(index_.rows(key)); });
+}
+
+IndexRow IndexedPayload::row(std::size_t number) const {
+    return rowsOf(number / kIndexGroupEntries)->at(number % kIndexGroupEntries);
+}
+
+std::optional<std::size_t> IndexedPayload::find(std::string_view plain) const {
+    return index_.sorted() ? findSorted(plain) : findHashed(plain);
+}
+
+std::optional<std::size_t> IndexedPayload::findSorted(std::string_view plain) const {
+    // The last group that does not begin after the path.
+    std::size_t first = 0;
+    for (std::size_t count = index_.groups(); count > 1;) {
+        const std::size_t half = count / 2;
+        if (!comesBefore(plain, plainPath(index_.firstPath(first + half)))) {
+            first += half;
+            count -= half;
+        } else {
+            count = half;
+        }
+    }
+    if (first >= index_.groups()) {
+        return std::nullopt;
+    }
+    const std::shared_ptr<const Rows> rows = rowsOf(first);
+    const auto found = std::lower_bound(
+        rows->begin(), rows->end(), plain,
+        [](const IndexRow& row, std::string_view path) { return comesBefore(plainPath(row.entry.path), path); });
+    if (found == rows->end() || plainPath(found->entry.path) != plain) {
+        return std::nullopt;
+    }
+    return first * kIndexGroupEntries + static_cast<std::size_t>(found - rows->begin());
+}
+
+std::optional<std::size_t> IndexedPayload::findHashed(std::string_view plain) const {
+    std::call_once(hashed_, [this] {
+        std::vector<std::pair<std::size_t, std::size_t>> hashes;
+        hashes.reserve(size());
+        for (std::size_t group = 0; group < index_.groups(); ++group) {
+            for (const IndexRow& row : index_.rows(group)) {
+                hashes.emplace_back(hashOf(plainPath(row.entry.path)), hashes.size());
+            }
+        }
+        std::sort(hashes.begin(), hashes.end());
+        hashes_ = std::move(hashes);
+    });
+    const std::size_t hash = hashOf(plain);
+    auto found = std::lower_bound(hashes_.begin(), hashes_.end(), std::pair<std::size_t, std::size_t>(hash, 0));
+    for (; found != hashes_.end() && found->first == hash; ++found) {
+        if (plainPath(row(found->second).entry.path) == plain) {
+            return found->second;
+        }
+    }
+    return std::nullopt;
+}
+
+std::optional<std::size_t> IndexedPayload::contentsOf(std::size_t number) const {
+    for (std::optional<std::size_t> at = number; at;) {
+        const IndexRow found = row(*at);
+        if (found.entry.type == EntryType::file) {
+            return at;
+        }
+        if (found.entry.type != EntryType::hardlink) {
+            break;
+        }
+        const std::optional<std::size_t> target = find(plainPath(found.entry.linkTarget));
+        // A link leads to an earlier entry, so that this ends.
+        if (!target || *target >= *at) {
+            break;
+        }
+        at = target;
+    }
+    return std::nullopt;
+}
+
+std::shared_ptr<const Buffer> IndexedPayload::unpack(std::size_t block) const {
+    const std::uint64_t begin = index_.blockBegin(block);
+    const std::uint64_t size = index_.blockEnd(block) - begin;
+    const std::uint64_t expected =
+        std::min(index_.blockBytes(), index_.tarBytes() - std::uint64_t{block} * index_.blockBytes());
+    const auto fail = [&](const char* what) {
+        throw place_.error(ErrorKind::damaged, "member-damaged", memberAt(begin) + ": " + what);
+    };
+    if (size > kBlockHeaderBytes + kMaximumDeflateBytes + kGzipTrailerBytes) {
+        fail("is longer than a block can be");
+    }
+    const std::string packed = readExactly(begin, size);
+    const auto header = blockHeader(static_cast<std::uint32_t>(size));
+    if (!std::equal(header.begin(), header.end(), packed.begin(),
+                    [](std::uint8_t a, char b) { return a == static_cast<std::uint8_t>(b); })) {
+        throw indexError(place_, "has a block at byte " + std::to_string(begin) + ", where there is none");
+    }
+    const std::size_t deflateBytes = packed.size() - kBlockHeaderBytes - kGzipTrailerBytes;
+    auto buffer = std::make_shared<Buffer>(static_cast<std::size_t>(expected) + 1);
+    const std::unique_ptr<Inflater> inflater = makeLibdeflateInflater();
+    inflater->begin();
+    const Inflater::Step step =
+        inflater->inflate({packed.data() + kBlockHeaderBytes, deflateBytes}, buffer->data(), buffer->capacity());
+    if (step.state != Inflater::State::ended || step.consumed != deflateBytes) {
+        fail("invalid deflate data");
+    }
+    checkTrailer(decodeTrailer(packed.data() + packed.size() - kGzipTrailerBytes),
+                 {libdeflate_crc32(0, buffer->data(), step.produced), static_cast<std::uint32_t>(step.produced)},
+                 place_, begin);
+    if (step.produced != expected) {
+        throw indexError(place_, "says that the block at byte " + std::to_string(begin) + " unpacks to " +
+                                     std::to_string(expected) + " bytes");
+    }
+    buffer->setSize(step.produced);
+    return buffer;
+}
+
+std::string_view IndexedPayload::bytesAt(std::uint64_t offset, std::shared_ptr<const Buffer>& block) const {
+    if (offset >= index_.tarBytes()) {
+        return {};
+    }
+    block = blocks_.get(static_cast<std::size_t>(offset / index_.blockBytes()),
+                        [this](std::size_t key) { return unpack(key); });
+    return block->view().substr(static_cast<std::size_t>(offset % index_.blockBytes()));
+}
+
+void IndexedPayload::confirm(const IndexRow& row) const {
+    if (!describes(row)) {  // guard: headers at an indexed place
+        place_.at(row.entry.path)
+            .fail(ErrorKind::damaged, "index-mismatch", "is not in the payload as the index says");
+    }
+}
+
+bool IndexedPayload::describes(const IndexRow& row) const {
+    // Nothing after the headers: a place that holds something else could make the reader search for the end.
+    ArchiveBytes bytes(*this, row.extent.begin, row.extent.contents);
+    TarReader tar(bytes, limits_, place_);
+    Entry found;
+    try {
+        return tar.next(found) && areSame(found, row.entry) &&
+               row.extent.begin + tar.extent().contents == row.extent.contents &&
+               row.extent.begin + tar.extent().end == row.extent.end;
+    } catch (const StreamError& failure) {
+        if (failure.code().compare(0, 4, "tar-") == 0 || failure.kind() == ErrorKind::unsupported) {
+            return false;
+        }
+        throw;
+    }
+}
+
+}  // namespace bex::stream

@@ -1,0 +1,113 @@
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "bex/stream/Limits.hpp"
+#include "bex/stream/Member.hpp"
+#include "bex/stream/Source.hpp"
+#include "stream/base/Place.hpp"
+#include "stream/codec/Buffer.hpp"
+#include "stream/codec/IndexChain.hpp"
+#include "stream/index/PayloadIndex.hpp"
+
+namespace bex::stream {
+
+/// Keeps the values that were asked for last, so that neighbours need not be made again. Several threads may use
+/// it; what two of them miss at once is made twice.
+template <typename Value>
+class RecentValues {
+public:
+    using Pointer = std::shared_ptr<const Value>;
+
+    template <typename Make>
+    Pointer get(std::size_t key, Make make) {
+        if (Pointer known = find(key)) {
+            return known;
+        }
+        Pointer made = make(key);
+        const std::lock_guard lock(mutex_);
+        if (values_.size() == kMost) {
+            values_.pop_back();
+        }
+        values_.insert(values_.begin(), {key, made});
+        return made;
+    }
+
+private:
+    static constexpr std::size_t kMost = 4;
+
+    Pointer find(std::size_t key) {
+        const std::lock_guard lock(mutex_);
+        for (auto value = values_.begin(); value != values_.end(); ++value) {
+            if (value->first == key) {
+                std::rotate(values_.begin(), value, value + 1);
+                return values_.front().second;
+            }
+        }
+        return nullptr;
+    }
+
+    std::mutex mutex_;                                     // guards what follows
+    std::vector<std::pair<std::size_t, Pointer>> values_;  // the one used last comes first
+};
+
+/// The payload of a package by its index: rows by number and path, and the bytes of the tar archive from any
+/// place. Several threads may use it.
+class IndexedPayload {
+public:
+    /// Reads the index of the data member. Throws StreamError as IndexedPackage.
+    IndexedPayload(std::shared_ptr<Source> source, const Member& member, const Place& place, const Limits& limits);
+
+    const Place& place() const noexcept { return place_; }
+    std::size_t size() const noexcept { return static_cast<std::size_t>(index_.entries()); }
+    std::uint64_t indexBytes() const noexcept { return footer_.bytes + kIndexFooterBytes; }
+    std::uint64_t tarBytes() const noexcept { return index_.tarBytes(); }
+
+    IndexRow row(std::size_t number) const;
+    std::optional<std::size_t> find(std::string_view plain) const;
+    /// The row that holds the contents of the row of that number: itself or, for a hard link, the file that it
+    /// leads to; nothing where there is none.
+    std::optional<std::size_t> contentsOf(std::size_t number) const;
+
+    /// The bytes of the tar archive from `offset` on, up to the end of their block; empty at the archive's end.
+    /// The block stays as long as it is held.
+    std::string_view bytesAt(std::uint64_t offset, std::shared_ptr<const Buffer>& block) const;
+
+    /// Throws StreamError unless the headers at the row's place describe the row's entry.
+    void confirm(const IndexRow& row) const;
+
+private:
+    using Rows = std::vector<IndexRow>;
+
+    bool describes(const IndexRow& row) const;
+    IndexFooter readFooter(const Limits& limits) const;
+    std::string readIndex() const;
+    std::string readExactly(std::uint64_t offset, std::uint64_t size) const;
+    std::shared_ptr<const Rows> rowsOf(std::size_t group) const;
+    std::shared_ptr<const Buffer> unpack(std::size_t block) const;
+    std::optional<std::size_t> findSorted(std::string_view plain) const;
+    std::optional<std::size_t> findHashed(std::string_view plain) const;
+
+    const std::shared_ptr<Source> source_;
+    const Member member_;
+    const Place place_;
+    const Limits limits_;
+    mutable std::string tail_;  // of the member, until the index has been read
+    const IndexFooter footer_;
+    const PayloadIndex index_;
+    mutable RecentValues<Rows> groups_;
+    mutable RecentValues<Buffer> blocks_;
+    mutable std::once_flag hashed_;
+    mutable std::vector<std::pair<std::size_t, std::size_t>> hashes_;  // of paths, with their numbers; sorted
+};
+
+}  // namespace bex::stream
