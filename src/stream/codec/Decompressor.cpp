@@ -45,7 +45,7 @@ std::unique_ptr<StreamDecoder> makeDecoder(Input& input, Compression compression
                                            const DecompressionSettings& settings) {
     switch (compression) {
         case Compression::gzip:
-            return makeGzipDecoder(input, place, settings.strict);
+            return makeGzipDecoder(input, place, settings);
         case Compression::xz:
             return makeXzDecoder(input, place, settings);
         case Compression::zstd:
