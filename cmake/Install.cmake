@@ -33,11 +33,37 @@ function(bex_install_package package target dependencies)
     install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${package}.pc DESTINATION ${pcDir} COMPONENT ${target}-development)
 endfunction()
 
+# What the command brings for CMake stands apart from the libraries' packages and needs none of them; the package "bex"
+# takes the component "tools" from there. A later find_package() of the libraries still gives them.
+set(toolsDir ${CMAKE_INSTALL_DATADIR}/cmake/bex-tools)
+cmake_path(ABSOLUTE_PATH CMAKE_INSTALL_BINDIR BASE_DIRECTORY "\${bexToolsPrefix}" OUTPUT_VARIABLE toolsBindir)
+file(RELATIVE_PATH upFromTools /prefix/${toolsDir} /prefix)
+file(CONFIGURE OUTPUT ${CMAKE_CURRENT_BINARY_DIR}/BexToolsPrefix.cmake @ONLY CONTENT [[
+get_filename_component(bexToolsPrefix "${CMAKE_CURRENT_LIST_DIR}/@upFromTools@" ABSOLUTE)
+set(bexProgram "@toolsBindir@/bex")
+]])
+write_basic_package_version_file(${CMAKE_CURRENT_BINARY_DIR}/tools/bexConfigVersion.cmake
+    COMPATIBILITY SameMajorVersion ARCH_INDEPENDENT)
+install(DIRECTORY cmake/tools/ DESTINATION ${toolsDir} COMPONENT tool)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/BexToolsPrefix.cmake
+    ${CMAKE_CURRENT_BINARY_DIR}/tools/bexConfigVersion.cmake DESTINATION ${toolsDir} COMPONENT tool)
+
+set(tools [[
+if("tools" IN_LIST bex_FIND_COMPONENTS)
+    include("${PACKAGE_PREFIX_DIR}/@toolsDir@/BexTools.cmake" OPTIONAL)
+    if(bex_FIND_COMPONENTS STREQUAL "tools")
+        check_required_components(bex)
+        return()
+    endif()
+endif()
+]])
+string(CONFIGURE "${tools}" tools @ONLY)
 bex_install_package(bex bex [[
 include(CMakeFindDependencyMacro)
 find_dependency(LibArchive)
 find_dependency(Boost COMPONENTS filesystem)
 ]])
+set(tools "")
 bex_install_package(bex-stream bexstream [[
 include(CMakeFindDependencyMacro)
 find_dependency(PkgConfig)

@@ -13,3 +13,6 @@ foreach(way IN ITEMS cmake pkg-config moved)
             ${way} ${consumerPrefix} ${CMAKE_INSTALL_LIBDIR} ${CMAKE_CXX_COMPILER} "${consumerFlags}")
     set_tests_properties(consumer.${way} PROPERTIES FIXTURES_REQUIRED consumerPrefix)
 endforeach()
+add_test(NAME consumer.packages
+    COMMAND ${CMAKE_CURRENT_LIST_DIR}/packages.sh ${consumerPrefix} ${CMAKE_INSTALL_DATADIR})
+set_tests_properties(consumer.packages PROPERTIES FIXTURES_REQUIRED consumerPrefix)
