@@ -1,10 +1,9 @@
 #include <algorithm>
-#include <atomic>
-#include <exception>
 #include <map>
-#include <mutex>
-#include <thread>
+#include <string>
+#include <tuple>
 #include <utility>
+#include <vector>
 
 #include "bex/repo/Repository.hpp"
 #include "repo/base/Failure.hpp"
@@ -49,16 +48,6 @@ std::vector<Candidate> examineAll(const std::vector<std::string>& packages, cons
         pool.pop();
     }
     return candidates;
-}
-
-void requireArchitecture(const Candidate& candidate, const SuiteSettings& suite) {
-    const auto& known = suite.architectures;
-    const std::string& architecture = candidate.record.architecture;
-    if (architecture != "all" && std::find(known.begin(), known.end(), architecture) == known.end()) {
-        throw failure(
-            ErrorKind::invalidInput, "invalid-input", candidate.path,
-            "is for " + quoted(architecture) + ", but suite " + suite.suite + " has only " + joined(known, ", "));
-    }
 }
 
 PackageId idOf(const Candidate& candidate, const SuiteSettings& suite) {
@@ -116,7 +105,7 @@ AddResult add(const std::string& root, const std::vector<std::string>& packages,
     PoolAddition pool(layout, system);
     AddResult result;
     for (const Candidate& candidate : candidates) {
-        requireArchitecture(candidate, settings);
+        requireArchitecture(settings, candidate.record.architecture, candidate.path);
         if (!addition.take(candidate)) {
             result.present.push_back(idOf(candidate, settings));
             continue;

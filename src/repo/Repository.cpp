@@ -73,6 +73,8 @@ std::vector<PackageId> promote(const std::string& root, const Query& query, cons
     std::vector<PackageId> promoted;
     for (SuitePackage& package : select(source, query, true)) {
         package.component = findComponent(target.settings(), package.component);
+        requireArchitecture(target.settings(), std::string(package.stanza.architecture),
+                            std::string(package.stanza.filename));
         const auto& there = target.packages();
         const auto same = std::find_if(there.begin(), there.end(), [&](const SuitePackage& other) {
             return isSamePackage(other.stanza, package.stanza);

@@ -162,6 +162,23 @@ class PublishTest(RepositoryCase):
         self.repo = self.path("nothing")
         self.assertIn("is not a repository; bex repo init makes one", self.bex("publish", check=False).stderr)
 
+    def test_names_that_lead_out_of_the_pool_are_refused_whatever_is_allowed(self):
+        self.init()
+        sound = {"Package": "evil", "Version": "1", "Architecture": "all", "Maintainer": "A <a@example.org>",
+                 "Description": "d"}
+        cases = ({"Package": "../evil"}, {"Version": "1/../../../x"}, {"Architecture": "../all"},
+                 {"Source": "../../../etc"}, {"Source": ".."}, {"Package": "e" * 300})
+        for number, case in enumerate(cases):
+            control = self.path("evil/DEBIAN/control")
+            os.makedirs(os.path.dirname(control), exist_ok=True)
+            with open(control, "w", encoding="utf-8") as out:
+                out.write("".join(f"{name}: {value}\n" for name, value in {**sound, **case}.items()))
+            package = self.path(f"evil{number}.deb")
+            subprocess.run(["dpkg-deb", "--nocheck", "-b", self.path("evil"), package], check=True, capture_output=True)
+            with self.subTest(case=case):
+                message = self.refused("add", "--allow", "field", package)
+                self.assertRegex(message, "can't name a file|too long|is not|may hold only|must begin")
+
     def test_signers_that_fail(self):
         self.init()
         self.bex("add", self.package("one"))

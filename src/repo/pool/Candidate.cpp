@@ -89,8 +89,9 @@ Candidate examine(const std::string& path, const std::string& component, const A
     record = recordOf(control, path);
     record.size = static_cast<std::uint64_t>(before.st_size);
     record.digests.sha256 = sha256OfFile(file.get(), path);
-    record.filename = poolPath(component, sourceOf(control, record.package), record.package, record.version,
-                               record.architecture, extensionOf(path));
+    record.filename = poolPath({component, sourceOf(control, record.package), record.package, record.version,
+                                record.architecture, extensionOf(path)},
+                               path);
     checkRecord(record, path);
     if (!isUnchanged(before, statusOf(file, path))) {
         throw failure(ErrorKind::damaged, "changed", path, "changed while it was read");

@@ -17,10 +17,10 @@ std::string letterOf(const std::string& source) {
     return source.substr(0, isLibrary ? 4 : 1);
 }
 
-void requirePlain(const std::string& what, const std::string& value) {
+void requirePlain(const char* what, const std::string& value, const std::string& file) {
     if (!isPlainWord(value)) {  // guard: names lead nowhere but into the pool
-        throw failure(ErrorKind::refused, "unsafe-filename", "",
-                      what + " " + quoted(value) + " can't name a file");
+        throw failure(ErrorKind::refused, "unsafe-filename", file,
+                      std::string(what) + " " + quoted(value) + " can't name a file");
     }
 }
 
@@ -33,20 +33,17 @@ bool isPlainWord(std::string_view word) {
            });
 }
 
-std::string poolPath(const std::string& component, const std::string& source, const std::string& package,
-                     const std::string& version, const std::string& architecture, const std::string& extension) {
-    const std::string plainVersion = version.substr(version.find(':') + 1);  // npos + 1 is 0
-    requirePlain("source package", source);
-    requirePlain("package", package);
-    requirePlain("version", plainVersion);
-    requirePlain("architecture", architecture);
-    std::string file = package;
-    file.append("_").append(plainVersion).append("_").append(architecture).append(extension);
-    if (file.size() > kLongestName) {
-        throw failure(ErrorKind::refused, "unsafe-filename", "",
-                      "the name of " + quoted(package) + " is too long");
+std::string poolPath(const PoolName& name, const std::string& file) {
+    const std::string version = name.version.substr(name.version.find(':') + 1);  // npos + 1 is 0
+    requirePlain("source package", name.source, file);
+    requirePlain("package", name.package, file);
+    requirePlain("version", version, file);
+    requirePlain("architecture", name.architecture, file);
+    const std::string last = name.package + "_" + version + "_" + name.architecture + name.extension;
+    if (last.size() > kLongestName) {
+        throw failure(ErrorKind::refused, "unsafe-filename", file, "its name in the pool would be too long");
     }
-    return "pool/" + component + "/" + letterOf(source) + "/" + source + "/" + file;
+    return "pool/" + name.component + "/" + letterOf(name.source) + "/" + name.source + "/" + last;
 }
 
 }  // namespace bex::repo

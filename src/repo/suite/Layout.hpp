@@ -43,10 +43,19 @@ private:
 /// after the first.
 bool isPlainWord(std::string_view word);
 
-/// Where in the pool a package belongs: "pool/main/libh/libhello/libhello1_1.0_amd64.deb", in the directory of its
-/// source package. The version stands there without its epoch. `extension` is that of the file that is added.
-/// Throws StreamError (`refused`) for values that would lead out of the pool.
-std::string poolPath(const std::string& component, const std::string& source, const std::string& package,
-                     const std::string& version, const std::string& architecture, const std::string& extension);
+/// What decides where in the pool a package's file is.
+struct PoolName {
+    std::string component;
+    std::string source;  ///< the name of the source package
+    std::string package;
+    std::string version;
+    std::string architecture;
+    std::string extension;  ///< that of the file that is added: ".deb"
+};
+
+/// The path of a package in the pool: "pool/main/libh/libhello/libhello1_1.0_amd64.deb", in the directory of its
+/// source package, the version without its epoch. Throws StreamError (`refused`) for values that would lead out of
+/// the pool; messages call the package `file`.
+std::string poolPath(const PoolName& name, const std::string& file);
 
 }  // namespace bex::repo

@@ -185,4 +185,13 @@ std::string findComponent(const SuiteSettings& suite, const std::string& name) {
     return name;
 }
 
+void requireArchitecture(const SuiteSettings& suite, const std::string& architecture, const std::string& file) {
+    const auto& known = suite.architectures;
+    if (architecture != "all" && std::find(known.begin(), known.end(), architecture) == known.end()) {
+        throw failure(
+            ErrorKind::invalidInput, "invalid-input", file,
+            "is for " + quoted(architecture) + ", but suite " + suite.suite + " has only " + joined(known, ", "));
+    }
+}
+
 }  // namespace bex::repo

@@ -26,6 +26,10 @@ const SuiteSettings& findSuite(const std::vector<SuiteSettings>& suites, const s
 /// The component of that name, or the first one for "". Throws StreamError (`invalidInput`).
 std::string findComponent(const SuiteSettings& suite, const std::string& name);
 
+/// Throws StreamError (`invalidInput`) for a package of an architecture that the suite does not have; messages
+/// call the package `file`.
+void requireArchitecture(const SuiteSettings& suite, const std::string& architecture, const std::string& file);
+
 /// The words between blanks.
 std::vector<std::string> wordsOf(std::string_view text);
 
