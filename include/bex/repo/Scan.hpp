@@ -48,15 +48,16 @@ struct ScanReport {
 /// Scans packages. Each is opened once, and its control paragraph is read from the bytes that are hashed. Checks
 /// the structure and the control archive, not the payload: that is verify()'s work.
 ///
-/// Refused, each by an entry of ScanReport::errors: what is not a regular file, what has no bytes, a Package,
-/// Version, Architecture or path that checkRecord() refuses, a package that changes while it is read, and two
-/// packages of one name, version and architecture with other bytes. The same bytes under two names give one
-/// record, with the first name. Symlinks are followed; a directory that was searched is not searched again, so
-/// that loops end.
+/// Refused, each by an entry of ScanReport::errors, with these codes beside those of PackageReader: what is not a
+/// regular file ("not-a-file"), what has no bytes ("truncated"), a path ("unsafe-filename") or a Package, Version
+/// or Architecture ("stanza") that checkRecord() refuses, a package that changes while it is read ("changed"), and
+/// two packages of one name, version and architecture with other bytes ("conflict"). The same bytes under two
+/// names give one record, with the first name. Symlinks are followed; a directory that was searched is not
+/// searched again, so that loops end.
 ///
 /// The records depend on the packages alone, not on threads, cache or the order of inputs. Memory grows with their
 /// number, by some 2 KiB each. Throws StreamError for what concerns no single package: an input that does not
-/// exist, a cache that is not one, `cancelled`.
+/// exist, a cache that is not one ("not-a-cache"), `cancelled`.
 BEX_EXPORT ScanReport scan(const ScanOptions& options);
 
 /// Takes a text piece by piece, in order. What it throws passes through.
