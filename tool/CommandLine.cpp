@@ -42,6 +42,7 @@ constexpr Command kCommands[] = {
     {"extract", "Extract the payload", addExtract},
     {"verify", "Check everything and list what is wrong", addVerify},
     {"diff", "List the differences between two packages", addDiff},
+    {"report", "Write a page about a package, or two", addReport},
     {"edit", "Change fields and scripts of a package", addEdit},
     {"filter", "Change the payload of a package", addFilter},
     {"repack", "Compress packages anew", addRepack},

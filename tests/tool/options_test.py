@@ -7,7 +7,7 @@ import unittest
 
 from cases import SOURCES, environment
 
-VERBS = ["build", "info", "field", "list", "cat", "extract", "verify", "diff", "edit", "filter", "repack", "init", "schema",
+VERBS = ["build", "info", "field", "list", "cat", "extract", "verify", "diff", "report", "edit", "filter", "repack", "init", "schema",
          "shlibdeps", "repo"]
 REPO_VERBS = ["scan", "merge", "init", "add", "list", "remove", "promote", "publish",
               "verify"]

@@ -18,6 +18,7 @@ _bex_options() {
         verify) echo "$common --strict --ignore" ;;
         info) echo "$common --totals --index" ;;
         diff) echo "$common --exclude --times --brief --content" ;;
+        report) echo "$common --out" ;;
         edit) echo "$common --out --in-place --set --unset --version-suffix --script --remove-script --conffile --allow --check" ;;
         repack) echo "$common --out --in-place --compression --level --for --index --no-index --allow --check" ;;
         filter) echo "$common --out --delete --add --mode --owner --compression --level --allow --check" ;;
@@ -54,7 +55,7 @@ _bex_values() {
 }
 
 _bex() {
-    local verbs="build info field list cat extract verify diff edit filter repack init schema shlibdeps repo" repo_verbs="scan merge init add list remove promote publish verify"
+    local verbs="build info field list cat extract verify diff report edit filter repack init schema shlibdeps repo" repo_verbs="scan merge init add list remove promote publish verify"
     local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]} verb="" word values
     # bash takes "--option=value" for three words.
     if [[ $current == = ]]; then

@@ -1,6 +1,6 @@
 # Completion of bex(1) for fish.
 
-set -l verbs build info field list cat extract verify diff edit filter repack init schema shlibdeps repo
+set -l verbs build info field list cat extract verify diff report edit filter repack init schema shlibdeps repo
 set -l repo_verbs scan merge init add list remove promote publish verify
 
 complete -c bex -n "not __fish_seen_subcommand_from $verbs" -f
@@ -12,6 +12,7 @@ complete -c bex -n "not __fish_seen_subcommand_from $verbs" -a cat -d "print the
 complete -c bex -n "not __fish_seen_subcommand_from $verbs" -a extract -d "extract the payload"
 complete -c bex -n "not __fish_seen_subcommand_from $verbs" -a verify -d "check everything"
 complete -c bex -n "not __fish_seen_subcommand_from $verbs" -a diff -d "list the differences between two packages"
+complete -c bex -n "not __fish_seen_subcommand_from $verbs" -a report -d "write a page about a package"
 complete -c bex -n "not __fish_seen_subcommand_from $verbs" -a edit -d "change fields and scripts"
 complete -c bex -n "not __fish_seen_subcommand_from $verbs" -a filter -d "change the payload"
 complete -c bex -n "not __fish_seen_subcommand_from $verbs" -a repack -d "compress packages anew"
@@ -124,6 +125,7 @@ complete -c bex -n $shlibdeps -l arch -x -d "architecture"
 complete -c bex -n $shlibdeps -l format -x -a "field json why" -d "format"
 complete -c bex -n $shlibdeps -l why -d "reasons"
 
+complete -c bex -n "__fish_seen_subcommand_from report" -s o -l out -r -d "the page"
 complete -c bex -n "__fish_seen_subcommand_from edit repack filter" -s o -l out -r -d "the new package"
 complete -c bex -n "__fish_seen_subcommand_from edit repack" -l in-place -d "replace the package"
 complete -c bex -n "__fish_seen_subcommand_from edit repack filter" -l allow -x -d "accept errors of this code"

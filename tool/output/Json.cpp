@@ -7,9 +7,6 @@
 
 namespace bex::tool {
 
-namespace {
-
-/// RFC 4648, section 4.
 std::string base64(std::string_view bytes) {
     static constexpr char digits[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
     std::string result;
@@ -28,8 +25,6 @@ std::string base64(std::string_view bytes) {
     const std::size_t missing = (3 - bytes.size() % 3) % 3;
     return result.replace(result.size() - missing, missing, missing, '=');
 }
-
-}  // namespace
 
 void putText(Json& object, const std::string& key, std::string_view text) {
     if (stream::isUtf8(text)) {

@@ -11,6 +11,9 @@ namespace bex::tool {
 /// Keeps the order in which keys are put, so that output is stable and reads well.
 using Json = nlohmann::ordered_json;
 
+/// RFC 4648, section 4.
+std::string base64(std::string_view bytes);
+
 /// Puts a text from a package or a disk: as it is where it is UTF-8, else escaped under `key` and whole under
 /// `key` + "Base64".
 void putText(Json& object, const std::string& key, std::string_view text);

@@ -26,6 +26,7 @@ void addRepack(CLI::App* verb, Action& chosen);
 void addInit(CLI::App* verb, Action& chosen);
 void addSchema(CLI::App* verb, Action& chosen);
 void addShlibdeps(CLI::App* verb, Action& chosen);
+void addReport(CLI::App* verb, Action& chosen);
 void addRepo(CLI::App* verb, Action& chosen);
 
 }  // namespace bex::tool

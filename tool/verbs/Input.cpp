@@ -122,6 +122,13 @@ stream::PackageReader openFront(const std::string& package, const stream::ReadOp
     return {std::shared_ptr<stream::Source>(remoteFile(package, context)), withoutUser(package), options};
 }
 
+std::unique_ptr<stream::ForwardSource> openBytes(const std::string& package, Context& context) {
+    if (isUrl(package)) {
+        return remoteFile(package, context)->download();
+    }
+    return std::make_unique<FromBegin>(stream::Source::ofFile(package));
+}
+
 std::vector<stream::Finding> verifyPackage(const std::string& package, const stream::ReadOptions& options,
                                            Context& context) {
     if (package == "-") {

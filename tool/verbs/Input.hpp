@@ -1,6 +1,7 @@
 #pragma once
 
 #include <CLI/App.hpp>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -38,6 +39,10 @@ stream::PackageReader openFields(const std::string& package, stream::ReadOptions
 
 /// Opens a package by path or URL for its members and control archive: of a URL, only the front is fetched.
 stream::PackageReader openFront(const std::string& package, const stream::ReadOptions& options, Context& context);
+
+/// The bytes of a package by path or URL, to be read once. Throws StreamError (`inputOutput`) for what is not a
+/// regular file.
+std::unique_ptr<stream::ForwardSource> openBytes(const std::string& package, Context& context);
 
 /// Verifies a package by path or URL; "-" is standard input.
 std::vector<stream::Finding> verifyPackage(const std::string& package, const stream::ReadOptions& options,
