@@ -8,7 +8,7 @@ namespace bex::repo {
 std::string htmlText(std::string_view text) {
     std::string safe;
     for (const char c : stream::escapeForDisplay(text)) {
-        switch (c) {  // guard: texts of packages are no markup
+        switch (c) {
             case '&':
                 safe += "&amp;";
                 break;

@@ -18,7 +18,7 @@ std::string letterOf(const std::string& source) {
 }
 
 void requirePlain(const char* what, const std::string& value, const std::string& file) {
-    if (!isPlainWord(value)) {  // guard: names lead nowhere but into the pool
+    if (!isPlainWord(value)) {
         throw failure(ErrorKind::refused, "unsafe-filename", file,
                       std::string(what) + " " + quoted(value) + " can't name a file");
     }
