@@ -19,6 +19,8 @@ constexpr std::uint64_t kFirstStepBytes = 4 * kFrontBytes;
 constexpr std::uint64_t kLargestStepBytes = std::uint64_t{4} << 20;
 /// A short gap is fetched, too: what is in it is asked for next, as a rule, and another request takes longer.
 constexpr std::uint64_t kLargestGapBytes = std::uint64_t{1} << 20;
+/// The end is asked for in one request where an index is not larger than a 4096th of the file, or 64 KiB.
+constexpr std::uint64_t kLargestTailBytes = std::uint64_t{1} << 20;
 constexpr std::uint64_t kKeptBytes = std::uint64_t{16} << 20;
 
 /// Bytes that were fetched.
@@ -87,12 +89,25 @@ private:
         if (found != pieces_.end()) {
             return *found;
         }
+        return fetch(rangeFor(offset, wanted));
+    }
+
+    /// What is fetched where `wanted` bytes from `offset` on are asked for: what follows the newest piece, in
+    /// steps that grow; of another place no more than is wanted; or all of the end, where an index is.
+    ByteRange rangeFor(std::uint64_t offset, std::size_t wanted) {
+        const std::uint64_t size = *version_.size();
         const std::uint64_t end = pieces_.back().end();
-        const bool goesOn = offset >= end && offset - end <= kLargestGapBytes;
-        const std::uint64_t first = goesOn ? end : offset;
-        const std::uint64_t last = std::min(offset + std::max<std::uint64_t>(step_, wanted), *version_.size()) - 1;
-        step_ = goesOn ? std::min(step_ * 2, kLargestStepBytes) : kFirstStepBytes;
-        return fetch({first, last});
+        if (offset >= end && offset - end <= kLargestGapBytes) {
+            const std::uint64_t step = std::max<std::uint64_t>(step_, wanted);
+            step_ = std::min(step_ * 2, kLargestStepBytes);
+            return {end, std::min(offset + step, size) - 1};
+        }
+        step_ = kFirstStepBytes;
+        const std::uint64_t tail = std::min(size, std::clamp(size / 4096, kFrontBytes, kLargestTailBytes));
+        if (offset + wanted >= size && size - offset <= tail) {
+            return {size - tail, size - 1};
+        }
+        return {offset, std::min(offset + std::max<std::uint64_t>(wanted, kFrontBytes), size) - 1};
     }
 
     const Piece& fetch(const ByteRange& range) {

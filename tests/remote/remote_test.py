@@ -206,6 +206,8 @@ class RemoteTest(unittest.TestCase):
 
     def test_reads_as_from_disk_with_few_requests(self):
         front = "bytes=0-65535"
+        size = len(self.files["large"])
+        end = f"bytes={size - FRONT}-{size - 1}"
         cases = [  # verb and options, what follows the package, file, ranges asked for
             ("field", ("Version",), "large", [front]),
             ("field", (), "many", [front]),
@@ -219,10 +221,13 @@ class RemoteTest(unittest.TestCase):
             ("cat", ("a",), "large", [None]),
             ("cat", ("zlink",), "large", [None, None]),
             ("verify --strict", (), "large", [None]),
+            ("list --index", (), "large", [front, end]),
+            ("cat --index", ("b",), "large", [front, end]),  # its block is within the end
+            ("cat --index", ("zlink",), "large", ...),
             ("field", ("Package",), "small", [front]),
         ]
         for verb, rest, name, ranges in cases:
-            for behaviour in ("honest", "no-range" if ranges[0] is None else "honest"):
+            for behaviour in ("honest", "no-range") if ranges == [None] else ("honest",):
                 with self.subTest(verb=verb, name=name, behaviour=behaviour):
                     url = f"{self.server.url}/{behaviour}/{name}"
                     local = run(*verb.split(), self.path(name), *rest)
@@ -231,7 +236,11 @@ class RemoteTest(unittest.TestCase):
                     # The size of the index stands at the end of a package, which info does not fetch.
                     expected = re.sub(rb"(?m)^index .*\n", b"", local.stdout)
                     self.assertEqual(remote.stdout, expected)
-                    self.assertEqual(self.ranges(), ranges)
+                    asked = self.ranges()
+                    if ranges is ...:
+                        self.assertLess(len(asked), 7)  # where blocks are depends on the compression
+                    else:
+                        self.assertEqual(asked, ranges)
 
     def test_extracts_and_compares(self):
         target = f"{self.directory}/out"
