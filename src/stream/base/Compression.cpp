@@ -10,6 +10,9 @@ struct Format {
     CompressionLevels levels;
 };
 
+/// One table for all formats. The suffixes are those that deb(5) gives the members; the levels are those that the
+/// encoders accept (libdeflate has 12 for gzip). `{0, 0, 0}` marks a format without levels, and bzip2, which is
+/// only read.
 Format formatOf(Compression compression) noexcept {
     switch (compression) {
         case Compression::none:
@@ -23,6 +26,7 @@ Format formatOf(Compression compression) noexcept {
         case Compression::bzip2:
             return {".bz2", "bzip2", {0, 0, 0}};
     }
+    // Reached only by a value outside the enumeration.
     return {};
 }
 

@@ -26,6 +26,8 @@ constexpr std::size_t sequenceLength(unsigned char lead) {
     if (lead < 0x80) {
         return 1;
     }
+    // 0xC0 and 0xC1 could only begin a longer form of an ASCII character, and 0xF5 and above only code points
+    // beyond U+10FFFF (RFC 3629): neither begins a sequence.
     if (within(lead, 0xC2, 0xDF)) {
         return 2;
     }
@@ -52,6 +54,8 @@ constexpr bool isWellFormed(char32_t value, std::size_t bytes) {
 
 /// How many bytes at the front of a text stand for themselves whatever follows them.
 std::size_t plainAscii(std::string_view text) {
+    // A backslash is not plain: it would look like the beginning of an escape, and escaped text could not be read
+    // back.
     const auto isPlain = [](char c) { return c >= 0x20 && c < 0x7F && c != '\\'; };
     return static_cast<std::size_t>(std::find_if_not(text.begin(), text.end(), isPlain) - text.begin());
 }
@@ -60,12 +64,15 @@ std::size_t plainAscii(std::string_view text) {
 CodePoint decodeFront(std::string_view text) {
     const unsigned char lead = byteAt(text, 0);
     const std::size_t length = sequenceLength(lead);
+    // Before any byte after the first is looked at: a sequence that the text cuts off is not UTF-8.
     if (length == 0 || length > text.size()) {
         return {};
     }
     if (length == 1) {
         return {lead, 1};
     }
+    // The first byte has as many leading ones as the sequence has bytes, then a zero; the mask keeps the bits
+    // after it.
     char32_t value = lead & (0x7FU >> length);
     for (std::size_t i = 1; i < length; ++i) {
         const unsigned char next = byteAt(text, i);
@@ -80,14 +87,18 @@ CodePoint decodeFront(std::string_view text) {
     return {value, length};
 }
 
+/// C0, DEL and C1. A terminal that knows 8-bit controls runs U+009B as it runs ESC [.
 constexpr bool isControl(char32_t value) {
     return value < 0x20 || within(value, 0x7F, 0x9F);
 }
 
+/// The line and paragraph separators: one message must stay one line.
 constexpr bool breaksLine(char32_t value) {
     return value == 0x2028 || value == 0x2029;
 }
 
+/// Bidirectional marks, embeddings, overrides and isolates (UAX #9): with them a name could be shown as another
+/// one.
 constexpr bool turnsDirection(char32_t value) {
     return value == 0x061C || within(value, 0x200E, 0x200F) || within(value, 0x202A, 0x202E) ||
            within(value, 0x2066, 0x2069);
@@ -118,6 +129,7 @@ void appendEscaped(std::string& result, unsigned char byte) {
 
 std::string escapeForDisplay(std::string_view text) {
     std::string result;
+    // Each round removes at least one byte from the front, so that the loop ends and its work is linear.
     result.reserve(text.size());
     while (!text.empty()) {
         if (const std::size_t count = plainAscii(text); count != 0) {

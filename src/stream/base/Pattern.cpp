@@ -40,6 +40,8 @@ bool Pattern::matches(const std::string& path) const {
     if (text_.find_first_of("*?[\\") == std::string::npos) {  // spares most patterns the change of locale
         return false;
     }
+    // fnmatch(3) depends on the locale, in which a path that is not valid text matches nothing. A pattern must
+    // select the same files for every user.
     const PlainLocale locale;
     return fnmatch(text_.c_str(), path.c_str(), 0) == 0;
 }
@@ -48,6 +50,7 @@ bool Pattern::matchesAtOrAbove(const std::string& path) const {
     if (text_.empty() || matches(path)) {
         return true;
     }
+    // Each directory above the path, outermost first; the path itself was compared above.
     for (std::size_t slash = path.find('/'); slash != std::string::npos; slash = path.find('/', slash + 1)) {
         if (matches(path.substr(0, slash))) {
             return true;

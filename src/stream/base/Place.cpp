@@ -18,6 +18,7 @@ std::string systemReason(const std::string& action, int errorNumber) {
 }  // namespace
 
 void ErrorHandler::refuse(const ErrorRecord& error) {
+    // First, so that errors that a delayed check still holds are reported in the package's order.
     if (earlier_) {
         earlier_();
     }
@@ -75,6 +76,7 @@ void Place::refuse(ErrorKind kind, std::string code, std::string reason) const {
     const ErrorRecord error = record(kind, std::move(code), std::move(reason));
     if (handler_ == nullptr) {
         throw StreamError(error);
+        // Thrown outright: without a handler there is nobody who could decide to read on.
     }
     handler_->refuse(error);
 }

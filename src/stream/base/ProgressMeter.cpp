@@ -32,6 +32,7 @@ void ProgressMeter::add(std::uint64_t bytes, std::string_view entry) {
 }
 
 void ProgressMeter::finish() {
+    // An estimate may have been too high or too low. The last call must say that all is done.
     bytesTotal_ = bytesDone_;
     if (callback_) {
         report({});

@@ -35,6 +35,7 @@ std::string messageOf(const ErrorRecord& record) {
             appendPart(message, ":", std::to_string(number));
         }
     }
+    // Not escaped: whoever wrote the reason has quoted what is foreign in it.
     append(message, record.reason);
     return message;
 }
@@ -66,12 +67,15 @@ const char* nameOf(ErrorKind kind) noexcept {
     return "cancelled";
 }
 
+// The record is shared: exceptions are copied while they are thrown, and a copy must not throw.
 StreamError::StreamError(ErrorRecord record)
     : std::runtime_error(messageOf(record)), record_(std::make_shared<const ErrorRecord>(std::move(record))) {}
 
 StreamError::StreamError(ErrorKind kind, std::string reason)
     : StreamError(Place("").record(kind, codeOf(kind), std::move(reason))) {}
 
+// Defined here, so that the class has one table of virtual functions and one type information, in this library: a
+// `catch` in another library then recognises it.
 StreamError::~StreamError() = default;
 
 FindingRefused::~FindingRefused() = default;

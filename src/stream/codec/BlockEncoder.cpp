@@ -12,6 +12,9 @@ namespace bex::stream {
 
 namespace {
 
+/// Blocks leave the pool in the order in which they were submitted, whichever worker finishes first, and only this
+/// thread writes them: the output does not depend on the number of threads. `filled_` is below `blockBytes_`
+/// between calls.
 class BlockEncoder final : public Encoder {
 public:
     BlockEncoder(Sink& out, const CompressionSettings& settings)
@@ -23,9 +26,12 @@ public:
 
     void write(const char* data, std::size_t size) override {
         while (size != 0) {
+            // For each piece: submitting a block may have filled the pool, and pool_.next() needs a free slot.
             makeRoom();
             Buffer& input = pool_.next().input;
             const std::size_t count = std::min(size, blockBytes_ - filled_);
+            // The same size every time: a reused buffer is not allocated again, and its first `filled_` bytes are
+            // kept.
             input.reserve(blockBytes_);
             std::memcpy(input.data() + filled_, data, count);
             filled_ += count;
@@ -50,6 +56,8 @@ public:
 
 private:
     void makeRoom() {
+        // Waits only if the pool is full. Blocks that are done already are written at once, so that their buffers
+        // are free.
         while (pool_.full() || (!pool_.empty() && pool_.ready())) {
             writeFront();
         }
@@ -73,6 +81,7 @@ private:
         if (onBlock_) {
             onBlock_(block.output.size(), block.input.size());
         }
+        // After the last use of `block`: the pool gives its buffers to a later block.
         pool_.pop();
     }
 
@@ -81,6 +90,7 @@ private:
     const std::function<void(std::uint64_t, std::uint64_t)> onBlock_;
     std::size_t filled_ = 0;  // of the pool's next block
     bool begun_ = false;
+    // Last, so destroyed first: the workers end before anything else here does.
     BlockPool pool_;
 };
 

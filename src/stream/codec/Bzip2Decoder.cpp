@@ -44,6 +44,7 @@ public:
 
     std::size_t fill(char* buffer, std::size_t size) override {
         std::size_t done = 0;
+        // A stream may be empty, and a step may give nothing while it takes input.
         while (done < size && (stream_ || beginStream())) {
             done += decode(buffer + done, size - done);
         }
@@ -53,9 +54,11 @@ public:
 private:
     bool beginStream() {
         begin_ = input_.offset();
+        // An empty input is left to the decoder, which reports it as truncated.
         if (begin_ != 0 && !input_.fill()) {
             return false;
         }
+        // Known by its first byte: dpkg-deb 1.21 would leave a second stream out in silence.
         if (begin_ != 0 && input_.data()[0] == kFirstByte) {
             throw furtherError(place_, begin_, "bzip2 stream");
         }
@@ -76,16 +79,20 @@ private:
         const int result = BZ2_bzDecompress(stream);
         const unsigned consumed = offered - stream->avail_in;
         const unsigned produced = room - stream->avail_out;
+        // Before check() throws, so that the byte in its message is the one that was reached.
         input_.consume(consumed);
         check(result);
         if (result == BZ_STREAM_END) {
+            // Frees its memory, some MiB. Without a stream, fill() looks at what follows.
             stream_.reset();
+            // The source is at its end, and no step was possible with what was left.
         } else if (consumed == 0 && produced == 0) {
             throw truncatedError(place_, input_.offset(), "a bzip2 stream");
         }
         return produced;
     }
 
+    /// The library compares the checksums of blocks and stream; a wrong one is BZ_DATA_ERROR.
     void check(int result) const {
         switch (result) {
             case BZ_OK:

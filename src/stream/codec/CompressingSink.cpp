@@ -27,6 +27,7 @@ private:
 };
 
 std::unique_ptr<Encoder> makeEncoder(Sink& out, const CompressionSettings& settings) {
+    // First: the encoders rely on a level and a block size within bounds, and do not check them again.
     checkSettings(settings);
     switch (settings.compression) {
         case Compression::none:
@@ -69,10 +70,12 @@ void checkSettings(const CompressionSettings& settings) {
     if (settings.singleStream && settings.compression != Compression::gzip) {
         throw invalid("only gzip is written as a single stream or in blocks");
     }
+    // Without compression there are no levels, and the setting is ignored.
     if (settings.compression != Compression::none) {
         checkLevel(settings);
     }
     if (settings.compression == Compression::gzip &&
+        // A reader refuses blocks that unpack to more, so they must not be written either.
         (settings.blockBytes == 0 || settings.blockBytes > kMaximumBlockBytes)) {
         throw invalid("compression blocks of " + std::to_string(settings.blockBytes) + " bytes: must be 1 to " +
                       std::to_string(kMaximumBlockBytes));
@@ -87,6 +90,7 @@ public:
     /// calls give.
     template <typename Step>
     void run(Step step) {
+        // An encoder that threw is in an unknown state, and more bytes would make an output with a gap.
         if (failure_) {
             std::rethrow_exception(failure_);
         }

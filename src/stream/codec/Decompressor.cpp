@@ -17,6 +17,8 @@ public:
     explicit PlainDecompressor(ByteStream& source) : source_(source), chunk_(std::size_t{128} << 10) {}
 
     std::string_view next() override {
+        // At most the capacity is read, so that setSize() stays within it. 0 bytes are the end and give an empty
+        // view.
         chunk_.setSize(source_.read(chunk_.data(), chunk_.capacity()));
         return chunk_.view();
     }
@@ -37,6 +39,7 @@ public:
     std::size_t fill(char* buffer, std::size_t size) override { return decoder_->fill(buffer, size); }
 
 private:
+    // Declared first, so destroyed last: the decoder refers to it until its own end.
     std::unique_ptr<Input> input_;
     std::unique_ptr<StreamDecoder> decoder_;
 };
@@ -55,6 +58,7 @@ std::unique_ptr<StreamDecoder> makeDecoder(Input& input, Compression compression
         case Compression::none:
             break;
     }
+    // Reached only by a value outside the enumeration: openDecompressor() does not come here for `none`.
     throw unsupportedError(place, "unknown compression");
 }
 
@@ -65,7 +69,9 @@ std::unique_ptr<Decompressor> openDecompressor(ByteStream& source, Compression c
     if (compression == Compression::none) {
         return std::make_unique<PlainDecompressor>(source);
     }
+    // On the heap, because the decoder keeps its address while the ownership moves.
     auto input = std::make_unique<Input>(source);
+    // Blocks are unpacked whole, which would read and unpack more than a gradual caller asked for.
     if (compression == Compression::gzip && !settings.gradual) {
         return makeGzipDecompressor(std::move(input), place, settings);
     }

@@ -24,6 +24,7 @@ constexpr unsigned idOf(std::string_view name) noexcept {
     return static_cast<unsigned>(name[0]) | static_cast<unsigned>(name[1]) << 8;
 }
 
+/// The byte of that significance; RFC 1952 stores numbers with the least significant byte first.
 template <typename Number>
 std::uint8_t byteOf(Number number, unsigned index) noexcept {
     return static_cast<std::uint8_t>(number >> (8 * index));
@@ -55,6 +56,7 @@ public:
         if ((flags & kReserved) != 0) {
             throw damagedError(place_, here() + ": reserved flags are set");
         }
+        // MTIME (4 bytes), XFL and OS. Any value is valid, but the bytes count for the header's checksum.
         for (int timeFlagsSystem = 0; timeFlagsSystem < 6; ++timeFlagsSystem) {
             byte();
         }
@@ -70,6 +72,7 @@ private:
     }
 
     std::uint8_t byte() {
+        // One at a time: a header may lie across the end of a buffer. It is short, and each member has only one.
         if (!input_.fill()) {
             throw truncatedError(place_, input_.offset(), "a gzip header");
         }
@@ -85,9 +88,12 @@ private:
     }
 
     void readOptional(std::uint8_t flags) {
+        // The optional parts come in this order (RFC 1952, 2.3); the checksum covers every byte before its own
+        // two.
         if ((flags & kExtra) != 0) {
             readExtra(twoBytes());
         }
+        // Each ends with a zero byte (RFC 1952, 2.3.1). An unbounded text is read but not kept.
         for (const std::uint8_t text : {kName, kComment}) {
             while ((flags & text) != 0 && byte() != 0) {
             }
@@ -134,6 +140,7 @@ private:
     }
 
     std::string readText(std::size_t size) {
+        // `size` comes from a 16-bit field: at most 64 KiB are collected.
         std::string text;
         while (text.size() < size) {
             if (!input_.fill()) {
@@ -154,6 +161,7 @@ private:
 };
 
 void skipZeros(Input& input, const Place& place) {
+    // To the end of the input: every byte after the padding has to be a zero.
     while (input.fill()) {
         if (*input.data() != 0) {
             throw damagedError(place,
@@ -165,6 +173,7 @@ void skipZeros(Input& input, const Place& place) {
 
 }  // namespace
 
+/// Byte for byte what the comment in Gzip.hpp shows.
 std::array<std::uint8_t, kBlockHeaderBytes> blockHeader(std::uint32_t memberBytes) noexcept {
     return {0x1f,
             0x8b,
@@ -203,6 +212,7 @@ GzipTrailer decodeTrailer(const char* bytes) noexcept {
 
 std::optional<GzipHeader> readGzipHeader(Input& input, const Place& place) {
     if (!input.fill()) {
+        // An empty input is not an empty stream: RFC 1952 asks for at least one member.
         if (input.offset() == 0) {
             throw truncatedError(place, 0, "a gzip header");
         }
@@ -218,6 +228,7 @@ std::optional<GzipHeader> readGzipHeader(Input& input, const Place& place) {
 
 void checkTrailer(const GzipTrailer& expected, const GzipTrailer& found, const Place& place,
                   std::uint64_t offset) {
+    // The length first: a wrong one says more than the wrong checksum that follows from it.
     if (expected.size != found.size) {  // guard: the length of gzip
         throw damagedError(place, memberAt(offset) + ": wrong length: unpacks to " + std::to_string(found.size) +
                                       " bytes, its trailer says " + std::to_string(expected.size));

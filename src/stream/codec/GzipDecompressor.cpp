@@ -24,13 +24,18 @@ public:
         : place_(std::move(place)), inflater_(strict ? makeZlibInflater() : makeLibdeflateInflater()) {}
 
     void operator()(Block& block) const {
+        // blockBytes() has compared the member's length with header and trailer: the difference cannot wrap.
         const std::size_t deflateBytes = block.input.size() - kGzipTrailerBytes;
         const GzipTrailer expected = decodeTrailer(block.input.data() + deflateBytes);
+        // load() has bounded the size by kMaximumBlockBytes before the block came here: a trailer cannot ask for
+        // more memory.
         const std::size_t room = std::size_t{expected.size} + 1;  // shows whether there is more
         block.output.reserve(room);
         inflater_->begin();
         const Inflater::Step step =
             inflater_->inflate({block.input.data(), deflateBytes}, block.output.data(), room);
+        // Before the other checks: where the room is too small the inflater says "open", which would be reported
+        // as invalid data.
         if (step.state != Inflater::State::invalid && step.produced == room) {
             throw damaged(block, "wrong length: unpacks to more than the " + std::to_string(expected.size) +
                                      " bytes that its trailer says");
@@ -38,6 +43,8 @@ public:
         if (step.state != Inflater::State::ended) {
             throw damaged(block, "invalid deflate data");
         }
+        // A deflate stream that ends early leaves bytes that no one looks at. Other readers would begin the next
+        // member there.
         if (step.consumed != deflateBytes) {  // guard: a block's own length
             throw wrongMemberLength(place_, block.offset);
         }
@@ -61,10 +68,13 @@ std::optional<std::size_t> blockBytes(const GzipHeader& header, const Place& pla
     if (!header.memberBytes) {
         return std::nullopt;
     }
+    // Also what keeps the difference below, and the one in UnpackWork, from wrapping.
     if (*header.memberBytes < header.bytes + kGzipTrailerBytes) {
         throw wrongMemberLength(place, header.offset);
     }
     const std::uint64_t bytes = *header.memberBytes - header.bytes;
+    // Too long for a block, so a member of another writer that uses the same subfield: streamed, with bounded
+    // memory.
     if (bytes > kMaximumDeflateBytes + kGzipTrailerBytes) {
         return std::nullopt;
     }
@@ -93,15 +103,18 @@ public:
             if (pool_.empty()) {
                 endBlocks();
                 if (!streaming()) {
+                    // Nothing follows the blocks: the end.
                     return {};
                 }
                 break;
             }
             const std::string_view bytes = pool_.front().output.view().substr(passed_);
             if (!bytes.empty()) {
+                // Not popped yet: the bytes stay the caller's until its next call.
                 given_ = true;
                 return bytes;
             }
+            // An empty block, or one that was skipped to its end. The next one may have bytes.
             pop();
         }
         return stream_->next();
@@ -112,6 +125,7 @@ public:
         if (streaming()) {
             return stream_->skip(size);
         }
+        // In the order of the input: blocks in the pool, blocks that are not read yet, then what is not in blocks.
         std::uint64_t done = skipInFlight(size);
         while (done < size && reading_) {
             done += guarded([&] { return skipNext(size - done); });
@@ -137,6 +151,7 @@ private:
     }
 
     void pop() {
+        // The size that was added when the block was read. It is taken before the pool may reuse the block.
         ahead_ -= unpackedSizeOf(pool_.oldest());
         pool_.pop();
         passed_ = 0;
@@ -145,6 +160,7 @@ private:
     /// Starts with few blocks, and again after a jump, so that reading little costs little. Blocks say how long
     /// they are, so that those beyond what is expected wait.
     void readAhead() {
+        // ahead_ is at least passed_, so that the difference is what the caller can still get from the pool.
         while (reading_ && pool_.size() < window_ && ahead_ - passed_ <= expected_) {
             guarded([this] {
                 const std::optional<std::size_t> bytes = nextBlock();
@@ -152,9 +168,11 @@ private:
                     ahead_ += load(*bytes);
                     start();
                 }
+                // The count is only for skip().
                 return std::uint64_t{0};
             });
         }
+        // Doubled after each call: a caller that reads on soon has all threads at work.
         window_ = std::min(window_ * 2, largestWindow_);
     }
 
@@ -173,6 +191,7 @@ private:
         try {
             return step();
         } catch (...) {
+            // Not thrown here: blocks before it are sound and are delivered first. endBlocks() throws it.
             failure_ = std::current_exception();
             reading_ = false;
             return 0;
@@ -181,6 +200,8 @@ private:
 
     /// Reads the next member's header; the bytes that follow it when it is a block, else reading ends here.
     std::optional<std::size_t> nextBlock() {
+        // Kept after the end of reading too: a member that is not a block is continued from its header by
+        // endBlocks().
         header_ = readGzipHeader(*input_, place_);
         std::optional<std::size_t> bytes;
         if (header_) {
@@ -196,6 +217,7 @@ private:
         block.offset = header_->offset;
         block.input.reserve(bytes);
         block.input.setSize(bytes);
+        // Bounded by blockBytes(), so that a length field can make this allocate some 4 MiB at most.
         if (input_->read(block.input.data(), bytes) != bytes) {
             throw truncatedError(place_, input_->offset(), "a gzip member");
         }
@@ -216,6 +238,7 @@ private:
         return size;
     }
 
+    /// As the trailer says, which unpackedSize() has bounded and the worker compares with what comes out.
     static std::uint64_t unpackedSizeOf(const Block& block) {
         return decodeTrailer(block.input.data() + block.input.size() - kGzipTrailerBytes).size;
     }
@@ -223,7 +246,9 @@ private:
     std::uint64_t skipInFlight(std::uint64_t size) {
         std::uint64_t done = 0;
         while (done < size && !pool_.empty()) {
+            // passed_ is at most the size of the oldest block.
             const std::uint64_t rest = unpackedSizeOf(pool_.oldest()) - passed_;
+            // Within this block: it stays the oldest, and its rest is given by next().
             if (size - done < rest) {
                 passed_ += static_cast<std::size_t>(size - done);
                 return size;
@@ -240,16 +265,21 @@ private:
         if (!bytes) {
             return 0;
         }
+        // A jump may be followed by another: unpacking ahead would be work for nothing.
         window_ = 1;
+        // No block is longer, so this one lies wholly inside. Its data need not be read.
         if (size >= kMaximumBlockBytes) {
             return jump(*bytes);
         }
         // Only the trailer at its end says whether the block is longer than what is to be skipped.
         const std::uint32_t unpacked = load(*bytes);
+        // Read for its trailer, but never submitted: the pool uses the same buffers for the next block.
         if (unpacked <= size) {
             return unpacked;
         }
         ahead_ += unpacked;
+        // Unpacked by this thread, at once. The pool was empty, so that this block is its front, of which `size`
+        // bytes are passed.
         pool_.submitHere();
         passed_ = static_cast<std::size_t>(size);
         return size;
@@ -267,6 +297,7 @@ private:
 
     /// All blocks are delivered: throws a pending failure, or goes on with a member that is not a block.
     void endBlocks() {
+        // Each further call throws the same failure again.
         if (failure_) {
             std::rethrow_exception(failure_);
         }
@@ -289,6 +320,7 @@ private:
     std::uint64_t expected_ = std::numeric_limits<std::uint64_t>::max();
     std::exception_ptr failure_;  // of reading
     BlockPool pool_;
+    // Last, so that it is destroyed, and its thread ended, before the input.
     std::unique_ptr<Decompressor> stream_;  // what follows the blocks; uses input_
 };
 

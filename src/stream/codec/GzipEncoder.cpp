@@ -23,16 +23,21 @@ public:
             Z_OK) {
             throw std::bad_alloc();  // the level was checked before
         }
+        // RFC 1952, 2.3.1. Left alone, zlib would write the system that it was built for. The time stays 0, which
+        // means none.
         header_.os = kUnknownSystem;
+        // zlib keeps the address until the header is written: `header_` is a member, and this class is not copied.
         deflateSetHeader(&stream_, &header_);
     }
     ~GzipEncoder() override { deflateEnd(&stream_); }
 
     void write(const char* data, std::size_t size) override {
         while (size != 0) {
+            // uInt has 32 bits, size_t 64.
             const auto part = static_cast<uInt>(std::min<std::size_t>(size, std::numeric_limits<uInt>::max()));
             stream_.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(data));  // zlib does not write to it
             stream_.avail_in = part;
+            // Ends only when zlib has taken all: `data` is the caller's and is not kept after this call.
             while (stream_.avail_in != 0) {
                 step(Z_NO_FLUSH);
             }
@@ -42,6 +47,7 @@ public:
     }
 
     void finish() override {
+        // Each step empties the output buffer, so that zlib always makes progress until the trailer is out.
         while (step(Z_FINISH) != Z_STREAM_END) {
         }
     }

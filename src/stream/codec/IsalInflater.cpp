@@ -10,6 +10,8 @@ namespace bex::stream {
 
 namespace {
 
+// ISA-L counts in 32 bits. A part that is left out comes with the next step: the differences below count what was
+// offered.
 std::uint32_t clamped(std::size_t size) noexcept {
     return static_cast<std::uint32_t>(std::min<std::size_t>(size, std::numeric_limits<std::uint32_t>::max()));
 }
@@ -31,8 +33,10 @@ public:
         Step step{State::open, offered - state_.avail_in, free - state_.avail_out};
         if (!valid) {
             step.state = State::invalid;
+            // Only the last deflate block's end sets this state, and only with all output given.
         } else if (state_.block_state == ISAL_BLOCK_FINISH) {
             step.state = State::ended;
+            // ISA-L loads input into a 64-bit register: at most 8 bytes, as Input::kUnreadBytes allows.
             step.unused = static_cast<std::size_t>(state_.read_in_length) / 8;  // whole bytes of those bits
         }
         return step;

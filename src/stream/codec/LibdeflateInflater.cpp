@@ -20,10 +20,13 @@ public:
         }
     }
 
+    // Nothing to reset: libdeflate keeps no state from one call to the next.
     void begin() override {}
 
     Step inflate(std::string_view data, char* buffer, std::size_t room) override {
         Step step;
+        // With `_ex` and both counts: data after the stream's end is no error, and the caller compares what was
+        // consumed.
         switch (libdeflate_deflate_decompress_ex(decompressor_.get(), data.data(), data.size(), buffer, room,
                                                  &step.consumed, &step.produced)) {
             case LIBDEFLATE_SUCCESS:

@@ -25,6 +25,7 @@ bool isEvenlySpread(std::string_view data) {
     }
     std::uint64_t squares = 0;
     for (const std::uint64_t count : counts) {
+        // At most the size of the data, which has 32 bits: the square fits into 64.
         squares += count * count;
     }
     const std::uint64_t least = samples * samples / bytes;
@@ -45,11 +46,14 @@ std::uint32_t fourBytesAt(const char* data) noexcept {
 bool hasRepeats(std::string_view data) {
     constexpr unsigned tableBits = 15;
     std::vector<std::uint32_t> places(std::size_t{1} << tableBits);  // behind the four bytes; 0: none
+    // One in 1024 of the places that are looked up.
     const std::size_t most = data.size() / 4096;
     std::size_t repeats = 0;
     for (std::size_t i = 0; i + 4 <= data.size(); ++i) {
         const std::uint32_t bytes = fourBytesAt(data.data() + i);
         std::uint32_t& place = places[bytes * 0x9e3779b1U >> (32 - tableBits)];
+        // A place is the offset after its four bytes, so never 0; the comparison rules out collisions of the hash.
+        // For a place less than four bytes back, `i - place` wraps to a large number: such a run is not counted.
         if (i % 4 == 0 && place != 0 && i - place < kReachBytes && fourBytesAt(data.data() + place - 4) == bytes) {
             if (++repeats > most) {
                 return true;
@@ -63,6 +67,8 @@ bool hasRepeats(std::string_view data) {
 }  // namespace
 
 bool isNoise(std::string_view data) {
+    // The limits come first: short data is not worth the time, and offsets in the table have 32 bits. The sample
+    // is far cheaper than the table.
     return data.size() >= kLeastBytes && data.size() <= std::numeric_limits<std::uint32_t>::max() - 4 &&
            isEvenlySpread(data) && !hasRepeats(data);
 }

@@ -31,6 +31,8 @@ public:
 
     ~StreamDecompressor() override {
         {
+            // Under the lock, although it is one flag: the thread could otherwise test it, miss the change and
+            // then wait for ever.
             const std::lock_guard lock(mutex_);
             stopped_ = true;
         }
@@ -50,10 +52,13 @@ public:
     std::uint64_t skip(std::uint64_t size) override {
         std::uint64_t done = 0;
         while (done < size) {
+            // At least one chunk is decoded for each round, so that bytes are discarded with the memory of one
+            // chunk.
             rest_ = next();
             if (rest_.empty()) {
                 break;
             }
+            // The first operand or the size of a chunk bounds it: the conversion loses nothing.
             const std::size_t count = static_cast<std::size_t>(std::min<std::uint64_t>(size - done, rest_.size()));
             rest_.remove_prefix(count);
             done += count;
@@ -63,16 +68,19 @@ public:
 
 private:
     std::string_view takeChunk() {
+        // The caller asks for the next chunk, and so is done with the last one.
         giveBack();
         if (!thread_.joinable()) {
             startOrDecode();
         }
         std::unique_lock lock(mutex_);
         decoded_.wait(lock, [this] { return count_ != 0 || ended_; });
+        // Chunks that were decoded before the failure come first: the caller gets every byte up to it.
         if (count_ != 0) {
             given_ = true;
             return chunks_[head_].view();
         }
+        // The failure stays: each later call throws it again.
         if (failure_) {
             std::rethrow_exception(failure_);
         }
@@ -80,6 +88,7 @@ private:
     }
 
     void giveBack() {
+        // Nothing was given out, as at the start: there is no chunk to free.
         if (!std::exchange(given_, false)) {
             return;
         }
@@ -93,9 +102,11 @@ private:
 
     /// Without a thread, and when all decoded chunks are given back.
     void startOrDecode() {
+        // Read without the lock: without a thread nobody else writes it.
         if (ended_) {
             return;
         }
+        // The first chunk is decoded here: a member that fits into it needs no thread.
         if (std::exchange(begun_, true) && threadWanted_) {
             try {
                 thread_ = std::thread([this] { runAhead(); });
@@ -115,6 +126,8 @@ private:
             if (stopped_) {
                 return;
             }
+            // The chunk after the decoded ones. The caller touches only those before it, so that it may be filled
+            // without the lock.
             Buffer& chunk = chunks_[(head_ + count_) % chunks_.size()];
             lock.unlock();
             more = decode(chunk);
@@ -132,11 +145,15 @@ private:
             failure = std::current_exception();
         }
         chunk.setSize(size);
+        // A decoder gives less than it was asked for only at its end.
         const bool ended = failure != nullptr || size < chunkBytes_;
         {
             const std::lock_guard lock(mutex_);
+            // One step: whoever sees `ended_` sees the failure too.
             failure_ = std::move(failure);
             ended_ = ended;
+            // A failure discards what its call had decoded (size is 0), as the decoder says nothing about those
+            // bytes.
             if (size != 0) {
                 ++count_;
             }

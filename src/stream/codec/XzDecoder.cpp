@@ -25,6 +25,8 @@ public:
           place_(std::move(place)),
           // guard(UINT64_MAX): working memory of xz
           memoryLimit_(std::max<std::uint64_t>(settings.limits.xzMemoryBytes, 1)) {
+        // A second stream is refused by requireEnd(), so LZMA_CONCATENATED is not asked for. Without
+        // LZMA_TELL_UNSUPPORTED_CHECK liblzma would skip a check that it does not know, and damage would pass.
         check(settings.threads > 1 && !settings.gradual
                   ? beginThreads(settings.threads)
                   : lzma_stream_decoder(stream_.get(), memoryLimit_, LZMA_TELL_UNSUPPORTED_CHECK));
@@ -37,11 +39,15 @@ public:
             const bool more = input_.fill();
             stream_->next_in = reinterpret_cast<const std::uint8_t*>(input_.data());
             stream_->avail_in = input_.size();
+            // LZMA_FINISH at the source's end: liblzma then reports a stream that is cut off (LZMA_BUF_ERROR).
             const lzma_ret result = lzma_code(stream_.get(), more ? LZMA_RUN : LZMA_FINISH);
+            // Before check() throws, so that the byte in its message is the one that was reached.
             input_.consume(input_.size() - stream_->avail_in);
             check(result);
             ended_ = result == LZMA_STREAM_END;
         }
+        // fill() returns fewer bytes only when everything has been checked, and that includes what follows the
+        // stream.
         if (ended_) {
             requireEnd();
         }
@@ -60,6 +66,8 @@ private:
     }
 
     /// Only padding may follow: zeros, a multiple of four.
+    /// The xz file format, 2: "Stream Padding" has a multiple of four zero bytes, and nothing else is allowed
+    /// there.
     void requireEnd() {
         const std::uint64_t begin = input_.offset();
         while (input_.fill()) {

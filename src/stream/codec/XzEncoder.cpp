@@ -24,6 +24,7 @@ public:
         // Block boundaries depend on the preset alone, so the bytes are the same for any number of threads; one
         // thread goes the same way for that reason.
         options.threads = settings.threads;
+        // Fewer threads in place of an error. One thread is used whatever it needs.
         while (options.threads > 1 && lzma_stream_encoder_mt_memusage(&options) > kMemoryBytes) {
             --options.threads;
         }
@@ -33,6 +34,7 @@ public:
     void write(const char* data, std::size_t size) override {
         stream_->next_in = reinterpret_cast<const std::uint8_t*>(data);
         stream_->avail_in = size;
+        // Until all is taken: `data` is not kept after this call.
         while (stream_->avail_in != 0) {
             code(LZMA_RUN);
         }
@@ -49,6 +51,7 @@ private:
         stream_->avail_out = output_.capacity();
         const lzma_ret result = lzma_code(stream_.get(), action);
         check(result);
+        // Possibly 0 bytes: the threads collect a whole block before its first byte comes out.
         out_.write(output_.data(), output_.capacity() - stream_->avail_out);
         return result;
     }

@@ -36,6 +36,7 @@ uInt clamped(std::size_t size) noexcept {
     return static_cast<uInt>(std::min<std::size_t>(size, std::numeric_limits<uInt>::max()));
 }
 
+/// zlib takes exactly the bytes of the deflate data, never one more: `unused` stays 0.
 class ZlibInflater final : public Inflater {
 public:
     void begin() override { inflateReset(stream_.get()); }  // cannot fail once initialized
@@ -52,6 +53,7 @@ public:
     }
 
 private:
+    /// Z_NEED_DICT belongs to the zlib format (RFC 1950) and cannot come from raw deflate data.
     static State stateOf(int result) {
         switch (result) {
             case Z_STREAM_END:

@@ -31,6 +31,8 @@ public:
         if (!context_) {
             throw std::bad_alloc();
         }
+        // The frame's header names its window, and the library allocates it. The limit is set before the first
+        // byte is read.
         if (ZSTD_isError(ZSTD_DCtx_setParameter(context_.get(), ZSTD_d_windowLogMax, windowLog_)) != 0) {
             throw invalidInput("", "limit zstdWindowLog of " + std::to_string(windowLog_) + " is out of range");
         }
@@ -45,6 +47,7 @@ public:
             const std::size_t before = out.pos;
             step(out, in);
             input_.consume(in.pos);
+            // The source is at its end, the frame is not, and no step was possible with what was left.
             if (inFrame_ && in.pos == 0 && out.pos == before) {
                 throw truncatedError(place_, input_.offset(), "a zstd frame");
             }
@@ -55,6 +58,7 @@ public:
 private:
     /// False at the end. The magic number is checked here, so that the library's older formats stay out of reach.
     bool beginFrame(ZSTD_outBuffer& out) {
+        // An empty input is not the end of a stream, but a truncated one.
         if (input_.offset() != 0 && !input_.fill()) {
             return false;
         }
@@ -65,6 +69,8 @@ private:
         const std::uint32_t magic = bytes[0] | std::uint32_t{bytes[1]} << 8 | std::uint32_t{bytes[2]} << 16 |
                                     std::uint32_t{bytes[3]} << 24;
         const std::uint64_t offset = input_.offset() - kMagicBytes;
+        // Compared before the general case below: these are valid zstd, but readers differ in what they do with
+        // them.
         if ((magic == kFrameMagic && offset != 0) || (magic & kSkippableMask) == kSkippableMagic) {
             throw furtherError(place_, offset, "zstd frame");
         }
@@ -73,6 +79,8 @@ private:
                 place_, offset == 0 ? "is not a zstd stream"
                                     : "byte " + std::to_string(offset) + ": data after the last zstd frame");
         }
+        // The library needs the magic number as well, and it is no longer in the input. Four bytes give no output
+        // yet.
         ZSTD_inBuffer in{bytes, sizeof bytes, 0};
         step(out, in);
         inFrame_ = true;
@@ -84,6 +92,7 @@ private:
         if (ZSTD_isError(result) != 0) {
             fail(result);
         }
+        // 0 only at the end of a frame, when the checksum has been compared and all output given.
         inFrame_ = result != 0;
     }
 

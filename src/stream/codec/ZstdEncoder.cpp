@@ -55,6 +55,7 @@ public:
         }
         const Pace pace = paceOf(settings.level);
         set(ZSTD_c_compressionLevel, settings.level);
+        // The checksum is optional in RFC 8878. Without it a reader could not detect damage inside a block.
         set(ZSTD_c_checksumFlag, 1);
         set(ZSTD_c_windowLog, pace.windowLog);
         set(ZSTD_c_nbWorkers, workersFor(settings));
@@ -64,6 +65,8 @@ public:
 
     void write(const char* data, std::size_t size) override {
         ZSTD_inBuffer in{data, size, 0};
+        // Until all is taken: with workers a call may take a part of the input only, and `data` is not kept after
+        // this call.
         while (in.pos < in.size) {
             step(in, ZSTD_e_continue);
         }
@@ -71,6 +74,7 @@ public:
 
     void finish() override {
         ZSTD_inBuffer none{nullptr, 0, 0};
+        // 0 means that the frame is complete and given out. Until then the workers still have bytes.
         while (step(none, ZSTD_e_end) != 0) {
         }
     }
@@ -92,6 +96,7 @@ private:
 
     static std::size_t check(std::size_t result) {
         if (ZSTD_isError(result) != 0) {
+            // No place: this sink does not know whose bytes it writes.
             throw StreamError(ErrorKind::inputOutput,
                               std::string("can't compress with zstd: ") + ZSTD_getErrorName(result));
         }

@@ -53,6 +53,8 @@ void Target::refuse(const char* reason) const {
 
 void Target::check() const {
     struct stat found = {};
+    // A NUL would end the path early at the system call, and another file would be replaced than the one that
+    // messages name.
     if (name.empty() || path.find('\0') != std::string::npos) {
         refuse("is not a regular file");
     }
@@ -90,6 +92,8 @@ void AtomicFile::requireUncommitted() const {
 void AtomicFile::write(const char* data, std::size_t size) {
     requireUncommitted();
     if (!writeFully(target_.system, file_.get(), {data, size})) {
+        // The temporary file then has a part of the bytes. That does no harm: nothing moves it to the target
+        // without commit().
         target_.fail("write");
     }
 }
@@ -99,6 +103,7 @@ void AtomicFile::copy(int descriptor, const std::string& source, std::uint64_t o
     while (size != 0) {
         const ssize_t copied =
             target_.system.copyFileRange(descriptor, static_cast<off_t>(offset), file_.get(), size);
+        // Bounds what copyThroughMemory() allocates.
         std::size_t count = std::min(size, kPieceBytes);
         if (copied > 0) {
             count = static_cast<std::size_t>(copied);
@@ -124,6 +129,8 @@ void AtomicFile::copyThroughMemory(int descriptor, const std::string& source, st
         if (count < 0) {
             throw systemFailure(source, "read", errno);
         }
+        // The size was found out before, and the file changed since. Zeros in the gap would be a package that
+        // nobody wrote.
         if (count == 0) {
             Place(source).fail(ErrorKind::inputOutput, codeOf(ErrorKind::inputOutput),
                                "became shorter while it was read");
@@ -135,6 +142,7 @@ void AtomicFile::copyThroughMemory(int descriptor, const std::string& source, st
 
 void AtomicFile::rewrite(std::uint64_t offset, std::string_view bytes) {
     requireUncommitted();
+    // Back to the end afterwards: write() and copy() append at the descriptor's position.
     if (target_.system.lseek(file_.get(), static_cast<off_t>(offset), SEEK_SET) < 0 ||
         !writeFully(target_.system, file_.get(), bytes) || target_.system.lseek(file_.get(), 0, SEEK_END) < 0) {
         target_.fail("write");
@@ -147,6 +155,7 @@ void AtomicFile::takeAttributes(const struct stat& other) {
     if (target_.system.fchown(file_.get(), other.st_uid, other.st_gid) != 0 && errno != EPERM) {
         target_.fail("give it its owner");
     }
+    // Without set-user-ID and the like: they must not pass to contents that the owner never marked.
     if (target_.system.fchmod(file_.get(), other.st_mode & 0777U) != 0) {
         target_.fail("give it its mode");
     }
@@ -164,6 +173,7 @@ void AtomicFile::commit() {
     if (!file_.moveTo(target_.name.c_str())) {
         target_.fail("replace");
     }
+    // Before the last sync: the target is replaced even if that fails, and must never be written in place.
     committed_ = true;
     // EINVAL: a file system that does not sync directories.
     // guard(false): the directory is synced after it

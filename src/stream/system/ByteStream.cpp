@@ -35,6 +35,7 @@ public:
     std::optional<std::uint64_t> left() const override { return rest(); }
 
 private:
+    /// A source may shrink below the position: nothing is left then, and the difference must not wrap.
     std::uint64_t rest() const noexcept { return size_ - std::min(position_, size_); }
 
     const std::shared_ptr<Source> source_;
@@ -94,6 +95,7 @@ private:
 ForwardSource::~ForwardSource() = default;
 
 std::size_t readFully(ByteStream& stream, char* buffer, std::size_t size) {
+    // A stream may return fewer bytes than asked for before its end, as a pipe does. Only 0 means the end.
     std::size_t done = 0;
     while (done < size) {
         const std::size_t count = stream.read(buffer + done, size - done);
@@ -110,6 +112,7 @@ std::unique_ptr<ByteStream> streamOf(std::shared_ptr<Source> source, std::uint64
 }
 
 OpenInput openInput(std::shared_ptr<Source> source) {
+    // Made first: the return statement gives the pointer away.
     std::unique_ptr<ByteStream> stream = streamOf(source);
     return {std::move(source), std::move(stream)};
 }

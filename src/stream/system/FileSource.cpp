@@ -14,6 +14,7 @@ namespace {
 
 constexpr std::uint64_t kLargestOffset = std::numeric_limits<off_t>::max();
 
+/// The bytes stay the caller's and must outlive the source.
 class MemoryBytes final : public Source {
 public:
     explicit MemoryBytes(std::string_view bytes) : bytes_(bytes) {}
@@ -50,12 +51,14 @@ OpenFile openForReading(const std::string& path, System& system) {
     if (!descriptor) {
         throw systemFailure(path, "open", errno);
     }
+    // Read before the owner is moved from.
     const int number = descriptor.get();
     return {number, std::move(descriptor)};
 }
 
 bool isRegularFile(const OpenFile& file, const std::string& name, System& system) {
     const struct stat status = statusOf(file, name, system);
+    // open(2) of a directory succeeds, and only read(2) would fail, later and with less to say.
     if (S_ISDIR(status.st_mode)) {
         throw systemFailure(name, "read", EISDIR);
     }
@@ -67,6 +70,7 @@ std::uint64_t FileSource::size() {
     const struct stat status = statusOf(file_, name_, system_);
     // A negative size would be a fault of the file system; as an unsigned number it would be enormous.
     const auto bytes = static_cast<std::uint64_t>(std::max<off_t>(status.st_size, 0));
+    // `offset_` may lie after the end; the inner minimum keeps the difference from wrapping.
     return std::min(bytes - std::min(offset_, bytes), length_);
 }
 
@@ -87,12 +91,14 @@ Source::~Source() = default;
 
 std::shared_ptr<Source> Source::ofFile(const std::string& path) {
     OpenFile file = openForReading(path, System::real());
+    // A FIFO or a terminal opens without an error, but has no offsets to read at.
     requireRegularFile(file, path, System::real());
     return std::make_shared<FileSource>(std::move(file), path, System::real());
 }
 
 std::shared_ptr<Source> Source::ofDescriptor(int descriptor, const std::string& name, std::uint64_t offset,
                                              std::uint64_t length) {
+    // No owner: the descriptor stays the caller's and is not closed here.
     OpenFile file{descriptor, {}};
     requireRegularFile(file, name, System::real());
     return std::make_shared<FileSource>(std::move(file), name, System::real(), offset, length);

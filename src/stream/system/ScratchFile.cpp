@@ -40,10 +40,13 @@ ScratchFile::ScratchFile(const std::string& directory, System& system)
 }
 
 void ScratchFile::append(std::string_view bytes) {
+    // buffered_ never exceeds the buffer's size, so that the difference cannot wrap. The buffer goes out whole and
+    // before the new bytes: the file's bytes stay the first `written_` of all.
     if (bytes.size() > buffer_.size() - buffered_) {
         writeOut({buffer_.data(), buffered_});
         buffered_ = 0;
     }
+    // More than a whole buffer would hold: the buffer is empty by now, and copying would gain nothing.
     if (bytes.size() > buffer_.size()) {
         writeOut(bytes);
     } else {
@@ -60,10 +63,12 @@ void ScratchFile::writeOut(std::string_view bytes) {
 }
 
 std::size_t ScratchFile::read(std::uint64_t offset, char* buffer, std::size_t size) const {
+    // In the buffer: `offset` is below size(), so that its distance from `written_` is below `buffered_`.
     if (offset >= written_) {
         return std::string_view(buffer_.data(), buffered_)
             .copy(buffer, size, static_cast<std::size_t>(offset - written_));
     }
+    // Stops where the file does. The rest comes with the next call, from the buffer.
     size = static_cast<std::size_t>(std::min<std::uint64_t>(size, written_ - offset));
     const ssize_t count = system_.pread(file_.get(), buffer, size, static_cast<off_t>(offset));
     if (count == 0) {  // the end cannot come before all that was written
@@ -76,6 +81,7 @@ std::size_t ScratchFile::read(std::uint64_t offset, char* buffer, std::size_t si
 }
 
 void ScratchFile::discardBefore(std::uint64_t offset) {
+    // What is still in the buffer has no place in the file that could be given back.
     offset = std::min(offset, written_);
     if (offset > discarded_) {
         // Whether it succeeds makes no difference to the bytes: without holes the file needs its space to the end.

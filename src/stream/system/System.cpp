@@ -15,6 +15,8 @@ namespace {
 static_assert(sizeof(off_t) >= 8 && sizeof(time_t) >= 8, "sizes and times of packages have 64 bits");
 
 template <typename Call>
+/// Repeats a call that a signal interrupted before it did anything. A handler may be installed without SA_RESTART
+/// by the program that uses the library, and no caller here expects EINTR.
 auto repeatInterrupted(Call call) -> decltype(call()) {
     decltype(call()) result = 0;
     do {
@@ -44,6 +46,8 @@ int System::openat(int directory, const char* path, int flags, mode_t mode) {
 }
 
 int System::openBeneath(int directory, const char* path, int flags) {
+    // No wrapper of the C library: glibc has none for openat2(2). The structure is cleared, because the kernel
+    // refuses bits that it does not know.
     open_how how = {};
     how.flags = static_cast<__u64>(flags);
     // guard: symlinks on the way, openat2
@@ -69,6 +73,8 @@ ssize_t System::write(int descriptor, const void* data, std::size_t size) {
 }
 
 ssize_t System::copyFileRange(int from, off_t offset, int to, std::size_t size) {
+    // The offset is a copy of the caller's, which stays as it is. The null means the target's own position, which
+    // advances.
     return repeatInterrupted([&] { return ::copy_file_range(from, &offset, to, nullptr, size, 0); });
 }
 
@@ -77,6 +83,7 @@ int System::beginWriting(int descriptor) {
 }
 
 off_t System::lseek(int descriptor, off_t offset, int whence) {
+    // Never interrupted: nothing is waited for.
     return ::lseek(descriptor, offset, whence);
 }
 
@@ -149,6 +156,7 @@ DIR* System::fdopendir(int descriptor) {
 }
 
 struct dirent* System::readdir(DIR* directory) {
+    // Not repeated, and errno is not cleared: the caller sets it to 0 first, to tell the end from an error.
     return ::readdir(directory);
 }
 

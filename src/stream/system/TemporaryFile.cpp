@@ -19,6 +19,7 @@ std::string linkableName(int descriptor) {
 }
 
 bool isSameFile(const struct stat& left, const struct stat& right) {
+    // Both: inode numbers are unique within one file system only.
     return left.st_dev == right.st_dev && left.st_ino == right.st_ino;
 }
 
@@ -34,6 +35,8 @@ TemporaryFile::TemporaryFile(int directory, Use use, System& system)
 }
 
 TemporaryFile::~TemporaryFile() {
+    // An unnamed file goes when its descriptor is closed, and one that moveTo() renamed is no longer ours to
+    // remove.
     if (!name_.empty()) {  // guard: a temporary file goes when the build fails
         system_.unlinkat(directory_, name_.c_str(), 0);
     }
@@ -45,6 +48,8 @@ Descriptor TemporaryFile::open(const char* name, int flags) const {
 }
 
 bool TemporaryFile::isLinkable() const {
+    // Compares what the name leads to, not only that it exists: in a container, /proc may belong to another
+    // process namespace, where /proc/self is not this process.
     struct stat own = {};
     struct stat linked = {};
     return system_.fstat(file_.get(), &own) == 0 &&
@@ -53,8 +58,10 @@ bool TemporaryFile::isLinkable() const {
 }
 
 void TemporaryFile::openNamed() {
+    // Closed before another file is made: this one may be unnamed but not linkable.
     file_ = Descriptor();
     name_ = makeTemporary([this](const char* name) {
+        // O_EXCL: never a file that somebody else put there, and never through a symlink.
         file_ = open(name, O_CREAT | O_EXCL | O_NOFOLLOW);
         return static_cast<bool>(file_);
     });
@@ -62,6 +69,8 @@ void TemporaryFile::openNamed() {
         if (system_.unlinkat(directory_, name_.c_str(), 0) == 0) {
             name_.clear();
         } else {
+            // A scratch file that keeps a name could be read by others and would survive a killed process, so it
+            // counts as not made. Closing it must not change the reason in errno.
             const int reason = errno;
             file_ = Descriptor();
             errno = reason;
@@ -80,9 +89,11 @@ bool TemporaryFile::giveName() {
 }
 
 bool TemporaryFile::moveTo(const char* name) {
+    // Both names are in the same directory, and so in one file system: rename(2) replaces the target in one step.
     if (system_.renameat(directory_, name_.c_str(), directory_, name) != 0) {
         return false;
     }
+    // From now on the name is the target's. The destructor must not remove it.
     name_.clear();
     return true;
 }

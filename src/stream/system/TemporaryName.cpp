@@ -30,6 +30,7 @@ std::string makeTemporary(const std::function<bool(const char* name)>& make) {
         if (make(name.c_str())) {
             return name;
         }
+        // Any other error would come again with the next name.
         if (errno != EEXIST) {
             break;
         }
