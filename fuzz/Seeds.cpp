@@ -7,6 +7,7 @@
 #include "TemporaryDirectory.hpp"
 #include "bex/stream/PackageWriter.hpp"
 #include "shlibs/HandMadeElf.hpp"
+#include "stream/index/Indexed.hpp"
 #include "stream/reader/HandMade.hpp"
 #include "stream/writer/Building.hpp"
 
@@ -126,7 +127,8 @@ Seeds packages() {
         seeds.push_back(objectPackage(row));
     }
     const std::string tar = tarOf(tarFile("./f", "file"));
-    append(seeds, {soundPackage(), packageOf(tarFile("./bin/tool", "x"), controlEntries()),
+    append(seeds, {indexedPackage(), withIndex(entryRows()[2] + tarFile("./zz", std::string(5000, 'z'))),
+                   soundPackage(), packageOf(tarFile("./bin/tool", "x"), controlEntries()),
                    arOf(headOf() + arMember("_extra", "?") + arMember("data.tar.bz2", bzip2Of(tar))),
                    arOf(headOf() + arMember("data.tar.gz", gzipMember(tar, true) + gzipMember("", true))),
                    arOf(headOf() + arMember("data.tar.gz", gzipMember(tar, true, 9))),
@@ -210,6 +212,17 @@ Seeds symbolsFiles() {
         "a (>= 1) | b, c:any (<< 2) [!i386] <x> <!y>, d"};
 }
 
+/// Indexes of packages, as the chain holds them.
+Seeds indexes() {
+    Seeds seeds;
+    for (const std::size_t row :
+         {std::size_t{0}, std::size_t{1}, std::size_t{2}, std::size_t{3}, std::size_t{8}}) {
+        seeds.push_back(indexOf(dataOf(withIndex(entryRows()[row] + tarFile("./zz", std::string(5000, 'z'))))));
+    }
+    seeds.push_back(indexOf(dataOf(indexedPackage())));
+    return seeds;
+}
+
 /// Decisions for the round trip: options, then kind, name, attributes and contents of each thing to add.
 Seeds decisions() {
     const auto thing = [](char kind, const std::string& name, const std::string& value) {
@@ -232,7 +245,7 @@ Seeds decisions() {
 
 std::vector<std::string> seedsFor(std::string_view target) {
     const std::map<std::string_view, Seeds (*)()> byName{
-        {"roundtrip", decisions}, {"elf", elfs}, {"symbols", symbolsFiles}};
+        {"roundtrip", decisions}, {"index", indexes}, {"elf", elfs}, {"symbols", symbolsFiles}};
     switch (targetNamed(target).shape) {
         case Shape::ar:
             return ars();

@@ -16,6 +16,7 @@ const std::vector<Target>& targets() {
         {"symbols", Shape::bytes, runSymbols}, {"ar", Shape::ar, runAr},
         {"gzip", Shape::gzip, runGzip},        {"tar", Shape::tar, runTar},
         {"reader", Shape::package, runReader}, {"extract", Shape::package, runExtract},
+        {"index", Shape::bytes, runIndex},     {"indexed", Shape::package, runIndexed},
         {"object", Shape::package, runObject}, {"roundtrip", Shape::bytes, runRoundTrip},
     };
     return all;
@@ -70,6 +71,7 @@ stream::ReadOptions tightOptions(unsigned threads) {
     options.limits.xzMemoryBytes = std::size_t{16} << 20;
     options.limits.zstdWindowLog = 20;
     options.limits.entries = 200;
+    options.limits.indexBytes = std::size_t{1} << 20;
     return options;
 }
 

@@ -34,6 +34,8 @@ void runAr(std::string_view input);
 void runGzip(std::string_view input);
 void runTar(std::string_view input);
 void runReader(std::string_view input);
+void runIndex(std::string_view input);
+void runIndexed(std::string_view input);
 void runExtract(std::string_view input);
 void runObject(std::string_view input);
 void runRoundTrip(std::string_view input);

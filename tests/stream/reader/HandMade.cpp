@@ -48,7 +48,9 @@ std::string findingsPage() {
     return {std::istreambuf_iterator<char>(in), {}};
 }
 
-std::string lineOf(const Entry& entry, const std::string& contents) {
+}  // namespace
+
+std::string listedLine(const Entry& entry, const std::string& contents) {
     const std::string types = "fdlhcbp?";
     return types[static_cast<std::size_t>(entry.type)] + octal(entry.mode, 4) + ' ' + std::to_string(entry.uid) +
            ':' + entry.owner + ' ' + std::to_string(entry.gid) + ':' + entry.group + ' ' +
@@ -56,8 +58,6 @@ std::string lineOf(const Entry& entry, const std::string& contents) {
            (entry.linkTarget.empty() ? "" : " -> " + entry.linkTarget) +
            (contents.empty() ? "" : " = " + escapeForDisplay(contents)) + '\n';
 }
-
-}  // namespace
 
 std::string tarFolder(const std::string& name) {
     TarFields fields;
@@ -168,7 +168,7 @@ std::string listingOf(const std::string& bytes, Route route, const ReadOptions& 
         [&](PackageReader& reader) {
             Entry entry;
             while (reader.next(entry)) {
-                listing += lineOf(entry, contentsOf(reader));
+                listing += listedLine(entry, contentsOf(reader));
             }
         },
         options);

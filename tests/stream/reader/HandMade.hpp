@@ -42,6 +42,9 @@ enum class Route { file, pipe };
 std::string reading(const std::string& bytes, Route route, const std::function<void(stream::PackageReader&)>& use,
                     const stream::ReadOptions& options = {});
 
+/// An entry and its contents in one line.
+std::string listedLine(const stream::Entry& entry, const std::string& contents);
+
 /// What a reader tells of every entry and its contents, a line for each; or the message of the failure.
 std::string listingOf(const std::string& bytes, Route route = Route::file,
                       const stream::ReadOptions& options = {});
