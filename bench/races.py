@@ -219,6 +219,36 @@ class Bench:
             self.hold_floor(f"verify {corpus}: of the floor (unpacking and MD5), CPU", table.named("bex verify"),
                             inflate.cpu + md5.cpu, 1.0)
 
+    def index(self, corpus):
+        """What an index costs a build, and what it spares who asks for one file."""
+        tree, indexed = self.trees[corpus], self.package(f"{corpus}.bex")
+        plain, again = self.package(f"{corpus}.plain.bex"), self.package(f"{corpus}.index.bex")
+        table = self.add(Table(f"Build {corpus}, with and without an index", self.programs.race([
+            self.contender("bex --no-index", self.bex("build", "-q", "--no-index", tree, plain), plain, tree),
+            self.contender("bex", self.bex("build", "-q", tree, again), again, tree),
+        ], self.rounds), "bex --no-index"))
+        self.hold(f"build {corpus}, with an index: CPU", "1.02", table.ratio("bex", "cpu"), 1.02)
+        size = {"C1": 1.005, "C2": 1.0005}[corpus]
+        self.hold(f"build {corpus}, with an index: size", f"{size}", table.ratio("bex", "size"), size)
+        put_away(plain)
+        put_away(again)
+        listed = subprocess.run(self.bex("list", "-l", indexed), capture_output=True, text=True, check=True).stdout
+        files = [line.split("\t") for line in listed.splitlines()]
+        last = [path for mode, _, size, _, path, *_ in files if mode[0] == "-" and 0 < int(size) <= 8192][-1]
+        table = self.add(Table(f"Find in {corpus} by its index", self.programs.race([
+            self.contender(REFERENCE + " -c", ["dpkg-deb", "-c", indexed], None, indexed),
+            self.contender("bex list", self.bex("list", indexed), None, indexed),
+            self.contender("bex list --index", self.bex("list", "--index", indexed), None, indexed, 5),
+            self.contender("dpkg-deb, tar: last small file",
+                           ["sh", "-c", f"dpkg-deb --fsys-tarfile '{indexed}' | tar -xOf - '{last}'"], None, indexed),
+            self.contender("bex cat: last small file", self.bex("cat", indexed, last), None, indexed),
+            self.contender("bex cat --index: last small file", self.bex("cat", "--index", indexed, last), None, indexed, 5),
+            self.contender("bex field", self.bex("field", indexed, "Version"), None, indexed, 5),
+        ], self.rounds), REFERENCE + " -c"))
+        self.hold(f"list --index {corpus}: elapsed", "0.10", table.ratio("bex list --index", "elapsed"), 0.10)
+        self.hold(f"cat --index {corpus}, last small file: elapsed of bex field", "2.00",
+                  table.ratio("bex cat --index: last small file", "elapsed", "bex field"), 2.0)
+
     def read_format(self, corpus, kind, extract_limit):
         """What the archives of the world hold: packages by dpkg-deb in xz and zstd."""
         package = self.package(f"{corpus}.{kind}.deb")
@@ -444,6 +474,8 @@ class Bench:
             self.look(corpus, maker, speed)
         for corpus, kind, extract in (("C1", "xz", 0.85), ("C2", "xz", 0.9), ("C1", "zst", 0.5), ("C2", "zst", 0.45)):
             self.read_format(corpus, kind, extract)
+        for corpus in ("C1", "C2"):
+            self.index(corpus)
         for corpus in ("C1", "C2"):
             self.share_of(corpus)
 
