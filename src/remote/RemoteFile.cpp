@@ -21,6 +21,7 @@ constexpr std::uint64_t kLargestStepBytes = std::uint64_t{4} << 20;
 constexpr std::uint64_t kLargestGapBytes = std::uint64_t{1} << 20;
 /// The end is asked for in one request where an index is not larger than a 4096th of the file, or 64 KiB.
 constexpr std::uint64_t kLargestTailBytes = std::uint64_t{1} << 20;
+constexpr std::uint64_t kHeaderBytes = std::uint64_t{4} << 10;
 constexpr std::uint64_t kKeptBytes = std::uint64_t{16} << 20;
 
 /// Bytes that were fetched.
@@ -98,7 +99,8 @@ private:
         const std::uint64_t size = *version_.size();
         const std::uint64_t end = pieces_.back().end();
         if (offset >= end && offset - end <= kLargestGapBytes) {
-            const std::uint64_t step = std::max<std::uint64_t>(step_, wanted);
+            // Beyond a gap there is a header, as a rule, and little after it is read.
+            const std::uint64_t step = std::max<std::uint64_t>(offset == end ? step_ : kHeaderBytes, wanted);
             step_ = std::min(step_ * 2, kLargestStepBytes);
             return {end, std::min(offset + step, size) - 1};
         }
