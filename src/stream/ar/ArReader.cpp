@@ -27,11 +27,13 @@ std::optional<std::uint64_t> parseNumber(std::string_view field, int base) {
 /// One header, cut into its fields.
 class Header {
 public:
+    // bytes_ is declared before place_, and so set when name() reads it here.
     Header(std::string_view bytes, const Place& place) : bytes_(bytes), place_(place.in(name())) {}
 
     /// Without the filling blanks and the one "/" that may end it.
     std::string name() const {
         std::string_view name = withoutTrailing(bytes_.substr(0, kNameBytes), ' ');
+        // GNU ar ends names with "/"; "/" alone and "//" are its tables, which member() refuses.
         if (name.size() > 1 && name.back() == '/' && name != "//") {
             name.remove_suffix(1);
         }
@@ -57,6 +59,7 @@ public:
 
 private:
     std::uint64_t number(const char* what, std::size_t at, std::size_t width, int base, bool mayBeBlank) const {
+        // Within the header's 60 bytes, as all callers give the constants of ar(5).
         const std::string_view field = bytes_.substr(at, width);
         if (mayBeBlank && withoutTrailing(field, ' ').empty()) {
             return 0;
@@ -77,16 +80,19 @@ private:
 }  // namespace
 
 std::optional<Member> ArReader::next(bool complete) {
+    // Only at the beginning: afterwards the offset is at least that of the magic.
     if (offset_ == 0) {
         readMagic();
     }
     passOver();
     std::array<char, kArHeaderBytes> bytes{};
     const std::string_view header(bytes.data(), readFully(source_, bytes.data(), bytes.size()));
+    // The end of the file between two members is the archive's end.
     if (header.empty()) {
         return std::nullopt;
     }
     const bool whole = header.size() == kArHeaderBytes;
+    // The last two bytes of the 60 are the mark of a header.
     if (complete && (!whole || header.substr(58) != kHeaderEnd)) {  // guard: bytes after the last member
         place_.fail(ErrorKind::damaged, "ar-trailing",
                     "bytes after the last member, from offset " + std::to_string(offset_));
@@ -99,6 +105,7 @@ std::optional<Member> ArReader::next(bool complete) {
     }
     offset_ += kArHeaderBytes;
     current_ = Header(header, place_).member(offset_);
+    // Bounded by the size that the header gives: nobody can read into the next header.
     contents_.emplace(source_, current_->size, place_.in(current_->name));
     return current_;
 }
@@ -114,6 +121,7 @@ void ArReader::readMagic() {
 
 void ArReader::failTruncated(std::string_view header) const {
     Place at = place_;
+    // A name that is complete helps to find the place, even where the rest of the header is missing.
     if (header.size() >= kNameBytes) {
         at = place_.in(Header(header, place_).name());
     }
@@ -126,8 +134,10 @@ void ArReader::passOver() {
     if (!current_) {
         return;
     }
+    // Always known: a MemberStream counts what is left of its size. Throws where the member is cut off.
     contents_->skip(*contents_->left());
     offset_ = current_->offset + current_->size;
+    // ar(5): members begin at even offsets. The last one may lack its byte, so that skipping fewer is accepted.
     if (current_->size % 2 != 0) {
         offset_ += source_.skip(1);
     }

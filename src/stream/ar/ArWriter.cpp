@@ -10,6 +10,7 @@ namespace bex::stream {
 namespace {
 
 std::string field(std::string_view text, std::size_t width) {
+    // resize() would cut what is too long: names have at most 16 bytes, and numbers are bounded.
     std::string padded(text);
     padded.resize(width, ' ');
     return padded;
@@ -25,6 +26,7 @@ StreamError memberTooLarge(std::string_view name, std::uint64_t limit) {
 }
 
 std::string memberHeader(std::string_view name, std::uint64_t size, std::int64_t mtime) {
+    // Eleven digits would move every field after them.
     if (size > kMostMemberBytes) {
         throw memberTooLarge(name);
     }

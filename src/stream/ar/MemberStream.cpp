@@ -5,6 +5,7 @@
 namespace bex::stream {
 
 std::size_t MemberStream::read(char* buffer, std::size_t size) {
+    // Bounded by left_, which so never wraps, and by `size`: the conversion loses nothing.
     const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(size, left_));
     const std::size_t count = package_.read(buffer, wanted);
     take(count, count == 0 && wanted != 0);

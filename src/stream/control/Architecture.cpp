@@ -23,6 +23,7 @@ constexpr Synonym kSynonyms[] = {
 }  // namespace
 
 std::string_view nativeArchitecture() noexcept {
+// x32 first: its compilers define __x86_64__ as well.
 #if defined(__x86_64__) && defined(__ILP32__)
     return "x32";
 #elif defined(__x86_64__)
@@ -31,6 +32,7 @@ std::string_view nativeArchitecture() noexcept {
     return "i386";
 #elif defined(__aarch64__) && defined(__AARCH64EL__)
     return "arm64";
+// The float ABI is what tells armhf from armel, not the processor.
 #elif defined(__arm__) && defined(__ARM_PCS_VFP)
     return "armhf";
 #elif defined(__arm__)
@@ -53,6 +55,7 @@ std::string_view nativeArchitecture() noexcept {
 }
 
 std::string_view debianArchitecture(std::string_view foreign) noexcept {
+    // Linear: the table is short, and a package has one architecture.
     for (const Synonym& synonym : kSynonyms) {
         if (synonym.foreign == foreign) {
             return synonym.debian;

@@ -22,9 +22,11 @@ bool meansDirectory(std::string_view path) {
 }
 
 std::string fault(std::string_view line, const ConffileLine& conffile) {
+    // The whole line, blanks included, as the limit is one of dpkg's buffer.
     if (line.size() > kLongestLine) {
         return "is longer than " + std::to_string(kLongestLine) + " bytes";
     }
+    // dpkg reads a C string, and would look for a shorter path.
     if (line.find('\0') != std::string_view::npos) {
         return "holds a NUL";
     }
@@ -47,6 +49,7 @@ void readLine(std::string_view line, ConffileList& list) {
     if (toBeRemoved) {
         conffile.path.remove_prefix(kRemoval.size());
     }
+    // `line`, not `text`: the checks of length and NUL need all of it.
     if (const std::string reason = fault(line, conffile); !reason.empty()) {
         list.oddities.push_back({"conffile-path", Severity::error, quoted(text) + ' ' + reason});
     } else {
@@ -72,26 +75,31 @@ Conffiles::Conffiles(std::string_view text, const Place& place) : place_(place.a
     }
     // Names of one file may differ in their text, as "/a" and "//a" do; the payload knows them by the plain path.
     for (const ConffileLine& line : list.lines) {
+        // The listed paths own their text: `list` refers to the caller's.
         const auto [listed, added] = listed_.try_emplace(plainPath(line.path), Listed{line.toBeRemoved, false});
         if (!added) {
             place_.note("conffile-doubled", quoted(line.path) + " is listed twice");
+            // Removal wins, so that the order of the two lines makes no difference.
             listed->second.toBeRemoved = listed->second.toBeRemoved || line.toBeRemoved;
         }
     }
 }
 
+// Logarithmic in the number of conffiles: called for every entry of the payload.
 void Conffiles::take(const Entry& entry, const std::string& path) {
     const auto found = listed_.find(path);
     if (found == listed_.end()) {
         return;
     }
     found->second.seen = true;
+    // A hard link leads to a regular file of the package, which EntryPolicy has checked.
     if (entry.type != EntryType::file && entry.type != EntryType::hardlink) {
         report("conffile-type", quotedName('/' + path) + " is not a regular file");
     }
 }
 
 void Conffiles::finish() const {
+    // In the order of paths, whatever the order of lines: the output does not depend on it.
     for (const auto& [path, listed] : listed_) {
         if (listed.seen && listed.toBeRemoved) {
             report("conffile-missing", quotedName('/' + path) + " is to be removed, but in the payload");

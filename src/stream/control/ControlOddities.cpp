@@ -11,6 +11,7 @@ namespace bex::stream {
 namespace {
 
 bool isComment(std::string_view line) {
+    // Only at the very front of a line: after a blank, "#" is part of a value.
     return !line.empty() && line.front() == '#';
 }
 
@@ -39,6 +40,7 @@ constexpr struct {
 
 std::vector<Oddity> controlOddities(std::string_view text) {
     std::vector<Oddity> oddities;
+    // One pass for each kind, so that each code comes once and with its first line.
     for (const auto& kind : kOddities) {
         std::size_t number = 0;
         std::size_t first = 0;  // 0 while no line has it

@@ -17,6 +17,7 @@ namespace {
 /// The place of the field, or the end. `Fields` is a vector of fields, const or not.
 template <typename Fields>
 auto locate(Fields& fields, std::string_view name) {
+    // Linear: a paragraph has some dozens of fields, and a table beside them would have to be kept in step.
     return std::find_if(fields.begin(), fields.end(), [name](const ControlParagraph::Field& field) {
         return equalIgnoringCase(field.name, name);
     });
@@ -27,6 +28,8 @@ void appendField(std::string& text, const ControlParagraph::Field& field) {
     text.append(field.name).append(":");
     bool isFirst = true;
     forEachPart(field.value, '\n', [&](std::string_view line) {
+        // Only the first line may be empty: after the colon nothing is needed, but an empty line would end the
+        // paragraph, and so becomes " ." (deb822(5)).
         if (!isFirst || !line.empty()) {
             text.append(" ").append(orIfEmpty(line, "."));
         }
@@ -64,6 +67,8 @@ const std::string* ControlParagraph::find(std::string_view name) const noexcept 
 }
 
 void ControlParagraph::set(std::string_view name, std::string_view value) {
+    // Checked before anything is changed: a field that is refused leaves the paragraph as it was, and whatever is
+    // kept can be formatted and read back.
     if (const std::string fault = fieldNameFault(name); !fault.empty()) {
         throw invalidInput("", quoted(name) + ": " + fault);
     }
@@ -74,6 +79,7 @@ void ControlParagraph::set(std::string_view name, std::string_view value) {
     if (field == fields_.end()) {
         fields_.push_back({std::string(name), std::string(value)});
     } else {
+        // The field keeps its place and the spelling of its name.
         field->value = value;
     }
 }

@@ -40,8 +40,11 @@ private:
 };
 
 bool LineReader::next(std::string_view& line) {
+    // From begin_ on: bytes before it were part of lines already given out.
     std::size_t searched = begin_;
     std::size_t end = buffer_.find('\n', searched);
+    // Ends with a newline, with the input's end, or with more bytes than a paragraph may have: a line without an
+    // end cannot fill the memory.
     while (end == std::string::npos && buffer_.size() - begin_ <= mostBytes_) {
         // Bytes before `searched` hold no newline: a long line is searched once, not once for each read.
         searched = buffer_.size() - begin_;
@@ -50,17 +53,20 @@ bool LineReader::next(std::string_view& line) {
         }
         end = buffer_.find('\n', searched);
     }
+    // Without a newline at the end, what is left is the last line.
     if (end == std::string::npos && begin_ == buffer_.size()) {
         return false;
     }
     const std::size_t length = std::min(end, buffer_.size()) - begin_;
     line = std::string_view(buffer_).substr(begin_, length);
+    // Past the newline, where there was one.
     begin_ = std::min(begin_ + length + 1, buffer_.size());
     return true;
 }
 
 /// Moves the bytes that are left to the front and adds more after them.
 bool LineReader::fill() {
+    // Views that were given out are invalid from here on, as next() says.
     buffer_.erase(0, begin_);
     begin_ = 0;
     const std::size_t held = buffer_.size();
@@ -109,6 +115,8 @@ private:
 };
 
 std::vector<ControlParagraph::Field> ControlReader::State::next() {
+    // The parser's state is not known after an exception; a caller that goes on would get wrong line numbers and
+    // fields.
     if (failure_) {
         std::rethrow_exception(failure_);
     }
@@ -122,11 +130,14 @@ std::vector<ControlParagraph::Field> ControlReader::State::next() {
 
 std::vector<ControlParagraph::Field> ControlReader::State::read() {
     std::string_view line;
+    // Anew for each paragraph: a file may have any number of them.
     bytes_ = 0;
+    // The parser ends at an empty line after a field. The line reader keeps what follows for the next call.
     while (!parser_.ended() && lines_.next(line)) {
         take(line);
     }
     if (!parser_.ended()) {
+        // Only at the end of the input: signed text may hold several paragraphs.
         signature_.finish(parser_);
     }
     return parser_.takeFields();
@@ -135,6 +146,7 @@ std::vector<ControlParagraph::Field> ControlReader::State::read() {
 void ControlReader::State::take(std::string_view line) {
     bytes_ += line.size();
     if (bytes_ > paragraphBytes_) {
+        // Before the line reaches the parser: nothing of a paragraph that is too large is kept beyond the limit.
         parser_.take({});  // counts the line
         parser_.fail(0, "a paragraph of more than " + std::to_string(paragraphBytes_) + " bytes",
                      ErrorKind::limitExceeded);
@@ -150,6 +162,7 @@ ControlReader ControlReader::open(const std::string& path, std::size_t paragraph
 }
 
 ControlReader ControlReader::ofText(std::string_view text, std::string_view name) {
+    // The limit is beyond the text: it is in memory already, and need not be bounded again.
     return {readerOf(text), name, text.size() + 1};
 }
 

@@ -11,6 +11,7 @@ namespace bex::stream {
 namespace {
 
 std::string textOf(const ControlParagraph::Field& field) {
+    // By way of a paragraph, whose format() alone knows how lines are folded.
     ControlParagraph alone;
     alone.set(field.name, field.value);
     return alone.format();
@@ -31,15 +32,18 @@ public:
             return;
         }
         const bool isComment = line.front() == '#';
+        // A blank at the front continues the current field, and `keeps_` decides about both alike.
         if (!isComment && !isBlank(line.front())) {
             beginField(line.substr(0, fieldNameLength(line)));
         }
+        // Comments are kept wherever they stand, even within a field that is dropped: they belong to no field.
         if (keeps_ || isComment) {
             text_.append(line).append("\n");
         }
     }
 
     std::string finish() {
+        // In the order of the new paragraph. Fields that the text has were written at their own place.
         for (const ControlParagraph::Field& field : after_.fields()) {
             if (before_.find(field.name) == nullptr) {
                 text_ += textOf(field);
@@ -52,6 +56,7 @@ private:
     void beginField(std::string_view name) {
         const std::string* const value = after_.find(name);
         const std::string* const old = before_.find(name);
+        // Compared by value: a field that is set to what it was keeps its lines byte for byte.
         keeps_ = value != nullptr && old != nullptr && *value == *old;
         if (value != nullptr && !keeps_) {
             text_ += textOf({std::string(name), *value});
@@ -67,6 +72,7 @@ private:
 }  // namespace
 
 std::string withFields(std::string_view text, const ControlParagraph& paragraph) {
+    // Throws for a text that is not one paragraph, so that take() sees only lines whose fields are known.
     const ControlParagraph before = ControlParagraph::parse(text, "control");
     Rewriting rewriting(before, paragraph);
     forEachLine(text, [&](std::string_view line) { rewriting.take(line); });

@@ -56,6 +56,7 @@ constexpr std::string_view kMisread = "\v\f\x1A";
 constexpr std::string_view kRequired[] = {"Package", "Version", "Architecture", "Maintainer", "Description"};
 
 std::string valueFault(const ControlParagraph::Field& field) {
+    // Linear: the table is short, and each field is looked up once.
     const auto* known = std::find_if(std::begin(kChecks), std::end(kChecks), [&field](const auto& candidate) {
         return equalIgnoringCase(candidate.field, field.name);
     });
@@ -66,6 +67,7 @@ std::string valueFault(const ControlParagraph::Field& field) {
     if (const std::size_t at = field.value.find_first_of(kMisread); at != std::string::npos) {
         return "holds " + quoted(field.value.substr(at, 1)) + ", which dpkg does not read as text";
     }
+    // Fields that are not in the table may hold any text.
     if (known == std::end(kChecks)) {
         return {};
     }
@@ -87,10 +89,12 @@ std::string faultOf(const ControlParagraph::Field& field) {
     if (field.name.size() == 1) {
         return "the field name " + quoted(field.name) + " is too short";
     }
+    // First: the checks of values read the first character without asking.
     if (field.value.empty()) {
         return shown(field.name) + " is empty";
     }
     std::string fault = valueFault(field);
+    // Quoted, and so shortened: a value may be of any length.
     if (!fault.empty()) {
         fault = shown(field.name) + ' ' + quoted(field.value) + ' ' + fault;
     }
@@ -118,6 +122,7 @@ std::vector<std::string> missingFieldsOf(const ControlParagraph& paragraph) {
 }
 
 std::vector<std::string> faultsOf(const ControlParagraph& paragraph) {
+    // The faults of what is missing come first, so that the list need not be sorted.
     std::vector<std::string> faults = missingFieldsOf(paragraph);
     for (std::string& name : faults) {
         name += " is missing";

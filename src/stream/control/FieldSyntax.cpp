@@ -26,6 +26,7 @@ std::string continuationFault(std::string_view line) {
     if (line == ".") {
         return "has a line that is only a dot, which would be read back as an empty line";
     }
+    // Some readers end the paragraph at such a line.
     if (!line.empty() && consistsOf(line, isBlank)) {
         return "has a line of blanks alone";
     }
@@ -42,6 +43,7 @@ std::string fieldNameFault(std::string_view name) {
     if (name.empty()) {
         return "a field has no name";
     }
+    // deb822(5): a hyphen at the front could be armour of a signature, and "#" begins a comment.
     if (name.front() == '-' || name.front() == '#') {
         return "a field name begins with " + quoted(name.substr(0, 1));
     }
@@ -54,6 +56,7 @@ std::string fieldNameFault(std::string_view name) {
 
 std::string fieldValueFault(std::string_view value) {
     using namespace std::string_view_literals;
+    // Neither is read back: readers drop a carriage return at the end of a line, and a NUL ends the text for some.
     if (const std::size_t at = value.find_first_of("\0\r"sv); at != std::string_view::npos) {
         return std::string("holds ") + controlName(value[at]);
     }
@@ -64,6 +67,7 @@ std::string fieldValueFault(std::string_view value) {
         return fault;
     }
     forEachPart(value.substr(firstEnd + 1), '\n', [&](std::string_view line) {
+        // The first fault is kept.
         if (fault.empty()) {
             fault = continuationFault(line);
         }

@@ -39,6 +39,7 @@ constexpr bool mayStandInAddress(char c) {
     return static_cast<unsigned char>(c) > ' ' && c != '\x7F' && c != '<' && c != '>' && c != ',';
 }
 
+/// dpkg ignores case in the values of these fields.
 bool isOneOf(std::string_view value, std::initializer_list<std::string_view> words) {
     return std::any_of(words.begin(), words.end(),
                        [value](std::string_view word) { return equalIgnoringCase(value, word); });
@@ -52,16 +53,20 @@ bool isArchitecturePattern(std::string_view value) {
 
 bool isAddress(std::string_view text) {
     const std::size_t at = text.find('@');
+    // At least one byte on both sides of the first "@"; consistsOf() excludes blanks and angle brackets.
     return at != std::string_view::npos && at > 0 && at + 1 < text.size() && consistsOf(text, mayStandInAddress);
 }
 
 /// "Name <address>" in one line, with a blank before the "<".
 bool isPerson(std::string_view value) {
+    // The first "<". A second one, or a ">" before the last byte, is refused by isAddress().
     const std::size_t open = value.find('<');
+    // back() is safe: the callers of all checks here have excluded an empty value.
     if (value.find('\n') != std::string_view::npos || open == std::string_view::npos || value.back() != '>') {
         return false;
     }
     const bool named = open > 0 && isBlank(value[open - 1]) && !trimmed(value.substr(0, open)).empty();
+    // `open` is not the last byte, which is ">", so that the length does not wrap.
     return named && isAddress(value.substr(open + 1, value.size() - open - 2));
 }
 
@@ -78,6 +83,7 @@ std::string packageNameFault(std::string_view value) {
 }
 
 std::string architectureFault(std::string_view value) {
+    // dpkg wants a letter or a digit at the front.
     if (value.front() == '-' || !consistsOf(value, mayStandInArchitecture)) {
         return "must be one architecture of lower-case letters, digits and hyphens";
     }
@@ -93,6 +99,7 @@ std::string descriptionFault(std::string_view value) {
 }
 
 std::string sourceFault(std::string_view value) {
+    // Debian Policy 5.6.1: the version follows in parentheses.
     const std::size_t blank = value.find(' ');
     const std::string_view package = value.substr(0, blank);
     if (const std::string fault = packageNameFault(package); !fault.empty()) {
@@ -102,6 +109,7 @@ std::string sourceFault(std::string_view value) {
         return {};
     }
     const std::string_view version = value.substr(blank + 1);
+    // Bounds the substring below, and excludes "(" alone, which is both first and last.
     if (version.size() < 2 || version.front() != '(' || version.back() != ')') {
         return "must have its version in parentheses";
     }

@@ -25,13 +25,17 @@ bool isMaintainerScript(std::string_view name) noexcept {
 }
 
 std::optional<Oddity> maintainerScriptOddity(std::string_view contents) {
+    // The kernel runs it as it is.
     if (beginsWith(contents, kProgram)) {
         return std::nullopt;
     }
+    // Bounds the checks below to the first line, which is all that the kernel looks at. Where its last character
+    // is asked for it is not empty: it begins with the mark.
     const std::string_view line = contents.substr(0, contents.find('\n'));
     if (!beginsWith(line, kMark)) {
         return Oddity{"script-no-interpreter", Severity::warning, "does not begin with \"#!\" and an interpreter"};
     }
+    // The kernel takes it for a part of the interpreter's name or argument.
     if (line.back() == '\r') {
         return Oddity{"script-line-end", Severity::error, "the first line ends with a carriage return"};
     }

@@ -23,6 +23,7 @@ constexpr bool isHexDigit(char c) {
 
 /// Why the line is not one of md5sums; empty when it is.
 std::string lineFault(std::string_view line) {
+    // Bounds the line for all the substrings below.
     if (line.size() < kDigestLength || !consistsOf(line.substr(0, kDigestLength), isHexDigit)) {
         return "no sum of 32 hexadecimal digits at its beginning";
     }
@@ -45,11 +46,13 @@ std::vector<Md5sum> parseMd5sums(std::string_view text, std::string_view name) {
     const auto lines = static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n')) + 1;
     sums.reserve(std::min(lines, text.size() / kShortestLine + 1));
     forEachLine(text, [&](std::string_view line) {
+        // Thrown at the first line that is wrong: what follows could be shifted, and nothing of it can be trusted.
         if (const std::string fault = lineFault(line); !fault.empty()) {
             ErrorRecord record = Place(std::string(name)).record(ErrorKind::damaged, "md5-syntax", fault);
             record.line = sums.size() + 1;
             throw StreamError(std::move(record));
         }
+        // Views of `text`, which the caller keeps: no path is copied.
         sums.push_back({line.substr(0, kDigestLength), line.substr(kDigestLength + 2)});
     });
     return sums;

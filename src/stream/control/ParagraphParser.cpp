@@ -22,6 +22,7 @@ void ParagraphParser::fail(std::size_t offset, const std::string& reason, ErrorK
         record.code = "control-syntax";
     }
     record.line = line_;
+    // Columns count from 1 in messages, offsets from 0.
     record.column = offset + 1;
     throw StreamError(std::move(record));
 }
@@ -36,18 +37,22 @@ void ParagraphParser::requireText(std::string_view line) const {
     if (const std::size_t at = line.find_first_of("\0\r"sv); at != std::string_view::npos) {
         fail(at, line[at] == '\0' ? "a NUL" : "a carriage return inside a line");
     }
+    // Only at the front of the file. Anywhere else these bytes are an ordinary character.
     if (line_ == 1 && line.substr(0, kByteOrderMark.size()) == kByteOrderMark) {
         fail(0, "begins with a byte order mark");
     }
 }
 
 void ParagraphParser::take(std::string_view line) {
+    // First, so that every failure below names this line.
     ++line_;
     if (!line.empty() && line.back() == '\r') {
         line.remove_suffix(1);  // Meant: lines may end as on other systems; dpkg drops these bytes too.
     }
+    // Before anything is kept of the line.
     requireText(line);
     if (line.empty()) {
+        // Empty lines before the first field end nothing.
         ended_ = !fields_.empty();
         return;
     }
@@ -58,6 +63,7 @@ void ParagraphParser::take(std::string_view line) {
     if (consistsOf(line, isBlank)) {
         fail(0, "a line of blanks alone, which some take for the paragraph's end and some for its damage");
     }
+    // After comments and empty lines, which may follow the paragraph.
     if (ended_) {
         fail(0, "a second paragraph");
     }
@@ -94,6 +100,7 @@ void ParagraphParser::takeField(std::string_view line) {
     if (const std::string fault = fieldNameFault(fieldName); !fault.empty()) {
         fail(0, fault);
     }
+    // Last of the checks: a field name that is refused does not count as used.
     requireNewName(fieldName);
     fields_.push_back({std::string(fieldName), std::string(trimmed(line.substr(colon + 1)))});
 }
@@ -116,6 +123,8 @@ std::vector<ControlParagraph::Field> ParagraphParser::takeFields() {
 std::vector<ControlParagraph::Field> parseFields(std::string_view text, const Place& place) {
     ParagraphParser parser(place);
     forEachLine(text, [&parser](std::string_view line) { parser.take(line); });
+    // A text without any field is refused here, not by the parser: a reader of many paragraphs takes it for the
+    // end.
     if (parser.empty()) {
         parser.failAtEnd("there is no field");
     }

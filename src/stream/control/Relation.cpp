@@ -20,6 +20,7 @@ namespace {
 
 const std::string& requireField(const ControlParagraph& paragraph, std::string_view name) {
     const std::string* const value = paragraph.find(name);
+    // Mandatory by deb-control(5). An empty text in its place would satisfy nothing, and nobody would notice.
     if (value == nullptr) {
         refuse(std::string(name) + " is missing");
     }
@@ -43,6 +44,7 @@ MultiArch multiArchOf(std::string_view word) {
     if (equalIgnoringCase(word, "allowed")) {
         return MultiArch::allowed;
     }
+    // The check above accepts no other word.
     return MultiArch::no;
 }
 
@@ -52,6 +54,7 @@ std::vector<Relation> providesOf(std::string_view value) {
     // The rules allow no alternatives, so each group has one relation.
     std::vector<Relation> provides;
     for (Alternatives& group : list.groups) {
+        // No group is empty: the reader adds a relation before it looks for the next separator.
         provides.push_back(std::move(group.front()));
     }
     return provides;
@@ -78,6 +81,7 @@ public:
 
 private:
     std::string_view real(std::string_view architecture) const {
+        // A package of architecture "all" counts as one of the native architecture.
         if (architecture == "all") {
             return scope_.native;
         }
@@ -90,6 +94,7 @@ private:
 
 /// A Provides without a version is of no version, not of every one.
 bool admitsProvided(const std::optional<VersionBound>& wanted, const std::optional<VersionBound>& provided) {
+    // Only `=` is allowed in Provides, so that the provided bound is one version.
     return !wanted || (provided && wanted->admits(provided->version));
 }
 
@@ -109,6 +114,7 @@ bool VersionBound::admits(const Version& candidate) const noexcept {
         case VersionOperator::later:
             return order > 0;
     }
+    // Reached only by a value outside the enumeration.
     return false;
 }
 
@@ -127,6 +133,7 @@ std::string Relation::format() const {
 
 bool Relation::satisfiedBy(const Candidate& candidate, const RelationScope& scope) const {
     const ArchitectureTest architectures(*this, scope);
+    // The package itself comes first: it may also provide its own name with another version.
     if (candidate.name == package && (!bound || bound->admits(candidate.version)) &&
         architectures.admits(candidate.architecture, candidate.multiArch)) {
         return true;

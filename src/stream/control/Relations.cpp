@@ -38,6 +38,7 @@ constexpr bool mayStandInVersion(char c) {
 std::optional<VersionOperator> operatorOf(std::string_view sign) {
     for (std::size_t i = 0; i < kVersionSigns.size(); ++i) {
         if (kVersionSigns[i] == sign) {
+            // The table has the order of the enumeration.
             return static_cast<VersionOperator>(i);
         }
     }
@@ -62,6 +63,7 @@ private:
 
     void skipSpace() { takeWhile(isSpace); }
 
+    // Removes the character only if it is the one wanted, so that callers can try one after the other.
     bool take(char wanted) {
         const bool there = !rest_.empty() && rest_.front() == wanted;
         if (there) {
@@ -89,7 +91,9 @@ std::string RelationsReader::list() {
         if (std::string fault = group(); !fault.empty()) {
             return fault;
         }
+        // A separator at the end calls for another group, so that a trailing comma is refused.
     } while (take(','));
+    // Nothing may be left: what was not understood would silently be no dependency.
     if (rest_.empty()) {
         return {};
     }
@@ -103,6 +107,7 @@ std::string RelationsReader::group() {
     Alternatives alternatives;
     do {
         if (std::string fault = relation(alternatives.emplace_back()); !fault.empty()) {
+            // The group is not added: `groups_` holds only what was read completely.
             return fault;
         }
     } while (rules_.alternatives && take('|'));
@@ -111,6 +116,8 @@ std::string RelationsReader::group() {
 }
 
 std::string RelationsReader::relation(Relation& relation) {
+    // Every step runs only while there is no fault; the blanks between are skipped in any case, which does no
+    // harm.
     std::string fault = name(relation.package);
     if (fault.empty() && take(':')) {
         fault = architecture(relation);
@@ -166,10 +173,12 @@ std::string RelationsReader::version(Relation& relation) {
         return "must use = for the version of " + package;
     }
     skipSpace();
+    // Excludes blanks and parentheses only, so that what is not a version is shown by readVersion()'s own message.
     const std::string_view text = takeWhile(mayStandInVersion);
     if (const VersionText parts = readVersion(text); !parts.fault.empty()) {
         return "gives " + package + " the version " + quoted(text) + ", which " + parts.fault;
     }
+    // Cannot be refused: the same text was read without a fault just above.
     relation.bound = VersionBound{*comparison, Version::parse(text)};
     skipSpace();
     if (!take(')')) {

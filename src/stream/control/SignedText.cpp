@@ -17,6 +17,7 @@ std::string_view withoutEnd(std::string_view line) {
 }
 
 [[noreturn]] void refuse(ParagraphParser& parser, const std::string& reason) {
+    // An empty line, so that the parser's line number becomes that of the line refused and nothing else changes.
     parser.take({});  // counts the line
     parser.fail(0, reason);
 }
@@ -32,6 +33,7 @@ void SignedText::take(std::string_view line, ParagraphParser& parser) {
                 part_ = Part::headers;
                 line = {};
             } else if (!text.empty()) {
+                // The armour may only come first. Later its lines are text like any other, and refused as such.
                 part_ = Part::unsignedText;
             }
             break;
@@ -47,6 +49,7 @@ void SignedText::take(std::string_view line, ParagraphParser& parser) {
         case Part::body:
             line = bodyLine(line, parser);
             break;
+        // Nothing of the signature reaches the parser; it is not verified here.
         case Part::signature:
             if (text == kEnd) {
                 part_ = Part::end;
@@ -68,8 +71,11 @@ std::string_view SignedText::bodyLine(std::string_view line, ParagraphParser& pa
         return {};
     }
     if (line.substr(0, kEscape.size()) == kEscape) {
+        // Dash escaping (RFC 4880, 7.1): the signer's line is what follows "- ".
         return line.substr(kEscape.size());
     }
+    // Such a line could be taken for armour by another reader, which would then see another end of the signed
+    // text.
     if (!line.empty() && line.front() == '-') {
         refuse(parser, "a signed line begins with a dash that is not escaped");
     }
@@ -77,6 +83,7 @@ std::string_view SignedText::bodyLine(std::string_view line, ParagraphParser& pa
 }
 
 void SignedText::finish(ParagraphParser& parser) const {
+    // Unsigned text has no armour, and `end` has all of it.
     if (part_ == Part::headers || part_ == Part::body || part_ == Part::signature) {
         parser.failAtEnd("the text ends before its signature does");
     }

@@ -33,6 +33,7 @@ bool contains(const std::array<std::string_view, 3>& words, std::string_view wor
 
 /// dpkg keeps interests by path or by a name that follows the rules of packages' names.
 bool isTriggerOfInterest(std::string_view name) {
+    // The name is not empty: directiveFault() checks that first.
     if (name.front() == '/') {
         return name.back() != '/' && name.find("//") == std::string_view::npos;
     }
@@ -58,9 +59,11 @@ std::string directiveFault(std::string_view line) {
 }
 
 std::string lineFault(std::string_view line) {
+    // The limit is one of dpkg's buffer, so blanks and comments count, too.
     if (line.size() > kLongestLine) {
         return "is longer than " + std::to_string(kLongestLine) + " bytes";
     }
+    // dpkg reads the line as a C string, and would see only what is before the NUL.
     if (line.find('\0') != std::string_view::npos) {
         return "holds a NUL";
     }
@@ -77,6 +80,7 @@ std::vector<Oddity> triggersOddities(std::string_view text) {
     std::vector<Oddity> oddities;
     std::size_t number = 0;
     forEachLine(text, [&](std::string_view line) {
+        // Counted before the line is judged, so that comments and empty lines have numbers as well.
         ++number;
         if (const std::string fault = lineFault(line); !fault.empty()) {
             oddities.push_back(

@@ -31,6 +31,7 @@ int weightOf(std::string_view part) {
 /// Takes what is not a digit off the front of both, up to the first difference, and returns that.
 int compareText(std::string_view& a, std::string_view& b) {
     // Equal weights other than 0 are equal characters, so neither text can end before the other.
+    // A digit ends the text as the end of the part does: both weigh 0.
     int difference = weightOf(a) - weightOf(b);
     while (difference == 0 && weightOf(a) != 0) {
         a.remove_prefix(1);
@@ -42,6 +43,8 @@ int compareText(std::string_view& a, std::string_view& b) {
 
 /// The number at the front, without its leading zeros: of any length, so compared as text.
 std::string_view takeNumber(std::string_view& part) {
+    // A number of zeros alone becomes the empty text, and so does a missing number: deb-version(7) compares them
+    // alike.
     part.remove_prefix(std::min(part.find_first_not_of('0'), part.size()));
     const auto length = std::find_if_not(part.begin(), part.end(), isDigit) - part.begin();
     const std::string_view number = part.substr(0, static_cast<std::size_t>(length));
@@ -52,6 +55,7 @@ std::string_view takeNumber(std::string_view& part) {
 int compareNumbers(std::string_view& a, std::string_view& b) {
     const std::string_view numberA = takeNumber(a);
     const std::string_view numberB = takeNumber(b);
+    // Without leading zeros, a longer number is a larger one.
     if (numberA.size() != numberB.size()) {
         return numberA.size() < numberB.size() ? -1 : 1;
     }
@@ -78,6 +82,7 @@ Version Version::parse(std::string_view text) {
         throw invalidInput("", "the version " + quoted(text) + ' ' + parts.fault);
     }
     Version version;
+    // Copied out of the text, which the caller need not keep.
     version.epoch_ = parts.epoch;
     version.upstream_ = parts.upstream;
     version.revision_ = parts.revision;
@@ -86,6 +91,8 @@ Version Version::parse(std::string_view text) {
 
 std::string Version::format() const {
     std::string text;
+    // An epoch of 0 is needed where the upstream version has a colon: otherwise its front would be read as an
+    // epoch.
     if (epoch_ != 0 || upstream_.find(':') != std::string::npos) {
         text = std::to_string(epoch_) + ':';
     }
@@ -97,6 +104,7 @@ std::string Version::format() const {
 }
 
 int Version::compare(const Version& other) const noexcept {
+    // deb-version(7): the epoch decides first.
     if (epoch_ != other.epoch_) {
         return epoch_ < other.epoch_ ? -1 : 1;
     }

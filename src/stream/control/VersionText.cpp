@@ -22,6 +22,7 @@ constexpr bool mayStandInUpstream(char c) {
     return mayStandInRevision(c) || c == '-' || c == ':';
 }
 
+/// Digits alone: no sign, no blank. An empty epoch, as in ":1", is refused.
 std::string readEpoch(std::string_view text, std::uint32_t& epoch) {
     if (text.empty() || !consistsOf(text, isDigit)) {
         return "must have a number as its epoch";
@@ -61,13 +62,16 @@ std::string revisionFault(std::string_view revision) {
 
 VersionText readVersion(std::string_view text) {
     VersionText version;
+    // The first colon: deb-version(7) ends the epoch there, and further colons belong to the upstream version.
     if (const std::size_t colon = text.find(':'); colon != std::string_view::npos) {
         version.fault = readEpoch(text.substr(0, colon), version.epoch);
         text.remove_prefix(colon + 1);
     }
     // The last hyphen: an upstream version may hold others.
     const std::size_t hyphen = text.rfind('-');
+    // npos where there is no hyphen: the substring is then all of it.
     version.upstream = text.substr(0, hyphen);
+    // The first fault in the order of the parts is the one that is shown.
     if (version.fault.empty()) {
         version.fault = upstreamFault(version.upstream);
     }

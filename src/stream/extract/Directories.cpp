@@ -19,6 +19,7 @@ constexpr mode_t kUnfinishedMode = 0700;
 }  // namespace
 
 Directories::~Directories() {
+    // restoreAll() removes each entry before it tries it, so that this ends.
     while (!pending_.empty()) {
         try {
             restoreAll();
@@ -61,6 +62,7 @@ bool Directories::useExisting(int parent, const char* name) {
         }
         return true;
     }
+    // The owner needs all three bits to make entries below; restoreAll() sets the mode that the package gives.
     const mode_t mode = status.st_mode & 07777U;
     if ((mode & kUnfinishedMode) != kUnfinishedMode &&
         system.fchmodat(parent, name, mode | kUnfinishedMode, AT_SYMLINK_NOFOLLOW) != 0) {
@@ -70,6 +72,8 @@ bool Directories::useExisting(int parent, const char* name) {
 }
 
 void Directories::restoreAll() {
+    // From the back: a path sorts after those of the directories above it, which so stay accessible until their
+    // contents are done.
     while (!pending_.empty()) {
         // Taken out first: one that fails is not tried again.
         const auto last = pending_.extract(std::prev(pending_.end()));
@@ -79,6 +83,7 @@ void Directories::restoreAll() {
 
 void Directories::restoreOne(const std::string& path, const RestoredAttributes& attributes) {
     context_.place = context_.place.at(std::string(orIfEmpty(path, "./")));
+    // Walked again, and no directory is made: one that was moved away meanwhile is an error.
     const int parent = parents_.open(parentOf(path), DirectoryWalk::Missing::refuse);
     const char* name = path.empty() ? "." : nameOf(path);
     // guard: directories' attributes through a symlink

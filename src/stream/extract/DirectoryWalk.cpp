@@ -23,6 +23,7 @@ constexpr std::size_t kPieceBytes = PATH_MAX - 1;  // less the NUL
 std::string_view takePiece(std::string_view& path, std::size_t limitBytes) {
     std::size_t end = path.size();
     if (end > limitBytes) {
+        // The slash may stand right after the limit, so that the piece has `limitBytes` bytes.
         end = path.rfind('/', limitBytes);
     }
     if (end == std::string_view::npos) {  // the first component alone is longer
@@ -36,10 +37,12 @@ std::string_view takePiece(std::string_view& path, std::size_t limitBytes) {
 }  // namespace
 
 bool isPlainPath(std::string_view path) noexcept {
+    // A NUL would cut the path off in a system call. A slash at the end would ask for a directory.
     if (path.find('\0') != std::string_view::npos || (!path.empty() && path.back() == '/')) {
         return false;
     }
     while (!path.empty()) {
+        // A limit of 0 takes one component at a time.
         const std::string_view component = takePiece(path, 0);
         if (component.empty() || component == "." || component == "..") {
             return false;
@@ -65,6 +68,8 @@ int DirectoryWalk::open(std::string_view path, Missing missing) {
         return root_;
     }
     if (!last_ || path != lastPath_) {
+        // Replaced, not changed: those who hold the old directory keep it open. A walk that throws leaves both
+        // members as they were.
         last_ = std::make_shared<const Descriptor>(walk(path, missing));
         lastPath_ = path;
     }
@@ -91,6 +96,8 @@ Descriptor DirectoryWalk::walk(std::string_view path, Missing missing) const {
         if (!next) {
             next = walkSlowly(from, piece, missing);
         }
+        // Assigned before `from`: the directory that the walk came from is closed, and its number must not be used
+        // again.
         current = std::move(next);
         from = current.get();
     }
@@ -109,9 +116,11 @@ Descriptor DirectoryWalk::walkSlowly(int from, std::string_view piece, Missing m
 
 Descriptor DirectoryWalk::step(int from, const std::string& name, Missing missing) const {
     System& system = context_.system;
+    // O_NOFOLLOW and one component: no symlink can lead anywhere else.
     Descriptor next(system.openat(from, name.c_str(), kDirectory, 0), system);
     if (!next && errno == ENOENT && missing == Missing::make) {
         make(from, name);
+        // Opened again with O_NOFOLLOW: between the two calls somebody may have put a symlink there.
         next = Descriptor(system.openat(from, name.c_str(), kDirectory, 0), system);
     }
     if (!next) {
@@ -139,6 +148,7 @@ void DirectoryWalk::explain(int from, const std::string& name, int errorNumber) 
     if (errorNumber != ENOTDIR && errorNumber != ELOOP) {
         context_.place.failSystem("open " + describe(name), errorNumber);
     }
+    // Only to say more in the message: the decision was made by the failed open.
     struct stat status = {};
     const bool isLink =
         context_.system.fstatat(from, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 && S_ISLNK(status.st_mode);

@@ -17,6 +17,7 @@ namespace {
 std::string stripped(std::string_view path, unsigned components) {
     for (; components != 0 && !path.empty(); --components) {
         const std::size_t end = std::min(path.find('/'), path.size());
+        // A last component has no slash: the path becomes "".
         path.remove_prefix(std::min(end + 1, path.size()));
     }
     return std::string(path);
@@ -29,12 +30,14 @@ public:
            System& system, unsigned threads)
         : options_(options) {
         if (!options.dryRun) {
+            // A dry run opens and makes nothing, not even the destination.
             extraction_.emplace(destination, package, options, system, threads);
         }
     }
 
     /// Where the entry goes, below the destination; nothing where it is left out. `plain` is its plain path.
     std::optional<std::string> pathOf(const Entry& entry, const std::string& plain) const {
+        // Asked with the entry as stored, before its path is changed.
         if (options_.select && !options_.select(entry)) {
             return std::nullopt;
         }
@@ -42,6 +45,7 @@ public:
     }
 
     std::optional<std::string> pathOf(const std::string& plain) const {
+        // A hard link's target passes here too, so that it is changed as the entry was that it leads to.
         std::string path = stripped(plain, options_.stripComponents);
         // The root has no components, so it is extracted only where none are dropped. Nobody renames it.
         const bool isRoot = path.empty() && options_.stripComponents == 0;
@@ -60,6 +64,7 @@ public:
         if (extraction_ && !extraction_->make(entry, path, linkPath, contents)) {
             return;  // kept what exists
         }
+        // Counted only when it is made.
         ++result_.entries;
         result_.bytes += entry.size;
         if (options_.onEntry) {
@@ -74,6 +79,8 @@ public:
             step();
         } catch (...) {
             if (extraction_) {
+                // Files that came before are finished first. If one of them fails, its exception takes the place
+                // of this one.
                 extraction_->settle();
             }
             throw;
@@ -118,12 +125,15 @@ public:
     EntryLoop(ExtractSource& source, Target& target) : source_(source), target_(target) {}
 
     void run() {
+        // One entry for all rounds, which spares its strings' memory.
         for (Entry entry; source_.next(entry);) {
             if (const auto path = target_.pathOf(entry, source_.path())) {
+                // Before anything is made: refuses a link to a file that was left out.
                 const std::string linkPath = linkPathOf(entry);
                 source_.check(entry);
                 target_.make(entry, *path, linkPath, [this] { return source_.read(); });
             } else if (entry.type == EntryType::file || entry.type == EntryType::hardlink) {
+                // Only these can be the target of a hard link.
                 leftOut_.insert(source_.path());
             }
         }
@@ -139,6 +149,7 @@ private:
             source_.refuseLink(entry,
                                "is a hard link to " + quotedName(entry.linkTarget) + ", which is not extracted");
         }
+        // "" where the target is left out by stripping; Extraction then refuses it.
         return target_.pathOf(target).value_or("");
     }
 
@@ -168,6 +179,7 @@ ExtractResult extractMembers(const std::vector<ControlMember>& members, const st
     for (const ControlMember& member : members) {
         if (const auto path = target.pathOf(member.entry, plainPath(member.entry.path))) {
             std::string_view rest = member.contents;
+            // The contents in one piece, then empty: the end.
             target.make(member.entry, *path, {}, [&rest] { return std::exchange(rest, {}); });
         }
     }

@@ -17,6 +17,7 @@ using Missing = DirectoryWalk::Missing;
 
 constexpr mode_t kDestinationMode = 0777;  // less the umask
 constexpr unsigned kMaxFileThreads = 8;    // also bounds how many directories stay open
+// O_PATH: the destination need not be readable, only searchable.
 constexpr int kDestination = O_PATH | O_DIRECTORY | O_CLOEXEC;
 
 bool isSameFile(const struct stat& left, const struct stat& right) {
@@ -41,8 +42,10 @@ Extraction::Destination Extraction::openDestination(const std::string& path, Ext
     System& system = context.system;
     context.place = context.place.at(path);
     Destination result{{system.openat(AT_FDCWD, path.c_str(), kDestination, 0), system}};
+    // Opened first, made only if it is missing: what exists keeps its attributes.
     if (!result.directory && errno == ENOENT) {
         result.made = system.mkdirat(AT_FDCWD, path.c_str(), kDestinationMode) == 0;
+        // EEXIST: somebody else made it meanwhile. It is used, but not counted as made by this.
         if (!result.made && errno != EEXIST) {
             context.place.failSystem("create the destination", errno);
         }
@@ -65,11 +68,13 @@ Extraction::Extraction(const std::string& destination, const std::string& packag
 bool Extraction::make(const Entry& entry, const std::string& path, const std::string& linkPath,
                       const Contents& contents) {
     context_.place = context_.place.at(entry.path);
+    // Before the type is looked at: no way of making an entry may see a path that leads out.
     requirePlain(path, "its path");
     if (path.empty() && entry.type != EntryType::directory) {
         context_.place.fail(ErrorKind::refused, "destination",
                             "stands for the destination and is not a directory");
     }
+    // Before anything is made: a number out of range must not leave a file behind.
     attributes_ = attributesOf(entry, context_);
     switch (entry.type) {
         case EntryType::file:
@@ -86,15 +91,18 @@ bool Extraction::make(const Entry& entry, const std::string& path, const std::st
 }
 
 void Extraction::settle() {
+    // The batch that is being filled is not in the pool yet. next() exists only while the pool is not full.
     if (batching_ && !pool_.full() && !pool_.next().empty()) {
         pool_.submitHere();
     }
+    // In order, so that the first failure of the entries is the one thrown.
     while (!pool_.empty()) {
         takeFront();
     }
 }
 
 void Extraction::finish() {
+    // Files first: their directories may lose the permission to write.
     settle();
     directories_.restoreAll();
 }
@@ -105,6 +113,7 @@ bool Extraction::makeFile(const Entry& entry, const std::string& path, const Con
         return true;
     }
     OutputFile file(context_, parents_.open(parentOf(path), Missing::make), nameOf(path));
+    // Nothing is read of the contents: the source skips them.
     if (file.kept()) {
         kept_.insert(path);
         return false;
@@ -122,6 +131,7 @@ void Extraction::collect(const Entry& entry, const std::string& path, const Cont
         takeFront();
     }
     FileBatch& batch = pool_.next();
+    // Held, not only opened: the walk may close the directory before the batch is made.
     batch.begin(parents_.hold(parentOf(path), Missing::make), path, entry.path, attributes_);
     try {
         for (std::string_view piece = contents(); !piece.empty(); piece = contents()) {
@@ -137,6 +147,7 @@ void Extraction::collect(const Entry& entry, const std::string& path, const Cont
 }
 
 void Extraction::takeFront() {
+    // Throws what the batch's work threw, and then leaves the batch in the pool.
     pool_.front();
     pool_.pop();
 }
@@ -152,6 +163,7 @@ bool Extraction::makeDirectory(const std::string& path) {
     if (!path.empty()) {
         return directories_.make(path, attributes_);
     }
+    // An existing destination keeps its attributes: it may be /tmp.
     if (destination_.made) {
         directories_.restoreLater(path, attributes_);
     }
@@ -178,15 +190,19 @@ bool Extraction::makeHardLink(const std::string& path, const std::string& linkPa
     requirePlain(linkPath, "its link target");
     settle();  // the target may be in a batch
     if (context_.existing == Existing::keep && keeps(parents_.open(parentOf(path), Missing::make), nameOf(path))) {
+        // Remembered: a later hard link must not lead to what was there before.
         kept_.insert(path);
         return false;
     }
     const int targetDirectory = targetParents_.open(parentOf(linkPath), Missing::refuse);
+    // After the walk, which follows no symlink: the target is a file below the destination.
     const struct stat target = requireRegularFile(targetDirectory, nameOf(linkPath));
     if (kept_.count(linkPath) != 0) {
         context_.place.fail(ErrorKind::refused, "destination", "its link target was there before and is kept");
     }
+    // Opened after the checks: the descriptor of open() is valid until its next call.
     const int directory = parents_.open(parentOf(path), Missing::make);
+    // With Existing::error it counts as something in the way, like any other file.
     if (context_.existing != Existing::error && isLinkOf(target, directory, nameOf(path))) {
         return true;
     }
@@ -204,6 +220,7 @@ bool Extraction::keeps(int directory, const char* name) const {
 
 struct stat Extraction::requireRegularFile(int directory, const char* name) const {
     struct stat status = {};
+    // ENOENT leaves the mode 0, which is no regular file.
     if (context_.system.fstatat(directory, name, &status, AT_SYMLINK_NOFOLLOW) != 0 && errno != ENOENT) {
         context_.place.failSystem("look up its link target", errno);
     }
@@ -218,6 +235,7 @@ struct stat Extraction::requireRegularFile(int directory, const char* name) cons
 /// would leave both.
 bool Extraction::isLinkOf(const struct stat& file, int directory, const char* name) const {
     struct stat status = {};
+    // ENOENT leaves a device and inode of 0, which no file has.
     if (context_.system.fstatat(directory, name, &status, AT_SYMLINK_NOFOLLOW) != 0 && errno != ENOENT) {
         context_.place.failSystem("replace", errno);
     }

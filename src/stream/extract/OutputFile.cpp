@@ -32,6 +32,7 @@ void OutputFile::write(std::string_view bytes) {
 }
 
 void OutputFile::finish(const RestoredAttributes& attributes) {
+    // Through the descriptor, so that no other file can be meant, and before a rename shows it to others.
     restore(attributes, file_.get(), context_);
     // Some file systems tell only here that the bytes did not arrive.
     if (context_.system.close(file_.release()) != 0) {  // guard: a close that fails is told

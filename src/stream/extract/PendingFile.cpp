@@ -12,6 +12,7 @@ namespace bex::stream {
 PendingFile::PendingFile(const ExtractContext& context, int directory, const char* name,
                          const std::function<bool(const char* name)>& make)
     : context_(context), directory_(directory), name_(name) {
+    // The name itself first: where nothing is in the way no rename is needed. `make` must not replace what exists.
     if (make(name)) {
         return;
     }
@@ -21,14 +22,17 @@ PendingFile::PendingFile(const ExtractContext& context, int directory, const cha
     }
     if (errno == EEXIST) {
         requireReplaceable();
+        // Beside the target and in the same directory, so that rename(2) replaces it in one step.
         temporary_ = makeTemporary(make);
     }
+    // With the errno of the call that failed last.
     if (temporary_.empty()) {
         context_.place.failSystem("create", errno);
     }
 }
 
 PendingFile::~PendingFile() {
+    // Also after a failure of settle(): the name still leads to what this made.
     if (!settled_ && !kept_) {  // guard: a temporary file goes when its entry fails
         context_.system.unlinkat(directory_, current(), 0);
     }
@@ -39,6 +43,7 @@ void PendingFile::settle() {
         context_.system.renameat(directory_, temporary_.c_str(), directory_, name_.c_str()) != 0) {
         context_.place.failSystem("replace", errno);
     }
+    // Only after the rename: until then the temporary name has to be removed.
     settled_ = true;
 }
 

@@ -21,6 +21,7 @@ std::uint32_t ownerNumber(std::uint64_t number, const char* what, const ExtractC
 }
 
 std::array<timespec, 2> timesOf(const RestoredAttributes& attributes) {
+    // The time of access is left alone: it is that of the extraction.
     return {{{0, UTIME_OMIT}, {attributes.mtime, 0}}};
 }
 
@@ -43,6 +44,7 @@ RestoredAttributes attributesOf(const Entry& entry, const ExtractContext& contex
 }
 
 void restore(const RestoredAttributes& attributes, int descriptor, const ExtractContext& context) {
+    // The owner first: chown(2) clears set-user-ID and set-group-ID bits, which the mode then sets.
     if (changesOwner(attributes) && context.system.fchown(descriptor, attributes.uid, attributes.gid) != 0) {
         context.place.failSystem("set its owner", errno);
     }
@@ -60,6 +62,7 @@ void restoreLink(const RestoredAttributes& attributes, int directory, const char
         context.system.fchownat(directory, name, attributes.uid, attributes.gid, AT_SYMLINK_NOFOLLOW) != 0) {
         context.place.failSystem("set its owner", errno);
     }
+    // A symlink has no mode of its own on Linux.
     if (context.system.utimensat(directory, name, timesOf(attributes).data(), AT_SYMLINK_NOFOLLOW) != 0) {
         context.place.failSystem("set its time", errno);
     }

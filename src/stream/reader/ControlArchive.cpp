@@ -45,12 +45,15 @@ std::vector<ControlMember> readControlArchive(EntryReader& entries, const Limits
         if (isRoot && reading.root != nullptr && !*reading.root) {
             *reading.root = entry;
         }
+        // A second member of a name has been refused already; where the reader goes on, the first one counts.
         if (!isRoot && isMember(entry, name, place) && findMember(members, name) == nullptr) {
+            // Before its contents are read, which would otherwise count for the limit of the rest.
             if (name == "md5sums") {
                 // guard(UINT64_MAX): md5sums' own limit
                 entries.allow(std::min(entry.size, limits.md5sumsBytes));
             }
             members.push_back({entry, contentsOf(entries, entry)});
+            // The rest of the archive is neither read nor checked.
             if (reading.controlFileOnly && name == "control") {
                 return members;
             }
@@ -63,6 +66,7 @@ std::vector<ControlMember> readControlArchive(EntryReader& entries, const Limits
 }
 
 const ControlMember* findMember(const std::vector<ControlMember>& members, std::string_view name) {
+    // Linear: a control archive has a dozen members, and their number is bounded by the limits of entries.
     const auto found = std::find_if(members.begin(), members.end(), [&](const ControlMember& member) {
         return plainPath(member.entry.path) == name;
     });

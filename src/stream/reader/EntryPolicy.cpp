@@ -66,17 +66,20 @@ void EntryPolicy::check(const Entry& entry) {
     checkAttributes(entry);
     path_ = plainPath(entry.path);
     lacksParent_ = false;
+    // Only what is sound gets a place in the tree: later entries are judged as if the others were not there.
     if (checkPath(entry) && checkLink(entry) && refused == nullptr) {
         place(entry);
     }
 }
 
 void EntryPolicy::checkLimits(const Entry& entry) {
+    // Both are bounded: a few entries with deep paths would otherwise need memory for millions of directories.
     if (++entries_ > limits_.entries ||     // guard: the number of entries
         paths_.size() > limits_.entries) {  // guard: the number of directories above them
         place_.failLimit("entries", "more than " + std::to_string(limits_.entries) +
                                         " entries and directories above them (the limit entries)");
     }
+    // Before the name is split: all that follows costs time by its length.
     for (const std::string* name : {&entry.path, &entry.linkTarget}) {
         if (name->size() > limits_.nameBytes) {  // guard: lengths of names
             place_.failLimit("nameBytes", "name or link target of " + std::to_string(name->size()) +
@@ -111,6 +114,7 @@ bool EntryPolicy::checkLink(const Entry& entry) const {
         refuse("link-target", "is a symlink without a target", entry);
         return false;
     }
+    // Linux refuses such a target only while extracting, when other entries are made already.
     if (entry.type == EntryType::symlink && entry.linkTarget.size() >= PATH_MAX) {
         refuse("link-target",
                "is a symlink with a target of " + std::to_string(entry.linkTarget.size()) + " bytes, more than " +
@@ -121,6 +125,7 @@ bool EntryPolicy::checkLink(const Entry& entry) const {
     if (entry.type != EntryType::hardlink) {
         return true;
     }
+    // The target must come earlier in the archive, because an extractor makes the link at once.
     const std::string target = quotedName(entry.linkTarget);
     if (isAbsolute(entry.linkTarget) || hasParentComponent(entry.linkTarget)) {  // guard: hard links that lead out
         refuse("hardlink-target", "is a hard link to " + target + ", which leads out of the package", entry);
@@ -139,12 +144,14 @@ void EntryPolicy::checkAttributes(const Entry& entry) const {
     if (entry.mtime < kEarliestTime || entry.mtime > kLatestTime) {  // guard: times that no calendar has
         refuse("time-range", "has a time that no calendar has: " + std::to_string(entry.mtime), entry);
     }
+    // A negative number in the header has wrapped to a very large one, and is refused here as well.
     if (entry.uid > kLargestId || entry.gid > kLargestId) {  // guard: owners that mean leave it
         refuse("owner-range", "has an owner or group beyond " + std::to_string(kLargestId), entry);
     }
 }
 
 void EntryPolicy::place(const Entry& entry) {
+    // Only for a path that checkPath() has accepted: the tree takes plain paths.
     if (path_.empty()) {
         return;  // the root
     }

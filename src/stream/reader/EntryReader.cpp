@@ -16,11 +16,13 @@ public:
     CopiedDecompressor(std::unique_ptr<Decompressor> inner, Sink& copy) : inner_(std::move(inner)), copy_(copy) {}
 
     std::string_view next() override {
+        // The rest of a skipped piece first: it was copied when it was fetched.
         const std::string_view bytes = std::exchange(rest_, {});
         return bytes.empty() ? fetch() : bytes;
     }
 
     std::uint64_t skip(std::uint64_t size) override {
+        // Not the inner skip: the copy needs every byte.
         std::uint64_t skipped = 0;
         while (skipped < size) {
             rest_ = next();
@@ -92,12 +94,14 @@ void copyTar(ByteStream& contents, Compression compression, const EntryReaderSet
 
 bool EntryReader::next(Entry& entry) {
     if (!tar_.next(entry)) {
+        // Only at the end: the index comes after the archive and is then complete.
         if (indexCheck_) {
             indexCheck_->finish();
         }
         return false;
     }
     if (indexCheck_) {
+        // Before the policy, which may throw: the index describes the archive as it is.
         indexCheck_->add(entry, tar_.extent());
     }
     policy_.check(entry);

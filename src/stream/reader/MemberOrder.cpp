@@ -40,8 +40,10 @@ void failMissing(const Place& place, MemberRole role) {
 }
 
 MemberRole MemberOrder::place(Member& member) {
+    // Before the name is inserted.
     const bool first = names_.empty();
     if (first) {
+        // Reported, and the member is then judged as any other: verify() goes on.
         checkFirst(member);
     }
     // A package has a handful of members, so that a set of their names stays small; ArReader bounds each name.
@@ -78,6 +80,8 @@ MemberRole MemberOrder::roleOf(Member& member) const {
         return MemberRole::formatVersion;
     }
     MemberRole role = MemberRole::control;
+    // Both stems are compared before anything is said of the compression: an unknown suffix is an error only for a
+    // member that the package needs.
     std::optional<std::string_view> suffix = suffixAfter(member.name, "control.tar");
     if (!suffix) {
         role = MemberRole::data;
@@ -109,6 +113,7 @@ bool MemberOrder::checkControl(const Member& member) {
         at.refuse(ErrorKind::damaged, "member-second", "a second control member, after " + quotedName(control_));
         return false;
     }
+    // Reported, but the member is taken: its contents can still be judged.
     if (!data_.empty()) {
         at.refuse(ErrorKind::damaged, "member-order", "comes after " + quotedName(data_));
     }
@@ -116,6 +121,7 @@ bool MemberOrder::checkControl(const Member& member) {
         at.note("member-compression", "dpkg-deb reads no control member that is compressed with bzip2",
                 Severity::error);
     }
+    // Names also say which members there were: empty means none yet.
     control_ = member.name;
     return true;
 }
@@ -134,6 +140,8 @@ bool MemberOrder::checkData(const Member& member) {
 }
 
 void MemberOrder::checkUnknown(const Member& member) const {
+    // deb(5): readers ignore members whose names begin with an underscore. No name is empty: ArReader refuses
+    // that.
     if (member.name.front() == '_') {
         return;
     }
@@ -146,6 +154,7 @@ void MemberOrder::checkUnknown(const Member& member) const {
 }
 
 void MemberOrder::end() const {
+    // Thrown, not refused: without these three there is nothing to read on with.
     if (names_.count(std::string(kFormatVersionMember)) == 0) {
         place_.fail(ErrorKind::damaged, "member-missing", "no member \"debian-binary\"");
     }

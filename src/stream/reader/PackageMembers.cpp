@@ -13,6 +13,7 @@ namespace {
 bool isFormatVersion2(std::string_view text) {
     const std::string_view line = text.substr(0, text.find('\n'));
     const std::string_view digits = "0123456789";
+    // A newline is required (the line must be shorter than the text), and a digit after "2.".
     return line.size() < text.size() && line.size() > 2 && line.substr(0, 2) == "2." &&
            line.find_first_not_of(digits, 2) == std::string_view::npos;
 }
@@ -31,17 +32,20 @@ void PackageMembers::check() {
 }
 
 void PackageMembers::finish() {
+    // Until the end of the archive; advance() throws for what is wrong.
     while (advance()) {
     }
 }
 
 const Member& PackageMembers::open(MemberRole role) {
     const auto found = std::find(roles_.begin(), roles_.end(), role);
+    // Seekable: check() has walked through all members, and the first of a role is the one that was accepted.
     if (seekable() && found != roles_.end()) {
         return openAgain(static_cast<std::size_t>(found - roles_.begin()));
     }
     // If the walk failed earlier, throw that failure: it explains why the member is missing.
     while ((!seekable() || failure_) && advance()) {
+        // In a pipe the walk goes on from where it is: a member that was passed cannot be read again.
         if (roles_.back() == role) {
             contents_ = &reader_.contents();
             return members_.back();
@@ -51,8 +55,11 @@ const Member& PackageMembers::open(MemberRole role) {
 }
 
 const Member& PackageMembers::openAgain(std::size_t index) {
+    // In range: open() found it in roles_, which has as many elements.
     const Member& member = members_[index];
     again_ = streamOf(input_.source, member.offset);
+    // Made in this order and kept in members: the window reads from the stream, and contents_ points to the
+    // window.
     window_ = std::make_unique<MemberStream>(*again_, member.size, place_.in(member.name));
     contents_ = window_.get();
     return member;
@@ -66,6 +73,7 @@ bool PackageMembers::advance() {
         return readNext();
     } catch (...) {
         failure_ = std::current_exception();
+        // Kept and thrown again: after a failure the reader's position is not known.
         throw;
     }
 }
@@ -77,9 +85,11 @@ bool PackageMembers::readNext() {
         return false;
     }
     const MemberRole role = order_.place(*member);
+    // Both at once: roles_ has the same indexes as members_.
     members_.push_back(std::move(*member));
     roles_.push_back(role);
     if (role == MemberRole::formatVersion) {
+        // Now, because in a pipe the contents are gone with the next header.
         checkFormatVersion();
     }
     return true;
@@ -87,6 +97,7 @@ bool PackageMembers::readNext() {
 
 void PackageMembers::checkFormatVersion() {
     std::array<char, 64> text{};
+    // 64 bytes are enough for any version; what follows its first line may be anything.
     const std::size_t size = readFully(reader_.contents(), text.data(), text.size());
     if (!isFormatVersion2({text.data(), size})) {  // guard: the format's version
         place_.in(members_.back().name)

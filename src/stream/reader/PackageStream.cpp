@@ -14,6 +14,7 @@ namespace bex::stream {
 
 std::uint64_t payloadLimit(const Limits& limits, std::uint64_t memberBytes) {
     constexpr std::uint64_t most = std::numeric_limits<std::uint64_t>::max();
+    // Divided, not multiplied: the product could wrap.
     if (limits.expansionRatio != 0 && memberBytes > most / limits.expansionRatio) {
         return most;  // the product does not fit
     }
@@ -27,6 +28,7 @@ PackageStream::PackageStream(OpenInput input, const Place& place, const ReadOpti
 template <typename Step>
 auto PackageStream::guarded(Step step) {
     if (failure_) {
+        // Every later call gets the same exception, so that nobody takes a half-read package for a short one.
         std::rethrow_exception(failure_);
     }
     try {
@@ -63,9 +65,11 @@ EntryReaderSettings PackageStream::payloadSettings(const Member& member) const {
 }
 
 std::vector<ControlMember> PackageStream::readControl(bool controlFileOnly) {
+    // A copy: open() gives a reference into a vector that grows in a pipe.
     const Member member = members_.open(MemberRole::control);
     const Place place = place_.in(member.name);
     EntryReaderSettings settings = controlSettings();
+    // Little is read of a large control archive when only its first file is wanted.
     settings.gradual = controlFileOnly;
     EntryReader entries(members_.contents(), member.compression, settings, place);
     return readControlArchive(entries, options_.limits, place, {&controlRoot_, controlFileOnly});
@@ -80,6 +84,7 @@ void PackageStream::expect(const ControlParagraph& control) {
 }
 
 void PackageStream::openPayload() {
+    // A copy, as in readControl().
     const Member member = members_.open(MemberRole::data);
     dataMember_ = member.name;
     payload_ = std::make_unique<EntryReader>(members_.contents(), member.compression, payloadSettings(member),
@@ -87,10 +92,12 @@ void PackageStream::openPayload() {
 }
 
 std::optional<std::uint64_t> PackageStream::indexBytes() {
+    // While the payload is read, its stream must not be moved.
     if (!members_.seekable() || payload_ != nullptr) {
         return std::nullopt;
     }
     const Member member = members_.open(MemberRole::data);
+    // The size is compared before it is subtracted from below.
     if (member.compression != Compression::gzip || member.size < kIndexFooterBytes) {
         return std::nullopt;
     }
@@ -98,6 +105,7 @@ std::optional<std::uint64_t> PackageStream::indexBytes() {
     members_.contents().skip(member.size - end.size());
     end.resize(readFully(members_.contents(), end.data(), end.size()));
     const std::optional<IndexFooter> footer = parseIndexFooter(end);
+    // The footer is the package's word: a length beyond the member's would be one of something else.
     if (!footer || footer->bytes > member.size) {
         return std::nullopt;
     }
@@ -121,6 +129,7 @@ void PackageStream::copyControl(Sink& out) {
 
 void PackageStream::copyPayload(Sink& out) {
     guarded([&] {
+        // Only once and from the front: the bytes before the current place are gone.
         if (begun()) {
             throw invalidInput(name(), "the payload has been read already");
         }
@@ -144,6 +153,7 @@ bool PackageStream::goOn(Entry& entry) {
     if (!payload_) {
         openPayload();
     }
+    // Counted when the caller has read it, or skips it.
     if (payload_->next(entry)) {
         entryPath_ = entry.path;
         entryLeft_ = entry.size;
@@ -156,6 +166,7 @@ bool PackageStream::goOn(Entry& entry) {
 
 void PackageStream::finish() {
     ended_ = true;
+    // The members after the payload are checked before success is reported.
     members_.finish();
     progress_.finish();
 }

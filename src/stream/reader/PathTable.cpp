@@ -11,6 +11,7 @@ PathTable::Outcome PathTable::add(std::string_view path, Kind kind) {
     Id directory = lastSteps_.empty() ? 0 : lastSteps_.back().id;
     lastPath_ = path;
     bool parentMissing = false;
+    // One round for each component; it ends, as every round but the last moves `begin` behind a slash.
     for (;;) {
         const std::size_t end = std::min(path.find('/', begin), path.size());
         const bool last = end == path.size();
@@ -35,6 +36,7 @@ PathTable::Outcome PathTable::add(std::string_view path, Kind kind) {
             if (node.kind == kind) {
                 return Outcome::repeatedDirectory;
             }
+            // It was only implied so far and gets its own entry now.
             node.kind = kind;
             return Outcome::added;
         }

@@ -24,6 +24,7 @@ constexpr std::string_view kAmbiguous[] = {"hdrcharset", "SCHILY.realsize", "SUN
 template <typename Number>
 std::optional<Number> cutDecimal(std::string_view& text) {
     Number number = 0;
+    // from_chars() accepts a minus sign for a signed type alone, and neither a plus sign nor blanks.
     const auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), number);
     if (error != std::errc()) {
         return std::nullopt;
@@ -34,6 +35,7 @@ std::optional<Number> cutDecimal(std::string_view& text) {
 
 std::optional<std::uint64_t> parseDecimal(std::string_view text) {
     const auto number = cutDecimal<std::uint64_t>(text);
+    // Nothing may follow: "12x" is not 12.
     if (!text.empty()) {
         return std::nullopt;
     }
@@ -60,6 +62,7 @@ std::string_view cutRecord(std::string_view& body, const Place& place) {
     if (!length || *length > body.size() || *length < blank + 2 || body[*length - 1] != '\n') {
         fail(place, "record with a wrong length");
     }
+    // In range: the length is at most the body's size and at least `blank + 2`, for the blank and the newline.
     const std::string_view record = body.substr(blank + 1, *length - blank - 2);
     body.remove_prefix(*length);
     return record;
@@ -70,8 +73,10 @@ public:
     explicit Parser(const Place& place) : place_(place) {}
 
     void take(std::string_view record) {
+        // The first "=": a value may hold others.
         const std::size_t equals = record.find('=');
         const std::string_view key = record.substr(0, equals);
+        // At npos the key is the whole record: refused here, before `equals + 1` is used, which would wrap to 0.
         if (equals == std::string_view::npos || key.empty() || key.find('\0') != std::string_view::npos) {
             fail(place_, "record with a malformed key");
         }
@@ -79,6 +84,7 @@ public:
             records_.sparse = true;  // its keys may repeat
             return;
         }
+        // After the sparse keys: only these may be repeated.
         checkKey(key);
         takeText(key, record.substr(equals + 1));
         takeNumber(key, record.substr(equals + 1));
@@ -136,6 +142,7 @@ private:
 
     std::uint64_t size(std::string_view value) const {
         std::optional<std::uint64_t> size = parseDecimal(value);
+        // Compares false for an optional without a value.
         if (size > kLargestTarSize) {
             size.reset();
         }
@@ -158,6 +165,7 @@ private:
 }  // namespace
 
 PaxRecords parsePaxRecords(std::string_view body, const Place& place) {
+    // Ends because each record is at least two bytes long.
     Parser parser(place);
     while (!body.empty()) {
         parser.take(cutRecord(body, place));

@@ -12,6 +12,7 @@ constexpr char kPaxRecords = 'x';
 
 /// The name or target that a GNU extension carries. Its size includes a final NUL: GNU tar reads on without it.
 std::string longText(std::string_view body, const Place& place) {
+    // Up to the first NUL, which must be there and have nothing but NULs after it: readers stop at different ones.
     const std::string_view text = body.substr(0, std::min(body.find('\0'), body.size()));
     if (text.empty() || text.size() == body.size() || !isZeroBlock(body.substr(text.size()))) {
         place.fail(ErrorKind::damaged, "tar-long",
@@ -46,10 +47,12 @@ bool TarExtensions::isExtension(char type) noexcept {
     return type == kLongPath || type == kLongLink || type == kPaxRecords;
 }
 
+/// Before the body is read: its size is the header's word alone.
 void TarExtensions::checkSize(const TarHeader& header, const Limits& limits, const Place& place) {
     if (header.type == kPaxRecords) {
         checkLimit({"extended header", header.size}, {"extendedHeaderBytes", limits.extendedHeaderBytes}, place);
     } else {
+        // The final NUL is no part of the name. A size of 0 must not wrap; add() then refuses the empty body.
         const std::uint64_t withoutNul = header.size - std::min<std::uint64_t>(header.size, 1);
         checkLimit({"extended name", withoutNul}, {"nameBytes", limits.nameBytes}, place);
     }
@@ -63,6 +66,7 @@ void TarExtensions::add(char type, std::string_view body, const Place& place) {
         pax_ = parsePaxRecords(body, place);
         return;
     }
+    // Path and target may both be there, each once.
     std::optional<std::string>& text = type == kLongPath ? path_ : link_;
     if (text) {  // guard: two long names for one entry
         place.fail(ErrorKind::damaged, "tar-long", "two extended names for one entry");
@@ -76,6 +80,7 @@ void TarExtensions::applyTo(TarHeader& header, const Place& place) const {
     if (!pax_) {
         return;
     }
+    // Which of the two counts differs between readers, and with it the name under which a file is extracted.
     if ((pax_->path && path_) || (pax_->link && link_)) {
         place.fail(ErrorKind::damaged, "tar-pax", "two kinds of extended names for one entry");
     }

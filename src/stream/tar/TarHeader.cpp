@@ -15,6 +15,7 @@ constexpr std::string_view kPosixMagic(
     8);
 constexpr std::string_view kGnuMagic("ustar  \0", 8);
 
+/// A field's place in the block (tar(5), POSIX ustar).
 struct Field {
     const char* name;
     std::size_t offset;

@@ -12,6 +12,7 @@ constexpr unsigned char kNegativeMark = 0xff;
 
 /// Whether the number times 256 is still one of 64 bits.
 bool hasRoomForByte(std::int64_t number) {
+    // Bits 55 to 63 must all be equal: shifted by eight, the sign bit is then still the sign.
     const std::int64_t high = number >> 55;
     return high == 0 || high == -1;
 }
@@ -21,11 +22,13 @@ unsigned char firstOf(std::string_view field) {
 }
 
 std::optional<std::int64_t> parseBase256(std::string_view field) {
+    // Two's complement: a negative number begins with all bits set.
     std::int64_t number = firstOf(field) == kNegativeMark ? -1 : 0;
     for (const char c : field.substr(1)) {
         if (!hasRoomForByte(number)) {
             return std::nullopt;
         }
+        // Times 256 and not shifted: a left shift of a negative number is not defined before C++20.
         number = number * 0x100 + static_cast<unsigned char>(c);
     }
     return number;
@@ -39,10 +42,12 @@ std::optional<std::int64_t> parseOctal(std::string_view field) noexcept {
     const auto* const digits = std::find_if(field.begin(), field.end(), [](char c) { return c != ' '; });
     std::int64_t number = 0;
     const auto* rest = digits;
+    // A field has at most twelve bytes, so at most 36 bits: no overflow.
     for (; rest != field.end() && isDigit(*rest); ++rest) {
         number = number * 8 + (*rest - '0');
     }
     const bool hasNoDigits = rest == digits;
+    // Anything after the digits must be filling. A field of blanks alone is refused, one of NULs alone is 0.
     if (!std::all_of(rest, field.end(), isFilling) ||
         (hasNoDigits && field.find_first_not_of('\0') != std::string_view::npos)) {
         return std::nullopt;
@@ -51,6 +56,7 @@ std::optional<std::int64_t> parseOctal(std::string_view field) noexcept {
 }
 
 std::optional<std::int64_t> parseTarNumber(std::string_view field) noexcept {
+    // Every other first byte is octal, also one with its highest bit set, which parseOctal() then refuses.
     if (firstOf(field) == kPositiveMark || firstOf(field) == kNegativeMark) {
         return parseBase256(field);
     }
@@ -58,9 +64,11 @@ std::optional<std::int64_t> parseTarNumber(std::string_view field) noexcept {
 }
 
 void formatTarNumber(std::int64_t number, char* field, std::size_t size) noexcept {
+    // The last byte is the NUL's. The shift is at most 33: `size` is at most 12.
     const bool isOctal = number >= 0 && number >> (3 * (size - 1)) == 0;
     if (isOctal) {
         field[size - 1] = '\0';
+        // From the back: the lowest digit stands last.
         for (std::size_t i = size - 1; i-- > 0; number >>= 3) {
             field[i] = static_cast<char>('0' + (number & 7));
         }
@@ -69,6 +77,7 @@ void formatTarNumber(std::int64_t number, char* field, std::size_t size) noexcep
     for (std::size_t i = size; i-- > 0; number >>= 8) {
         field[i] = static_cast<char>(number & 0xff);
     }
+    // Last, because the loop has filled this byte with the number's highest bits.
     field[0] = static_cast<char>(number < 0 ? kNegativeMark : kPositiveMark);
 }
 

@@ -47,9 +47,12 @@ EntryType typeOf(const TarHeader& header) {
 void describe(TarHeader header, EntryType type, Entry& entry) {
     entry.type = type;
     entry.path = std::move(header.path);
+    // One form for all directories: some writers leave the slash out. back() is safe, as neither a header nor an
+    // extension gives an empty path.
     if (type == EntryType::directory && entry.path.back() != '/') {
         entry.path += '/';
     }
+    // Cleared, because the caller reuses the entry.
     entry.linkTarget.clear();
     if (type == EntryType::symlink || type == EntryType::hardlink) {
         entry.linkTarget = std::move(header.link);
@@ -69,15 +72,18 @@ TarReader::TarReader(Decompressor& bytes, const Limits& limits, Place place)
     : bytes_(bytes), limits_(limits), place_(std::move(place)) {}
 
 bool TarReader::next(Entry& entry) {
+    // Together they are the padded size of the contents, at most 2^63: the sum does not wrap.
     skip(std::exchange(contentsLeft_, 0) + std::exchange(restLeft_, 0));
     extent_.begin = position_;
     TarExtensions extensions;
+    // Each round reads a block, and add() refuses a second extension of a kind: at most four rounds.
     for (;;) {
         const std::string_view block = readBlock();
         if (block.empty()) {
             failTruncated();  // guard(return false): the end marks of tar
         }
         if (isZeroBlock(block)) {
+            // An extension applies to the next entry. Without one the archive was cut or joined.
             if (!extensions.empty()) {
                 place_.fail(ErrorKind::damaged, "tar-header", "extended header without an entry after it");
             }
@@ -85,6 +91,7 @@ bool TarReader::next(Entry& entry) {
             return false;
         }
         TarHeader header = parseTarHeader(block, place_);
+        // Everything that is not an extension ends the loop, whatever its type: checkEntry() refuses the rest.
         if (!TarExtensions::isExtension(header.type)) {
             begin(std::move(header), extensions, entry);
             return true;
@@ -94,6 +101,7 @@ bool TarReader::next(Entry& entry) {
 }
 
 std::string_view TarReader::read() {
+    // Bounded by contentsLeft_, so that the difference cannot wrap and no byte of the next header is given out.
     const std::string_view bytes = take(contentsLeft_);
     contentsLeft_ -= bytes.size();
     return bytes;
@@ -101,6 +109,7 @@ std::string_view TarReader::read() {
 
 /// Whether there is a byte in the view; false only at the end of the stream.
 bool TarReader::refill() {
+    // Only an empty view is replaced: the view before it is invalid after next().
     if (view_.empty()) {
         view_ = bytes_.next();
     }
@@ -114,6 +123,7 @@ std::string_view TarReader::take(std::uint64_t size) {
     }
     const std::string_view bytes =
         view_.substr(0, static_cast<std::size_t>(std::min<std::uint64_t>(size, view_.size())));
+    // position_ counts what was taken, not what was unpacked.
     view_.remove_prefix(bytes.size());
     position_ += bytes.size();
     return bytes;
@@ -124,6 +134,7 @@ std::string_view TarReader::readBlock() {
     if (!refill()) {
         return {};
     }
+    // Within one view nothing is copied; this is the usual case.
     if (view_.size() >= kTarBlockBytes) {
         return take(kTarBlockBytes);
     }
@@ -136,6 +147,7 @@ std::string_view TarReader::readBlock() {
 
 /// Grows with what is really there, not with what the header says.
 std::string TarReader::readBody(std::uint64_t size) {
+    // checkSize() has compared `size` with a limit.
     std::string body;
     while (body.size() < size) {
         body += take(size - body.size());
@@ -145,6 +157,7 @@ std::string TarReader::readBody(std::uint64_t size) {
 }
 
 void TarReader::skip(std::uint64_t size) {
+    // First what was unpacked already, then the decompressor, which may jump over whole blocks.
     const std::uint64_t fromView = std::min<std::uint64_t>(size, view_.size());
     view_.remove_prefix(static_cast<std::size_t>(fromView));
     const std::uint64_t rest = size - fromView;
@@ -160,13 +173,16 @@ void TarReader::readExtension(const TarHeader& header, TarExtensions& extensions
 }
 
 void TarReader::begin(TarHeader header, const TarExtensions& extensions, Entry& entry) {
+    // Before the type is looked at: an extension can change the path's last character and the size.
     extensions.applyTo(header, place_);
     const EntryType type = typeOf(header);
     checkEntry(header, type, extensions);
     contentsLeft_ = contentBytes(header, type);
+    // header.size is at most kLargestTarSize, also where a pax record gave it: rounding up does not wrap.
     restLeft_ = paddedToBlocks(header.size) - contentsLeft_;
     extent_.contents = position_;
     extent_.end = position_ + contentsLeft_ + restLeft_;
+    // Last: nothing reaches the caller's entry unless all checks have passed.
     describe(std::move(header), type, entry);
 }
 
@@ -204,6 +220,7 @@ void TarReader::finish() {
         place_.note("tar-trailing", "bytes after the end mark, which are never extracted");
     }
     bool clean = true;
+    // To the end of the stream: only there are the checksums of the compression checked.
     while (refill()) {
         clean = clean && isZeroBlock(view_);
         view_ = {};

@@ -22,6 +22,7 @@ char typeOf(const Entry& entry) {
         case EntryType::directory:
             return '5';
         default:
+            // Thrown before a byte of the header is written.
             throw invalidInput(entry.path, "is of a type that a package can't hold");
     }
 }
@@ -36,9 +37,11 @@ TarHeader headerOf(const Entry& entry) {
     header.type = typeOf(entry);
     header.path = entry.path;
     header.link = entry.linkTarget;
+    // Permissions, set-id bits and sticky bit; the file type is a field of its own in tar.
     header.mode = entry.mode & 07777U;
     header.uid = entry.uid;
     header.gid = entry.gid;
+    // Any other entry has size 0: readers disagree on what a size means there.
     if (entry.type == EntryType::file) {
         header.size = entry.size;
     }
@@ -65,9 +68,11 @@ void appendLongText(char type, const std::string& text, const std::string& link,
     header.group = "wheel";
     appendHeader(header, to);
     to += text;
+    // The NUL and the padding: a whole number of blocks follows each header (tar(5)).
     to.append(static_cast<std::size_t>(paddedToBlocks(header.size) - text.size()), '\0');
 }
 
+/// 100 bytes fit exactly: the header's field needs no NUL when it is full.
 std::uint64_t longTextBytes(const std::string& text) noexcept {
     return text.size() > kShortNameBytes ? kTarBlockBytes + paddedToBlocks(text.size() + 1) : 0;
 }
@@ -81,6 +86,7 @@ std::uint64_t tarHeaderBytesOf(const Entry& entry) noexcept {
 std::string tarHeadersOf(const Entry& entry) {
     const TarHeader header = headerOf(entry);
     std::string bytes;
+    // The target before the path, as GNU tar writes them; readers accept any order.
     if (header.link.size() > kShortNameBytes) {
         appendLongText('K', header.link, header.link, bytes);
     }
@@ -92,8 +98,10 @@ std::string tarHeadersOf(const Entry& entry) {
 }
 
 void TarWriter::begin(const Entry& entry) {
+    // The contents of the entry before must be complete before a header may follow.
     endContents();
     path_ = entry.path;
+    // Made completely before the first byte goes out: nothing of an entry that is refused is written.
     const std::string headers = tarHeadersOf(entry);
     out_.write(headers.data(), headers.size());
     size_ = sizeOf(entry);
@@ -123,6 +131,7 @@ void TarWriter::endContents() {
         Place(path_).fail(ErrorKind::inputOutput, codeOf(ErrorKind::inputOutput),
                           "has less content than was said");
     }
+    // Less than a block, which kZeros has twice.
     out_.write(kZeros.data(), static_cast<std::size_t>(paddedToBlocks(size_) - size_));
     size_ = 0;
 }
