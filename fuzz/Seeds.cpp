@@ -223,6 +223,25 @@ Seeds indexes() {
     return seeds;
 }
 
+Seeds buildFiles() {
+    return {
+        "name: site\nversion: v1.2.0-rc1+git\nmaintainer: &m Ann Lee <a@b.c>\ndescription: |\n  one\n  two\n"
+        "depends: [auto, 'adduser | x (>= 1)']\ncontents:\n  - { src: a, dst: /usr, type: tree }\n"
+        "  - { dst: /etc/x, type: config, file_info: { mode: 0640, owner: o, group: g, mtime: 2024-01-02 } }\n"
+        "scripts: { postinstall: p }\nsystemd: { units: [x.service], enable: true, start: no }\nstrip: dbgsym\n",
+        "name: ${NAME:-x}\narch: amd64\nversion: 1\nepoch: 2\nrelease: 3\numask: 0o022\n"
+        "overrides: { deb: { depends: [a] }, rpm: { depends: [b] } }\n"
+        "deb: { fields: { Bugs: x }, triggers: { interest: [t] }, compression: 'zstd:19', scripts: { rules: r } "
+        "}\n"
+        "rpm: { group: g }\ncontents: [{ src: 'a/**/*.{h,c}', dst: /x/, expand: true, packager: deb }]\n",
+        "base: &b { x: &y [1, *b] }\nname: { <<: *b }\n",
+        "a: {b: {c: {d: [[[[[[[[[]]]]]]]]]}}}\n--- \nsecond: 1\n",
+        "nmae: \x1b[2J\nversion: [1\n",
+        "#!/bin/sh -e\nexit 1\n",
+        "#!/usr/bin/env bash\n:\n",
+        "usr/**/{a,b{c,d}}/*.[ch]\nusr/x/y/bc/z.c\nusr/a/q.h\n"};
+}
+
 /// Decisions for the round trip: options, then kind, name, attributes and contents of each thing to add.
 Seeds decisions() {
     const auto thing = [](char kind, const std::string& name, const std::string& value) {
@@ -244,8 +263,11 @@ Seeds decisions() {
 }  // namespace
 
 std::vector<std::string> seedsFor(std::string_view target) {
-    const std::map<std::string_view, Seeds (*)()> byName{
-        {"roundtrip", decisions}, {"index", indexes}, {"elf", elfs}, {"symbols", symbolsFiles}};
+    const std::map<std::string_view, Seeds (*)()> byName{{"roundtrip", decisions},
+                                                         {"index", indexes},
+                                                         {"elf", elfs},
+                                                         {"symbols", symbolsFiles},
+                                                         {"buildfile", buildFiles}};
     switch (targetNamed(target).shape) {
         case Shape::ar:
             return ars();

@@ -11,13 +11,21 @@ namespace bex::fuzz {
 
 const std::vector<Target>& targets() {
     static const std::vector<Target> all = {
-        {"control", Shape::bytes, runControl}, {"md5sums", Shape::bytes, runMd5sums},
-        {"escape", Shape::bytes, runEscape},   {"elf", Shape::bytes, runElf},
-        {"symbols", Shape::bytes, runSymbols}, {"ar", Shape::ar, runAr},
-        {"gzip", Shape::gzip, runGzip},        {"tar", Shape::tar, runTar},
-        {"reader", Shape::package, runReader}, {"extract", Shape::package, runExtract},
-        {"index", Shape::bytes, runIndex},     {"indexed", Shape::package, runIndexed},
-        {"object", Shape::package, runObject}, {"roundtrip", Shape::bytes, runRoundTrip},
+        {"control", Shape::bytes, runControl},
+        {"md5sums", Shape::bytes, runMd5sums},
+        {"escape", Shape::bytes, runEscape},
+        {"elf", Shape::bytes, runElf},
+        {"symbols", Shape::bytes, runSymbols},
+        {"buildfile", Shape::bytes, runBuildFile},
+        {"ar", Shape::ar, runAr},
+        {"gzip", Shape::gzip, runGzip},
+        {"tar", Shape::tar, runTar},
+        {"reader", Shape::package, runReader},
+        {"extract", Shape::package, runExtract},
+        {"index", Shape::bytes, runIndex},
+        {"indexed", Shape::package, runIndexed},
+        {"object", Shape::package, runObject},
+        {"roundtrip", Shape::bytes, runRoundTrip},
     };
     return all;
 }

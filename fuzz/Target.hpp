@@ -28,6 +28,7 @@ const Target& targetNamed(std::string_view name);
 void runControl(std::string_view input);
 void runMd5sums(std::string_view input);
 void runEscape(std::string_view input);
+void runBuildFile(std::string_view input);
 void runElf(std::string_view input);
 void runSymbols(std::string_view input);
 void runAr(std::string_view input);

@@ -10,6 +10,8 @@
 #include <sstream>
 #include <utility>
 
+#include "bex/stream/Escape.hpp"
+
 namespace bex::buildfile {
 
 namespace {
@@ -213,7 +215,8 @@ Value readYaml(const std::string& text, const std::string& file) {
         while (parser.HandleNextDocument(builder)) {
         }
     } catch (const YAML::ParserException& e) {
-        fail(file, spotOf(e.mark), "is not YAML: " + e.msg);
+        // The text may hold bytes of the file.
+        fail(file, spotOf(e.mark), "is not YAML: " + stream::escapeForDisplay(e.msg));
     }
     return builder.takeDocument();
 }
