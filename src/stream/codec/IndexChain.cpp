@@ -40,6 +40,14 @@ void appendMember(std::string& to, std::string_view id, std::string_view data) {
     to += kEmptyMember;
 }
 
+/// Whether the members are equal but for what no reader of gzip looks at: time, flags of the compressor and
+/// system.
+bool isSameMember(std::string_view left, std::string_view right) {
+    constexpr std::size_t timeBegin = 4;
+    return left.size() == right.size() && left.substr(0, timeBegin) == right.substr(0, timeBegin) &&
+           left.substr(kExtraOffset) == right.substr(kExtraOffset);
+}
+
 std::string formatFooter(const IndexFooter& footer) {
     std::string data;
     append(data, footer.version, 2);
@@ -127,7 +135,7 @@ std::string joinIndexChain(std::string_view chain, const IndexFooter& footer, co
         const std::string_view piece = chain.substr(kBlockHeaderBytes + 4, size);
         std::string expected;
         appendMember(expected, kIndexId, piece);
-        if (chain.substr(0, expected.size()) != expected) {
+        if (!isSameMember(chain.substr(0, expected.size()), expected)) {
             throw indexError(place, "is interrupted by something else");
         }
         index += piece;

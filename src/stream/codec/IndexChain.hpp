@@ -51,8 +51,8 @@ StreamError indexError(const Place& place, std::string reason);
 void checkIndexFooter(const IndexFooter& footer, std::uint64_t streamBytes, const Limits& limits,
                       const Place& place);
 
-/// The index that a chain holds. Throws StreamError (`damaged`) unless the chain is, byte for byte, what
-/// formatIndexChain() makes.
+/// The index that a chain holds. Throws StreamError (`damaged`) unless the chain is what formatIndexChain()
+/// makes, but for times and systems in its headers.
 std::string joinIndexChain(std::string_view chain, const IndexFooter& footer, const Place& place);
 
 /// Sees every member of a gzip stream as it is read, in order, and keeps what an index is compared with. Used by

@@ -199,8 +199,10 @@ std::shared_ptr<const Buffer> IndexedPayload::unpack(std::size_t block) const {
     }
     const std::string packed = readExactly(begin, size);
     const auto header = blockHeader(static_cast<std::uint32_t>(size));
-    if (!std::equal(header.begin(), header.end(), packed.begin(),
-                    [](std::uint8_t a, char b) { return a == static_cast<std::uint8_t>(b); })) {
+    const auto isSame = [](std::uint8_t a, char b) { return a == static_cast<std::uint8_t>(b); };
+    // Time, flags of the compressor and system stand between these parts; no reader of gzip looks at them.
+    if (!std::equal(header.begin(), header.begin() + 4, packed.begin(), isSame) ||
+        !std::equal(header.begin() + kExtraOffset, header.end(), packed.begin() + kExtraOffset, isSame)) {
         throw indexError(place_, "has a block at byte " + std::to_string(begin) + ", where there is none");
     }
     const std::size_t deflateBytes = packed.size() - kBlockHeaderBytes - kGzipTrailerBytes;
