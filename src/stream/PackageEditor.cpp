@@ -18,6 +18,7 @@ namespace bex::stream {
 namespace {
 
 ControlEdit readControl(const SourcePackage& source) {
+    // A stream of its own: the source can be read again from the front.
     const std::unique_ptr<PackageStream> stream = source.read();
     std::vector<ControlMember> members = stream->readControl();
     return {source.path(), stream->controlRoot(), std::move(members)};
@@ -27,6 +28,7 @@ ControlEdit readControl(const SourcePackage& source) {
 std::vector<std::string> copyConffiles(const std::string& text, const KeptLinks& links, PackageWriter& writer) {
     std::vector<std::string> leftOut;
     for (const ConffileLine& line : readConffiles(text).lines) {
+        // The plain form, as links and writer compare paths.
         std::string path = plainPath(line.path);
         if (line.toBeRemoved) {
             writer.addRemovedConffile(path);
@@ -51,6 +53,7 @@ struct PackageEditor::State {
         const Place place = source.place(source.path(), source.controlMember());
         const std::unique_ptr<PackageStream> stream = source.read();
         stream->expect(checkControlMembers(control.members(), place));
+        // To the end, contents too: what is copied afterwards has been found sound.
         checkPayload(*stream, control.members(), place, source.place(source.path(), source.dataMember()),
                      PayloadDepth::contents, [&](const Entry& entry) { links.see(entry, !keep || keep(entry)); });
         return links;
@@ -98,6 +101,7 @@ void PackageEditor::addConffile(const std::string& path) {
 }
 
 EditResult PackageEditor::write(const std::string& path) const {
+    // Fields first: PackageRewrite takes the control archive as it is then.
     state_->control.update();
     return PackageRewrite(state_->source, state_->control, path).edit();
 }
@@ -107,6 +111,7 @@ EditResult PackageEditor::repack(const std::string& path, const RepackOptions& o
     settings.compression = options.compression;
     settings.level = options.level.value_or(levelsOf(options.compression).usual);
     settings.threads = threadCount(state_->source.options().threads);
+    // Before the output file is made: wrong settings leave nothing behind.
     checkSettings(settings);
     state_->control.update();
     return PackageRewrite(state_->source, state_->control, path).repack(settings, options.index);
@@ -114,11 +119,14 @@ EditResult PackageEditor::repack(const std::string& path, const RepackOptions& o
 
 std::vector<std::string> PackageEditor::copyTo(PackageWriter& writer,
                                                const std::function<bool(const Entry&)>& keep) const {
+    // Throws for new faults before anything is added to the writer.
     state_->control.update();
     const SourcePackage& source = state_->source;
+    // The payload is read twice: which links lose their file is known only after the first time.
     const KeptLinks links = state_->look(keep);
     PackageReader reader(source.descriptor(), source.path(), source.options());
     writer.add(reader, [&](Entry& entry) { return links.apply(entry, !keep || keep(entry)); });
+    // After the second reading: both saw the same bytes.
     source.requireUnchanged();
     std::vector<std::string> leftOut;
     for (const ControlMember& member : state_->control.members()) {
@@ -129,6 +137,8 @@ std::vector<std::string> PackageEditor::copyTo(PackageWriter& writer,
             writer.addControlMember(name, member.contents);
         }
     }
+    // Fields last. "control" and "md5sums" were left out above: the one is made from these fields, the other from
+    // the payload as it becomes.
     writer.control() = state_->control.paragraph();
     return leftOut;
 }

@@ -13,9 +13,11 @@ namespace bex::stream {
 struct PackageReader::State {
     State(OpenInput input, const std::string& name, const ReadOptions& options)
         : stream(std::move(input), Place(name), options) {
+        // Before contents are read, as far as the input allows (PackageMembers).
         stream.checkStructure();
         members = stream.readControl(options.controlFileOnly);
         try {
+            // "control" is there: readControl() refuses an archive without it.
             control = parseParagraph(findMember(members, "control")->contents, Place(name).at("control"));
             stream.expect(control);
         } catch (const StreamError&) {
@@ -79,6 +81,7 @@ bool PackageReader::next(Entry& entry) {
 
 std::size_t PackageReader::read(char* buffer, std::size_t size) {
     State& state = *state_;
+    // Without an entry there is nothing to read from, and path() would have no reader.
     if (!state.stream.begun()) {
         throw invalidInput(state.stream.name(), "read() was called before next()");
     }
@@ -86,6 +89,7 @@ std::size_t PackageReader::read(char* buffer, std::size_t size) {
     if (state.unread.empty() && size != 0) {
         state.unread = state.stream.read();
     }
+    // copy() takes at most what is there: 0 at the end of the entry.
     size = state.unread.copy(buffer, size);
     state.unread.remove_prefix(size);
     return size;

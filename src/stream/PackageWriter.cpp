@@ -28,6 +28,7 @@ constexpr std::uint64_t kLargestId = std::numeric_limits<std::uint32_t>::max() -
 constexpr std::size_t kLongestOwner = 31;                                            // bytes of tar's field
 
 std::uint32_t requireMode(std::uint32_t mode, const std::string& what) {
+    // Only permission and set-id bits: a file type would contradict the entry's own.
     if ((mode & ~std::uint32_t{07777}) != 0) {
         throw invalidInput("", quotedName(what) + ": mode with more than 07777");
     }
@@ -37,6 +38,7 @@ std::uint32_t requireMode(std::uint32_t mode, const std::string& what) {
 /// Names are stored in tar and shown on terminals: a newline would add a line to a listing, a NUL would end the
 /// field.
 void requireOwner(std::uint64_t id, const std::string& name, const std::string& what) {
+    // The array and its length, because one of the characters is a NUL.
     constexpr char forbidden[] = {'\n', '\0'};
     if (id > kLargestId) {
         throw invalidInput("", quotedName(what) + ": owner or group beyond " + std::to_string(kLargestId));
@@ -88,6 +90,7 @@ Attributes attributesOf(const Entry& entry) {
 /// A removed conffile is listed once, however often it is given; dpkg warns of duplicates.
 void addOnce(std::vector<std::string>& list, std::string item) {
     if (std::find(list.begin(), list.end(), item) == list.end()) {
+        // Linear: a package has few conffiles to remove.
         list.push_back(std::move(item));
     }
 }
@@ -116,6 +119,7 @@ public:
             }
             return static_cast<std::size_t>(count);
         };
+        // First: if reading fails, nothing has been added.
         store.keep(supply, entry);
         Origin origin;
         origin.source = name;
@@ -158,6 +162,7 @@ void PackageWriter::addFile(const std::string& source, const std::string& path) 
     }
     // scanFile() refused everything but a regular file and a FIFO, and added nothing for the FIFO. Opening it
     // blocks until somebody writes.
+    // O_NONBLOCK is missing on purpose: with it a FIFO without a writer would look empty.
     const Descriptor pipe(contents_->system.openat(AT_FDCWD, source.c_str(), O_RDONLY | O_CLOEXEC, 0),
                           contents_->system);
     if (!pipe) {
@@ -170,6 +175,7 @@ void PackageWriter::addFile(const std::string& source, const std::string& path, 
     // Checked before anything is added: what follows cannot fail once the entry is in the collection.
     requireSound(attributes, path);
     addFile(source, path);
+    // The entry that was added last is the one of this file.
     contents_->collection.entries.back().given = std::make_unique<const Attributes>(attributes);
 }
 
@@ -185,6 +191,7 @@ void PackageWriter::addDescriptor(int descriptor, const std::string& path, const
 
 void PackageWriter::addContents(std::uint64_t size, ContentReader read, const std::string& path,
                                 const Attributes& attributes) {
+    // Only its size is known: the function is called while the package is written.
     SourceEntry entry = entryOf(packageFilePath(path), EntryType::file, attributes);
     entry.size = size;
     entry.reader = std::make_unique<const ContentReader>(std::move(read));
@@ -196,6 +203,7 @@ void PackageWriter::addBytes(std::string bytes, const std::string& path, const A
 }
 
 void PackageWriter::addSymlink(const std::string& target, const std::string& path, const Attributes& attributes) {
+    // symlink(2) refuses such targets, so that the package could not be unpacked.
     if (target.empty() || target.size() >= PATH_MAX || target.find('\0') != std::string::npos) {
         throw invalidInput("", quotedName(path) +
                                    ": a symlink's target can't be empty, hold a NUL or have more than " +
@@ -255,6 +263,7 @@ void PackageWriter::addEntry(const Entry& entry, PackageReader& package) {
 }
 
 void PackageWriter::addControl(const PackageReader& package) {
+    // The fields are copied; the reader may go.
     contents_->collection.control = package.control();
     for (const ControlMember& member : package.controlMembers()) {
         const std::string name = plainPath(member.entry.path);
@@ -281,12 +290,14 @@ void PackageWriter::addControlMember(const std::string& name, std::string conten
     const auto refuse = [&name](const char* fault) {
         throw invalidInput("", "control member " + quotedName(name) + ": " + fault);
     };
+    // The name becomes a file in dpkg's database on every system that installs the package.
     if (!isPlainFileName(name)) {
         refuse("is not a plain file name");
     }
     if (name == "control" || name == "conffiles") {
         refuse("is made by the writer");
     }
+    // emplace() changes nothing when the name is taken.
     if (!contents_->collection.controlMembers.emplace(name, std::move(contents)).second) {
         refuse("is given twice");
     }
@@ -310,6 +321,8 @@ void PackageWriter::addConffiles(std::string_view text) {
     forEachLine(text, [&](std::string_view line) {
         line = line.substr(0, line.find_last_not_of(blanks) + 1);
         if (line.substr(0, removal.size()) == removal) {
+            // There is a path: blanks at the line's end are cut off, so that it cannot end with the flag's own
+            // blank.
             addRemovedConffile(std::string(line.substr(line.find_first_not_of(blanks, removal.size()))));
         } else if (!line.empty()) {
             addConffile(std::string(line));
@@ -318,6 +331,7 @@ void PackageWriter::addConffiles(std::string_view text) {
 }
 
 std::vector<Entry> PackageWriter::plan(const WriteOptions& options) const {
+    // The plan alone: nothing is opened and nothing written.
     const Plan plan(contents_->collection, options);
     std::vector<Entry> entries;
     entries.reserve(plan.size());

@@ -18,6 +18,7 @@ namespace bex::stream {
 namespace {
 
 bool isEqual(const ControlParagraph& left, const ControlParagraph& right) {
+    // Names by case, too: a field that was respelled has to be written anew.
     return std::equal(left.fields().begin(), left.fields().end(), right.fields().begin(), right.fields().end(),
                       [](const auto& a, const auto& b) { return a.name == b.name && a.value == b.value; });
 }
@@ -40,6 +41,7 @@ void requireSettable(const std::string& name) {
 
 /// Throws for what dpkg would refuse; returns what it only dislikes.
 std::vector<Finding> notesOn(const std::string& name, const std::string& contents) {
+    // Before anything is stored: a member that is refused leaves the archive as it was.
     std::vector<Finding> notes;
     const auto oddities = name == "conffiles" ? readConffiles(contents).oddities : memberOddities(name, contents);
     for (const Oddity& oddity : oddities) {
@@ -57,6 +59,8 @@ std::vector<Finding> notesOn(const std::string& name, const std::string& content
 ControlEdit::ControlEdit(std::string package, std::optional<Entry> root, std::vector<ControlMember> members)
     : package_(std::move(package)), root_(std::move(root)), members_(std::move(members)) {
     try {
+        // "control" is there: readControl() refuses an archive without it. A paragraph that cannot be read fails
+        // only where fields are asked for; other members can still be changed.
         before_ = parseParagraph(findMember(members_, "control")->contents, Place(package_).at("control"));
         paragraph_ = before_;
     } catch (const StreamError&) {
@@ -84,21 +88,25 @@ Entry ControlEdit::newEntry(const std::string& name) const {
     }
     Entry entry = controlEntryOf(name, 0, newest);
     const std::string& control = findMember(members_, "control")->entry.path;
+    // The plain path is "control", so that the stored one has at least as many bytes: the length cannot wrap.
     entry.path = control.substr(0, control.size() - std::string_view("control").size()) + name;
     return entry;
 }
 
 void ControlEdit::set(const std::string& name, std::string contents) {
     requireSettable(name);
+    // All that refuses comes before the first change.
     std::vector<Finding> notes = notesOn(name, contents);
     Entry entry = newEntry(name);
     const auto old = find(name);
     if (old == members_.end()) {
         members_.push_back({std::move(entry), std::move(contents)});
     } else {
+        // Keeps the spelling of the path that it replaces.
         entry.path = old->entry.path;
         *old = {std::move(entry), std::move(contents)};
     }
+    // Replaces the notes on an earlier value.
     notes_[name] = std::move(notes);
     newConffiles_ = newConffiles_ || name == "conffiles";
     changed_ = true;
@@ -108,6 +116,7 @@ bool ControlEdit::remove(std::string_view name) {
     if (name == "control") {
         refuse(std::string(name), "can't be removed");
     }
+    // The archive had none: nothing changed.
     const auto found = find(name);
     if (found == members_.end()) {
         return false;
@@ -122,12 +131,14 @@ void ControlEdit::addConffile(const std::string& path) {
     const std::string plain = packageFilePath(path);
     const auto old = find("conffiles");
     std::string text = old != members_.end() ? old->contents : std::string();
+    // Paths are compared in their plain form: "/etc/a" and "//etc/a" are one file.
     const auto listed = readConffiles(text).lines;
     if (std::any_of(listed.begin(), listed.end(), [&](const ConffileLine& line) {
             return !line.toBeRemoved && plainPath(line.path) == plain;
         })) {
         return;
     }
+    // dpkg refuses a last line without its newline, and the new one would join it.
     if (!text.empty() && text.back() != '\n') {
         text += '\n';
     }
@@ -135,13 +146,16 @@ void ControlEdit::addConffile(const std::string& path) {
 }
 
 void ControlEdit::update() {
+    // A package is not copied anew for a change that changes nothing.
     if (isEqual(paragraph_, before_)) {
         return;
     }
+    // Before the member is touched. Old faults stay allowed: a package in use must remain editable.
     requireNoNewFaults();
     ControlMember& control = *find("control");
     control.contents = withFields(control.contents, paragraph_);
     control.entry.size = control.contents.size();
+    // So that a second call without a further change does nothing.
     before_ = paragraph_;
     changed_ = true;
 }
@@ -169,11 +183,13 @@ std::vector<Finding> ControlEdit::notes() const {
 
 void ControlEdit::write(Sink& out) const {
     TarWriter tar(out);
+    // As it was in the archive, or not at all.
     if (root_) {
         tar.begin(*root_);
     }
     for (const ControlMember& member : members_) {
         Entry entry = member.entry;
+        // The entry may be the one that was read: its size is that of the old contents.
         entry.size = member.contents.size();
         tar.begin(entry);
         tar.write(member.contents.data(), member.contents.size());

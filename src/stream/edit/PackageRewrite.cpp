@@ -21,6 +21,7 @@ constexpr std::size_t kCopiedBytes = std::size_t{32} << 20;  // between two look
 constexpr std::size_t kPieceBytes = std::size_t{1} << 20;
 
 bool isSignature(const Member& member) {
+    // Signatures of a package are members such as "_gpgorigin"; they cover the bytes of the other members.
     return member.name.compare(0, 4, "_gpg") == 0;
 }
 
@@ -45,6 +46,7 @@ class MemberSink final : public Sink {
 public:
     MemberSink(AtomicFile& out, const std::string& name) : out_(out), name_(name) {}
     void write(const char* data, std::size_t size) override {
+        // bytes_ is at most the limit, so that the difference cannot wrap.
         if (size > kMostMemberBytes - bytes_) {
             throw memberTooLarge(name_);
         }
@@ -79,6 +81,7 @@ private:
 
 PackageRewrite::PackageRewrite(const SourcePackage& source, const ControlEdit& control, const std::string& path)
     : source_(source), control_(control), path_(path), inPlace_(source.isAt(path)), out_(path, source.system()) {
+    // inPlace_ was found before anything is written; finish() asks again.
     result_.notes = control.notes();
 }
 
@@ -102,6 +105,7 @@ template <typename WriteControl, typename WriteData>
 void PackageRewrite::writeMembers(WriteControl writeControl, WriteData writeData) {
     write(kArMagic);
     for (const Member& member : source_.members()) {
+        // Control and data are known by their addresses: the references are into the same vector.
         if (isSignature(member)) {
             result_.notes.push_back(signatureNote(member));
         } else if (&member == &source_.controlMember()) {
@@ -117,6 +121,7 @@ void PackageRewrite::writeMembers(WriteControl writeControl, WriteData writeData
 
 /// Its header, too.
 void PackageRewrite::copyMember(const Member& member) {
+    // ArReader has read a header of that length before the contents: no wrap.
     std::uint64_t offset = member.offset - kArHeaderBytes;
     for (std::uint64_t left = member.size + kArHeaderBytes; left != 0;) {
         const auto part = static_cast<std::size_t>(std::min<std::uint64_t>(left, kCopiedBytes));
@@ -128,6 +133,7 @@ void PackageRewrite::copyMember(const Member& member) {
             meter_->add(part, "");
         }
     }
+    // The byte between two members is not copied: it may have been any.
     endMember();
 }
 
@@ -144,12 +150,14 @@ void PackageRewrite::addControl(const std::string& contents, Compression compres
 }
 
 EditResult PackageRewrite::edit() {
+    // First: what is refused is not written at all.
     checkControlMembers(control_.members(), controlPlace());
     if (control_.hasNewConffiles()) {  // only the payload shows whether it has them
         checkSourcePayload(*source_.read(), PayloadDepth::entries);
     }
     meter_.emplace(source_.options().progress, source_.dataMember().size);
     const auto writeControl = [this](const Member& member) {
+        // Byte for byte, so that even the compression of an unchanged archive stays.
         if (!control_.hasChanged()) {
             copyMember(member);
             return;
@@ -161,15 +169,18 @@ EditResult PackageRewrite::edit() {
     };
     const auto writeData = [this](const Member& member) {
         newData_ = member;
+        // Where it will be read back, behind the header that copyMember() copies.
         newData_.offset = size_ + kArHeaderBytes;
         copyMember(member);
     };
     writeMembers(writeControl, writeData);
     result_.payloadCopied = true;
+    // Of the stored bytes: the member is copied as it is.
     if (source_.options().digests || source_.options().check) {
         const Member& data = source_.dataMember();
         result_.digestBefore = digestOf(source_.descriptor(), source_.path(), data.offset, data.size);
     }
+    // Before the rename: the last call may still cancel.
     meter_->finish();
     readBack(false);
     finish();
@@ -178,6 +189,7 @@ EditResult PackageRewrite::edit() {
 
 EditResult PackageRewrite::repack(const CompressionSettings& settings, bool index) {
     const std::unique_ptr<PackageStream> stream = source_.read();
+    // The progress is that of the reading, whose total is the installed size.
     stream->expect(checkControlMembers(control_.members(), controlPlace()));
     const auto writeControl = [&](const Member&) {
         const auto writeTar = [&](Sink& out) {
@@ -203,6 +215,8 @@ void PackageRewrite::repackData(PackageStream& stream, CompressionSettings setti
     newData_.name = memberName("data.tar", settings.compression);
     newData_.compression = settings.compression;
     newData_.offset = header + kArHeaderBytes;
+    // A header with the length 0 holds the place. If anything fails before it is rewritten, the file is never
+    // renamed.
     write(memberHeader(newData_.name, 0, newData_.mtime));
 
     const bool wantsDigest = source_.options().digests || source_.options().check;
@@ -216,17 +230,22 @@ void PackageRewrite::repackData(PackageStream& stream, CompressionSettings setti
         };
         onEntry = [&](const Entry& entry) { builder.add(entry, stream.extent()); };
     }
+    // The sinks refer to one another: each is declared after what it writes to, and destroyed before it.
     CompressingSink compressing(member, settings);
     CountingSink tar(compressing);
     BothSinks both(wantsDigest ? &digest : nullptr, tar);
     stream.copyPayloadTo(both);
+    // Reads the payload to its end, which drives the copy.
     checkSourcePayload(stream, PayloadDepth::contents, onEntry);
+    // Only after the last byte of the archive: the index follows the compressed stream, and takes in its last
+    // block.
     compressing.finish();
     const std::string chain = builder.takeChain();
     member.write(chain.data(), chain.size());
 
     newData_.size = member.bytes();
     size_ += newData_.size;
+    // The same number of bytes as before: the header's size is fixed.
     out_.rewrite(header, memberHeader(newData_.name, newData_.size, newData_.mtime));
     endMember();
     result_.digestBefore = wantsDigest ? digest.hexDigest() : "";
@@ -238,6 +257,7 @@ void PackageRewrite::repackData(PackageStream& stream, CompressionSettings setti
 
 std::string PackageRewrite::digestOf(int descriptor, const std::string& name, std::uint64_t offset,
                                      std::uint64_t size) const {
+    // Bounded by the member: bytes after it are not read.
     FileSource bytes(OpenFile{descriptor, {}}, name, source_.system(), offset, size);
     Sha256 digest;
     std::vector<char> piece(kPieceBytes);
@@ -279,14 +299,17 @@ void PackageRewrite::readBack(bool ofTar) {
 }
 
 void PackageRewrite::finish() {
+    // Somebody may have put a new version there, which a rename would silently undo.
     if (inPlace_ && !source_.isAt(path_)) {  // guard: packages that are replaced while they are edited
         Place(path_).fail(ErrorKind::inputOutput, codeOf(ErrorKind::inputOutput),
                           "was replaced while it was edited");
     }
+    // As late as possible: what was copied before is then of one state of the file.
     source_.requireUnchanged();
     if (inPlace_) {
         out_.takeAttributes(source_.status());
     }
+    // Last. Until here the old file is untouched.
     out_.commit();
 }
 

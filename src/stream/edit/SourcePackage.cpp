@@ -18,6 +18,7 @@ bool isEqual(const struct timespec& left, const struct timespec& right) {
 }
 
 bool isMemberOf(std::string_view name, std::string_view stem) {
+    // The whole stem, or the stem and a suffix: "control.tarball" is another member.
     return name.substr(0, stem.size()) == stem && (name.size() == stem.size() || name[stem.size()] == '.');
 }
 
@@ -30,11 +31,14 @@ SourcePackage::SourcePackage(const std::string& path, const EditOptions& options
       allowance_(options.allow),
       file_(openForReading(path, system)) {
     if (!isRegularFile(file_, path, system)) {
+        // Members are read at their offsets, several times, so a pipe is refused.
         throw systemFailure(path, "read by offset", ESPIPE);
     }
+    // Before anything is read: requireUnchanged() compares with this state.
     if (system.fstat(file_.number, &status_) != 0) {
         throw systemFailure(path, "read", errno);
     }
+    // By a stream of its own, which is dropped. Later readings begin anew on the same descriptor.
     members_ = read()->members();
     control_ = indexOf("control.tar");
     data_ = indexOf("data.tar");
@@ -51,11 +55,13 @@ std::unique_ptr<PackageStream> SourcePackage::read() const {
 }
 
 std::unique_ptr<PackageStream> SourcePackage::read(int descriptor, const std::string& name, bool strict) const {
+    // The descriptor without an owner: this keeps it open for all streams.
     auto stream = std::make_unique<PackageStream>(openInput(OpenFile{descriptor, {}}, name, system_),
                                                   Place(name, allowance_), options_);
     if (strict) {
         stream->beStrict();
     }
+    // Always, so that no caller sees members of a package whose structure is broken.
     stream->checkStructure();
     return stream;
 }
@@ -66,6 +72,7 @@ Place SourcePackage::place(const std::string& package, const Member& member) con
 
 bool SourcePackage::isAt(const std::string& path) const {
     struct stat found = {};
+    // Device and inode, not the path's text: hard links and symlinks lead to the same file.
     return system_.fstatat(AT_FDCWD, path.c_str(), &found, 0) == 0 && found.st_dev == status_.st_dev &&
            found.st_ino == status_.st_ino;
 }

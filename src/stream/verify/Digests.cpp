@@ -11,6 +11,7 @@ namespace bex::stream {
 
 Digests::Digests(const std::vector<Md5sum>& sums, Place control, Place payload)
     : control_(std::move(control)), payload_(std::move(payload)) {
+    // Reserved at once: views of these elements are not kept, but growing would take as much again.
     listed_.reserve(sums.size());
     for (const Md5sum& sum : sums) {
         list(sum);
@@ -36,12 +37,14 @@ void Digests::list(const Md5sum& sum) {
     std::string plain = plainPath(sum.path);
     std::string_view path = sum.path;
     if (plain != path) {
+        // A deque keeps its strings in place, so that views of them stay valid.
         path = respelled_.emplace_back(std::move(plain));
     }
     listed_.push_back({path, sum.digest, false});
 }
 
 Digests::Listed* Digests::find(std::string_view path) {
+    // Binary search in the list sorted by path; a payload may have a million files.
     const auto found =
         std::lower_bound(listed_.begin(), listed_.end(), path,
                          [](const Listed& listed, std::string_view wanted) { return listed.path < wanted; });
@@ -54,6 +57,7 @@ Digests::Listed* Digests::find(std::string_view path) {
 void Digests::takeFile(const Name& file, const std::string& digest) {
     Listed* listed = find(file.path);
     if (listed == nullptr) {
+        // A hard link may lead to it later, and has the same contents.
         others_[file.path] = digest;
         if (!file.listedElsewhere) {
             payload_.at(file.entry).note("md5-unlisted", "is not in md5sums");
@@ -61,6 +65,7 @@ void Digests::takeFile(const Name& file, const std::string& digest) {
         return;
     }
     listed->seen = true;
+    // Either case is accepted in the list; the sums here are in lower case.
     const std::string expected = lowerCase(listed->digest);
     if (expected != digest) {
         others_[file.path] = digest;
@@ -73,6 +78,7 @@ void Digests::takeFile(const Name& file, const std::string& digest) {
 void Digests::takeHardLink(const Name& link, const std::string& target) {
     const auto other = others_.find(target);
     const Listed* listed = find(target);
+    // What the file really has, if that is known; otherwise its sum was the listed one.
     if (other != others_.end()) {
         takeFile(link, std::string(other->second));
     } else if (listed != nullptr) {

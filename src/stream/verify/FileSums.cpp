@@ -33,12 +33,15 @@ void FileSums::sumUp(Batch& batch) {
 /// Throws nothing, so that nobody waits for a part that never comes.
 void FileSums::sumUp(const Batch& batch, Part& part) {
     const std::string_view bytes = batch.bytes.view().substr(part.begin, part.size);
+    // All of the file is in this part: nobody else sums it.
     if (part.whole == nullptr) {
         Md5 sum;
         sum.update(bytes.data(), bytes.size());
         part.digest = sum.hex();
         return;
     }
+    // Earlier parts are in earlier batches, which were submitted before and are being summed; none of them ever
+    // fails.
     part.whole->waitFor(part.offset, batch.number);
     part.whole->add(bytes);
     if (part.last) {
@@ -49,11 +52,13 @@ void FileSums::sumUp(const Batch& batch, Part& part) {
 /// The batch that is being filled.
 FileSums::Batch& FileSums::batch() {
     if (!filling_) {
+        // Before next(), which exists only while the pool has room. Batches that are done are taken at once.
         while (pool_.full() || (!pool_.empty() && pool_.ready())) {
             takeOldest();
         }
         Batch& fresh = pool_.next();
         fresh.number = submitted_;
+        // The same size each time: buffers that are reused are not allocated again.
         fresh.bytes.reserve(kBatchBytes);
         fresh.bytes.setSize(0);
         fresh.parts.clear();
@@ -72,10 +77,12 @@ FileSums::Part& FileSums::part() {
         fresh.whole = whole_;
         begun_ = true;
     }
+    // The current part is the last one: batches are filled file by file.
     return batch.parts.back();
 }
 
 void FileSums::add(std::string_view bytes) {
+    // Each round fills a part of a batch: at least one byte, as full batches are submitted at once.
     while (!bytes.empty()) {
         Part& part = this->part();
         Batch& batch = this->batch();
@@ -91,6 +98,7 @@ void FileSums::add(std::string_view bytes) {
 }
 
 void FileSums::endFile() {
+    // part() makes one for an empty file, too.
     part().last = true;
     begun_ = false;
     offset_ = 0;
@@ -103,7 +111,9 @@ void FileSums::endFile() {
 /// A file that has not ended goes on in the next batch.
 void FileSums::submit() {
     if (begun_) {
+        // part() was called for the batch being filled, and begun_ says that the part is of the current file.
         Part& cut = pool_.next().parts.back();
+        // The first cut: from here on the file's parts share one sum.
         if (whole_ == nullptr) {
             whole_ = std::make_shared<OrderedSum>();
             cut.whole = whole_;
@@ -130,6 +140,7 @@ void FileSums::takeOldest() {
     Batch& batch = pool_.front();
     while (taken_ < batch.parts.size()) {
         const Part& part = batch.parts[taken_];
+        // Before the call: if it throws, the part is not taken again.
         ++taken_;
         if (part.last) {
             take_(part.digest.data());

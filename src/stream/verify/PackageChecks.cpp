@@ -27,6 +27,7 @@ ControlParagraph checkParagraph(const ControlMember& control, const Place& place
     try {
         paragraph = ControlParagraph::parse(control.contents, "control");
     } catch (const StreamError& failure) {
+        // The paragraph stays empty, and the other checks go on.
         place.note("control-syntax", failure.what(), Severity::error);
         return paragraph;
     }
@@ -53,6 +54,7 @@ void checkMember(const ControlMember& member, const Place& place) {
                    "has a name of more than " + std::to_string(kLongestName) + " bytes, which dpkg refuses",
                    Severity::error);
     }
+    // The fields' own faults come from checkParagraph(), which the caller calls once.
     if (name == "control") {
         note(controlOddities(member.contents), place);
     } else {
@@ -66,6 +68,7 @@ ControlParagraph checkControlMembers(const std::vector<ControlMember>& members, 
     for (const ControlMember& member : members) {
         checkMember(member, control.at(member.entry.path));
     }
+    // Not null: readControl() fails without it.
     const ControlMember& paragraph = *findMember(members, "control");
     return checkParagraph(paragraph, control.at(paragraph.entry.path));
 }
@@ -77,8 +80,10 @@ void checkPayload(PackageStream& stream, const std::vector<ControlMember>& membe
         check.expectConffiles(conffiles->contents, control);
     }
     const ControlMember* const md5sums = findMember(members, "md5sums");
+    // Sums are compared only where the contents are read.
     if (md5sums != nullptr && depth == PayloadDepth::contents) {
         if (const auto sums = sumsOf(*md5sums, control.at(md5sums->entry.path))) {
+            // The member's text outlives the check, which keeps views of it.
             check.expectDigests(*sums, control);
         }
     }

@@ -28,12 +28,14 @@ bool isPlainText(const std::string& text) {
 bool hasForeignRoot(const std::string& name) {
     const bool letter =
         !name.empty() && ((name[0] >= 'a' && name[0] <= 'z') || (name[0] >= 'A' && name[0] <= 'Z'));
+    // name[0] of an empty string is the NUL, and name[1] is looked at only after a letter.
     return name[0] == '\\' || (letter && name[1] == ':');
 }
 
 /// dpkg unpacks a file under its path with up to 9 more bytes, such as ".dpkg-new", which the system must accept.
 bool isLongForDpkg(std::string_view plain) {
     constexpr std::size_t kAdded = 9;
+    // The slash before the path counts as well, and the NUL at the end (PATH_MAX includes it).
     bool isLong = plain.size() + 1 + kAdded >= PATH_MAX;
     forEachPart(plain, '/', [&](std::string_view name) {
         // What is longer than NAME_MAX is refused by itself.
@@ -49,6 +51,7 @@ PayloadCheck::PayloadCheck(PackageStream& stream, Place place, PayloadDepth dept
       place_(std::move(place)),
       depth_(depth),
       sums_(stream.threads(), [this](const std::string& digest) { takeSum(digest); }) {
+    // Everything that goes to the handler waits until the sums of earlier entries have been reported.
     place_.handler()->reportFirst([this] { settle(); });
 }
 
@@ -64,6 +67,7 @@ void PayloadCheck::run(const std::function<void(const Entry&)>& onEntry) {
     try {
         Entry entry;
         while (stream_.next(entry)) {
+            // In the order of the entries, before `onEntry`, whose caller may act on the entry.
             check(entry);
             if (onEntry) {
                 onEntry(entry);
@@ -74,6 +78,7 @@ void PayloadCheck::run(const std::function<void(const Entry&)>& onEntry) {
         settle();  // what stands before the error comes before it
         throw;
     }
+    // Only after a complete payload: entries that were not read would be reported as missing.
     if (conffiles_) {
         conffiles_->finish();
     }
@@ -112,6 +117,7 @@ void PayloadCheck::check(const Entry& entry) {
         conffiles_->take(entry, stream_.path());
     }
     if (depth_ == PayloadDepth::contents) {
+        // Reads the contents: the checks above need only the header.
         checkDigest(entry);
     }
 }
@@ -122,6 +128,7 @@ void PayloadCheck::checkDigest(const Entry& entry) {
         const std::string& path = stream_.path();
         const Digests::Name name{entry.path, path, conffiles_ && conffiles_->contains(path)};
         if (file) {
+            // Before its contents are read: takeSum() may be called while that goes on.
             awaited_.push_back({name, std::nullopt});
         } else {
             takeHardLink({name, plainPath(entry.linkTarget)});
@@ -149,6 +156,7 @@ void PayloadCheck::takeHardLink(Awaited link) {
     if (awaited_.size() >= kMostAwaited) {
         settle();
     }
+    // All files before it have been reported, so that its target's sum is known.
     if (awaited_.empty()) {
         digests_->takeHardLink(link.name, *link.target);
     } else {
@@ -159,19 +167,23 @@ void PayloadCheck::takeHardLink(Awaited link) {
 /// Holds the sum of the first file awaited, and the hard links behind it, against the list.
 void PayloadCheck::takeSum(const std::string& digest) {
     taking_ = true;
+    // Not empty: FileSums gives one sum for each file, and a file was added before it.
     const Awaited file = std::move(awaited_.front());
     awaited_.pop_front();
     digests_->takeFile(file.name, digest);
+    // Links behind the file follow it in the order of the entries.
     while (!awaited_.empty() && awaited_.front().target) {
         const Awaited link = std::move(awaited_.front());
         awaited_.pop_front();
         digests_->takeHardLink(link.name, *link.target);
     }
+    // An exception leaves it set: after that nothing more is reported.
     taking_ = false;
 }
 
 /// Has all sums of the files before this point reported.
 void PayloadCheck::settle() {
+    // Reporting may ask for earlier reports again; the sums are then being taken already.
     if (!taking_) {
         sums_.finish();
     }

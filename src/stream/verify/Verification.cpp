@@ -15,6 +15,7 @@ Verification::Verification(OpenInput input, const std::string& name, const Verif
 
 std::vector<Finding> Verification::run() {
     try {
+        // Each step alone: an error in one leaves the others to be tried.
         attempt([&] { stream_.checkStructure(); });
         attempt([&] { checkControl(); });
         attempt([&] { checkPayload(); });
@@ -28,6 +29,7 @@ void Verification::attempt(Step step) {
     try {
         step();
     } catch (const StreamError& failure) {
+        // Throws it again where the system failed, not the package: then there is no answer.
         findings_.addFailure(failure);
     }
 }
@@ -44,6 +46,7 @@ Place Verification::placeOf(const std::string& stem) {
 }
 
 void Verification::checkControl() {
+    // If this throws, control_ is empty and the payload is checked without it.
     control_ = stream_.readControl();
     stream_.expect(checkControlMembers(control_, placeOf("control.tar")));
 }

@@ -17,8 +17,10 @@ public:
     explicit Waiters(const PayloadBlock& block) : block_(&block) {}
     ~Waiters() {
         if (block_ == nullptr) {
+            // Null after succeed(): nobody waits for a block that was made.
             return;
         }
+        // Both: this block may end one file and begin another.
         for (const auto& file : {block_->before, block_->after}) {
             if (file != nullptr) {
                 file->fail(block_->offset);
@@ -36,6 +38,7 @@ private:
 
 void addHeaders(const Entry& entry, const EntryExtent& extent, PayloadBlock& block) {
     const PayloadBlock::Part part = block.partOf(extent.begin, extent.contents);
+    // Headers may be cut by the block's edge. Both blocks make them anew and copy their part.
     if (part.size != 0) {
         const std::string headers = tarHeadersOf(entry);
         std::memcpy(part.data, headers.data() + part.offset, part.size);
@@ -49,8 +52,10 @@ void addZeros(const PayloadBlock::Part& part) {
 }  // namespace
 
 void BlockMaker::make(PayloadBlock& block) {
+    // First, so that an exception anywhere below ends the waiting of later blocks.
     Waiters waiters(block);
     std::uint64_t begin = block.firstBegin;
+    // begin is where the entry `index` begins, in the stream: the extents follow from the plan alone.
     for (std::size_t index = block.firstEntry; index < plan_.size() && begin < block.end(); ++index) {
         const Entry entry = plan_.entry(index);
         const EntryExtent extent(entry, begin);
@@ -63,6 +68,7 @@ void BlockMaker::make(PayloadBlock& block) {
         addZeros(block.partOf(extent.contentsEnd, extent.end));
         begin = extent.end;
     }
+    // What is left of the block is the archive's end, or nothing.
     addZeros(block.partOf(begin, block.end()));
     waiters.succeed();
 }
@@ -70,18 +76,22 @@ void BlockMaker::make(PayloadBlock& block) {
 void BlockMaker::addFile(std::size_t index, const EntryExtent& extent, PayloadBlock& block) {
     const PayloadBlock::Part part = block.partOf(extent.contents, extent.contentsEnd);
     const bool last = block.completes(extent);
+    // No byte here, and not its end: the block before or after has it. An empty file is complete without a byte.
     if (part.size == 0 && !last) {
         return;
     }
     const ChangeTimes times = read(plan_.file(index), part);
     const std::string_view bytes(part.data, part.size);
+    // All of the file is in this block: no other thread has a part of it.
     if (last && part.offset == 0) {
         Md5 sum;
         sum.update(bytes.data(), bytes.size());
         finish(index, sum, times, block);
         return;
     }
+    // The parts must be added in order. `before` is the file that began earlier, `after` the one that begins here.
     SpanningFile& file = part.offset != 0 ? *block.before : *block.after;
+    // Blocks are begun in order, so that the parts awaited are always being worked on (OrderedSum).
     if (!file.waitFor(part.offset, block.offset)) {
         throw StreamError(ErrorKind::cancelled, "an earlier block failed");
     }
@@ -93,6 +103,7 @@ void BlockMaker::addFile(std::size_t index, const EntryExtent& extent, PayloadBl
 
 void BlockMaker::addFurtherName(std::size_t index, PayloadBlock& block) {
     const SourceEntry& name = plan_.source(index);
+    // A name that was given as a hard link is not on disk, and the first name was read itself.
     if (name.isFromDisk && &name != &plan_.file(index)) {
         reader_.checkName(name);
     }

@@ -6,6 +6,7 @@
 namespace bex::stream {
 
 std::optional<std::int64_t> SourceEntry::time() const noexcept {
+    // What was given wins over what the disk says.
     if (given != nullptr) {
         return given->mtime;
     }
@@ -17,6 +18,7 @@ std::optional<std::int64_t> SourceEntry::time() const noexcept {
 
 std::uint32_t Collection::addOrigin(Origin origin) {
     origins.push_back(std::move(origin));
+    // An index and not a pointer: the vector may move.
     return static_cast<std::uint32_t>(origins.size() - 1);
 }
 
@@ -24,6 +26,7 @@ std::string_view Collection::relativePath(const SourceEntry& entry) const noexce
     const std::string& prefix = origins[entry.origin].prefix;
     std::string_view path = entry.path;
     if (!prefix.empty()) {
+        // With the slash after the prefix, and without wrapping for the root, which has none.
         path.remove_prefix(std::min(prefix.size() + 1, path.size()));  // the tree's root is the prefix alone
     }
     return path;

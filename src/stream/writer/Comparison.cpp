@@ -28,6 +28,7 @@ const char* differenceOf(const Entry& meant, const Entry& found) {
         {meant.owner == found.owner && meant.group == found.group, "owner's name"},
         {meant.linkTarget == found.linkTarget, "link target"},
     };
+    // The first difference is enough: nothing that was written is usable then.
     for (const auto& attribute : attributes) {
         if (!attribute.same) {
             return attribute.what;
@@ -45,12 +46,15 @@ void requireSame(const Place& place, const Entry& meant, const Entry& found) {
 }  // namespace
 
 void Comparison::compareControl(const std::map<std::string, std::string>& files) {
+    // Before the members are read, as PackageStream demands.
     package_.checkStructure();
     // The root directory comes first in the archive and is not a member; readControl() leaves it out.
     const std::vector<ControlMember> found = package_.readControl();
     std::size_t index = 0;
+    // The map and the archive are both in the order of names.
     for (const auto& [name, contents] : files) {
         const Entry meant = controlEntryOf(name, contents.size(), plan_.newestTime());
+        // Before `found[index]` is used.
         if (index == found.size()) {
             fail(placeOf(meant), "is missing in what was written");
         }
@@ -74,6 +78,7 @@ void Comparison::comparePayload(FileReader& sources, ProgressMeter& meter) {
             fail(placeOf(meant), "is missing in what was written");
         }
         requireSame(placeOf(meant), meant, found);
+        // What is left of an entry before belongs to nobody: next() has skipped it.
         read_ = {};
         if (meant.type == EntryType::file) {
             const auto compare = [&](std::string_view piece) {
@@ -83,6 +88,7 @@ void Comparison::comparePayload(FileReader& sources, ProgressMeter& meter) {
             sources.read(plan_.file(i), compare);
         }
     }
+    // The end has to be reached, which also checks the checksums of the compression.
     if (package_.next(found)) {
         fail(placeOf(found), "was written without being meant");
     }

@@ -34,6 +34,7 @@ Entry controlEntryOf(std::string_view name, std::size_t size, std::int64_t mtime
 }
 
 std::string compressed(const std::function<void(Sink&)>& write, const CompressionSettings& settings) {
+    // In memory: the control archive is bounded by what its caller holds in memory anyway.
     StringSink archive;
     CompressingSink sink(archive, settings);
     write(sink);
@@ -46,6 +47,7 @@ std::string makeControlArchive(const std::map<std::string, std::string>& files, 
     const auto write = [&](Sink& out) {
         TarWriter tar(out);
         tar.begin(entryOf("", EntryType::directory, 0755, mtime));
+        // A map, so in the order of names: equal contents give equal bytes.
         for (const auto& [name, contents] : files) {
             tar.begin(controlEntryOf(name, contents.size(), mtime));
             tar.write(contents.data(), contents.size());

@@ -64,7 +64,9 @@ void FileReader::read(const SourceEntry& file, const Consumer& consume) {
     buffer_.reserve(kBufferBytes);
     std::uint64_t offset = 0;
     do {
+        // offset is at most file.size: the difference cannot wrap.
         const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(file.size - offset, kBufferBytes));
+        // Also for an empty file: its part of 0 bytes is where changes are noticed.
         readPart(file, offset, buffer_.data(), wanted);
         consume({buffer_.data(), wanted});
         offset += wanted;
@@ -75,6 +77,7 @@ ChangeTimes FileReader::readPart(const SourceEntry& file, std::uint64_t offset, 
     if (file.isFromDisk) {
         return readFromDisk(file, offset, to, size);
     }
+    // Neither on disk nor read by a function: the bytes are in memory, and cannot change.
     if (file.reader != nullptr) {
         readFromReader(file, offset, to, size);
     } else {
@@ -94,6 +97,7 @@ void FileReader::requireSameContents(const SourceEntry& file, const Md5& sum) {
 void FileReader::readFromReader(const SourceEntry& file, std::uint64_t offset, char* to, std::size_t size) const {
     for (std::size_t done = 0; done < size;) {
         const std::size_t wanted = std::min(size - done, kBufferBytes);
+        // No lock: contents of this kind are read by one thread, the cursor's or the comparison's.
         const std::size_t count = (*file.reader)(offset + done, to + done, wanted);
         const Place place = Place(collection_.sourceName(file)).at(file.path);
         // The caller's function is not trusted: too few bytes are an error, and so are more than were asked for.
@@ -113,6 +117,7 @@ void FileReader::readFromReader(const SourceEntry& file, std::uint64_t offset, c
 Descriptor FileReader::open(const SourceEntry& file) {
     // A FIFO that took the file's place must not block the open.
     constexpr int flags = O_RDONLY | O_NONBLOCK | O_CLOEXEC;
+    // In range: what is from disk has an origin.
     const Origin& origin = collection_.origins[file.origin];
     if (origin.singleFile) {
         // It may be named by a symlink: device and inode show whether that still leads to what was listed.
@@ -123,11 +128,13 @@ Descriptor FileReader::open(const SourceEntry& file) {
 
 ChangeTimes FileReader::readFromDisk(const SourceEntry& file, std::uint64_t offset, char* to, std::size_t size) {
     const Origin& origin = collection_.origins[file.origin];
+    // The caller's descriptor, read by offset: its position stays as it is.
     if (origin.descriptor >= 0) {
         return readOpened(origin.descriptor, file, offset, to, size);
     }
     const Descriptor opened = open(file);
     if (!opened) {
+        // Kept at once: making the message may change errno.
         const int reason = errno;
         if (reason == ELOOP) {  // what O_NOFOLLOW reports about a symlink
             fail(file, "is no longer a regular file");
@@ -140,11 +147,13 @@ ChangeTimes FileReader::readFromDisk(const SourceEntry& file, std::uint64_t offs
 ChangeTimes FileReader::readOpened(int descriptor, const SourceEntry& file, std::uint64_t offset, char* to,
                                    std::size_t size) {
     const off_t base = collection_.origins[file.origin].offset;
+    // Before the first byte: contents of another file must not get into the package, not even for a moment.
     const struct stat before = statusOf(descriptor, file);
     if (const char* difference = differenceOf(file, base, before)) {
         fail(file, offset == 0 ? difference : kChanged);
     }
     readExactly(descriptor, file, offset, to, size);
+    // Not the last part, so the comparison after reading is left to the part that is.
     if (offset + size != file.size) {
         return {before.st_ctim, before.st_ctim};
     }
@@ -153,6 +162,7 @@ ChangeTimes FileReader::readOpened(int descriptor, const SourceEntry& file, std:
     if (readSome(descriptor, file, file.size, &further, 1) != 0) {
         fail(file, "grew while it was read");
     }
+    // On the same descriptor, so that it is the file whose bytes were read.
     const struct stat after = statusOf(descriptor, file);
     if (differenceOf(file, base, after) != nullptr) {  // guard: sources that change while they are read
         fail(file, kChanged);
@@ -165,6 +175,7 @@ void FileReader::readExactly(int descriptor, const SourceEntry& file, std::uint6
     for (std::size_t done = 0; done < size;) {
         const std::size_t count =
             readSome(descriptor, file, offset + done, to + done, std::min(size - done, kBufferBytes));
+        // The listed size is promised to the header already; it must be reached.
         if (count == 0) {
             fail(file, "shrank while it was read");
         }
@@ -191,6 +202,7 @@ struct stat FileReader::statusOf(int descriptor, const SourceEntry& file) {
 }
 
 void FileReader::checkName(const SourceEntry& file) {
+    // O_PATH, because the name is only compared: a file without permission to read is fine.
     const Descriptor opened = openLongPath(system_, treeOf(file), collection_.relativePath(file), O_PATH);
     if (!opened) {
         failCall(file, "open it", errno);
@@ -202,6 +214,7 @@ void FileReader::checkName(const SourceEntry& file) {
 }
 
 int FileReader::treeOf(const SourceEntry& file) {
+    // The root of one tree at a time stays open.
     if (rootOrigin_ != file.origin) {
         const std::string& source = collection_.origins[file.origin].source;
         root_ = Descriptor(system_.openat(AT_FDCWD, source.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC, 0), system_);

@@ -17,6 +17,7 @@ constexpr std::size_t kLongestDpkgName = 255 - 9;
 
 std::string_view lastComponent(const std::string& stored) {
     std::string_view path = stored;
+    // back() is safe: a stored path begins with "./".
     if (path.back() == '/') {
         path.remove_suffix(1);
     }
@@ -46,7 +47,9 @@ void Notes::take(const Entry& entry) {
         add(entry.path, "path-long", "",
             "dpkg cannot unpack a name of more than " + std::to_string(kLongestDpkgName) + " bytes");
     }
+    // The default limits: a reader that was given others does not depend on these notes.
     const Limits limits;
+    // Equal, not greater: the note comes once.
     if (++entries_ == limits.entries + 1) {
         add("", "limit", "entries",
             "readers refuse more than " + std::to_string(limits.entries) + " entries unless told otherwise");
@@ -87,6 +90,7 @@ void Notes::takeControl(const std::map<std::string, std::string>& files) {
             "readers refuse md5sums of more than " + std::to_string(limits.md5sumsBytes) +
                 " bytes unless told otherwise");
     }
+    // md5sums has a limit of its own and counts for the rest only beyond that.
     if (tarBytesOf(files) - std::min(sums, limits.md5sumsBytes) > limits.controlBytes) {
         add("", "limit", "controlBytes",
             "readers refuse a control archive of more than " + std::to_string(limits.controlBytes) +

@@ -18,6 +18,7 @@ constexpr std::size_t kMostBytes = std::size_t{1} << 24;  // a group lists its m
 template <typename Record, typename Number>
 std::string nameBy(int (*find)(Number, Record*, char*, std::size_t, Record**), Number number,
                    char* Record::*name) {
+    // getpwuid_r(3): ERANGE asks for a larger buffer. Bounded, so that a broken database cannot take all memory.
     std::vector<char> buffer(4096);
     for (;;) {
         Record record{};

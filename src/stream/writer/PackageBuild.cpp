@@ -30,9 +30,11 @@ namespace {
 /// Throws with all faults of the control paragraph.
 const Collection& requireSoundControl(const Collection& collection) {
     std::string faults;
+    // All faults at once: who repairs a control file wants to see them together.
     for (const std::string& fault : collection.control.faults()) {
         appendPart(faults, "\n", "control: " + fault);
     }
+    // An error code of its own for what is missing; the text names everything.
     if (!missingFieldsOf(collection.control).empty()) {
         Place("").fail(ErrorKind::invalidInput, "field-missing", faults);
     }
@@ -72,9 +74,11 @@ PackageBuild::PackageBuild(const Collection& collection, const WriteOptions& opt
       system_(system),
       plan_(collection, options),
       meter_(options.progress, plan_.contentBytes() * passesOf(options)) {
+    // Before anything is read: given sums and made ones would contradict each other.
     if (options.md5sums && collection.controlMembers.count("md5sums") != 0) {
         throw invalidInput("md5sums", "given as a control member; pass --no-md5sums to keep it");
     }
+    // In the constructor, and so in a dry run, too: everything that shows without opening a file.
     checkSettings(settings());
     requireFits();
     checkControlMembers();
@@ -131,6 +135,7 @@ WriteResult PackageBuild::pretend(const std::string& path) {
 }
 
 WriteResult PackageBuild::writeFile(const std::string& path) {
+    // Opened before the payload is read: a target that cannot be written shows in the first moment.
     AtomicFile file(path, system_);
     write(file, directoryOf(path));
     if (options_.check) {
@@ -145,9 +150,11 @@ WriteResult PackageBuild::writeFile(const std::string& path) {
 
 WriteResult PackageBuild::writeTo(Sink& out, const std::string& temporaryDirectory) {
     if (options_.check) {
+        // The written bytes are gone: a sink cannot be read back.
         throw invalidInput("", "a package can be checked only if it is written to a file");
     }
     write(out, temporaryDirectory);
+    // Before success is reported: the last call may still cancel.
     meter_.finish();
     return result_;
 }
@@ -174,6 +181,7 @@ void PackageBuild::writePayload(Spool& spool) {
 
 void PackageBuild::assemble(Spool& spool, Sink& out) {
     ArWriter package(out, plan_.newestTime());
+    // The order of deb(5): the format's version, then control, then data.
     package.addMember(kFormatVersionMember, kFormatVersionText);
     package.addMember(memberName("control"), makeControlArchive(controlFiles_, plan_.newestTime(), settings()));
     package.beginMember(memberName("data"), spool.size());
@@ -188,6 +196,7 @@ void PackageBuild::assemble(Spool& spool, Sink& out) {
 
 void PackageBuild::check(int descriptor, const std::string& path) {
     ReadOptions options;
+    // The descriptor stays the file's; reading by offset does not move its position.
     options.limits = withoutLimits();
     options.threads = options_.threads;
     PackageStream package(openInput(OpenFile{descriptor, {}}, path, system_), Place(path), options);
@@ -200,6 +209,7 @@ void PackageBuild::check(int descriptor, const std::string& path) {
 CompressionSettings PackageBuild::settings() const {
     CompressionSettings settings;
     settings.compression = options_.compression;
+    // A level that was not given is the format's usual one.
     settings.level = options_.level.value_or(levelsOf(options_.compression).usual);
     settings.threads = threadCount(options_.threads);
     settings.blockBytes = options_.blockBytes;
@@ -224,6 +234,7 @@ void PackageBuild::makeControlFiles(std::string md5sums) {
 }
 
 std::string PackageBuild::controlText() const {
+    // A copy: the collection stays as it was given, for a further writing.
     ControlParagraph control = collection_.control;
     // An Installed-Size that the caller set is kept, right or wrong, unless it is to be renewed.
     const bool isMissing = options_.installedSize && control.find("Installed-Size") == nullptr;
@@ -235,6 +246,7 @@ std::string PackageBuild::controlText() const {
 
 std::string PackageBuild::conffiles() const {
     std::string text;
+    // In the order in which they were named.
     for (const std::size_t index : plan_.conffiles()) {
         text += "/" + plan_.source(index).path + "\n";
     }

@@ -34,6 +34,7 @@ void describeNext(PayloadCursor& cursor, PayloadPool& pool) {
     try {
         cursor.describe(pool.next());
     } catch (...) {
+        // Waits for each of them; the first that failed throws from front().
         for (; !pool.empty(); pool.pop()) {
             pool.front();
         }
@@ -52,11 +53,13 @@ void PayloadWriter::write(Sink& out, const CompressionSettings& settings, const 
         if (extras.index) {
             index_ = std::make_unique<IndexBuilder>();
         }
+        // The blocks come out compressed, and go to the member one after the other.
         writeBlocks(settings,
                     [&out](const PayloadBlock& block) { out.write(block.output.data(), block.output.size()); });
         writeIndex(out);
         return;
     }
+    // A stream cannot be compressed in parts, so the threads only read and sum; its input goes through in order.
     CompressingSink stream(out, settings);
     writeBlocks(settings,
                 [&stream](const PayloadBlock& block) { stream.write(block.input.data(), block.input.size()); });
@@ -64,11 +67,13 @@ void PayloadWriter::write(Sink& out, const CompressionSettings& settings, const 
 }
 
 PayloadWriter::Work PayloadWriter::makeWork(const CompressionSettings& settings) const {
+    // One maker for each worker: a FileReader keeps descriptors and a buffer.
     const auto maker = std::make_shared<BlockMaker>(plan_, collection_, system_);
     if (!isMadeOfBlocks(settings)) {
         return [maker](PayloadBlock& block) { maker->make(block); };
     }
     return [maker, compress = GzipBlockWork(settings.level)](PayloadBlock& block) {
+        // In the same job: the block's bytes are still in the cache.
         maker->make(block);
         compress(block);
     };
@@ -81,6 +86,7 @@ void PayloadWriter::writeBlocks(const CompressionSettings& settings, const Deliv
     const auto deliverFront = [&] {
         const PayloadBlock& block = pool.front();
         deliver(block);
+        // With one block, a reader has to unpack all of it anyway.
         if (block.offset == 0 && pool.size() == 1 && !cursor.more()) {
             index_.reset();  // the only block
         }
@@ -88,6 +94,7 @@ void PayloadWriter::writeBlocks(const CompressionSettings& settings, const Deliv
         pool.pop();
     };
     while (cursor.more()) {
+        // At once when it is ready, so that its buffers are free again and the sink is kept busy.
         while (pool.full() || (!pool.empty() && pool.ready())) {
             deliverFront();
         }
@@ -106,6 +113,7 @@ void PayloadWriter::writeBlocks(const CompressionSettings& settings, const Deliv
 
 void PayloadWriter::take(const PayloadBlock& block) {
     if (wantsSums_) {
+        // In the order of the plan, because blocks are taken in order: lines of md5sums need no sorting.
         for (const PayloadBlock::Sum& sum : block.sums) {
             addSum(sum);
         }
@@ -121,9 +129,11 @@ void PayloadWriter::take(const PayloadBlock& block) {
 void PayloadWriter::addToIndex(const PayloadBlock& block) {
     constexpr std::size_t mostOwnerBytes = 32;  // what a header has room for
     index_->addBlock(block.output.size(), block.input.size());
+    // Entries that begin in the block. The last of them may end in a later one.
     for (; indexedEntries_ < plan_.size() && indexedBytes_ < block.end(); ++indexedEntries_) {
         Entry entry = plan_.entry(indexedEntries_);
         const EntryExtent extent(entry, indexedBytes_);
+        // As the header has them: a reader builds the same index from what it reads.
         entry.owner.resize(std::min(entry.owner.size(), mostOwnerBytes));
         entry.group.resize(std::min(entry.group.size(), mostOwnerBytes));
         index_->add(entry, {extent.begin, extent.contents, extent.end});
@@ -141,11 +151,13 @@ void PayloadWriter::writeIndex(Sink& out) {
         indexBytes_ = chain.size();
         unpackedIndexBytes_ = index_->unpackedBytes();
     }
+    // The index may be large; nothing needs it any more.
     index_.reset();
 }
 
 std::size_t PayloadWriter::md5sumsBytes() const {
     constexpr std::size_t besidePath = 32 + 2 + 1;  // digits, blanks, newline
+    // The same condition as in addSum(), so that the reserved size is exact.
     std::size_t bytes = 0;
     for (std::size_t i = 0; i < plan_.size(); ++i) {
         if (plan_.file(i).type == EntryType::file && !plan_.isConffile(i)) {
@@ -156,8 +168,10 @@ std::size_t PayloadWriter::md5sumsBytes() const {
 }
 
 void PayloadWriter::addSum(const PayloadBlock::Sum& sum) {
+    // at() cannot throw: the first name comes before its further names in the plan.
     const std::string& digest = sum.digest.empty() ? linkedDigests_.at(*plan_.linkTo(sum.entry)) : sum.digest;
     if (plan_.hasLinks(sum.entry)) {
+        // Kept only where further names will ask for it.
         linkedDigests_.emplace(sum.entry, digest);
     }
     if (!plan_.isConffile(sum.entry)) {

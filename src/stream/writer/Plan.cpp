@@ -19,6 +19,7 @@ namespace {
 
 constexpr std::int64_t kLatestStoredTime = 077777777777;  // eleven octal digits of a tar header, year 2242
 
+/// The caller's limit wins over the environment (reproducible-builds.org, SOURCE_DATE_EPOCH).
 std::optional<std::int64_t> latestTimeOf(const WriteOptions& options) {
     const char* text = std::getenv("SOURCE_DATE_EPOCH");
     if (options.latestTime.has_value() || text == nullptr) {
@@ -60,6 +61,7 @@ Plan::Plan(const Collection& collection, const WriteOptions& options)
       keepOwner_(options.keepOwner),
       normalizeModes_(options.normalizeModes),
       latestTime_(latestTimeOf(options)) {
+    // Pointers are sorted: entries are large, and planned_ keeps their addresses.
     std::vector<const SourceEntry*> sorted;
     sorted.reserve(collection.entries.size());
     for (const SourceEntry& entry : collection.entries) {
@@ -75,11 +77,13 @@ Plan::Plan(const Collection& collection, const WriteOptions& options)
     chooseTimes();
     collectOwners();
     markConffiles();
+    // After findLinks(): rules are gathered at the first name of each file.
     setModes();
     setOwners();
 }
 
 void Plan::arrange(const std::vector<const SourceEntry*>& sorted) {
+    // A guess that missing directories may exceed: planned_ is complete before anything points into it.
     planned_.reserve(sorted.size() + 1);
     for (const SourceEntry* entry : sorted) {
         // Equal paths are neighbours after the sort.
@@ -90,6 +94,7 @@ void Plan::arrange(const std::vector<const SourceEntry*>& sorted) {
             planned_.emplace_back(*entry);
         }
     }
+    // An empty package still has its root.
     if (planned_.empty()) {
         addParent("");
     }
@@ -106,10 +111,12 @@ void Plan::replaceDirectory(const SourceEntry& later) {
         throw placeOf(later).error(ErrorKind::invalidInput, "path-taken",
                                    "the path is taken by " + escapeForDisplay(collection_.sourceName(earlier)));
     }
+    // The later directory's attributes win.
     planned_.back() = Planned(later);
 }
 
 void Plan::addMissingParents(const SourceEntry& entry) {
+    // The entry just before, in the order of paths: everything above the new one has been added, or is missing.
     const SourceEntry* last = planned_.empty() ? nullptr : planned_.back().source;
     if (last != nullptr && last->type != EntryType::directory && isWithin(entry.path, last->path)) {
         throw placeOf(entry).error(ErrorKind::invalidInput, "path-taken",
@@ -122,6 +129,7 @@ void Plan::addMissingParents(const SourceEntry& entry) {
     // Whatever stands below a directory follows it at once, so the last entry tells which ones are there.
     for (std::size_t end = entry.path.find('/'); end != std::string::npos; end = entry.path.find('/', end + 1)) {
         const std::string_view parent = std::string_view(entry.path).substr(0, end);
+        // Outermost first, so that a parent stands before what is in it.
         if (last == nullptr || !isWithin(last->path, parent)) {
             addParent(parent);
         }
@@ -129,6 +137,7 @@ void Plan::addMissingParents(const SourceEntry& entry) {
 }
 
 void Plan::addParent(std::string_view path) {
+    // A deque: entries point to their sources, which must not move.
     SourceEntry& parent = parents_.emplace_back();
     parent.path = path;
     planned_.emplace_back(parent);
@@ -144,6 +153,7 @@ void Plan::findLinks() {
     for (Index i = 0; i < size; ++i) {
         const SourceEntry& entry = source(i);
         if (entry.hasLinks) {
+            // By origin too: names in two trees stay separate files, each read from its own tree.
             const Index first = firstNames.try_emplace({entry.origin, entry.device, entry.inode}, i).first->second;
             if (first != i) {
                 names[first].push_back(i);
@@ -151,6 +161,7 @@ void Plan::findLinks() {
             }
         }
     }
+    // After the first loop, which completes `known`: a hard link may lead to a further name.
     for (Index i = 0; i < size; ++i) {
         if (source(i).type == EntryType::hardlink) {
             names[fileOf(i, known)].push_back(i);
@@ -180,6 +191,7 @@ Plan::Index Plan::fileOf(Index link, std::map<Index, Index>& known) const {
                        "is a hard link to " + quotedName(storedPath(*source(link).data, EntryType::file)) +
                            ", which is not a regular file of the package");
         }
+        // In range: find() gives an element of planned_.
         at = static_cast<Index>(next - planned_.data());
     }
     // For the next link that leads to one of these; without it a long chain would be walked once for each of them.
@@ -191,9 +203,11 @@ Plan::Index Plan::fileOf(Index link, std::map<Index, Index>& known) const {
 
 /// Stores the file under the first of all its names: a hard link must come after what it leads to.
 void Plan::link(Index file, std::vector<Index> names) {
+    // Indexes are in the order of the archive, so that the least of them is the name that comes first.
     names.push_back(file);
     const Index first = *std::min_element(names.begin(), names.end());
     for (const Index name : names) {
+        // Contents and attributes come from the file, whichever name is first.
         planned_[name].file = planned_[file].source;
         planned_[name].linkTo = name == first ? kNoLink : first;
     }
@@ -203,6 +217,7 @@ void Plan::link(Index file, std::vector<Index> names) {
 void Plan::chooseTimes() {
     std::optional<std::int64_t> newest;
     for (const Planned& planned : planned_) {
+        // Directories that nobody gave have no time and do not count.
         if (const auto time = planned.file->time()) {
             newest = std::max(newest, std::optional(storedTime(*time)));
         }
@@ -214,6 +229,7 @@ void Plan::chooseTimes() {
 void Plan::collectOwners() {
     for (const Planned& planned : planned_) {
         const SourceEntry& file = *planned.file;
+        // Nothing is asked for entries whose owner was given.
         if (keepOwner_ && file.given == nullptr && users_.count(file.uid) == 0) {
             users_.emplace(file.uid, userName(file.uid));
         }
@@ -244,6 +260,7 @@ void Plan::markConffiles() {
         if (file == nullptr || file->file->type != EntryType::file) {
             refuse(path, "is not a regular file of the package");
         }
+        // In range: find() gives an element of planned_.
         markConffile(static_cast<std::size_t>(file - planned_.data()));
     }
     for (const std::string& tree : collection_.conffileTrees) {
@@ -261,6 +278,7 @@ void Plan::markConffiles() {
 }
 
 void Plan::markConffile(std::size_t index) {
+    // A file may be named twice, and lie in a tree as well; it is listed once.
     if (!planned_[index].conffile) {
         planned_[index].conffile = true;
         conffiles_.push_back(index);
@@ -275,10 +293,12 @@ std::uint16_t Plan::ownModeOf(const SourceEntry& file) const {
     if (file.given != nullptr) {
         return static_cast<std::uint16_t>(file.given->mode);
     }
+    // Kept as it is: the caller wants that, or chose the mode itself.
     if (!normalizeModes_ || !file.isFromDisk) {
         return static_cast<std::uint16_t>(file.mode);
     }
     const bool executable = file.type == EntryType::directory || (file.mode & 0100) != 0;
+    // Set-id bits are kept: they are part of what a program does.
     return static_cast<std::uint16_t>((file.mode & 06000U) | (executable ? 0755U : 0644U));
 }
 
@@ -288,6 +308,7 @@ void Plan::setModes() {
     }
     const std::vector<std::size_t> last = lastMatches(collection_.modes, {"mode", "file or directory", false});
     for (std::size_t i = 0; i < last.size(); ++i) {
+        // Rules were gathered at the first name, and hold for all names of the file.
         if (const std::size_t rule = last[linkTo(i).value_or(i)]; rule != 0) {
             planned_[i].mode = static_cast<std::uint16_t>(collection_.modes[rule - 1].mode);
         }
@@ -320,6 +341,8 @@ std::vector<std::size_t> Plan::lastMatches(const std::vector<Rule>& rules, const
             }
         }
     }
+    // A rule that matches nothing is a mistake in the rule: the file that it was meant for keeps a mode nobody
+    // wanted.
     if (const auto unused = std::find(used.begin(), used.end(), false); unused != used.end()) {
         const Rule& rule = rules[static_cast<std::size_t>(unused - used.begin())];
         throw invalidInput("", std::string("the ") + kind.sets + " of " + quotedName(rule.pattern.text()) +
@@ -364,6 +387,7 @@ Entry Plan::entry(std::size_t index) const {
 void Plan::setOwner(std::size_t index, Entry& entry) const {
     const SourceEntry& from = file(index);
     const std::size_t rule = ownerRules_.empty() ? 0 : ownerRules_[linkTo(index).value_or(index)];
+    // Unless something says otherwise, all belongs to root (Debian Policy 10.9).
     entry.owner = "root";
     entry.group = "root";
     if (rule != 0) {
@@ -371,6 +395,7 @@ void Plan::setOwner(std::size_t index, Entry& entry) const {
     } else if (from.given != nullptr) {
         take(*from.given, entry);
     } else if (keepOwner_ && from.isFromDisk) {
+        // at() cannot throw: collectOwners() asked for every number that is used here.
         take(Ownership{from.uid, from.gid, users_.at(from.uid), groups_.at(from.gid)}, entry);
     }
 }
@@ -399,6 +424,7 @@ std::uint64_t Plan::leastTarBytes() const noexcept {
 std::uint64_t Plan::installedKiB() const noexcept {
     std::uint64_t sum = 0;
     for (const Planned& planned : planned_) {
+        // deb-substvars(5): a directory counts as 1 KiB, and further names of a file count nothing.
         if (planned.file->type == EntryType::directory) {
             ++sum;
         } else if (planned.linkTo == kNoLink) {

@@ -66,6 +66,7 @@ const char* specialWordOf(EntryType type) noexcept {
 
 std::string joined(std::string_view directory, std::string_view name) {
     std::string path(directory);
+    // Never two slashes in a row: a directory given as "/" or "src/" keeps its own.
     if (!path.empty() && path.back() != '/') {
         path += '/';
     }
@@ -90,6 +91,7 @@ struct TreeScanner::Found {
 void TreeScanner::scanTree(const std::string& source, const TreeOptions& options) {
     excluded_ = std::vector<Pattern>(options.exclude.begin(), options.exclude.end());
     options_ = &options;
+    // Whatever is thrown below, the collection is then what it was.
     Rollback rollback(collection_);
     walk(source);
     rollback.keep();
@@ -97,20 +99,24 @@ void TreeScanner::scanTree(const std::string& source, const TreeOptions& options
 
 void TreeScanner::walk(const std::string& source) {
     const Descriptor root(system_.openat(AT_FDCWD, source.c_str(), kOpenDirectory, 0), system_);
+    // The root has no name in another directory: its attributes come from the open descriptor.
     Found found{root.get(), "", {}, 0};
     if (!root || system_.fstat(root.get(), &found.status) != 0) {
         throw systemFailure(source, "open the directory", errno);
     }
     const std::string prefix = packagePath(options_->prefix);
     found.origin = collection_.addOrigin({source, prefix});
+    // Before the first is added: entries that were collected before are not of this tree.
     const std::size_t first = collection_.entries.size();
     collection_.entries.push_back(entryOf(found, prefix, source));
+    // By default: the mode of a build directory says nothing about the package.
     if (!options_->keepRootMode) {
         collection_.entries.back().mode = kRootMode;
     }
     // The entries themselves are the list of directories still to read: nothing recurses.
     // References to entries stay valid while others are added: a deque moves none of them.
     for (std::size_t i = first; i < collection_.entries.size(); ++i) {
+        // Entries that scanDirectory() adds come after this one, so that the loop reaches them, too.
         if (collection_.entries[i].type == EntryType::directory) {
             scanDirectory(root.get(), collection_.entries[i]);
         }
@@ -118,6 +124,7 @@ void TreeScanner::walk(const std::string& source) {
 }
 
 void TreeScanner::scanDirectory(int root, const SourceEntry& directory) {
+    // By a path below the root's descriptor, so that renaming a directory above the tree changes nothing.
     Descriptor opened = openLongPath(system_, root, collection_.relativePath(directory), kOpenDirectory);
     struct stat status {};
     if (!opened || system_.fstat(opened.get(), &status) != 0) {
@@ -128,6 +135,7 @@ void TreeScanner::scanDirectory(int root, const SourceEntry& directory) {
         Place(collection_.sourceName(directory))
             .fail(ErrorKind::inputOutput, "source-changed", "was replaced while the tree was read");
     }
+    // fdopendir() owns the descriptor only if it succeeds; until then `opened` closes it.
     const Directory names(system_.fdopendir(opened.get()), CloseDirectory{&system_});
     if (!names) {
         fail(directory, "read the directory", errno);
@@ -153,10 +161,12 @@ void TreeScanner::fail(const SourceEntry& directory, const char* action, int err
 /// Patterns are tried before anything is asked of the disk, the filter after it.
 void TreeScanner::take(int directory, const SourceEntry& parent, const std::string& name) {
     const std::string relative = joined(collection_.relativePath(parent), name);
+    // Patterns are relative to the tree, as a user sees it, not to the package.
     if (std::any_of(excluded_.begin(), excluded_.end(),
                     [&](const Pattern& pattern) { return pattern.matches(relative); })) {
         return;
     }
+    // For messages alone: the file is looked up by name in its open directory.
     const std::string where = joined(collection_.sourcePath(parent), name);
     // Lists of packages hold one path a line.
     if (name.find('\n') != name.npos) {
@@ -168,6 +178,7 @@ void TreeScanner::take(int directory, const SourceEntry& parent, const std::stri
         throw systemFailure(where, "read its attributes", errno);
     }
     SourceEntry entry = entryOf(found, joined(parent.path, name), where);
+    // After the attributes are read: the filter sees the entry as it would be stored.
     if (!isWanted(relative, entry)) {
         return;
     }
@@ -190,6 +201,7 @@ bool TreeScanner::isWanted(const std::string& relative, const SourceEntry& entry
     shown.mtime = entry.mtime;
     shown.uid = entry.uid;
     shown.gid = entry.gid;
+    // Only a file's size is that of contents.
     if (entry.type == EntryType::file) {
         shown.size = entry.size;
     } else if (entry.type == EntryType::symlink) {
@@ -201,6 +213,7 @@ bool TreeScanner::isWanted(const std::string& relative, const SourceEntry& entry
 bool TreeScanner::scanFile(const std::string& source, const std::string& path) {
     std::string place = packageFilePath(path);
     struct stat status {};
+    // Symlinks are followed: the file that was named is meant, not the link.
     if (system_.fstatat(AT_FDCWD, source.c_str(), &status, 0) != 0) {
         throw systemFailure(source, "read its attributes", errno);
     }
@@ -213,6 +226,7 @@ bool TreeScanner::scanFile(const std::string& source, const std::string& path) {
         origin.source = source;
         addFile(status, std::move(origin), std::move(place));
     }
+    // A FIFO is left to the caller, which must open it to read it.
     return type == EntryType::file;
 }
 
@@ -222,6 +236,7 @@ bool TreeScanner::scanDescriptor(int descriptor, const std::string& name, const 
     if (system_.fstat(descriptor, &status) != 0) {
         throw systemFailure(name, "read its attributes", errno);
     }
+    // The caller reads it to its end instead. Nothing has been added.
     if (typeOf(status.st_mode) != EntryType::file) {
         return false;
     }
@@ -240,12 +255,14 @@ bool TreeScanner::scanDescriptor(int descriptor, const std::string& name, const 
 }
 
 void TreeScanner::addFile(const struct stat& status, Origin origin, std::string path) {
+    // addOrigin() and push_back() may throw; the origin must not stay alone.
     Rollback rollback(collection_);
     origin.singleFile = true;
     const off_t offset = origin.offset;
     const std::string where = origin.source;
     SourceEntry entry =
         entryOf({AT_FDCWD, "", status, collection_.addOrigin(std::move(origin))}, std::move(path), where);
+    // The offset is at most the size, as its callers have ensured.
     entry.size -= static_cast<std::uint64_t>(offset);
     collection_.entries.push_back(std::move(entry));
     rollback.keep();
@@ -260,6 +277,7 @@ SourceEntry TreeScanner::entryOf(const Found& found, std::string path, std::stri
     entry.inode = status.st_ino;
     entry.mtime = status.st_mtim.tv_sec;
     entry.mtimeNanoseconds = static_cast<std::uint32_t>(status.st_mtim.tv_nsec);
+    // Permissions and set-id bits; the type is a field of its own.
     entry.mode = status.st_mode & 07777;
     entry.uid = status.st_uid;
     entry.gid = status.st_gid;
@@ -285,6 +303,7 @@ std::string TreeScanner::targetOf(const Found& found, std::string_view where) {
         if (length < 0) {
             throw systemFailure(std::string(where), "read the symlink", errno);
         }
+        // Shorter than the buffer: the target is complete. One that fills it may have been cut off.
         if (static_cast<std::size_t>(length) < target.size()) {
             return target.substr(0, static_cast<std::size_t>(length));
         }
