@@ -15,6 +15,7 @@ const std::vector<std::string>& findingCodes() {
                                                  "conffile-newline",
                                                  "conffile-path",
                                                  "conffile-type",
+                                                 "control-carriage-return",
                                                  "control-colon",
                                                  "control-comment",
                                                  "control-missing",

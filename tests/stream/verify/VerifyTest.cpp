@@ -166,6 +166,7 @@ TEST(Verify, FindsWhatDpkgRefusesAndThisReaderTakes) {
     } cases[] = {
         {control(comment), "control-comment|control.tar.gz|./control|"},
         {control(open), "control-newline|control.tar.gz|./control|"},
+        {control(kControlText + "\r\n"), "control-carriage-return|control.tar.gz|./control|"},
         {control("Package : tool\n" + kControlText.substr(14)), "control-colon|control.tar.gz|./control|"},
         {member("conffiles", "/f"), "conffile-newline|control.tar.gz|conffiles|"},
         {member("triggers", "bogus x\n"), "triggers-syntax|control.tar.gz|./triggers|"},
@@ -191,6 +192,9 @@ TEST(Verify, FindsWhatDpkgRefusesAndThisReaderTakes) {
         SCOPED_TRACE(testing::PrintToString(found));
         EXPECT_EQ(found.size(), *c.finding == '\0' ? 0U : 1U) << c.finding;
         EXPECT_EQ(found.empty() ? "" : found.front().substr(0, std::string(c.finding).size()), c.finding);
+        for (const std::string& finding : found) {
+            EXPECT_THAT(stream::findingCodes(), testing::Contains(finding.substr(0, finding.find('|'))));
+        }
     }
 }
 
