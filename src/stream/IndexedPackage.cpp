@@ -18,6 +18,7 @@ namespace bex::stream {
 namespace {
 
 OpenInput openFile(const std::string& path) {
+    // A pipe has no end to look at before it is read.
     OpenInput input = openInput(openForReading(path, System::real()), path, System::real());
     if (input.source == nullptr) {
         throw invalidInput(path, "only a regular file can be read by its index");
@@ -28,6 +29,7 @@ OpenInput openFile(const std::string& path) {
 /// The contents of the row from `position` on, as far as they lie in one block; empty at their end.
 std::string_view contentsAt(const IndexedPayload& payload, const IndexRow& row, std::uint64_t position,
                             std::shared_ptr<const Buffer>& block) {
+    // Compared first, so that the difference below cannot wrap. seek() accepts any position.
     if (position >= row.entry.size) {
         return {};
     }
@@ -40,6 +42,7 @@ std::string_view contentsAt(const IndexedPayload& payload, const IndexRow& row, 
 }  // namespace
 
 struct EntryStream::State {
+    // Shared: a stream may outlive the package object from which it was opened.
     std::shared_ptr<const IndexedPayload> payload;
     IndexRow row;
     std::uint64_t position = 0;
@@ -48,6 +51,7 @@ struct EntryStream::State {
 
 EntryStream::EntryStream(std::unique_ptr<State> state) : state_(std::move(state)) {}
 EntryStream::~EntryStream() = default;
+// A copy shares payload and block, which nobody changes, and has a position of its own.
 EntryStream::EntryStream(const EntryStream& other) : state_(std::make_unique<State>(*other.state_)) {}
 EntryStream::EntryStream(EntryStream&&) noexcept = default;
 EntryStream& EntryStream::operator=(const EntryStream& other) {
@@ -74,6 +78,7 @@ void EntryStream::seek(std::uint64_t position) noexcept {
 
 std::size_t EntryStream::read(char* buffer, std::size_t size) {
     State& state = *state_;
+    // At most to the end of a block; the caller calls again for more.
     const std::string_view bytes = contentsAt(*state.payload, state.row, state.position, state.block);
     size = bytes.copy(buffer, size);
     state.position += size;
@@ -82,8 +87,10 @@ std::size_t EntryStream::read(char* buffer, std::size_t size) {
 
 struct IndexedPackage::State {
     State(OpenInput input, const std::string& name, const ReadOptions& given) : options(given), place(name) {
+        // Kept before `input` is moved: the payload reads the same source later, by offset.
         const std::shared_ptr<Source> source = input.source;
         PackageStream stream(std::move(input), place, options);
+        // Before the index is looked at: an index says nothing about a package that is broken elsewhere.
         stream.checkStructure();
         controlMembers = stream.readControl();
         try {
@@ -92,6 +99,7 @@ struct IndexedPackage::State {
             controlFailure = std::current_exception();  // control() throws it; the payload can do without
         }
         members = stream.members();
+        // By value: the stream, and the members that it holds, end with this constructor.
         const Member data = stream.dataMember();
         payload = std::make_shared<IndexedPayload>(source, data, place.in(data.name), options.limits);
     }
@@ -121,6 +129,7 @@ public:
     unsigned threads() const override { return threads_; }
 
     bool next(Entry& entry) override {
+        // size() bounds the numbers: row() does not check them.
         if (next_ == payload_->size()) {
             progress_.finish();
             return false;
@@ -135,11 +144,15 @@ public:
     const std::string& path() const noexcept override { return path_; }
 
     void check(const Entry& entry) override {
+        // The policy sees only what is extracted, in the package's order; rules about other entries are not
+        // applied.
         policy_.check(entry);
+        // Before anything is made of the entry: only the headers in the payload are what dpkg would install.
         payload_->confirm(row_);
     }
 
     std::string_view read() override {
+        // The row is the one that next() gave: this thread alone uses the source.
         const std::string_view bytes = contentsAt(*payload_, row_, read_, block_);
         read_ += bytes.size();
         progress_.add(bytes.size(), row_.entry.path);
@@ -199,6 +212,7 @@ std::uint64_t IndexedPackage::indexBytes() const noexcept {
 }
 
 IndexedEntry IndexedPackage::at(std::size_t number) const {
+    // A copy of the row: its group may leave the cache.
     IndexRow row = state_->payload->row(number);
     return {std::move(row.entry), row.extent.begin};
 }
@@ -208,6 +222,7 @@ std::optional<std::size_t> IndexedPackage::find(std::string_view plain) const {
 }
 
 EntryStream IndexedPackage::open(std::size_t number) const {
+    // A hard link is followed to the file that holds the bytes.
     const std::optional<std::size_t> found = state_->payload->contentsOf(number);
     if (!found) {
         state_->payload->place()
@@ -217,11 +232,13 @@ EntryStream IndexedPackage::open(std::size_t number) const {
     auto stream = std::make_unique<EntryStream::State>();
     stream->payload = state_->payload;
     stream->row = state_->payload->row(*found);
+    // Once for each stream; every block is checked when it is unpacked.
     state_->payload->confirm(stream->row);
     return EntryStream(std::move(stream));
 }
 
 ExtractResult IndexedPackage::extract(const std::string& destination, const ExtractOptions& options) const {
+    // A source of its own for each call, so that several threads may extract at once.
     IndexedSource source(state_->payload, state_->place.package(), state_->options);
     return extractFrom(source, destination, options, System::real());
 }

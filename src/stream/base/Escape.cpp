@@ -129,8 +129,8 @@ void appendEscaped(std::string& result, unsigned char byte) {
 
 std::string escapeForDisplay(std::string_view text) {
     std::string result;
-    // Each round removes at least one byte from the front, so that the loop ends and its work is linear.
     result.reserve(text.size());
+    // Each round removes at least one byte from the front, so that the loop ends and its work is linear.
     while (!text.empty()) {
         if (const std::size_t count = plainAscii(text); count != 0) {
             result += text.substr(0, count);

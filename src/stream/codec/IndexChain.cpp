@@ -13,6 +13,7 @@ namespace {
 constexpr std::string_view kEmptyMember("\x03\0\0\0\0\0\0\0\0\0", 2 + kGzipTrailerBytes);
 
 void append(std::string& to, std::uint64_t number, unsigned bytes) {
+    // The lowest byte first, as in gzip (RFC 1952, 2.1).
     for (unsigned i = 0; i < bytes; ++i) {
         to += static_cast<char>(number >> (8 * i) & 0xff);
     }
@@ -21,6 +22,7 @@ void append(std::string& to, std::uint64_t number, unsigned bytes) {
 std::uint64_t numberIn(std::string_view bytes, std::size_t offset, unsigned size) {
     std::uint64_t number = 0;
     for (unsigned i = 0; i < size; ++i) {
+        // All callers give offsets within a length that was compared before.
         number |= std::uint64_t{static_cast<std::uint8_t>(bytes[offset + i])} << (8 * i);
     }
     return number;
@@ -29,7 +31,11 @@ std::uint64_t numberIn(std::string_view bytes, std::size_t offset, unsigned size
 /// An empty member with these bytes in a subfield of its header.
 void appendMember(std::string& to, std::string_view id, std::string_view data) {
     const std::size_t length = kIndexMemberBytes + data.size();
+    // A piece has at most 65000 bytes, so that the length of the member and that of the extra field fit into their
+    // fields.
     auto header = blockHeader(static_cast<std::uint32_t>(length));
+    // What follows the extra field's own two bytes of length: the subfield "BX" of the header, then the new
+    // subfield's name, length and data.
     const std::size_t extra = kBlockHeaderBytes - kExtraOffset - 2 + id.size() + 2 + data.size();
     header[kExtraOffset] = static_cast<std::uint8_t>(extra & 0xff);
     header[kExtraOffset + 1] = static_cast<std::uint8_t>(extra >> 8);
@@ -72,6 +78,7 @@ IndexFooter footerIn(std::string_view data) {
 }  // namespace
 
 std::uint64_t indexChainBytes(std::uint64_t stored) noexcept {
+    // One member for each begun piece. For a hostile `stored` the sum is used only after comparison with a limit.
     return stored + (stored + kIndexPieceBytes - 1) / kIndexPieceBytes * kIndexMemberBytes;
 }
 
@@ -91,10 +98,12 @@ std::string formatIndexChain(std::string_view index, std::uint64_t offset) {
 }
 
 std::optional<IndexFooter> parseIndexFooter(std::string_view bytes) {
+    // Of another length it is not a footer, and the substring below would be out of range.
     if (bytes.size() != kIndexFooterBytes) {
         return std::nullopt;
     }
     const std::string_view data = bytes.substr(kBlockHeaderBytes + 4, kIndexFooterDataBytes);
+    // Made anew and compared as a whole: every byte of a footer has one possible value, apart from its data.
     std::string expected;
     appendMember(expected, kIndexFooterId, data);
     if (bytes != expected) {
@@ -109,6 +118,7 @@ StreamError indexError(const Place& place, std::string reason) {
 
 void checkIndexFooter(const IndexFooter& footer, std::uint64_t streamBytes, const Limits& limits,
                       const Place& place) {
+    // First: of another version nothing else is known.
     if (footer.version != kIndexVersion) {
         place.fail(ErrorKind::unsupported, "index-version",
                    "has an index of version " + std::to_string(footer.version) + "; " +
@@ -120,6 +130,7 @@ void checkIndexFooter(const IndexFooter& footer, std::uint64_t streamBytes, cons
                                           std::to_string(limits.indexBytes));
     }
     // The chain is bounded by what it holds, so that the sum below cannot overflow.
+    // The caller has read a footer from the stream, so that the stream is at least as long as one.
     if (footer.stored == 0 || footer.bytes != indexChainBytes(footer.stored) ||
         footer.bytes > streamBytes - kIndexFooterBytes ||
         footer.offset != streamBytes - kIndexFooterBytes - footer.bytes) {  // guard: where an index begins
@@ -130,8 +141,10 @@ void checkIndexFooter(const IndexFooter& footer, std::uint64_t streamBytes, cons
 std::string joinIndexChain(std::string_view chain, const IndexFooter& footer, const Place& place) {
     std::string index;
     index.reserve(static_cast<std::size_t>(footer.stored));
+    // The chain has the length that the footer's number of bytes asks for: checkIndexFooter() compared both.
     for (std::uint64_t left = footer.stored; left != 0;) {
         const auto size = static_cast<std::size_t>(std::min<std::uint64_t>(left, kIndexPieceBytes));
+        // The last piece may be shorter than the others; `size` is what has to be here.
         const std::string_view piece = chain.substr(kBlockHeaderBytes + 4, size);
         std::string expected;
         appendMember(expected, kIndexId, piece);
@@ -142,6 +155,7 @@ std::string joinIndexChain(std::string_view chain, const IndexFooter& footer, co
         chain.remove_prefix(expected.size());
         left -= size;
     }
+    // After all pieces, because it covers the index as a whole.
     if (libdeflate_crc32(0, index.data(), index.size()) != footer.crc) {  // guard: the checksum of an index
         throw indexError(place, "has a wrong checksum");
     }
@@ -153,6 +167,7 @@ void BlockWatch::see(const GzipHeader& header, std::optional<std::uint32_t> unpa
         seeBlock(header, unpacked);
         return;
     }
+    // Kept, not thrown: IndexCheck reports it at the end of the stream.
     if (footer_) {
         fault_ = "does not stand at the end of the payload";
     } else if (unpacked != std::uint32_t{0} ||
@@ -161,6 +176,7 @@ void BlockWatch::see(const GzipHeader& header, std::optional<std::uint32_t> unpa
         fault_ = "stands in a gzip member that is not empty";
     }
     if (header.subfield == GzipSubfield::index) {
+        // Before it grows: a stream may repeat such members without end.
         if (index_.size() + header.data.size() > limits_.indexBytes) {  // guard: the size of an index in a stream
             place_.failLimit("indexBytes", "has an index of more than " + std::to_string(limits_.indexBytes) +
                                                " bytes (the limit indexBytes)");
@@ -171,6 +187,7 @@ void BlockWatch::see(const GzipHeader& header, std::optional<std::uint32_t> unpa
         footer_ = footerIn(header.data);
     } else {
         fault_ = "has a footer of the wrong length";
+        // Any footer, so that what follows it is noticed as well.
         footer_.emplace();
     }
 }
@@ -181,12 +198,14 @@ void BlockWatch::seeBlock(const GzipHeader& header, std::optional<std::uint32_t>
     } else if (!unpacked || !header.memberBytes || header.bytes != kBlockHeaderBytes || ended_) {
         fault_ = "belongs to a payload that is not a row of blocks of one size";
     }
+    // The numbers of such a member are not known, and the fault above keeps them from being used.
     if (!unpacked || !header.memberBytes) {
         return;
     }
     if (blocks_ == 0) {
         blockBytes_ = *unpacked;
     }
+    // A shorter block may only be the last one.
     ended_ = *unpacked != blockBytes_;
     if (*unpacked > blockBytes_) {
         fault_ = "belongs to a payload that is not a row of blocks of one size";
@@ -201,12 +220,15 @@ std::optional<std::string> BlockWatch::takeIndex() {
     if (!footer_) {
         throw indexError(place_, "has no footer");
     }
+    // Another version may put its chain together in another way; but one that is out of place is an error in all
+    // of them.
     if (fault_ == nullptr && footer_->version != kIndexVersion) {
         return std::nullopt;
     }
     if (fault_ != nullptr) {
         throw indexError(place_, fault_);
     }
+    // The same check as for an index that is read by itself: both accept the same packages.
     checkIndexFooter(*footer_, streamBytes_ + chainBytes_ + kIndexFooterBytes, limits_, place_);
     if (index_.size() != footer_->stored || libdeflate_crc32(0, index_.data(), index_.size()) != footer_->crc) {
         throw indexError(place_, "has a wrong checksum");

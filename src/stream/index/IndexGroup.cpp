@@ -30,6 +30,7 @@ constexpr EntryType kTypes[] = {EntryType::file,
                                 EntryType::other};
 
 unsigned numberOf(EntryType type) {
+    // Every type is in the table, so that the number is below eight and fits into kTypeBits.
     return static_cast<unsigned>(std::find(std::begin(kTypes), std::end(kTypes), type) - std::begin(kTypes));
 }
 
@@ -76,6 +77,7 @@ public:
     RowReader(const IndexColumns& columns, std::uint64_t begin, std::uint64_t tarBytes, const Limits& limits,
               const Place& place)
         : columns_(columns), position_(begin), tarBytes_(tarBytes), limits_(limits), place_(place) {
+        // The same owner that IndexGroup::add() begins a group with.
         setOwner(ownedByRoot(), owner_);
     }
 
@@ -86,13 +88,16 @@ public:
         }
         IndexRow row;
         Entry& entry = row.entry;
+        // In range: kTypeBits leaves eight values, and the table has eight.
         entry.type = kTypes[kind & kTypeBits];
         readPath();
         entry.path = path_;
+        // Permission and set-id bits, as TarReader gives them.
         entry.mode = static_cast<std::uint32_t>(bounded(require(modes_.number()), 07777));
         if (entry.type == EntryType::file) {
             entry.size = bounded(require(sizes_.number()), kLargestTarSize);
         }
+        // Modulo 2^64, as the difference was made: any two times have one.
         time_ += unzigzag(require(times_.number()));
         entry.mtime = static_cast<std::int64_t>(time_);
         if ((kind & kOtherOwner) != 0) {
@@ -150,11 +155,14 @@ private:
 
     void readPath() {
         const std::uint64_t shared = bounded(require(shared_.number()), path_.size());
+        // At most path_.size(), so that resize() never adds bytes.
         path_.resize(static_cast<std::size_t>(shared));
         path_ += name(require(names_.text(require(added_.number()))));
+        // A path that leads out must not even be listed: callers show what the index says.
         if (path_.empty() || path_.front() == '/' || hasParentComponent(path_)) {
             throw indexError(place_, "has a name that no payload has");
         }
+        // Again, for the whole: the shared beginning and the rest may each be within the limit.
         name(path_);
         pathBytes_ += path_.size();
         // Shared beginnings make long paths of few bytes.
@@ -176,6 +184,7 @@ private:
     TarExtent readExtent(const Entry& entry, bool ownLayout) {
         TarExtent extent = usualExtent(entry, position_);
         if (ownLayout) {
+            // Bounded before it is multiplied: the product is then at most the archive's length.
             const std::uint64_t most = tarBytes_ / kTarBlockBytes;
             extent.contents = position_ + bounded(require(layout_.number()), most) * kTarBlockBytes;
             extent.end = extent.contents + bounded(require(layout_.number()), most) * kTarBlockBytes;
@@ -211,6 +220,7 @@ private:
 
 }  // namespace
 
+// The columns depend on the entries of this group alone: it begins with no path, time 0 and root.
 void IndexGroup::add(const Entry& entry, const TarExtent& extent) {
     if (size_ == 0) {
         begin_ = extent.begin;
@@ -224,10 +234,12 @@ void IndexGroup::add(const Entry& entry, const TarExtent& extent) {
     if (entry.type == EntryType::file) {
         appendVarint(columns_[IndexColumn::sizes], entry.size);
     }
+    // Unsigned, because the difference of two times may not fit into 64 bits with a sign.
     const std::uint64_t difference =
         static_cast<std::uint64_t>(entry.mtime) - static_cast<std::uint64_t>(lastTime_);
     appendVarint(columns_[IndexColumn::times], zigzag(difference));
     lastTime_ = entry.mtime;
+    // Most entries have the owner of the one before, and take no byte for it.
     if (!haveSameOwner(entry, lastOwner_)) {
         kind |= kOtherOwner;
         addOwner(entry);
@@ -235,16 +247,20 @@ void IndexGroup::add(const Entry& entry, const TarExtent& extent) {
     if (hasTarget(entry.type)) {
         appendCounted(columns_[IndexColumn::links], entry.linkTarget);
     }
+    // Archives of other writers, or with pax headers, have headers of other lengths. In multiples of blocks, as
+    // everything in tar.
     const TarExtent usual = usualExtent(entry, extent.begin);
     if (usual.contents != extent.contents || usual.end != extent.end) {
         kind |= kOwnLayout;
         appendVarint(columns_[IndexColumn::layout], (extent.contents - extent.begin) / kTarBlockBytes);
         appendVarint(columns_[IndexColumn::layout], (extent.end - extent.contents) / kTarBlockBytes);
     }
+    // Last, because the columns above decide its bits.
     columns_[IndexColumn::kinds] += static_cast<char>(kind);
 }
 
 void IndexGroup::addPath(const std::string& path) {
+    // Bytewise: a character of UTF-8 may be cut, which the reader joins again.
     const auto parted = std::mismatch(path.begin(), path.end(), lastPath_.begin(), lastPath_.end());
     const auto shared = static_cast<std::size_t>(parted.first - path.begin());
     appendVarint(columns_[IndexColumn::shared], shared);
@@ -262,6 +278,7 @@ void IndexGroup::addOwner(const Entry& entry) {
     setOwner(entry, lastOwner_);
 }
 
+// The strings keep their memory for the next group. The owner is set again by the first add().
 void IndexGroup::clear() {
     for (std::string& column : columns_.texts) {
         column.clear();
@@ -284,6 +301,7 @@ std::vector<IndexRow> rowsOf(const IndexColumns& columns, std::size_t size, std:
     while (rows.size() < size) {
         rows.push_back(reader.next());
     }
+    // Bytes that no row has read would make two indexes of the same entries differ.
     reader.finish();
     return rows;
 }

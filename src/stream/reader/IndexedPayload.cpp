@@ -24,17 +24,20 @@ public:
         : payload_(payload), offset_(begin), end_(end) {}
 
     std::string_view next() override {
+        // At the end a TarReader finds no further bytes, and reports the archive as cut off.
         if (offset_ >= end_) {
             return {};
         }
         const std::string_view bytes =
             payload_.bytesAt(offset_, block_)
                 .substr(0, static_cast<std::size_t>(std::min<std::uint64_t>(end_ - offset_, kMaximumBlockBytes)));
+        // bytesAt() gives at least one byte before the archive's end.
         offset_ += bytes.size();
         return bytes;
     }
 
     std::uint64_t skip(std::uint64_t size) override {
+        // offset_ is at most end_: next() and this keep it so.
         const std::uint64_t skipped = std::min(size, end_ - offset_);
         offset_ += skipped;
         return skipped;
@@ -55,11 +58,13 @@ bool areSame(const Entry& left, const Entry& right) {
 }
 
 std::size_t hashOf(std::string_view path) {
+    // For a table in memory alone: it may differ from run to run.
     return std::hash<std::string_view>()(path);
 }
 
 }  // namespace
 
+// In the order of the members: readIndex() uses what readFooter() has read.
 IndexedPayload::IndexedPayload(std::shared_ptr<Source> source, const Member& member, const Place& place,
                                const Limits& limits)
     : source_(std::move(source)),
@@ -70,10 +75,12 @@ IndexedPayload::IndexedPayload(std::shared_ptr<Source> source, const Member& mem
       index_(readIndex(), footer_.offset, limits, place) {}
 
 std::string IndexedPayload::readExactly(std::uint64_t offset, std::uint64_t size) const {
+    // Bounded by the callers: by the tail, by the limit of an index, or by the size of a block.
     std::string bytes(static_cast<std::size_t>(size), '\0');
     for (std::size_t done = 0; done < bytes.size();) {
         const std::size_t count =
             source_->readAt(member_.offset + offset + done, bytes.data() + done, bytes.size() - done);
+        // The source shrank, or its size was wrong.
         if (count == 0) {
             place_.fail(
                 ErrorKind::damaged, "ar-truncated",
@@ -87,6 +94,7 @@ std::string IndexedPayload::readExactly(std::uint64_t offset, std::uint64_t size
 IndexFooter IndexedPayload::readFooter(const Limits& limits) const {
     std::optional<IndexFooter> footer;
     if (member_.compression == Compression::gzip && member_.size >= kIndexFooterBytes) {
+        // One read for most packages: index and footer lie in the tail.
         const std::uint64_t size = std::min(member_.size, kTailBytes);
         tail_ = readExactly(member_.size - size, size);
         footer = parseIndexFooter(std::string_view(tail_).substr(tail_.size() - kIndexFooterBytes));
@@ -94,14 +102,18 @@ IndexFooter IndexedPayload::readFooter(const Limits& limits) const {
     if (!footer) {
         place_.fail(ErrorKind::unsupported, "index-missing", "has no index");
     }
+    // Before any byte is read at a place that the footer gives.
     checkIndexFooter(*footer, member_.size, limits, place_);
     return *footer;
 }
 
 std::string IndexedPayload::readIndex() const {
     const std::uint64_t wanted = footer_.bytes + kIndexFooterBytes;
+    // Moved out: the tail is not needed again. Only the constructor comes here, so that no other thread can see
+    // the change.
     std::string chain = std::exchange(tail_, {});
     if (chain.size() < wanted) {
+        // The part that lies before the tail. Both end where the member does.
         chain.insert(0, readExactly(footer_.offset, wanted - chain.size()));
     }
     const std::string_view bytes = std::string_view(chain).substr(chain.size() - wanted);
@@ -109,6 +121,7 @@ std::string IndexedPayload::readIndex() const {
 }
 
 std::shared_ptr<const IndexedPayload::Rows> IndexedPayload::rowsOf(std::size_t group) const {
+    // Made without the lock of the cache, so that threads do not wait for each other's unpacking.
     return groups_.get(group, [this](std::size_t key) { return std::make_shared<const Rows>(index_.rows(key)); });
 }
 
@@ -123,6 +136,8 @@ std::optional<std::size_t> IndexedPayload::find(std::string_view plain) const {
 std::optional<std::size_t> IndexedPayload::findSorted(std::string_view plain) const {
     // The last group that does not begin after the path.
     std::size_t first = 0;
+    // Binary search over the first paths, which are in the directory: no group is unpacked. [first, first + count)
+    // holds the group.
     for (std::size_t count = index_.groups(); count > 1;) {
         const std::size_t half = count / 2;
         if (!comesBefore(plain, plainPath(index_.firstPath(first + half)))) {
@@ -132,10 +147,13 @@ std::optional<std::size_t> IndexedPayload::findSorted(std::string_view plain) co
             count = half;
         }
     }
+    // An index without entries has no groups.
     if (first >= index_.groups()) {
         return std::nullopt;
     }
     const std::shared_ptr<const Rows> rows = rowsOf(first);
+    // Paths within a group are in the order that the index claims; if not, an entry is not found, but none is
+    // taken for another.
     const auto found = std::lower_bound(
         rows->begin(), rows->end(), plain,
         [](const IndexRow& row, std::string_view path) { return comesBefore(plainPath(row.entry.path), path); });
@@ -146,17 +164,21 @@ std::optional<std::size_t> IndexedPayload::findSorted(std::string_view plain) co
 }
 
 std::optional<std::size_t> IndexedPayload::findHashed(std::string_view plain) const {
+    // Once, by the first thread; the others wait. If it throws, the next call tries again.
     std::call_once(hashed_, [this] {
         std::vector<std::pair<std::size_t, std::size_t>> hashes;
         hashes.reserve(size());
         for (std::size_t group = 0; group < index_.groups(); ++group) {
+            // Past the cache: going through all groups would displace those that are in use.
             for (const IndexRow& row : index_.rows(group)) {
                 hashes.emplace_back(hashOf(plainPath(row.entry.path)), hashes.size());
             }
         }
+        // By hash, then by number: of equal paths the first entry is found.
         std::sort(hashes.begin(), hashes.end());
         hashes_ = std::move(hashes);
     });
+    // The hash alone decides nothing: each candidate's path is compared.
     const std::size_t hash = hashOf(plain);
     auto found = std::lower_bound(hashes_.begin(), hashes_.end(), std::pair<std::size_t, std::size_t>(hash, 0));
     for (; found != hashes_.end() && found->first == hash; ++found) {
@@ -168,6 +190,7 @@ std::optional<std::size_t> IndexedPayload::findHashed(std::string_view plain) co
 }
 
 std::optional<std::size_t> IndexedPayload::contentsOf(std::size_t number) const {
+    // Each round leads to a lower number, so that links cannot run in a circle.
     for (std::optional<std::size_t> at = number; at;) {
         const IndexRow found = row(*at);
         if (found.entry.type == EntryType::file) {
@@ -189,11 +212,13 @@ std::optional<std::size_t> IndexedPayload::contentsOf(std::size_t number) const 
 std::shared_ptr<const Buffer> IndexedPayload::unpack(std::size_t block) const {
     const std::uint64_t begin = index_.blockBegin(block);
     const std::uint64_t size = index_.blockEnd(block) - begin;
+    // In range: bytesAt() asks only for blocks that begin before the archive's end.
     const std::uint64_t expected =
         std::min(index_.blockBytes(), index_.tarBytes() - std::uint64_t{block} * index_.blockBytes());
     const auto fail = [&](const char* what) {
         throw place_.error(ErrorKind::damaged, "member-damaged", memberAt(begin) + ": " + what);
     };
+    // Before it is read: the directory's word is not enough for an allocation.
     if (size > kBlockHeaderBytes + kMaximumDeflateBytes + kGzipTrailerBytes) {
         fail("is longer than a block can be");
     }
@@ -205,7 +230,9 @@ std::shared_ptr<const Buffer> IndexedPayload::unpack(std::size_t block) const {
         !std::equal(header.begin() + kExtraOffset, header.end(), packed.begin() + kExtraOffset, isSame)) {
         throw indexError(place_, "has a block at byte " + std::to_string(begin) + ", where there is none");
     }
+    // PayloadIndex has refused blocks that are not longer than header and trailer.
     const std::size_t deflateBytes = packed.size() - kBlockHeaderBytes - kGzipTrailerBytes;
+    // One byte more, which shows data that unpacks to more than is expected.
     auto buffer = std::make_shared<Buffer>(static_cast<std::size_t>(expected) + 1);
     const std::unique_ptr<Inflater> inflater = makeLibdeflateInflater();
     inflater->begin();
@@ -214,6 +241,7 @@ std::shared_ptr<const Buffer> IndexedPayload::unpack(std::size_t block) const {
     if (step.state != Inflater::State::ended || step.consumed != deflateBytes) {
         fail("invalid deflate data");
     }
+    // The trailer first: a block that is damaged is one thing, an index that lies another.
     checkTrailer(decodeTrailer(packed.data() + packed.size() - kGzipTrailerBytes),
                  {libdeflate_crc32(0, buffer->data(), step.produced), static_cast<std::uint32_t>(step.produced)},
                  place_, begin);
@@ -229,6 +257,7 @@ std::string_view IndexedPayload::bytesAt(std::uint64_t offset, std::shared_ptr<c
     if (offset >= index_.tarBytes()) {
         return {};
     }
+    // `block` keeps the bytes alive for the caller, also when the cache drops them.
     block = blocks_.get(static_cast<std::size_t>(offset / index_.blockBytes()),
                         [this](std::size_t key) { return unpack(key); });
     return block->view().substr(static_cast<std::size_t>(offset % index_.blockBytes()));
@@ -247,10 +276,13 @@ bool IndexedPayload::describes(const IndexRow& row) const {
     TarReader tar(bytes, limits_, place_);
     Entry found;
     try {
+        // Both ends: an entry of another length would shift everything after it.
         return tar.next(found) && areSame(found, row.entry) &&
                row.extent.begin + tar.extent().contents == row.extent.contents &&
                row.extent.begin + tar.extent().end == row.extent.end;
     } catch (const StreamError& failure) {
+        // What does not read as tar headers differs from the index. Other errors, such as failing reads, are the
+        // caller's.
         if (failure.code().compare(0, 4, "tar-") == 0 || failure.kind() == ErrorKind::unsupported) {
             return false;
         }
