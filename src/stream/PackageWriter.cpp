@@ -89,8 +89,8 @@ Attributes attributesOf(const Entry& entry) {
 
 /// A removed conffile is listed once, however often it is given; dpkg warns of duplicates.
 void addOnce(std::vector<std::string>& list, std::string item) {
+    // Linear: a package has few conffiles to remove.
     if (std::find(list.begin(), list.end(), item) == list.end()) {
-        // Linear: a package has few conffiles to remove.
         list.push_back(std::move(item));
     }
 }

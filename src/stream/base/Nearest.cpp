@@ -15,8 +15,8 @@ constexpr std::size_t kNearEdits = 2;
 /// Edits (insert, delete, replace one character) that turn one word into the other.
 std::size_t distance(const std::string& a, const std::string& b) {
     // Before each round, row[j] is the distance between the characters of `a` used so far and the first j of `b`.
-    // One row is enough: `diagonal` keeps the one value of the round before that is overwritten too early. O(a *
-    // b) time, O(b) memory.
+    // One row is enough: `diagonal` keeps the one value of the round before that is overwritten too early. The
+    // time grows with the product of both lengths.
     std::vector<std::size_t> row(b.size() + 1);
     std::iota(row.begin(), row.end(), std::size_t{0});
     for (const char c : a) {

@@ -75,8 +75,8 @@ void Place::failSystem(const std::string& action, int errorNumber) const {
 void Place::refuse(ErrorKind kind, std::string code, std::string reason) const {
     const ErrorRecord error = record(kind, std::move(code), std::move(reason));
     if (handler_ == nullptr) {
-        throw StreamError(error);
         // Thrown outright: without a handler there is nobody who could decide to read on.
+        throw StreamError(error);
     }
     handler_->refuse(error);
 }

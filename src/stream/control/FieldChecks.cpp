@@ -89,7 +89,7 @@ std::string faultOf(const ControlParagraph::Field& field) {
     if (field.name.size() == 1) {
         return "the field name " + quoted(field.name) + " is too short";
     }
-    // First: the checks of values read the first character without asking.
+    // Before valueFault(): the checks of values read the first character without asking.
     if (field.value.empty()) {
         return shown(field.name) + " is empty";
     }

@@ -116,9 +116,9 @@ bool ControlEdit::remove(std::string_view name) {
     if (name == "control") {
         refuse(std::string(name), "can't be removed");
     }
-    // The archive had none: nothing changed.
     const auto found = find(name);
     if (found == members_.end()) {
+        // The archive had none: nothing changed.
         return false;
     }
     members_.erase(found);

@@ -165,8 +165,8 @@ private:
 }  // namespace
 
 PaxRecords parsePaxRecords(std::string_view body, const Place& place) {
-    // Ends because each record is at least two bytes long.
     Parser parser(place);
+    // Ends because each record is at least two bytes long.
     while (!body.empty()) {
         parser.take(cutRecord(body, place));
     }

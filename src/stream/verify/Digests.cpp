@@ -11,7 +11,7 @@ namespace bex::stream {
 
 Digests::Digests(const std::vector<Md5sum>& sums, Place control, Place payload)
     : control_(std::move(control)), payload_(std::move(payload)) {
-    // Reserved at once: views of these elements are not kept, but growing would take as much again.
+    // Reserved at once: growing would take as much memory again.
     listed_.reserve(sums.size());
     for (const Md5sum& sum : sums) {
         list(sum);
