@@ -25,6 +25,8 @@ namespace {
 
 using stream::escapeForDisplay;
 
+/// One line without a newline. A library with a path was found, but no package describes it; without a path it was
+/// found nowhere, and the message lists the directories. Names come from files, so each is escaped.
 std::string messageOf(const Missing& missing, const std::string& architecture) {
     const std::string head = escapeForDisplay(missing.file) + ": needs " + escapeForDisplay(missing.library) +
                              " (" + architecture + "), ";
@@ -45,6 +47,8 @@ public:
         : request_(request), report_(report), resolver_(request, report.notes) {}
 
     void run() {
+        // The order matters: the files' machines decide the architecture, and the resolver reads symbols files for
+        // that architecture from its first library on.
         Subjects subjects = findSubjects(request_);
         report_.architecture = chooseArchitecture(subjects);
         resolver_.begin(report_.architecture, subjects.files);
@@ -62,11 +66,15 @@ public:
             examine(subject, *subject.contents);
             subject.contents.reset();
         }
+        // After the last file: raising only changes templates that some file already needs, and used_ is complete
+        // now.
         raiseByBuildDependencies();
         needs_.report(report_);
     }
 
 private:
+    /// For files on disk. Without O_NONBLOCK: findSubjects() has read ELF bytes there with pread(), which a FIFO
+    /// refuses.
     static ElfFile readFile(const Subject& subject) {
         const Descriptor file(::open(subject.diskPath.c_str(), O_RDONLY | O_CLOEXEC));
         if (!file) {
@@ -89,15 +97,20 @@ private:
         if (chosen.empty() && examples.size() == 1) {
             chosen = examples.begin()->first;
         }
+        // Files for several architectures, or none: the packages or the database decide, and mixed files of other
+        // architectures are skipped with a note.
         if (chosen.empty()) {
             chosen = resolver_.architecture();
         }
+        // Examining nothing would report that nothing is needed, which reads like a success.
         if (!examples.empty() && examples.count(chosen) == 0) {
             throw StreamError(ErrorKind::invalidInput, noneFor(chosen, examples));
         }
         return chosen;
     }
 
+    /// The message of an architecture that none of the files has; `examples` gives one file for each one they
+    /// have.
     static std::string noneFor(const std::string& architecture,
                                const std::map<std::string, std::string>& examples) {
         std::string list;
@@ -110,6 +123,8 @@ private:
         return "no file is for " + escapeForDisplay(architecture) + ": " + list;
     }
 
+    /// Adds the dependencies of one file: those of its libraries first, then those that its symbols raise. The
+    /// pointers in withSymbols stay valid because the resolver keeps every resolution that it has given.
     void examine(const Subject& subject, const ElfFile& file) {
         std::vector<std::pair<const Resolution::Source*, Reason>> withSymbols;
         for (const std::string& library : file.needed) {
@@ -131,6 +146,8 @@ private:
                 withSymbols.emplace_back(&source, std::move(reason));
             }
         }
+        // A symbol that no library lists adds nothing: its library's smallest version is a need already. Takes
+        // time in proportion to symbols times libraries, each a look-up in a hash table.
         file.undefined.forEach([&](std::string_view symbol) {
             // The first library that has the symbol provides it, in the order of DT_NEEDED, as for the loader.
             for (const auto& [source, reason] : withSymbols) {
@@ -145,6 +162,7 @@ private:
         });
     }
 
+    /// The places for the message: the given packages, or directories as they are named on this machine.
     std::vector<std::string> searchedFor(const Subject& subject, const ElfFile& file) const {
         if (!request_.from.empty()) {
             return request_.from;
@@ -175,6 +193,7 @@ private:
     /// A package that was built with a newer version of a -dev package may use what only that version promises.
     void raiseByBuildDependencies() {
         for (const LibrarySymbols* symbols : used_) {
+            // dpkg-shlibdeps(1) reads the plural field first and the older singular one only without it.
             auto field = symbols->fields.find("Build-Depends-Packages");
             if (field == symbols->fields.end()) {
                 field = symbols->fields.find("Build-Depends-Package");
@@ -183,6 +202,7 @@ private:
                 continue;
             }
             std::string names = field->second;
+            // Both fields are read as names between commas or blanks; the singular one has just one.
             std::replace(names.begin(), names.end(), ',', ' ');
             std::string_view rest = names;
             for (std::string_view name = nextWord(rest); !name.empty(); name = nextWord(rest)) {
@@ -194,10 +214,12 @@ private:
         }
     }
 
+    // The caller's; findDependencies() keeps both alive for as long as this runs.
     const Request& request_;
     Report& report_;
     Resolver resolver_;
     Needs needs_;
+    // Parts of symbols files that some file needs. They belong to the resolver, which outlives the set's use.
     std::set<const LibrarySymbols*> used_;
 };
 

@@ -36,6 +36,7 @@ std::string headerOf(const std::string& path) {
     return header;
 }
 
+/// $TMPDIR, or /tmp where it is unset or empty. Whether it exists shows when a file is made in it.
 std::string temporaryDirectory() {
     const char* directory = std::getenv("TMPDIR");
     if (directory == nullptr || *directory == '\0') {
@@ -44,6 +45,7 @@ std::string temporaryDirectory() {
     return directory;
 }
 
+/// Works on the text alone and follows no symlink, so that a tree is named as the caller named it.
 std::string absolute(const std::string& path) {
     std::error_code failure;
     return fs::absolute(path, failure).lexically_normal().string();
@@ -58,6 +60,8 @@ Machine requireMachine(std::string_view header, const std::string& name) {
     return *machine;
 }
 
+/// A file that was named by itself. In a build tree (a directory with DEBIAN) it is searched for libraries as if
+/// the tree were "/"; elsewhere its path on disk counts, and root stays null.
 Subject fileSubject(const std::string& path, std::string_view header) {
     Subject subject;
     subject.name = subject.diskPath = path;
@@ -75,6 +79,7 @@ Subject fileSubject(const std::string& path, std::string_view header) {
 class TreeWalk {
 public:
     TreeWalk(const std::string& directory, std::vector<Subject>& files)
+        // All files of the tree share one root, and with it what the root remembers of paths already looked at.
         : directory_(directory),
           tree_(absolute(directory)),
           root_(std::make_shared<DiskRoot>(withoutFinalSlash(tree_))),
@@ -99,6 +104,8 @@ public:
     }
 
 private:
+    /// DiskRoot joins its directory with paths that begin with a slash. "/" alone becomes "", the machine's own
+    /// root.
     static std::string withoutFinalSlash(std::string path) {
         path.erase(path.find_last_not_of('/') + 1);
         return path;
@@ -113,6 +120,8 @@ private:
         subject.name = subject.diskPath = path.string();
         subject.path = "/" + path.lexically_relative(directory_).string();
         subject.machine = requireMachine(header, subject.name);
+        // The header is read once here; the whole file only when its turn comes, so that one is in memory at a
+        // time.
         subject.root = root_;
         subject.tree = root_->directory();
         files_.push_back(std::move(subject));
@@ -146,6 +155,7 @@ public:
                 addFile(path);
             }
         }
+        // "all" counts as absent: such a package may hold files of any machine, so its name decides nothing.
         const std::string* architecture = reader_.control().find("Architecture");
         if (architecture == nullptr || *architecture == "all") {
             return {};
@@ -154,9 +164,12 @@ public:
     }
 
 private:
+    /// Reads the entry's first bytes, and the rest only if they begin as an ELF file does: the reader skips what
+    /// is left of any other entry.
     void addFile(const std::string& path) {
         std::string bytes(kElfHeaderBytes, '\0');
         std::size_t size = 0;
+        // A read may give less than asked for; only 0 means the end of the entry.
         while (size < bytes.size()) {
             const std::size_t got = reader_.read(bytes.data() + size, bytes.size() - size);
             if (got == 0) {
@@ -173,6 +186,7 @@ private:
         subject.path = path;
         subject.machine = requireMachine(bytes, subject.name);
         subject.root = root_;
+        // Under its path before the next entry: a hard link to it can only come later in the archive.
         root_->addLibrary(path, subject.machine);
         subject.contents = readContents(bytes, subject.name);
         files_.push_back(std::move(subject));
@@ -187,10 +201,12 @@ private:
                 if (done < 0 && errno != EINTR) {
                     throw systemFailure(name, errno);
                 }
+                // A call that a signal interrupted gave -1 and wrote nothing: the loop tries the same bytes again.
                 data += std::max<ssize_t>(done, 0);
                 size -= static_cast<std::size_t>(std::max<ssize_t>(done, 0));
             }
         };
+        // The reader cannot go back: the bytes that addFile() took come first.
         write(header.data(), header.size());
         std::vector<char> piece(kPieceBytes);
         for (std::size_t got = 0; (got = reader_.read(piece.data(), piece.size())) > 0;) {
@@ -199,6 +215,7 @@ private:
         return readElf(copy.get(), name);
     }
 
+    /// The name is gone before a byte is written, so that nothing is left behind however the process ends.
     static Descriptor unnamedFile() {
         std::string name = temporaryDirectory() + "/bex-XXXXXX";
         Descriptor file(mkostemp(name.data(), O_CLOEXEC));
@@ -217,6 +234,7 @@ private:
 
 /// The ELF files of a package that is still to be built.
 void addPayload(const std::vector<PackagedFile>& payload, std::vector<Subject>& files) {
+    // Symlinks are kept but not followed here: machineAt() resolves them once all entries are known.
     const auto root = std::make_shared<PackageRoot>();
     for (const PackagedFile& file : payload) {
         Subject subject;
@@ -240,10 +258,12 @@ void addPayload(const std::vector<PackagedFile>& payload, std::vector<Subject>& 
 
 Subjects findSubjects(const Request& request) {
     Subjects subjects;
+    // The payload first: reports list files in this order, then inputs as they were given.
     addPayload(request.payload, subjects.files);
     bool agree = true;
     for (const std::string& input : request.inputs) {
         std::error_code failed;
+        // A path that cannot be examined is not a directory here; headerOf() then reports why.
         if (fs::is_directory(input, failed)) {
             try {
                 TreeWalk(input, subjects.files).walk();

@@ -16,6 +16,8 @@ namespace {
 
 constexpr std::string_view kPlaceholder = "#MINVER#";
 
+/// Calls `visit` with each relation of the template, without blanks around it. Alternatives ("a | b") are one
+/// relation: their versions rise together.
 template <typename Visit>
 void forEachPart(std::string_view dependencyTemplate, Visit&& visit) {
     while (!dependencyTemplate.empty()) {
@@ -32,10 +34,13 @@ bool asksForNothing(const std::string& version) {
     return version.empty() || version == "0";
 }
 
+/// An empty version is older than every other one. Throws as compareVersions() for texts that are not versions.
 bool isNewer(const std::string& version, const std::string& than) {
     return !version.empty() && (than.empty() || compareVersions(version, than) > 0);
 }
 
+/// deb-symbols(5): #MINVER# stands for "(>= version)", and for nothing where any version will do. The search goes
+/// on after the inserted text, so that it ends whatever the version holds.
 std::string filledIn(std::string text, const std::string& version) {
     std::string value;
     if (!asksForNothing(version)) {
@@ -64,6 +69,7 @@ void Needs::add(std::string_view dependencyTemplate, const Reason& reason) {
     forEachPart(dependencyTemplate, [&](std::string_view part) {
         const auto [place, isNew] = reasons_.try_emplace(std::string(part), reason);
         Reason& known = place->second;
+        // Of equal versions a reason that names a symbol explains more than one that names only the library.
         const bool says =
             known.symbol.empty() && !reason.symbol.empty() && compareVersions(reason.version, known.version) == 0;
         if (!isNew && (says || isNewer(reason.version, known.version))) {
@@ -75,6 +81,7 @@ void Needs::add(std::string_view dependencyTemplate, const Reason& reason) {
 void Needs::raise(std::string_view dependencyTemplate, const std::string& version, const std::string& why) {
     forEachPart(dependencyTemplate, [&](std::string_view part) {
         const auto found = reasons_.find(part);
+        // A template that no file needs stays absent: a build dependency alone is not a reason to depend.
         if (found != reasons_.end() && isNewer(version, found->second.version)) {
             found->second.version = version;
             found->second.symbol = why;
@@ -91,10 +98,12 @@ void Needs::report(Report& report) const {
             found.emplace_back(std::move(alternatives), reason);
         }
     }
+    // Stable, and from a map in order of templates: of equal relations the same reason is kept on every run.
     std::stable_sort(found.begin(), found.end(),
                      [](const auto& a, const auto& b) { return comesBefore(a.first, b.first); });
     for (auto& [alternatives, reason] : found) {
         reason.dependency = formatRelation(alternatives);
+        // Two templates may come to one relation. The search is linear, but a package has tens of dependencies.
         auto& all = report.dependencies;
         if (std::find(all.begin(), all.end(), reason.dependency) == all.end()) {
             all.push_back(reason.dependency);

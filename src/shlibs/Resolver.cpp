@@ -16,6 +16,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
+/// Never empty: $ORIGIN of a file at the top is "/".
 std::string parentOf(const std::string& path) {
     const std::size_t slash = path.rfind('/');
     if (slash == 0 || slash == std::string::npos) {
@@ -24,6 +25,7 @@ std::string parentOf(const std::string& path) {
     return path.substr(0, slash);
 }
 
+/// An explicit directory is taken as it is, without the sysroot before it.
 std::string admindirOf(const Request& request) {
     if (!request.admindir.empty()) {
         return request.admindir;
@@ -68,10 +70,13 @@ Resolver::Resolver(const Request& request, std::vector<std::string>& notes)
       disk_(""),
       search_(request.sysroot, nativeArchitectureOf(request, database_)) {
     if (!request.from.empty()) {
+        // From here on packages_ being there means that neither the database nor the system is looked at.
         packages_.emplace(request.from, request.reading);
     }
     for (const std::string& directory : request.libdirs) {
         std::error_code failure;
+        // A private directory has two meanings: within a tree or package it is a path there, on disk it is
+        // relative to the working directory.
         treeLibdirs_.push_back("/" + directory);
         diskLibdirs_.push_back(fs::absolute(directory, failure).string());
     }
@@ -79,6 +84,7 @@ Resolver::Resolver(const Request& request, std::vector<std::string>& notes)
 
 void Resolver::begin(const std::string& architecture, const std::vector<Subject>& files) {
     architecture_ = architecture;
+    // Only a package that is about to be built knows all of its files; for other inputs the tree is searched.
     if (request_.payload.empty()) {
         return;
     }
@@ -95,6 +101,7 @@ std::string Resolver::architecture() const {
 }
 
 std::vector<std::string> Resolver::directoriesFor(const Subject& subject, const ElfFile& file) const {
+    // Those of the last step of findPlace(), which is the one that failed when a caller asks.
     return search_.directoriesFor(searchFrom(subject, file), diskLibdirs_);
 }
 
@@ -125,16 +132,19 @@ std::optional<Resolver::Place> Resolver::findPlace(const std::string& library, c
     // built along with it, then on the system. The first place decides, as it does for the loader.
     const std::vector<std::string> inTree = search_.directoriesFor(from, treeLibdirs_);
     if (subject.root != nullptr) {
+        // The machine is part of the search: a 32-bit library of the same name is not what the loader takes.
         if (const auto path = LibrarySearch::find(library, from, inTree, *subject.root)) {
             return Place{Place::Kind::ownTree, *path, {}};
         }
     }
     if (const auto own = ownFiles_.find(library); own != ownFiles_.end()) {
+        // In any directory of the package: a package may set its own search path when it runs.
         if (std::find(own->second.begin(), own->second.end(), file.machine) != own->second.end()) {
             return Place{Place::Kind::ownTree, library, {}};
         }
     }
     for (const std::string& tree : source_.trees()) {
+        // Kept for the next library: the root remembers which paths it has looked at.
         std::unique_ptr<DiskRoot>& root = otherTrees_[tree];
         if (root == nullptr) {
             root = std::make_unique<DiskRoot>(tree);
@@ -149,6 +159,7 @@ std::optional<Resolver::Place> Resolver::findPlace(const std::string& library, c
             return Place{Place::Kind::otherTree, *path, SourcePackage::treeAround(*path)};
         }
     }
+    // resolve() then asks the packages by the library's name, since they have no paths.
     if (packages_) {
         return std::nullopt;
     }
@@ -159,6 +170,8 @@ std::optional<Resolver::Place> Resolver::findPlace(const std::string& library, c
     return Place{Place::Kind::system, *path, {}};
 }
 
+/// The names that dpkg may know the file by, likeliest first: as found, without symlinks, and both on the other
+/// side of a merged /usr.
 std::vector<std::string> Resolver::namesOf(const std::string& path) {
     const std::string real = system_.realPath(path);
     std::vector<std::string> names{path, real};
@@ -183,6 +196,8 @@ std::optional<std::string> Resolver::overrideOf(const std::string& file, const s
     return dependencyFromShlibs(text->text, library, text->where, notes_);
 }
 
+/// The order of dpkg-shlibdeps(1): symbols file, /etc/dpkg/shlibs.override, the package's shlibs file,
+/// /etc/dpkg/shlibs.default. Adds nothing where none of them has the library.
 void Resolver::describeBy(PackageInfo& info, const std::string& library, Resolution& resolution) {
     if (const LibrarySymbols* symbols = info.symbolsOf(library, architecture_, notes_)) {
         resolution.sources.push_back({info.name(), symbols, {}});
@@ -204,12 +219,14 @@ void Resolver::describeBy(PackageInfo& info, const std::string& library, Resolut
 /// The package of the name that the library was found by comes first, and one without a word on it last of all.
 bool Resolver::describeByOwners(const std::string& library, Resolution& resolution) {
     bool owned = false;
+    // Nearly every library is found in the first lists, and then those of all other packages are never read.
     for (const auto lists : {DpkgDatabase::Lists::ofLibraries, DpkgDatabase::Lists::others}) {
         for (const std::string& name : namesOf(resolution.path)) {
             for (const std::string& owner : database_.ownersOf(name, lists)) {
                 owned = true;
                 describeBy(database_.info(owner, architecture_), library, resolution);
             }
+            // Not after the first owner: several packages may share a file, and each gives its own dependency.
             if (!resolution.sources.empty()) {
                 return true;
             }
@@ -227,6 +244,7 @@ Resolution Resolver::describe(const std::string& library, const Place& place) {
         resolution.needsNothing = true;
         return resolution;
     }
+    // shlibs.local is the maintainer's own word on the library: it wins even over a symbols file.
     if (const auto local = source_.localDependencyOf(library, notes_)) {
         resolution.sources.push_back({"", nullptr, *local});
         return resolution;
@@ -238,6 +256,7 @@ Resolution Resolver::describe(const std::string& library, const Place& place) {
             tree = SourcePackage::treeAround(request_.sysroot + place.path);
         }
     }
+    // Without a tree, infoOf("") stands for no package: it only serves to reach the texts of /etc/dpkg.
     if (!tree.empty() || resolution.sources.empty()) {
         describeBy(source_.infoOf(tree), library, resolution);
     }
@@ -254,6 +273,7 @@ Resolution Resolver::fromPackages(const std::string& library) {
         return resolution;
     }
     const std::vector<PackageInfo*> providers = packages_->providersOf(library, architecture_, notes_);
+    // Of several providers the first by name is used, so that the result is the same on every run.
     resolution.found = !providers.empty();
     if (!providers.empty()) {
         describeBy(*providers.front(), library, resolution);
@@ -273,6 +293,8 @@ const Resolution& Resolver::resolve(const std::string& library, const Subject& s
     if (place) {
         key += '\0' + std::to_string(static_cast<int>(place->kind)) + place->path + '\0' + place->tree;
     }
+    // References into the map stay valid when it grows: callers keep what they were given. Neither branch below
+    // calls resolve() again. A library that is nowhere keeps the empty resolution.
     const auto [known, isNew] = known_.try_emplace(key);
     if (isNew && place) {
         known->second = describe(library, *place);

@@ -9,12 +9,16 @@ namespace bex::shlibs {
 
 namespace {
 
+// Bits of e_flags by the ELF supplements of the processors: EF_ARM_ABI_FLOAT_HARD, EF_MIPS_ABI2,
+// EF_RISCV_FLOAT_ABI. Other bits, such as instruction sets, do not keep two files from running together.
 constexpr std::uint32_t kArmHardFloat = 0x400;
 constexpr std::uint32_t kMipsN32 = 0x20;
 constexpr std::uint32_t kRiscvFloat = 0x6;
 constexpr std::uint16_t kLoongArch = 258;
+// The interim number that files for Alpha really carry; the registered one, 41, was never used.
 constexpr std::uint16_t kAlpha = 0x9026;
 
+/// `machine` identifies the row: no two rows have the same one, or architectureOf() would give the first.
 struct Known {
     std::string_view name;
     std::string_view multiarch;
@@ -47,6 +51,7 @@ constexpr std::array<Known, 22> kKnown{{
     {"sh4", "sh4-linux-gnu", {ELFCLASS32, ELFDATA2LSB, EM_SH, 0}},
 }};
 
+/// Null for a name that is not in the table. Linear: the table is small and asked a few times per file.
 const Known* known(std::string_view name) noexcept {
     for (const Known& one : kKnown) {
         if (one.name == name) {
@@ -77,6 +82,7 @@ std::string architectureOf(const Machine& machine) {
             return std::string(one.name);
         }
     }
+    // Not a name that isArchitecture() knows, so no request can ask for it.
     const unsigned bits = machine.elfClass == ELFCLASS64 ? 64 : 32;
     return std::to_string(bits) + "-bit ELF machine " + std::to_string(machine.number);
 }

@@ -13,6 +13,7 @@ namespace bex::shlibs {
 
 namespace {
 
+// A field folded over several lines keeps its newlines, and deb-control(5) allows blanks between any two tokens.
 constexpr std::string_view kSpaces = " \t\n\r";
 constexpr std::string_view kEndsOfName = " \t\n\r:([<|,";
 
@@ -21,6 +22,7 @@ class Reader {
 public:
     Reader(std::string_view text, const std::string& where) : text_(text), rest_(text), where_(where) {}
 
+    /// Each round takes at least one relation or throws, so the loop ends. Linear in the text.
     std::vector<Alternatives> read() {
         std::vector<Alternatives> all;
         while (skipToRelation()) {
@@ -36,6 +38,7 @@ public:
     }
 
 private:
+    /// Quotes the whole value: an excerpt would hide what came before the fault.
     StreamError fault() const {
         return damaged(where_, "\"" + stream::escapeForDisplay(text_) + "\" is not a dependency");
     }
@@ -54,6 +57,7 @@ private:
         return !atEnd();
     }
 
+    /// Skips blanks, then the character if it comes next. Blanks are gone even when it does not.
     bool take(char wanted) {
         skipSpace();
         if (rest_.empty() || rest_.front() != wanted) {
@@ -63,12 +67,15 @@ private:
         return true;
     }
 
+    /// Up to the first of these characters or the end; the character itself stays.
     std::string_view until(std::string_view ends) {
         const std::string_view taken = rest_.substr(0, rest_.find_first_of(ends));
         rest_.remove_prefix(taken.size());
         return taken;
     }
 
+    /// A package name or qualifier. The rules are looser than for a name of one's own (capitals and single letters
+    /// pass), but none begins with one of "+-.", the allowed characters that sort before '0'.
     std::string_view name() {
         skipSpace();
         const std::string_view taken = until(kEndsOfName);
@@ -82,6 +89,8 @@ private:
         return taken;
     }
 
+    /// The text before a closing bracket, whose opening one is taken already. Neither may be missing, nor the
+    /// text.
     std::string_view enclosed(std::string_view end) {
         const std::string_view taken = trimmed(until(end));
         if (taken.empty() || rest_.empty()) {
@@ -93,6 +102,7 @@ private:
 
     void version(Relation& relation) {
         skipSpace();
+        // The longest run of sign characters: ">>=" must be refused and not be read as ">>" with a version "=...".
         const std::size_t length = std::min(rest_.find_first_not_of("<>="), rest_.size());
         std::string_view sign = rest_.substr(0, length);
         rest_.remove_prefix(length);
@@ -136,11 +146,13 @@ private:
     const std::string& where_;
 };
 
+/// The parser lets only these signs through, so the result is within the table.
 std::size_t rankOf(std::string_view sign) noexcept {
     constexpr std::array<std::string_view, 6> order{"", ">=", ">>", "=", "<<", "<="};
     return static_cast<std::size_t>(std::find(order.begin(), order.end(), sign) - order.begin());
 }
 
+/// Qualifier and restrictions do not count: relations that differ in those alone keep their order.
 int compare(const Relation& a, const Relation& b) {
     if (const int difference = a.package.compare(b.package); difference != 0) {
         return difference;
@@ -209,6 +221,8 @@ bool comesBefore(const Alternatives& a, const Alternatives& b) {
 }
 
 bool concerns(std::string_view architectures, std::string_view architecture) {
+    // deb-src-control(5) allows either only plain names or only negated ones: with the former, no match means no;
+    // with the latter it means yes. The last word decides which it is.
     bool negated = false;
     for (std::string_view word = nextWord(architectures); !word.empty(); word = nextWord(architectures)) {
         negated = word.front() == '!';

@@ -16,7 +16,9 @@ namespace bex::shlibs {
 
 namespace {
 
+// The file is read whole, so its size must be bounded before memory is asked for.
 constexpr off_t kMaximumBytes = off_t{256} << 20;
+// Spelled out: isspace() depends on the locale and takes no negative char.
 constexpr const char* kBlanks = " \t\r\n\f\v";
 
 }  // namespace
@@ -25,6 +27,8 @@ std::optional<std::string> readTextFile(const std::string& path) {
     const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     struct stat status {};
     if (!file || fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) {
+        // An open file that is not regular (a directory, a FIFO) counts as absent. Where open() failed, errno is
+        // its own, since && has kept fstat() from being called.
         if (errno == ENOENT || errno == ENOTDIR || file) {
             return std::nullopt;
         }
@@ -34,6 +38,7 @@ std::optional<std::string> readTextFile(const std::string& path) {
         throw failure(ErrorKind::limitExceeded, path, "has more than " + std::to_string(kMaximumBytes) + " bytes");
     }
     std::string text(static_cast<std::size_t>(status.st_size), '\0');
+    // The file may have become shorter since fstat(): what was read counts. What was added since is left out.
     text.resize(readAt(file.get(), text.data(), text.size(), 0, path));
     return text;
 }
@@ -42,6 +47,7 @@ bool nextLine(std::string_view& rest, std::string_view& line) {
     if (rest.empty()) {
         return false;
     }
+    // find() gives npos for a last line without a newline; min() makes it the end of the text, here and below.
     const std::size_t end = std::min(rest.find('\n'), rest.size());
     line = rest.substr(0, end);
     rest.remove_prefix(std::min(end + 1, rest.size()));
@@ -57,6 +63,7 @@ std::string_view nextWord(std::string_view& rest) {
 
 std::string_view trimmed(std::string_view text) {
     text.remove_prefix(std::min(text.find_first_not_of(kBlanks), text.size()));
+    // For a text of blanks alone nothing is left, and npos + 1 is 0.
     return text.substr(0, text.find_last_not_of(kBlanks) + 1);
 }
 
@@ -73,6 +80,7 @@ std::vector<std::string> namesIn(const std::string& directory) {
     while (const dirent* item = readdir(handle.get())) {
         names.emplace_back(item->d_name);
     }
+    // Directories have no order of their own; results that follow from them must be the same on every machine.
     std::sort(names.begin(), names.end());
     return names;
 }

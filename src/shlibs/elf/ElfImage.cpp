@@ -17,6 +17,7 @@ namespace {
 /// The number of program headers is the file's word; the largest programs have some twenty.
 constexpr std::size_t kMaximumSegments = 4096;
 
+/// What libelf says of this thread's last failure.
 std::string libelfReason() {
     const char* text = elf_errmsg(-1);
     if (text == nullptr) {
@@ -57,6 +58,7 @@ void ElfImage::readHeaders() {
     if (elf_ == nullptr || elf_kind(elf_.get()) != ELF_K_ELF || gelf_getehdr(elf_.get(), &header) == nullptr) {
         throw damaged(name_, "is not a whole ELF file: " + libelfReason());
     }
+    // libelf has the numbers in the machine's own order already; bytes of raw chunks stay in the file's.
     machine_ = {header.e_ident[EI_CLASS], header.e_ident[EI_DATA], header.e_machine,
                 abiFlags(header.e_machine, header.e_flags)};
     type_ = header.e_type;
@@ -109,6 +111,7 @@ std::string ElfImage::buildId() const {
         if (segment.p_type != PT_NOTE || segment.p_filesz == 0) {
             continue;
         }
+        // Notes are aligned to 4 bytes, but to 8 in a segment that says so: the type tells libelf which.
         Elf_Data* data = raw(segment.p_offset, segment.p_filesz, segment.p_align == 8 ? ELF_T_NHDR8 : ELF_T_NHDR,
                              "a segment of notes");
         const char* bytes = static_cast<const char*>(data->d_buf);
@@ -135,6 +138,7 @@ std::string ElfImage::buildId() const {
 
 bool ElfImage::hasSymbols() const {
     std::size_t names = 0;
+    // A file may have no sections at all; nothing that runs needs them.
     if (elf_getshdrstrndx(elf_.get(), &names) != 0) {
         return false;
     }
@@ -164,6 +168,7 @@ std::vector<GElf_Dyn> ElfImage::dynamic() const {
     }
     Elf_Data* data = raw(segment->p_offset, segment->p_filesz, ELF_T_DYN, "the dynamic segment");
     GElf_Dyn entry;
+    // A segment without DT_NULL ends where libelf has no further entry. The file's size bounds the number of them.
     for (int i = 0; gelf_getdyn(data, i, &entry) != nullptr && entry.d_tag != DT_NULL; ++i) {
         entries.push_back(entry);
     }
@@ -172,6 +177,8 @@ std::vector<GElf_Dyn> ElfImage::dynamic() const {
 
 Chunk ElfImage::at(std::uint64_t address, std::uint64_t size, const char* what) const {
     for (const GElf_Phdr& segment : segments_) {
+        // Compared as a difference: address plus size may wrap. Bytes beyond p_filesz are zeros that the loader
+        // makes, and no table lies there.
         if (segment.p_type != PT_LOAD || address < segment.p_vaddr ||
             address - segment.p_vaddr >= segment.p_filesz) {
             continue;
@@ -184,6 +191,7 @@ Chunk ElfImage::at(std::uint64_t address, std::uint64_t size, const char* what) 
         }
         // The segment may promise more bytes than the file has: callers get those that are there.
         const std::uint64_t wanted = std::min({size, segment.p_filesz - inSegment, fileBytes_ - offset});
+        // Nothing to ask libelf for: the bytes lie after the end of the file, or the caller wants none.
         if (wanted == 0) {
             return {};
         }
@@ -220,6 +228,7 @@ std::vector<GElf_Sym> ElfImage::symbols(std::uint64_t address, std::size_t count
     return symbols;
 }
 
+/// The section's size is the file's word and may be wrong: callers bound the number and compare it with the file.
 std::optional<std::uint64_t> ElfImage::symbolsInSection(std::uint64_t address) const {
     Elf_Scn* section = nullptr;
     while ((section = elf_nextscn(elf_.get(), section)) != nullptr) {
@@ -232,6 +241,7 @@ std::optional<std::uint64_t> ElfImage::symbolsInSection(std::uint64_t address) c
     return std::nullopt;
 }
 
+/// `size` is at most 8, and the caller has checked that so many bytes are there. They need no alignment.
 std::uint64_t ElfImage::load(const unsigned char* bytes, std::size_t size) const noexcept {
     std::uint64_t value = 0;
     for (std::size_t i = 0; i < size; ++i) {

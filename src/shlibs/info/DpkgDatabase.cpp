@@ -10,8 +10,10 @@ namespace bex::shlibs {
 
 namespace {
 
+// dpkg keeps one file per kind below info/, named after the package, with ":ARCH" for those of Multi-Arch: same.
 constexpr std::string_view kList = ".list";
 
+/// For a name that ends so; a shorter one gives what substr() makes of a wrapped length: the whole name.
 std::string_view withoutEnd(std::string_view name, std::string_view end) {
     return name.substr(0, name.size() - end.size());
 }
@@ -27,10 +29,14 @@ std::string withoutArchitecture(const std::string& package) {
 void DpkgDatabase::readList(const std::string& package, Owners& owners) const {
     const std::string text = readTextFile(admindir_ + "/info/" + package + std::string(kList)).value_or("");
     std::string_view all = text;
+    // The lists have hundreds of thousands of lines, few of which are libraries: a search for the text is faster
+    // than reading lines. rfind() gives npos in the first line, and npos + 1 is its begin.
     for (std::size_t at = all.find(".so"); at != std::string_view::npos;) {
         const std::size_t begin = all.rfind('\n', at) + 1;
         const std::size_t end = std::min(all.find('\n', at), all.size());
         std::vector<std::string>& packages = owners[std::string(all.substr(begin, end - begin))];
+        // A list may name a file twice; names of one package come together, so that the last owner is enough to
+        // compare.
         if (packages.empty() || packages.back() != package) {
             packages.push_back(package);
         }
@@ -41,6 +47,7 @@ void DpkgDatabase::readList(const std::string& package, Owners& owners) const {
 void DpkgDatabase::readLists(Lists lists, Owners& owners) const {
     std::set<std::string_view> libraries;
     const std::vector<std::string> names = namesIn(admindir_ + "/info");
+    // Views into names, which is not changed below.
     for (const std::string_view end : {".symbols", ".shlibs"}) {
         for (const std::string& name : names) {
             if (endsWith(name, end)) {
@@ -64,6 +71,7 @@ void DpkgDatabase::readDiversions() {
     std::string_view to;
     std::string_view package;
     diversions_.emplace();
+    // A last diversion that is cut short is left out.
     while (nextLine(rest, from) && nextLine(rest, to) && nextLine(rest, package)) {
         (*diversions_)[std::string(from)] = package;
     }
@@ -76,11 +84,13 @@ std::vector<std::string> DpkgDatabase::withoutDiverted(const std::vector<std::st
     }
     const auto diversion = diversions_->find(name);
     std::vector<std::string> owners;
+    // The file under this name is the diverting package's; every other package's has been moved elsewhere.
     for (const std::string& package : packages) {
         if (diversion != diversions_->end() && withoutArchitecture(package) == diversion->second) {
             owners.push_back(package);
         }
     }
+    // No diversion, or one by an administrator or by a package that has no such file.
     if (owners.empty()) {
         return packages;
     }
@@ -101,6 +111,8 @@ std::vector<std::string> DpkgDatabase::ownersOf(const std::string& name, Lists l
 }
 
 PackageInfo& DpkgDatabase::info(const std::string& package, const std::string& architecture) {
+    // By package alone: the architecture is the same in all calls of one search. References stay valid as it
+    // grows.
     std::unique_ptr<PackageInfo>& place = infos_[package];
     if (place == nullptr) {
         place = std::make_unique<PackageInfo>(package, readSymbols(package, architecture),
@@ -111,6 +123,7 @@ PackageInfo& DpkgDatabase::info(const std::string& package, const std::string& a
 
 std::optional<NamedText> DpkgDatabase::readSymbols(const std::string& package,
                                                    const std::string& architecture) const {
+    // dpkg-shlibdeps(1): an administrator's file for the architecture, then one for all, then the package's own.
     for (const std::string& name : {package, withoutArchitecture(package)}) {
         for (const std::string& end : {"." + architecture, std::string()}) {
             if (auto symbols = readNamedText(overrides_ + "/symbols/" + name + ".symbols" + end)) {
@@ -122,6 +135,7 @@ std::optional<NamedText> DpkgDatabase::readSymbols(const std::string& package,
 }
 
 std::string DpkgDatabase::nativeArchitecture() const {
+    // The newline in front lets the first paragraph match the same way as the others.
     const std::string text = "\n" + readTextFile(admindir_ + "/status").value_or("");
     const std::size_t begin = text.find("\nPackage: dpkg\n");
     constexpr std::string_view field = "\nArchitecture: ";
@@ -129,6 +143,8 @@ std::string DpkgDatabase::nativeArchitecture() const {
         return {};
     }
     const std::size_t at = text.find(field, begin);
+    // A field after the empty line belongs to another package. In the last paragraph find() gives npos, which is
+    // greater than any position.
     if (at == std::string::npos || at > text.find("\n\n", begin)) {
         return {};
     }

@@ -16,6 +16,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
+/// Sorted, and only in the directory itself: those below it are not looked at.
 std::vector<std::string> packagesIn(const std::string& directory) {
     std::vector<std::string> paths;
     for (const std::string& name : namesIn(directory)) {
@@ -34,6 +35,7 @@ std::string valueOf(const stream::ControlParagraph& control, const char* field) 
     return *value;
 }
 
+/// A copy: the reader ends with add(), and the text is parsed only when a library is asked for.
 std::optional<NamedText> memberOf(const stream::PackageReader& reader, const char* name, const std::string& path) {
     const stream::ControlMember* member = reader.findControlMember(name);
     if (member == nullptr) {
@@ -55,9 +57,11 @@ PackageSet::PackageSet(const std::vector<std::string>& paths, const stream::Read
             add(package, reading);
         }
     }
+    // paths is not empty here: a set is only made where some were given.
     if (packages_.empty()) {
         throw failure(ErrorKind::invalidInput, paths.front(), "has no packages");
     }
+    // Names come in this order to providersOf(), whatever the order of the arguments was.
     std::sort(packages_.begin(), packages_.end(),
               [](const Package& a, const Package& b) { return a.name < b.name; });
 }
@@ -66,6 +70,7 @@ void PackageSet::add(const std::string& path, const stream::ReadOptions& reading
     const stream::PackageReader reader(path, reading);
     Package package{valueOf(reader.control(), "Package"), valueOf(reader.control(), "Architecture"),
                     valueOf(reader.control(), "Version"), nullptr};
+    // Before it is compared below, which would throw without naming the package.
     if (!isVersion(package.version)) {
         throw damaged(
             path, "its Version is \"" + stream::escapeForDisplay(package.version) + "\", which is not a version");
@@ -73,6 +78,7 @@ void PackageSet::add(const std::string& path, const stream::ReadOptions& reading
     package.info =
         std::make_unique<PackageInfo>(package.name + ":" + package.architecture, memberOf(reader, "symbols", path),
                                       memberOf(reader, "shlibs", path));
+    // Linear in the packages, so quadratic in all; opening a package costs far more.
     const auto same = std::find_if(packages_.begin(), packages_.end(), [&](const Package& other) {
         return other.name == package.name && other.architecture == package.architecture;
     });
@@ -86,8 +92,10 @@ void PackageSet::add(const std::string& path, const stream::ReadOptions& reading
 std::vector<PackageInfo*> PackageSet::providersOf(const std::string& soname, const std::string& architecture,
                                                   std::vector<std::string>& notes) {
     std::vector<PackageInfo*> providers;
+    // Notes on shlibs files are dropped here: describing the chosen package reads the file again and keeps them.
     std::vector<std::string> ignored;
     for (const Package& package : packages_) {
+        // Both files are asked: a package counts when either of them has the library.
         if ((package.architecture == architecture || package.architecture == "all") &&
             (package.info->symbolsOf(soname, architecture, notes) != nullptr ||
              package.info->dependencyOf(soname, ignored))) {

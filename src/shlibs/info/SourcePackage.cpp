@@ -15,6 +15,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
+/// What cannot be examined is not a file here: a tree without those files has nothing to say.
 bool isFile(const std::string& path) {
     std::error_code failure;
     return fs::is_regular_file(path, failure);
@@ -42,6 +43,7 @@ const std::vector<std::string>& SourcePackage::trees() {
         trees_.emplace();
         for (const std::string& name : namesIn(directory_)) {
             std::string tree = directory_ + "/" + name;
+            // Directories with a leading dot are debhelper's own, such as .debhelper.
             if (name.front() != '.' && (isFile(tree + "/DEBIAN/symbols") || isFile(tree + "/DEBIAN/shlibs"))) {
                 trees_->push_back(std::move(tree));
             }
@@ -52,6 +54,7 @@ const std::vector<std::string>& SourcePackage::trees() {
 
 std::string SourcePackage::treeAround(const std::string& path) {
     std::error_code failure;
+    // Ends at "/", which has no relative path: a DEBIAN directory there would make the whole disk a tree.
     for (fs::path place = fs::absolute(path, failure).lexically_normal(); place.has_relative_path();
          place = place.parent_path()) {
         if (fs::is_directory(place / "DEBIAN", failure)) {
@@ -74,12 +77,14 @@ PackageInfo& SourcePackage::infoOf(const std::string& tree) {
 std::optional<std::string> SourcePackage::localDependencyOf(const std::string& soname,
                                                             std::vector<std::string>& notes) {
     if (local_ == nullptr) {
+        // The file has the form of a shlibs file and belongs to no package, so the name stays empty.
         local_ = std::make_unique<PackageInfo>("", std::nullopt, readNamedText(directory_ + "/shlibs.local"));
     }
     return local_->dependencyOf(soname, notes);
 }
 
 void SourcePackage::readBuildDependencies() {
+    // Set even where there is no control file, so that it is looked for once.
     buildDependencies_.emplace();
     const std::string path = directory_ + "/control";
     const std::string paragraph = firstParagraph(readTextFile(path).value_or(""));
@@ -106,6 +111,7 @@ std::string SourcePackage::builtWith(const std::string& package, const std::stri
     std::string newest;
     for (const Alternatives& alternatives : *buildDependencies_) {
         for (const Relation& relation : alternatives) {
+            // Only a lower bound says what the build really had at least.
             if (relation.package == package && (relation.sign == ">=" || relation.sign == ">>") &&
                 concerns(relation, architecture) && isVersion(relation.version) &&
                 (newest.empty() || compareVersions(relation.version, newest) > 0)) {

@@ -23,6 +23,8 @@ constexpr std::uint64_t kMaximumWork = std::uint64_t{256} << 20;
 constexpr std::size_t kMaximumMangledBytes = 1024;
 constexpr std::size_t kMaximumReferences = 16;
 
+/// Counts what may be a substitution ("S_", "S0_", "T_") by the text alone: letters of a plain name may count too,
+/// which only leaves a symbol as it is. One pass, before the demangler sees the name.
 std::size_t referencesIn(std::string_view mangled) {
     std::size_t count = 0;
     for (std::size_t i = 0; i + 1 < mangled.size(); ++i) {
@@ -44,6 +46,7 @@ std::string demangled(std::string_view symbol) {
         referencesIn(name) > kMaximumReferences) {
         return {};
     }
+    // The text is the demangler's, allocated by malloc(): free() and not delete ends it.
     int status = 0;
     const std::unique_ptr<char, void (*)(void*)> text(abi::__cxa_demangle(name.c_str(), nullptr, nullptr, &status),
                                                       std::free);
@@ -59,21 +62,27 @@ bool hasTag(const Tags& tags, std::string_view name) noexcept {
     return std::any_of(tags.begin(), tags.end(), [name](const auto& tag) { return tag.first == name; });
 }
 
+/// Patterns in three groups, asked in the order of deb-src-symbols(5): aliases by demangled name, aliases by
+/// version, and generic patterns in the order of their lines. The first two are look-ups, whatever their number
+/// is.
 class SymbolPatterns::State {
 public:
     explicit State(std::string where) : where_(std::move(where)) {}
 
     void add(std::string_view expression, const Tags& tags, std::size_t line) {
+        // Every pattern has a number, aliases too: the caller keeps lines by it.
         const std::size_t number = count_++;
         std::vector<std::string> kinds;
         for (const auto& [name, value] : tags) {
             if (name == "c++" || name == "symver" || name == "regex") {
+                // In the order of the tags, which is the order in which matches() applies them.
                 kinds.emplace_back(name);
             }
         }
         needDemangling_ = needDemangling_ || hasTag(tags, "c++");
         if (kinds.size() == 1 && kinds.front() != "regex") {
             auto& aliases = kinds.front() == "c++" ? demangled_ : versions_;
+            // Of two equal aliases the first stays.
             aliases.emplace(expression, number);
             return;
         }
@@ -91,9 +100,11 @@ public:
         if (needDemangling_) {
             readable = demangled(symbol);
         }
+        // An empty name means that the symbol is not demangled: it must not find an alias with an empty name.
         if (const auto found = demangled_.find(readable); found != demangled_.end() && !readable.empty()) {
             return found->second;
         }
+        // Callers give "name@version". Without an "@", npos + 1 makes the whole symbol the version.
         const std::string version(symbol.substr(symbol.rfind('@') + 1));
         if (const auto found = versions_.find(version); found != versions_.end()) {
             return found->second;
@@ -114,6 +125,7 @@ private:
         std::unique_ptr<re2::RE2> compiled;
     };
 
+    /// Null for a pattern without the tag. RE2 bounds the memory of the compiled form and matches in linear time.
     std::unique_ptr<re2::RE2> compiled(std::string_view expression, const Tags& tags, std::size_t line) const {
         if (!hasTag(tags, "regex")) {
             return nullptr;
@@ -131,6 +143,7 @@ private:
 
     /// Each kind looks at what the one before it made of the symbol; only demangling changes it.
     bool matches(const Generic& pattern, std::string_view symbol, std::string_view readable) {
+        // Counted over the whole life of the object, so that many files against many patterns are bounded too.
         work_ += symbol.size() + readable.size();
         if (work_ > kMaximumWork) {
             throw failure(ErrorKind::limitExceeded, where_, "its patterns would take too much time");
@@ -142,6 +155,8 @@ private:
                 if (subject.empty()) {
                     return false;
                 }
+                // Together with a regular expression, the text is that expression and not a version: it alone
+                // decides then.
             } else if (kind == "symver") {
                 if (symbol.substr(symbol.rfind('@') + 1) != pattern.expression && pattern.compiled == nullptr) {
                     return false;
@@ -159,6 +174,7 @@ private:
     bool needDemangling_ = false;
     std::unordered_map<std::string, std::size_t> demangled_;
     std::unordered_map<std::string, std::size_t> versions_;
+    // The only group whose cost grows with its size: kMaximumExpressions and work_ bound it.
     std::vector<Generic> generic_;
     std::uint64_t work_ = 0;
 };

@@ -37,6 +37,7 @@ bool takeTags(std::string_view& line, Tags& tags) {
     }
     std::string_view rest = line.substr(1, end - 1);
     line.remove_prefix(end + 1);
+    // Each round takes the tag and the sign after it, so the loop ends also where tags are empty.
     while (!rest.empty()) {
         const std::string_view tag = rest.substr(0, rest.find('|'));
         rest.remove_prefix(std::min(tag.size() + 1, rest.size()));
@@ -57,6 +58,7 @@ bool takeSymbol(std::string_view& line, bool tagged, std::string& symbol) {
         line.remove_prefix(end + 1);
     }
     const std::string_view plain = line.substr(0, line.find_first_of(" \t"));
+    // Of a quoted name this is what follows the closing quote, such as "@Base" or nothing.
     symbol += plain;
     line.remove_prefix(plain.size());
     return !symbol.empty();
@@ -67,6 +69,7 @@ bool parse(std::string_view line, TaggedSymbol& result) {
     if (!takeTags(line, result.tags) || !takeSymbol(line, !result.tags.empty(), result.symbol)) {
         return false;
     }
+    // The rest of the line is the version, and perhaps the number of a template: deb-symbols(5).
     result.version = nextWord(line);
     const std::string_view number = nextWord(line);
     if (!number.empty()) {
@@ -95,6 +98,7 @@ bool isFor(const Tags& tags, std::string_view architecture) {
 }  // namespace
 
 std::optional<LibrarySymbols::Since> LibrarySymbols::find(std::string_view symbol) const {
+    // checkTemplates() has seen that every line's number is in range.
     const auto given = [this](const Line& line) { return Since{line.version, &templates[line.templateNumber]}; };
     if (const auto found = lines.find(symbol); found != lines.end()) {
         return given(found->second);
@@ -106,6 +110,7 @@ std::optional<LibrarySymbols::Since> LibrarySymbols::find(std::string_view symbo
     if (!pattern) {
         return std::nullopt;
     }
+    // A line was added with each pattern, in the same order, so the number is in range.
     return given(patternLines[*pattern]);
 }
 
@@ -121,6 +126,7 @@ void SymbolsFile::indexParts() {
     std::string_view rest = text_;
     std::vector<Part>* current = nullptr;
     std::size_t number = 0;
+    // The begin of the current part. A part grows line by line; empty lines and comments within it are inside too.
     const char* begin = nullptr;
     for (std::string_view line; nextLine(rest, line);) {
         ++number;
@@ -131,6 +137,7 @@ void SymbolsFile::indexParts() {
             !isBlank(line.front()) && line.front() != '|' && line.front() != '*' && line.front() != '(';
         if (isHeader) {
             std::string_view words = line;
+            // The pointer stays valid: the map moves no values when it grows.
             current = &libraries_[std::string(nextWord(words))].parts;
             current->push_back({line, number});
             begin = line.data();
@@ -145,6 +152,7 @@ void SymbolsFile::indexParts() {
     }
 }
 
+/// In no particular order, as the map has none.
 std::vector<std::string> SymbolsFile::sonames() const {
     std::vector<std::string> names;
     for (const auto& [name, library] : libraries_) {
@@ -170,6 +178,7 @@ const LibrarySymbols* SymbolsFile::find(const std::string& soname) {
         checkTemplates(symbols);
         library.symbols = std::move(symbols);
     }
+    // The value never moves: it lies in the map, which neither grows nor shrinks after the constructor.
     return &*library.symbols;
 }
 
@@ -181,6 +190,7 @@ void SymbolsFile::read(const Part& part, LibrarySymbols& into) {
         if (line.empty() || line.front() == '#') {
             continue;
         }
+        // deb-symbols(5): the first character decides what kind of line it is.
         if (isBlank(line.front())) {
             readSymbol(trimmed(line), number, into);
         } else if (line.front() == '|') {
@@ -197,6 +207,7 @@ void SymbolsFile::read(const Part& part, LibrarySymbols& into) {
 
 /// A header that comes again replaces the templates and keeps the symbols.
 void SymbolsFile::readHeader(std::string_view line, LibrarySymbols& into) {
+    // Past the library's name, which indexParts() has read; the dependency is what remains.
     nextWord(line);
     if (trimmed(line).empty()) {
         notes_.push_back(
@@ -212,10 +223,12 @@ void SymbolsFile::readSymbol(std::string_view line, std::size_t number, LibraryS
         notes_.push_back(damaged(where_, "is not a line of a symbols file", number).what());
         return;
     }
+    // A file has thousands of symbols and few versions: each version is parsed and compared once.
     const auto [version, isNew] = into.versions.try_emplace(found.version, false);
     if (isNew && !isVersion(found.version)) {
         throw damaged(where_, "\"" + stream::escapeForDisplay(found.version) + "\" is not a version", number);
     }
+    // After the checks: a broken line is reported for every architecture.
     if (!isFor(found.tags, architecture_)) {
         return;
     }
@@ -225,6 +238,7 @@ void SymbolsFile::readSymbol(std::string_view line, std::size_t number, LibraryS
         found.symbol.erase(0, oldPattern.size());
         found.tags.emplace_back("symver", "");
     }
+    // Patterns do not count for the smallest version below: they need not match any symbol.
     if (SymbolPatterns::arePattern(found.tags)) {
         into.patterns.add(found.symbol, found.tags, number);
         into.patternLines.push_back(value);
@@ -236,6 +250,7 @@ void SymbolsFile::readSymbol(std::string_view line, std::size_t number, LibraryS
         notes_.push_back(damaged(where_, "has a quoted name that is not a pattern", number).what());
         return;
     }
+    // The key must be a view of the file's text, since `found` ends here. Of two equal lines the later one counts.
     into.lines[line.substr(at, found.symbol.size())] = value;
     if (version->second) {
         return;

@@ -15,6 +15,7 @@ namespace {
 /// Files that include each other end here.
 constexpr std::size_t kMaximumConfigurationFiles = 256;
 
+/// Sorted by glob(3); empty where nothing matches or a directory cannot be read, as for ldconfig(8).
 std::vector<std::string> filesMatching(const std::string& pattern) {
     glob_t found{};
     std::vector<std::string> files;
@@ -37,6 +38,7 @@ public:
 
 private:
     void read(const std::string& path) {
+        // Each file counts once: files that include each other would never end.
         if (files_.size() >= kMaximumConfigurationFiles || !files_.insert(path).second) {
             return;
         }
@@ -48,6 +50,7 @@ private:
             if (nextWord(words) == "include") {
                 include(trimmed(words), path);
             } else if (!line.empty() && line.front() == '/') {
+                // "DIRECTORY=TYPE" is the old form of a line, whose type no longer means anything.
                 directories_.push_back(plainAbsolute(line.substr(0, line.find('='))));
             }
         }
@@ -56,6 +59,7 @@ private:
     void include(std::string_view pattern, const std::string& from) {
         std::string directory = from.substr(0, from.rfind('/') + 1);
         if (!pattern.empty() && pattern.front() == '/') {
+            // An absolute pattern means a path of the system that is searched, not of this machine.
             directory = sysroot_;
         }
         for (const std::string& file : filesMatching(directory + std::string(pattern))) {
@@ -68,6 +72,7 @@ private:
     std::vector<std::string> directories_;
 };
 
+/// Goes on after each replacement, so that it ends even where `by` contains `what`.
 void replaceAll(std::string& text, std::string_view what, std::string_view by) {
     for (std::size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + by.size())) {
         text.replace(at, what.size(), by);
@@ -93,16 +98,20 @@ LibrarySearch::LibrarySearch(const std::string& sysroot, std::string native)
 std::vector<std::string> LibrarySearch::directoriesFor(const SearchFrom& from,
                                                        const std::vector<std::string>& libdirs) const {
     const std::string architecture = architectureOf(from.machine);
+    // Empty for machines that Debian has no name for: $LIB is "lib/" then, and the architecture's directories drop
+    // out.
     const std::string multiarch(multiarchOf(architecture));
     std::vector<std::string> all;
     for (const std::string& path : from.searchPath) {
         all.push_back(expanded(path, from.origin, "lib/" + multiarch));
     }
     all.insert(all.end(), libdirs.begin(), libdirs.end());
+    // The order of the pushes below is the order of the search: see the header.
     std::vector<std::string> own;
     if (!multiarch.empty()) {
         own = {"/lib/" + multiarch, "/usr/lib/" + multiarch};
     }
+    // For a foreign architecture /lib holds libraries of the machine itself, so its own directories come first.
     if (architecture != native_) {
         all.insert(all.end(), own.begin(), own.end());
     }
@@ -112,10 +121,12 @@ std::vector<std::string> LibrarySearch::directoriesFor(const SearchFrom& from,
     all.insert(all.end(), {"/lib32", "/usr/lib32", "/lib64", "/usr/lib64"});
     std::vector<std::string> directories;
     for (const std::string& directory : all) {
+        // A relative directory means the working directory of whoever runs the program, which is not known here.
         if (directory.empty() || directory.front() != '/') {
             continue;
         }
         std::string plain = plainAbsolute(directory);
+        // The first mention decides the order. Linear each time, for some twenty directories.
         if (std::find(directories.begin(), directories.end(), plain) == directories.end()) {
             directories.push_back(std::move(plain));
         }
@@ -125,7 +136,9 @@ std::vector<std::string> LibrarySearch::directoriesFor(const SearchFrom& from,
 
 std::optional<std::string> LibrarySearch::find(const std::string& library, const SearchFrom& from,
                                                const std::vector<std::string>& directories, Root& root) {
+    // A file for another machine is passed over, as by the loader: the search goes on in the next directory.
     const auto fits = [&](const std::string& path) { return root.machineAt(path) == from.machine; };
+    // ld.so(8): a name with a slash is a path and is not searched for.
     if (library.find('/') != std::string::npos) {
         std::string path = plainAbsolute(expanded(library, from.origin, "lib"));
         if (!fits(path)) {

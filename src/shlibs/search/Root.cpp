@@ -22,6 +22,7 @@ namespace fs = std::filesystem;
 /// As many symlinks as the kernel follows.
 constexpr unsigned kMaximumLinks = 40;
 
+/// Without empty components and "."; ".." stays, since it means something only once symlinks are followed.
 std::deque<std::string> componentsOf(std::string_view path) {
     std::deque<std::string> components;
     while (!path.empty()) {
@@ -45,6 +46,8 @@ std::string parentOf(const std::string& path) {
 /// symlink, or "" for anything else. Nothing where there are too many.
 template <typename LinkAt>
 std::optional<std::string> resolve(const std::string& path, LinkAt&& linkAt) {
+    // `done` has no symlinks in it and begins with "/" or is empty, which is the root. Each round takes one
+    // component off `left`; only symlinks add to it, and their number is bounded.
     std::deque<std::string> left = componentsOf(path);
     std::string done;
     unsigned links = 0;
@@ -63,6 +66,7 @@ std::optional<std::string> resolve(const std::string& path, LinkAt&& linkAt) {
         if (++links > kMaximumLinks) {
             return std::nullopt;
         }
+        // An absolute target begins at the root of the tree, so that it never leads out of it.
         if (target.front() == '/') {
             done.clear();
         }
@@ -72,6 +76,7 @@ std::optional<std::string> resolve(const std::string& path, LinkAt&& linkAt) {
     return done;
 }
 
+/// Nothing for what cannot be read, is not a regular file, or is not ELF: the search takes the next candidate.
 std::optional<Machine> machineOfFile(const std::string& path) {
     const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     struct stat status {};
@@ -79,6 +84,7 @@ std::optional<Machine> machineOfFile(const std::string& path) {
         return std::nullopt;
     }
     std::array<char, kElfHeaderBytes> header{};
+    // One call: machineOf() refuses a header that came in part.
     const ssize_t size = ::pread(file.get(), header.data(), header.size(), 0);
     if (size <= 0) {
         return std::nullopt;
@@ -88,6 +94,7 @@ std::optional<Machine> machineOfFile(const std::string& path) {
 
 }  // namespace
 
+// No path is a symlink here, so that resolving is left with ".", ".." and doubled slashes, and never fails.
 std::string plainAbsolute(std::string_view path) {
     return resolve(std::string(path), [](const std::string&) { return std::string(); }).value_or("");
 }
@@ -95,12 +102,14 @@ std::string plainAbsolute(std::string_view path) {
 std::string DiskRoot::realPath(const std::string& path) {
     const auto linkAt = [this](const std::string& place) {
         std::error_code failure;
+        // Empty on any failure, which means "not a symlink": the path is then used as it is.
         return fs::read_symlink(directory_ + place, failure).string();
     };
     return resolve(path, linkAt).value_or(path);
 }
 
 std::optional<Machine> DiskRoot::machineAt(const std::string& path) {
+    // The answer is kept, "no library" too: a tree is taken not to change during one search.
     const auto [place, isNew] = known_.try_emplace(path);
     if (isNew) {
         place->second = readMachine(path);
@@ -109,6 +118,7 @@ std::optional<Machine> DiskRoot::machineAt(const std::string& path) {
 }
 
 std::optional<Machine> DiskRoot::readMachine(const std::string& path) {
+    // The machine's own root: the kernel follows its symlinks.
     if (directory_.empty()) {
         return machineOfFile(path);
     }
@@ -132,6 +142,7 @@ std::string PackageRoot::realPath(const std::string& path) {
 }
 
 std::optional<Machine> PackageRoot::machineAt(const std::string& path) {
+    // realPath() leaves out "." and doubled slashes; entries were added under such plain paths too.
     const auto found = files_.find(realPath(path));
     if (found == files_.end()) {
         return std::nullopt;
