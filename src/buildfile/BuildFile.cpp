@@ -18,15 +18,18 @@ namespace bex::buildfile {
 
 namespace {
 
+// A build file is written by hand. The parser reads it whole, so its size is bounded first.
 constexpr std::size_t kMostBytes = std::size_t{16} << 20;
 // In the order in which debhelper has them: a system with another init may have one of the smaller programs alone.
 constexpr const char* kSysusersPackages = "systemd | systemd-standalone-sysusers | systemd-sysusers";
 
+/// The whole file, which the build file names at path.at: messages name that place.
 std::string contentsOf(const NamedPath& path, const Description& description) {
     errno = 0;
     std::ifstream file(path.path, std::ios::binary);
     std::ostringstream text;
     text << file.rdbuf();
+    // A stream opens a directory without an error and reads nothing from it.
     if (std::filesystem::is_directory(path.path)) {
         failSystem(description.file, path.at, path.path, EISDIR);
     }
@@ -36,10 +39,13 @@ std::string contentsOf(const NamedPath& path, const Description& description) {
     return text.str();
 }
 
+/// Does all reading in the constructor, so that every error of the description comes before a package is begun.
 class DescribedPackage : public BuildFile {
 public:
     DescribedPackage(Description description, stream::ControlParagraph& control)
         : description_(std::move(description)), payload_(description_) {
+        // The order matters. Names of files below are made from the merged fields; later lines of contents refine
+        // earlier ones; scripts need to know the units and owners of all that was added.
         mergeControl(control);
         for (const Content& line : description_.contents) {
             payload_.add(line);
@@ -73,16 +79,20 @@ public:
 private:
     void mergeControl(stream::ControlParagraph& control) {
         for (const auto& field : control.fields()) {
+            // Fields that the caller has set already, from the command line, win over those of the file.
             description_.control.set(field.name, field.value);
         }
         if (description_.sysusers) {
+            // postinst calls the program, so it must be configured before: Depends gives that.
             std::string depends = fieldOf("Depends");
             stream::appendPart(depends, ", ", kSysusersPackages);
             description_.control.set("Depends", depends);
         }
+        // The caller's paragraph becomes the merged one, which the package is built from.
         control = description_.control;
     }
 
+    /// The merged field's value; empty where there is none.
     std::string fieldOf(const char* name) const {
         const std::string* value = description_.control.find(name);
         if (value == nullptr) {
@@ -94,6 +104,8 @@ private:
     /// Packages the unit, unless it is a path of the package, and returns its name.
     std::string addUnit(const NamedPath& unit, const std::string& directory) {
         const std::string name = unit.path.substr(unit.path.rfind('/') + 1);
+        // A path that contents bring is installed already, and is meant before a file of that name on this
+        // machine.
         if (unit.path.front() != '/' || !payload_.has(stream::plainPath(unit.path))) {
             payload_.addFile(unit, directory + name);
         }
@@ -111,9 +123,11 @@ private:
         steps_.enable = systemd.enable;
         steps_.start = systemd.start;
         steps_.restartOnUpgrade = systemd.restartOnUpgrade;
+        // The package's name keeps files of different packages apart in directories that they share.
         const std::string name = fieldOf("Package") + ".conf";
         if (description_.sysusers) {
             steps_.sysusers = contentsOf(*description_.sysusers, description_);
+            // The text becomes a here-document of preinst, whose end must be a line of its own.
             if (steps_.sysusers.empty() || steps_.sysusers.back() != '\n') {
                 steps_.sysusers += '\n';
             }
@@ -124,12 +138,14 @@ private:
             steps_.tmpfilesName = name;
             payload_.addFile(*description_.tmpfiles, "usr/lib/tmpfiles.d/" + name);
         }
+        // Last, when all of the payload is known: dpkg resolves owners' names as it unpacks, before postinst runs.
         steps_.usersAtUnpacking = payload_.hasNamedOwners();
     }
 
     void readScripts() {
         std::map<std::string, std::string> own;
         for (const auto& [member, path] : description_.scripts) {
+            // Control members without steps (rules, templates, config) pass through this map as well.
             own.emplace(member, contentsOf(path, description_));
         }
         members_ = maintainerScripts(steps_, own, description_);
@@ -180,6 +196,8 @@ std::unique_ptr<BuildFile> readBuildFile(const std::string& path, const std::str
 
 bex::buildfile::BuildFile* bexReadBuildFile(const std::string& path, const std::string& text,
                                             bex::stream::ControlParagraph& control) {
+    // The tool finds this function by name in the library, so that it hands over a plain pointer: the caller owns
+    // it.
     return bex::buildfile::readBuildFile(path, text, control).release();
 }
 

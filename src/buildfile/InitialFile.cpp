@@ -21,6 +21,7 @@ namespace {
 std::set<std::string> namesIn(const std::string& directory) {
     std::set<std::string> names;
     std::error_code failure;
+    // Sets failure for the directory itself; only the first call's is an error, as packaging may be a file.
     const auto take = [&](const std::string& below) {
         const fs::path place = fs::path(directory) / below;
         for (fs::directory_iterator entry(place, failure), end; !failure && entry != end;
@@ -47,6 +48,7 @@ std::string packageName(const std::string& directory) {
         name.begin(), name.end(),
         [](char c) { return !stream::isAlphanumeric(c) && c != '+' && c != '-' && c != '.'; }, '-');
     name.erase(0, std::min(name.find_first_not_of("+-."), name.size()));
+    // Debian Policy 5.6.1: at least two characters, the first alphanumeric.
     return name.size() < 2 ? "my-package" : name;
 }
 
@@ -59,12 +61,14 @@ std::string quoted(const std::string& text) {
         }
         result += c;
         if (c == '$') {
+            // Not an escape of YAML's: the reader of build files takes "$$" for a dollar.
             result += '$';
         }
     }
     return result + '"';
 }
 
+/// From the variables that Debian's own tools read, such as dch(1); an example where one of them is missing.
 std::string maintainer() {
     const char* name = std::getenv("DEBFULLNAME");
     const char* address = std::getenv("DEBEMAIL");
@@ -74,6 +78,7 @@ std::string maintainer() {
     return std::string(name) + " <" + address + ">";
 }
 
+/// Only for names with something before the end: a file ".service" is not a unit.
 bool endsWith(const std::string& text, const std::string& end) {
     return text.size() > end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
 }
@@ -94,12 +99,14 @@ std::string contentsOf(const std::string& directory, const std::set<std::string>
         std::error_code failure;
         const fs::path path = fs::path(directory) / name;
         const fs::file_status status = fs::status(path, failure);
+        // Programs of the directory itself: scripts in packaging belong to the package and are not installed.
         const bool isProgram = !failure && fs::is_regular_file(status) && name.find('/') == std::string::npos &&
                                (status.permissions() & fs::perms::owner_exec) != fs::perms::none;
         if (isProgram) {
             lines += "  - src: " + quoted(name) + "\n    dst: " + quoted("/usr/bin/" + name) + "\n";
         }
     }
+    // The first of them: a package has one file with its terms.
     for (const char* licence : {"LICENSE", "LICENCE", "COPYING", "debian/copyright"}) {
         if (names.count(licence) != 0) {
             lines += "  - src: " + std::string(licence) + "\n    dst: /usr/share/doc/" + packageName(directory) +
@@ -107,6 +114,7 @@ std::string contentsOf(const std::string& directory, const std::set<std::string>
             break;
         }
     }
+    // An empty "contents:" would be a map's key without a value, so the key is a comment too.
     if (lines.empty()) {
         return "# What the package holds: a file or glob of this machine, and its place in the package.\n"
                "#contents:\n"

@@ -10,6 +10,8 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
+// Sections hold sections, so this and valueSchema() call each other; the vocabulary is a finite tree without
+// circles.
 Json schemaOf(const Section& section);
 
 /// YAML tells numbers from texts, and the reader does not: either may stand for a text.
@@ -17,11 +19,13 @@ Json textSchema() {
     return {{"type", {"string", "number", "boolean", "null"}}};
 }
 
+/// "null" stands for "key:" without a value, which means the same as no key.
 Json valueSchema(const Key& key) {
     switch (key.kind) {
         case KeyKind::text:
             return textSchema();
         case KeyKind::flag:
+            // A string too: the words of YAML 1.1, such as yes, are texts to a reader of YAML 1.2.
             return {{"type", {"boolean", "string", "null"}}};
         case KeyKind::choice: {
             Json words = Json::array();
@@ -36,9 +40,11 @@ Json valueSchema(const Key& key) {
             return schemaOf(*key.section);
         case KeyKind::sections: {
             Json items = schemaOf(*key.section);
+            // A section may be empty, but an item of a list may not.
             items["type"] = "object";
             return {{"type", {"array", "null"}}, {"items", items}};
         }
+        // Checked by nobody: the reader skips such values with a note, whatever they hold.
         case KeyKind::unmade:
         case KeyKind::foreign:
             break;
@@ -61,6 +67,7 @@ Json schemaOf(const Section& section) {
 std::string schema() {
     Json document = {{"$schema", "https://json-schema.org/draft/2020-12/schema"},
                      {"title", "A build file of bex, or of nfpm for Debian packages"}};
+    // Ordered JSON: properties come in the order of the vocabulary, and the file is the same on every run.
     document.update(schemaOf(documentSection()));
     document["type"] = "object";
     return document.dump(2) + "\n";

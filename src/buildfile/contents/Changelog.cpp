@@ -14,6 +14,7 @@ namespace bex::buildfile {
 
 namespace {
 
+/// The member's text; `usual` where it is missing or not a text.
 std::string textOf(const Value& map, std::string_view key, const std::string& usual) {
     const Value* value = map.find(key);
     if (value == nullptr || value->kind != Value::Kind::scalar) {
@@ -26,9 +27,12 @@ std::string textOf(const Value& map, std::string_view key, const std::string& us
 std::string dateOf(const Value& release, const std::string& file) {
     std::string text = textOf(release, "date", "");
     if (const std::size_t point = text.find('.'); point != std::string::npos) {
+        // strptime() knows no fractions. Where nothing follows the digits, npos minus point still erases to the
+        // end.
         text.erase(point, text.find_first_not_of("0123456789", point + 1) - point);
     }
     std::tm time{};
+    // glibc fills in the day of the week from the date, and %z takes "Z" as well as "+02:00".
     const char* end = strptime(text.c_str(), "%Y-%m-%dT%H:%M:%S%z", &time);
     if (end == nullptr || *end != '\0') {
         fail(file, release.at, "a release has no date such as 2019-10-18T16:05:33Z");
@@ -37,14 +41,17 @@ std::string dateOf(const Value& release, const std::string& file) {
     constexpr const char* kDays[] = {"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
     constexpr const char* kMonths[] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
                                        "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
+    // At most " YYYY HH:MM:SS +HHMM": it always fits. %z writes the offset that strptime() read.
     char rest[64];
     const std::tm local = time;
     std::strftime(rest, sizeof rest, " %Y %H:%M:%S %z", &local);
     std::string day = std::to_string(time.tm_mday);
+    // strptime() has bounded the day to 1 to 31: one digit or two.
     day.insert(0, 2 - day.size(), '0');
     return std::string(kDays[time.tm_wday]) + ", " + day + " " + kMonths[time.tm_mon] + rest;
 }
 
+/// One change, which chglog gives as a map with a note; further lines are indented below its bullet.
 void appendChange(const Value& change, std::string& text) {
     const std::string note = change.kind == Value::Kind::scalar ? change.text : textOf(change, "note", "");
     const char* indent = "  * ";
@@ -56,6 +63,7 @@ void appendChange(const Value& change, std::string& text) {
     });
 }
 
+/// One entry of deb-changelog(5): heading, changes, trailer with two blanks before the date.
 std::string releaseText(const Value& release, const std::string& file, const std::string& package) {
     VersionParts version;
     version.version = textOf(release, "semver", "");
@@ -96,6 +104,7 @@ std::string debianChangelog(const std::string& text, const std::string& file, co
     return changelog;
 }
 
+/// Debian Policy 12.7: a native package, whose version has no revision, has one changelog, its own.
 std::string changelogName(const std::string& version) {
     if (version.find('-') == std::string::npos) {
         return "changelog.gz";
@@ -110,6 +119,7 @@ std::string gzipped(const std::string& bytes) {
                      Z_DEFAULT_STRATEGY) != Z_OK) {
         throw std::bad_alloc();
     }
+    // A header without time and name: the same bytes give the same file on every run.
     std::string result(deflateBound(&stream, bytes.size()), '\0');
     stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(bytes.data()));  // zlib does not write to it
     stream.avail_in = static_cast<uInt>(bytes.size());

@@ -11,7 +11,9 @@ namespace bex::buildfile {
 
 namespace {
 
+// A backslash counts: a pattern with an escaped character must be read as one for the escape to go away.
 constexpr const char* kWildcards = "*?[{\\";
+// Pairs of braces multiply: ten of them with four words each are a million patterns.
 constexpr std::size_t kMostAlternatives = 1000;
 
 /// Where the brace that closes the one at `open` stands; npos where none does. Commas between them, in no braces
@@ -20,6 +22,7 @@ std::size_t closing(const std::string& text, std::size_t open, std::vector<std::
     std::size_t depth = 0;
     for (std::size_t i = open; i < text.size(); ++i) {
         if (text[i] == '\\') {
+            // An escaped character is never a brace or a comma.
             ++i;
         } else if (text[i] == '{') {
             ++depth;
@@ -38,6 +41,8 @@ std::vector<std::string> withoutBraces(const std::string& pattern) {
     std::vector<std::string> done;
     std::vector<std::string> open = {pattern};
     while (!open.empty()) {
+        // Each round opens one pair of braces, so that patterns get shorter and the loop ends. The order does not
+        // matter: a path is taken if any alternative takes it.
         const std::string text = std::move(open.back());
         open.pop_back();
         std::vector<std::size_t> ends;
@@ -68,6 +73,8 @@ bool Glob::isGlob(const std::string& path) noexcept {
 }
 
 Glob::Glob(const std::string& pattern) {
+    // The last slash before the first wildcard: the directory above needs no matching and is where the walk
+    // begins.
     const std::size_t slash = pattern.rfind('/', pattern.find_first_of(kWildcards));
     std::size_t begin = 0;
     root_ = ".";
@@ -78,6 +85,7 @@ Glob::Glob(const std::string& pattern) {
     for (const std::string& plain : withoutBraces(pattern.substr(begin))) {
         Alternative& components = alternatives_.emplace_back();
         stream::forEachPart(stream::plainPath(plain), '/', [&components](std::string_view part) {
+            // "**" counts only as a whole component; elsewhere it is the same as "*".
             components.push_back({part == "**", stream::Pattern(part)});
         });
     }
@@ -93,20 +101,24 @@ Glob::Answer Glob::answer(const Alternative& alternative, const std::string& pat
             states[++state] = true;  // stands for no component at all
         }
     };
+    // next[i] means: components before i have taken the path so far. The last element means that all have.
     reach(next, 0);
     Answer answer;
     stream::forEachPart(path, '/', [&](std::string_view part) {
         std::vector<bool> after(next.size());
         for (std::size_t state = 0; state < alternative.size(); ++state) {
             if (next[state] && alternative[state].isAnyDepth) {
+                // "**" has taken this component and may take further ones.
                 reach(after, state);
             } else if (next[state] && alternative[state].pattern.matches(std::string(part))) {
                 reach(after, state + 1);
             }
         }
         next = std::move(after);
+        // Not only at the end: what lies below a directory that the pattern takes is taken too.
         answer.takes = answer.takes || next.back();
     });
+    // Something is left that an entry below the path could still match.
     for (std::size_t state = 0; state < alternative.size(); ++state) {
         answer.mayBeBelow = answer.mayBeBelow || next[state];
     }

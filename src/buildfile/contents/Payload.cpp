@@ -22,12 +22,14 @@ using stream::EntryType;
 
 namespace {
 
+// st_mode without the bits for the type of the file.
 constexpr std::uint32_t kPermissions = 07777;
 
 bool endsInSlash(const std::string& path) {
     return !path.empty() && path.back() == '/';
 }
 
+/// A plain path, the key of items_: two spellings of one place must be one entry.
 std::string joined(const std::string& directory, const std::string& name) {
     return stream::plainPath(directory + "/" + name);
 }
@@ -37,11 +39,13 @@ std::string baseName(const std::string& path) {
     return plain.substr(plain.rfind('/') + 1);
 }
 
+/// lstat(): a symlink that leads nowhere has a name that is meant as it is, too.
 bool exists(const std::string& path) {
     struct stat status {};
     return lstat(path.c_str(), &status) == 0;
 }
 
+/// A hard link has the attributes of its first name, so they must agree to the last one.
 bool equal(const Attributes& left, const Attributes& right) {
     const auto tied = [](const Attributes& a) {
         return std::tie(a.mode, a.mtime, a.uid, a.gid, a.owner, a.group);
@@ -52,6 +56,7 @@ bool equal(const Attributes& left, const Attributes& right) {
 }  // namespace
 
 void Payload::add(const Content& line) {
+    // A line without src changes what came before; only a directory needs no source to be made.
     if (line.source.path.empty() && line.type != ContentType::directory) {
         refine(line);
         return;
@@ -78,17 +83,21 @@ void Payload::addFile(const NamedPath& source, const std::string& path) {
     line.at = source.at;
     line.source = source;
     line.destination = path;
+    // Files of the system's own kind, such as units: the mode on disk and the umask of a checkout do not count.
     line.info.mode = 0644;
     addOne(line);
 }
 
 std::string Payload::pathOf(const Content& line) const {
+    // plainPath() would keep "..", and the path could lead out of the package's root.
     if (stream::hasParentComponent(line.destination)) {
         fail(description_.file, line.at, quotedText(line.destination) + ": a path in a package can't hold \"..\"");
     }
     return stream::plainPath(line.destination);
 }
 
+/// Keeps the rule of the class: a line that names one entry replaces what a walk brought; directories may come any
+/// number of times; any other second entry for one path is an error at its line.
 void Payload::place(const std::string& path, Item item) {
     const auto [existing, added] = items_.try_emplace(path, item);
     if (added) {
@@ -96,6 +105,7 @@ void Payload::place(const std::string& path, Item item) {
     }
     const Item& earlier = existing->second;
     const bool areDirectories = earlier.type == EntryType::directory && item.type == EntryType::directory;
+    // A tree after the line for one of its directories must not undo that line's attributes.
     if (areDirectories && earlier.isNamed && !item.isNamed) {
         return;
     }
@@ -107,6 +117,7 @@ void Payload::place(const std::string& path, Item item) {
 }
 
 void Payload::setOwner(const FileInfo& info, Attributes& attributes) const {
+    // Only what the line gives is set: a refining line with an owner alone keeps the group.
     const stream::Ownership ownership = stream::ownershipOf(info.owner, info.group);
     if (!info.owner.empty()) {
         attributes.uid = ownership.uid;
@@ -133,6 +144,7 @@ Attributes Payload::attributesOf(const Content& line, const Entry& entry) const 
 void Payload::addSymlink(const Content& line) {
     Item item;
     item.type = EntryType::symlink;
+    // For a symlink src is the text of the link and need not exist on this machine.
     item.source = line.source.path;
     item.attributes.mtime = description_.mtime;
     if (line.info.mtime) {
@@ -158,6 +170,7 @@ void Payload::addDirectory(const Content& line) {
         setOwner(line.info, item.attributes);
     } else {
         struct stat status {};
+        // stat() and not lstat(): the directory's attributes are meant, also where src is a symlink to it.
         if (stat(line.source.path.c_str(), &status) != 0) {
             failSystem(description_.file, line.source.at, line.source.path, errno);
         }
@@ -173,11 +186,13 @@ void Payload::addDirectory(const Content& line) {
 void Payload::addTree(const Content& line) {
     const std::string path = pathOf(line);
     addWalked(line,
+              // The walk's functions are called within addWalked() alone, so that references to locals stay valid.
               {line.source.path, nullptr, [&path](const Entry& entry) { return joined(path, entry.path); }, true});
 }
 
 void Payload::addFiles(const Content& line) {
     const std::string& source = line.source.path;
+    // A file whose name has a character such as "[" is taken as that file.
     if (description_.globbing && Glob::isGlob(source) && !exists(source)) {
         addGlob(line);
         return;
@@ -191,6 +206,7 @@ void Payload::addFiles(const Content& line) {
         return;
     }
     const std::string path = pathOf(line);
+    // With a slash at the end of dst, the files of a directory go into it without the directories between.
     const bool flat = endsInSlash(line.destination);
     const auto placing = [&](const Entry& entry) {
         return joined(path, flat ? baseName(entry.path) : entry.path);
@@ -203,6 +219,7 @@ void Payload::addOne(const Content& line) {
     if (stat(line.source.path.c_str(), &status) != 0) {
         failSystem(description_.file, line.source.at, line.source.path, errno);
     }
+    // An entry as a walk would give it, so that one function makes the attributes of both.
     Entry entry;
     entry.mode = status.st_mode;
     entry.mtime = status.st_mtim.tv_sec;
@@ -213,6 +230,7 @@ void Payload::addOne(const Content& line) {
     item.isNamed = true;
     item.at = line.at;
     std::string path = pathOf(line);
+    // pathOf() has cut the slash off, which meant: keep the source's name.
     if (endsInSlash(line.destination)) {
         path = joined(path, baseName(line.source.path));
     }
@@ -226,6 +244,8 @@ void Payload::addGlob(const Content& line) {
         std::size_t found = 0;
         const auto filter = [&](const Entry& entry) {
             const std::string name = stream::plainPath(entry.path);
+            // Directories that lead to no match are not entered, so that the walk stays near what the pattern
+            // names.
             return glob.takes(name) || (entry.type == EntryType::directory && glob.mayBeBelow(name));
         };
         const auto placing = [&](const Entry& entry) {
@@ -233,6 +253,7 @@ void Payload::addGlob(const Content& line) {
             if (!glob.takes(name)) {
                 return std::string();
             }
+            // A directory that matches counts too, even where it holds no file.
             ++found;
             return joined(path, name);
         };
@@ -240,6 +261,7 @@ void Payload::addGlob(const Content& line) {
         if (found == 0) {
             fail(description_.file, line.source.at, "nothing matches " + quotedText(line.source.path));
         }
+        // Of the braces of the pattern: only here are the line and its place known.
     } catch (const std::length_error& e) {
         fail(description_.file, line.source.at, quotedText(line.source.path) + ": " + e.what());
     }
@@ -250,6 +272,7 @@ void Payload::addGlob(const Content& line) {
 void Payload::addWalked(const Content& line, const Walk& walk) {
     std::vector<Entry> entries;
     try {
+        // A writer that writes nothing: it is dropped after its plan was read.
         stream::PackageWriter scan;
         stream::TreeOptions options;
         options.filter = walk.filter;
@@ -257,6 +280,7 @@ void Payload::addWalked(const Content& line, const Walk& walk) {
         entries = scan.plan();
     } catch (const stream::StreamError& e) {
         stream::ErrorRecord record = e.record();
+        // The scanner's message names the file on disk; the record then names the line that asked for it.
         record.reason = e.what();
         record.package = description_.file;
         record.line = line.source.at.line;
@@ -265,10 +289,12 @@ void Payload::addWalked(const Content& line, const Walk& walk) {
     }
     for (const Entry& entry : entries) {
         const bool isDirectory = entry.type == EntryType::directory;
+        // addTo() needs no entries for them: the writer makes the directories above each file.
         if (isDirectory && !walk.keepDirectories) {
             continue;
         }
         const std::string path = walk.place(entry);
+        // Placed nowhere. Of a directory the empty path is the root of the package, which a tree may bring.
         if (path.empty() && !isDirectory) {
             continue;
         }
@@ -283,6 +309,8 @@ void Payload::addWalked(const Content& line, const Walk& walk) {
             Entry first;
             first.path = entry.linkTarget;
             item.type = EntryType::file;
+            // The first name may have been left out or be changed by a later line: isSameFile() decides when all
+            // are known.
             item.linkTo = walk.place(first);
         }
         item.isConffile = line.type == ContentType::config && item.type == EntryType::file;
@@ -290,6 +318,7 @@ void Payload::addWalked(const Content& line, const Walk& walk) {
     }
 }
 
+/// Whether the line could refine the item: only regular files can be conffiles.
 bool Payload::refineItem(const Content& line, Item& item) const {
     if (line.type == ContentType::config && item.type != EntryType::file) {
         return false;
@@ -308,15 +337,19 @@ void Payload::refine(const Content& line) {
         fail(description_.file, line.at, "a line of contents of this type needs a src");
     }
     const std::string path = pathOf(line);
+    // Linear in the entries so far for each line that refines; such lines are few.
     const stream::Pattern pattern(path);
     std::size_t refined = 0;
     for (auto& [name, item] : items_) {
         const bool isMeant =
+            // A directory as a config line means all files below it; other attributes are those of the entry
+            // itself.
             line.type == ContentType::config ? pattern.matchesAtOrAbove(name) : pattern.matches(name);
         if (isMeant && refineItem(line, item)) {
             ++refined;
         }
     }
+    // A line without effect is a mistake in the name, or stands before what it should refine.
     if (refined == 0) {
         fail(description_.file, line.at,
              "src is missing, and no line before it brings " + quotedText(line.destination));
@@ -326,6 +359,7 @@ void Payload::refine(const Content& line) {
 bool Payload::hasNamedOwners() const {
     return std::any_of(items_.begin(), items_.end(), [](const auto& item) {
         const Attributes& attributes = item.second.attributes;
+        // Owners by number, and root, exist on every system.
         const auto isNamed = [](const std::string& name) { return !name.empty() && name != "root"; };
         return isNamed(attributes.owner) || isNamed(attributes.group);
     });
@@ -333,11 +367,13 @@ bool Payload::hasNamedOwners() const {
 
 /// Whether the item can be a hard link to the one it names: a later line may have changed either.
 bool Payload::isSameFile(const Item& item) const {
+    // Entries of different lines are different files, or one replaced the other's: then each is written as a file.
     const auto first = items_.find(item.linkTo);
     return first != items_.end() && first->second.at.line == item.at.line &&
            equal(first->second.attributes, item.attributes);
 }
 
+/// In the order of the map, which is that of addTo().
 std::vector<PackagedFile> Payload::files() const {
     std::vector<PackagedFile> files;
     for (const auto& [path, item] : items_) {

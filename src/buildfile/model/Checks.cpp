@@ -20,16 +20,20 @@ bool isOneOf(std::string_view word, const std::string_view (&words)[size]) {
     return std::find(std::begin(words), std::end(words), word) != std::end(words);
 }
 
+/// The words of Key::words, which have single blanks between them.
 std::vector<std::string> wordsOf(std::string_view list) {
     std::vector<std::string> words;
     stream::forEachPart(list, ' ', [&words](std::string_view word) { words.emplace_back(word); });
     return words;
 }
 
+/// Compares a document with the vocabulary, first fault first, in the order of the file. The YAML reader has
+/// bounded the depth of values, so that recursion is bounded too.
 class Checker {
 public:
     explicit Checker(const std::string& file) : file_(file) {}
 
+    /// `where` is the path of the map in messages, such as "deb.triggers".
     void checkMap(const Value& map, const Section& section, const std::string& where) {
         if (map.kind != Value::Kind::map) {
             fail(file_, map.at, where + " must be a map of keys and values");
@@ -44,12 +48,15 @@ public:
 private:
     void checkMember(const Member& member, const Section& section, const std::string& where) {
         const Key* key = section.find(member.name);
+        // Does not return: a key with a typing error would otherwise be a setting without effect.
         if (key == nullptr) {
             refuseUnknown(member, section, where);
         }
+        // Keys of the top have no path before them. The name is known here, so that it needs no escaping.
         const std::string path = where == kTop ? member.name : where + "." + member.name;
         if (key->kind == KeyKind::foreign) {
             skipped_.push_back(path + " (line " + std::to_string(member.at.line) + ")");
+            // "key:" without a value means the same as no key, and Value::find() passes over it.
         } else if (member.value.kind != Value::Kind::null) {
             checkValue(member.value, *key, path);
         }
@@ -113,6 +120,7 @@ private:
         }
     }
 
+    /// The value is compared as it stands: variables of the environment are not expanded in choices.
     void requireChoice(const Value& value, const Key& key, const std::string& path) const {
         const std::vector<std::string> words = wordsOf(key.words);
         if (std::find(words.begin(), words.end(), value.text) != words.end()) {
@@ -128,6 +136,7 @@ private:
     void checkTexts(const Value& value, const std::string& path) const {
         requireList(value, path);
         for (const Value& item : value.items) {
+            // An item without a value is an empty text, which lists leave out.
             if (item.kind != Value::Kind::null) {
                 requireText(item, "each of " + path);
             }
@@ -140,6 +149,7 @@ private:
         }
         for (const Member& member : value.members) {
             if (member.value.kind != Value::Kind::null) {
+                // The names of such a map are free, so they come from the file and are escaped.
                 requireText(member.value, path + "." + stream::escapeForDisplay(member.name));
             }
         }
@@ -156,6 +166,7 @@ public:
     static constexpr const char* kTop = "a build file";
 
 private:
+    // The caller's, for the length of one check.
     const std::string& file_;
     std::vector<std::string> skipped_;
 };
@@ -168,6 +179,7 @@ std::vector<std::string> checkDocument(const Value& document, const std::string&
     return checker.takeSkipped();
 }
 
+/// checkDocument() has refused every word that is neither true nor false, so what is not true is false.
 bool isTrue(const Value* flag, bool usual) noexcept {
     if (flag == nullptr) {
         return usual;

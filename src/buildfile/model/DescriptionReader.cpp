@@ -17,11 +17,15 @@ namespace bex::buildfile {
 
 namespace {
 
+// nfpm's name for Debian packages: the key of their section, of their overrides, and the value of `packager`.
 constexpr const char* kFormat = "deb";
+// Not in nfpm's format: an own word for the packages of the shared libraries that the payload needs.
 constexpr const char* kAuto = "auto";
 constexpr const char* kLibraries = "${shlibs:Depends}";  // as dpkg-shlibdeps(1) and `bex build` have it
 
 /// Permission bits in octal digits, with "0o" before them or not.
+/// YAML readers turn 0644 and 0o644 into numbers of different bases; here both are the digits that stand in the
+/// file.
 std::optional<std::uint32_t> parsedMode(std::string_view digits) {
     if (digits.substr(0, 2) == "0o") {
         digits.remove_prefix(2);
@@ -38,6 +42,7 @@ std::optional<std::int64_t> parsedTime(const std::string& text) {
     for (const char* form : {"%Y-%m-%dT%H:%M:%S%z", "%Y-%m-%d %H:%M:%S%z", "%Y-%m-%d"}) {
         std::tm fields{};
         const char* rest = strptime(text.c_str(), form, &fields);
+        // Only a form that takes the whole text: a day would otherwise take the beginning of a time.
         if (rest != nullptr && *rest == '\0') {
             const long offset = fields.tm_gmtoff;  // timegm() resets it
             return timegm(&fields) - offset;
@@ -47,6 +52,9 @@ std::optional<std::int64_t> parsedTime(const std::string& text) {
 }
 
 /// Turns a checked document into a description.
+/// checkDocument() runs first, in the constructor: after it, every value is of the kind that the vocabulary gives
+/// it, and the functions below take that for granted. Pointers to values point into the document, which outlives
+/// the reader.
 class DescriptionReader {
 public:
     DescriptionReader(const Value& document, const std::string& file) : document_(document) {
@@ -58,6 +66,7 @@ public:
         }
     }
 
+    // Once only: the description is moved out. Further fields come after the known ones and may replace them.
     Description run() {
         readIdentity();
         readRelations();
@@ -76,6 +85,8 @@ public:
 private:
     const std::string& file() const noexcept { return description_.file; }
 
+    /// The text with its variables replaced; nothing for a key that is not there, which is not the same as an
+    /// empty text.
     std::optional<std::string> textOf(const Value* value, Expansion expansion = Expansion::shell) const {
         if (value == nullptr) {
             return std::nullopt;
@@ -95,6 +106,7 @@ private:
         return instead;
     }
 
+    /// The key in the section `deb`; null where either is missing.
     const Value* inDeb(std::string_view key) const {
         if (deb_ == nullptr) {
             return nullptr;
@@ -110,10 +122,12 @@ private:
         try {
             description_.control.set(field, text);
         } catch (const stream::StreamError& e) {
+            // The paragraph knows neither file nor line: its reason is put at the place of the value.
             fail(file(), spotOf(value), e.record().reason);
         }
     }
 
+    /// A value that is missing has no place; the document's begin stands for it.
     Spot spotOf(const Value* value) const {
         if (value == nullptr) {
             return document_.at;
@@ -144,6 +158,7 @@ private:
             line = line.substr(0, end == std::string_view::npos ? 0 : end + 1);
             result.append(line).append("\n");
         });
+        // Nothing but newlines: npos + 1 is 0, and the whole text goes.
         result.erase(result.find_last_not_of('\n') + 1);
         return result.substr(std::min(result.find_first_not_of(" \t\n"), result.size()));
     }
@@ -154,16 +169,19 @@ private:
         parts.epoch = textOf(document_.find("epoch")).value_or("");
         parts.prerelease = textOf(document_.find("prerelease")).value_or("");
         parts.metadata = textOf(document_.find("version_metadata")).value_or("");
+        // deb.metadata is the older key of nfpm's format; the newer one wins.
         if (parts.metadata.empty()) {
             parts.metadata = textOf(inDeb("metadata")).value_or("");
         }
         parts.release = textOf(document_.find("release")).value_or("");
         const Value* schema = document_.find("version_schema");
+        // checkDocument() has let only "semver" and "none" through.
         parts.isSemantic = schema == nullptr || schema->text != "none";
         return debianVersion(parts);
     }
 
     std::string architecture() const {
+        // Taken as it is, also where Debian has no such architecture: nfpm documents it as an override.
         if (const auto exact = textOf(inDeb("arch"))) {
             return *exact;
         }
@@ -171,8 +189,10 @@ private:
         if (word == "s390") {  // Go's name of what Debian calls s390x
             word = "s390x";
         }
+        // A name that neither Go nor the kernel has is taken for Debian's own.
         word = stream::orIfEmpty(stream::debianArchitecture(word), word);
         const std::string platform = textOf(document_.find("platform")).value_or("linux");
+        // dpkg-architecture(1): names of Linux architectures have no kernel in front, those of others have.
         if (platform == "linux" || platform.empty() || word.empty()) {
             return word;
         }
@@ -186,6 +206,7 @@ private:
             return texts;
         }
         for (const Value& item : value->items) {
+            // An item may be a variable that is empty: it leaves no empty relation behind.
             if (std::string text = expanded(item, Expansion::shell, file()); !text.empty()) {
                 texts.push_back(std::move(text));
             }
@@ -242,11 +263,13 @@ private:
                                                                     {"postinstall", "postinst"},
                                                                     {"preremove", "prerm"},
                                                                     {"postremove", "postrm"}};
+        // The overrides first: emplace() keeps what is there, so each script is overridden by itself.
         for (const Value* scripts : {overrides(), document_.find("scripts")}) {
             for (const auto& [key, member] : kMembers) {
                 readScript(memberOf(scripts, key), member);
             }
         }
+        // Only Debian packages have these members, so that nothing can override them.
         for (const char* member : {"rules", "templates", "config"}) {
             readScript(memberOf(inDeb("scripts"), member), member);
         }
@@ -268,6 +291,7 @@ private:
         }
         for (const Member& member : triggers->members) {
             std::string directive = member.name;
+            // The keys are deb-triggers(5)'s directives with an underscore: interest_noawait is interest-noawait.
             if (const std::size_t underscore = directive.find('_'); underscore != std::string::npos) {
                 directive[underscore] = '-';
             }
@@ -277,6 +301,7 @@ private:
         }
     }
 
+    /// Throws at the value's place for a text that is not a mode.
     std::uint32_t modeOf(const Value& value) const {
         const std::string text = expanded(value, Expansion::shell, file());
         const auto mode = parsedMode(text);
@@ -337,12 +362,14 @@ private:
     }
 
     void readContent(const Value& line) {
+        // Looked at first: a line for another format may name files that this machine does not have.
         const std::string packager = textOf(line.find("packager")).value_or(kFormat);
         const std::string type = textOf(line.find("type"), Expansion::none).value_or("file");
         if (packager != kFormat) {
             skip("contents for " + stream::escapeForDisplay(packager), line.at);
             return;
         }
+        // RPM's word for a file that a package owns without bringing it; dpkg knows no such thing.
         if (type == "ghost") {
             skip("a ghost in contents", line.at);
             return;
@@ -356,6 +383,7 @@ private:
         content.destination = textOf(line.find("dst"), expansion).value_or("");
         content.type = typeOf(type);
         content.info = infoOf(line.find("file_info"));
+        // Also after expansion: a variable that is empty must not mean the package's root.
         if (content.destination.empty()) {
             fail(file(), line.at, "a line of contents has no dst");
         }
@@ -364,6 +392,7 @@ private:
 
     static ContentType typeOf(const std::string& word) {
         constexpr std::pair<const char*, ContentType> kTypes[] = {
+            // dpkg asks before it replaces any conffile, so that the variants of RPM come to the same.
             {"config", ContentType::config},           {"config|noreplace", ContentType::config},
             {"config|missingok", ContentType::config}, {"symlink", ContentType::symlink},
             {"dir", ContentType::directory},           {"tree", ContentType::tree}};
@@ -390,6 +419,7 @@ private:
 
     void readSystem() {
         if (const Value* systemd = document_.find("systemd")) {
+            // The order of the members of Systemd.
             description_.systemd = {pathsOf(systemd->find("units")), pathsOf(systemd->find("user-units")),
                                     isTrue(systemd->find("enable"), true), isTrue(systemd->find("start"), true),
                                     isTrue(systemd->find("restart-on-upgrade"), true)};
@@ -408,12 +438,14 @@ private:
             description_.mtime = timeOf(*mtime);
         }
         description_.strip = textOf(document_.find("strip"), Expansion::none).value_or("");
+        // A note and not an error: files that are made for signing stay usable here.
         if (inDeb("signature") != nullptr) {
             description_.notes.emplace_back("deb.signature: the package is not signed");
         }
         if (const Value* kind = inDeb("compression")) {
             for (const auto compression : {stream::Compression::gzip, stream::Compression::zstd,
                                            stream::Compression::xz, stream::Compression::none}) {
+                // The vocabulary has these four words, so one of them matches.
                 if (kind->text == stream::nameOf(compression)) {
                     description_.compression = compression;
                 }
@@ -430,6 +462,7 @@ private:
 }  // namespace
 
 Description readDescription(const std::string& text, const std::string& file) {
+    // Outlives the reader, which keeps pointers into it; the description copies what it needs.
     const Value document = readYaml(text, file);
     return DescriptionReader(document, file).run();
 }

@@ -19,12 +19,15 @@ bool isName(std::string_view text) {
            std::all_of(text.begin(), text.end(), mayStandInName);
 }
 
+/// Replaces variables in one pass: what a variable's value holds is never looked at again, so that a dollar in it
+/// stays and nothing can grow without bound.
 class Expander {
 public:
     Expander(const Value& value, Expansion expansion, const std::string& file)
         : value_(value), text_(value.text), expansion_(expansion), file_(file) {}
 
     std::string run() {
+        // Each round takes at least the dollar off the text, so the loop ends.
         for (std::size_t dollar = text_.find('$'); dollar != std::string_view::npos; dollar = text_.find('$')) {
             result_ += text_.substr(0, dollar);
             text_.remove_prefix(dollar + 1);
@@ -34,6 +37,7 @@ public:
     }
 
 private:
+    /// The dollar is taken already. "$$" is one dollar; a dollar that begins no variable stays as it is.
     void takeDollar() {
         if (!text_.empty() && text_.front() == '$') {
             text_.remove_prefix(1);
@@ -58,6 +62,7 @@ private:
         return name;
     }
 
+    /// "${NAME}" or "${NAME:-default}". The default is plain text up to the first brace: there is no nesting.
     void takeBraces() {
         const std::size_t close = text_.find('}');
         if (close == std::string_view::npos) {
@@ -74,6 +79,7 @@ private:
             result_ += valueOf(name);
             return;
         }
+        // As in a shell, ":-" takes the default for an empty variable too.
         const char* set = std::getenv(name.c_str());
         if (set != nullptr && *set != '\0') {
             result_ += set;
@@ -82,6 +88,7 @@ private:
         }
     }
 
+    /// A variable that is not set is an error: it would otherwise become an empty field of the package.
     std::string valueOf(const std::string& name) const {
         const char* set = std::getenv(name.c_str());
         if (set == nullptr) {

@@ -13,6 +13,7 @@ namespace {
 
 constexpr std::size_t kMostNumbers = 3;
 
+/// Parts of semver.org's form; those that are missing are empty. `numbers` is the whole text for other versions.
 struct SemanticVersion {
     std::string numbers;
     std::string prerelease;
@@ -23,6 +24,7 @@ bool isNumber(std::string_view text) {
     return !text.empty() && stream::consistsOf(text, stream::isDigit);
 }
 
+/// Up to three numbers: fewer are usual, though semver.org asks for all three.
 bool areNumbers(std::string_view text) {
     bool sound = true;
     std::size_t count = 0;
@@ -53,6 +55,7 @@ std::optional<SemanticVersion> parsed(std::string_view text) {
     if (!text.empty() && text.front() == 'v') {
         text.remove_prefix(1);
     }
+    // Metadata first: it comes last and may hold a "-", which then does not begin a pre-release.
     const auto metadata = cutAfter(text, '+');
     const auto prerelease = cutAfter(text, '-');
     const bool sound = areNumbers(text) && (!metadata || areIdentifiers(*metadata)) &&
@@ -68,6 +71,7 @@ std::optional<SemanticVersion> parsed(std::string_view text) {
 std::string debianVersion(const VersionParts& parts) {
     SemanticVersion version{parts.version, "", ""};
     if (parts.isSemantic) {
+        // A version of another form is kept as it is, with the separate parts around it.
         version = parsed(parts.version).value_or(version);
     }
     const std::string prerelease(stream::orIfEmpty(parts.prerelease, version.prerelease));
@@ -78,6 +82,8 @@ std::string debianVersion(const VersionParts& parts) {
             text += before + part + after;
         }
     };
+    // deb-version(7): epoch, ":", version, "-", revision. The tilde sorts before everything, even the end, so that
+    // pre-releases come before the release; the plus sorts after the end.
     append("", parts.epoch, ":");
     append("", version.numbers, "");
     append("~", prerelease, "");

@@ -4,11 +4,15 @@ namespace bex::buildfile {
 
 namespace {
 
+/// A view of the array, which must be static: every section below is a constant for the life of the program.
 template <std::size_t size>
 constexpr Section sectionOf(const Key (&keys)[size]) {
     return {keys, size};
 }
 
+// Keys and meanings are those of nfpm's documented configuration, but for systemd, sysusers, tmpfiles and strip,
+// which are this program's own. A section stands after those that it holds. Help texts go into the JSON schema,
+// where a default stands in parentheses.
 constexpr Key kFileInfoKeys[] = {
     {"mode", KeyKind::text, "Permission bits in octal digits, such as 0644"},
     {"mtime", KeyKind::text, "Modification time, such as 2008-01-02T15:04:05Z, or seconds since 1970"},
@@ -79,6 +83,7 @@ constexpr Key kOverrideKeys[] = {
 };
 constexpr Section kOverride = sectionOf(kOverrideKeys);
 
+// Sections of other formats are known by name and not looked into: a file for several formats is usable as it is.
 constexpr Key kOverridesKeys[] = {
     {"deb", KeyKind::section, "What Debian packages have instead", &kOverride},
     {"rpm", KeyKind::foreign, "Of another format"},
@@ -147,6 +152,7 @@ constexpr Section kDocument = sectionOf(kDocumentKeys);
 
 }  // namespace
 
+/// Linear: the largest section has some fifty keys, and a build file asks for each a few times.
 const Key* Section::find(std::string_view name) const noexcept {
     for (const Key& key : *this) {
         if (key.name == name) {

@@ -9,8 +9,10 @@ namespace bex::buildfile {
 
 namespace {
 
+// Enough to recognise a text in the file; a message stays one line.
 constexpr std::size_t kLongestQuote = 60;  // bytes
 
+/// `file` is the one that `at` is a place of; the reason may name another.
 stream::ErrorRecord recordOf(stream::ErrorKind kind, const std::string& file, Spot at, const std::string& reason) {
     stream::ErrorRecord record;
     record.kind = kind;
@@ -25,6 +27,7 @@ stream::ErrorRecord recordOf(stream::ErrorKind kind, const std::string& file, Sp
 }  // namespace
 
 const Value* Value::find(std::string_view name) const noexcept {
+    // A key without a value counts as absent. Linear: maps of build files are small.
     for (const Member& member : members) {
         if (member.name == name && member.value.kind != Kind::null) {
             return &member.value;
