@@ -27,12 +27,14 @@ namespace bex::tool {
 
 namespace {
 
+/// A verb. addOptions() sets the action that runs when the verb is chosen.
 struct Command {
     const char* name;
     const char* description;
     void (*addOptions)(CLI::App* verb, Action& chosen);
 };
 
+// In the order of the help. The names are known without any verb's code having run, so that starting costs little.
 constexpr Command kCommands[] = {
     {"build", "Package a tree", addBuild},
     {"info", "Show fields, members and totals", addInfo},
@@ -53,6 +55,7 @@ constexpr Command kCommands[] = {
 };
 
 /// "help VERB" as "VERB --help".
+/// Only in the verb's place: after it, "help" may be the name of a file.
 std::vector<std::string> withHelpAsOption(std::vector<std::string> arguments) {
     const auto isWord = [](const std::string& argument) { return argument.rfind('-', 0) != 0; };
     const auto first = std::find_if(arguments.begin(), arguments.end(), isWord);
@@ -65,6 +68,7 @@ std::vector<std::string> withHelpAsOption(std::vector<std::string> arguments) {
 
 void addCommonOptions(CLI::App& program, Context& context) {
     program.add_flag("--json", context.json, "Print JSON objects, errors and notes too");
+    // Options of one group share a row of the help, which has the group's name for its text.
     constexpr const char* messagesRow = "Print no notes and no progress; print more";
     program.add_flag("-q,--quiet", context.quiet, "Print no notes and no progress")->group(messagesRow);
     program.add_flag("-v,--verbose", context.verbosity, "Print more on standard error")->group(messagesRow);
@@ -99,6 +103,8 @@ std::string versionText() {
 void addVerbs(CLI::App& program, Action& chosen) {
     for (const auto& command : kCommands) {
         CLI::App* verb = program.add_subcommand(command.name, command.description);
+        // Called when the verb is met and before its arguments are read. References are to a constant table and to
+        // the caller's action, both of which outlive the parsing.
         verb->preparse_callback([verb, &command, &chosen](std::size_t) {
             command.addOptions(verb, chosen);
             takeVerbatim(*verb);
@@ -114,6 +120,7 @@ ExitStatus print(const std::string& text, Console& console) {
 
 ExitStatus printHelp(const CLI::App& program, const std::vector<std::string>& arguments, Context& context) {
     const CLI::App& app = chosenApp(program);
+    // "bex strange --help": the help of the program would hide that the verb does not exist.
     if (&app == &program && program.remaining_size() > 0) {
         return reportUsage(program, CLI::RequiredError("VERB"), arguments, context);
     }
@@ -123,6 +130,7 @@ ExitStatus printHelp(const CLI::App& program, const std::vector<std::string>& ar
 ExitStatus parseAndAct(CLI::App& program, const std::vector<std::string>& arguments, Context& context,
                        const Action& chosen) {
     try {
+        // CLI11 takes a vector from its end.
         std::vector<std::string> backwards = verbatim(arguments);
         std::reverse(backwards.begin(), backwards.end());
         program.parse(std::move(backwards));
@@ -135,7 +143,9 @@ ExitStatus parseAndAct(CLI::App& program, const std::vector<std::string>& argume
     }
     context.console.setQuiet(context.quiet);
     context.console.setJson(context.json);
+    // A verb is required, so the parser has called its callback and the action is set.
     const ExitStatus status = chosen(context);
+    // Here and not in a destructor: a failure to write the last bytes must change the status.
     context.console.flush();
     return status;
 }
@@ -155,6 +165,7 @@ ExitStatus parseAndAct(const std::vector<std::string>& arguments, Context& conte
     return parseAndAct(program, withHelpAsOption(arguments), context, chosen);
 }
 
+/// The outermost function: nothing is thrown out of it. argc may be 0, as execve(2) allows.
 ExitStatus act(int argc, const char* const* argv, Context& context) {
     try {
         const std::vector<std::string> arguments(argv + std::min(argc, 1), argv + argc);

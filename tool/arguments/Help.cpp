@@ -12,6 +12,7 @@ namespace bex::tool {
 
 namespace {
 
+// The narrowest terminal in use; help is the same on every terminal, and tests compare it.
 constexpr std::size_t kLineColumns = 80;
 constexpr std::size_t kTextColumn = 22;
 
@@ -32,6 +33,8 @@ std::string wrapped(std::string line, const std::string& text, std::size_t inden
     return done + line;
 }
 
+/// A label and its text in two columns. A long label takes lines of its own, and the text begins two blanks after
+/// it.
 std::string row(const std::string& label, const std::string& text) {
     const std::string lines = wrapped("  ", label, 4);
     const std::size_t lastLine = lines.rfind('\n') + 1;  // npos + 1 is 0
@@ -52,6 +55,7 @@ std::string labelOf(const CLI::Option& option) {
 }
 
 std::string optionRows(const CLI::App& app) {
+    // --help of a verb is the same as the program's, and the usage line says where that is.
     const auto options = app.get_options([&](const CLI::Option* option) {
         return !option->get_positional() && !(app.get_parent() != nullptr && option->check_lname("help"));
     });
@@ -63,6 +67,7 @@ std::string optionRows(const CLI::App& app) {
         // Options of one group share a row and the group's name for a description.
         const bool alone = group == "Options";
         while (!alone && i + 1 < options.size() && options[i + 1]->get_group() == group) {
+            // Of options with the same value one after the other, the value is shown once, after the last.
             const std::string nextValue = options[++i]->get_option_text();
             if (nextValue != value) {
                 label += " " + value;
@@ -80,6 +85,7 @@ std::vector<const CLI::Option*> positionals(const CLI::App& app) {
     return app.get_options([](const CLI::Option* option) { return option->get_positional(); });
 }
 
+/// Positional arguments that may be missing are in brackets, those that may come several times end in "...".
 std::string usageOf(const CLI::App& app) {
     if (app.get_parent() == nullptr) {
         const bool hasVerbs = !app.get_subcommands([](const CLI::App*) { return true; }).empty();
@@ -87,6 +93,7 @@ std::string usageOf(const CLI::App& app) {
         return "Usage: " + app.get_name() + " [OPTIONS] " + word + " ...";
     }
     std::string usage = app.get_name() + " [OPTIONS]";
+    // From the inside out: each parent's name goes in front.
     for (const CLI::App* parent = app.get_parent(); parent != nullptr; parent = parent->get_parent()) {
         usage.insert(0, parent->get_name() + " ");
     }

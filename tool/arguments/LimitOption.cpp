@@ -13,6 +13,7 @@ using stream::Limits;
 
 namespace {
 
+/// `largest` is what the field's type or its decoder takes; larger values are refused and not cut.
 struct NamedLimit {
     std::string_view name;
     std::string_view field;  ///< of Limits, as StreamError::limit() names it
@@ -22,6 +23,7 @@ struct NamedLimit {
 
 constexpr std::uint64_t unbounded = std::numeric_limits<std::uint64_t>::max();
 
+// The names are part of the command line and stay; scripts use them.
 constexpr NamedLimit namedLimits[] = {
     {"control-bytes", "controlBytes", [](Limits& l, std::uint64_t v) { l.controlBytes = v; }, unbounded},
     {"md5sums-bytes", "md5sumsBytes", [](Limits& l, std::uint64_t v) { l.md5sumsBytes = v; }, unbounded},
@@ -51,6 +53,7 @@ void setLimit(const std::string& assignment, Limits& limits) {
     const std::size_t equals = assignment.find('=');
     const std::string_view name = std::string_view(assignment).substr(0, equals);
     for (const auto& limit : namedLimits) {
+        // Without "=" no name fits, so that the message below tells the form.
         if (limit.name != name || equals == std::string::npos) {
             continue;
         }
@@ -77,6 +80,7 @@ void addLimitOption(CLI::App& program, Limits& limits) {
             },
             "What a package may ask for; bex(1) lists the names")
         ->option_text("NAME=VALUE")
+        // The program's default, the last one counts, would drop all but one limit.
         ->take_all()
         ->allow_extra_args(false);
 }
@@ -87,6 +91,7 @@ std::string limitHint(std::string_view field) {
             return "--limit " + std::string(limit.name) + "=N raises it, if you trust the package";
         }
     }
+    // Limits of remote files are not of the package: they have options of their own.
     if (field == "maxBytes") {
         return "--max-bytes N raises it";
     }

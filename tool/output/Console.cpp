@@ -14,6 +14,7 @@ namespace bex::tool {
 
 namespace {
 
+// Large enough that the cost of a call no longer counts; a reader of the pipe still sees output soon.
 constexpr std::size_t bufferBytes = 64 * 1024;
 
 /// Whether the user's environment allows colour where none was asked for by option (no-color.org).
@@ -23,6 +24,7 @@ bool environmentWantsColor() {
     return (none == nullptr || *none == '\0') && terminal != nullptr && std::strcmp(terminal, "dumb") != 0;
 }
 
+/// ECMA-48, "select graphic rendition". No default case: the compiler then reports a style without one.
 const char* sequenceOf(Style style) {
     switch (style) {
         case Style::plain:
@@ -41,6 +43,7 @@ const char* sequenceOf(Style style) {
     return "";
 }
 
+/// The text must be harmless already: callers escape what comes from packages.
 std::string wrapped(bool color, Style style, std::string_view text) {
     if (!color || style == Style::plain || text.empty()) {
         return std::string(text);
@@ -64,6 +67,7 @@ int writeAll(int descriptor, std::string_view bytes) noexcept {
     return 0;
 }
 
+/// Further lines of a message stand below its first, so that each message is recognised by its "bex: ".
 std::string indented(std::string_view text) {
     std::string result("bex: ");
     for (const char c : text) {
@@ -77,18 +81,21 @@ std::string indented(std::string_view text) {
 
 }  // namespace
 
+// Asked once: neither stream changes while the program runs.
 Console::Console() : outIsTerminal_(isatty(STDOUT_FILENO) == 1), errorIsTerminal_(isatty(STDERR_FILENO) == 1) {
     setColor(ColorWhen::automatic);
 }
 
 void Console::setColor(ColorWhen when) {
     const bool allowed = when == ColorWhen::always || (when == ColorWhen::automatic && environmentWantsColor());
+    // Each stream by itself: one of them may be a file while the other is a terminal.
     outColor_ = allowed && (outIsTerminal_ || when == ColorWhen::always);
     errorColor_ = allowed && (errorIsTerminal_ || when == ColorWhen::always);
 }
 
 unsigned Console::errorWidth() const noexcept {
     winsize size{};
+    // Terminals over serial lines report no width.
     if (ioctl(STDERR_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_col == 0) {
         return 80;
     }
@@ -120,9 +127,11 @@ void Console::flush() {
 
 void Console::error(std::string_view text) {
     const std::string lines = indented(text);
+    // Only the first four bytes, "bex:", are coloured.
     rawError(styledError(Style::bad, std::string_view(lines).substr(0, 4)).append(lines.substr(4)));
 }
 
+/// Notes go to standard error, so that standard output holds nothing but the answer.
 void Console::note(std::string_view text) {
     if (quiet_) {
         return;

@@ -16,6 +16,7 @@ using stream::nameOf;
 
 namespace {
 
+/// What the user can do about it, by code and kind alone: messages may be reworded.
 std::string hintFor(const stream::StreamError& failure) {
     if (failure.code() == "field-missing") {
         return "fields come from TREE/DEBIAN/control, --control FILE, or options such as --name and --version";
@@ -29,6 +30,7 @@ std::string hintFor(const stream::StreamError& failure) {
     return "";
 }
 
+/// The order of the handlers matters: the most special class comes first, std::exception last.
 Report reportOf(const std::exception_ptr& failure) {
     try {
         std::rethrow_exception(failure);
@@ -51,6 +53,7 @@ Report reportOf(const std::exception_ptr& failure) {
 }  // namespace
 
 void print(const Report& report, Context& context) {
+    // With --json an error is one object on one line of standard error, so that programs need not parse prose.
     if (!context.json) {
         context.console.error(report.message);
         if (!report.hint.empty()) {
@@ -77,6 +80,7 @@ stream::StreamError systemError(const std::string& where, const std::string& act
     return stream::StreamError(std::move(record));
 }
 
+/// Not an error: the question was answered. Without --json the answer is a note, which --quiet leaves out.
 ExitStatus answerNo(const std::string& message, const std::string& hint, Context& context) {
     if (context.json) {
         print({ExitStatus::no, "no-match", message, hint}, context);

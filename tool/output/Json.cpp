@@ -22,10 +22,13 @@ std::string base64(std::string_view bytes) {
             result += digits[group >> shift & 63U];
         }
     }
+    // The last group was filled with zeros: as many digits as bytes were missing become "=".
     const std::size_t missing = (3 - bytes.size() % 3) % 3;
     return result.replace(result.size() - missing, missing, missing, '=');
 }
 
+/// JSON has no form for bytes that are not UTF-8. Such a text is escaped for people, and its bytes follow in
+/// base64.
 void putText(Json& object, const std::string& key, std::string_view text) {
     if (stream::isUtf8(text)) {
         object[key] = text;
@@ -35,6 +38,7 @@ void putText(Json& object, const std::string& key, std::string_view text) {
     object[key + "Base64"] = base64(text);
 }
 
+/// ASCII alone ("true"), so that no terminal or reader has to know an encoding.
 std::string jsonText(const Json& object) {
     return object.dump(2, ' ', true) + "\n";
 }
@@ -43,6 +47,7 @@ std::string jsonLine(const Json& object) {
     return object.dump(-1, ' ', true) + "\n";
 }
 
+/// Several objects are one a line, which readers can take one by one as they come.
 std::string jsonObject(const Json& object, bool several) {
     if (several) {
         return jsonLine(object);
@@ -54,6 +59,7 @@ Json jsonOf(const stream::Entry& entry) {
     Json object;
     putText(object, "path", entry.path);
     object["type"] = nameOf(entry.type);
+    // A text: JSON has no octal numbers, and nobody reads a mode in decimal.
     object["mode"] = fmt::format("{:04o}", entry.mode);
     object["size"] = entry.size;
     object["mtime"] = isoTime(entry.mtime);

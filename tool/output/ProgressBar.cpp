@@ -15,9 +15,11 @@ namespace bex::tool {
 
 namespace {
 
+// Most packages are done before it: a bar that only flashes up is worse than none.
 constexpr double quietSeconds = 0.5;
 constexpr unsigned barColumns = 20;
 
+/// `part` is between 0 and 1, or the second length would wrap.
 std::string bar(double part) {
     const auto full = static_cast<std::size_t>(part * barColumns);
     return "[" + std::string(full, '#') + std::string(barColumns - full, '.') + "]";
@@ -38,6 +40,8 @@ ProgressBar::~ProgressBar() {
     context_.console.status("");
 }
 
+/// For packages from a pipe, whose size nobody knows. Installed-Size is the package's own word and only an
+/// estimate, in KiB; 32 bits keep the product within 64.
 void ProgressBar::expect(const stream::ControlParagraph& control) {
     const std::string* size = control.find("Installed-Size");
     if (size != nullptr) {
@@ -49,6 +53,7 @@ stream::ProgressCallback ProgressBar::callback() {
     return [this](const stream::Progress& progress) { return update(progress); };
 }
 
+/// The library calls this now and then and stops when it gives false: an interrupt ends the work here.
 bool ProgressBar::update(const stream::Progress& progress) {
     const std::chrono::duration<double> past = std::chrono::steady_clock::now() - start_;
     if (context_.progress == ProgressWhen::json) {
@@ -77,7 +82,10 @@ void ProgressBar::draw(const stream::Progress& progress, double seconds) {
     } else {
         line += fmt::format("{} {}/s ", humanBytes(static_cast<double>(progress.bytesDone)), humanBytes(rate));
     }
+    // The name is the package's and might hold sequences that change the terminal.
     line += stream::escapeForDisplay(progress.entry);
+    // One column less: a line that fills the last column wraps on some terminals, and "\r" then clears the wrong
+    // one.
     context_.console.status(cutToColumns(line, context_.console.errorWidth() - 1));
 }
 

@@ -22,6 +22,7 @@ std::size_t columnsOf(std::string_view text) {
         text.begin(), text.end(), [](char c) { return (static_cast<unsigned char>(c) & 0xC0U) != 0x80U; }));
 }
 
+/// A cell that is too wide stays whole.
 std::string padded(const std::string& cell, std::size_t columns, bool right) {
     const std::string blanks(columns - std::min(columns, columnsOf(cell)), ' ');
     if (right) {
@@ -30,6 +31,7 @@ std::string padded(const std::string& cell, std::size_t columns, bool right) {
     return cell + blanks;
 }
 
+/// The letters of ls(1) and tar(1).
 char letterOf(EntryType type) {
     switch (type) {
         case EntryType::file:
@@ -107,6 +109,7 @@ std::string modeText(const Entry& entry) {
     return text;
 }
 
+/// The name where the archive has one, else the number.
 std::string ownerOf(const Entry& entry) {
     return std::string(stream::orIfEmpty(entry.owner, std::to_string(entry.uid)));
 }
@@ -128,6 +131,7 @@ std::string isoTime(std::int64_t seconds) {
 std::string humanBytes(double bytes) {
     static constexpr std::array units = {"B", "KiB", "MiB", "GiB", "TiB"};
     std::size_t unit = 0;
+    // Stops at the last unit, so that the index below is in range whatever the number is.
     while (bytes >= 1024 && unit + 1 < units.size()) {
         bytes /= 1024;
         ++unit;
@@ -138,6 +142,7 @@ std::string humanBytes(double bytes) {
     return fmt::format("{:.1f} {}", bytes, units[unit]);
 }
 
+/// Newlines separate lines here and are not escaped; everything else that a terminal might act on is.
 std::string escapedLines(std::string_view text, std::string_view lineEnd) {
     std::string result;
     std::string_view before;
@@ -148,6 +153,7 @@ std::string escapedLines(std::string_view text, std::string_view lineEnd) {
     return result;
 }
 
+/// As a control file has it: deb-control(5) begins further lines with a blank, and writes an empty one as ".".
 std::string foldedValue(std::string_view value) {
     const std::size_t firstEnd = std::min(value.find('\n'), value.size());
     std::string result = harmless(value.substr(0, firstEnd));
@@ -159,6 +165,7 @@ std::string foldedValue(std::string_view value) {
     return result;
 }
 
+/// Cuts between code points, so that the result is still UTF-8, and ends with "..." where something is missing.
 std::string cutToColumns(std::string_view text, std::size_t columns) {
     if (columnsOf(text) <= columns) {
         return std::string(text);
@@ -166,6 +173,7 @@ std::string cutToColumns(std::string_view text, std::size_t columns) {
     const std::size_t kept = columns - std::min<std::size_t>(columns, 3);
     std::size_t end = 0;
     for (std::size_t points = 0; end < text.size(); ++end) {
+        // Bytes 10xxxxxx continue a code point; every other byte begins one.
         const bool starts = (static_cast<unsigned char>(text[end]) & 0xC0U) != 0x80U;
         if (starts && points++ == kept) {
             break;
@@ -176,6 +184,7 @@ std::string cutToColumns(std::string_view text, std::size_t columns) {
 
 std::string alignedTable(const std::vector<std::vector<std::string>>& rows,
                          const std::vector<std::size_t>& right) {
+    // Two passes, since the last row may have the widest cell. Rows may differ in their number of cells.
     std::vector<std::size_t> widths;
     for (const auto& row : rows) {
         widths.resize(std::max(widths.size(), row.size()));

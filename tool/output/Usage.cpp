@@ -70,6 +70,7 @@ std::string optionName(const std::string& argument) {
 /// The first argument that the parser could not use: an unknown option, what stands in the verb's place, or one
 /// too many. "" when there is none.
 std::string strangeWord(const CLI::App& program) {
+    // With those of the chosen verb ("true"): what is left over there is strange too.
     const std::vector<std::string> rest = program.remaining(true);
     if (rest.empty()) {
         return "";
@@ -91,6 +92,7 @@ std::string strangeText(const std::string& word, bool verbMissing) {
 /// The first argument of the verb that has to be given and is not.
 std::string missingArgument(const CLI::App& program) {
     for (const CLI::Option* option : chosenApp(program).get_options()) {
+        // In the order in which they were added, which is that of the usage line.
         if (option->get_required() && option->count() == 0) {
             return option->get_name();
         }

@@ -30,8 +30,10 @@ using stream::WriteResult;
 namespace {
 
 /// Standard output as the target of a package.
+/// Bytes go through the console, whose buffer they share with nothing else here.
 class OutputSink : public stream::Sink {
 public:
+    // The console outlives the sink: it belongs to the context.
     explicit OutputSink(Console& console) : console_(console) {}
     void write(const char* data, std::size_t size) override { console_.out({data, size}); }
 
@@ -65,6 +67,7 @@ std::string planJson(const std::string& target, const stream::ControlParagraph& 
     if (!target.empty()) {
         putText(object, "package", target);
     }
+    // A reference into the object, which gets its further members only after the loop.
     Json& fields = object["fields"] = Json::object();
     for (const auto& field : control.fields()) {
         putText(fields, field.name, field.value);
@@ -79,6 +82,7 @@ ExitStatus pretend(const PackageWriter& writer, const std::string& target, Write
                    Context& context) {
     std::string lines;
     Json entries = Json::array();
+    // Kept until all is known to be right: with --dry-run the writer calls this before it has checked everything.
     options.onEntry = [&](const stream::Entry& entry) {
         if (context.json) {
             entries.push_back(jsonOf(entry));
@@ -102,6 +106,7 @@ ExitStatus write(const PackageWriter& writer, const std::string& target, WriteOp
         };
     }
     if (target.empty()) {
+        // The package itself goes to standard output: a reader that leaves early has not got it.
         context.whenClosed = ExitStatus::inputOutput;
     }
     const WriteResult result = writeTo(target, writer, options, context);
@@ -115,6 +120,7 @@ ExitStatus write(const PackageWriter& writer, const std::string& target, WriteOp
 
 WriteOptions writeOptions(const BuildArguments& arguments, const Context& context) {
     WriteOptions options;
+    // By now the build file has had its word: see openBuildFile().
     options.compression = arguments.compression.value_or(stream::Compression::gzip);
     options.level = arguments.level;
     options.threads = context.threads;
@@ -128,6 +134,7 @@ WriteOptions writeOptions(const BuildArguments& arguments, const Context& contex
     return options;
 }
 
+/// Refuses what would mix with the package's bytes, or needs a file beside it. A dry run writes no package.
 void requireUsableOutput(const BuildArguments& arguments, const Context& context) {
     if (arguments.out != "-" || arguments.dryRun) {
         return;
@@ -166,21 +173,28 @@ void writeDebugPackage(const PackageWriter& writer, const StrippedFiles& strippe
 }
 
 ExitStatus runBuild(BuildArguments& arguments, Context& context) {
+    // The order matters: arguments are settled first, since nothing may be read for a wrong command line.
     settleBuildFile(arguments);
     requireSource(arguments);
+    // From here on a signal ends the work by an error, and temporary files are removed.
     catchInterrupts();
     PackageWriter writer;
     fillControl(arguments, writer);
+    // After the options' fields, which win over those of the file, and before what --strip and --compression mean.
     const auto buildFile = openBuildFile(arguments, writer.control(), context);
     requireUsableOutput(arguments, context);
     settleArchitecture(writer.control());
+    // Before the payload: an earlier package at that path is not packaged. Dependencies are not known yet, so
+    // their variable is left out of the copy; it would be a fault of the paragraph.
     const std::string target = targetPath(arguments.out, arguments.suffix, withoutVariable(writer.control()));
+    // Outlives the writing: the writer reads its copies then.
     StrippedFiles stripped(arguments.strip.value_or(StripKind::none), arguments.keepOwner, context);
     Payload payload(writer, stripped);
     if (buildFile != nullptr) {
         payload.addBuildFile(*buildFile);
     }
     addContents(arguments, target, payload, context);
+    // Needs the whole payload, and comes before the writing: the control archive is the first to be written.
     const ExitStatus found = fillDependencies(payload.files(), arguments.shlibs, writer.control(), context);
     if (found != ExitStatus::done) {
         return found;

@@ -66,6 +66,7 @@ std::set<std::string> namesIn(const std::string& directory) {
     const std::unique_ptr<DIR, int (*)(DIR*)> names(opendir(directory.c_str()), closedir);
     requireGood(names != nullptr);
     std::set<std::string> found;
+    // readdir() gives null at the end and for an error; only errno tells them apart.
     errno = 0;
     while (const dirent* item = readdir(names.get())) {
         found.insert(item->d_name);
@@ -88,18 +89,21 @@ void addControlDirectory(const BuildArguments& arguments, PackageWriter& writer,
     const fs::path directory = fs::path(arguments.tree) / kControlDirectory;
     std::set<std::string> elsewhere = {"control"};
     if (!arguments.noMd5sums) {
+        // The writer makes it from the payload; one that is in the tree may be out of date.
         elsewhere.insert("md5sums");
     }
     for (const auto& [name, file] : namedScripts(arguments)) {
         elsewhere.insert(name);
     }
     for (const auto& name : namesIn(directory.string())) {
+        // Before the check for a regular file: what is left out may be anything.
         if (elsewhere.count(name) > 0 || isLeftover(name)) {
             continue;
         }
         const std::string path = (directory / name).string();
         requireFileItself(path);
         if (name == "conffiles") {
+            // Parsed and not only copied: the writer checks that its files are in the payload.
             writer.addConffiles(readFile(path));
         } else {
             addMember(name, readFile(path), writer, context);
@@ -120,6 +124,7 @@ stream::ControlParagraph parseControl(const std::string& path) {
 
 }  // namespace
 
+// Later settings win: the file, then options with a name of their own, then --field.
 void fillControl(const BuildArguments& arguments, PackageWriter& writer) {
     const fs::path inTree = fs::path(arguments.tree) / kControlDirectory / "control";
     std::string path = arguments.controlFile;
@@ -142,6 +147,7 @@ void fillControl(const BuildArguments& arguments, PackageWriter& writer) {
 
 void settleArchitecture(stream::ControlParagraph& control) {
     const std::string* given = control.find("Architecture");
+    // Empty on a machine that Debian has no name for: the field stays absent, which the writer reports.
     const std::string_view native = stream::nativeArchitecture();
     if (given != nullptr) {
         const std::string_view word = stream::debianArchitecture(*given);

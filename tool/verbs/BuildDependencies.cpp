@@ -11,6 +11,7 @@ namespace bex::tool {
 
 namespace {
 
+// The name that dpkg-shlibdeps(1) uses in deb-substvars(5).
 constexpr std::string_view kVariable = "${shlibs:Depends}";
 constexpr const char* kRelationFields[] = {"Depends", "Pre-Depends", "Recommends", "Suggests", "Enhances"};
 
@@ -40,6 +41,7 @@ std::string replaced(std::string_view value, std::string_view what, std::string_
     return result;
 }
 
+/// The names point into a constant table. Empty in nearly all packages, for which nothing more is done.
 std::vector<const char*> fieldsWithVariable(const stream::ControlParagraph& control) {
     std::vector<const char*> fields;
     for (const char* field : kRelationFields) {
@@ -53,6 +55,7 @@ std::vector<const char*> fieldsWithVariable(const stream::ControlParagraph& cont
 
 /// Removes a field of which nothing is left.
 void replaceVariable(stream::ControlParagraph& control, const std::string& dependencies) {
+    // The list is made before the paragraph changes, and each field on it is there.
     for (const char* field : fieldsWithVariable(control)) {
         const std::string value = replaced(*control.find(field), kVariable, dependencies);
         if (value.empty()) {
@@ -67,6 +70,7 @@ void replaceVariable(stream::ControlParagraph& control, const std::string& depen
 
 std::string withVariable(const std::string& field, const std::string& value) {
     std::vector<std::string> relations = relationsOf(value);
+    // As the user wrote it, blanks included. A package may be named auto, but not in Depends then.
     if (field != "Depends" || std::count(relations.begin(), relations.end(), "auto") == 0) {
         return value;
     }
@@ -94,11 +98,13 @@ ExitStatus fillDependencies(const std::vector<shlibs::PackagedFile>& payload, sh
     }
     search.payload = payload;
     const std::string* architecture = control.find("Architecture");
+    // "all" says nothing of the files: the search then takes the architecture that they agree on.
     search.architecture.clear();
     if (architecture != nullptr && *architecture != "all") {
         search.architecture = *architecture;
     }
     const shlibs::Report report = findDependencies(std::move(search), context);
+    // Also where something is missing: the caller stops then, and does not write the paragraph.
     replaceVariable(control, report.field());
     return reportMissing(report, context);
 }

@@ -18,8 +18,10 @@ namespace fs = std::filesystem;
 
 namespace {
 
+// Opened only when there is a build file: a YAML parser would slow the start of every other command.
 constexpr const char* kLibrary = "libbexbuildfile.so.1";
 
+/// By its name alone. A tree may be called so, too, and is then still a tree.
 bool isYamlFile(const std::string& path) {
     const std::string suffix = fs::path(path).extension().string();
     std::error_code failure;
@@ -33,6 +35,7 @@ std::string textOf(const std::string& path) {
     return {std::istreambuf_iterator<char>(std::cin), std::istreambuf_iterator<char>()};
 }
 
+/// The reader has checked the word; "" and "none" mean the same.
 StripKind stripKindOf(const std::string& word) {
     if (word == "drop") {
         return StripKind::drop;
@@ -46,6 +49,7 @@ StripKind stripKindOf(const std::string& word) {
 }  // namespace
 
 void settleBuildFile(BuildArguments& arguments) {
+    // "bex build nfpm.yaml OUT" and "bex build -f nfpm.yaml OUT" are the same from here on.
     if (arguments.buildFile.empty() && isYamlFile(arguments.tree)) {
         arguments.buildFile = std::exchange(arguments.tree, "");
     }
@@ -59,6 +63,7 @@ void settleBuildFile(BuildArguments& arguments) {
         throw UsageError(stream::escapeForDisplay(arguments.out) +
                          ": one argument too many: with a build file there is no TREE");
     }
+    // The parser has taken the only argument for TREE.
     if (!arguments.tree.empty()) {
         arguments.out = std::exchange(arguments.tree, "");
     }
@@ -70,6 +75,7 @@ std::unique_ptr<buildfile::BuildFile> openBuildFile(BuildArguments& arguments, s
         return nullptr;
     }
     const auto read = functionOf<decltype(bexReadBuildFile)>(kLibrary, "bexReadBuildFile");
+    // The function hands over a plain pointer, since it is found by name: it is owned from here on.
     std::unique_ptr<buildfile::BuildFile> file(read(arguments.buildFile, textOf(arguments.buildFile), control));
     const buildfile::Requests& requests = file->requests();
     for (const auto& note : requests.notes) {

@@ -26,6 +26,7 @@ using stream::StreamError;
 
 namespace {
 
+/// Nothing but octal digits, to the end. Throws UsageError, which quotes the option as it was given.
 std::uint32_t parseMode(const std::string& digits, const std::string& option) {
     std::uint32_t mode = 0;
     const auto parsed = std::from_chars(digits.data(), digits.data() + digits.size(), mode, 8);
@@ -38,6 +39,7 @@ std::uint32_t parseMode(const std::string& digits, const std::string& option) {
 
 stream::Ownership parseOwner(const std::string& text, const std::string& option) {
     const std::size_t colon = text.find(':');
+    // Neither side may be missing: "user:" means a login group elsewhere, which nobody here can know.
     if (colon == std::string::npos || colon == 0 || colon + 1 == text.size()) {
         throw UsageError("--owner " + escapeForDisplay(option) + ": takes GLOB=USER:GROUP");
     }
@@ -65,6 +67,7 @@ void addAddition(const std::string& addition, const BuildArguments& arguments, E
         stream::TreeOptions options;
         options.prefix = target;
         options.skipSpecialFiles = arguments.skipSpecial;
+        // The directory itself was named, so that its mode is meant too, unlike that of TREE.
         options.keepRootMode = true;
         options.filter = exclusions.filter(target);
         payload.addTree(source, options);
@@ -95,12 +98,15 @@ void addTree(const BuildArguments& arguments, const std::string& target, Exclusi
     stream::TreeOptions options;
     options.prefix = arguments.prefix;
     options.skipSpecialFiles = arguments.skipSpecial;
+    // The filter of the tree runs only for what no pattern excludes, so that its notes are about what would be
+    // packaged.
     options.filter = exclusions.filter(
         arguments.prefix, TreeFilter(arguments.tree, target, payload.writer().control(), context.console));
     payload.addTree(arguments.tree, options);
 }
 
 void addPayload(const BuildArguments& arguments, const std::string& target, Payload& payload, Context& context) {
+    // One object for all trees: a pattern is used when it matches in any of them.
     Exclusions exclusions(arguments.exclusions);
     if (!arguments.tree.empty()) {
         addTree(arguments, target, exclusions, payload, context);
@@ -108,6 +114,7 @@ void addPayload(const BuildArguments& arguments, const std::string& target, Payl
     for (const auto& addition : arguments.additions) {
         addAddition(addition, arguments, exclusions, payload);
     }
+    // After the last tree; links and directories of the command line are not subject to --exclude.
     exclusions.noteUnused(context.console);
     for (const auto& symlink : arguments.symlinks) {
         addSymlink(symlink, payload);
@@ -120,8 +127,10 @@ void addPayload(const BuildArguments& arguments, const std::string& target, Payl
     }
 }
 
+/// The writer applies rules to the whole plan when it writes, so that their place among the calls does not matter.
 void addRules(const BuildArguments& arguments, PackageWriter& writer) {
     for (const auto& mode : arguments.modes) {
+        // The last "=": a pattern may hold one, a mode or owner may not.
         const auto [pattern, digits] = split(mode, mode.rfind('='), "--mode", "GLOB=MODE");
         writer.setMode(pattern, parseMode(digits, mode));
     }

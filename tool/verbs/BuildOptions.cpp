@@ -12,12 +12,15 @@ namespace bex::tool {
 
 namespace {
 
+/// An option that may be given several times, one value each: without allow_extra_args(false) it would take the
+/// arguments after it as further values.
 CLI::Option* addList(CLI::App& verb, const char* name, std::vector<std::string>& values, const char* form,
                      const char* description) {
     return verb.add_option(name, values, description)->option_text(form)->allow_extra_args(false);
 }
 
 void addPlaces(CLI::App& verb, BuildArguments& arguments) {
+    // Neither is required here: what is missing depends on other options, which requireSource() knows.
     verb.add_option("TREE", arguments.tree, "The directory to package; DEBIAN in it is as for dpkg-deb");
     CLI::Option* out =
         verb.add_option("OUT", arguments.out,
@@ -32,6 +35,7 @@ void addFieldOptions(CLI::App& verb, BuildArguments& arguments) {
     verb.add_option("--control", arguments.controlFile, "Control paragraph, instead of TREE/DEBIAN/control")
         ->option_text("FILE");
     addList(verb, "--field", arguments.fields, "NAME=VALUE", "Set a field");
+    // Debian Policy 5.3: the fields of binary packages that people set; --field sets any other.
     const std::pair<const char*, const char*> named[] = {{"--name", "Package"},
                                                          {"--version", "Version"},
                                                          {"--arch", "Architecture"},
@@ -54,6 +58,7 @@ void addFieldOptions(CLI::App& verb, BuildArguments& arguments) {
     for (const auto& [option, field] : named) {
         verb.add_option_function<std::string>(
                 option,
+                // A copy of the name: a lambda cannot capture a structured binding in C++17.
                 [&arguments, name = field](const std::string& value) {
                     arguments.namedFields.emplace_back(name, withVariable(name, value));
                 },
@@ -64,6 +69,7 @@ void addFieldOptions(CLI::App& verb, BuildArguments& arguments) {
 }
 
 void addLibraryOptions(CLI::App& verb, BuildArguments& arguments) {
+    // The same options as those of shlibdeps, with the same meaning.
     constexpr const char* row = "Where --depends auto finds libraries: see shlibdeps";
     addList(verb, "--from", arguments.shlibs.from, "DIR", "Take symbols and shlibs from packages")->group(row);
     addList(verb, "--libdir", arguments.shlibs.libdirs, "DIR", "Search private libraries here")->group(row);
@@ -101,6 +107,7 @@ void addPayloadOptions(CLI::App& verb, BuildArguments& arguments) {
 void addControlOptions(CLI::App& verb, BuildArguments& arguments) {
     constexpr const char* scriptRow = "Add a maintainer script or other control member";
     addList(verb, "--script", arguments.scripts, "NAME=FILE", scriptRow)->group(scriptRow);
+    // Short forms of --script: both end up in one list, in the order of the command line.
     for (const char* member : {"preinst", "postinst", "prerm", "postrm", "config", "templates", "triggers"}) {
         verb.add_option_function<std::string>(
                 std::string("--") + member,
@@ -128,6 +135,7 @@ void addOutputOptions(CLI::App& verb, BuildArguments& arguments) {
     verb.add_flag("--single-stream", arguments.singleStream,
                   "One gzip stream, for readers that stop after the first")
         ->group(gzipRow);
+    // A dry run has no result that could be compared, so that --check excludes it.
     CLI::Option* dryRun =
         verb.add_flag("--dry-run", arguments.dryRun, "Only list what would go in")->group(flagRow);
     verb.add_flag("--check", arguments.check, "Read the result back and compare before it appears")

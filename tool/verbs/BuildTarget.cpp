@@ -17,6 +17,7 @@ namespace {
 
 using Words = std::map<std::string, std::string>;
 
+/// ASCII alone, whatever the locale.
 bool isLowerCase(char c) {
     return c >= 'a' && c <= 'z';
 }
@@ -27,6 +28,7 @@ Words wordsOf(const stream::ControlParagraph& control) {
     if (!control.faults().empty()) {
         return {{"name", "unnamed"}, {"version", "0"}, {"arch", "all"}};
     }
+    // Without its epoch: find() gives npos where there is none, and npos + 1 is 0.
     const std::string& version = *control.find("Version");
     return {{"name", *control.find("Package")},
             {"version", version.substr(version.find(':') + 1)},
@@ -38,6 +40,7 @@ std::string expanded(const std::string& out, const Words& words) {
     std::string result;
     std::size_t begin = 0;
     for (std::size_t open = out.find('{'); open != std::string::npos; open = out.find('{', open + 1)) {
+        // Values are not looked at again: a name that holds braces stays as it is.
         const std::size_t close = out.find('}', open);
         if (close == std::string::npos || close == open + 1) {
             continue;
@@ -58,6 +61,7 @@ std::string expanded(const std::string& out, const Words& words) {
 }
 
 void requireWord(const std::string& suffix) {
+    // The length is given, since NUL is one of the characters: none of them may come into a file's name.
     if (suffix.empty() || suffix.find_first_of(std::string("/\n\0", 3)) != std::string::npos) {
         throw UsageError("--suffix " + stream::escapeForDisplay(suffix) + ": takes a word such as deb");
     }
@@ -67,6 +71,7 @@ void requireWord(const std::string& suffix) {
 
 std::string targetPath(const std::string& out, const std::string& suffix,
                        const stream::ControlParagraph& control) {
+    // Checked even where the suffix is not used, so that a wrong one never goes unnoticed.
     requireWord(suffix);
     if (out == "-") {
         return "";

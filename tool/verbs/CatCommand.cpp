@@ -39,6 +39,7 @@ struct Printed {
 /// `reader` has the read() of a PackageReader or an EntryStream.
 template <typename Reader>
 void printContents(Reader& reader, Printed& printed, Console& console) {
+    // For each entry anew, which costs little beside a system call; memory does not depend on the entry's size.
     std::vector<char> buffer(256 * 1024);
     for (std::size_t count = 0; (count = reader.read(buffer.data(), buffer.size())) > 0;) {
         console.out({buffer.data(), count});
@@ -60,6 +61,7 @@ void printTarget(const std::string& package, const Entry& link, Printed& printed
                         ", which has gone by; name that, or give the package as a file";
         throw stream::StreamError(std::move(record));
     }
+    // From the front again: linear in the package for each hard link that is asked for. --index finds it at once.
     stream::PackageReader reader = openWhole(package, readOptions(context), context);
     for (Entry entry; reader.next(entry);) {
         if (stream::plainPath(entry.path) == target) {
@@ -69,6 +71,7 @@ void printTarget(const std::string& package, const Entry& link, Printed& printed
     }
 }
 
+/// The status is that of an answer "no": asking for the bytes of a symlink is not an error.
 ExitStatus noteWithoutBytes(const std::string& package, const Entry& entry, Context& context) {
     return answerNo(nameInMessages(package) + ": " + stream::escapeForDisplay(entry.path) + ": is a " +
                         nameOf(entry.type) + " and has no bytes",
@@ -114,6 +117,7 @@ std::optional<std::set<std::size_t>> numbersOf(const std::vector<std::string>& p
         if (path.find_first_of("*?[\\") != std::string::npos) {
             return std::nullopt;
         }
+        // Patterns may begin with slashes; the index has plain paths.
         std::string_view relative = path;
         relative.remove_prefix(std::min(relative.find_first_not_of('/'), relative.size()));
         const std::optional<std::size_t> number = package.find(stream::plainPath(relative));
@@ -144,9 +148,11 @@ ExitStatus printByIndex(const CatArguments& arguments, Patterns& patterns, Print
     ExitStatus status = ExitStatus::done;
     const auto print = [&](std::size_t number) {
         if (patterns.choose(package.at(number).entry)) {
+            // The worst status of all counts: their numbers are in that order.
             status = std::max(status, printIndexed(package, number, arguments.package, printed, context));
         }
     };
+    // A set, so that entries come in the package's order and each once.
     if (const auto numbers = numbersOf(arguments.paths, package)) {
         std::for_each(numbers->begin(), numbers->end(), print);
         return status;
@@ -163,6 +169,7 @@ void reportPrinted(const CatArguments& arguments, const Printed& printed, Contex
     if (!context.json || context.verbosity == 0) {
         return;
     }
+    // The bytes come before the report, also where both streams are one file.
     context.console.flush();
     Json object = {{"schema", 1}};
     putText(object, "package", arguments.package);

@@ -10,6 +10,8 @@ namespace fs = std::filesystem;
 
 namespace {
 
+// The name and the fields below are those of debhelper's packages of debug symbols, which Debian's tools
+// recognise.
 constexpr const char* suffix = "-dbgsym";
 
 std::string valueOf(const stream::ControlParagraph& control, const char* field) {
@@ -38,7 +40,9 @@ void fillDebugPackage(const stream::ControlParagraph& control, const StrippedFil
     debug.set("Auto-Built-Package", "debug-symbols");
     debug.set("Architecture", valueOf(control, "Architecture"));
     debug.set("Maintainer", valueOf(control, "Maintainer"));
+    // Symbols of any other version describe other files.
     debug.set("Depends", name + " (= " + valueOf(control, "Version") + ")");
+    // Paths of debug files hold the build ID, so that those of several architectures do not meet.
     if (valueOf(control, "Multi-Arch") == "same") {
         debug.set("Multi-Arch", "same");
     }
@@ -52,6 +56,8 @@ std::string debugTarget(const std::string& target, const stream::ControlParagrap
     const fs::path path(target);
     const std::string name = valueOf(control, "Package");
     const std::string file = path.filename().string();
+    // "hello_1.0_amd64.bex" gives "hello-dbgsym_1.0_amd64.bex"; a file with a name of the user's keeps it after
+    // ours.
     const bool named = file.compare(0, name.size(), name) == 0;
     const std::string rest = named ? file.substr(name.size()) : "_" + file;
     return (path.parent_path() / (name + suffix + rest)).string();

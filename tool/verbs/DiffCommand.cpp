@@ -36,6 +36,8 @@ public:
     explicit Selection(const DiffArguments& arguments)
         : chosen_(arguments.patterns), excluded_(arguments.excluded.begin(), arguments.excluded.end()) {}
 
+    /// Asks the patterns even where the path is excluded: a pattern that matched something is not reported as
+    /// unused.
     bool includes(const std::string& path) {
         const bool excluded =
             std::any_of(excluded_.begin(), excluded_.end(),
@@ -116,6 +118,7 @@ Json jsonOf(const Difference& difference, bool brief) {
 }
 
 /// What --content adds to an object or a line.
+/// unifiedHunks() gives up then: its time grows with the product of lengths and differences.
 constexpr const char* kTooDifferent = "too different to compare line by line";
 
 void printJson(const DiffArguments& arguments, const Comparison& comparison, const TextSpool* spool,
@@ -162,6 +165,7 @@ void printText(const DiffArguments& arguments, const Comparison& comparison, con
 }
 
 Comparison compareAs(const DiffArguments& arguments, TextSpool* spool, Selection& selection, Context& context) {
+    // One package after the other: only digests and the texts' places are in memory, whatever the packages' size.
     DigestRequest request;
     request.select = [&selection](const std::string& path) { return selection.includes(path); };
     request.spool = spool;
@@ -169,6 +173,7 @@ Comparison compareAs(const DiffArguments& arguments, TextSpool* spool, Selection
     request.other = &before;
     const PackageDigest after = digestOf(arguments.after, request, context);
     ComparisonRequest comparison;
+    // Patterns name entries; members of the ar archive are compared only where everything is.
     comparison.members = arguments.patterns.empty();
     comparison.fields = selection.includes("DEBIAN/control");
     comparison.times = arguments.times;
@@ -179,6 +184,7 @@ ExitStatus runDiff(DiffArguments& arguments, Context& context) {
     if (arguments.before == "-" && arguments.after == "-") {
         throw UsageError("only one of the packages can be standard input");
     }
+    // A temporary file, made only where texts are to be shown. It outlives the comparison, which has places in it.
     std::optional<TextSpool> spool;
     if (arguments.content) {
         spool.emplace();

@@ -17,6 +17,8 @@ namespace {
 
 using Entries = std::map<std::string, DigestedEntry>;
 
+/// In the order of the first package, then what only the second has. Quadratic in the fields, of which there are
+/// few.
 void compareFields(const ControlParagraph& before, const ControlParagraph& after,
                    std::vector<Difference>& result) {
     for (const auto& field : before.fields()) {
@@ -43,6 +45,7 @@ std::string ownerText(const Entry& entry) {
 
 using Details = std::vector<Difference::Detail>;
 
+/// Only what differs becomes a detail: a pair without details is equal.
 void note(Details& details, const char* what, std::string before, std::string after) {
     if (before != after) {
         details.push_back({what, std::move(before), std::move(after)});
@@ -57,6 +60,7 @@ Details detailsOf(const DigestedEntry& before, const DigestedEntry& after) {
     note(details, "mode", fmt::format("{:04o}", before.entry.mode), fmt::format("{:04o}", after.entry.mode));
     note(details, "owner", ownerText(before.entry), ownerText(after.entry));
     note(details, "target", before.entry.linkTarget, after.entry.linkTarget);
+    // Both are empty for what has no contents, such as directories.
     note(details, "contents", before.digest, after.digest);
     return details;
 }
@@ -65,6 +69,7 @@ Details detailsOf(const DigestedEntry& before, const DigestedEntry& after) {
 Details detailsOf(const std::string& name, const DigestedMember& before, const DigestedMember& after) {
     Details details;
     note(details, "compression", before.compression, after.compression);
+    // The names are those of DigestedMember's map, without the ending of the compression.
     if (name != "control.tar" && name != "data.tar") {
         note(details, "size", std::to_string(before.size), std::to_string(after.size));
     }
@@ -147,6 +152,7 @@ private:
         result_.differences.push_back(std::move(difference));
     }
 
+    // The caller's, for the length of one comparison.
     const ComparisonRequest& request_;
     Comparison result_;
 };

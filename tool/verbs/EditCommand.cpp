@@ -42,6 +42,8 @@ struct EditArguments {
     }
 };
 
+/// For what is to be removed and is not there: a script that relies on it must not go on. `known` are the names
+/// that the user may have meant.
 [[noreturn]] void failAbsent(const std::string& package, const std::string& what, const std::string& name,
                              const std::vector<std::string>& known) {
     const std::string meant = stream::nearest(name, known);
@@ -54,6 +56,7 @@ struct EditArguments {
 }
 
 void removeField(const std::string& name, const std::string& package, stream::ControlParagraph& control) {
+    // Collected before the removal, as the message offers the nearest of them.
     std::vector<std::string> names;
     for (const auto& field : control.fields()) {
         names.push_back(field.name);
@@ -71,6 +74,8 @@ void appendToVersion(const std::string& suffix, const std::string& package, stre
     control.set("Version", *version + suffix);
 }
 
+/// Removals first, so that a field can be removed and set anew at the end; the suffix last, so that it follows a
+/// version that was just set.
 void changeFields(const EditArguments& arguments, PackageEditor& editor) {
     stream::ControlParagraph& control = editor.control();
     for (const auto& name : arguments.unset) {
@@ -97,6 +102,7 @@ void changeMembers(const EditArguments& arguments, PackageEditor& editor, Contex
     }
     for (const auto& script : arguments.scripts) {
         const auto [name, file] = split(script, script.find('='), "--script", "NAME=FILE");
+        // After the removals too: "--remove-script postinst --script postinst=FILE" replaces it.
         editor.setControlMember(name, readFile(file));
         noteUnknownMember(name, context.console);
     }
@@ -110,6 +116,8 @@ std::string targetOf(const EditArguments& arguments, PackageEditor& editor) {
         return arguments.package;
     }
     std::string target = targetPath(arguments.out, packageSuffix(arguments.package), editor.control());
+    // A path that the user named himself may be the package; one that follows from a directory or from the fields
+    // may not replace it by accident.
     if (target != arguments.out) {
         requireOther(target, arguments.package);
     }
@@ -117,6 +125,7 @@ std::string targetOf(const EditArguments& arguments, PackageEditor& editor) {
 }
 
 ExitStatus runEdit(EditArguments& arguments, Context& context) {
+    // Everything that the command line alone decides comes before the package is opened.
     requirePackageFile(arguments.package, "PKG");
     requirePackageFile(arguments.out, "OUT");
     if (!arguments.changesAnything()) {
@@ -129,10 +138,12 @@ ExitStatus runEdit(EditArguments& arguments, Context& context) {
     options.check = arguments.check;
     options.progress = progress.callback();
     PackageEditor editor(arguments.package, options);
+    // control() throws where the paragraph cannot be parsed; changes of members alone do not need it.
     if (arguments.changesFields()) {
         changeFields(arguments, editor);
     }
     changeMembers(arguments, editor, context);
+    // After the changes: the name of the new package follows from its fields.
     const std::string target = targetOf(arguments, editor);
     printEdited(target, editor.write(target), false, context);
     return ExitStatus::done;

@@ -16,6 +16,7 @@ stream::EditOptions editOptions(const Context& context) {
     stream::EditOptions options;
     options.limits = context.limits;
     options.threads = context.threads;
+    // Digests cost a pass over both files, and only JSON shows them.
     options.digests = context.json;
     return options;
 }
@@ -26,6 +27,7 @@ void requirePackageFile(const std::string& path, const char* what) {
     }
 }
 
+/// The package's own ending where it is one that Debian uses, so that an edited .deb stays a .deb.
 std::string packageSuffix(const std::string& path) {
     const std::string ending = fs::path(path).extension().string();
     for (const char* suffix : {"deb", "udeb", "ddeb"}) {
@@ -38,6 +40,7 @@ std::string packageSuffix(const std::string& path) {
 
 void requireOther(const std::string& target, const std::string& package) {
     std::error_code ignored;
+    // By device and inode, so that other spellings and links are seen. A target that is not there is another file.
     if (fs::equivalent(target, package, ignored)) {
         throw UsageError(stream::escapeForDisplay(target) + " is the package itself: say --in-place or --out OUT");
     }

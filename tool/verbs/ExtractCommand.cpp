@@ -34,6 +34,7 @@ struct ExtractArguments {
 stream::ExtractOptions extractOptions(const ExtractArguments& arguments, Patterns& patterns, Json& listed,
                                       Context& context) {
     stream::ExtractOptions options = arguments.extract;
+    // References: patterns and list outlive the extraction, and tell afterwards what was chosen.
     options.select = [&patterns](const Entry& entry) { return patterns.choose(entry); };
     const bool dryRun = options.dryRun;
     if (dryRun || context.verbosity > 0) {
@@ -61,6 +62,7 @@ std::string destination(const ExtractArguments& arguments) {
     if (arguments.directory->empty()) {
         throw UsageError("DIR is empty; . is the current directory");  // An unset variable of a script, as a rule.
     }
+    // By the text alone: "a/b/" has the parent "a/b", which is then the directory itself, and that is right too.
     const auto parent = std::filesystem::path(*arguments.directory).lexically_normal().parent_path();
     if (!parent.empty() && !arguments.extract.dryRun) {
         std::filesystem::create_directories(parent);
@@ -95,6 +97,7 @@ stream::ExtractResult extractAs(const ExtractArguments& arguments, const stream:
 }
 
 ExitStatus runExtract(ExtractArguments& arguments, Context& context) {
+    // Reading everything needs no index, and from front to back all of it is checked too.
     if (arguments.index && arguments.patterns.empty()) {
         throw UsageError("--index is for some entries: PATTERN is missing");
     }

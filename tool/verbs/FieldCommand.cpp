@@ -29,6 +29,7 @@ std::vector<std::string> namesOf(const ControlParagraph& control) {
     return names;
 }
 
+/// A key of JSON must be UTF-8: any other name is escaped.
 std::string jsonName(const std::string& name) {
     if (stream::isUtf8(name)) {
         return name;
@@ -45,6 +46,7 @@ std::string hintFor(const std::string& name, const ControlParagraph& control) {
     return "did you mean " + meant + "?";
 }
 
+/// Always one object, with the names that are missing in a list of their own, so that readers need not compare.
 ExitStatus printJson(const ControlParagraph& control, const std::vector<std::string>& names, Console& console) {
     Json fields = Json::object();
     Json absent = Json::array();
@@ -69,6 +71,7 @@ ExitStatus printValues(const ControlParagraph& control, const FieldArguments& ar
             context.console.out(foldedValue(*value) + "\n");
             continue;
         }
+        // The other fields are still printed: one missing name does not hide what is there.
         status = answerNo(
             nameInMessages(arguments.package) + ": control: there is no field " + stream::escapeForDisplay(name),
             hintFor(name, control), context);
@@ -77,6 +80,7 @@ ExitStatus printValues(const ControlParagraph& control, const FieldArguments& ar
 }
 
 ExitStatus runField(FieldArguments& arguments, Context& context) {
+    // Only what leads to the fields is read: the payload is not.
     const stream::PackageReader reader = openFields(arguments.package, readOptions(context), context);
     const ControlParagraph& control = reader.control();
     if (context.json) {

@@ -42,6 +42,7 @@ struct FilterArguments {
 /// As the payload was; bzip2 is not written.
 Compression usualCompression(const stream::PackageEditor& editor) {
     for (const auto& member : editor.members()) {
+        // A package has one data member: deb(5).
         if (member.name.rfind("data.tar", 0) == 0 && member.compression != Compression::bzip2) {
             return member.compression;
         }
@@ -54,6 +55,7 @@ void settleConffiles(const std::vector<std::string>& leftOut, PackageWriter& wri
     if (leftOut.empty()) {
         return;
     }
+    // From the plan, which has what was added as well as what was kept.
     std::set<std::string> files;
     for (const auto& entry : writer.plan()) {
         files.insert(stream::plainPath(entry.path));
@@ -67,6 +69,7 @@ void settleConffiles(const std::vector<std::string>& leftOut, PackageWriter& wri
     }
 }
 
+/// An error and not a note: a package that still has what was to be deleted must not be written.
 void requireUsed(const Patterns& deletions, const std::string& package) {
     const std::vector<std::string> unused = deletions.unused();
     if (!unused.empty()) {
@@ -78,11 +81,13 @@ void requireUsed(const Patterns& deletions, const std::string& package) {
 /// What is added comes first: of a directory in both, the package's attributes stay.
 void fill(FilterArguments& arguments, const stream::PackageEditor& editor, PackageWriter& writer,
           Context& context) {
+    // Payload wants one; of this kind it makes no copies and no directory.
     StrippedFiles asTheyAre(StripKind::none, false, context);
     Payload added(writer, asTheyAre);
     addContents(arguments.additions, "", added, context);
     Patterns deletions(arguments.deletions);
     const auto keep = [&](const stream::Entry& entry) {
+        // Patterns without any pattern choose everything, which here would delete everything.
         return arguments.deletions.empty() || !deletions.choose(entry);
     };
     const std::vector<std::string> leftOut = editor.copyTo(writer, keep);
@@ -106,6 +111,7 @@ ExitStatus runFilter(FilterArguments& arguments, Context& context) {
     options.level = arguments.level;
     options.threads = context.threads;
     options.check = arguments.check;
+    // The field comes from the old package and counts what was deleted.
     options.renewInstalledSize = true;
     options.progress = progress.callback();
     const std::string target = targetPath(arguments.out, packageSuffix(arguments.package), writer.control());

@@ -19,6 +19,7 @@ const char* nameOf(stream::Severity severity) {
     return severity == stream::Severity::error ? "error" : "warning";
 }
 
+/// Only a limit that was exceeded can be helped by an option.
 std::string hintOf(const Finding& finding) {
     if (finding.limit.empty()) {
         return "";
@@ -61,6 +62,7 @@ std::string lineOf(const std::string& package, const Finding& finding, const Con
     return line + "\n";
 }
 
+/// Warnings count only with --strict.
 ExitStatus statusOf(const std::vector<Finding>& findings, bool strict) {
     const bool bad = std::any_of(findings.begin(), findings.end(), [&](const Finding& finding) {
         return strict || finding.severity == stream::Severity::error;
@@ -73,6 +75,7 @@ ExitStatus statusOf(const std::vector<Finding>& findings, bool strict) {
 ExitStatus printFindings(const std::string& subject, const std::vector<Finding>& findings, bool strict,
                          bool several, Context& context) {
     const ExitStatus status = statusOf(findings, strict);
+    // A reader that leaves early has not seen that nothing is wrong; what is wrong stays so.
     context.whenClosed = status == ExitStatus::done ? ExitStatus::inputOutput : ExitStatus::no;
     if (context.json) {
         context.console.out(jsonObject(findingsJson(subject, findings), several));

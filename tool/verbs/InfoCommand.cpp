@@ -50,6 +50,7 @@ void count(const stream::Entry& entry, Totals& totals) {
     }
 }
 
+/// Reads the payload to its end, and so checks it too.
 Totals totalsOf(stream::PackageReader& reader) {
     Totals totals;
     for (stream::Entry entry; reader.next(entry);) {
@@ -58,6 +59,7 @@ Totals totalsOf(stream::PackageReader& reader) {
     return totals;
 }
 
+/// By the index alone: what the entries' bytes really are is not looked at.
 Totals totalsOf(const stream::IndexedPackage& package) {
     Totals totals;
     for (std::size_t i = 0; i < package.size(); ++i) {
@@ -72,6 +74,7 @@ struct Estimate {
     std::optional<std::uint64_t> kibibytes;  ///< Installed-Size
 };
 
+/// Each part is absent where the package does not say. Neither is checked against the payload.
 Estimate estimateOf(const stream::PackageReader& reader) {
     Estimate estimate;
     const stream::ControlMember* sums = reader.findControlMember("md5sums");
@@ -80,6 +83,7 @@ Estimate estimateOf(const stream::PackageReader& reader) {
         estimate.files = static_cast<std::uint64_t>(std::count(text.begin(), text.end(), '\n'));
     }
     const std::string* size = reader.control().find("Installed-Size");
+    // Leading digits are enough: verify reports a value that is not a number.
     std::uint64_t kibibytes = 0;
     if (size != nullptr &&
         std::from_chars(size->data(), size->data() + size->size(), kibibytes).ec == std::errc()) {
@@ -137,6 +141,7 @@ Json packageJson(const std::string& name, const Package& reader, std::optional<s
     return object;
 }
 
+/// Names may be coloured; values never are, since they may have several lines.
 std::string fieldsText(const stream::ControlParagraph& control, const Console& console) {
     std::string text;
     for (const auto& field : control.fields()) {
@@ -160,6 +165,7 @@ std::string membersText(const Package& reader, std::optional<std::uint64_t> inde
     if (indexBytes) {
         rows.push_back({"index", std::to_string(*indexBytes) + " bytes", "of the payload"});
     }
+    // The second column holds sizes, which are aligned at their ends.
     return alignedTable(rows, {1});
 }
 
@@ -195,6 +201,7 @@ void reachPayload(stream::PackageReader& reader) {
     }
 }
 
+/// `reader` as for packageJson(); `payload` is Totals or Estimate, which have the same functions.
 template <typename Package, typename Payload>
 void print(const std::string& package, const Package& reader, std::optional<std::uint64_t> indexBytes,
            const Payload& payload, const InfoArguments& arguments, Context& context) {
@@ -220,11 +227,13 @@ void print(const std::string& package, const Package& reader, std::optional<std:
 void printOne(const std::string& package, const InfoArguments& arguments, Context& context) {
     if (arguments.index) {
         const stream::IndexedPackage indexed = openIndexed(package, readOptions(context), context);
+        // The numbers are exact as far as the index is right, which --index means to believe.
         print(package, indexed, indexed.indexBytes(), totalsOf(indexed), arguments, context);
         return;
     }
     if (arguments.totals) {
         stream::PackageReader reader = openWhole(package, readOptions(context), context);
+        // Before the payload is read: a pipe cannot go back to it.
         const std::optional<std::uint64_t> indexBytes = reader.indexBytes();
         print(package, reader, indexBytes, totalsOf(reader), arguments, context);
         return;
@@ -239,6 +248,7 @@ void printOne(const std::string& package, const InfoArguments& arguments, Contex
 }
 
 ExitStatus runInfo(InfoArguments& arguments, Context& context) {
+    // Goes on after a package that cannot be read, and gives the worst status.
     return forEachPackage(arguments.packages, context, [&](const std::string& package) {
         printOne(package, arguments, context);
         return ExitStatus::done;

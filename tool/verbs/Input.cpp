@@ -31,9 +31,11 @@ std::string certificatesOfEnvironment() {
 
 /// The file behind the URL, opened once.
 std::shared_ptr<remote::RemoteFile> remoteFile(const std::string& url, Context& context) {
+    // One object for each URL, so that what was fetched once serves further readers of the same command.
     std::shared_ptr<remote::RemoteFile>& file = context.remoteFiles[url];
     if (!file) {
         context.remote.certificates = certificatesOfEnvironment();
+        // Loaded at the first URL: a library of HTTP would slow the start of every command that reads files.
         functionOf<decltype(bexOpenUrl)>("libbexremote.so.1", "bexOpenUrl")(url, context.remote, file);
     }
     return file;
@@ -57,6 +59,7 @@ private:
 
 }  // namespace
 
+/// Other schemes are names of files: a path may hold "://".
 bool isUrl(const std::string& package) {
     const std::string_view scheme = std::string_view(package).substr(0, package.find("://"));
     return scheme.size() < package.size() &&
@@ -70,6 +73,7 @@ stream::ReadOptions readOptions(const Context& context) {
     return options;
 }
 
+/// Escaped, for messages alone: JSON has names as they were given.
 std::string nameInMessages(const std::string& path) {
     if (path == "-") {
         return "standard input";
@@ -95,6 +99,7 @@ stream::PackageReader openPackage(const std::string& path, const stream::ReadOpt
 
 std::unique_ptr<stream::ForwardSource> openDownload(const std::string& url, Context& context) {
     std::unique_ptr<stream::ForwardSource> source = remoteFile(url, context)->download();
+    // A download reads the file once; another one of the same URL opens it anew.
     context.remoteFiles.erase(url);
     return source;
 }
@@ -103,6 +108,7 @@ stream::PackageReader openWhole(const std::string& package, const stream::ReadOp
     if (!isUrl(package)) {
         return openPackage(package, options);
     }
+    // A password in the URL goes to the server alone: the reader's name for the package is in every message.
     return {remoteFile(package, context)->download(), withoutUser(package), options};
 }
 

@@ -36,6 +36,7 @@ std::string shownPath(const std::string& path, const ListArguments& arguments) {
     return stream::escapeForDisplay(path);
 }
 
+/// Five cells, and a sixth for a link: withArrow() relies on it.
 std::vector<std::string> cells(const Entry& entry, const ListArguments& arguments) {
     std::vector<std::string> row = {
         modeText(entry), stream::escapeForDisplay(ownerOf(entry) + "/" + groupOf(entry)),
@@ -59,6 +60,7 @@ public:
             tree_.add(entry);
         } else if (!options_.detailed) {
             context_.console.out(shownPath(entry.path, options_) + lineEnd());
+            // Columns for people need the widest cell of all; programs get tabs, and memory stays constant.
         } else if (context_.console.outIsTerminal() && !options_.nulEnds) {
             rows_.push_back(withArrow(cells(entry, options_)));
         } else {
@@ -76,11 +78,13 @@ public:
             object["entries"] = std::move(entries_);
             context_.console.out(jsonText(object));
         }
+        // Both are empty in every other form of output.
         context_.console.out(tree_.text());
         context_.console.out(alignedTable(rows_, {2}));
     }
 
 private:
+    // NUL is the one byte that no path holds, so that paths need no escaping before it.
     char lineEnd() const { return options_.nulEnds ? '\0' : '\n'; }
 
     static std::string tabbed(const std::vector<std::string>& row) {
@@ -106,6 +110,7 @@ private:
     std::vector<std::vector<std::string>> rows_;
 };
 
+/// Calls `use` with each entry in the package's order, from the source that the options name.
 template <typename Use>
 void forEachEntry(const ListArguments& arguments, Context& context, Use use) {
     if (arguments.index) {

@@ -18,6 +18,7 @@ using stream::EntryType;
 
 namespace {
 
+/// FIPS 180-4, by libmd: three functions, and no large library to load.
 class Sha256 {
 public:
     Sha256() { SHA256Init(&context_); }
@@ -50,6 +51,7 @@ public:
         }
     }
 
+    /// Nothing for what is not text. A text that is wanted has a spool to go to: the constructor has seen it.
     std::optional<TextSpool::Place> keep(const DigestRequest& request) const {
         if (!wanted_ || !isText(text_)) {
             return std::nullopt;
@@ -64,6 +66,8 @@ private:
 
 using Entries = std::map<std::string, DigestedEntry>;
 
+/// One reading of a package. Memory depends on the number of entries and not on their sizes: texts go to the
+/// spool.
 class Digestion {
 public:
     Digestion(const DigestRequest& request, stream::PackageReader& reader)
@@ -84,6 +88,7 @@ public:
 private:
     void addControlMember(const stream::ControlMember& member) {
         const std::string path = stream::plainPath(member.entry.path);
+        // Its fields are compared one by one.
         if (path == "control" || !request_.select("DEBIAN/" + path)) {
             return;
         }
@@ -99,6 +104,7 @@ private:
         if (!request_.select(path)) {
             return;
         }
+        // A hard link has no bytes of its own: its target is compared.
         if (entry.type != EntryType::file) {
             result_.payload[path] = {entry, "", std::nullopt};
             return;
@@ -113,12 +119,15 @@ private:
     }
 
     void add(Entries& entries, const std::string& path, DigestedEntry entry, const TextCandidate& text) {
+        // The digest is known only after the last byte, so that the text was kept in memory until here.
         if (!isSameInOther(entries, path, entry.digest)) {
             entry.text = text.keep(request_);
         }
         entries[path] = std::move(entry);
     }
 
+    /// Whether no text will be compared: the other package lacks the path, or has the same contents there. False
+    /// while there is no other package yet.
     bool isSameInOther(const Entries& entries, const std::string& path, const std::string& digest) const {
         if (request_.other == nullptr) {
             return false;
@@ -142,6 +151,7 @@ private:
     const DigestRequest& request_;
     stream::PackageReader& reader_;
     std::vector<char> buffer_;
+    // Moved out by digest(), which is called once.
     PackageDigest result_;
 };
 
@@ -152,6 +162,7 @@ PackageDigest digestOf(const std::string& package, const DigestRequest& request,
     stream::ReadOptions options = readOptions(context);
     options.progress = progress.callback();
     stream::PackageReader reader = openWhole(package, options, context);
+    // After the reader has opened the package: only then are its fields known.
     progress.expect(reader.control());
     return Digestion(request, reader).digest();
 }

@@ -6,6 +6,7 @@
 
 namespace bex::tool {
 
+/// Empty, but there, for no notes: programs need not ask whether the list exists.
 Json notesJson(const std::vector<stream::Finding>& notes) {
     Json list = Json::array();
     for (const auto& note : notes) {
@@ -20,10 +21,12 @@ Json notesJson(const std::vector<stream::Finding>& notes) {
 }
 
 void printNotes(const std::string& package, const std::vector<stream::Finding>& notes, Context& context) {
+    // The object on standard output has them: see notesJson().
     if (context.json) {
         return;
     }
     for (stream::Finding note : notes) {
+        // A copy, which gets the name under which the user knows the package.
         note.package = package;
         context.console.note(messageOf(note));
         if (!note.limit.empty()) {

@@ -15,6 +15,7 @@ Payload::Payload(stream::PackageWriter& writer, StrippedFiles& stripped)
     : writer_(writer), stripped_(stripped), listsFiles_(wantsDependencies(writer.control())) {}
 
 void Payload::list(std::string path, std::string source, std::string linkTarget) {
+    // Only a search for dependencies needs the list, and it costs memory for each entry.
     if (listsFiles_) {
         files_.push_back({std::move(path), std::move(source), std::move(linkTarget)});
     }
@@ -22,6 +23,7 @@ void Payload::list(std::string path, std::string source, std::string linkTarget)
 
 /// The filter sees every entry that is to be packaged, and leaves those out that have a copy.
 void Payload::addTree(const std::string& tree, stream::TreeOptions options) {
+    // The usual case: the writer walks the tree alone.
     if (!listsFiles_ && !stripped_.strips()) {
         writer_.addTree(tree, options);
         return;
@@ -31,6 +33,7 @@ void Payload::addTree(const std::string& tree, stream::TreeOptions options) {
         if (isWanted && !isWanted(entry)) {
             return false;
         }
+        // Perhaps with slashes in front or doubled: the writer and the search make paths plain.
         const std::string path = prefix + "/" + stream::plainPath(entry.path);
         if (entry.type == EntryType::symlink) {
             list(path, "", entry.linkTarget);
@@ -44,6 +47,7 @@ void Payload::addTree(const std::string& tree, stream::TreeOptions options) {
         if (!copy.empty()) {
             copies[path] = copy;
         }
+        // Left out here, and added below from its copy: a tree is walked once.
         return copy.empty();
     };
     writer_.addTree(tree, options);
@@ -61,6 +65,7 @@ void Payload::addTree(const std::string& tree, stream::TreeOptions options) {
 void Payload::addFile(const std::string& source, const std::string& path) {
     const std::string copy = stripped_.copyOf(source);
     writer_.addFile(copy.empty() ? source : copy, path);
+    // The original, not the copy: what a file needs does not change with its symbols.
     if (fs::is_regular_file(source)) {
         list(path, source, "");
     }

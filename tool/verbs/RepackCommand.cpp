@@ -49,6 +49,7 @@ struct RepackArguments {
     bool noIndex = false;
 };
 
+/// Throws UsageError where the options contradict each other or leave the compression open.
 Compression compressionFor(const RepackArguments& arguments) {
     if (arguments.index && arguments.compression.value_or(Compression::gzip) != Compression::gzip) {
         throw UsageError("--index: only gzip has an index");
@@ -69,11 +70,13 @@ Compression compressionFor(const RepackArguments& arguments) {
     return arguments.compression.value_or(release.usual);
 }
 
+/// Called twice for each package, before the first is written and when its turn comes: gives the same both times.
 std::string targetOf(const std::string& package, const RepackArguments& arguments) {
     if (arguments.inPlace) {
         return package;
     }
     std::error_code ignored;
+    // One new package: with several, requireUsable() refuses the name that they would share.
     if (!arguments.out.empty() && !fs::is_directory(arguments.out, ignored)) {
         return arguments.out;
     }
@@ -96,6 +99,7 @@ void requireUsable(const RepackArguments& arguments) {
 }
 
 ExitStatus runRepack(RepackArguments& arguments, Context& context) {
+    // All that the command line alone can be wrong about comes first: nothing is written then.
     const stream::RepackOptions how{compressionFor(arguments), arguments.level, !arguments.noIndex};
     requireUsable(arguments);
     catchInterrupts();

@@ -21,6 +21,7 @@ struct ShlibdepsArguments {
     Format format = Format::field;
 };
 
+/// Every key is always there; an empty text stands for what does not apply.
 Json jsonOf(const shlibs::Reason& reason) {
     Json object;
     putText(object, "dependency", reason.dependency);
@@ -84,8 +85,10 @@ ExitStatus runShlibdeps(ShlibdepsArguments& arguments, Context& context) {
     if (context.json) {
         arguments.format = Format::json;
     }
+    // --json and --format json mean the same, also for the form of errors.
     context.json = arguments.format == Format::json;
     const shlibs::Report report = findDependencies(arguments.request, context);
+    // Before the output: with --format why and json what was found is printed even where something is missing.
     const ExitStatus status = reportMissing(report, context);
     Console& console = context.console;
     if (context.json) {

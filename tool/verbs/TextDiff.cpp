@@ -32,8 +32,11 @@ struct BudgetedCompare {
 
 std::vector<std::string> linesOf(std::string_view text) {
     std::vector<std::string> lines;
+    // Escaped before they are compared, so that what is shown is what was compared. Escaping keeps different lines
+    // different.
     stream::forEachLine(text, [&](std::string_view line) { lines.push_back(stream::escapeForDisplay(line)); });
     if (!lines.empty() && text.back() != '\n') {
+        // As diff(1) shows it. A part of the line, so that texts that differ in it alone are different.
         lines.back() += kNoLineEnd;
     }
     return lines;
@@ -51,10 +54,12 @@ std::optional<std::string> unifiedHunks(std::string_view before, std::string_vie
     if (std::max(linesBefore.size(), linesAfter.size()) > kMostLines) {
         return std::nullopt;
     }
+    // dtl copies the comparison; the pointer lets all copies count down the same number.
     std::size_t left = kMostComparisons;
     dtl::Diff<std::string, std::vector<std::string>, BudgetedCompare> diff(linesBefore, linesAfter,
                                                                            BudgetedCompare{&left});
     diff.compose();
+    // The result is wrong from the moment the budget ended: it is dropped.
     if (left == 0) {
         return std::nullopt;
     }

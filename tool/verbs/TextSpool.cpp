@@ -22,6 +22,7 @@ std::string temporaryDirectory() {
 
 /// A file system that makes no unnamed files gets a named one, whose name is removed at once.
 int openUnnamed(const std::string& directory) {
+    // Without a name from the start: nothing is left behind however the process ends.
     const int unnamed = open(directory.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600);
     if (unnamed >= 0) {
         return unnamed;
@@ -31,6 +32,7 @@ int openUnnamed(const std::string& directory) {
     if (descriptor < 0) {
         throw systemError(directory, "create a temporary file", errno);
     }
+    // Where this fails, the name stays; the texts are still written and read.
     unlink(name.c_str());
     return descriptor;
 }
@@ -40,6 +42,7 @@ int openUnnamed(const std::string& directory) {
 TextSpool::TextSpool() : directory_(temporaryDirectory()), descriptor_(openUnnamed(directory_)) {}
 
 TextSpool::~TextSpool() {
+    // What was written is not needed any more, so that a failure says nothing.
     close(descriptor_);
 }
 
@@ -63,6 +66,7 @@ TextSpool::Place TextSpool::add(std::string_view text) {
 std::string TextSpool::text(const Place& place) const {
     std::string text(place.size, '\0');
     for (std::size_t filled = 0; filled < text.size();) {
+        // Within the file: add() has given the place.
         const auto offset = static_cast<off_t>(place.offset + filled);
         const ssize_t count = pread(descriptor_, text.data() + filled, text.size() - filled, offset);
         if (count < 0 && errno == EINTR) {

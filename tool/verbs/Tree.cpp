@@ -32,9 +32,12 @@ std::string noteOf(const Entry& entry) {
 void Tree::add(const Entry& entry) {
     const std::string path = stream::plainPath(entry.path);
     std::size_t node = 0;
+    // Directories above an entry need no entry of their own: they are made on the way. nodes_[0] is the root.
     for (std::size_t begin = 0; begin < path.size();) {
         const std::size_t end = std::min(path.find('/', begin), path.size());
         nodes_[node].note = "/";
+        // The number is taken before the node is added below, and nodes are named by number: the vector moves when
+        // it grows.
         const auto [child, added] = nodes_[node].children.emplace(path.substr(begin, end - begin), nodes_.size());
         node = child->second;
         if (added) {
@@ -42,6 +45,7 @@ void Tree::add(const Entry& entry) {
         }
         begin = end + 1;
     }
+    // An entry that comes after what is below it still sets its own note.
     nodes_[node].note = noteOf(entry);
 }
 
@@ -52,6 +56,7 @@ std::string Tree::text() const {
     };
     std::string result;
     std::string indent;
+    // Pointers and iterators into nodes_, which does not change here.
     std::vector<Level> levels = {{&nodes_[0], nodes_[0].children.begin()}};
     while (!levels.empty()) {
         Level& level = levels.back();

@@ -17,6 +17,7 @@ namespace {
 /// The path of the target relative to the tree; "" where it is not below it.
 std::string placeInTree(const std::string& tree, const std::string& target) {
     std::error_code failure;
+    // The directory is resolved and the name is not: the target itself may be a symlink, or not exist yet.
     const fs::path directory = fs::weakly_canonical(fs::absolute(target, failure).parent_path(), failure);
     const fs::path path =
         (directory / fs::path(target).filename()).lexically_relative(fs::weakly_canonical(tree, failure));
@@ -54,9 +55,11 @@ TreeFilter::TreeFilter(std::string tree, const std::string& target, const stream
 
 bool TreeFilter::operator()(const stream::Entry& entry) const {
     const std::string path = stream::plainPath(entry.path);
+    // Only at the top of the tree: a DEBIAN further down is payload.
     if (path == kControlDirectory || path == target_) {
         return false;
     }
+    // Packages further down may be meant, such as those of a repository that is packaged.
     const bool onTop = path.find('/') == std::string::npos;
     return !(onTop && entry.type == stream::EntryType::file && isOtherPackage(path));
 }

@@ -24,6 +24,7 @@ struct VerifyArguments {
     std::vector<std::string> ignored;  ///< codes
 };
 
+/// Before the status is decided: an ignored finding counts for nothing.
 void dropIgnored(std::vector<Finding>& findings, const std::vector<std::string>& ignored) {
     const auto isIgnored = [&](const Finding& finding) {
         return std::find(ignored.begin(), ignored.end(), finding.code) != ignored.end();
@@ -31,6 +32,7 @@ void dropIgnored(std::vector<Finding>& findings, const std::vector<std::string>&
     findings.erase(std::remove_if(findings.begin(), findings.end(), isIgnored), findings.end());
 }
 
+/// A package that cannot be read at all is an error and not a finding: it is thrown.
 ExitStatus verifyOne(const std::string& package, const VerifyArguments& arguments, Context& context) {
     ProgressBar progress(context, "verifying");
     stream::ReadOptions reading = readOptions(context);

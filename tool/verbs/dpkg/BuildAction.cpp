@@ -16,6 +16,7 @@ namespace {
 
 /// "NAME_VERSION_ARCHITECTURE.deb", the version without its epoch.
 std::string fileName(const stream::ControlParagraph& control) {
+    // The caller has seen that the paragraph has no faults, so that all three fields are there.
     const std::string& version = *control.find("Version");
     return *control.find("Package") + "_" + version.substr(version.find(':') + 1) + "_" +
            *control.find("Architecture") + ".deb";
@@ -25,6 +26,7 @@ std::string fileName(const stream::ControlParagraph& control) {
 std::string targetOf(const DpkgRequest& request, const stream::ControlParagraph& control) {
     if (request.arguments.size() == 1) {
         std::string tree = request.arguments.front();
+        // "dir/" is "dir.deb", as for dpkg-deb(1), and not a hidden file in it.
         tree.erase(tree.find_last_not_of('/') + 1);
         return tree + ".deb";
     }
@@ -39,6 +41,7 @@ stream::WriteOptions writeOptions(const DpkgRequest& request, const Context& con
     options.level = request.level;
     options.threads = context.threads;
     options.keepOwner = !request.rootOwnerGroup;
+    // dpkg-deb packages what DEBIAN holds and adds nothing of its own.
     options.md5sums = false;
     options.installedSize = false;
     return options;
@@ -53,6 +56,7 @@ ExitStatus dpkgBuild(const DpkgRequest& request, Context& context) {
     arguments.noMd5sums = true;
     stream::PackageWriter writer;
     fillControl(arguments, writer);
+    // A faulty paragraph has no name for the package: the writer refuses it before anything is written.
     const bool sound = writer.control().faults().empty();
     const std::string target = sound ? targetOf(request, writer.control()) : "unnamed";
     StrippedFiles unstripped(StripKind::none, arguments.keepOwner, context);
@@ -61,6 +65,7 @@ ExitStatus dpkgBuild(const DpkgRequest& request, Context& context) {
     if (sound) {
         context.console.out("dpkg-deb: building package '" + *writer.control().find("Package") + "' in '" +
                             stream::escapeForDisplay(target) + "'.\n");
+        // Before the work: whoever waits sees what is being done.
         context.console.flush();
     }
     ProgressBar progress(context, "packing");

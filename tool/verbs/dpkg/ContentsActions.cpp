@@ -21,6 +21,7 @@ namespace {
 stream::ExtractOptions extractOptions() {
     stream::ExtractOptions options;
     options.keepSetId = true;
+    // As tar(1), which dpkg-deb calls: only root may give files away.
     options.sameOwner = geteuid() == 0;
     return options;
 }
@@ -32,6 +33,7 @@ ExitStatus extractPayload(const DpkgRequest& request, bool listed, Context& cont
     reading.progress = progress.callback();
     stream::PackageReader reader = openPackage(request.arguments[0], reading);
     stream::ExtractOptions options = extractOptions();
+    // Sets the user's locale for as long as it lives: names are shown as tar shows them.
     const TarText text;
     if (listed) {
         options.onEntry = [&console = context.console](const Entry& entry, const std::string&) {
@@ -47,6 +49,7 @@ std::string newControlDirectory(const std::string& tree) {
     std::string directory = tree + "/DEBIAN";
     struct stat status {};
     if (lstat(directory.c_str(), &status) == 0) {
+        // The payload may have brought it, even as a symlink that leads elsewhere: nothing is written through it.
         throw systemError(directory, "create", EEXIST);
     }
     return directory;
@@ -81,6 +84,7 @@ ExitStatus dpkgExtractControl(const DpkgRequest& request, Context& context) {
 ExitStatus dpkgExtractAll(const DpkgRequest& request, Context& context) {
     catchInterrupts();
     stream::PackageReader reader = openPackage(request.arguments[0], readOptions(context));
+    // The payload first: it makes the directory, and a DEBIAN in it is refused before control members are written.
     reader.extract(request.arguments[1], extractOptions());
     reader.extractControl(newControlDirectory(request.arguments[1]), extractOptions());
     return ExitStatus::done;

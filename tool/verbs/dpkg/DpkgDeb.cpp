@@ -23,6 +23,8 @@ namespace bex::tool {
 
 namespace {
 
+/// An action of dpkg-deb(1), with the numbers of arguments that it takes. The text before the colon of `arguments`
+/// is their form in messages, the whole text is the help.
 struct DpkgAction {
     char letter;  ///< NUL where there is only the name
     std::string_view name;
@@ -67,6 +69,7 @@ bool holdsAction(std::string_view letters) {
         return std::any_of(std::begin(kActions), std::end(kActions),
                            [letter](const DpkgAction& action) { return action.letter == letter; });
     };
+    // Letters may be joined ("-bv"). NUL, the letter of actions without one, is in no argument.
     const std::string_view flags = letters.substr(0, letters.find_first_of("zZ"));
     return std::any_of(flags.begin(), flags.end(), isAction);
 }
@@ -90,6 +93,7 @@ struct DpkgCommandLine {
 };
 
 void addOptions(CLI::App& app, DpkgCommandLine& line, Context& context) {
+    // Flags and not verbs: the action may come before or after its options.
     for (const auto& action : kActions) {
         line.actions.emplace_back(&action, app.add_flag(namesOf(action), action.arguments));
     }
@@ -104,6 +108,7 @@ void addOptions(CLI::App& app, DpkgCommandLine& line, Context& context) {
         ->option_text("KIND");
     addNumber<int>(app, "-z", "For --build: the level",
                    [&request = line.request](int level) { request.level = level; });
+    // Without it owners on disk are kept, as dpkg-deb does and `bex build` does not.
     app.add_flag("--root-owner-group", line.request.rootOwnerGroup, "For --build: root owns all entries");
     app.add_flag("-v,--verbose", context.verbosity, "List what is extracted");
     addThreadsOption(app, "--threads-max", context.threads);
@@ -113,6 +118,7 @@ void addOptions(CLI::App& app, DpkgCommandLine& line, Context& context) {
 
 /// What follows the options; the first argument that is not an option ends them, as in dpkg-deb(1).
 std::vector<std::string> argumentsOf(const CLI::App& app) {
+    // prefix_command() stops the parser at the first argument that it does not know; the rest is left as it was.
     std::vector<std::string> rest = app.remaining();
     if (!rest.empty() && rest.front().size() > 1 && rest.front().front() == '-') {
         if (rest.front() != "--") {
@@ -133,6 +139,10 @@ const DpkgAction& onlyAction(const DpkgCommandLine& line) {
             chosen = action;
         }
     }
+    // An option may have taken the action for its value, which asksForDpkgDeb() does not see: "--showformat -W".
+    if (chosen == nullptr) {
+        throw UsageError("an action is missing, such as --build");
+    }
     return *chosen;
 }
 
@@ -140,6 +150,7 @@ ExitStatus act(DpkgCommandLine& line, Context& context) {
     const DpkgAction& action = onlyAction(line);
     const std::size_t given = line.request.arguments.size();
     if (given < action.least || given > action.most) {
+        // The table has the least number too, so that actions may index the arguments that they need.
         const std::string_view form = action.arguments;
         throw UsageError("--" + std::string(action.name) + " takes " +
                          std::string(form.substr(0, form.find(':'))));
@@ -166,6 +177,7 @@ ExitStatus parseAndAct(CLI::App& app, DpkgCommandLine& line, const std::vector<s
 
 }  // namespace
 
+/// Decides by the text alone and before any parser is made: one of two parsers takes the whole command line.
 bool asksForDpkgDeb(const std::vector<std::string>& arguments) {
     for (std::size_t i = 0; i < arguments.size(); ++i) {
         const std::string_view argument = arguments[i];

@@ -11,6 +11,7 @@ namespace bex::tool {
 
 namespace {
 
+/// How dpkg writes a field after it has parsed it. `installed` is for fields that only its database has.
 enum class Form { text, name, yesOrNo, priority, multiArch, version, relations, installed };
 
 struct KnownField {
@@ -56,6 +57,7 @@ constexpr KnownField kKnownFields[] = {
 
 constexpr std::string_view kPriorities[] = {"required", "important", "standard", "optional", "extra"};
 
+/// Null for a field that dpkg does not know: it is shown as it is. Field names have no case: deb-control(5).
 const KnownField* knownField(std::string_view name) {
     const auto* found =
         std::find_if(std::begin(kKnownFields), std::end(kKnownFields),
@@ -73,6 +75,7 @@ Form formOf(const KnownField* known) {
     return known->form;
 }
 
+/// A known word in its usual case, any other value as it is.
 std::string priorityText(std::string_view value) {
     for (const auto priority : kPriorities) {
         if (stream::equalIgnoringCase(priority, value)) {
@@ -82,6 +85,7 @@ std::string priorityText(std::string_view value) {
     return std::string(value);
 }
 
+/// Parsed and written anew, as dpkg does: blanks and old forms of signs become the usual ones.
 std::string relationsText(std::string_view value) {
     auto groups = stream::parseRelations(value);
     for (auto& group : groups) {
@@ -122,6 +126,7 @@ std::string defaultText(Form form) {
 
 }  // namespace
 
+/// Nothing for a field that neither dpkg knows nor the paragraph has: the caller passes over it.
 std::optional<std::string> fieldText(const RawParagraph& control, std::string_view name) {
     const KnownField* known = knownField(name);
     const RawParagraph::Field* field = control.find(name);
@@ -144,6 +149,7 @@ std::string fieldLine(const RawParagraph& control, std::string_view name) {
     if (known == nullptr) {
         return std::string(field->name) + ": " + value + "\n";
     }
+    // dpkg leaves out known fields that say no more than their absence would.
     if (value.empty() || value == defaultText(known->form)) {
         return "";
     }

@@ -21,6 +21,7 @@ using stream::PackageReader;
 
 namespace {
 
+// The widths of dpkg-deb's own buffers, beyond which its output cuts names and interpreters.
 constexpr std::size_t kInterpreterBytes = 125;
 constexpr std::size_t kShownBytes = 127;
 
@@ -47,6 +48,7 @@ std::size_t linesOf(std::string_view text) {
 
 std::string memberLine(const ControlMember& member) {
     const std::string name = stream::plainPath(member.entry.path);
+    // dpkg-deb's columns; "*" marks what its owner may execute.
     return fmt::format(" {:7} bytes, {:5} lines   {}  {:<20.127} {}\n", member.contents.size(),
                        linesOf(member.contents), (member.entry.mode & 0100U) != 0 ? '*' : ' ', name,
                        interpreterOf(member.contents).substr(0, kShownBytes));
@@ -71,6 +73,7 @@ off_t bytesOf(const std::string& package) {
 
 std::uint64_t controlArchiveBytes(const PackageReader& reader) {
     const auto& members = reader.members();
+    // "control.tar" and the ending of its compression: deb(5).
     const auto found = std::find_if(members.begin(), members.end(), [](const stream::Member& member) {
         return member.name.rfind("control.tar", 0) == 0;
     });
@@ -95,6 +98,7 @@ std::string summaryOf(const PackageReader& reader, off_t packageBytes) {
     for (const auto* member : members) {
         text += memberLine(*member);
     }
+    // The reader has refused a package without this member.
     return text + indented(reader.findControlMember("control")->contents);
 }
 
@@ -108,6 +112,7 @@ ExitStatus printMembers(const PackageReader& reader, const std::vector<std::stri
             continue;
         }
         ++missing;
+        // What was printed so far comes before the error, also where both go to one file.
         context.console.flush();
         context.console.error(nameInMessages(arguments.front()) + ": there is no control member " +
                               stream::escapeForDisplay(arguments[i]));

@@ -30,10 +30,12 @@ std::string_view trimmed(std::string_view text) noexcept {
 }
 
 RawParagraph::RawParagraph(std::string_view text) {
+    // endOfField() gives a place after `begin`, so that the loop ends. Fields are views of the text.
     for (std::size_t begin = 0; begin < text.size();) {
         const std::size_t end = endOfField(text, begin);
         const std::string_view field = text.substr(begin, end - begin);
         const std::size_t colon = field.find(':');
+        // The reader has parsed the same text and refused what is not a field; comments and empty lines are left.
         if (colon != std::string_view::npos && field.front() != '#') {
             std::string_view value = field.substr(colon + 1);
             value.remove_prefix(std::min(value.find_first_not_of(" \t"), value.size()));

@@ -41,12 +41,14 @@ std::string sourcePackage(const RawParagraph& control) {
     return source.substr(0, source.find_first_of(" \t("));
 }
 
+/// The version between parentheses, or the package's where the source package has the same.
 std::string sourceVersion(const RawParagraph& control) {
     const std::string source = valueOf(control, "Source");
     const std::size_t open = source.find('(');
     if (open == std::string::npos) {
         return valueOf(control, "Version");
     }
+    // Without a closing one, the difference is larger than the text, and substr() takes the rest.
     const std::string_view version = std::string_view(source).substr(open + 1, source.find(')') - open - 1);
     return stream::Version::parse(trimmed(version)).format();
 }
@@ -69,6 +71,7 @@ std::string summary(const RawParagraph& control) {
     return description.substr(0, description.find('\n'));
 }
 
+/// A field of dpkg-query(1) that is made of others.
 struct VirtualField {
     std::string_view name;
     std::string (*value)(const RawParagraph&);
@@ -98,6 +101,8 @@ std::optional<std::string> shownValue(const RawParagraph& control, std::string_v
     return fieldText(control, name);
 }
 
+/// dpkg-query(1): a positive width puts blanks before the text, a negative one after it, and both cut; 0 does
+/// neither.
 std::string fitted(std::string text, int width) {
     const auto bytes = static_cast<std::size_t>(std::abs(static_cast<long>(width)));
     if (width == 0) {
@@ -118,12 +123,14 @@ ShowFormat::ShowFormat(std::string_view format) {
     std::string text;
     for (std::size_t i = 0; i < format.size(); ++i) {
         if (format[i] == '\\') {
+            // A backslash at the end has nothing after it: substr() gives "", and nothing is shown.
             text += escaped(format.substr(++i, 1));
         } else if (format.substr(i, 2) == "${") {
             const std::size_t end = format.find('}', i);
             if (end == std::string_view::npos) {
                 throw UsageError("--showformat: a closing brace is missing");
             }
+            // Perhaps empty, which shows as nothing.
             parts_.push_back({false, std::move(text)});
             text.clear();
             addField(format.substr(i + 2, end - i - 2));
@@ -141,6 +148,7 @@ void ShowFormat::addField(std::string_view field) {
     if (width.substr(0, 1) == "+") {
         width.remove_prefix(1);
     }
+    // The sign is part of the number for a minus; the plus that dpkg allows too was taken off.
     const auto columns = stream::parseWhole<int>(stream::orIfEmpty(width, "0"));
     if (!columns) {
         throw UsageError("--showformat: " + stream::escapeForDisplay(width) + " is not a valid width");

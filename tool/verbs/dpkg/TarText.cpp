@@ -40,6 +40,7 @@ std::size_t printableBytes(std::string_view text) {
     return count;
 }
 
+/// Meant: the time zone of the user, as tar shows times. A time that no calendar has is shown as its number.
 std::string localTime(std::int64_t seconds) {
     std::tm fields{};
     if (localtime_r(&seconds, &fields) == nullptr) {
@@ -73,6 +74,7 @@ TarText::~TarText() {
     }
 }
 
+/// GNU tar's default style of quoting, "escape": C's letters, and octal digits for what cannot be printed.
 std::string TarText::name(std::string_view name) {
     std::string result;
     while (!name.empty()) {
@@ -96,6 +98,7 @@ std::string TarText::line(const Entry& entry) {
     const std::string group = name(groupOf(entry));
     const std::string size = std::to_string(entry.size);
     const std::size_t needed = owner.size() + 1 + group.size() + 1 + size.size();
+    // GNU tar widens the column as it goes and never goes back, since it does not know what is to come.
     ownerAndSizeColumns_ = std::max(ownerAndSizeColumns_, needed);
     const std::size_t sizeColumns = ownerAndSizeColumns_ - needed + size.size();
     return fmt::format("{} {}/{} {:>{}} {} {}{}\n", modeText(entry), owner, group, size, sizeColumns,
