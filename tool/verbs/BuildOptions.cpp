@@ -124,6 +124,7 @@ void addControlOptions(CLI::App& verb, BuildArguments& arguments) {
         ->group(conffileRow);
 }
 
+/// How the package is written; what it holds does not depend on any of these.
 void addOutputOptions(CLI::App& verb, BuildArguments& arguments) {
     addCompressionOptions(
         verb, [&arguments](stream::Compression kind) { arguments.compression = kind; },
@@ -145,6 +146,7 @@ void addOutputOptions(CLI::App& verb, BuildArguments& arguments) {
 
 }  // namespace
 
+// The order of the calls is the order of the help.
 void addBuildOptions(CLI::App& verb, BuildArguments& arguments) {
     addPlaces(verb, arguments);
     addFieldOptions(verb, arguments);

@@ -58,6 +58,7 @@ std::optional<std::string> unifiedOf(const Difference& difference, const TextSpo
     return unifiedHunks(spool.text(before), spool.text(after));
 }
 
+/// The name by which --exclude and PATTERN would choose it.
 std::string placeOf(const Difference& difference) {
     if (difference.kind == Difference::Kind::controlMember) {
         return "DEBIAN/" + difference.name;
@@ -100,6 +101,7 @@ std::string detailsText(const Difference& difference) {
     return text;
 }
 
+/// Details are left out with --brief, so that a missing list is not mistaken for an empty one.
 Json jsonOf(const Difference& difference, bool brief) {
     Json object = {{"kind", nameOf(difference.kind)}, {"change", nameOf(difference.change)}};
     putText(object, "name", difference.name);
@@ -140,6 +142,7 @@ void printJson(const DiffArguments& arguments, const Comparison& comparison, con
     console.out(jsonText(object));
 }
 
+/// The names of both sides begin with a/ and b/, as patch(1) -p1 takes them.
 void printUnified(const Difference& difference, const TextSpool& spool, Console& console) {
     const std::string path = stream::escapeForDisplay(placeOf(difference));
     const auto unified = unifiedOf(difference, spool);

@@ -12,6 +12,7 @@ namespace bex::tool {
 
 namespace fs = std::filesystem;
 
+/// What all verbs that edit have in common; each adds its own.
 stream::EditOptions editOptions(const Context& context) {
     stream::EditOptions options;
     options.limits = context.limits;

@@ -70,6 +70,7 @@ std::string destination(const ExtractArguments& arguments) {
     return *arguments.directory;
 }
 
+/// One object on standard output; the entries themselves are listed only with --dry-run.
 void printJson(const ExtractArguments& arguments, const stream::ExtractResult& result, Json listed,
                Console& console) {
     Json object = {{"schema", 1}};
@@ -85,6 +86,7 @@ void printJson(const ExtractArguments& arguments, const stream::ExtractResult& r
     console.out(jsonText(object));
 }
 
+/// The package is opened before the directory is made: a package that cannot be read leaves nothing behind.
 stream::ExtractResult extractAs(const ExtractArguments& arguments, const stream::ReadOptions& reading,
                                 const stream::ExtractOptions& options, Context& context) {
     if (arguments.index) {
@@ -115,6 +117,7 @@ ExitStatus runExtract(ExtractArguments& arguments, Context& context) {
     return reportUnused(patterns, arguments.package, context);
 }
 
+/// Both flags set one value; with both, the command line is refused.
 void addExistingOptions(CLI::App& verb, stream::Existing& existing) {
     CLI::Option* keep = verb.add_flag_callback(
         "--keep", [&existing] { existing = stream::Existing::error; }, "Fail where a file is there already");

@@ -89,6 +89,7 @@ ExitStatus runField(FieldArguments& arguments, Context& context) {
     if (!arguments.names.empty()) {
         return printValues(control, arguments, context);
     }
+    // As a control file has it, so that the output can be read as one.
     context.console.out(escapedLines(control.format(), "\n"));
     return ExitStatus::done;
 }

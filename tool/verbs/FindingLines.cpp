@@ -27,6 +27,7 @@ std::string hintOf(const Finding& finding) {
     return limitHint(finding.limit);
 }
 
+/// Member, path and text are always there; `member` and `path` are empty for what concerns the whole package.
 Json findingsJson(const std::string& package, const std::vector<Finding>& findings) {
     Json list = Json::array();
     for (const auto& finding : findings) {
@@ -77,6 +78,7 @@ ExitStatus printFindings(const std::string& subject, const std::vector<Finding>&
     const ExitStatus status = statusOf(findings, strict);
     // A reader that leaves early has not seen that nothing is wrong; what is wrong stays so.
     context.whenClosed = status == ExitStatus::done ? ExitStatus::inputOutput : ExitStatus::no;
+    // Both forms go to standard output: findings are the answer, not messages about it.
     if (context.json) {
         context.console.out(jsonObject(findingsJson(subject, findings), several));
     } else {

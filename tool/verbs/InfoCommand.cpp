@@ -92,6 +92,7 @@ Estimate estimateOf(const stream::PackageReader& reader) {
     return estimate;
 }
 
+/// `exact` tells programs which of the two forms they have.
 Json jsonOf(const Estimate& estimate) {
     Json object = {{"exact", false}};
     if (estimate.files) {
@@ -152,6 +153,7 @@ std::string fieldsText(const stream::ControlParagraph& control, const Console& c
 }
 
 template <typename Package>
+/// The members of the ar archive, then those of the control archive, then the index, which is neither.
 std::string membersText(const Package& reader, std::optional<std::uint64_t> indexBytes) {
     std::vector<std::vector<std::string>> rows;
     for (const auto& member : reader.members()) {

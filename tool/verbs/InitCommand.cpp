@@ -17,6 +17,7 @@ struct InitArguments {
 
 ExitStatus runInit(InitArguments& arguments, Context& context) {
     std::string text;
+    // Made as a whole before a file is: where the directory cannot be read, nothing is left behind.
     functionOf<decltype(bexInitialBuildFile)>("libbexbuildfile.so.1", "bexInitialBuildFile")(".", text);
     if (arguments.file == "-") {
         context.console.out(text);

@@ -68,6 +68,7 @@ public:
         }
     }
 
+    /// Call once, after the last entry.
     void finish() {
         if (context_.json) {
             Json object = {{"schema", 1}};
@@ -121,6 +122,7 @@ void forEachEntry(const ListArguments& arguments, Context& context, Use use) {
         return;
     }
     if (arguments.control) {
+        // The control archive stands before the payload, of which nothing is read.
         const stream::PackageReader reader = openFront(arguments.package, readOptions(context), context);
         for (const auto& member : reader.controlMembers()) {
             use(member.entry);

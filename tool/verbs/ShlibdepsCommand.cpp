@@ -34,6 +34,7 @@ Json jsonOf(const shlibs::Reason& reason) {
     return object;
 }
 
+/// `searched` is empty for a library that was found and that no package provides.
 Json jsonOf(const shlibs::Missing& missing) {
     Json searched = Json::array();
     for (const auto& place : missing.searched) {
@@ -47,6 +48,7 @@ Json jsonOf(const shlibs::Missing& missing) {
     return object;
 }
 
+/// Dependencies come in the order of the field, and each has one reason at the same place of its list.
 std::string jsonText(const shlibs::Report& report) {
     Json object = {{"schema", 1}};
     putText(object, "architecture", report.architecture);
@@ -66,6 +68,7 @@ std::string jsonText(const shlibs::Report& report) {
 }
 
 /// "DEPENDENCY <- FILE: LIBRARY of PACKAGE: SYMBOL asks for VERSION".
+/// Names of files and symbols come from the files: each is escaped.
 std::string lineOf(const shlibs::Reason& reason, const Console& console) {
     const auto shown = [](const std::string& text) { return stream::escapeForDisplay(text); };
     std::string text = console.styled(Style::name, shown(reason.dependency)) + " <- " + shown(reason.file) + ": " +
@@ -108,6 +111,7 @@ ExitStatus runShlibdeps(ShlibdepsArguments& arguments, Context& context) {
 
 void addShlibdeps(CLI::App* verb, Action& chosen) {
     const auto arguments = std::make_shared<ShlibdepsArguments>();
+    // Within `arguments`, which the chosen action keeps alive.
     shlibs::Request& request = arguments->request;
     verb->add_option("FILE", request.inputs, "ELF files, trees to be packaged, packages")->required();
     verb->add_option("--arch", request.architecture, "The architecture, where files are for several")

@@ -37,6 +37,7 @@ ExitStatus verifyOne(const std::string& package, const VerifyArguments& argument
     ProgressBar progress(context, "verifying");
     stream::ReadOptions reading = readOptions(context);
     reading.progress = progress.callback();
+    // All of them at once: the status and whether a closed pipe matters depend on the last one too.
     std::vector<Finding> findings = verifyPackage(package, reading, context);
     dropIgnored(findings, arguments.ignored);
     return printFindings(package, findings, arguments.strict, arguments.packages.size() > 1, context);

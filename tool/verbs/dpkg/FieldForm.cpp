@@ -20,6 +20,7 @@ struct KnownField {
 };
 
 /// Those that dpkg has a form for. What describes an installed package is always empty here.
+/// Their spelling is the one that dpkg writes, whatever that of the package is.
 constexpr KnownField kKnownFields[] = {
     {"Package", Form::name},
     {"Essential", Form::yesOrNo},
