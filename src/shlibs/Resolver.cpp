@@ -70,7 +70,7 @@ Resolver::Resolver(const Request& request, std::vector<std::string>& notes)
       disk_(""),
       search_(request.sysroot, nativeArchitectureOf(request, database_)) {
     if (!request.from.empty()) {
-        // From here on packages_ being there means that neither the database nor the system is looked at.
+        // Where packages_ is there, neither the database nor the directories of the system are searched.
         packages_.emplace(request.from, request.reading);
     }
     for (const std::string& directory : request.libdirs) {
