@@ -87,6 +87,13 @@ void Place::note(std::string code, std::string reason, Severity severity) const 
     }
 }
 
+const char* codeOf(ErrorKind kind) noexcept {
+    if (kind == ErrorKind::limitExceeded) {
+        return "limit";
+    }
+    return nameOf(kind);
+}
+
 StreamError systemFailure(std::string where, const std::string& action, int errorNumber) {
     ErrorRecord record;
     record.kind = ErrorKind::inputOutput;

@@ -40,13 +40,6 @@ std::string messageOf(const ErrorRecord& record) {
     return message;
 }
 
-const char* codeOf(ErrorKind kind) noexcept {
-    if (kind == ErrorKind::limitExceeded) {
-        return "limit";
-    }
-    return nameOf(kind);
-}
-
 const char* nameOf(ErrorKind kind) noexcept {
     switch (kind) {
         case ErrorKind::invalidInput:

@@ -92,8 +92,6 @@ private:
 
 }  // namespace
 
-ForwardSource::~ForwardSource() = default;
-
 std::size_t readFully(ByteStream& stream, char* buffer, std::size_t size) {
     // A stream may return fewer bytes than asked for before its end, as a pipe does. Only 0 means the end.
     std::size_t done = 0;

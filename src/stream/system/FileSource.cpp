@@ -14,33 +14,12 @@ namespace {
 
 constexpr std::uint64_t kLargestOffset = std::numeric_limits<off_t>::max();
 
-/// The bytes stay the caller's and must outlive the source.
-class MemoryBytes final : public Source {
-public:
-    explicit MemoryBytes(std::string_view bytes) : bytes_(bytes) {}
-
-    std::uint64_t size() override { return bytes_.size(); }
-    std::size_t readAt(std::uint64_t offset, char* buffer, std::size_t size) override {
-        const auto begin = static_cast<std::size_t>(std::min<std::uint64_t>(offset, bytes_.size()));
-        return bytes_.copy(buffer, size, begin);
-    }
-
-private:
-    std::string_view bytes_;
-};
-
 struct stat statusOf(const OpenFile& file, const std::string& name, System& system) {
     struct stat status = {};
     if (system.fstat(file.number, &status) != 0) {
         throw systemFailure(name, "read", errno);
     }
     return status;
-}
-
-void requireRegularFile(const OpenFile& file, const std::string& name, System& system) {
-    if (!isRegularFile(file, name, system)) {
-        throw systemFailure(name, "read by offset", ESPIPE);
-    }
 }
 
 }  // namespace
@@ -85,27 +64,6 @@ std::size_t FileSource::readAt(std::uint64_t offset, char* buffer, std::size_t s
         throw systemFailure(name_, "read", errno);
     }
     return static_cast<std::size_t>(count);
-}
-
-Source::~Source() = default;
-
-std::shared_ptr<Source> Source::ofFile(const std::string& path) {
-    OpenFile file = openForReading(path, System::real());
-    // A FIFO or a terminal opens without an error, but has no offsets to read at.
-    requireRegularFile(file, path, System::real());
-    return std::make_shared<FileSource>(std::move(file), path, System::real());
-}
-
-std::shared_ptr<Source> Source::ofDescriptor(int descriptor, const std::string& name, std::uint64_t offset,
-                                             std::uint64_t length) {
-    // No owner: the descriptor stays the caller's and is not closed here.
-    OpenFile file{descriptor, {}};
-    requireRegularFile(file, name, System::real());
-    return std::make_shared<FileSource>(std::move(file), name, System::real(), offset, length);
-}
-
-std::shared_ptr<Source> Source::ofMemory(std::string_view bytes) {
-    return std::make_shared<MemoryBytes>(bytes);
 }
 
 }  // namespace bex::stream
