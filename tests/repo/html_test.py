@@ -1,4 +1,4 @@
-"""The pages of `bex repo publish --html`: whole without JavaScript, searchable with it, and deaf to what packages say."""
+"""The pages of `bex repo publish --html`: whole without JavaScript, searchable with it, and escaped throughout."""
 
 import functools
 import html.parser

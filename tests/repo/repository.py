@@ -143,8 +143,9 @@ class Apt:
 
     def __init__(self, root, source, arch="amd64"):
         self.root = root
-        for folder in ("etc/apt/preferences.d", "etc/apt/apt.conf.d", "etc/apt/trusted.gpg.d", "var/lib/apt/lists/partial",
-                       "var/cache/apt/archives/partial", "var/lib/dpkg/info", "var/lib/dpkg/updates", "var/log/apt"):
+        for folder in ("etc/apt/preferences.d", "etc/apt/apt.conf.d", "etc/apt/trusted.gpg.d",
+                       "var/lib/apt/lists/partial", "var/cache/apt/archives/partial", "var/lib/dpkg/info",
+                       "var/lib/dpkg/updates", "var/log/apt"):
             os.makedirs(os.path.join(root, folder), exist_ok=True)
         with open(os.path.join(root, "var/lib/dpkg/status"), "w", encoding="utf-8"):
             pass

@@ -95,9 +95,9 @@ class ReportTest(unittest.TestCase):
                     if member["name"] == "data.tar.gz")
         for page in self.browse(package):
             summary = dict(page.rows_of("summary"))
-            self.assertEqual([int(summary[what]) for what in
-                              ("Entries", "Bytes of contents", "Bytes of the compressed payload", "Bytes of the package")],
-                             [len(listed), sum(sizes.values()), data, os.path.getsize(package)])
+            figures = [int(summary[what]) for what in ("Entries", "Bytes of contents",
+                                                       "Bytes of the compressed payload", "Bytes of the package")]
+            self.assertEqual(figures, [len(listed), sum(sizes.values()), data, os.path.getsize(package)])
             self.assertEqual([(row[0], int(row[1])) for row in page.rows_of("largest")],
                              [(path, sizes[path]) for path in largest])
             kinds = {row[0]: (int(row[1]), int(row[2])) for row in page.rows_of("types")}
@@ -118,8 +118,9 @@ class ReportTest(unittest.TestCase):
         package = self.package("nasty", files, "a</td><script>alert(2)</script>\n&amp;<b>")
         shown = {line.removeprefix("./") for line in bex("list", package).decode().splitlines()}
         clean = self.package("clean", {"usr/file": b"x" * 9999})
-        ours = [{"--": page.elements | {"rect": 0, "g": 0, "text": 0, "title": 0, "tr": 0, "td": 0, "button": 0, "input": 0,
-                                        "p": 0, "table": 0, "tbody": 0, "thead": 0, "caption": 0, "th": 0}, "a": page.attributes}
+        of_every_page = ("rect", "g", "text", "title", "tr", "td", "button", "input", "p", "table", "tbody", "thead",
+                         "caption", "th")
+        ours = [{"--": page.elements | dict.fromkeys(of_every_page, 0), "a": page.attributes}
                 for page in self.browse(clean)]
         for page, expected in zip(self.browse(package), ours):
             self.assertEqual(set(page.elements) - set(expected["--"]), set())
@@ -136,8 +137,10 @@ class ReportTest(unittest.TestCase):
         after = self.package("new", {"usr/same": b"t" * 50, "usr/grows": b"g" * 300, "usr/shrinks": b"s" * 800,
                                      "usr/fresh": b"x" * 80})
         for page in self.browse(before, after):
-            self.assertEqual(page.rows_of("grew"), [["usr/grows", "10", "300", "+290"], ["usr/fresh", "0", "80", "+80"]])
-            self.assertEqual(page.rows_of("shrank"), [["usr/shrinks", "900", "800", "-100"], ["usr/gone", "70", "0", "-70"]])
+            self.assertEqual(page.rows_of("grew"),
+                             [["usr/grows", "10", "300", "+290"], ["usr/fresh", "0", "80", "+80"]])
+            self.assertEqual(page.rows_of("shrank"),
+                             [["usr/shrinks", "900", "800", "-100"], ["usr/gone", "70", "0", "-70"]])
             self.assertEqual(page.rows_of("comparison")[1], ["Bytes of contents", "1030", "1230", "+200"])
 
     def test_lists_findings_and_keeps_the_old_page_where_it_fails(self):
@@ -146,7 +149,8 @@ class ReportTest(unittest.TestCase):
         page.write_text("old")
         text = Path(package).read_bytes()
         Path(package).write_bytes(text + b"more")
-        done = subprocess.run([os.environ["BEX"], "report", package, "-o", page], capture_output=True, env=environment())
+        done = subprocess.run([os.environ["BEX"], "report", package, "-o", page], capture_output=True,
+                              env=environment())
         self.assertEqual((done.returncode, done.stderr.decode()),
                          (3, f"bex: {package}: bytes after the last member, from offset {len(text)}\n"))
         self.assertEqual(page.read_text(), "old")
