@@ -97,13 +97,6 @@ stream::PackageReader openPackage(const std::string& path, const stream::ReadOpt
     return stream::PackageReader(path, options);
 }
 
-std::unique_ptr<stream::ForwardSource> openDownload(const std::string& url, Context& context) {
-    std::unique_ptr<stream::ForwardSource> source = remoteFile(url, context)->download();
-    // A download reads the file once; another one of the same URL opens it anew.
-    context.remoteFiles.erase(url);
-    return source;
-}
-
 stream::PackageReader openWhole(const std::string& package, const stream::ReadOptions& options, Context& context) {
     if (!isUrl(package)) {
         return openPackage(package, options);

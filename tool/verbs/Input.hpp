@@ -24,9 +24,6 @@ std::string nameInMessages(const std::string& path);
 /// Refuses "-" for a verb that has to read a package more than once. Throws UsageError.
 void requireFile(const std::string& path);
 
-/// Opens a file on a web server, to be read once from its begin to its end.
-std::unique_ptr<stream::ForwardSource> openDownload(const std::string& url, Context& context);
-
 /// Opens a package by path; "-" is standard input.
 stream::PackageReader openPackage(const std::string& path, const stream::ReadOptions& options);
 
@@ -40,8 +37,8 @@ stream::PackageReader openFields(const std::string& package, stream::ReadOptions
 /// Opens a package by path or URL for its members and control archive: of a URL, only the front is fetched.
 stream::PackageReader openFront(const std::string& package, const stream::ReadOptions& options, Context& context);
 
-/// The bytes of a package by path or URL, to be read once. Throws StreamError (`inputOutput`) for what is not a
-/// regular file.
+/// The bytes of a package, or of any file, by path or URL, to be read once. Throws StreamError (`inputOutput`) for
+/// what is not a regular file.
 std::unique_ptr<stream::ForwardSource> openBytes(const std::string& package, Context& context);
 
 /// Verifies a package by path or URL; "-" is standard input.

@@ -49,7 +49,11 @@ ExitStatus runVerifyRepo(VerifyRepoArguments& arguments, Context& context) {
         const std::string base = withoutSlash(arguments.repository);
         arguments.check.open = [&context, &opening, base](const std::string& path) {
             const std::lock_guard<std::mutex> lock(opening);
-            return openDownload(base + "/" + urlPath(path), context);
+            const std::string url = base + "/" + urlPath(path);
+            std::unique_ptr<stream::ForwardSource> source = openBytes(url, context);
+            // Read once: the thousands of files of a repository need not be remembered.
+            context.remoteFiles.erase(url);
+            return source;
         };
     }
     arguments.check.threads = context.threads;
