@@ -96,9 +96,9 @@ public:
     /// archive has been read already, and what the sink throws.
     void copyControlTar(Sink& out);
 
-    /// Writes the payload as an uncompressed tar archive, byte for byte as it is stored. Checks its compression
-    /// and the rest of the input, but no entry: the program that unpacks it must check them. No entry is left
-    /// after it.
+    /// Writes the payload as an uncompressed tar archive, byte for byte as it is stored. Checks its compression,
+    /// the rest of the input and the index, if there is one; but no entry: the program that unpacks it must check
+    /// them. An index that differs is refused once all bytes have been written. No entry is left after it.
     /// Throws StreamError (`invalidInput`) after next(), and what the sink throws.
     void copyPayloadTar(Sink& out);
 

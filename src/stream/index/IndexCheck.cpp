@@ -52,6 +52,14 @@ void IndexCheck::finish() {
     }
 }
 
+void IndexCheck::refuseUncompared(const std::string& reason) const {
+    if (!watch_.sawIndex()) {
+        return;
+    }
+    const StreamError failure = indexError(place_, "cannot be compared with the payload: " + reason);
+    place_.refuse(failure.kind(), failure.code(), failure.record().reason);
+}
+
 void IndexCheck::requireSame(std::uint64_t said, std::uint64_t found, const char* what) const {
     if (said != found) {
         throw indexError(place_,

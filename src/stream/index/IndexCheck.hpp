@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 
 #include "bex/stream/Entry.hpp"
 #include "bex/stream/Limits.hpp"
@@ -29,6 +30,9 @@ public:
     /// Call at the end of the stream. Refuses an index that differs (`index-mismatch`), and notes one of a version
     /// that cannot be compared (`index-version`). Throws StreamError (`limitExceeded`).
     void finish();
+
+    /// Call instead of finish() where the entries could not be read, for the given reason: refuses any index.
+    void refuseUncompared(const std::string& reason) const;
 
 private:
     void compare();

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <memory>
+#include <optional>
+#include <string>
 #include <utility>
 
 #include "stream/base/WorkPool.hpp"
@@ -36,15 +38,21 @@ public:
         return skipped;
     }
 
+    /// Whether the last fetch threw: then nothing can follow it.
+    bool failed() const noexcept { return failed_; }
+
 private:
     std::string_view fetch() {
+        failed_ = true;
         const std::string_view bytes = inner_->next();
         copy_.write(bytes.data(), bytes.size());
+        failed_ = false;
         return bytes;
     }
 
     const std::unique_ptr<Decompressor> inner_;
     Sink& copy_;
+    bool failed_ = false;
     std::string_view rest_;  // of what was copied, not given out yet
 };
 
@@ -75,6 +83,30 @@ std::unique_ptr<IndexCheck> makeIndexCheck(Compression compression, const EntryR
     return std::make_unique<IndexCheck>(settings.limits, place);
 }
 
+void drain(Decompressor& bytes) {
+    while (!bytes.next().empty()) {
+    }
+}
+
+/// Gives the check the entries of an archive that is copied as it is. Returns the reason where they cannot be read
+/// to the end: a copy is made of such an archive, too, and the rest of it is still to be copied.
+std::optional<std::string> addEntries(CopiedDecompressor& bytes, const Limits& limits, const Place& place,
+                                      IndexCheck& check) {
+    // Without the handler: what it is to hear of entries comes from those who read them.
+    TarReader tar(bytes, limits, Place(place.package()));
+    try {
+        for (Entry entry; tar.next(entry);) {
+            check.add(entry, tar.extent());
+        }
+    } catch (const StreamError& failure) {
+        if (bytes.failed()) {
+            throw;
+        }
+        return failure.record().reason;
+    }
+    return std::nullopt;
+}
+
 }  // namespace
 
 EntryReader::EntryReader(ByteStream& contents, Compression compression, const EntryReaderSettings& settings,
@@ -86,9 +118,20 @@ EntryReader::EntryReader(ByteStream& contents, Compression compression, const En
 
 void copyTar(ByteStream& contents, Compression compression, const EntryReaderSettings& settings,
              const Place& place, Sink& out) {
-    BoundedDecompressor bytes(unpack(contents, compression, settings, place), settings.bytesLimit, place);
-    for (std::string_view chunk = bytes.next(); !chunk.empty(); chunk = bytes.next()) {
-        out.write(chunk.data(), chunk.size());
+    const std::unique_ptr<IndexCheck> indexCheck = makeIndexCheck(compression, settings, place);
+    auto bounded = std::make_unique<BoundedDecompressor>(
+        unpack(contents, compression, settings, place, indexCheck.get()), settings.bytesLimit, place);
+    CopiedDecompressor bytes(std::move(bounded), out);
+    if (indexCheck == nullptr) {
+        drain(bytes);
+        return;
+    }
+    const std::optional<std::string> unreadable = addEntries(bytes, settings.limits, place, *indexCheck);
+    if (unreadable) {
+        drain(bytes);
+        indexCheck->refuseUncompared(*unreadable);
+    } else {
+        indexCheck->finish();
     }
 }
 

@@ -60,7 +60,8 @@ private:
     EntryPolicy policy_;
 };
 
-/// Writes the bytes of the tar archive as they are unpacked, bounded like EntryReader's.
+/// Writes the bytes of the tar archive as they are unpacked, bounded like EntryReader's. Entries are read only for
+/// `checkIndex`, and none is refused: without an index, whatever is stored is copied.
 void copyTar(ByteStream& contents, Compression compression, const EntryReaderSettings& settings,
              const Place& place, Sink& out);
 

@@ -7,8 +7,10 @@
 #include <functional>
 #include <random>
 #include <thread>
+#include <utility>
 
 #include "Failure.hpp"
+#include "stream/StringSink.hpp"
 #include "stream/index/Indexed.hpp"
 
 namespace bex::test {
@@ -286,6 +288,14 @@ std::vector<Lie> malformedLies() {
     return lies;
 }
 
+/// The payload of a package, as it is copied, and what refuses it.
+std::pair<std::string, std::string> copyOf(const std::string& package) {
+    StringSink tar;
+    const std::string failure =
+        reading(package, Route::file, [&](stream::PackageReader& reader) { reader.copyPayloadTar(tar); });
+    return {tar.bytes, failure};
+}
+
 TEST(LyingIndex, IsRefusedByFullReadingAndHarmlessOtherwise) {
     std::vector<Lie> lies = wellFormedLies();
     const std::vector<Lie> malformed = malformedLies();
@@ -299,8 +309,22 @@ TEST(LyingIndex, IsRefusedByFullReadingAndHarmlessOtherwise) {
         EXPECT_THAT(findingsOf(lie.package),
                     testing::Contains(testing::AnyOf(testing::StartsWith("index-mismatch|data.tar.gz||"),
                                                      testing::StartsWith("limit|data.tar.gz||"))));
+        EXPECT_THAT(copyOf(lie.package).second, testing::StartsWith("p.bex: member \"data.tar.gz\": "));
         // Ends, and what is given is what the payload holds at that place.
         indexedListingOf(lie.package);
+    }
+}
+
+TEST(LyingIndex, IsRefusedWhereTheArchiveCannotBeRead) {
+    const std::string whole = tarFile("./a", std::string(9000, 'a'));
+    for (const std::string& tar : {noise(6000), whole.substr(0, 6000), std::string()}) {
+        const std::string blocks =
+            blockOf(tar.substr(0, 4096)) + blockOf(tar.substr(std::min<std::size_t>(4096, tar.size())));
+        const std::string index = indexOf(dataOf(indexedPackage()));
+        EXPECT_EQ(copyOf(withData(blocks)), std::make_pair(tar, std::string()));
+        const auto [copied, failure] = copyOf(withData(blocks + stream::formatIndexChain(index, blocks.size())));
+        EXPECT_EQ(copied, tar);
+        EXPECT_THAT(failure, HasSubstr("the index cannot be compared with the payload: "));
     }
 }
 
