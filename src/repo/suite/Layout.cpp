@@ -18,7 +18,7 @@ std::string letterOf(const std::string& source) {
 }
 
 void requirePlain(const char* what, const std::string& value, const std::string& file) {
-    if (!isPlainWord(value)) {
+    if (!isPlainWord(value)) {  // guard: names in the pool
         throw failure(ErrorKind::refused, "unsafe-filename", file,
                       std::string(what) + " " + quoted(value) + " can't name a file");
     }
@@ -40,7 +40,7 @@ std::string poolPath(const PoolName& name, const std::string& file) {
     requirePlain("version", version, file);
     requirePlain("architecture", name.architecture, file);
     const std::string last = name.package + "_" + version + "_" + name.architecture + name.extension;
-    if (last.size() > kLongestName) {
+    if (last.size() > kLongestName) {  // guard: lengths of names in the pool
         throw failure(ErrorKind::refused, "unsafe-filename", file, "its name in the pool would be too long");
     }
     return "pool/" + name.component + "/" + letterOf(name.source) + "/" + name.source + "/" + last;

@@ -31,18 +31,20 @@ StreamError unusable(const std::string& reason) {
 
 void check(const SuiteSettings& suite) {
     for (const auto& word : {suite.suite, suite.codename}) {
-        if (!isPlainWord(word)) {
+        if (!isPlainWord(word)) {  // guard: names of suites
             throw unusable(quoted(word) + " can't name a suite");
         }
     }
     for (const auto& [field, words] : kLists) {
         for (const std::string& word : suite.*words) {
+            // guard: names of components
             if (!isPlainWord(word) || word == "all" || word == "source" || word == "by-hash") {
                 throw unusable(std::string(field) + " can't hold " + quoted(word));
             }
         }
     }
     for (const auto& [field, value] : kTexts) {
+        // guard: texts of suites that add a line
         if ((suite.*value).find_first_of("\n\r") != std::string::npos) {
             throw unusable(std::string(field) + " has to be one line");
         }
