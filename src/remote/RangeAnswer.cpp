@@ -25,6 +25,8 @@ std::string textOf(const ByteRange& range) {
 /// All of the file instead of a range: taken where that is not more than was asked for.
 std::uint64_t checkWhole(const Response& response, const ByteRange& asked, FileVersion& version,
                          const std::string& name) {
+    // A server may ignore Range (RFC 9110, section 14.2). What it sends is of use only where it begins at the
+    // same byte and is no more than was wanted.
     const std::optional<std::uint64_t> length = response.contentLength();
     version.note(response, length, name);
     if (asked.first != 0 || !length || *length > asked.size()) {
@@ -36,6 +38,7 @@ std::uint64_t checkWhole(const Response& response, const ByteRange& asked, FileV
 std::uint64_t checkPart(const Response& response, const ByteRange& asked, FileVersion& version,
                         const std::string& name) {
     const std::optional<ContentRange> part = response.contentRange();
+    // A multipart answer has no Content-Range here: one range was asked for, so that it would be wrong.
     if (!part || !part->range || !part->total) {
         failRange(name, "the server's Content-Range \"" +
                             stream::escapeForDisplay(response.field("content-range")) +
@@ -43,6 +46,7 @@ std::uint64_t checkPart(const Response& response, const ByteRange& asked, FileVe
     }
     version.note(response, part->total, name);
     const std::uint64_t total = *part->total;
+    // Exactly what was asked for, cut at the end of the file: other bytes would get to the wrong offset.
     const bool isAsked = total > asked.first && part->range->first == asked.first &&
                          part->range->last == std::min(asked.last, total - 1);
     const std::optional<std::uint64_t> length = response.contentLength();
@@ -59,6 +63,8 @@ std::uint64_t checkPart(const Response& response, const ByteRange& asked, FileVe
 void FileVersion::note(const Response& response, std::optional<std::uint64_t> size, const std::string& name) {
     const std::string& tag = response.field("etag");
     const std::string& modified = response.field("last-modified");
+    // Any tag shows a change, also a weak one. A server that sends neither tag nor date is known by the size
+    // alone.
     if (known_ && (tag != tag_ || modified != modified_ || (size && size_ && *size != *size_))) {
         throw failure(name, "remote-changed", "the file changed on the server between two requests");
     }
@@ -66,6 +72,7 @@ void FileVersion::note(const Response& response, std::optional<std::uint64_t> si
     tag_ = tag;
     strongTag_ = response.strongTag();
     modified_ = modified;
+    // An answer without a length leaves the size that another one gave.
     if (size) {
         size_ = size;
     }

@@ -33,6 +33,8 @@ struct Piece {
     std::uint64_t end() const noexcept { return offset + bytes.size(); }
 };
 
+/// One client for all requests of a file, so that connections are used again. The mutex makes callers in several
+/// threads wait for each other: the client is used by one at a time.
 class HttpFile final : public RemoteFile, public std::enable_shared_from_this<HttpFile> {
 public:
     HttpFile(const std::string& url, const RemoteOptions& options) : client_(url, options) {}
@@ -46,9 +48,11 @@ public:
 
     std::size_t readAt(std::uint64_t offset, char* buffer, std::size_t size) override {
         const std::lock_guard<std::mutex> lock(mutex_);
+        // The size comes with the front, which nearly every reader of a package wants first.
         if (size == 0 || offset >= sizeKnown()) {
             return 0;
         }
+        // The piece may end before `size` bytes: a source may return fewer.
         const Piece& piece = pieceAt(offset, size);
         return piece.bytes.copy(buffer, size, static_cast<std::size_t>(offset - piece.offset));
     }
@@ -101,9 +105,12 @@ private:
         if (offset >= end && offset - end <= kLargestGapBytes) {
             // Beyond a gap there is a header, as a rule, and little after it is read.
             const std::uint64_t step = std::max<std::uint64_t>(offset == end ? step_ : kHeaderBytes, wanted);
+            // Doubled: a reader that goes on needs few requests, and one that stops soon has fetched little too
+            // much.
             step_ = std::min(step_ * 2, kLargestStepBytes);
             return {end, std::min(offset + step, size) - 1};
         }
+        // A jump begins anew: nothing shows that this place is read further.
         step_ = kFirstStepBytes;
         const std::uint64_t tail = std::min(size, std::clamp(size / 4096, kFrontBytes, kLargestTailBytes));
         if (offset + wanted >= size && size - offset <= tail) {
@@ -118,12 +125,15 @@ private:
         client_.awaitAnswer(transfer, request);
         const std::uint64_t size = checkRangeAnswer(transfer->response(), range, version_, name());
         Piece piece = {range.first, bodyOf(*transfer, static_cast<std::size_t>(size))};
+        // Before the new piece is added, which must be the last one: rangeFor() goes by its end.
         dropOld(size);
         pieces_.push_back(std::move(piece));
         return pieces_.back();
     }
 
     std::string bodyOf(Transfer& transfer, std::size_t size) {
+        // At most what was asked for: checkRangeAnswer() has compared it, so that no server decides what is
+        // allocated.
         std::string body(size, '\0');
         std::size_t done = 0;
         for (client_.awaitBytes(transfer); transfer.buffered() > 0; client_.awaitBytes(transfer)) {
@@ -159,9 +169,11 @@ private:
         client_.awaitAnswer(transfer, whole);
         const Response& response = transfer->response();
         checkAnswer(response, name());
+        // checkAnswer() admits 206, too, which would be a part of the file in the place of all of it.
         if (response.status() != 200) {
             throw failure(name(), "remote-range", "the server sends a range that was not asked for");
         }
+        // A download after ranges must be of the same file.
         version_.note(response, response.contentLength(), name());
         return transfer;
     }

@@ -35,6 +35,8 @@ std::vector<Candidate> examineAll(const std::vector<std::string>& packages, cons
     stream::WorkPool<Job> pool(threads, stream::jobsInFlight(threads), [&] {
         return [&](Job& job) { job.candidate = examine(job.path, component, each); };
     });
+    // With a full pool the oldest job is waited for: what is in flight stays bounded, and candidates keep the
+    // order of the arguments.
     for (const std::string& path : packages) {
         if (pool.full()) {
             candidates.push_back(std::move(pool.front().candidate));
@@ -70,11 +72,13 @@ public:
     /// False where the suite has the package already. Throws where it has it with other contents.
     bool take(const Candidate& candidate) {
         const PackageRecord& record = candidate.record;
+        // Packages that are added together are compared with each other, too: each becomes known here.
         const auto [place, isNew] = known_.insert({{record.package, record.version, record.architecture},
                                                    {record.filename, record.digests.sha256, candidate.component}});
         if (!isNew && place->second.sha256 != record.digests.sha256) {
             failConflict(candidate, place->second.filename, place->second.sha256);
         }
+        // Paths in the pool begin with the component: in another one the package is a file of its own.
         const bool isElsewhere = place->second.component != candidate.component;
         place->second.component = candidate.component;
         return isNew || isElsewhere;
@@ -97,6 +101,8 @@ AddResult add(const std::string& root, const std::vector<std::string>& packages,
     const auto suites = readSettings(layout);
     const SuiteSettings& settings = findSuite(suites, options.suite);
     const std::string component = findComponent(settings, options.component);
+    // Before the lock: reading may take minutes, and other processes need not wait. The pool compares digests
+    // again when it copies.
     const std::vector<Candidate> candidates = examineAll(packages, component, options);
 
     const Lock lock(root);
@@ -105,6 +111,7 @@ AddResult add(const std::string& root, const std::vector<std::string>& packages,
     PoolAddition pool(layout, system);
     AddResult result;
     for (const Candidate& candidate : candidates) {
+        // A package for an architecture that the suite does not have would be in no index.
         requireArchitecture(settings, candidate.record.architecture, candidate.path);
         if (!addition.take(candidate)) {
             result.present.push_back(idOf(candidate, settings));
@@ -123,9 +130,12 @@ AddResult add(const std::string& root, const std::vector<std::string>& packages,
         }
     }
     if (!result.added.empty() || !result.removed.empty()) {
+        // A copy of the repository may lack it: some programs leave out empty directories.
         makeDirectories(layout.root() + "/.bex/changes", system);
         suite.write(system);
     }
+    // Last: until the list of changes names them, files in the pool are removed again, and files to be moved stay
+    // where they were.
     pool.keep();
     return result;
 }

@@ -21,12 +21,15 @@ void removeUnlisted(const Layout& layout, const std::vector<SuiteSettings>& suit
         return;
     }
     for (const SuiteSettings& settings : suites) {
+        // A file is in the pool once for all suites; it stays as long as one of them lists it.
         const NextSuite suite(layout, settings);
         for (const SuitePackage& package : suite.packages()) {
             files.erase(std::string(package.stanza.filename));
         }
     }
     for (const std::string& file : files) {
+        // The names come from a file in .bex, which may have been edited: nothing but the pool is ever removed
+        // here.
         const bool isInPool = file.compare(0, 5, "pool/") == 0;
         if (isInPool && removeFile(layout.below(file), System::real())) {
             result.removed.push_back(file);
@@ -38,6 +41,7 @@ void removeUnlisted(const Layout& layout, const std::vector<SuiteSettings>& suit
 
 PublishResult publish(const std::string& root, const PublishOptions& options) {
     const Layout layout(root);
+    // Held to the end: the pages and the removal from the pool go by the suites as they were published here.
     const Lock lock(root);
     const std::vector<SuiteSettings> suites = readSettings(layout);
     std::vector<SuiteSettings> chosen = suites;
@@ -51,6 +55,8 @@ PublishResult publish(const std::string& root, const PublishOptions& options) {
         publication.run(result);
         unlisted.insert(publication.unlisted().begin(), publication.unlisted().end());
     }
+    // After all suites are published: a later one may still list what an earlier one dropped. All suites are
+    // asked, not only the chosen ones.
     removeUnlisted(layout, suites, unlisted, result);
     if (options.html && !options.planOnly) {
         writeSite(layout, suites, options, result, System::real());

@@ -18,6 +18,8 @@ void init(const std::string& root, const SuiteSettings& settings) {
     withSuite({}, settings);  // Refused before anything is made.
     makeDirectories(layout.below(".bex/changes"), system);
     makeDirectories(layout.below(".bex/generations"), system);
+    // The lock is a file in .bex, so that the directories come first. Settings are read under it: two processes
+    // may add a suite each.
     const Lock lock(root);
     std::vector<SuiteSettings> suites;
     if (sizeOfFile(layout.settings())) {
@@ -26,6 +28,8 @@ void init(const std::string& root, const SuiteSettings& settings) {
     writeSettings(layout, withSuite(std::move(suites), settings), system);
 }
 
+/// Takes no lock: every file is replaced as a whole, and NextSuite reads in an order that suits a publication in
+/// between.
 std::vector<PackageId> list(const std::string& root, const Query& query) {
     const Layout layout(root);
     std::vector<SuiteSettings> suites = readSettings(layout);
@@ -51,6 +55,7 @@ std::vector<PackageId> remove(const std::string& root, const Query& query, std::
     const Lock lock(root);
     NextSuite suite(layout, findSuite(readSettings(layout), query.suite));
     std::vector<PackageId> removed;
+    // With `keep` 0, every package that matches is removed.
     for (const SuitePackage& package : olderThanNewest(select(suite, query, true), keep)) {
         suite.remove(package);
         removed.push_back(suite.idOf(package));
@@ -72,6 +77,8 @@ std::vector<PackageId> promote(const std::string& root, const Query& query, cons
     NextSuite target(layout, findSuite(suites, to));
     std::vector<PackageId> promoted;
     for (SuitePackage& package : select(source, query, true)) {
+        // The target must have a component of the same name; the file stays where it is in the pool, and both
+        // suites list it.
         package.component = findComponent(target.settings(), package.component);
         requireArchitecture(target.settings(), std::string(package.stanza.architecture),
                             std::string(package.stanza.filename));
@@ -79,6 +86,7 @@ std::vector<PackageId> promote(const std::string& root, const Query& query, cons
         const auto same = std::find_if(there.begin(), there.end(), [&](const SuitePackage& other) {
             return isSamePackage(other.stanza, package.stanza);
         });
+        // What the target has with the same bytes is left as it is, so that a promotion can be repeated.
         if (same == there.end()) {
             target.add(package.component, std::string(package.stanza.text));
             promoted.push_back(target.idOf(package));

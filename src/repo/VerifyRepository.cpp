@@ -21,6 +21,7 @@ std::vector<std::string> suitesOf(const RepositoryFiles& files, const Repository
     if (!check.suite.empty()) {
         return {check.suite};
     }
+    // A web server can't be asked for the names in a directory.
     if (!files.isDirectory()) {
         return {"stable"};
     }
@@ -41,6 +42,7 @@ void checkPackages(const RepositoryFiles& files, const Packages& packages, const
     stream::WorkPool<Job> pool(threads, stream::jobsInFlight(threads), [&] {
         return [&](Job& job) { checkPackage(files, *job.record, check, job.findings); };
     });
+    // Findings come in the order of the packages, whichever thread was first.
     const auto take = [&] {
         findings.append(pool.front().findings);
         pool.pop();
@@ -62,6 +64,7 @@ void checkPool(const RepositoryFiles& files, const std::string& path, const std:
                FindingList& findings) {
     for (const std::string& name : namesIn(files.root() + "/" + path, System::real())) {
         const std::string below = path + "/" + name;
+        // What is not a regular file is taken for a directory.
         if (!sizeOfFile(files.root() + "/" + below)) {
             checkPool(files, below, listed, findings);
         } else if (listed.count(below) == 0) {
@@ -80,6 +83,7 @@ std::vector<stream::Finding> verifyRepository(const std::string& root, const Rep
         SuiteCheck(files, check, "dists/" + suite, findings).run(packages);
     }
     checkPackages(files, packages, check, findings);
+    // Only for a repository of our own, and for all of it: a pool may hold packages of suites that were not read.
     if (files.isDirectory() && check.suite.empty() && sizeOfFile(Layout(root).settings())) {
         std::set<std::string> listed;
         for (const auto& package : packages) {

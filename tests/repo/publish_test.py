@@ -56,6 +56,18 @@ class PublishTest(RepositoryCase):
         contents = gzip.decompress(read(os.path.join(self.repo, "dists/stable/contrib/Contents-arm64.gz"))).decode()
         self.assertEqual(contents, "usr/share/doc/three/README net/three\n")
 
+    def test_settings_without_a_component_or_an_architecture_are_refused(self):
+        for field in ("Components", "Architectures"):
+            self.repo = self.path("repo" + field)
+            self.init()
+            settings = os.path.join(self.repo, ".bex/suites")
+            text = re.sub(f"^{field}: .*\n", "", read(settings).decode(), flags=re.M)
+            with open(settings, "w", encoding="utf-8") as out:
+                out.write(text)
+            done = self.bex("add", self.package("one"), check=False)
+            self.assertIn(f"{field} has to name at least one", done.stderr)
+            self.assertEqual(done.returncode, 2)
+
     def test_nothing_new_writes_nothing_and_bytes_depend_on_packages_and_date(self):
         one, two = self.package("one"), self.package("two", arch="amd64")
         trees = []

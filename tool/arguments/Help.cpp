@@ -45,6 +45,7 @@ std::string row(const std::string& label, const std::string& text) {
 
 std::string labelOf(const CLI::Option& option) {
     std::string label;
+    // Short names first, as in most programs' help.
     for (const auto& name : option.get_snames()) {
         stream::appendPart(label, ", ", "-" + name);
     }
@@ -56,6 +57,7 @@ std::string labelOf(const CLI::Option& option) {
 
 std::string optionRows(const CLI::App& app) {
     // --help of a verb is the same as the program's, and the usage line says where that is.
+    // Positional arguments have rows of their own before the options.
     const auto options = app.get_options([&](const CLI::Option* option) {
         return !option->get_positional() && !(app.get_parent() != nullptr && option->check_lname("help"));
     });
@@ -125,6 +127,7 @@ std::string helpText(const CLI::App& app) {
     for (const auto* argument : positionals(app)) {
         text += row(argument->get_name(true), argument->get_description());
     }
+    // The filter admits all: without one only the verbs of this command line would be given.
     for (const auto* verb : app.get_subcommands([](const CLI::App*) { return true; })) {
         text += row(verb->get_name(), verb->get_description());
     }

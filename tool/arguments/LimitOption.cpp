@@ -58,6 +58,7 @@ void setLimit(const std::string& assignment, Limits& limits) {
             continue;
         }
         const auto value = stream::parseWhole<std::uint64_t>(std::string_view(assignment).substr(equals + 1));
+        // Also "-1" and "1k": a limit that was misread would be no limit, or one that refuses every package.
         if (!value || *value > limit.largest) {
             throw CLI::ValidationError("--limit " + assignment, "the value must be a number within range");
         }

@@ -6,6 +6,7 @@ namespace bex::tool {
 
 namespace {
 
+// No argument of a process can hold a NUL, so that the mark is never a part of one.
 constexpr char kMark = '\0';
 constexpr const char* kEndOfVerb = "++";
 

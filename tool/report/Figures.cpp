@@ -14,6 +14,8 @@ namespace {
 
 constexpr std::size_t kPieceBytes = std::size_t{64} << 10;
 
+/// Reads the payload once. `position` is how much of the package has been read so far; the source counts it while
+/// the reader reads.
 class Reading {
 public:
     Reading(stream::PackageReader& reader, const std::uint64_t& position)
@@ -22,6 +24,8 @@ public:
     void readInto(PackageFigures& figures) {
         for (stream::Entry entry; reader_.next(entry);) {
             if (!shares_) {
+                // With the first entry the payload's member is known: what was read before its beginning is not
+                // part of it.
                 shares_.emplace(reader_.members().back().offset);
             }
             const char* const kind = readContents(entry);
@@ -35,6 +39,7 @@ public:
 private:
     const char* readContents(const stream::Entry& entry) {
         std::size_t count = reader_.read(buffer_.data(), buffer_.size());
+        // The first piece is enough for the kind, and is there in any case.
         const char* const kind = kindOf(entry, {buffer_.data(), count});
         while (count > 0) {
             shares_->add(count, position_);
@@ -45,6 +50,8 @@ private:
 
     /// Only now is it known how many contents each block has.
     void divide(PackageFigures& figures) {
+        // In the order of the payload, in which packedBefore() wants its offsets. Differences of sums add up to
+        // the whole, where rounded shares would not.
         std::uint64_t offset = 0;
         std::uint64_t packed = 0;
         for (std::size_t i = 0; i < figures.entries.size(); ++i) {
@@ -70,6 +77,7 @@ private:
 
 PackageFigures figuresOf(std::unique_ptr<stream::ForwardSource> source, const std::string& name,
                          stream::ReadOptions options) {
+    // Threads would read ahead, and what has been read would not belong to the contents that come out.
     options.threads = 1;
     std::uint64_t position = 0;
     stream::PackageReader reader(std::make_unique<CountedSource>(std::move(source), position), name, options);

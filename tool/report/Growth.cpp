@@ -7,6 +7,7 @@ namespace bex::tool {
 
 namespace {
 
+/// Without a sign: a difference of two sizes does not fit a signed number.
 std::uint64_t distance(const SizeChange& change) {
     return std::max(change.before, change.after) - std::min(change.before, change.after);
 }
@@ -19,6 +20,8 @@ void sortByDistance(std::vector<SizeChange>& changes) {
 }  // namespace
 
 Growth growthOf(const PackageFigures& before, const PackageFigures& after) {
+    // Sorted by path, which the stable sort below keeps for equal differences. What one package lacks has size 0
+    // there.
     std::map<std::string, SizeChange> changes;
     for (const EntryFigures& entry : before.entries) {
         changes[entry.path].before = entry.size;

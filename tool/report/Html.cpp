@@ -24,6 +24,7 @@ std::string htmlOfDisplayed(std::string_view text) {
             case '>':
                 html += "&gt;";
                 break;
+            // Quotes, too: the result is put into attributes.
             case '"':
                 html += "&quot;";
                 break;
@@ -38,6 +39,7 @@ std::string htmlOfDisplayed(std::string_view text) {
 }
 
 Cell Cell::percent(std::uint64_t part, std::uint64_t whole) {
+    // A share of nothing is no number.
     if (whole == 0) {
         return {"", true};
     }
@@ -45,6 +47,7 @@ Cell Cell::percent(std::uint64_t part, std::uint64_t whole) {
 }
 
 Cell Cell::difference(std::uint64_t before, std::uint64_t after) {
+    // Unsigned sizes: the smaller is taken from the larger, and the sign is written.
     if (after < before) {
         return {"-" + std::to_string(before - after), true};
     }
@@ -55,6 +58,7 @@ std::string htmlTable(const char* id, const char* caption, const std::vector<con
                       const std::vector<std::vector<Cell>>& rows) {
     std::string html = fmt::format("<table id=\"{}\">\n<caption>{}</caption>\n<thead><tr>", id, caption);
     for (std::size_t column = 0; column < heads.size(); ++column) {
+        // A head is aligned as the column's first cell; a column has cells of one sort.
         const bool isNumber = !rows.empty() && rows.front()[column].isNumber;
         html += fmt::format("<th scope=\"col\"{}>{}</th>", isNumber ? " class=\"n\"" : "", heads[column]);
     }

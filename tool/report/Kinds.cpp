@@ -15,6 +15,8 @@ struct Magic {
     const char* kind;
 };
 
+// The first that fits counts. Some literals are in two parts, since a hexadecimal escape goes on as long as
+// digits follow ("\x7f" and "ELF").
 constexpr Magic kMagics[] = {
     {"\x7f"
      "ELF"sv,
@@ -42,6 +44,7 @@ bool isText(std::string_view begin) {
     const bool clean = std::none_of(begin.begin(), begin.end(), [](unsigned char c) {
         return c < 0x20 && (c < '\t' || c > '\r') && c != 0x1b;
     });
+    // The beginning of a file may end within a character of up to four bytes.
     for (std::size_t cut = 0; clean && cut < 4 && cut <= begin.size(); ++cut) {
         if (stream::isUtf8(begin.substr(0, begin.size() - cut))) {
             return true;

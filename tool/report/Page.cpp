@@ -22,6 +22,7 @@ namespace bex::tool {
 
 namespace {
 
+// Of the tables that grow with the package, so that a page stays one that a browser shows at once.
 constexpr std::size_t kMostRows = 100;
 
 using Rows = std::vector<std::vector<Cell>>;
@@ -36,6 +37,8 @@ std::string hashSource(std::string_view text) {
     return "'sha256-" + base64({reinterpret_cast<const char*>(digest.data()), digest.size()}) + "'";
 }
 
+/// The page is one file without references. The policy admits its own style and script by their digests and
+/// nothing else, whatever the names in a package say.
 std::string document(const std::string& title, const std::string& body) {
     return fmt::format(
         "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
@@ -74,6 +77,8 @@ std::string largestEntries(const PackageFigures& package) {
         }
     }
     const std::size_t count = std::min(kMostRows, largest.size());
+    // Only the rows that are shown are sorted. Of equal sizes the path decides, so that the page is the same each
+    // time.
     std::partial_sort(largest.begin(), largest.begin() + static_cast<std::ptrdiff_t>(count), largest.end(),
                       [](const EntryFigures* a, const EntryFigures* b) {
                           return std::pair(b->size, std::string_view(a->path)) <
@@ -132,6 +137,7 @@ std::string findings(const PackageFigures& package) {
                         Cell::text(finding.code),
                         Cell::text(finding.member),
                         Cell::text(finding.entry),
+                        // Findings come with their text escaped for display; only HTML is left to do.
                         {htmlOfDisplayed(finding.reason), false}});
     }
     return htmlTable("findings", "Findings of bex verify", {"Severity", "Code", "Member", "Path", "Finding"},

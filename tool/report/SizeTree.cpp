@@ -6,6 +6,8 @@ namespace bex::tool {
 
 namespace {
 
+// The drawing calls itself for each level, and the depth is the package's to choose. Deeper paths end in one
+// name.
 constexpr std::size_t kDeepest = 24;
 
 }  // namespace
@@ -13,13 +15,17 @@ constexpr std::size_t kDeepest = 24;
 SizeTree::SizeTree(const std::vector<EntryFigures>& entries) {
     nodes_.push_back({"", true, 0, 0, {}});
     for (const EntryFigures& entry : entries) {
+        // Entries without contents have no area.
         if (entry.size > 0) {
             add(entry);
         }
     }
+    // Only add() needs it.
     directories_.clear();
     for (Node& node : nodes_) {
         std::sort(node.children.begin(), node.children.end(), [this](std::size_t a, std::size_t b) {
+            // The largest first, as the layout wants it; of equal ones the first of the package, so that the page
+            // is the same each time.
             return std::pair(nodes_[b].size, a) < std::pair(nodes_[a].size, b);
         });
     }
@@ -44,6 +50,7 @@ void SizeTree::add(const EntryFigures& entry) {
 }
 
 std::size_t SizeTree::childOf(std::size_t parent, std::string_view name) {
+    // Looked up by parent and name: a directory's entries need not be neighbours in the payload.
     const auto [found, isNew] = directories_.try_emplace({parent, std::string(name)}, nodes_.size());
     if (isNew) {
         nodes_[parent].children.push_back(nodes_.size());

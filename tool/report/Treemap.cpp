@@ -15,8 +15,10 @@ namespace {
 
 constexpr double kWidth = 1160;
 constexpr double kHeight = 620;
+// In units of the drawing; a label is cut by columns, since no font can be measured here.
 constexpr double kLabelHeight = 14;
 constexpr double kCharacterWidth = 6.6;
+// What is smaller is left out: nobody sees it, and a page with each of 100,000 files would be too large.
 constexpr double kSmallestSide = 3;
 constexpr int kColours = 11;
 
@@ -41,6 +43,8 @@ public:
 
     std::vector<Rectangle> layOut(const std::vector<double>& areas) {
         for (std::size_t begin = 0; begin < areas.size();) {
+            // A row grows as long as its worst rectangle does not become narrower; then what is left gets the
+            // next row.
             std::size_t end = begin + 1;
             double sum = areas[begin];
             while (end < areas.size() &&
@@ -56,6 +60,7 @@ public:
 private:
     /// The ratio of the sides of the row's least square rectangle.
     double worst(const std::vector<double>& areas, std::size_t begin, std::size_t end, double sum) const {
+        // Areas fall, so that the first of the row is its longest and the last its shortest.
         const double side = left_.shorter();
         const double thickness = sum / side;
         const double longest = areas[begin] / thickness;
@@ -65,6 +70,7 @@ private:
 
     void addRow(const std::vector<double>& areas, std::size_t begin, std::size_t end, double sum) {
         const bool isColumn = left_.width >= left_.height;
+        // After rounding, nothing may be left for the last row: the smallest number stands for it.
         const double thickness = sum / std::max(left_.shorter(), 1e-9);
         double along = 0;
         for (std::size_t i = begin; i < end; ++i) {
@@ -89,6 +95,7 @@ private:
     std::vector<Rectangle> result_;
 };
 
+/// How well a node compresses, as one of kColours steps.
 int colourOf(const SizeTree::Node& node) {
     if (node.size == 0) {
         return 0;
@@ -112,6 +119,7 @@ public:
 private:
     void drawChildren(std::size_t number, const Rectangle& place, const std::string& path) {
         const SizeTree::Node& node = tree_.node(number);
+        // The border takes room from the parent, so that each level has a scale of its own.
         const double scale = place.width * place.height / std::max<double>(1, static_cast<double>(node.size));
         std::vector<double> areas;
         std::transform(node.children.begin(), node.children.end(), std::back_inserter(areas),

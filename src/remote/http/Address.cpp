@@ -42,12 +42,16 @@ bool hasControlCharacter(const std::string& text) {
 
 Address addressOf(const UrlHandle& handle) {
     Address address;
+    // Decoded: as options of their own, libcurl takes user and password as they are.
     address.user = partOf(handle, CURLUPART_USER, CURLU_URLDECODE);
     address.password = partOf(handle, CURLUPART_PASSWORD, CURLU_URLDECODE);
     const std::string scheme = partOf(handle, CURLUPART_SCHEME);
     address.secure = scheme == "https";
+    // Scheme, host and port (RFC 6454): what decides whether a redirect stays with the server that gets
+    // credentials.
     address.origin =
         scheme + "://" + partOf(handle, CURLUPART_HOST) + ":" + partOf(handle, CURLUPART_PORT, CURLU_DEFAULT_PORT);
+    // The URL is shown in messages and kept in logs, so that it must have no password. A fragment is never sent.
     for (const CURLUPart part : {CURLUPART_USER, CURLUPART_PASSWORD, CURLUPART_FRAGMENT}) {
         remove(handle, part);
     }
@@ -57,6 +61,7 @@ Address addressOf(const UrlHandle& handle) {
 
 /// What is wrong with the URL that was set, or "".
 std::string faultOf(const UrlHandle& handle, const std::string& text, CURLUcode status) {
+    // Before libcurl's own answer, which differs between its versions: a line break would end the request line.
     if (hasControlCharacter(text)) {
         return "the URL has a control character";
     }
@@ -71,6 +76,7 @@ std::string faultOf(const UrlHandle& handle, const std::string& text, CURLUcode 
 }
 
 // Blanks and bytes beyond ASCII are encoded rather than refused, as browsers do.
+// Unknown schemes are parsed, so that faultOf() can name them.
 constexpr unsigned kTolerant = CURLU_URLENCODE | CURLU_NON_SUPPORT_SCHEME;
 
 }  // namespace
@@ -87,6 +93,7 @@ Address parseUrl(const std::string& text) {
 
 Address redirected(const Address& from, const std::string& location) {
     const UrlHandle handle = newUrl();
+    // First the old URL: a Location may be relative to it (RFC 9110, section 10.2.2).
     CURLUcode status = curl_url_set(handle.get(), CURLUPART_URL, from.url.c_str(), 0);
     if (status == CURLUE_OK) {
         status = curl_url_set(handle.get(), CURLUPART_URL, location.c_str(), kTolerant);
@@ -97,6 +104,7 @@ Address redirected(const Address& from, const std::string& location) {
         throw failure(from.url, "remote-redirect", where + fault);
     }
     Address to = addressOf(handle);
+    // Whoever asked for https must not get bytes that anybody on the way could have changed.
     if (from.secure && !to.secure) {
         throw failure(from.url, "remote-redirect", where + "from https to http");
     }

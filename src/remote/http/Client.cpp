@@ -16,7 +16,9 @@ using std::chrono::steady_clock;
 
 namespace {
 
+// Enough for mirrors and content networks; a circle of redirects ends.
 constexpr unsigned kMostRedirects = 10;
+// On average over the time limit: a server that sends a byte now and then would hold the caller for ever.
 constexpr std::uint64_t kLeastBytesPerSecond = 100;
 
 /// Why a transfer failed, as a stable code.
@@ -38,6 +40,7 @@ const char* codeOf(CURLcode result) {
     }
 }
 
+/// 304 and others of their hundred name no other place; without a Location there is nowhere to go.
 bool isRedirect(const Response& response) {
     constexpr std::array<int, 5> statuses = {301, 302, 303, 307, 308};
     return std::find(statuses.begin(), statuses.end(), response.status()) != statuses.end() &&
@@ -62,6 +65,7 @@ bool isValueCharacter(char c) {
 
 Client::Client(const std::string& url, RemoteOptions options)
     : options_(std::move(options)), first_(parseUrl(url)), current_(first_) {
+    // Before anything is sent.
     checkHeaders();
     prepareCurl();
     multi_.reset(curl_multi_init());
@@ -105,6 +109,7 @@ void Client::addCredentials(Transfer& transfer) const {
 }
 
 std::unique_ptr<Transfer> Client::send(const Request& request) {
+    // Counts redirects, too.
     if (requests_ >= options_.maxRequests) {
         throw limitFailure(name(), "maxRequests",
                            "more than " + std::to_string(options_.maxRequests) + " requests would be needed");
@@ -112,6 +117,7 @@ std::unique_ptr<Transfer> Client::send(const Request& request) {
     ++requests_;
     auto transfer = std::make_unique<Transfer>(multi_.get(), current_.url, received_);
     addCredentials(*transfer);
+    // Ranges count the bytes of what is sent (RFC 9110, section 14): an encoding would give other offsets.
     transfer->addHeader("Accept-Encoding: identity");
     set(transfer->handle(), CURLOPT_USERAGENT, userAgent().c_str());
     if (!options_.certificates.empty()) {
@@ -121,6 +127,8 @@ std::unique_ptr<Transfer> Client::send(const Request& request) {
         transfer->addHeader("Range: bytes=" + std::to_string(request.range->first) + "-" +
                             std::to_string(request.range->last));
     }
+    // Where the file has changed, the server sends all of it (RFC 9110, section 13.1.5), and that is noticed as a
+    // change.
     if (!request.ifRange.empty()) {
         transfer->addHeader("If-Range: " + request.ifRange);
     }
@@ -137,6 +145,7 @@ void Client::awaitAnswer(std::unique_ptr<Transfer>& transfer, const Request& req
         if (redirects == kMostRedirects) {
             throw failure(name(), "remote-redirect", "more than " + std::to_string(kMostRedirects) + " redirects");
         }
+        // Kept for later requests, which then need no redirect.
         current_ = redirected(current_, transfer->response().field("location"));
         transfer = send(request);
     }
@@ -146,12 +155,14 @@ void Client::awaitBytes(Transfer& transfer) {
     if (transfer.buffered() == 0) {
         transfer.resume();
     }
+    // Both conditions: at the end of the transfer there may be nothing left to wait for.
     await(transfer,
           [&] { return transfer.buffered() > 0 || (transfer.finished() && transfer.result() == CURLE_OK); });
 }
 
 template <typename Condition>
 void Client::await(const Transfer& transfer, Condition reached) {
+    // The condition comes before the end: a transfer may have ended with bytes in its buffer.
     while (!reached()) {
         if (transfer.finished()) {
             throw failure(name(), codeOf(transfer.result()), transfer.reason());
@@ -173,8 +184,10 @@ void Client::work() {
     while (const CURLMsg* const message = curl_multi_info_read(multi_.get(), &left)) {
         char* transfer = nullptr;
         curl_easy_getinfo(message->easy_handle, CURLINFO_PRIVATE, &transfer);  // Fails for no handle of ours.
+        // Throws what a callback caught, since no exception may pass through libcurl.
         reinterpret_cast<Transfer*>(transfer)->finish(message->data.result);
     }
+    // Checked between two steps of libcurl, so that one step may go beyond the limit.
     if (received_.bodyBytes > options_.maxBytes) {
         throw limitFailure(name(), "maxBytes",
                            "more than " + std::to_string(options_.maxBytes) + " bytes would be received");
@@ -192,6 +205,7 @@ void Client::rest() {
                 name(), "remote-timeout",
                 "the server sent " + std::to_string(came) + " bytes in " + std::to_string(seconds) + " seconds");
         }
+        // Enough came: the time begins again.
         waited_ = {};
         receivedBefore_ = received_.bytes;
     }

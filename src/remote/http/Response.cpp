@@ -32,6 +32,8 @@ std::optional<ByteRange> parseRange(std::string_view text) {
 void Response::addLine(std::string_view line) {
     line = trimmed(line.substr(0, line.find_first_of("\r\n")));
     if (line.substr(0, 5) == "HTTP/") {
+        // A status line begins anew: interim answers (1xx) come before the final one, in the same stream of
+        // lines.
         *this = Response();
         const std::string_view rest = trimmed(line.substr(std::min(line.find(' '), line.size())));
         status_ = parseWhole<int>(rest.substr(0, 3)).value_or(0);
@@ -39,6 +41,7 @@ void Response::addLine(std::string_view line) {
         return;
     }
     if (line.empty()) {
+        // The empty line after an interim answer ends nothing.
         complete_ = status_ >= 200;
         return;
     }
@@ -46,11 +49,13 @@ void Response::addLine(std::string_view line) {
     if (complete_ || colon == std::string_view::npos) {
         return;  // Trailers after the body, and what is not a field, say nothing that is looked at.
     }
+    // Names of fields have no case, and several lines of one name are a list (RFC 9110, section 5.3).
     std::string& value = fields_[stream::lowerCase(line.substr(0, colon))];
     stream::appendPart(value, ", ", trimmed(line.substr(colon + 1)));
 }
 
 std::string Response::statusText() const {
+    // The words are the server's, for a message: they are cut and escaped.
     constexpr std::size_t kMostBytes = 80;
     return std::to_string(status_) + stream::escapeForDisplay(words_.substr(0, kMostBytes));
 }
@@ -73,6 +78,7 @@ std::optional<ContentRange> Response::contentRange() const {
     }
     const std::string_view range = text.substr(6, slash - 6);
     const std::string_view total = text.substr(slash + 1);
+    // "*" stands for what the server does not know or does not have (RFC 9110, section 14.4).
     const ContentRange result = {parseRange(range), parseWhole<std::uint64_t>(total)};
     if ((!result.range && range != "*") || (!result.total && total != "*")) {
         return std::nullopt;
@@ -82,6 +88,8 @@ std::optional<ContentRange> Response::contentRange() const {
 
 std::string Response::strongTag() const {
     const std::string& tag = field("etag");
+    // A weak tag begins with W/ and fits files whose bytes differ: If-Range must not have one (RFC 9110, section
+    // 13.1.5).
     if (tag.size() < 2 || tag.front() != '"' || tag.back() != '"') {
         return "";
     }

@@ -26,8 +26,11 @@ Transfer::Transfer(CURLM* multi, const std::string& url, Received& received)
     CURL* const easy = easy_.get();
     set(easy, CURLOPT_ERRORBUFFER, words_);
     set(easy, CURLOPT_URL, url.c_str());
+    // A URL of another scheme, such as file, is refused even where it gets this far.
     set(easy, CURLOPT_PROTOCOLS_STR, "http,https");
+    // The client follows redirects itself, since it decides who gets credentials.
     set(easy, CURLOPT_FOLLOWLOCATION, 0L);
+    // A library must not use the signals of a program with threads.
     set(easy, CURLOPT_NOSIGNAL, 1L);
     set(easy, CURLOPT_BUFFERSIZE, static_cast<long>(kReceiveBytes));
     set(easy, CURLOPT_HEADERFUNCTION, &Transfer::takeHeader);
@@ -38,12 +41,15 @@ Transfer::Transfer(CURLM* multi, const std::string& url, Received& received)
 }
 
 Transfer::~Transfer() {
+    // In this order: libcurl wants a handle out of the multi handle before it is cleaned up, which the member
+    // does next.
     if (added_) {
         curl_multi_remove_handle(multi_, easy_.get());  // Fails only for a handle that is not there.
     }
 }
 
 void Transfer::start() {
+    // libcurl keeps the list and makes no copy: it is a member and does not change any more.
     set(handle(), CURLOPT_HTTPHEADER, headers_.get());
     if (curl_multi_add_handle(multi_, handle()) != CURLM_OK) {
         throw std::bad_alloc();  // The other reasons are mistakes of the caller.
@@ -65,6 +71,7 @@ std::string Transfer::reason() const {
 std::size_t Transfer::take(char* buffer, std::size_t size) {
     const std::size_t count = body_.copy(buffer, size, taken_);
     taken_ += count;
+    // Only an empty buffer is reset: to move the rest with each call would cost more than the space is worth.
     if (taken_ == body_.size()) {
         body_.clear();
         taken_ = 0;
@@ -91,6 +98,7 @@ std::size_t Transfer::takeHeader(char* data, std::size_t one, std::size_t size, 
     const std::size_t bytes = one * size;
     transfer.received_.bytes += bytes;
     transfer.headerBytes_ += bytes;
+    // Any number but `bytes` makes libcurl end the transfer with an error.
     if (transfer.headerBytes_ > kMostHeaderBytes) {
         return 0;
     }
@@ -107,6 +115,7 @@ std::size_t Transfer::takeBody(char* data, std::size_t one, std::size_t size, vo
     Transfer& transfer = *static_cast<Transfer*>(self);
     const std::size_t bytes = one * size;
     if (transfer.buffered() >= kMostBuffered) {
+        // libcurl gives the same bytes again when the transfer goes on, so that they are not counted here.
         transfer.paused_ = true;
         return CURL_WRITEFUNC_PAUSE;
     }

@@ -49,6 +49,7 @@ struct Running {
         std::array<unsigned char, EVP_MAX_MD_SIZE> bytes{};
         unsigned size = 0;
         require(EVP_DigestFinal_ex(context.get(), bytes.data(), &size) == 1);
+        // Ready for the next text: a scan uses one hasher for thousands of files.
         begin();
         return hexadecimal(bytes.data(), size);
     }
@@ -68,6 +69,7 @@ struct Hasher::State {
 };
 
 Hasher::Hasher(DigestChoice choice) : state_(std::make_unique<State>()) {
+    // SHA-256 is always made; records are compared by it.
     state_->digests.emplace_back(EVP_sha256(), &Digests::sha256);
     if (choice.md5) {
         state_->digests.emplace_back(EVP_md5(), &Digests::md5);

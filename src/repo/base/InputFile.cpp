@@ -30,6 +30,7 @@ std::size_t readOnce(const std::string& name, Get get) {
 }  // namespace
 
 InputFile::InputFile(const std::string& path, std::string name)
+    // O_NONBLOCK: the open of a FIFO would wait for a writer. It changes nothing for regular files.
     : name_(std::move(name)), descriptor_(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY)) {
     if (descriptor_ < 0) {
         throw systemFailure(name_, "open", errno);
@@ -50,6 +51,7 @@ std::size_t InputFile::readAt(std::uint64_t offset, char* buffer, std::size_t si
         const std::size_t count = readOnce(name_, [&] {
             return ::pread(descriptor_, buffer + done, size - done, static_cast<off_t>(offset + done));
         });
+        // pread(2) may return fewer bytes than there are; only 0 means the end.
         if (count == 0) {
             break;
         }
@@ -61,6 +63,7 @@ std::size_t InputFile::readAt(std::uint64_t offset, char* buffer, std::size_t si
 std::string readWholeFile(const std::string& path) {
     const bool isStandardInput = path == "-";
     const std::string name = isStandardInput ? "standard input" : path;
+    // A copy of standard input, so that both cases are closed alike.
     const int descriptor = isStandardInput ? ::dup(STDIN_FILENO) : ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
     if (descriptor < 0) {
         throw systemFailure(name, "open", errno);

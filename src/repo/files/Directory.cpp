@@ -29,6 +29,7 @@ std::vector<std::string> namesIn(const std::string& path, stream::System& system
     }
     file.release();  // the directory's now
     std::vector<std::string> names;
+    // readdir(3) returns null both at the end and for an error; errno alone tells them apart.
     errno = 0;
     while (const dirent* entry = system.readdir(directory.get())) {
         const std::string name = entry->d_name;
@@ -39,6 +40,7 @@ std::vector<std::string> namesIn(const std::string& path, stream::System& system
     if (errno != 0) {
         throw systemFailure(path, "read the directory", errno);
     }
+    // The order of a directory is the file system's; what is reported or removed must not depend on it.
     std::sort(names.begin(), names.end());
     return names;
 }

@@ -57,6 +57,7 @@ std::optional<std::string> readFile(const std::string& path) {
     if (!S_ISREG(status.st_mode)) {
         throw failure(ErrorKind::inputOutput, "input-output", path, "is not a regular file");
     }
+    // Files of a repository are replaced and never changed in place, so that the size of an open one holds.
     std::string bytes(static_cast<std::size_t>(status.st_size), '\0');
     std::size_t done = 0;
     while (done < bytes.size()) {
@@ -73,9 +74,11 @@ std::optional<std::string> readFile(const std::string& path) {
     return bytes;
 }
 
+// The path itself is tried first: nearly always only the last directory is missing, or none.
 void makeDirectories(const std::string& path, System& system) {
     if (path.empty() || system.mkdirat(AT_FDCWD, path.c_str(), kDirectoryMode) == 0) {
         if (!path.empty()) {
+            // Without it a crash could lose the directory, together with files in it that were synced.
             syncDirectory(parentOf(path), system);
         }
         return;
@@ -87,6 +90,7 @@ void makeDirectories(const std::string& path, System& system) {
         return;
     }
     const auto status = statusOf(path);
+    // A link to a directory will do; anything else of that name will not.
     if (error != EEXIST || !status || !S_ISDIR(status->st_mode)) {
         throw systemFailure(path, "make the directory", error);
     }
@@ -102,8 +106,10 @@ bool linkOver(const std::string& from, const std::string& to, System& system) {
     if (isSameFile(from, to)) {
         return false;  // rename(2) of one file's two names does nothing, and would leave the temporary one
     }
+    // One name for all: only the process that holds the repository's lock links here.
     const std::string temporary = stream::directoryOf(to) + "/" + kTemporaryPrefix + "link";
     removeFile(temporary, system);  // of a process that was killed
+    // A link first, then a rename: link(2) does not replace, and a removed target would be missing for a moment.
     if (system.linkat(AT_FDCWD, from.c_str(), AT_FDCWD, temporary.c_str(), 0) != 0) {
         const auto bytes = readFile(from);
         if (!bytes) {
@@ -112,6 +118,7 @@ bool linkOver(const std::string& from, const std::string& to, System& system) {
         writeFile(to, *bytes, system);
         return true;
     }
+    // The caller syncs the directory, once for all links in it; the file itself was synced under its first name.
     if (system.renameat(AT_FDCWD, temporary.c_str(), AT_FDCWD, to.c_str()) != 0) {
         const int error = errno;
         system.unlinkat(AT_FDCWD, temporary.c_str(), 0);  // What it reports is no more than the failure before.

@@ -7,6 +7,7 @@ namespace bex::repo {
 
 std::string htmlText(std::string_view text) {
     std::string safe;
+    // First the escapes for control characters and bad UTF-8, which have none of the characters below in them.
     for (const char c : stream::escapeForDisplay(text)) {
         switch (c) {
             case '&':
@@ -18,6 +19,7 @@ std::string htmlText(std::string_view text) {
             case '>':
                 safe += "&gt;";
                 break;
+            // Quotes, too: the result is put into attributes.
             case '"':
                 safe += "&quot;";
                 break;
@@ -31,6 +33,8 @@ std::string htmlText(std::string_view text) {
     return safe;
 }
 
+// The unreserved characters of RFC 3986, section 2.3, and "/". All others are escaped: "+" of a version would be
+// a blank for some servers.
 std::string urlPath(std::string_view path) {
     constexpr const char* digits = "0123456789ABCDEF";
     std::string escaped;
@@ -45,6 +49,7 @@ std::string urlPath(std::string_view path) {
     return escaped;
 }
 
+// Other schemes, "javascript:" before all, would run what a package says in the reader's browser.
 bool isLinkable(std::string_view url) {
     const bool isWeb = url.substr(0, 7) == "http://" || url.substr(0, 8) == "https://";
     return isWeb && stream::consistsOf(url, [](char c) { return c > ' ' && c < '\x7f'; });

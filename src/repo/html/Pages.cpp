@@ -24,7 +24,10 @@ std::string page(const std::string& title, const std::string& up, const std::str
 
 std::string valueOf(const stream::ControlParagraph& stanza, const char* field) {
     const std::string* value = stanza.find(field);
-    return value != nullptr ? *value : std::string();
+    if (value == nullptr) {
+        return {};
+    }
+    return *value;
 }
 
 std::string firstLine(const std::string& text) {
@@ -54,8 +57,9 @@ std::string descriptionMarkup(const std::string& description) {
     std::string markup;
     std::string paragraph;
     const auto end = [&](bool verbatim) {
+        const std::string element = verbatim ? "pre" : "p";
         if (!paragraph.empty()) {
-            markup += verbatim ? "<pre>" + paragraph + "</pre>\n" : "<p>" + paragraph + "</p>\n";
+            markup += "<" + element + ">" + paragraph + "</" + element + ">\n";
             paragraph.clear();
         }
     };
@@ -85,12 +89,12 @@ std::string fieldsMarkup(const stream::ControlParagraph& stanza) {
         if (value.empty()) {
             continue;
         }
-        const bool isLink = std::string_view(name) == "Homepage" && isLinkable(value);
-        markup +=
-            "<dt>" + std::string(name) + "</dt><dd>" +
-            (isLink ? "<a rel=\"nofollow noreferrer\" href=\"" + htmlText(value) + "\">" + htmlText(value) + "</a>"
-                    : htmlText(value)) +
-            "</dd>\n";
+        // Escaped before it becomes an attribute or text: the value is the package's.
+        std::string shown = htmlText(value);
+        if (std::string_view(name) == "Homepage" && isLinkable(value)) {
+            shown.insert(0, "<a rel=\"nofollow noreferrer\" href=\"" + shown + "\">").append("</a>");
+        }
+        markup += "<dt>" + std::string(name) + "</dt><dd>" + shown + "</dd>\n";
     }
     return markup + "</dl>\n";
 }
@@ -122,13 +126,16 @@ std::string table(const std::string& id, const std::string& head, const std::str
 
 std::string repositoryPage(const std::vector<SuiteSettings>& suites, const std::string& url, bool isSigned) {
     const std::string& label = suites.front().label;
-    const std::string title = label.empty() ? std::string("Packages") : label;
+    const std::string title(stream::orIfEmpty(label, "Packages"));
     std::string body = "<h1>" + htmlText(title) + "</h1>\n";
     if (!suites.front().description.empty()) {
         body += "<p>" + htmlText(suites.front().description) + "</p>\n";
     }
-    const std::string address = url.empty() ? "<span class=\"address\">https://SERVER/PATH</span>"
-                                            : "<span class=\"address\" data-fixed>" + htmlText(url) + "</span>";
+    // The site's script puts the page's own address in, unless a given one is marked as fixed.
+    std::string address = "<span class=\"address\">https://SERVER/PATH</span>";
+    if (!url.empty()) {
+        address = "<span class=\"address\" data-fixed>" + htmlText(url) + "</span>";
+    }
     const std::string trust = isSigned ? "signed-by=/etc/apt/keyrings/repository.gpg" : "trusted=yes";
     std::string rows;
     std::string sources;
@@ -141,13 +148,17 @@ std::string repositoryPage(const std::vector<SuiteSettings>& suites, const std::
     }
     body += table("suites", "<th>Suite</th><th>Components</th><th>Architectures</th><th>Description</th>", rows);
     body += "<h2>Add it to apt</h2>\n";
-    body += isSigned
-                ? "<p>Put the repository&#39;s public key into <code>/etc/apt/keyrings/repository.gpg</code>, and "
-                  "the line of the suite that you want into "
-                  "<code>/etc/apt/sources.list.d/repository.list</code>:</p>\n"
-                : "<p>Put the line of the suite that you want into "
-                  "<code>/etc/apt/sources.list.d/repository.list</code>. Nothing is signed: use it only where "
-                  "you trust the way to it.</p>\n";
+    if (isSigned) {
+        body +=
+            "<p>Put the repository&#39;s public key into <code>/etc/apt/keyrings/repository.gpg</code>, and "
+            "the line of the suite that you want into "
+            "<code>/etc/apt/sources.list.d/repository.list</code>:</p>\n";
+    } else {
+        body +=
+            "<p>Put the line of the suite that you want into "
+            "<code>/etc/apt/sources.list.d/repository.list</code>. Nothing is signed: use it only where "
+            "you trust the way to it.</p>\n";
+    }
     body += "<pre>" + sources + "</pre>\n<p>Then run <code>apt update</code>.</p>\n";
     return page(title, "", body);
 }

@@ -52,6 +52,7 @@ public:
     Site(const Layout& layout, const PublishOptions& options, PublishResult& result, System& system)
         : layout_(layout), options_(options), result_(result), system_(system) {}
 
+    // Equal pages are not written: their times stay, and what copies the site to a server has little to do.
     void put(const std::string& path, const std::string& text) {
         const std::string file = layout_.below(path);
         if (readFile(file) != text) {
@@ -68,6 +69,8 @@ public:
         makeDirectories(layout_.below(directory), system_);
         put(directory + "/index.html", suitePage(settings, groups));
         putPackages(settings, directory, groups);
+        // The suite's directory below html/ is ours alone, so that any other name in it is a page of a package
+        // that left.
         std::set<std::string> kept = {"index.html"};
         for (const PackageGroup& group : groups) {
             kept.insert(group.name + ".html");
@@ -89,6 +92,7 @@ private:
     /// The first line of a package's page, which tells whether it is still right.
     static std::string keyOf(const PackageGroup& group) {
         Hasher hasher;
+        // The stanzas have the SHA-256 of the files, and nothing else goes into the page.
         hasher.update(kPagesVersion);
         for (const SuitePackage& package : group.packages) {
             hasher.update(package.component);
@@ -101,6 +105,8 @@ private:
         const std::string key = keyOf(*job.group);
         const auto before = readFile(layout_.below(job.path));
         job.text.clear();
+        // To make a page reads its packages from the pool; the first line saves that for all pages that are still
+        // right.
         if (before && before->compare(0, key.size(), key) == 0) {
             return;
         }
@@ -118,6 +124,7 @@ private:
         const unsigned threads = stream::threadCount(options_.threads);
         stream::WorkPool<Job> pool(threads, stream::jobsInFlight(threads),
                                    [&] { return [&](Job& job) { make(job, settings); }; });
+        // Workers only make texts. Writing and the result are left to this thread, so that neither needs a lock.
         const auto take = [&] {
             if (!pool.front().text.empty()) {
                 put(pool.front().path, pool.front().text);
@@ -148,9 +155,11 @@ void writeSite(const Layout& layout, const std::vector<SuiteSettings>& suites, c
                PublishResult& result, System& system) {
     Site site(layout, options, result, system);
     makeDirectories(layout.below("html"), system);
+    // Before the pages that refer to them.
     site.put("html/style.css", kStyleSheet);
     site.put("html/search.js", kScript);
     for (const SuiteSettings& suite : suites) {
+        // The page of the repository below names all suites, also those that are not published now.
         if (options.suite.empty() || options.suite == suite.suite) {
             site.putSuite(suite);
         }

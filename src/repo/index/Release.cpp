@@ -27,6 +27,7 @@ bool isDigest(std::string_view text) {
 
 /// Takes the word at the beginning off the line.
 std::string_view takeWord(std::string_view& line) {
+    // Columns may be padded with several blanks: archives align the sizes.
     line = stream::trimmed(line);
     std::size_t end = 0;
     while (end < line.size() && !stream::isBlank(line[end])) {
@@ -41,9 +42,12 @@ void readFileLine(std::string_view line, Release& release, const std::string& na
     const std::string_view digest = takeWord(line);
     const auto size = stream::parseWhole<std::uint64_t>(takeWord(line));
     const std::string_view path = stream::trimmed(line);
+    // The first line of the field's value, after "SHA256:", is empty.
     if (digest.empty() && path.empty()) {
         return;
     }
+    // The paths are opened below the suite's directory, so that none may lead out of it. An upper-case digest
+    // would not compare equal to ours.
     if (!isDigest(digest) || !size || path.empty() || path.front() == '/' || stream::hasParentComponent(path)) {
         throw failure(ErrorKind::damaged, "release", name,
                       "a line of SHA256 is not a digest, a size and a path: " + quoted(std::string(path)));
@@ -68,6 +72,7 @@ std::string Release::format() const {
         text += name + ": " + value + "\n";
     }
     text += "SHA256:\n";
+    // The map is sorted, so that the same indexes give the same text.
     for (const auto& [path, file] : files) {
         text += " " + file.sha256 + " " + std::to_string(file.size) + " " + path + "\n";
     }
@@ -82,6 +87,7 @@ Release Release::parse(std::string_view text, const std::string& name) {
             stream::forEachLine(value, [&](std::string_view line) { readFileLine(line, release, name); });
         } else if (!stream::equalIgnoringCase(key, "MD5Sum") && !stream::equalIgnoringCase(key, "SHA1") &&
                    !stream::equalIgnoringCase(key, "SHA512")) {
+            // Other lists of digests are left out: only SHA256 is checked and written.
             release.fields.emplace_back(key, value);
         }
     }
@@ -92,6 +98,8 @@ std::string signedText(std::string_view text) {
     std::string found;
     enum class Part { before, headers, body, after } part = Part::before;
     stream::forEachLine(text, [&](std::string_view line) {
+        // Line ends are not a part of what is signed (RFC 9580, section 7.2), and a server may have converted
+        // them.
         if (!line.empty() && line.back() == '\r') {
             line.remove_suffix(1);
         }
@@ -102,12 +110,15 @@ std::string signedText(std::string_view text) {
         } else if (part == Part::body && line == "-----BEGIN PGP SIGNATURE-----") {
             part = Part::after;
         } else if (part == Part::body) {
+            // Dash-escaped (RFC 9580, section 7.2): otherwise a line of the text could pass for the beginning of
+            // the signature.
             if (line.substr(0, 2) == "- ") {
                 line.remove_prefix(2);
             }
             found.append(line).append("\n");
         }
     });
+    // Text without a signature after it was cut or never signed.
     if (part != Part::after) {
         return {};
     }
@@ -132,6 +143,7 @@ std::string formatDate(std::int64_t seconds) {
 std::int64_t parseDate(const std::string& date, const std::string& name) {
     std::tm fields = {};
     std::array<char, 4> month = {};
+    // The zone is not read: the format asks for UTC, however it is written.
     const int count = std::sscanf(date.c_str(), "%*3s, %d %3s %d %d:%d:%d", &fields.tm_mday, month.data(),
                                   &fields.tm_year, &fields.tm_hour, &fields.tm_min, &fields.tm_sec);
     fields.tm_year -= 1900;

@@ -44,6 +44,7 @@ void takeField(std::string_view line, Stanza& stanza) {
 
 }  // namespace
 
+// A version that can't be read must not end a listing or a sort: it is compared as text.
 int compareVersions(std::string_view a, std::string_view b) {
     if (a == b) {
         return 0;
@@ -55,6 +56,8 @@ int compareVersions(std::string_view a, std::string_view b) {
     }
 }
 
+// The order of the stanzas in an index: by bytes, which is cheap, and the same for every reader. It is not the
+// order of versions.
 bool isBefore(const Stanza& a, const Stanza& b) {
     return std::tie(a.package, a.version, a.architecture) < std::tie(b.package, b.version, b.architecture);
 }
@@ -63,6 +66,7 @@ bool isSamePackage(const Stanza& a, const Stanza& b) {
     return a.package == b.package && a.version == b.version && a.architecture == b.architecture;
 }
 
+// The views lead into `text`, which must outlive the stanza.
 Stanza readStanza(std::string_view text) {
     Stanza stanza;
     stanza.text = text;
@@ -74,9 +78,11 @@ std::vector<Stanza> readStanzas(std::string_view text, const std::string& name) 
     std::vector<Stanza> stanzas;
     while (!text.empty()) {
         const std::size_t end = text.find("\n\n");
+        // The text need not end with an empty line; at its end the last stanza takes the rest.
         std::string_view one = text.substr(0, std::min(end, text.size() - 1) + 1);  // with its last newline
         text.remove_prefix(one.size());
         text.remove_prefix(std::min(text.find_first_not_of('\n'), text.size()));
+        // These three are what packages are told apart by, so that no list can hold one without them.
         const Stanza stanza = readStanza(one);
         if (stanza.package.empty() || stanza.version.empty() || stanza.architecture.empty()) {
             throw failure(ErrorKind::damaged, "stanza", name,

@@ -44,6 +44,7 @@ Descriptor openRegular(const std::string& path) {
 }
 
 void requireNoErrors(const Descriptor& file, const std::string& path, const AddOptions& options) {
+    // Warnings do not keep a package out; errors do, unless the caller allowed their code.
     for (const stream::Finding& finding : stream::verify(file.get(), path, options.reading)) {
         const bool isAllowed =
             std::find(options.allow.begin(), options.allow.end(), finding.code) != options.allow.end();
@@ -78,8 +79,10 @@ bool isUnchanged(const struct stat& a, const struct stat& b) {
 }  // namespace
 
 Candidate examine(const std::string& path, const std::string& component, const AddOptions& options) {
+    // One open file for all that follows: another one that is put under the path meanwhile is not looked at.
     const Descriptor file = openRegular(path);
     const struct stat before = statusOf(file, path);
+    // First, so that nothing below reads fields of a package that is refused.
     requireNoErrors(file, path, options);
     Candidate candidate;
     candidate.path = path;
@@ -92,6 +95,7 @@ Candidate examine(const std::string& path, const std::string& component, const A
     record.filename = poolPath({component, sourceOf(control, record.package), record.package, record.version,
                                 record.architecture, extensionOf(path)},
                                path);
+    // The record is complete now, filename included.
     checkRecord(record, path);
     if (!isUnchanged(before, statusOf(file, path))) {
         throw failure(ErrorKind::damaged, "changed", path, "changed while it was read");

@@ -33,9 +33,11 @@ std::vector<std::string> pathsOf(const std::string& package) {
     stream::PackageReader reader(package, reading);
     std::vector<std::string> paths;
     for (stream::Entry entry; reader.next(entry);) {
+        // An index has one path a line; a newline within a path would make two entries of one.
         const bool isListed =
             entry.type != stream::EntryType::directory && entry.path.find('\n') == std::string::npos;
         if (isListed) {
+            // The index writes paths without "./" or "/" at the beginning.
             paths.push_back(stream::plainPath(entry.path));
         }
     }
@@ -44,6 +46,8 @@ std::vector<std::string> pathsOf(const std::string& package) {
 
 std::string contentsOf(const Layout& layout, const std::vector<Stanza>& packages, unsigned threads) {
     std::map<std::string, std::vector<std::string>> labels;  // of each path
+    // The pool gives jobs back in the order in which they were submitted, so that a counter finds the package of
+    // each.
     std::size_t taken = 0;
     stream::WorkPool<Job> pool(threads, stream::jobsInFlight(threads),
                                [] { return [](Job& job) { job.paths = pathsOf(job.path); }; });
@@ -58,6 +62,7 @@ std::string contentsOf(const Layout& layout, const std::vector<Stanza>& packages
         if (pool.full()) {
             take();
         }
+        // The whole job is replaced: the slot still has the paths of a package that was taken.
         pool.next() = {layout.below(std::string(package.filename)), {}};
         pool.submit();
     }

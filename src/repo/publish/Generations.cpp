@@ -25,6 +25,7 @@ std::set<std::string> pathsOf(const std::string* lines) {
     std::set<std::string> paths;
     if (lines != nullptr) {
         stream::forEachLine(*lines, [&](std::string_view line) {
+            // The file may have been edited. Its paths decide what is deleted, so none may lead out.
             if (!line.empty() && !stream::hasParentComponent(line)) {
                 paths.emplace(line);
             }
@@ -44,6 +45,7 @@ Generations::Generations(const Layout& layout, const std::string& suite) : path_
     for (stream::ControlParagraph paragraph; reader.next(paragraph);) {
         Generation generation;
         if (const std::string* published = paragraph.find("Published")) {
+            // A date that can't be read counts as long ago: the number of generations still keeps the newest.
             generation.published = stream::parseWhole<std::int64_t>(*published).value_or(0);
         }
         generation.files = pathsOf(paragraph.find("Files"));
@@ -54,6 +56,8 @@ Generations::Generations(const Layout& layout, const std::string& suite) : path_
 
 void Generations::append(std::int64_t now, const std::set<std::string>& files,
                          const std::set<std::string>& drops) {
+    // The same files again are the same generation: otherwise repeated publications would push out older ones
+    // that clients may still read.
     if (generations_.empty() || generations_.back().files != files) {
         generations_.push_back({now, files, {}});
     }
@@ -64,8 +68,11 @@ void Generations::append(std::int64_t now, const std::set<std::string>& files,
 std::set<std::string> Generations::expire(std::int64_t now, std::size_t keep) {
     std::set<std::string> drops;
     // A generation counts from when the next one took its place. A clock that was set back makes it stay.
+    // `keep` is at least 1, so that generation 1 exists.
     while (generations_.size() > keep && now - generations_[1].published > kGraceSeconds) {
         generations_.erase(generations_.begin());
+        // The first generation left is the one that dropped these files, and only the one erased now still listed
+        // them.
         drops.merge(generations_.front().drops);
         generations_.front().drops.clear();
     }
@@ -89,6 +96,7 @@ void Generations::write(System& system) const {
         if (!generation.drops.empty()) {
             paragraph.set("Drops", linesOf(generation.drops));
         }
+        // The empty line between two paragraphs of deb822.
         stream::appendPart(text, "\n", paragraph.format());
     }
     writeFile(path_, text, system);

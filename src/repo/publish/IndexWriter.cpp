@@ -16,6 +16,8 @@ IndexWriter::~IndexWriter() {
 IndexedFile IndexWriter::store(const std::string& index, std::string_view bytes) {
     const IndexedFile file = {sha256Of(bytes), bytes.size()};
     const std::string path = directory_ + "/" + Layout::byHash(index, file.sha256);
+    // A file with that name may be of an older generation or of a killed process. It is not noted in made_:
+    // clients may need it. The bytes are compared, since a damaged file has the right name, too.
     if (planOnly_ || (sizeOfFile(path) == file.size && readFile(path) == bytes)) {
         return file;
     }

@@ -25,6 +25,7 @@ namespace {
 
 using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
 
+// Bounds the memory that a program gone wrong can cost; what is asked for is a signature and a text.
 constexpr std::size_t kLongestOutput = std::size_t{64} << 20;
 constexpr std::size_t kLongestMessage = 2000;
 
@@ -32,6 +33,8 @@ StreamError signerFailure(const std::string& program, const std::string& reason)
     return failure(ErrorKind::inputOutput, "signer", program, reason);
 }
 
+/// A temporary file without a name, so that a killed process leaves none. Files rather than pipes: the program
+/// may write before it reads, or not read at all, and neither side waits for the other.
 File scratch(const std::string& program) {
     File file(std::tmpfile(), std::fclose);
     if (file == nullptr) {
@@ -40,6 +43,7 @@ File scratch(const std::string& program) {
     return file;
 }
 
+/// What the program wrote, at most `limit` bytes of it.
 std::string contentsOf(const File& file, std::size_t limit) {
     std::string text(limit, '\0');
     std::rewind(file.get());
@@ -52,6 +56,8 @@ class Child {
 public:
     Child(pid_t process, std::string program) : process_(process), program_(std::move(program)) {}
     ~Child() {
+        // Not waited for yet, so that its number can't be another process's by now. The minus sign means the
+        // group.
         if (process_ > 0) {
             kill(-process_, SIGKILL);
             waitForEnd();
@@ -67,6 +73,7 @@ public:
                                         stream::System::real());
         if (handle) {
             const auto wanted = std::chrono::milliseconds(timeout).count();
+            // The descriptor becomes readable when the process ends.
             pollfd ended = {handle.get(), POLLIN, 0};
             int count = -1;
             do {  // A signal that is met begins the time anew: none is expected.
@@ -79,6 +86,7 @@ public:
             }
         }
         const int status = waitForEnd();
+        // From here on the number is free for another process: the destructor must not kill it.
         process_ = 0;
         return status;
     }
@@ -101,6 +109,7 @@ pid_t start(const std::vector<std::string>& command, const File& in, const File&
         arguments.push_back(const_cast<char*>(argument.c_str()));  // The call's type is older than const.
     }
     arguments.push_back(nullptr);
+    // posix_spawn() rather than fork(): other threads may hold locks, which would stay locked in a forked child.
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_adddup2(&actions, fileno(in.get()), STDIN_FILENO);
@@ -137,6 +146,7 @@ std::string outputOf(const std::vector<std::string>& command, const std::string&
     if (std::fwrite(input.data(), 1, input.size(), in.get()) != input.size() || std::fflush(in.get()) != 0) {
         throw systemFailure(program, "write its input", errno);
     }
+    // The program inherits the position of the file, too; without this it would begin at the end.
     std::rewind(in.get());
     const int status = Child(start(command, in, out, messages), program).end(timeout);
     if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) {

@@ -22,6 +22,7 @@ namespace {
 
 using stream::Compression;
 
+/// The moment that Release names: the option, SOURCE_DATE_EPOCH for a result that can be repeated, or the clock.
 std::int64_t dateOf(const PublishOptions& options) {
     if (options.date) {
         return *options.date;
@@ -49,6 +50,7 @@ std::vector<std::pair<std::string, std::string>> lastingFields(const Release& re
     return fields;
 }
 
+/// The Release file before its list of indexes. A field without a value is left out.
 Release emptyRelease(const SuiteSettings& suite, const PublishOptions& options, std::int64_t date) {
     Release release;
     const auto put = [&](const char* name, const std::string& value) {
@@ -64,6 +66,8 @@ Release emptyRelease(const SuiteSettings& suite, const PublishOptions& options, 
     if (options.validFor.count() > 0) {
         put("Valid-Until", formatDate(date + options.validFor.count()));
     }
+    // Clients then ask for indexes under the names of their digests. Without this field they would use the usual
+    // names, which change while a client is between InRelease and the index.
     put("Acquire-By-Hash", "yes");
     put("Architectures", joined(suite.architectures));
     put("Components", joined(suite.components));
@@ -71,6 +75,7 @@ Release emptyRelease(const SuiteSettings& suite, const PublishOptions& options, 
     return release;
 }
 
+/// Writes an index: each stanza ends with its own newline, and an empty line ends the paragraph.
 void writeStanzas(const std::vector<Stanza>& stanzas, stream::Sink& out) {
     for (const Stanza& stanza : stanzas) {
         out.write(stanza.text.data(), stanza.text.size());
@@ -80,6 +85,7 @@ void writeStanzas(const std::vector<Stanza>& stanzas, stream::Sink& out) {
 
 /// What Release says of the uncompressed index.
 IndexedFile describeStanzas(const std::vector<Stanza>& stanzas) {
+    // These are the bytes that writeStanzas() writes; the two functions must change together.
     Hasher hasher;
     IndexedFile file;
     for (const Stanza& stanza : stanzas) {
@@ -95,6 +101,7 @@ IndexedFile describeStanzas(const std::vector<Stanza>& stanzas) {
 
 Publication::Publication(const Layout& layout, const SuiteSettings& settings, const PublishOptions& options,
                          System& system)
+    // The order of the members counts: next_ is made from date_, and writer_ from directory_.
     : layout_(layout),
       settings_(settings),
       options_(options),
@@ -109,10 +116,13 @@ Publication::Publication(const Layout& layout, const SuiteSettings& settings, co
       next_(emptyRelease(settings, options, date_)) {}
 
 void Publication::run(PublishResult& result) {
+    // apt refuses a repository that was signed and no longer is, so a forgotten option must not remove the
+    // signatures.
     if (published_.isSigned() && options_.key.empty() && !options_.unsignedAgain) {
         throw failure(ErrorKind::invalidInput, "invalid-input", shown("InRelease"),
                       "the suite is signed: give the key, or ask for it to be unsigned");
     }
+    // The usual case of a publication by a timer: no index is read, and nothing is written.
     if (changes_.empty() && isCurrent()) {
         return;
     }
@@ -124,7 +134,10 @@ void Publication::run(PublishResult& result) {
         }
         return;
     }
+    // Checked only where something is written: a repeated publication with an old date is no error.
     requireLaterDate();
+    // A signature may fail or come too late. Until here only by-hash files were written, which no Release names,
+    // and writer_ removes them again.
     describe();
     if (!options_.planOnly) {
         noteGeneration();
@@ -145,6 +158,7 @@ bool Publication::isCurrent() const {
         !isSignatureCurrent()) {
         return false;
     }
+    // Release lists other indexes than wanted where a component, an architecture or a compression came or went.
     const std::set<std::string> wanted = wantedIndexes();
     const auto isWanted = [&](const auto& file) { return wanted.count(file.first) != 0; };
     return release.files.size() == wanted.size() &&
@@ -161,6 +175,7 @@ bool Publication::isDue() const {
         return until.empty() != (options_.validFor.count() == 0);
     }
     const std::int64_t published = parseDate(published_.release().field("Date"), shown("Release"));
+    // A regular publication thus renews the date well before clients refuse the old one.
     return date_ >= published + options_.validFor.count() / 2;
 }
 
@@ -181,6 +196,7 @@ bool Publication::isStored(const std::string& index) const {
            std::find(compressions.begin(), compressions.end(), Compression::none) != compressions.end();
 }
 
+/// Whether the index is there with these contents, under the name of its digest and under its usual name.
 bool Publication::isInPlace(const std::string& index, const IndexedFile& file) const {
     const std::string byHash = below(Layout::byHash(index, file.sha256));
     if (sizeOfFile(byHash) != file.size || sizeOfFile(below(index)) != file.size) {
@@ -190,6 +206,8 @@ bool Publication::isInPlace(const std::string& index, const IndexedFile& file) c
     return isSameFile(byHash, below(index)) || readFile(byHash) == readFile(below(index));
 }
 
+/// Whether a change since the last publication is about this index. A package for "all" is in each
+/// architecture's.
 bool Publication::isTouched(const std::string& component, const std::string& architecture) const {
     const auto& all = changes_.all();
     return std::any_of(all.begin(), all.end(), [&](const Changes::Change& change) {
@@ -198,6 +216,8 @@ bool Publication::isTouched(const std::string& component, const std::string& arc
     });
 }
 
+/// The names of one Packages index in Release. The uncompressed one is always listed, since clients check what
+/// they unpacked against that line.
 std::vector<std::string> Publication::packagesIndexes(const std::string& index) const {
     std::vector<std::string> indexes = {index};
     for (const Compression compression : options_.compressions) {
@@ -208,6 +228,7 @@ std::vector<std::string> Publication::packagesIndexes(const std::string& index) 
     return indexes;
 }
 
+/// What Release has to list for the settings and options, whatever it lists now.
 std::set<std::string> Publication::wantedIndexes() const {
     std::set<std::string> wanted;
     for (const std::string& component : settings_.components) {
@@ -245,6 +266,8 @@ void Publication::makePackages(const std::string& component, const std::string& 
     const std::string index = Layout::packagesIndex(component, architecture);
     const auto& before = published_.release().files;
     const auto indexes = packagesIndexes(index);
+    // The by-hash file has to exist, too: an index that was lost is written again although its contents did not
+    // change.
     const auto isThere = [&](const std::string& path) {
         const auto found = before.find(path);
         return found != before.end() &&
@@ -252,12 +275,16 @@ void Publication::makePackages(const std::string& component, const std::string& 
     };
     const bool areThere = std::all_of(indexes.begin(), indexes.end(), isThere);
     StanzaList packages;
+    // An index that no change touches is neither read nor compressed: a publication costs as much as its changes,
+    // not as much as the suite.
     if (!areThere || isTouched(component, architecture)) {
         packages = nextPackages(component, architecture);
         next_.files[index] = describeStanzas(packages.stanzas);
     } else {
         next_.files[index] = before.at(index);
     }
+    // The changes cancelled out. Compressing again could give other bytes with another version of the compressor,
+    // and clients would fetch an index that says the same.
     if (areThere && next_.files[index] == before.at(index)) {
         for (const std::string& path : indexes) {
             next_.files[path] = before.at(path);
@@ -277,6 +304,8 @@ void Publication::makeContents(const std::string& component, const std::string& 
     const auto& before = published_.release().files;
     const auto found = before.find(index);
     const auto foundPackages = before.find(packages);
+    // Packages names each file of the pool with its SHA-256, so that equal Packages indexes have equal Contents.
+    // To make it anew reads every package of the suite.
     if (found != before.end() && foundPackages != before.end() && foundPackages->second == next_.files[packages] &&
         sizeOfFile(below(Layout::byHash(index, found->second.sha256)))) {
         next_.files[index] = found->second;
@@ -310,6 +339,7 @@ void Publication::describe() {
 
 void Publication::noteGeneration() {
     const std::int64_t now = std::time(nullptr);
+    // Only what has a file: the uncompressed index may be listed without being written.
     const auto filesOf = [&](const Release& release) {
         std::set<std::string> files;
         for (const auto& [index, file] : release.files) {
@@ -319,9 +349,13 @@ void Publication::noteGeneration() {
         }
         return files;
     };
+    // Clients may still have the current InRelease; without an entry its by-hash files would be removed as
+    // leftovers.
     if (published_.exists() && generations_.empty()) {
         generations_.append(now, filesOf(published_.release()), {});  // the list was lost
     }
+    // The new generation is the first one without these packages. Their files stay until the last generation that
+    // lists them expires.
     std::set<std::string> drops;
     for (const Changes::Change& change : changes_.all()) {
         if (!change.isAddition && !change.package.filename.empty()) {
@@ -340,12 +374,16 @@ void Publication::placeIndexes(PublishResult& result) {
         if (!isStored(index) || isInPlace(index, file)) {
             continue;
         }
+        // A plan names the same files as the publication would, so that it comes before the test of planOnly.
         result.written.push_back(shown(index));
         if (!options_.planOnly) {
+            // Until Release is replaced, its digests fit only the by-hash files. Clients that use the usual name
+            // may see a mismatch for that moment and fetch again.
             linkOver(below(Layout::byHash(index, file.sha256)), below(index), system_);
             directories.insert(stream::directoryOf(below(index)));
         }
     }
+    // Before Release is written: after a crash it must not name an index whose directory entry was lost.
     for (const std::string& directory : directories) {
         syncDirectory(directory, system_);
     }
@@ -358,6 +396,7 @@ void Publication::place(const std::string& name, const std::string& bytes, Publi
     }
 }
 
+/// The last file in each case is the one that clients read: InRelease of a signed suite, else Release.
 void Publication::placeRelease(PublishResult& result) {
     place("Release", nextText_, result);
     if (!options_.key.empty()) {
@@ -383,7 +422,10 @@ void Publication::finish(PublishResult& result) {
 }
 
 void Publication::removeLeftovers(PublishResult& result) {
+    // The newest generation is what clients read now, so at least one stays.
     unlisted_ = generations_.expire(std::time(nullptr), std::max(options_.keepGenerations, 1U));
+    // Written before files are deleted: a list that names deleted files would promise them to late clients. What
+    // a killed process leaves is found below, since directories are searched rather than remembered.
     generations_.write(system_);
     for (const auto& [index, file] : published_.release().files) {
         const bool isGone = next_.files.count(index) == 0 || !isStored(index);
@@ -391,10 +433,13 @@ void Publication::removeLeftovers(PublishResult& result) {
             result.removed.push_back(shown(index));
         }
     }
+    // By-hash files of all generations share the directories; a file goes when the last generation with it has
+    // gone.
     const std::set<std::string> kept = generations_.files();
     std::set<std::string> directories;
     std::set<std::string> used = {directory_, layout_.below(".bex"), layout_.below(".bex/changes"),
                                   layout_.below(".bex/generations")};
+    // Both releases: a component that was just removed from the settings has a directory only in the older one.
     for (const Release* release : {&published_.release(), static_cast<const Release*>(&next_)}) {
         for (const auto& [index, file] : release->files) {
             directories.insert(stream::directoryOf(Layout::byHash(index, file.sha256)));
@@ -404,6 +449,7 @@ void Publication::removeLeftovers(PublishResult& result) {
     for (const std::string& directory : directories) {
         removeByHash(directory, kept, result);
     }
+    // Nobody else writes here: this process holds the lock.
     for (const std::string& directory : used) {
         removeTemporaries(directory, system_);
     }

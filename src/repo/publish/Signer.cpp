@@ -45,6 +45,7 @@ Signatures sign(const std::string& text, const PublishOptions& options) {
     const std::string& program = inlineSign.front();
     Signatures made;
     made.inRelease = outputOf(inlineSign, text, options.signerTimeout);
+    // A program that signs something else, or prints a word of its own, is found here and not by clients.
     require(signedText(made.inRelease) == text, program, "did not print the Release file with a signature");
     made.releaseGpg = outputOf(detached, text, options.signerTimeout);
     require(made.releaseGpg.compare(0, begin.size(), begin) == 0, program, "did not print an armoured signature");

@@ -55,6 +55,7 @@ constexpr std::size_t kFilename = 28;
 constexpr std::size_t kLastDigest = 33;
 static_assert(kOrder[kFilename] == "Filename" && kOrder[kLastDigest] == "SHA512");
 
+/// The place in kOrder, or its size for a name that is not there: unknown fields come last.
 std::size_t rankOf(std::string_view name) {
     const auto* const place = std::find_if(std::begin(kOrder), std::end(kOrder), [name](std::string_view known) {
         return stream::equalIgnoringCase(known, name);

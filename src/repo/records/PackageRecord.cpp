@@ -35,6 +35,8 @@ void appendField(std::string& text, const std::string& name, std::string_view va
     bool isFirst = true;
     stream::forEachPart(value, '\n', [&](std::string_view part) {
         const std::string_view line = withoutBlanksAtEnd(part);
+        // A continuation begins with a blank, and an empty one is " .": an empty line would end the paragraph
+        // (deb822(5)).
         if (!isFirst || !line.empty()) {
             text.append(" ").append(stream::orIfEmpty(line, "."));
         }
@@ -47,6 +49,7 @@ StreamError badStanza(const std::string& name, std::string reason) {
     return failure(ErrorKind::damaged, "stanza", name, std::move(reason));
 }
 
+/// Wider than Debian's policy, which has no capital letters or "_": packages with such names exist and install.
 bool isPackageName(std::string_view name) {
     return !name.empty() && stream::isAlphanumeric(name.front()) && stream::consistsOf(name, [](char c) {
         return stream::isAlphanumeric(c) || c == '+' || c == '-' || c == '.' || c == '_';
@@ -67,6 +70,7 @@ std::string filenameFault(const std::string& filename) {
     if (filename.empty()) {
         return "has no Filename";
     }
+    // Clients append the name to the address of the repository and to a directory of theirs.
     if (filename.front() == '/') {  // guard: absolute filenames
         return "Filename " + quoted(filename) + " is absolute";
     }
@@ -87,6 +91,7 @@ bool isDigest(std::string_view text, std::size_t digits) {
            stream::consistsOf(text, [](char c) { return stream::isDigit(c) || (c >= 'a' && c <= 'f'); });
 }
 
+/// SHA-256 is the one that must be there in an index: clients refuse packages without it or a stronger one.
 void checkDigests(const Digests& digests, const std::string& name, bool complete) {
     if (complete && digests.sha256.empty()) {
         throw badStanza(name, "has no SHA256");
@@ -120,6 +125,7 @@ void checkRecord(const PackageRecord& record, const std::string& name, bool comp
         throw badStanza(name, "Architecture " + quoted(record.architecture) + " is not the name of one");
     }
     checkVersion(record.version, name);
+    // A record from a package's own control file has no filename yet.
     if (complete || !record.filename.empty()) {
         if (std::string fault = filenameFault(record.filename); !fault.empty()) {
             throw failure(ErrorKind::refused, "unsafe-filename", name, std::move(fault));
@@ -136,6 +142,8 @@ PackageRecord recordOf(const ControlParagraph& control, const std::string& name)
     std::vector<std::pair<FieldPlace, std::string_view>> fields;
     for (const auto& field : control.fields()) {
         const bool empty = stream::consistsOf(field.value, [](char c) { return stream::isBlank(c) || c == '\n'; });
+        // Filename, Size and the digests are the index's to say: what a package claims of itself must not get
+        // there.
         if (!empty && !isIndexField(field.name)) {
             fields.emplace_back(placeOf(field.name), field.value);
         }
@@ -145,6 +153,7 @@ PackageRecord recordOf(const ControlParagraph& control, const std::string& name)
     });
     PackageRecord record;
     for (const auto& [place, value] : fields) {
+        // The fields that only an index has stand between the two texts; appendStanza() puts them there.
         std::string& lines = place.rank < rankOfFilename() ? record.before : record.after;
         appendField(lines, place.name, value);
     }
@@ -160,6 +169,7 @@ PackageRecord recordOf(const ControlParagraph& control, const std::string& name)
 }
 
 void appendStanza(std::string& text, const PackageRecord& record) {
+    // The order is that of kOrder in FieldOrder.cpp.
     text += record.before;
     appendLine(text, "Filename", record.filename);
     appendLine(text, "Size", std::to_string(record.size));
@@ -177,6 +187,7 @@ void appendStanzas(std::string& text, const std::vector<PackageRecord>& records)
     }
 }
 
+/// A total order for a result that is the same each time: versions are compared as text.
 bool precedes(const PackageRecord& a, const PackageRecord& b) noexcept {
     return std::tie(a.package, a.version, a.architecture, a.filename) <
            std::tie(b.package, b.version, b.architecture, b.filename);

@@ -32,6 +32,7 @@ constexpr NamedField kNamed[] = {
     {"SHA256", nullptr, &Digests::sha256},
     {"SHA512", nullptr, &Digests::sha512},
 };
+// Places in kNamed.
 constexpr std::size_t kControlFields = 3;
 constexpr std::size_t kSize = 4;
 
@@ -42,6 +43,8 @@ public:
         : record_(record), name_(name), line_(line) {}
 
     void parse(std::string_view stanza) {
+        // No field can hold them, and a program that takes either for an end would read another stanza than this
+        // one.
         if (stanza.find('\0') != std::string_view::npos || stanza.find('\r') != std::string_view::npos) {
             fail("the stanza holds a NUL or a carriage return");
         }
@@ -50,6 +53,7 @@ public:
             take(line);
             ++line_;
         });
+        // Faults below are of the stanza as a whole, so that messages name its first line.
         line_ = first;
         if (!seen_[kSize]) {
             fail("the stanza has no Size");
@@ -63,6 +67,7 @@ private:
             return;
         }
         const std::size_t colon = line.find(':');
+        // deb822(5): a name begins neither with "#", a comment, nor with "-", as in the lines around a signature.
         if (colon == 0 || colon == std::string_view::npos || line.front() == '#' || line.front() == '-') {
             fail("is neither a field nor a continuation");
         }
@@ -72,6 +77,7 @@ private:
                          [name](const NamedField& known) { return stream::equalIgnoringCase(known.name, name); });
         const auto index = static_cast<std::size_t>(field - std::begin(kNamed));
         named_ = index < std::size(kNamed);
+        // Package, Version and Architecture are kept in both ways.
         const bool isControl = !named_ || index < kControlFields;
         if (named_) {
             takeNamed(index, stream::trimmed(line.substr(colon + 1)));
@@ -85,6 +91,7 @@ private:
 
     void takeNamed(std::size_t index, std::string_view value) {
         const NamedField& field = kNamed[index];
+        // Of two lines, different readers would believe different ones.
         if (seen_[index]) {
             fail(std::string(field.name) + " occurs twice");
         }
@@ -101,6 +108,7 @@ private:
     }
 
     void continueField(std::string_view line) {
+        // The fields of kNamed have one line each, and a stanza can't begin with a continuation.
         if (named_ || lines().empty() || stream::trimmed(line).empty()) {
             fail("is a continuation of nothing that has several lines");
         }
@@ -132,6 +140,7 @@ RecordReader::RecordReader(Read read, std::string name) : read_(std::move(read))
 
 RecordReader RecordReader::ofText(std::string_view text, std::string name) {
     return {[text](char* buffer, std::size_t size) mutable {
+                // The view becomes shorter with each call; the text is the caller's and outlives the reader.
                 const std::size_t count = text.copy(buffer, size);
                 text.remove_prefix(count);
                 return count;
@@ -143,6 +152,7 @@ bool RecordReader::fill() {
     if (ended_) {
         return false;
     }
+    // No real stanza is so long: the text may be hostile, and memory is bounded.
     if (buffer_.size() - begin_ > kStanzaBytes) {
         stream::ErrorRecord record =
             failure(ErrorKind::limitExceeded, "limit", name_,
@@ -150,6 +160,7 @@ bool RecordReader::fill() {
                 .record();
         throw StreamError(std::move(record));
     }
+    // Places and views into the buffer are void after this: callers look again from begin_ on, which is 0 then.
     buffer_.erase(0, begin_);
     begin_ = 0;
     const std::size_t held = buffer_.size();
@@ -163,6 +174,7 @@ bool RecordReader::fill() {
 /// The next stanza without the empty line after it; empty at the end of the text.
 std::string_view RecordReader::takeStanza() {
     line_ = nextLine_;
+    // The empty lines before a stanza may go on in the next bytes.
     do {
         while (begin_ < buffer_.size() && buffer_[begin_] == '\n') {
             ++begin_;
@@ -191,6 +203,7 @@ bool RecordReader::next(PackageRecord& record) {
     try {
         checkRecord(record, name_);
     } catch (const StreamError& e) {
+        // checkRecord() knows no lines; the one where the stanza begins is added.
         stream::ErrorRecord located = e.record();
         located.line = line_;
         throw StreamError(std::move(located));

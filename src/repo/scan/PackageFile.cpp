@@ -25,6 +25,7 @@ public:
     std::uint64_t size() override { return size_; }
 
     std::size_t readAt(std::uint64_t offset, char* buffer, std::size_t size) override {
+        // A read across the end of the head returns fewer bytes than asked for, which a source may do.
         if (offset < head_.size()) {
             return head_.copy(buffer, size, static_cast<std::size_t>(offset));
         }
@@ -43,6 +44,7 @@ StreamError changed(const std::string& name) {
 
 }  // namespace
 
+/// The time of the last status change is no part of a stamp: a new link or another mode leaves the bytes alone.
 bool operator==(const FileStamp& a, const FileStamp& b) noexcept {
     return std::tie(a.size, a.mtimeNs, a.inode, a.device) == std::tie(b.size, b.mtimeNs, b.inode, b.device);
 }
@@ -51,6 +53,7 @@ FileStamp stampOf(const struct stat& status, const std::string& name) {
     if (!S_ISREG(status.st_mode)) {
         throw failure(ErrorKind::refused, "not-a-file", name, "is not a regular file");
     }
+    // Refused here, so that the message says what is wrong rather than which header is missing.
     if (status.st_size == 0) {
         throw failure(ErrorKind::damaged, "truncated", name, "has no bytes");
     }
@@ -72,6 +75,7 @@ PackageFileReader::PackageFileReader(DigestChoice digests, const stream::Limits&
 
 PackageRecord PackageFileReader::read(const std::string& path, const std::string& name, FileStamp& stamp) {
     const InputFile file(path, name);
+    // Before the first byte is read: a change from here on differs from the stamp.
     stamp = stampOf(file.status(), name);
     hasher_.finish();  // Drops what a file that failed has left.
     std::size_t count = file.readAt(0, buffer_.data(), buffer_.size());
@@ -81,10 +85,13 @@ PackageRecord PackageFileReader::read(const std::string& path, const std::string
     options.limits = limits_;
     options.threads = 1;  // Each thread has a package of its own.
     const stream::PackageReader reader(
+        // The head is a view of buffer_, which is filled again below: the reader is not used after its control
+        // paragraph.
         std::make_shared<FileWithHead>(file, std::string_view(buffer_.data(), count), stamp.size), name, options);
     PackageRecord record = recordOf(reader.control(), name);
 
     std::uint64_t total = count;
+    // A block that is not full is the last one. A file that grows all the time must not keep the loop going.
     while (count == buffer_.size() && total <= stamp.size) {
         count = file.readAt(total, buffer_.data(), buffer_.size());
         hasher_.update({buffer_.data(), count});

@@ -44,12 +44,15 @@ public:
             next.pop_front();
             search(directory);
         }
+        // Sorted, so that the result depends neither on the order of directories nor on that of the inputs; once
+        // each, since an input may lie within another one.
         std::sort(found_.begin(), found_.end());
         found_.erase(std::unique(found_.begin(), found_.end()), found_.end());
         return std::move(found_);
     }
 
 private:
+    /// An input that is not a directory is taken whatever its name ends with: the user named it.
     void add(const std::string& input) {
         struct stat status {};
         if (::stat(diskPath(options_.root, input).c_str(), &status) != 0) {
@@ -62,6 +65,7 @@ private:
         }
     }
 
+    /// By device and inode, which ends cycles of links and finds a directory once where several paths lead to it.
     bool isFirstVisit(const std::string& directory) {
         struct stat status {};
         if (::stat(diskPath(options_.root, directory).c_str(), &status) != 0) {
@@ -78,7 +82,11 @@ private:
         if (open == nullptr) {
             throw systemFailure(directory, "open", errno);
         }
+        // Links of one directory are followed in the order of their names: which of two names a package gets must
+        // not depend on the order of the file system.
         std::vector<std::string> links;
+        // readdir(3) returns null at the end, too; only errno tells an error from it, and calls in between may
+        // set it.
         errno = 0;
         while (const dirent* item = ::readdir(open.get())) {
             const std::string_view name = item->d_name;
@@ -97,6 +105,7 @@ private:
     void take(std::string name, unsigned char type, std::vector<std::string>& links) {
         struct stat status {};
         const std::string path = diskPath(options_.root, name);
+        // Some file systems keep no types in their directories.
         if (type == DT_UNKNOWN && ::lstat(path.c_str(), &status) == 0) {
             type = static_cast<unsigned char>(IFTODT(status.st_mode));
         }

@@ -21,6 +21,7 @@ namespace bex::repo {
 
 namespace {
 
+// The threads wait for each other in these calls, and a person sees no more of them.
 constexpr std::chrono::milliseconds kProgressStep{50};
 
 unsigned threadsFor(const ScanOptions& options, std::size_t packages) {
@@ -31,6 +32,7 @@ unsigned threadsFor(const ScanOptions& options, std::size_t packages) {
     return static_cast<unsigned>(std::min<std::size_t>(threads, std::max<std::size_t>(packages, 1)));
 }
 
+/// The root as an absolute path without links, so that one directory has one name in the cache.
 std::string canonicalRoot(const std::string& root) {
     std::error_code failure;
     const auto path = std::filesystem::canonical(root.empty() ? "." : root, failure);
@@ -48,12 +50,14 @@ public:
             cache_ = std::make_unique<ScanCache>(options.cache);
             root_ = canonicalRoot(options.root);
         }
+        // Of its final size before threads start: a thread writes its own element, and none may move.
         results_.resize(names_.size());
     }
 
     ScanReport run() {
         const unsigned count = threadsFor(options_, names_.size());
         std::vector<std::thread> threads;
+        // This thread works, too, so that one fewer is started.
         for (unsigned i = 1; i < count; ++i) {
             threads.emplace_back([this] { work(); });
         }
@@ -61,6 +65,7 @@ public:
         for (std::thread& thread : threads) {
             thread.join();
         }
+        // The threads have ended: from here on nothing needs the mutex.
         if (failure_) {
             std::rethrow_exception(failure_);
         }
@@ -76,10 +81,13 @@ private:
     void work() noexcept {
         try {
             PackageFileReader reader(options_.digests, options_.limits);
+            // The counter gives each name to exactly one thread. The order in which they take them shows in
+            // nothing.
             for (std::size_t i = next_++; i < names_.size() && !stopped_; i = next_++) {
                 scanOne(i, reader);
             }
         } catch (...) {
+            // Not about one package: a cancelled scan, or want of memory. It ends the scan for all threads.
             const std::lock_guard lock(mutex_);
             failure_ = std::current_exception();
             stopped_ = true;
@@ -91,11 +99,14 @@ private:
         Result& result = results_[index];
         try {
             result.record = recordFor(name, reader);
+            // Not from the cache, whose key is the path on the disk: the name depends on the root of this scan.
             result.record.filename = name;
+            // Records from the cache are checked like others: the file may have been edited.
             checkRecord(result.record, name);
         } catch (const StreamError& e) {
             result.error = e.record();
         }
+        // Outside the try block: "cancelled" ends the scan and is not an error of this package.
         tellProgress(result.record.size, name);
     }
 
@@ -106,6 +117,7 @@ private:
             return reader.read(path, name, stamp);
         }
         const std::string key = root_ + '/' + name;
+        // A hit costs this one call: the package is not opened.
         FileStamp stamp = stampAt(path, name);
         if (auto found = cache_->find(key, stamp, options_.digests)) {
             ++fromCache_;
@@ -117,6 +129,7 @@ private:
     }
 
     void tellProgress(std::uint64_t bytes, const std::string& name) {
+        // Held during the call, too, so that the caller's function need not be safe for several threads.
         const std::lock_guard lock(mutex_);
         progress_.bytesDone += bytes;
         progress_.entry = name;
@@ -139,6 +152,7 @@ private:
                 report.notes.push_back("went on without the cache: " + reason);
             }
         }
+        // In the order of the names, whichever thread was first.
         for (Result& result : results_) {
             if (result.error) {
                 report.errors.push_back(std::move(*result.error));

@@ -21,9 +21,11 @@ constexpr int kBusyMilliseconds = 10000;
 // Longer than the step of any clock that gives files their times, those of network file systems aside.
 constexpr std::int64_t kUnsettledNs = 100000000;
 
+// insert() binds the columns in this order.
 constexpr const char* kTable =
     "CREATE TABLE packages (path TEXT PRIMARY KEY, size INTEGER, mtime_ns INTEGER, inode INTEGER, package TEXT, "
     "version TEXT, architecture TEXT, before TEXT, after TEXT, md5 TEXT, sha1 TEXT, sha256 TEXT, sha512 TEXT)";
+// The device is not compared: its number may differ after the next start of the machine.
 constexpr const char* kFind =
     "SELECT package, version, architecture, before, after, md5, sha1, sha256, sha512 FROM packages "
     "WHERE path = ?1 AND size = ?2 AND mtime_ns = ?3 AND inode = ?4";
@@ -56,6 +58,7 @@ public:
     int step() { return sqlite3_step(statement_); }
 
     std::string nextText() {
+        // In this order: the size is that of the text which the call before made.
         const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(statement_, read_));
         const int size = sqlite3_column_bytes(statement_, read_++);
         if (text == nullptr) {
@@ -96,19 +99,24 @@ void ScanCache::FinalizeStatement::operator()(sqlite3_stmt* statement) const noe
 
 ScanCache::ScanCache(const std::string& path) : path_(path) {
     sqlite3* opened = nullptr;
+    // NOMUTEX: mutex_ keeps the threads apart already.
     const int status = sqlite3_open_v2(path.c_str(), &opened,
                                        SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX, nullptr);
+    // Also after an error: SQLite gives a handle then, too, and it has to be closed.
     database_.reset(opened);
     if (status != SQLITE_OK) {
         throw systemFailure(path, "open", sqlite3_system_errno(opened));
     }
     sqlite3_busy_timeout(opened, kBusyMilliseconds);
     try {
+        // An empty file becomes a cache. Any other database stays as it is, even where it has a table of our
+        // name.
         if (number("SELECT count(*) FROM sqlite_master") != 0 && number("PRAGMA application_id") != kApplication) {
             throw failure(ErrorKind::invalidInput, "not-a-cache", path, "is a database, but not a cache of scans");
         }
         // Refused only while another process makes the file; then this one goes by the mode that it finds.
         sqlite3_exec(opened, "PRAGMA journal_mode = WAL", nullptr, nullptr, nullptr);
+        // In WAL mode a crash may lose the last transactions, but never the file. What is lost is read again.
         run("PRAGMA synchronous = NORMAL");
         makeTables();
         find_ = prepare(kFind);
@@ -147,8 +155,10 @@ std::int64_t ScanCache::number(const char* sql) {
 
 /// Two processes may be here at once: the second one waits, and finds the table made.
 void ScanCache::makeTables() {
+    // The lock comes before the question: with a deferred transaction both processes could find no table.
     run("BEGIN IMMEDIATE");
     if (number("PRAGMA user_version") != kFormat) {
+        // A cache of another format is worth no conversion: the next scan fills it.
         run("DROP TABLE IF EXISTS packages");
         run(kTable);
         run(("PRAGMA application_id = " + std::to_string(kApplication)).c_str());
@@ -167,6 +177,7 @@ void ScanCache::guarded(Work work) {
     try {
         work();
     } catch (const StreamError& e) {
+        // The scan goes on without the cache. A transaction that is still open ends with the connection.
         failure_ = e.what();
     }
 }
@@ -188,9 +199,11 @@ std::optional<PackageRecord> ScanCache::find(const std::string& path, const File
                   &record.digests.md5, &record.digests.sha1, &record.digests.sha256, &record.digests.sha512}) {
                 *text = use.nextText();
             }
+            // The query compared it with the column.
             record.size = stamp.size;
         }
     });
+    // A record without a wanted digest is no use: the package is read again, and put() replaces the row.
     if (found && settleDigest(found->digests.md5, digests.md5) &&
         settleDigest(found->digests.sha1, digests.sha1) && settleDigest(found->digests.sha512, digests.sha512)) {
         return found;
@@ -199,6 +212,8 @@ std::optional<PackageRecord> ScanCache::find(const std::string& path, const File
 }
 
 void ScanCache::put(const std::string& path, const FileStamp& stamp, const PackageRecord& record) {
+    // Another change within one step of the clock would leave the same time, and the old record would pass for
+    // the new one.
     if (nowNs() - stamp.mtimeNs < kUnsettledNs) {
         return;
     }

@@ -35,10 +35,13 @@ stream::ErrorRecord conflict(const PackageRecord& first, const PackageRecord& ot
 
 std::vector<stream::ErrorRecord> settle(std::vector<PackageRecord>& records, std::vector<std::string>& notes) {
     std::vector<stream::ErrorRecord> errors;
+    // Records of one package are neighbours then, and of equal ones the first filename stays, whatever order they
+    // came in.
     std::sort(records.begin(), records.end(), precedes);
     std::size_t kept = 0;
     for (PackageRecord& record : records) {
         if (kept == 0 || !isSamePackage(records[kept - 1], record)) {
+            // A string that is moved onto itself may be left empty.
             if (&records[kept] != &record) {
                 records[kept] = std::move(record);
             }
@@ -58,6 +61,7 @@ std::vector<stream::ErrorRecord> settle(std::vector<PackageRecord>& records, std
 }
 
 void keepNewest(std::vector<PackageRecord>& records, std::vector<std::string>& notes) {
+    // Keys and pointers lead into `records`, so that nothing in it moves before both passes below are over.
     std::map<std::pair<std::string_view, std::string_view>, const PackageRecord*> newest;
     for (const PackageRecord& record : records) {
         const PackageRecord*& best = newest[{record.package, record.architecture}];

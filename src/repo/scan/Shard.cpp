@@ -50,6 +50,7 @@ public:
         if (text.substr(0, kHead.size()) != kHead) {
             throw badShard(path, "is not a shard of bex repo scan --records");
         }
+        // The last occurrence: a field of a package could have the same name.
         const std::size_t tail = text.rfind(kTail);
         if (tail == std::string_view::npos || text.back() != '\n') {
             throw badShard(path, "was cut: its last line is missing");
@@ -76,6 +77,8 @@ public:
         for (PackageRecord record; reader.next(record); ++count) {
             records.push_back(std::move(record));
         }
+        // The digest shows that the text is the writer's; the number, that this reader finds the same stanzas in
+        // it.
         if (count != count_) {
             throw badShard(path_, "has " + std::to_string(count) + " stanzas, not " + std::to_string(count_));
         }
@@ -89,10 +92,12 @@ private:
             digests_.*digest.chosen =
                 (std::string(words) + " ").find(std::string(digest.name) + " ") != std::string::npos;
         }
+        // Compared with the text that we would write: an unknown word, or another order, is of another version.
         if (end == std::string_view::npos || words != textOf(digests_)) {
             throw badShard(path_, "names digests that are not known here: " +
                                       quoted(std::string(words.substr(0, words.find('\n')))));
         }
+        // The reader of records passes over the empty lines that are left at the beginning.
         stanzas_.remove_prefix(end);
     }
 
@@ -124,8 +129,10 @@ void writeShard(const std::vector<PackageRecord>& records, DigestChoice digests,
         hasher.update(text);
         out(text);
     };
+    // The empty line ends the head's paragraph; each stanza ends with one of its own.
     hashed(std::string(kHead) + textOf(digests) + "\n\n");
     writeIndex(records, hashed);
+    // Without the newline of kTail, which the last stanza or the head has written.
     out(std::string(kTail.substr(1)) + std::to_string(records.size()) + " " + hasher.finish().sha256 + "\n");
 }
 
@@ -133,6 +140,7 @@ ScanReport mergeShards(const std::vector<std::string>& paths, DigestChoice& dige
     ScanReport report;
     for (const std::string& path : paths) {
         Shard shard(path);
+        // Otherwise some packages of the index would lack a digest that the others have.
         if (&path != &paths.front() && !isSame(shard.digests(), digests)) {
             throw failure(ErrorKind::invalidInput, "invalid-input", path,
                           "has the digests" + textOf(shard.digests()) + ", but " +

@@ -25,6 +25,7 @@ Changes::Changes(const Layout& layout, const std::string& suite) : path_(layout.
     if (!text) {
         return;
     }
+    // Stanzas are views into the texts. Behind a pointer they stay in their place when the vector grows.
     texts_.push_back(std::make_shared<const std::string>(std::move(*text)));
     for (const Stanza& paragraph : readStanzas(*texts_.back(), path_)) {
         Change change;
@@ -34,6 +35,7 @@ Changes::Changes(const Layout& layout, const std::string& suite) : path_(layout.
         if (!change.isAddition && !startsWith(line, kRemove)) {
             throw failure(ErrorKind::damaged, "changes", path_, "a paragraph does not begin with Bex-Change");
         }
+        // The component is the last word: a component has no blank.
         change.component = line.substr(line.rfind(' ') + 1);
         change.package = paragraph;
         change.package.text.remove_prefix(lineEnd + 1);
@@ -42,6 +44,8 @@ Changes::Changes(const Layout& layout, const std::string& suite) : path_(layout.
 }
 
 void Changes::note(Change change) {
+    // The last change of a package is the one that counts. A removal of what was only added is kept, since the
+    // publication learns from it which file of the pool to drop.
     const auto same = std::find_if(changes_.begin(), changes_.end(), [&](const Change& other) {
         return other.component == change.component && isSamePackage(other.package, change.package);
     });
@@ -72,6 +76,7 @@ void Changes::write(System& system) const {
         text.append(change.isAddition ? kAdd : kRemove).append(change.component).append("\n");
         text.append(change.package.text).append("\n");
     }
+    // As a whole: a command that is killed has changed nothing, or all that it was asked for.
     writeFile(path_, text, system);
 }
 

@@ -13,6 +13,7 @@ constexpr std::size_t kLongestName = 255;  // of a file, NAME_MAX of the usual f
 
 /// Packages of a library are too many for one letter.
 std::string letterOf(const std::string& source) {
+    // Debian's own rule: "libh" for libhello, "h" for hello.
     const bool isLibrary = source.size() > 3 && source.compare(0, 3, "lib") == 0;
     return source.substr(0, isLibrary ? 4 : 1);
 }
@@ -35,11 +36,13 @@ bool isPlainWord(std::string_view word) {
 
 std::string poolPath(const PoolName& name, const std::string& file) {
     const std::string version = name.version.substr(name.version.find(':') + 1);  // npos + 1 is 0
+    // All four come from the package's own fields: "/" or ".." in one of them would lead out of the pool.
     requirePlain("source package", name.source, file);
     requirePlain("package", name.package, file);
     requirePlain("version", version, file);
     requirePlain("architecture", name.architecture, file);
     const std::string last = name.package + "_" + version + "_" + name.architecture + name.extension;
+    // Each part may be short enough and the whole too long.
     if (last.size() > kLongestName) {  // guard: lengths of names in the pool
         throw failure(ErrorKind::refused, "unsafe-filename", file, "its name in the pool would be too long");
     }

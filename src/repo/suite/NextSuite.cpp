@@ -23,6 +23,7 @@ void apply(const Changes& changes, const std::string& component, const std::stri
         if (change.component != component || !isListed) {
             continue;
         }
+        // Nothing is inserted or erased within this loop, so that places and isRemoved keep their meaning.
         const auto place = findPlace(packages.stanzas, change.package);
         const bool isThere = place != packages.stanzas.end() && isSamePackage(*place, change.package);
         if (isThere && change.isAddition) {
@@ -38,6 +39,7 @@ void apply(const Changes& changes, const std::string& component, const std::stri
                                           [&](const Stanza&) { return isRemoved[number++]; }),
                            packages.stanzas.end());
     const auto middle = static_cast<std::ptrdiff_t>(packages.stanzas.size());
+    // One sort of what is new and one merge: an index of 100,000 packages is not sorted again for ten more.
     std::sort(added.begin(), added.end(), isBefore);
     packages.stanzas.insert(packages.stanzas.end(), added.begin(), added.end());
     std::inplace_merge(packages.stanzas.begin(), packages.stanzas.begin() + middle, packages.stanzas.end(),
@@ -46,8 +48,11 @@ void apply(const Changes& changes, const std::string& component, const std::stri
 
 NextSuite::NextSuite(const Layout& layout, const SuiteSettings& settings)
     : settings_(settings), changes_(layout, settings.suite) {
+    // After the changes: a reader takes no lock, and a publication may come in between. Changes that are
+    // published already alter nothing when they are applied again; in the other order they would be missed.
     const PublishedSuite published(layout, settings.suite);
     for (const std::string& component : settings.components) {
+        // In the order of the components: lists_[i] belongs to settings.components[i].
         lists_.push_back(published.packages(component, settings.architectures));
         apply(changes_, component, "", lists_.back());
     }
@@ -65,6 +70,7 @@ std::vector<SuitePackage> NextSuite::collect() const {
 }
 
 std::vector<SuitePackage> NextSuite::withChanges() {
+    // Changes that were applied before are applied again, which alters nothing.
     for (std::size_t i = 0; i < lists_.size(); ++i) {
         apply(changes_, settings_.components[i], "", lists_[i]);
     }

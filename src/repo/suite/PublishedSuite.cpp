@@ -13,12 +13,14 @@ namespace bex::repo {
 
 using stream::Compression;
 
+// The one that is unpacked fastest comes first: packages() takes the first that is listed.
 const std::vector<Compression> kIndexCompressions = {Compression::zstd, Compression::gzip, Compression::xz,
                                                      Compression::none};
 
 PublishedSuite::PublishedSuite(const Layout& layout, const std::string& suite) : directory_(layout.suite(suite)) {
     const std::string signedPath = directory_ + "/InRelease";
     const std::string plainPath = directory_ + "/Release";
+    // InRelease first, as apt does: where a publication was killed, Release may be newer than what clients see.
     if (const auto text = readFile(signedPath)) {
         isSigned_ = true;
         releaseText_ = signedText(*text);
@@ -35,9 +37,11 @@ PublishedSuite::PublishedSuite(const Layout& layout, const std::string& suite) :
 }
 
 std::string PublishedSuite::read(const std::string& index, const IndexedFile& expected) const {
+    // The by-hash file first: under the usual name there may be the index of a publication that was killed.
     const std::string byHash = directory_ + "/" + Layout::byHash(index, expected.sha256);
     for (const std::string& path : {byHash, directory_ + "/" + index}) {
         auto bytes = readFile(path);
+        // The size is compared first: it costs nothing, and a digest of the wrong file is not needed.
         if (bytes && bytes->size() == expected.size && sha256Of(*bytes) == expected.sha256) {
             return std::move(*bytes);
         }
@@ -78,6 +82,8 @@ StanzaList PublishedSuite::packages(const std::string& component,
         std::inplace_merge(all.stanzas.begin(), all.stanzas.begin() + static_cast<std::ptrdiff_t>(middle),
                            all.stanzas.end(), isBefore);
     }
+    // Packages for "all" are in each architecture's index. The merged list is sorted, so that they are
+    // neighbours.
     all.stanzas.erase(std::unique(all.stanzas.begin(), all.stanzas.end(), isSamePackage), all.stanzas.end());
     return all;
 }

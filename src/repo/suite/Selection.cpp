@@ -16,6 +16,8 @@ namespace {
 /// The bound within "(<< 2.0)", by the rules of a dependency on a package.
 stream::VersionBound boundOf(const std::string& text, const std::string& query) {
     try {
+        // The parser wants a package's name; "x" stands for it. Too little or too much gives no bound, and so the
+        // message.
         return stream::parseRelations("x " + text).at(0).at(0).bound.value();
     } catch (const std::exception&) {
         throw failure(ErrorKind::invalidInput, "invalid-input", "",
@@ -28,6 +30,7 @@ stream::VersionBound boundOf(const std::string& text, const std::string& query) 
 Selector::Selector(const std::string& query) {
     const std::size_t bracket = query.find('(');
     name_ = stream::trimmed(std::string_view(query).substr(0, bracket));
+    // Text without a bracket but with a blank is a mistake in the form, which boundOf() reports.
     if (bracket != std::string::npos || name_.empty() || name_.find(' ') != std::string::npos) {
         bound_ = boundOf(query.substr(std::min(bracket, query.size())), query);
     }
@@ -41,6 +44,7 @@ bool Selector::admits(const Stanza& package) const {
     if (!architecture_.empty() && architecture_ != package.architecture) {
         return false;
     }
+    // As in a shell. Names of packages have no "/" and no leading ".", so that no flag is needed.
     if (fnmatch(name_.c_str(), std::string(package.package).c_str(), 0) != 0) {
         return false;
     }
@@ -67,6 +71,8 @@ std::vector<SuitePackage> select(const NextSuite& suite, const Query& query, boo
         }
     }
     const auto unused = std::find(isUsed.begin(), isUsed.end(), false);
+    // A name that fits nothing is a typing error as a rule, and the others of the command should not be removed
+    // alone.
     if (mustMatch && unused != isUsed.end()) {
         const auto number = static_cast<std::size_t>(unused - isUsed.begin());
         throw failure(ErrorKind::invalidInput, "no-match", "",
@@ -79,6 +85,7 @@ std::vector<SuitePackage> olderThanNewest(std::vector<SuitePackage> packages, st
     const auto groupOf = [](const SuitePackage& package) {
         return std::tie(package.component, package.stanza.package, package.stanza.architecture);
     };
+    // Packages of one group are neighbours then, and a rank within the group is a counter.
     std::stable_sort(packages.begin(), packages.end(), [&](const SuitePackage& a, const SuitePackage& b) {
         if (groupOf(a) != groupOf(b)) {
             return groupOf(a) < groupOf(b);

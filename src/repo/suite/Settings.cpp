@@ -30,13 +30,19 @@ StreamError unusable(const std::string& reason) {
 }
 
 void check(const SuiteSettings& suite) {
+    // The suite's name becomes a directory of dists/ and files in .bex.
     for (const auto& word : {suite.suite, suite.codename}) {
         if (!isPlainWord(word)) {  // guard: names of suites
             throw unusable(quoted(word) + " can't name a suite");
         }
     }
     for (const auto& [field, words] : kLists) {
+        if ((suite.*words).empty()) {
+            throw unusable(std::string(field) + " has to name at least one");
+        }
         for (const std::string& word : suite.*words) {
+            // "all" is no architecture of a suite but of packages, "source" and "by-hash" name other things in
+            // these places.
             // guard: names of components
             if (!isPlainWord(word) || word == "all" || word == "source" || word == "by-hash") {
                 throw unusable(std::string(field) + " can't hold " + quoted(word));
@@ -44,6 +50,7 @@ void check(const SuiteSettings& suite) {
         }
     }
     for (const auto& [field, value] : kTexts) {
+        // A second line could be another field of the Release file.
         // guard: texts of suites that add a line
         if ((suite.*value).find_first_of("\n\r") != std::string::npos) {
             throw unusable(std::string(field) + " has to be one line");
@@ -64,6 +71,7 @@ SuiteSettings suiteOf(const stream::ControlParagraph& paragraph) {
     for (const auto& [field, member] : kLists) {
         suite.*member = wordsOf(value(field));
     }
+    // Also for what is read: the file can be edited, and its words become paths.
     check(suite);
     return suite;
 }
@@ -79,6 +87,7 @@ std::vector<std::string> unique(const std::vector<std::string>& words) {
     return kept;
 }
 
+/// What the caller left empty stays as it is: a second init changes only what it names.
 void takeGiven(SuiteSettings& suite, const SuiteSettings& wanted) {
     for (const auto& [field, value] : kTexts) {
         if (!(wanted.*value).empty()) {
@@ -141,6 +150,7 @@ void writeSettings(const Layout& layout, const std::vector<SuiteSettings>& suite
         }
         stream::appendPart(text, "\n", paragraph.format());
     }
+    // An init that changes nothing leaves the file's time alone.
     if (readFile(layout.settings()) != text) {
         writeFile(layout.settings(), text, system);
     }
@@ -165,6 +175,7 @@ std::vector<SuiteSettings> withSuite(std::vector<SuiteSettings> suites, const Su
 const SuiteSettings& findSuite(const std::vector<SuiteSettings>& suites, const std::string& name) {
     std::string known;
     for (const SuiteSettings& suite : suites) {
+        // Without a name the only suite is meant; of several, none is the default.
         if (suite.suite == name || (name.empty() && suites.size() == 1)) {
             return suite;
         }
@@ -178,6 +189,7 @@ const SuiteSettings& findSuite(const std::vector<SuiteSettings>& suites, const s
 
 std::string findComponent(const SuiteSettings& suite, const std::string& name) {
     if (name.empty()) {
+        // The first one is the default; check() has refused settings without any.
         return suite.components.front();
     }
     if (std::find(suite.components.begin(), suite.components.end(), name) == suite.components.end()) {

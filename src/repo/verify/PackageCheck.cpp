@@ -29,6 +29,7 @@ bool agrees(std::string_view field, const std::string& package, const std::strin
 
 void compareFields(const stream::ControlParagraph& control, const PackageRecord& record, FindingList& findings) {
     const stream::ControlParagraph stanza = record.control();
+    // Through a record and back, so that both sides are folded alike and have no fields of the index.
     const stream::ControlParagraph expected = recordOf(control, record.filename).control();
     for (const auto& field : expected.fields()) {
         const std::string* said = stanza.find(field.name);
@@ -55,6 +56,8 @@ void checkPackage(const RepositoryFiles& files, const PackageRecord& record, con
         findings.error("package-missing", record.filename, reason);
         return;
     }
+    // The sum outlives the reader, which ends before the last byte or fails in the middle: the rest is hashed
+    // after it.
     const auto sum = SummedSource::makeSum();
     try {
         const stream::PackageReader reader(std::make_unique<SummedSource>(std::move(source), sum), record.filename,
@@ -65,11 +68,13 @@ void checkPackage(const RepositoryFiles& files, const PackageRecord& record, con
             findings.error("package-missing", record.filename, error.record().reason);
             return;
         }
+        // A connection or a disk that fails says nothing about the repository: the check ends.
         if (error.kind() == ErrorKind::inputOutput) {
             throw;
         }
         findings.append(record.filename, {stream::Finding(stream::Severity::error, error.record())});
     }
+    // Also for a damaged package: whether it is the one that the index means is another question.
     const IndexedFile found = SummedSource::finish(*sum);
     if (found.size != record.size) {
         findings.error(
@@ -79,6 +84,7 @@ void checkPackage(const RepositoryFiles& files, const PackageRecord& record, con
         findings.error("package-digest", record.filename,
                        "has the SHA-256 " + found.sha256 + ", but " + record.digests.sha256 + " in the index");
     }
+    // A second pass: a forward source cannot go back, and the first pass left the payload packed.
     if (check.deep) {
         findings.append(record.filename,
                         stream::verify(files.open(record.filename), record.filename, readingOf(check)));

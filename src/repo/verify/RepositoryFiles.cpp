@@ -81,6 +81,7 @@ std::optional<std::string> RepositoryFiles::read(const std::string& path, std::u
         if (source == nullptr) {
             return std::nullopt;
         }
+        // The limit is checked as bytes come: the size that a server states need not be true.
         while (const std::size_t count = source->read(piece.data(), piece.size())) {
             bytes.append(piece.data(), count);
             if (bytes.size() > limit) {

@@ -20,13 +20,16 @@ namespace {
 
 using stream::Compression;
 
+// The repository may be hostile, and these files are read into memory; no real one comes near.
 constexpr std::uint64_t kLongestRelease = std::uint64_t{64} << 20;
+// Far longer than a signature takes: a verifier that waits for something must not hold the check for ever.
 constexpr std::chrono::seconds kVerifierTime{60};
 constexpr std::int64_t kClockDifference = 24 * 60 * 60;  // what a date may lie in the future
 
 /// An index's name without the end for its compression, and that compression.
 std::pair<std::string, Compression> split(const std::string& index) {
     for (const Compression compression : kIndexCompressions) {
+        // kIndexCompressions ends with "none", whose suffix is empty and would fit every name.
         const std::string suffix(stream::suffixOf(compression));
         const std::size_t length = index.size() - std::min(suffix.size(), index.size());
         if (!suffix.empty() && index.compare(length, std::string::npos, suffix) == 0) {
@@ -45,6 +48,7 @@ bool isPackagesIndex(const std::string& index) {
 void SuiteCheck::run(std::map<std::string, PackageRecord>& packages) {
     packages_ = &packages;
     readRelease();
+    // Without a Release file nothing else can be trusted or compared.
     if (!release_) {
         return;
     }
@@ -63,6 +67,8 @@ void SuiteCheck::readRelease() {
     }
     std::string name = "Release";
     std::string text;
+    // apt takes InRelease where it exists. Release and Release.gpg are the older form of the same and have to
+    // agree.
     if (inRelease) {
         name = "InRelease";
         text = signedText(*inRelease);
@@ -93,8 +99,11 @@ void SuiteCheck::checkSignature(const std::string& signedFile, const std::string
     if (check_.keyring.empty()) {
         return;
     }
+    // gpgv(1) gets the bytes that were read here: a file read again may be another one, and a server's has no
+    // path.
     const ScratchCopy content(signedFile);
     const ScratchCopy signature(detached);
+    // Only the given keyring counts; the user's own keys say nothing about this repository.
     std::vector<std::string> command = {"gpgv", "--quiet", "--keyring", check_.keyring};
     if (!detached.empty()) {
         command.push_back(signature.path());
@@ -108,6 +117,7 @@ void SuiteCheck::checkSignature(const std::string& signedFile, const std::string
 }
 
 void SuiteCheck::checkDates() {
+    // The clock and not SOURCE_DATE_EPOCH: the question is whether clients accept the suite today.
     const std::int64_t now = std::time(nullptr);
     for (const char* field : {"Date", "Valid-Until"}) {
         const std::string value = release_->field(field);
@@ -130,6 +140,7 @@ void SuiteCheck::checkDates() {
 
 std::optional<std::string> SuiteCheck::readIndex(const std::string& path, const IndexedFile& expected,
                                                  bool mayBeAbsent) {
+    // The limit bounds the memory; below it a wrong size is a finding and does not end the check.
     auto bytes = files_.read(path, std::max(expected.size, kLongestRelease));
     if (!bytes) {
         if (!mayBeAbsent) {
@@ -156,6 +167,7 @@ void SuiteCheck::checkIndex(const std::string& index, const IndexedFile& expecte
         mayBeAbsent = mayBeAbsent || (packed != index && release_->files.count(packed) != 0);
     }
     const auto bytes = readIndex(below(index), expected, mayBeAbsent);
+    // Clients read the by-hash name then; that the usual one is right does not help them.
     if (release_->field("Acquire-By-Hash") == "yes") {
         readIndex(below(Layout::byHash(index, expected.sha256)), expected, mayBeAbsent);
     }
@@ -164,6 +176,7 @@ void SuiteCheck::checkIndex(const std::string& index, const IndexedFile& expecte
     }
     try {
         const std::string text = decompressed(*bytes, compression, below(index));
+        // Clients check what they unpacked as well as what they fetched.
         const auto listed = release_->files.find(plain);
         if (listed != release_->files.end() &&
             (listed->second.size != text.size() || listed->second.sha256 != sha256Of(text))) {
@@ -186,9 +199,11 @@ void SuiteCheck::checkStanzas(const std::string& index, const std::string& text)
             if (!seen.insert({record.package, record.version, record.architecture}).second) {
                 findings_.error("stanza-twice", below(index), "lists " + what + " twice");
             }
+            // An index for "all" alone may exist, but packages for it are in each architecture's index, too.
             if (record.architecture != "all" && index.find("binary-" + record.architecture + "/") == index.npos) {
                 findings_.error("stanza-architecture", below(index), "lists " + what);
             }
+            // Each package's file is checked once, however many indexes and suites list it.
             const auto [other, isNew] = packages_->emplace(record.filename, record);
             if (!isNew && other->second.digests.sha256 != record.digests.sha256) {
                 findings_.error("stanza-differs", below(index),

@@ -48,6 +48,7 @@ std::chrono::seconds durationOf(const std::string& text) {
         char unit;
         std::int64_t seconds;
     } units[] = {{'s', 1}, {'m', 60}, {'h', 3600}, {'d', 86400}};
+    // 32 bits: times the seconds of a day it still fits the 64 of a duration.
     const auto count = stream::parseWhole<std::uint32_t>(text.substr(0, text.empty() ? 0 : text.size() - 1));
     for (const auto& unit : units) {
         if (count && *count > 0 && text.back() == unit.unit) {
@@ -73,6 +74,7 @@ Json jsonOf(const std::vector<std::string>& paths) {
 
 ExitStatus runPublish(PublishArguments& arguments, Context& context) {
     repo::PublishOptions& options = arguments.options;
+    // Checked here and not by the library: the message names options of the command.
     if (options.unsignedAgain && !options.key.empty()) {
         throw UsageError("--sign and --unsigned exclude each other");
     }
@@ -82,6 +84,7 @@ ExitStatus runPublish(PublishArguments& arguments, Context& context) {
     options.threads = context.threads;
     repo::PublishResult result;
     functionOf<decltype(bexRepoPublish)>(kRepoLibrary, "bexRepoPublish")(arguments.root, options, result);
+    // The same document for --plan, so that a script reads what would happen as it reads what did.
     if (context.json) {
         context.console.out(
             jsonText({{"schema", 1}, {"written", jsonOf(result.written)}, {"removed", jsonOf(result.removed)}}));

@@ -43,6 +43,7 @@ void takeNamesFromInput(std::vector<std::string>& inputs) {
     if (place == inputs.end()) {
         return;
     }
+    // Before the names are added, one of which may be "-", too.
     inputs.erase(place);
     const std::string text{std::istreambuf_iterator<char>(std::cin), std::istreambuf_iterator<char>()};
     const char end = text.find('\0') != std::string::npos ? '\0' : '\n';
@@ -63,6 +64,7 @@ ExitStatus runScan(ScanArguments& arguments, Context& context) {
     options.limits = context.limits;
     repo::ScanReport report;
     {
+        // Ends before anything is printed: the bar and the index may share a terminal.
         ProgressBar progress(context, "scanning");
         options.progress = progress.callback();
         functionOf<decltype(bexScan)>(kRepoLibrary, "bexScan")(options, report);
@@ -94,6 +96,7 @@ void addRepoScan(CLI::App* verb, Action& chosen) {
             "Digests beside SHA-256: md5, sha1, sha512")
         ->option_text("NAME,...")
         ->delimiter(',')
+        // Otherwise the option would take the directories after it for digests.
         ->allow_extra_args(false)
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
     verb->add_option("--root", options.root, "The directory that names are relative to")->option_text("DIR");

@@ -26,6 +26,7 @@ Json jsonOf(const repo::PackageRecord& record) {
     putText(object, "filename", record.filename);
     object["size"] = record.size;
     Json& digests = object["digests"] = Json::object();
+    // A digest that was not asked for is "" and left out.
     const std::pair<const char*, const std::string&> all[] = {{"md5", record.digests.md5},
                                                               {"sha1", record.digests.sha1},
                                                               {"sha256", record.digests.sha256},
@@ -64,9 +65,11 @@ void writeRecords(const repo::ScanReport& report, const ScanOutput& output, repo
 ExitStatus printRecords(repo::ScanReport& report, const ScanOutput& output, repo::DigestChoice digests,
                         bool keepGoing, Context& context) {
     ExitStatus status = ExitStatus::done;
+    // Every error is printed; the highest of their exit statuses is that of the command.
     for (const stream::ErrorRecord& error : report.errors) {
         status = std::max(status, reportFailure(std::make_exception_ptr(stream::StreamError(error)), context));
     }
+    // Before the newest are chosen, which is done for each architecture by itself.
     if (!output.architecture.empty()) {
         const auto isOther = [&output](const repo::PackageRecord& record) {
             return record.architecture != output.architecture && record.architecture != "all";
@@ -81,6 +84,7 @@ ExitStatus printRecords(repo::ScanReport& report, const ScanOutput& output, repo
     for (const std::string& note : report.notes) {
         context.console.note(note);
     }
+    // An index without some of its packages must be asked for: clients would take them for removed.
     if (status == ExitStatus::done || keepGoing) {
         writeRecords(report, output, digests, context);
     }

@@ -36,6 +36,7 @@ ExitStatus runList(SelectArguments& arguments, Context& context) {
     std::vector<repo::PackageId> found;
     functionOf<decltype(bexRepoList)>(kRepoLibrary, "bexRepoList")(arguments.root, arguments.query, found);
     show("", found, context);
+    // An empty repository is no failure; a name that fits nothing is, so that a script can ask for one.
     if (found.empty() && !arguments.query.packages.empty()) {
         return ExitStatus::no;
     }
@@ -43,6 +44,7 @@ ExitStatus runList(SelectArguments& arguments, Context& context) {
 }
 
 ExitStatus runRemove(SelectArguments& arguments, Context& context) {
+    // Without either, every package would go.
     if (arguments.query.packages.empty() && arguments.keep == 0) {
         throw UsageError("name packages, or --keep N");
     }

@@ -48,6 +48,7 @@ ExitStatus runVerifyRepo(VerifyRepoArguments& arguments, Context& context) {
     if (isUrl(arguments.repository)) {
         const std::string base = withoutSlash(arguments.repository);
         arguments.check.open = [&context, &opening, base](const std::string& path) {
+            // Packages are checked in several threads, and the context is not made for them.
             const std::lock_guard<std::mutex> lock(opening);
             const std::string url = base + "/" + urlPath(path);
             std::unique_ptr<stream::ForwardSource> source = openBytes(url, context);
