@@ -20,6 +20,7 @@ constexpr std::uint64_t kLargestStepBytes = std::uint64_t{4} << 20;
 /// A short gap is fetched, too: what is in it is asked for next, as a rule, and another request takes longer.
 constexpr std::uint64_t kLargestGapBytes = std::uint64_t{1} << 20;
 /// The end is asked for in one request where an index is not larger than a 4096th of the file, or 64 KiB.
+constexpr std::uint64_t kPaddingBytes = 1;
 constexpr std::uint64_t kLargestTailBytes = std::uint64_t{1} << 20;
 constexpr std::uint64_t kHeaderBytes = std::uint64_t{4} << 10;
 constexpr std::uint64_t kKeptBytes = std::uint64_t{16} << 20;
@@ -113,8 +114,9 @@ private:
         // A jump begins anew: nothing shows that this place is read further.
         step_ = kFirstStepBytes;
         const std::uint64_t tail = std::min(size, std::clamp(size / 4096, kFrontBytes, kLargestTailBytes));
-        if (offset + wanted >= size && size - offset <= tail) {
-            return {size - tail, size - 1};
+        // The last member of an ar file ends a byte before the file where its size is odd.
+        if (offset + wanted + kPaddingBytes >= size && size - offset <= tail + kPaddingBytes) {
+            return {std::min(offset, size - tail), size - 1};
         }
         return {offset, std::min(offset + std::max<std::uint64_t>(wanted, kFrontBytes), size) - 1};
     }

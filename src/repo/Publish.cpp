@@ -6,15 +6,37 @@
 #include "bex/repo/Repository.hpp"
 #include "repo/files/Lock.hpp"
 #include "repo/html/Site.hpp"
+#include "repo/publish/Generations.hpp"
 #include "repo/publish/Publication.hpp"
 #include "repo/suite/NextSuite.hpp"
+#include "repo/suite/PublishedSuite.hpp"
 #include "repo/suite/Settings.hpp"
 
 namespace bex::repo {
 
 namespace {
 
-/// Removes the files of packages that no suite has any more, published or noted.
+void eraseListed(const std::vector<SuitePackage>& packages, std::set<std::string>& files) {
+    for (const SuitePackage& package : packages) {
+        files.erase(std::string(package.stanza.filename));
+    }
+}
+
+/// Erases what clients of the suite may still ask for: by its published indexes, and by those before them.
+void eraseReachable(const Layout& layout, const SuiteSettings& settings, std::set<std::string>& files) {
+    const PublishedSuite published(layout, settings.suite);
+    for (const std::string& component : settings.components) {
+        for (const Stanza& stanza : published.packages(component, settings.architectures).stanzas) {
+            files.erase(std::string(stanza.filename));
+        }
+    }
+    for (const std::string& file : Generations(layout, settings.suite).drops()) {
+        files.erase(file);
+    }
+}
+
+/// Removes the files of packages that no suite has any more, published or noted, now or in a generation that is
+/// kept.
 void removeUnlisted(const Layout& layout, const std::vector<SuiteSettings>& suites, std::set<std::string> files,
                     PublishResult& result) {
     if (files.empty()) {
@@ -22,10 +44,9 @@ void removeUnlisted(const Layout& layout, const std::vector<SuiteSettings>& suit
     }
     for (const SuiteSettings& settings : suites) {
         // A file is in the pool once for all suites; it stays as long as one of them lists it.
-        const NextSuite suite(layout, settings);
-        for (const SuitePackage& package : suite.packages()) {
-            files.erase(std::string(package.stanza.filename));
-        }
+        // A removal that is noted and not published counts for nothing yet.
+        eraseListed(NextSuite(layout, settings).packages(), files);
+        eraseReachable(layout, settings, files);
     }
     for (const std::string& file : files) {
         // The names come from a file in .bex, which may have been edited: nothing but the pool is ever removed

@@ -6,6 +6,7 @@
 #include "bex/repo/Verify.hpp"
 #include "repo/base/Failure.hpp"
 #include "repo/files/Directory.hpp"
+#include "repo/publish/Generations.hpp"
 #include "repo/suite/NextSuite.hpp"
 #include "repo/verify/PackageCheck.hpp"
 #include "repo/verify/SuiteCheck.hpp"
@@ -91,6 +92,11 @@ std::vector<stream::Finding> verifyRepository(const std::string& root, const Rep
         }
         for (const PackageId& package : list(root, {})) {
             listed.insert(package.filename);
+        }
+        // Kept for clients that have read an older generation.
+        for (const std::string& suite : suitesOf(files, check)) {
+            const std::set<std::string> drops = Generations(Layout(root), suite).drops();
+            listed.insert(drops.begin(), drops.end());
         }
         checkPool(files, "pool", listed, findings);
     }

@@ -208,7 +208,8 @@ class RemoteTest(unittest.TestCase):
         front = "bytes=0-65535"
         size = len(self.files["large"])
         beyond = self.files["many"].index(b"data.tar.gz ") + 4096  # the header of the data member, and little more
-        end = f"bytes={size - FRONT}-{size - 1}"
+        padding = self.files["large"][-1:] == b"\n"  # behind a data member of odd size; no gzip member ends so here
+        end = f"bytes={size - FRONT - padding}-{size - 1}"
         cases = [  # verb and options, what follows the package, file, ranges asked for
             ("field", ("Version",), "large", [front]),
             ("field", (), "many", [front]),

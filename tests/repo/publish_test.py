@@ -28,9 +28,9 @@ class PublishTest(RepositoryCase):
     def view(self, suite="stable"):
         return client_view(self.repo, suite)
 
-    def age(self):
+    def age(self, suite="stable"):
         """As if an hour went by since the last publication."""
-        path = os.path.join(self.repo, ".bex/generations/stable")
+        path = os.path.join(self.repo, ".bex/generations", suite)
         aged = re.sub(r"^Published: .*", f"Published: {int(time.time()) - 3600}", read(path).decode(), flags=re.M)
         with open(path, "w", encoding="utf-8") as out:
             out.write(aged)
@@ -111,6 +111,32 @@ class PublishTest(RepositoryCase):
         self.publish("--keep-generations", "1")
         pool = sorted(name for _, _, names in os.walk(os.path.join(self.repo, "pool")) for name in names)
         self.assertEqual(pool, ["one_3.0_all.deb", "two_1.0_amd64.deb"])
+
+    def test_a_file_stays_while_any_suite_or_generation_needs_it(self):
+        self.init("--suite", "testing")
+        self.init("--suite", "stable")
+        self.bex("add", "--suite", "testing", self.package("one"))
+        self.bex("promote", "--from", "testing", "--to", "stable", "one")
+        self.publish()
+
+        def is_there():
+            return os.path.exists(os.path.join(self.repo, "pool/main/o/one/one_1.0_all.deb"))
+
+        self.bex("remove", "--suite", "stable", "one")
+        self.publish("--keep-generations", "1")
+        self.assertNotIn("unlisted", self.bex("verify").stdout)
+        # Noted, but clients of testing still read an index that lists it.
+        self.bex("remove", "--suite", "testing", "one")
+        self.age()
+        self.bex("add", "--suite", "stable", self.package("two"))
+        self.publish("--suite", "stable", "--keep-generations", "1")
+        self.assertTrue(is_there())
+        self.publish("--suite", "testing", "--keep-generations", "1")
+        self.assertTrue(is_there())
+        self.age("testing")
+        self.bex("add", "--suite", "testing", self.package("two"))
+        self.publish("--suite", "testing", "--keep-generations", "1")
+        self.assertFalse(is_there())
 
     def test_several_suites_versions_and_promotion(self):
         self.init("--suite", "testing")

@@ -146,14 +146,18 @@ std::int64_t parseDate(const std::string& date, const std::string& name) {
     // The zone is not read: the format asks for UTC, however it is written.
     const int count = std::sscanf(date.c_str(), "%*3s, %d %3s %d %d:%d:%d", &fields.tm_mday, month.data(),
                                   &fields.tm_year, &fields.tm_hour, &fields.tm_min, &fields.tm_sec);
-    fields.tm_year -= 1900;
+    // Four digits, as the format has them; of what is far beyond, the difference would not fit.
+    const bool isYear = fields.tm_year >= 1900 && fields.tm_year <= 9999;
+    if (isYear) {
+        fields.tm_year -= 1900;
+    }
     fields.tm_mon = -1;
     for (std::size_t i = 0; i < kMonths.size(); ++i) {
         if (std::string_view(month.data()) == kMonths[i]) {
             fields.tm_mon = static_cast<int>(i);
         }
     }
-    if (count != 6 || fields.tm_mon < 0) {
+    if (count != 6 || !isYear || fields.tm_mon < 0) {
         throw failure(ErrorKind::damaged, "release", name, "Date is not a date: " + quoted(date));
     }
     return timegm(&fields);

@@ -87,6 +87,14 @@ std::set<std::string> Generations::files() const {
     return files;
 }
 
+std::set<std::string> Generations::drops() const {
+    std::set<std::string> drops;
+    for (const Generation& generation : generations_) {
+        drops.insert(generation.drops.begin(), generation.drops.end());
+    }
+    return drops;
+}
+
 void Generations::write(System& system) const {
     std::string text;
     for (const Generation& generation : generations_) {

@@ -33,6 +33,9 @@ public:
     /// The by-hash files of all that are left.
     std::set<std::string> files() const;
 
+    /// The packages' files that an older generation still has and a newer one does without.
+    std::set<std::string> drops() const;
+
     void write(System& system) const;
 
 private:

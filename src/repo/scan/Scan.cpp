@@ -58,8 +58,11 @@ public:
         const unsigned count = threadsFor(options_, names_.size());
         std::vector<std::thread> threads;
         // This thread works, too, so that one fewer is started.
-        for (unsigned i = 1; i < count; ++i) {
-            threads.emplace_back([this] { work(); });
+        try {
+            for (unsigned i = 1; i < count; ++i) {
+                threads.emplace_back([this] { work(); });
+            }
+        } catch (const std::system_error&) {  // no more threads to be had: those that run do it all
         }
         work();
         for (std::thread& thread : threads) {
