@@ -124,7 +124,7 @@ void checkIndexFooter(const IndexFooter& footer, std::uint64_t streamBytes, cons
                    "has an index of version " + std::to_string(footer.version) + "; " +
                        std::to_string(kIndexVersion) + " is supported");
     }
-    if (footer.stored > limits.indexBytes) {  // guard: the size of an index
+    if (footer.stored > limits.indexBytes) {  // guard(UINT64_MAX): the size of an index
         place.failLimit("indexBytes", "has an index of " + std::to_string(footer.stored) +
                                           " bytes; the limit indexBytes allows " +
                                           std::to_string(limits.indexBytes));

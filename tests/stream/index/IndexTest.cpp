@@ -410,6 +410,12 @@ TEST(Index, OfALaterVersionIsPassedOver) {
     EXPECT_THAT(indexedListingOf(package), HasSubstr("has an index of version 2; 1 is supported"));
 }
 
+TEST(LyingIndex, IsToldByItsChecksumBeforeItIsUnpacked) {
+    std::string data = dataOf(indexedPackage());
+    data[data.size() - stream::kIndexFooterBytes - 20] ^= 1;  // in the last bytes of the index that are stored
+    EXPECT_THAT(indexedListingOf(withData(data)), HasSubstr("the index has a wrong checksum"));
+}
+
 TEST(Index, KeepsToItsLimits) {
     const std::string package = indexedPackage();
     const struct {
@@ -417,6 +423,7 @@ TEST(Index, KeepsToItsLimits) {
         const char* message;
     } cases[] = {
         {[](stream::Limits& l) { l.entries = 100; }, "entries; the limit entries allows 100"},
+        {[](stream::Limits& l) { l.indexBytes = 100; }, "has an index of "},
         {[](stream::Limits& l) { l.indexBytes = 1000; }, "the limit indexBytes"},
         {[](stream::Limits& l) { l.nameBytes = 3; }, "the limit nameBytes allows 3"},
     };
@@ -427,8 +434,8 @@ TEST(Index, KeepsToItsLimits) {
         EXPECT_THAT(indexedListingOf(package, options), HasSubstr(c.message));
     }
     stream::ReadOptions options;
-    options.limits.indexBytes = 1000;
-    EXPECT_THAT(listingOf(package, Route::file, options), HasSubstr("the limit indexBytes"));
+    options.limits.indexBytes = 100;
+    EXPECT_THAT(listingOf(package, Route::file, options), HasSubstr("has an index of more than 100 bytes"));
 }
 
 }  // namespace
