@@ -436,6 +436,18 @@ TEST(Index, KeepsToItsLimits) {
     stream::ReadOptions options;
     options.limits.indexBytes = 100;
     EXPECT_THAT(listingOf(package, Route::file, options), HasSubstr("has an index of more than 100 bytes"));
+    // Paths that share their beginnings take little room until they are read.
+    std::string payload;
+    for (int number = 0; number < 60; ++number) {
+        payload += tarFile("./" + std::string(80, 'p') + std::to_string(number), std::string(900, 'x'));
+    }
+    options.limits.indexBytes = 12000;
+    EXPECT_THAT(indexedListingOf(withData(dataOf(withIndex(payload))), options),
+                HasSubstr("paths of more than 3000 bytes"));
+    options = {};
+    options.limits.nameBytes = 40;
+    EXPECT_THAT(indexedListingOf(withData(dataOf(withIndex(payload))), options),
+                HasSubstr("the index has a name or link target of 83 bytes"));
 }
 
 }  // namespace
