@@ -74,8 +74,8 @@ private:
 TEST(Reading, AForwardSourceIsReadOnceAndForFieldsNoFurtherThanControl) {
     const auto hex = [](const std::string& bytes) {
         std::string text;
-        for (const unsigned char byte : bytes) {
-            text += "0123456789abcdef"[byte / 16];
+        for (const char byte : bytes) {
+            text += "0123456789abcdef"[static_cast<unsigned char>(byte) / 16];
         }
         return text;
     };
