@@ -16,14 +16,13 @@ namespace bex::repo {
 
 namespace {
 
-void eraseListed(const std::vector<SuitePackage>& packages, std::set<std::string>& files) {
-    for (const SuitePackage& package : packages) {
+/// Erases what the suite will list, and what its clients may still ask for: by its published indexes, since a
+/// removal that is noted and not published counts for nothing yet, and by those before them.
+void eraseNeeded(const Layout& layout, const SuiteSettings& settings, std::set<std::string>& files) {
+    const NextSuite next(layout, settings);
+    for (const SuitePackage& package : next.packages()) {
         files.erase(std::string(package.stanza.filename));
     }
-}
-
-/// Erases what clients of the suite may still ask for: by its published indexes, and by those before them.
-void eraseReachable(const Layout& layout, const SuiteSettings& settings, std::set<std::string>& files) {
     const PublishedSuite published(layout, settings.suite);
     for (const std::string& component : settings.components) {
         for (const Stanza& stanza : published.packages(component, settings.architectures).stanzas) {
@@ -43,10 +42,8 @@ void removeUnlisted(const Layout& layout, const std::vector<SuiteSettings>& suit
         return;
     }
     for (const SuiteSettings& settings : suites) {
-        // A file is in the pool once for all suites; it stays as long as one of them lists it.
-        // A removal that is noted and not published counts for nothing yet.
-        eraseListed(NextSuite(layout, settings).packages(), files);
-        eraseReachable(layout, settings, files);
+        // A file is in the pool once for all suites; it stays as long as one of them needs it.
+        eraseNeeded(layout, settings, files);
     }
     for (const std::string& file : files) {
         // The names come from a file in .bex, which may have been edited: nothing but the pool is ever removed

@@ -154,11 +154,8 @@ bool RecordReader::fill() {
     }
     // No real stanza is so long: the text may be hostile, and memory is bounded.
     if (buffer_.size() - begin_ > kStanzaBytes) {
-        stream::ErrorRecord record =
-            failure(ErrorKind::limitExceeded, "limit", name_,
-                    "a stanza has more than " + std::to_string(kStanzaBytes) + " bytes", line_)
-                .record();
-        throw StreamError(std::move(record));
+        throw failure(ErrorKind::limitExceeded, "limit", name_,
+                      "a stanza has more than " + std::to_string(kStanzaBytes) + " bytes", line_);
     }
     // Places and views into the buffer are void after this: callers look again from begin_ on, which is 0 then.
     buffer_.erase(0, begin_);

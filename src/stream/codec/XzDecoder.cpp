@@ -65,9 +65,8 @@ private:
         return lzma_stream_decoder_mt(stream_.get(), &options);
     }
 
-    /// Only padding may follow: zeros, a multiple of four.
-    /// The xz file format, 2: "Stream Padding" has a multiple of four zero bytes, and nothing else is allowed
-    /// there.
+    /// Only padding may follow: a multiple of four zero bytes ("Stream Padding" in section 2 of the xz file
+    /// format).
     void requireEnd() {
         const std::uint64_t begin = input_.offset();
         while (input_.fill()) {
