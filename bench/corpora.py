@@ -86,7 +86,8 @@ def add_control(tree, sums=True):
     if not sums:
         return
     listed = "find . -path ./DEBIAN -prune -o -type f -printf '%P\\0' | LC_ALL=C sort -z | xargs -0r md5sum"
-    (folder / "md5sums").write_bytes(subprocess.run(["sh", "-c", listed], cwd=tree, check=True, capture_output=True).stdout)
+    sums = subprocess.run(["sh", "-c", listed], cwd=tree, check=True, capture_output=True)
+    (folder / "md5sums").write_bytes(sums.stdout)
 
 
 def make(folder, name, share=1.0):

@@ -8,7 +8,8 @@ COLOURS = ["#1f5fa8", "#c2571a", "#3d8b37", "#7a4fa3"]
 
 def _document(width, height, parts):
     return (f'<svg xmlns="http://www.w3.org/2000/svg" viewBox="0 0 {width} {height}" font-family="sans-serif" '
-            f'font-size="12">\n<rect width="{width}" height="{height}" fill="white"/>\n' + "\n".join(parts) + "\n</svg>\n")
+            f'font-size="12">\n<rect width="{width}" height="{height}" fill="white"/>\n'
+            + "\n".join(parts) + "\n</svg>\n")
 
 
 def _text(x, y, text, anchor="start", extra=""):

@@ -2,6 +2,7 @@
 
 import math
 import os
+import shutil
 import subprocess
 import tarfile
 from dataclasses import dataclass, field
@@ -115,13 +116,15 @@ class Bench:
         def tar_and_ar(gzip):
             return lambda out: ["sh", "-c", f"""
                 set -e; rm -rf '{out}.parts'; mkdir '{out}.parts'
-                tar -C '{tree}' --sort=name --owner=0 --group=0 --exclude=./DEBIAN -cf - . | {gzip} -6 > '{out}.parts/data.tar.gz'
+                tar -C '{tree}' --sort=name --owner=0 --group=0 --exclude=./DEBIAN -cf - . |
+                    {gzip} -6 > '{out}.parts/data.tar.gz'
                 tar -C '{tree}/DEBIAN' --owner=0 --group=0 -cf - . | {gzip} -6 > '{out}.parts/control.tar.gz'
                 cd '{out}.parts'; echo 2.0 > debian-binary; ar rc '{out}' debian-binary control.tar.gz data.tar.gz
                 rm -r '{out}.parts'"""]
 
-        gzip = "pigz" if subprocess.run(["sh", "-c", "command -v pigz"], capture_output=True).returncode == 0 else "gzip"
-        bsdtar = lambda out: ["bsdtar", "-C", tree, "--exclude", "./DEBIAN", "--uid", "0", "--gid", "0", "-czf", out, "."]
+        gzip = "pigz" if shutil.which("pigz") else "gzip"
+        bsdtar = lambda out: ["bsdtar", "-C", tree, "--exclude", "./DEBIAN", "--uid", "0", "--gid", "0", "-czf", out,
+                              "."]
         return [
             entry(REFERENCE, ".deb", dpkg("gzip", 6)),
             entry("bex", ".bex", bex()),
@@ -205,7 +208,8 @@ class Bench:
         contenders = [
             self.contender(REFERENCE + " -c", ["dpkg-deb", "-c", package], None, package),
             self.contender("bex list", self.bex("list", package), None, package),
-            self.contender("bsdtar -t", ["sh", "-c", f"bsdtar -xOf '{package}' data.tar.gz | bsdtar -tf -"], None, package),
+            self.contender("bsdtar -t", ["sh", "-c", f"bsdtar -xOf '{package}' data.tar.gz | bsdtar -tf -"], None,
+                           package),
             self.contender("bex verify", self.bex("verify", package), None, package),
         ]
         table = Table(f"List and verify {corpus}, made by {maker}", self.programs.race(contenders, self.rounds + 2),
@@ -242,7 +246,8 @@ class Bench:
             self.contender("dpkg-deb, tar: last small file",
                            ["sh", "-c", f"dpkg-deb --fsys-tarfile '{indexed}' | tar -xOf - '{last}'"], None, indexed),
             self.contender("bex cat: last small file", self.bex("cat", indexed, last), None, indexed),
-            self.contender("bex cat --index: last small file", self.bex("cat", "--index", indexed, last), None, indexed, 5),
+            self.contender("bex cat --index: last small file", self.bex("cat", "--index", indexed, last), None, indexed,
+                           5),
             self.contender("bex field", self.bex("field", indexed, "Version"), None, indexed, 5),
         ], self.rounds), REFERENCE + " -c"))
         self.hold(f"list --index {corpus}: elapsed", "0.10", table.ratio("bex list --index", "elapsed"), 0.10)
@@ -268,9 +273,11 @@ class Bench:
             self.contender(REFERENCE, ["dpkg-deb", "-x", package, to], to, package),
             self.contender("bex", self.bex("extract", "-q", package, to), to, package),
         ]
-        table = self.add(Table(f"Extract {corpus}, {kind} by dpkg-deb", self.programs.race(unpack, self.rounds), REFERENCE))
+        times = self.programs.race(unpack, self.rounds)
+        table = self.add(Table(f"Extract {corpus}, {kind} by dpkg-deb", times, REFERENCE))
         put_away(to)
-        self.hold(f"extract {corpus}, {kind}: elapsed", f"{extract_limit}", table.ratio("bex", "elapsed"), extract_limit)
+        self.hold(f"extract {corpus}, {kind}: elapsed", f"{extract_limit}", table.ratio("bex", "elapsed"),
+                  extract_limit)
 
     def share(self, work, corpus, limit, *arguments, output=None):
         put_away(output)
@@ -425,15 +432,18 @@ class Bench:
             tree.mkdir()
             make(tree, size)
             corpora.add_control(tree, sums=False)
-            for growth, command, output in ((build, ["build", "-q", tree, package], package), (read, ["list", package], None)):
-                sample = self.programs.run(self.contender("", self.bex(*command), output, None, 3 if size < 10**5 else 1))
+            for growth, command, output in ((build, ["build", "-q", tree, package], package),
+                                            (read, ["list", package], None)):
+                runs = 3 if size < 10**5 else 1
+                sample = self.programs.run(self.contender("", self.bex(*command), output, None, runs))
                 growth.points.append((size, sample.cpu, sample.peak))
             put_away(tree)
         put_away(package)
         self.growths += [build, read]
         for growth in (build, read):
             power = growth.exponent()
-            self.aims.append(Aim(f"growth of {growth.name}: exponent of the last step", "about 1 (up to 1.1)", f"{power:.2f}",
+            self.aims.append(Aim(f"growth of {growth.name}: exponent of the last step", "about 1 (up to 1.1)",
+                                 f"{power:.2f}",
                                  power <= 1.1))
 
     def growth(self):
@@ -459,7 +469,8 @@ class Bench:
     def object_library(self):
         for work, entries, ours, theirs in self.programs.object_library(self.folder):
             self.objects.append((work, entries, ours, theirs))
-            self.aims.append(Aim(f"object library, {work} of {entries} entries: CPU of libarchive's own", "at most 1.10",
+            self.aims.append(Aim(f"object library, {work} of {entries} entries: CPU of libarchive's own",
+                                 "at most 1.10",
                                  f"{ours / theirs:.2f}", ours <= 1.10 * theirs))
 
     def run(self):

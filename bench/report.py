@@ -26,8 +26,9 @@ def _processor():
 
 def machine(load):
     memory = os.sysconf("SC_PAGE_SIZE") * os.sysconf("SC_PHYS_PAGES") / 2**30
-    versions = subprocess.run(["dpkg-query", "-W", "-f=${Package} ${Version}, ", "dpkg", "tar", "libarchive-tools", "zlib1g",
-                               "libdeflate0", "libisal2"], capture_output=True, text=True, check=False).stdout.rstrip(", ")
+    packages = ["dpkg", "tar", "libarchive-tools", "zlib1g", "libdeflate0", "libisal2"]
+    versions = subprocess.run(["dpkg-query", "-W", "-f=${Package} ${Version}, ", *packages], capture_output=True,
+                              text=True, check=False).stdout.rstrip(", ")
     free = "free" if load < 0.5 else "not free: judge by CPU seconds"
     return (f"{_processor()}, {os.cpu_count()} processors ({free}; load {load:.1f} before the run), {memory:.0f} GiB, "
             f"Linux {platform.release()}. {versions}.\n")

@@ -194,8 +194,8 @@ function(_bex_command component trees result output)
     set(file "${CPACK_TOPLEVEL_DIRECTORY}/${name}.yaml")
     file(WRITE "${file}" "${lines}")
     _bex_output("${component}" "${name}" "${version}" "${architecture}" package)
-    set(${result} "${CPACK_BEX_PROGRAM}" build -f "${file}" ${options} ${control} ${strip} "--compression=${compression}"
-        -o "${package}" PARENT_SCOPE)
+    set(${result} "${CPACK_BEX_PROGRAM}" build -f "${file}" ${options} ${control} ${strip}
+        "--compression=${compression}" -o "${package}" PARENT_SCOPE)
     set(${output} "${package}" PARENT_SCOPE)
 endfunction()
 

@@ -12,9 +12,10 @@ set_target_properties(bex::tool PROPERTIES IMPORTED_LOCATION "${bexProgram}")
 set_property(GLOBAL PROPERTY bexToolsDirectory "${CMAKE_CURRENT_LIST_DIR}")
 
 # bex_add_package(NAME
-#     [COMPONENTS component...]     what the package holds of the project's install rules; all of them if not given
-#     [FILE build.yaml]             a build file instead of what follows up to TMPFILES; what was installed stands in
-#                                   ${STAGE}. Relative paths in it and below are relative to the current source directory
+#     [COMPONENTS component...]     components of the project's install rules to package; all of them if not given
+#     [FILE build.yaml]             a build file instead of the arguments up to TMPFILES; the installed files are in
+#                                   ${STAGE}. Relative paths in it and below are relative to the current source
+#                                   directory
 #     [VERSION version] [ARCHITECTURE arch] [DESCRIPTION text] [MAINTAINER name] [DEPENDS relation...]
 #     [SYSTEMD unit...] [SYSUSERS file] [TMPFILES file]
 #     [PREFIX /usr] [SUFFIX bex] [OUTPUT directory]

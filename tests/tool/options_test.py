@@ -7,8 +7,8 @@ import unittest
 
 from cases import SOURCES, environment
 
-VERBS = ["build", "info", "field", "list", "cat", "extract", "verify", "diff", "report", "edit", "filter", "repack", "init", "schema",
-         "shlibdeps", "repo"]
+VERBS = ["build", "info", "field", "list", "cat", "extract", "verify", "diff", "report", "edit", "filter", "repack",
+         "init", "schema", "shlibdeps", "repo"]
 REPO_VERBS = ["scan", "merge", "init", "add", "list", "remove", "promote", "publish",
               "verify"]
 ALL_VERBS = [*VERBS, *(f"repo {verb}" for verb in REPO_VERBS)]

@@ -24,7 +24,8 @@ rect { stroke: #fffa; stroke-width: .7; } rect.d { stroke: #0007; } rect:hover {
 table { border-collapse: collapse; margin: 1.4rem 0; width: 100%; }
 caption { text-align: left; font-weight: 600; font-size: 1.05rem; padding: .2rem 0; }
 th, td { text-align: left; vertical-align: top; padding: .18rem .7rem .18rem 0; border-bottom: 1px solid var(--line); }
-td { white-space: pre-wrap; } th.n, td.n { text-align: right; } td.n { font-variant-numeric: tabular-nums; white-space: nowrap; }
+td { white-space: pre-wrap; } th.n, td.n { text-align: right; }
+td.n { font-variant-numeric: tabular-nums; white-space: nowrap; }
 th button { all: unset; cursor: pointer; } th button:focus-visible { outline: 2px solid; }
 th button::after { content: " \2195"; opacity: .4; }
 input { font: inherit; margin-left: 1em; font-weight: 400; }
