@@ -5,6 +5,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "bex/stream/Compression.hpp"
@@ -40,6 +41,9 @@ struct WriteOptions {
     /// Later times are set back to this, in seconds since 1970. Unset: the environment's SOURCE_DATE_EPOCH.
     /// In any case times before 1970 become 1970, and times after 2242, for which tar has no digits, 2242.
     std::optional<std::int64_t> latestTime;
+    /// The time of what has none of its own: directories that nobody gave, contents from memory, the control
+    /// archive and the package's members. Unset: the newest time of all that has one.
+    std::optional<std::int64_t> commonTime;
     /// Read the finished package back before it appears under its name and compare every entry, with its
     /// attributes and bytes, and every control member with its source. Contents are read twice, and `progress`
     /// counts them twice. Only where write() is given a path.
@@ -48,6 +52,10 @@ struct WriteOptions {
     bool dryRun = false;
     /// Called for each entry of the payload, as it will be stored and in order, before anything is written.
     std::function<void(const Entry&)> onEntry = nullptr;
+    /// Called for each file of the control archive, as it will be stored and in order, with its contents, before
+    /// the archive is written. A dry run reads no payload: of the "md5sums" that write() makes only the size is
+    /// known then, and `contents` is empty.
+    std::function<void(const Entry&, std::string_view contents)> onControlFile = nullptr;
     ProgressCallback progress;
 };
 

@@ -53,7 +53,7 @@ void Comparison::compareControl(const std::map<std::string, std::string>& files)
     std::size_t index = 0;
     // The map and the archive are both in the order of names.
     for (const auto& [name, contents] : files) {
-        const Entry meant = controlEntryOf(name, contents.size(), plan_.newestTime());
+        const Entry meant = controlEntryOf(name, contents.size(), plan_.commonTime());
         // Before `found[index]` is used.
         if (index == found.size()) {
             fail(placeOf(meant), "is missing in what was written");

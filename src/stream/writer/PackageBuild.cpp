@@ -127,10 +127,24 @@ void PackageBuild::showEntries() {
     result_.notes.insert(result_.notes.end(), notes.all().begin(), notes.all().end());
 }
 
+void PackageBuild::showControlFiles() const {
+    if (!options_.onControlFile) {
+        return;
+    }
+    for (const auto& [name, contents] : controlFiles_) {
+        // In a dry run the sums are not known, but how long they will be is.
+        const bool isMade = options_.md5sums && name == "md5sums";
+        const std::size_t size = isMade ? plan_.md5sumsBytes() : contents.size();
+        options_.onControlFile(controlEntryOf(name, size, plan_.commonTime()), contents);
+    }
+}
+
 WriteResult PackageBuild::pretend(const std::string& path) {
     if (!path.empty()) {
         const Target target(path, system_);
     }
+    makeControlFiles("");
+    showControlFiles();
     return result_;
 }
 
@@ -172,6 +186,7 @@ void PackageBuild::writePayload(Spool& spool) {
     payload.write(spool, settings(), {options_.md5sums, options_.index});
     result_.indexBytes = payload.indexBytes();
     makeControlFiles(payload.takeMd5sums());
+    showControlFiles();
     Notes notes;
     notes.takePayload(spool.size(), payload.tarBytes());
     notes.takeIndex(payload.unpackedIndexBytes());
@@ -180,10 +195,10 @@ void PackageBuild::writePayload(Spool& spool) {
 }
 
 void PackageBuild::assemble(Spool& spool, Sink& out) {
-    ArWriter package(out, plan_.newestTime());
+    ArWriter package(out, plan_.commonTime());
     // The order of deb(5): the format's version, then control, then data.
     package.addMember(kFormatVersionMember, kFormatVersionText);
-    package.addMember(memberName("control"), makeControlArchive(controlFiles_, plan_.newestTime(), settings()));
+    package.addMember(memberName("control"), makeControlArchive(controlFiles_, plan_.commonTime(), settings()));
     package.beginMember(memberName("data"), spool.size());
     spool.moveTo([&](std::string_view piece) {
         package.write(piece);

@@ -41,6 +41,7 @@ private:
     void checkControlMembers();
     void take(const std::string& member, const std::vector<Oddity>& oddities);
     void showEntries();
+    void showControlFiles() const;
     void write(Sink& out, const std::string& temporaryDirectory);
     void writePayload(Spool& spool);
     void assemble(Spool& spool, Sink& out);

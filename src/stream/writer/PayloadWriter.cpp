@@ -47,7 +47,7 @@ void describeNext(PayloadCursor& cursor, PayloadPool& pool) {
 void PayloadWriter::write(Sink& out, const CompressionSettings& settings, const PayloadExtras& extras) {
     wantsSums_ = extras.md5sums;
     if (wantsSums_) {
-        md5sums_.reserve(md5sumsBytes());  // growing would take as much again for a moment
+        md5sums_.reserve(plan_.md5sumsBytes());  // growing would take as much again for a moment
     }
     if (isMadeOfBlocks(settings)) {
         if (extras.index) {
@@ -153,18 +153,6 @@ void PayloadWriter::writeIndex(Sink& out) {
     }
     // The index may be large; nothing needs it any more.
     index_.reset();
-}
-
-std::size_t PayloadWriter::md5sumsBytes() const {
-    constexpr std::size_t besidePath = 32 + 2 + 1;  // digits, blanks, newline
-    // The same condition as in addSum(), so that the reserved size is exact.
-    std::size_t bytes = 0;
-    for (std::size_t i = 0; i < plan_.size(); ++i) {
-        if (plan_.file(i).type == EntryType::file && !plan_.isConffile(i)) {
-            bytes += plan_.source(i).path.size() + besidePath;
-        }
-    }
-    return bytes;
 }
 
 void PayloadWriter::addSum(const PayloadBlock::Sum& sum) {

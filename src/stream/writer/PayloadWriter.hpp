@@ -57,7 +57,6 @@ private:
     void take(const PayloadBlock& block);
     void addToIndex(const PayloadBlock& block);
     void writeIndex(Sink& out);
-    std::size_t md5sumsBytes() const;
     void addSum(const PayloadBlock::Sum& sum);
 
     const Plan& plan_;

@@ -74,7 +74,7 @@ Plan::Plan(const Collection& collection, const WriteOptions& options)
     arrange(sorted);
     // planned_ does not move from here on: link(), find() and fileOf() use indices into it.
     findLinks();
-    chooseTimes();
+    chooseTimes(options);
     collectOwners();
     markConffiles();
     // After findLinks(): rules are gathered at the first name of each file.
@@ -214,7 +214,11 @@ void Plan::link(Index file, std::vector<Index> names) {
     planned_[first].hasLinks = true;
 }
 
-void Plan::chooseTimes() {
+void Plan::chooseTimes(const WriteOptions& options) {
+    if (options.commonTime) {
+        commonTime_ = storedTime(*options.commonTime);
+        return;
+    }
     std::optional<std::int64_t> newest;
     for (const Planned& planned : planned_) {
         // Directories that nobody gave have no time and do not count.
@@ -222,7 +226,7 @@ void Plan::chooseTimes() {
             newest = std::max(newest, std::optional(storedTime(*time)));
         }
     }
-    newestTime_ = newest.value_or(storedTime(latestTime_.value_or(0)));
+    commonTime_ = newest.value_or(storedTime(latestTime_.value_or(0)));
 }
 
 /// A name is asked for once for each number: the user database may be on the network.
@@ -371,7 +375,7 @@ Entry Plan::entry(std::size_t index) const {
     entry.path = storedPath(path, from.type);
     entry.type = from.type;
     entry.mode = planned_[index].mode;
-    entry.mtime = storedTime(from.time().value_or(newestTime_));
+    entry.mtime = storedTime(from.time().value_or(commonTime_));
     setOwner(index, entry);
     if (const auto target = linkTo(index)) {
         entry.type = EntryType::hardlink;
@@ -416,6 +420,18 @@ std::uint64_t Plan::leastTarBytes() const noexcept {
     for (const Planned& planned : planned_) {
         if (planned.hasContents()) {
             bytes += paddedToBlocks(planned.file->size);
+        }
+    }
+    return bytes;
+}
+
+std::size_t Plan::md5sumsBytes() const noexcept {
+    constexpr std::size_t kBesidePath = 32 + 2 + 1;  // digits, blanks, newline
+    // The same condition as that of PayloadWriter::addSum(): the size is exact.
+    std::size_t bytes = 0;
+    for (const Planned& planned : planned_) {
+        if (planned.file->type == EntryType::file && !planned.conffile) {
+            bytes += planned.source->path.size() + kBesidePath;
         }
     }
     return bytes;

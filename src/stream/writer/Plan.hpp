@@ -21,7 +21,8 @@ namespace bex::stream {
 /// of a file turned into hard links, with final owners, modes and times. Twenty-four bytes an entry.
 class Plan {
 public:
-    /// `collection` must outlive this, unchanged; keepOwner, normalizeModes and latestTime of the options count.
+    /// `collection` must outlive this, unchanged; keepOwner, normalizeModes, latestTime and
+    /// commonTime of the options count.
     /// Cost: one sort, and one match for each entry and pattern of a mode or owner. Throws StreamError
     /// (`invalidInput`) for two sources of one path, for a file where a directory is needed, for a hard link or a
     /// conffile without a file of the payload, for a pattern that matches nothing and for a SOURCE_DATE_EPOCH that
@@ -46,14 +47,16 @@ public:
     /// As it will be stored.
     Entry entry(std::size_t index) const;
 
-    /// The newest time of all that has one, set back where it is too late; what has none is given this.
-    std::int64_t newestTime() const noexcept { return newestTime_; }
+    /// The time of what has none: the given one, or the newest of all that has one, set back where it is too late.
+    std::int64_t commonTime() const noexcept { return commonTime_; }
     /// Contents of all files, each counted once.
     std::uint64_t contentBytes() const noexcept;
     /// What the payload takes uncompressed, at least: headers that only long names need are not counted.
     std::uint64_t leastTarBytes() const noexcept;
     /// The Installed-Size that deb-substvars(5) describes, in KiB.
     std::uint64_t installedKiB() const noexcept;
+    /// The size of md5sums: a line for each name of a file that is not a conffile.
+    std::size_t md5sumsBytes() const noexcept;
 
 private:
     using Index = std::uint32_t;
@@ -87,7 +90,7 @@ private:
     void findLinks();
     Index fileOf(Index link, std::map<Index, Index>& known) const;
     void link(Index file, std::vector<Index> names);
-    void chooseTimes();
+    void chooseTimes(const WriteOptions& options);
     void collectOwners();
     void markConffiles();
     void markConffile(std::size_t index);
@@ -110,7 +113,7 @@ private:
     std::map<gid_t, std::string> groups_;
     std::vector<std::size_t> conffiles_;
     std::vector<std::size_t> ownerRules_;  ///< number of each entry's owner rule, from 1; empty without rules
-    std::int64_t newestTime_ = 0;
+    std::int64_t commonTime_ = 0;
 };
 
 }  // namespace bex::stream

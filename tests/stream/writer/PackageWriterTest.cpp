@@ -216,6 +216,36 @@ TEST(PackageWriter, RefusesControlMembersThatDpkgRefuses) {
     }
 }
 
+TEST(PackageWriter, ShowsTheFilesOfTheControlArchiveBeforeTheyExist) {
+    const TemporaryDirectory folder;
+    PackageWriter writer = soundWriter();
+    writer.addBytes("a", "usr/a");
+    writer.addHardlink("usr/a", "usr/b");
+    writer.addBytes("c", "etc/c");
+    writer.addConffile("etc/c");
+    writer.addControlMember("prerm", "#!/bin/sh\n");
+    WriteOptions options = datedOptions();
+    options.commonTime = 7;
+    std::vector<std::string> files;
+    options.onControlFile = [&](const Entry& entry, std::string_view contents) {
+        EXPECT_EQ(entry.mtime, 7);
+        EXPECT_EQ(contents.size(), options.dryRun && entry.path == "./md5sums" ? 0 : entry.size);
+        files.push_back(octal(entry.mode, 4) + ' ' + entry.path + ' ' + std::to_string(entry.size));
+    };
+    options.dryRun = true;
+    writer.write(folder / "x.bex", options);
+    const std::vector<std::string> planned = std::exchange(files, {});
+    EXPECT_THAT(planned, ElementsAre("0644 ./conffiles 7", testing::StartsWith("0644 ./control "),
+                                     "0644 ./md5sums 80", "0755 ./prerm 10"));
+    options.dryRun = false;
+    options.check = true;
+    writer.write(folder / "x.bex", options);
+    EXPECT_EQ(files, planned);
+    for (const Entry& entry : writer.plan(options)) {
+        EXPECT_EQ(entry.mtime, 7) << entry.path;  // nothing of this package has a time of its own
+    }
+}
+
 TEST(PackageWriter, NotesWhatOthersCannotDo) {
     const TemporaryDirectory folder;
     PackageWriter writer = soundWriter();
