@@ -162,7 +162,8 @@ private:
     }
 
     void collectRequests() {
-        requests_ = {description_.compression, description_.strip, description_.notes};
+        requests_ = {description_.compression, description_.level, description_.mtime, description_.strip,
+                     description_.notes};
         std::string skipped;
         for (const std::string& key : description_.skipped) {
             stream::appendPart(skipped, ", ", key);

@@ -30,7 +30,15 @@ Json valueSchema(const Key& key) {
         case KeyKind::choice: {
             Json words = Json::array();
             stream::forEachPart(key.words, ' ', [&words](std::string_view word) { words.push_back(word); });
+            words.push_back("");
+            words.push_back(nullptr);
             return {{"enum", words}};
+        }
+        case KeyKind::level: {
+            std::string pattern;
+            stream::forEachPart(key.words, ' ',
+                                [&pattern](std::string_view word) { stream::appendPart(pattern, "|", word); });
+            return {{"type", {"string", "null"}}, {"pattern", "^((" + pattern + ")(:-?[0-9]+)?)?$"}};
         }
         case KeyKind::texts:
             return {{"type", {"array", "null"}}, {"items", textSchema()}};

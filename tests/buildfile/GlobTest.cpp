@@ -45,6 +45,21 @@ TEST(Glob, MatchesBelowWhatStandsBeforeTheFirstWildcard) {
     }
 }
 
+TEST(Glob, MatchesWholePathsFromItsOwnStart) {
+    const struct {
+        const char* pattern;
+        const char* path;
+        bool matches;
+    } cases[] = {
+        {"opt", "opt", true},           {"opt", "opt/a", false},     {"opt/*-common", "opt/a-common", true},
+        {"opt/a", "opt/a", true},       {"opt/a", "srv/a", false},   {"opt/*-common", "opt/a/b-common", false},
+        {"opt/*", "optional/a", false}, {"opt/**/c", "opt/c", true}, {"opt/*", "opt", false},
+    };
+    for (const auto& [pattern, path, matches] : cases) {
+        EXPECT_EQ(Glob(pattern).matches(path), matches) << pattern << ' ' << path;
+    }
+}
+
 TEST(Glob, SaysWhichDirectoriesNeedNotBeRead) {
     const Glob glob("src/a/*/{x,y/z}.c");
     EXPECT_EQ(glob.root(), "src/a");

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "Failure.hpp"
+#include "bex/buildfile/BuildFile.hpp"
 #include "buildfile/model/Expansion.hpp"
 #include "buildfile/model/PackageVersion.hpp"
 
@@ -51,6 +52,10 @@ TEST(Expansion, KnowsVariablesDefaultsAndDollars) {
         EXPECT_EQ(expandedText(c.text, Expansion::shell), c.shell);
         EXPECT_EQ(expandedText(c.text, Expansion::none), c.text);
     }
+}
+
+TEST(InitialFile, NamesADirectoryThatCannotBeRead) {
+    EXPECT_EQ(failureOf([] { buildfile::initialFile("/no\nsuch"); }), "/no\\nsuch: No such file or directory");
 }
 
 TEST(DebianVersion, BringsSemanticVersionsIntoDebiansForm) {

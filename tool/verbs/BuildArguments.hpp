@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <utility>
@@ -34,8 +35,9 @@ struct BuildArguments {
     std::vector<std::string> conffileTrees;          ///< directories of which all files are conffiles
     std::optional<stream::Compression> compression;  ///< gzip where nothing says otherwise
     std::optional<int> level;
-    shlibs::Request shlibs;          ///< where libraries are looked for; what is examined is added
-    std::optional<StripKind> strip;  ///< none where nothing says otherwise
+    std::optional<std::int64_t> time;  ///< as WriteOptions::commonTime
+    shlibs::Request shlibs;            ///< where libraries are looked for; what is examined is added
+    std::optional<StripKind> strip;    ///< none where nothing says otherwise
     bool keepOwner = false;
     bool normalizeModes = false;
     bool skipSpecial = false;

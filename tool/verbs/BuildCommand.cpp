@@ -7,14 +7,13 @@
 #include "bex/stream/PackageWriter.hpp"
 #include "output/Failure.hpp"
 #include "output/Interrupt.hpp"
-#include "output/Json.hpp"
 #include "output/ProgressBar.hpp"
-#include "output/Text.hpp"
 #include "verbs/BuildArguments.hpp"
 #include "verbs/BuildDependencies.hpp"
 #include "verbs/BuildFiles.hpp"
 #include "verbs/BuildInputs.hpp"
 #include "verbs/BuildOptions.hpp"
+#include "verbs/BuildPlan.hpp"
 #include "verbs/BuildTarget.hpp"
 #include "verbs/DebugPackage.hpp"
 #include "verbs/PackageNotes.hpp"
@@ -41,16 +40,6 @@ private:
     Console& console_;
 };
 
-/// A line of --dry-run.
-std::string lineOf(const stream::Entry& entry) {
-    std::string line =
-        modeText(entry) + "\t" + std::to_string(entry.size) + "\t" + stream::escapeForDisplay(entry.path);
-    if (!entry.linkTarget.empty()) {
-        line += "\t" + stream::escapeForDisplay(entry.linkTarget);
-    }
-    return line + "\n";
-}
-
 /// Writes to standard output where `target` is "".
 WriteResult writeTo(const std::string& target, const PackageWriter& writer, const WriteOptions& options,
                     Context& context) {
@@ -61,40 +50,18 @@ WriteResult writeTo(const std::string& target, const PackageWriter& writer, cons
     return writer.write(sink, "", options);
 }
 
-std::string planJson(const std::string& target, const stream::ControlParagraph& control, Json entries,
-                     const WriteResult& result) {
-    Json object = {{"schema", 1}};
-    if (!target.empty()) {
-        putText(object, "package", target);
-    }
-    // A reference into the object, which gets its further members only after the loop.
-    Json& fields = object["fields"] = Json::object();
-    for (const auto& field : control.fields()) {
-        putText(fields, field.name, field.value);
-    }
-    object["entries"] = std::move(entries);
-    object["notes"] = notesJson(result.notes);
-    return jsonText(object);
-}
-
 /// Nothing is listed unless everything that can be checked is right.
 ExitStatus pretend(const PackageWriter& writer, const std::string& target, WriteOptions& options,
                    Context& context) {
-    std::string lines;
-    Json entries = Json::array();
-    // Kept until all is known to be right: with --dry-run the writer calls this before it has checked everything.
-    options.onEntry = [&](const stream::Entry& entry) {
-        if (context.json) {
-            entries.push_back(jsonOf(entry));
-        } else {
-            lines += lineOf(entry);
-        }
-    };
+    // Printed when all is known to be right: entries come before everything was checked.
+    BuildPlan plan;
+    plan.collectFrom(options);
     const WriteResult result = writeTo(target, writer, options, context);
     if (context.json) {
-        lines = planJson(target, writer.control(), std::move(entries), result);
+        context.console.out(plan.json(target, result));
+    } else {
+        context.console.out(plan.lines());
     }
-    context.console.out(lines);
     printNotes(target, result.notes, context);
     return ExitStatus::done;
 }
@@ -123,6 +90,7 @@ WriteOptions writeOptions(const BuildArguments& arguments, const Context& contex
     // By now the build file has had its word: see openBuildFile().
     options.compression = arguments.compression.value_or(stream::Compression::gzip);
     options.level = arguments.level;
+    options.commonTime = arguments.time;
     options.threads = context.threads;
     options.md5sums = !arguments.noMd5sums;
     options.index = !arguments.noIndex;

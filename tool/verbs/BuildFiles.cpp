@@ -83,7 +83,12 @@ std::unique_ptr<buildfile::BuildFile> openBuildFile(BuildArguments& arguments, s
     }
     if (!arguments.compression) {
         arguments.compression = requests.compression;
+        // A level of the file is one of its compression.
+        if (!arguments.level) {
+            arguments.level = requests.level;
+        }
     }
+    arguments.time = requests.time;
     if (!arguments.strip) {
         arguments.strip = stripKindOf(requests.strip);
     }

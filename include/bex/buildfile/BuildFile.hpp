@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -22,8 +23,10 @@ struct PackagedFile {
 /// What a build file asks for that is not in the package.
 struct Requests {
     std::optional<stream::Compression> compression;
-    std::string strip;               ///< "none", "drop", "dbgsym", or "" where the file does not say
-    std::vector<std::string> notes;  ///< a sentence each: what of the file was skipped
+    std::optional<int> level;          ///< of the compression
+    std::optional<std::int64_t> time;  ///< for WriteOptions::commonTime
+    std::string strip;                 ///< "none", "drop", "dbgsym", or "" where the file does not say
+    std::vector<std::string> notes;    ///< a sentence each: what of the file was skipped
 };
 
 /// A description of a package in YAML: nfpm's format as its project documents it, for Debian packages, with keys

@@ -118,6 +118,7 @@ Glob::Answer Glob::answer(const Alternative& alternative, const std::string& pat
         // Not only at the end: what lies below a directory that the pattern takes is taken too.
         answer.takes = answer.takes || next.back();
     });
+    answer.matches = next.back();
     // Something is left that an entry below the path could still match.
     for (std::size_t state = 0; state < alternative.size(); ++state) {
         answer.mayBeBelow = answer.mayBeBelow || next[state];
@@ -128,6 +129,22 @@ Glob::Answer Glob::answer(const Alternative& alternative, const std::string& pat
 bool Glob::takes(const std::string& path) const {
     for (const Alternative& alternative : alternatives_) {
         if (answer(alternative, path).takes) {
+            return true;
+        }
+    }
+    return false;
+}
+
+bool Glob::matches(std::string_view path) const {
+    if (root_ != ".") {
+        // The pattern's components begin after its root and a slash.
+        if (path.substr(0, root_.size()) != root_ || path.size() <= root_.size() || path[root_.size()] != '/') {
+            return false;
+        }
+        path.remove_prefix(root_.size() + 1);
+    }
+    for (const Alternative& alternative : alternatives_) {
+        if (answer(alternative, std::string(path)).matches) {
             return true;
         }
     }

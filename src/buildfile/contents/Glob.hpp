@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "bex/stream/Pattern.hpp"
@@ -23,6 +24,8 @@ public:
 
     /// Whether the path, relative to root(), or a directory above it matches.
     bool takes(const std::string& path) const;
+    /// Whether the path itself matches; it begins where the pattern does, and both are plain.
+    bool matches(std::string_view path) const;
     /// Whether something below the directory may match.
     bool mayBeBelow(const std::string& directory) const;
 
@@ -33,6 +36,7 @@ private:
     };
     using Alternative = std::vector<Component>;
     struct Answer {
+        bool matches = false;
         bool takes = false;
         bool mayBeBelow = false;
     };

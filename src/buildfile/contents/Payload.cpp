@@ -11,7 +11,6 @@
 #include <vector>
 
 #include "bex/stream/StreamError.hpp"
-#include "buildfile/contents/Glob.hpp"
 #include "stream/base/Text.hpp"
 
 namespace bex::buildfile {
@@ -72,7 +71,6 @@ void Payload::add(const Content& line) {
             addTree(line);
             break;
         case ContentType::file:
-        case ContentType::config:
             addFiles(line);
             break;
     }
@@ -185,9 +183,18 @@ void Payload::addDirectory(const Content& line) {
 
 void Payload::addTree(const Content& line) {
     const std::string path = pathOf(line);
-    addWalked(line,
-              // The walk's functions are called within addWalked() alone, so that references to locals stay valid.
-              {line.source.path, nullptr, [&path](const Entry& entry) { return joined(path, entry.path); }, true});
+    std::vector<Glob> disowned;
+    for (const std::string& pattern : line.disowned) {
+        disowned.push_back(globOf(stream::plainPath(pattern), line.at));
+    }
+    const auto placing = [&](const Entry& entry) { return joined(path, entry.path); };
+    // The writer makes a directory that is left out where something is below it.
+    const auto keeps = [&](const std::string& directory) {
+        return std::none_of(disowned.begin(), disowned.end(),
+                            [&](const Glob& glob) { return glob.matches(directory); });
+    };
+    // The walk's functions are called within addWalked() alone, so that references to locals stay valid.
+    addWalked(line, {line.source.path, nullptr, placing, keeps});
 }
 
 void Payload::addFiles(const Content& line) {
@@ -211,7 +218,7 @@ void Payload::addFiles(const Content& line) {
     const auto placing = [&](const Entry& entry) {
         return joined(path, flat ? baseName(entry.path) : entry.path);
     };
-    addWalked(line, {source, nullptr, placing, false});
+    addWalked(line, {source, nullptr, placing, nullptr});
 }
 
 void Payload::addOne(const Content& line) {
@@ -226,7 +233,7 @@ void Payload::addOne(const Content& line) {
     Item item;
     item.source = line.source.path;
     item.attributes = attributesOf(line, entry);
-    item.isConffile = line.type == ContentType::config;
+    item.isConffile = line.isConfig;
     item.isNamed = true;
     item.at = line.at;
     std::string path = pathOf(line);
@@ -237,33 +244,35 @@ void Payload::addOne(const Content& line) {
     place(path, std::move(item));
 }
 
-void Payload::addGlob(const Content& line) {
+/// The glob, with the place of the line in the error for braces that stand for too much.
+Glob Payload::globOf(const std::string& pattern, Spot at) const {
     try {
-        const Glob glob(line.source.path);
-        const std::string path = pathOf(line);
-        std::size_t found = 0;
-        const auto filter = [&](const Entry& entry) {
-            const std::string name = stream::plainPath(entry.path);
-            // Directories that lead to no match are not entered, so that the walk stays near what the pattern
-            // names.
-            return glob.takes(name) || (entry.type == EntryType::directory && glob.mayBeBelow(name));
-        };
-        const auto placing = [&](const Entry& entry) {
-            const std::string name = stream::plainPath(entry.path);
-            if (!glob.takes(name)) {
-                return std::string();
-            }
-            // A directory that matches counts too, even where it holds no file.
-            ++found;
-            return joined(path, name);
-        };
-        addWalked(line, {glob.root(), filter, placing, false});
-        if (found == 0) {
-            fail(description_.file, line.source.at, "nothing matches " + quotedText(line.source.path));
-        }
-        // Of the braces of the pattern: only here are the line and its place known.
+        return Glob(pattern);
     } catch (const std::length_error& e) {
-        fail(description_.file, line.source.at, quotedText(line.source.path) + ": " + e.what());
+        fail(description_.file, at, quotedText(pattern) + ": " + e.what());
+    }
+}
+
+void Payload::addGlob(const Content& line) {
+    const Glob glob = globOf(line.source.path, line.source.at);
+    const std::string path = pathOf(line);
+    std::size_t found = 0;
+    const auto filter = [&](const Entry& entry) {
+        const std::string name = stream::plainPath(entry.path);
+        // Directories that lead to no match are not entered, so that the walk stays near what the pattern names.
+        return glob.takes(name) || (entry.type == EntryType::directory && glob.mayBeBelow(name));
+    };
+    const auto placing = [&](const Entry& entry) {
+        const std::string name = stream::plainPath(entry.path);
+        if (!glob.takes(name)) {
+            return std::string();
+        }
+        ++found;
+        return joined(path, name);
+    };
+    addWalked(line, {glob.root(), filter, placing, nullptr});
+    if (found == 0) {
+        fail(description_.file, line.source.at, "nothing matches " + quotedText(line.source.path));
     }
 }
 
@@ -290,10 +299,13 @@ void Payload::addWalked(const Content& line, const Walk& walk) {
     for (const Entry& entry : entries) {
         const bool isDirectory = entry.type == EntryType::directory;
         // addTo() needs no entries for them: the writer makes the directories above each file.
-        if (isDirectory && !walk.keepDirectories) {
+        if (isDirectory && !walk.keeps) {
             continue;
         }
         const std::string path = walk.place(entry);
+        if (isDirectory && !walk.keeps(path)) {
+            continue;
+        }
         // Placed nowhere. Of a directory the empty path is the root of the package, which a tree may bring.
         if (path.empty() && !isDirectory) {
             continue;
@@ -313,17 +325,17 @@ void Payload::addWalked(const Content& line, const Walk& walk) {
             // are known.
             item.linkTo = walk.place(first);
         }
-        item.isConffile = line.type == ContentType::config && item.type == EntryType::file;
+        item.isConffile = line.isConfig && item.type == EntryType::file;
         place(path, std::move(item));
     }
 }
 
 /// Whether the line could refine the item: only regular files can be conffiles.
 bool Payload::refineItem(const Content& line, Item& item) const {
-    if (line.type == ContentType::config && item.type != EntryType::file) {
+    if (line.isConfig && item.type != EntryType::file) {
         return false;
     }
-    item.isConffile = item.isConffile || line.type == ContentType::config;
+    item.isConffile = item.isConffile || line.isConfig;
     item.attributes.mode = line.info.mode.value_or(item.attributes.mode);
     if (line.info.mtime) {
         item.attributes.mtime = line.info.mtime;
@@ -344,7 +356,7 @@ void Payload::refine(const Content& line) {
         const bool isMeant =
             // A directory as a config line means all files below it; other attributes are those of the entry
             // itself.
-            line.type == ContentType::config ? pattern.matchesAtOrAbove(name) : pattern.matches(name);
+            line.isConfig ? pattern.matchesAtOrAbove(name) : pattern.matches(name);
         if (isMeant && refineItem(line, item)) {
             ++refined;
         }

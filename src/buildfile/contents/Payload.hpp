@@ -9,6 +9,7 @@
 #include "bex/stream/Attributes.hpp"
 #include "bex/stream/Entry.hpp"
 #include "bex/stream/PackageWriter.hpp"
+#include "buildfile/contents/Glob.hpp"
 #include "buildfile/model/Description.hpp"
 
 namespace bex::buildfile {
@@ -52,7 +53,7 @@ private:
         std::string root;
         std::function<bool(const stream::Entry&)> filter;
         Placing place;
-        bool keepDirectories = true;
+        std::function<bool(const std::string& path)> keeps;  ///< whether a directory becomes an entry; null: none
     };
 
     void addSymlink(const Content& line);
@@ -66,6 +67,7 @@ private:
     bool refineItem(const Content& line, Item& item) const;
 
     void place(const std::string& path, Item item);
+    Glob globOf(const std::string& pattern, Spot at) const;
     std::string pathOf(const Content& line) const;
     stream::Attributes attributesOf(const Content& line, const stream::Entry& entry) const;
     void setOwner(const FileInfo& info, stream::Attributes& attributes) const;

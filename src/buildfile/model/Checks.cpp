@@ -88,7 +88,11 @@ private:
                 break;
             case KeyKind::choice:
                 requireText(value, path);
-                requireChoice(value, key, path);
+                requireChoice(value, value.text, key, path);
+                break;
+            case KeyKind::level:
+                requireText(value, path);
+                requireChoice(value, value.text.substr(0, value.text.find(':')), key, path);
                 break;
             case KeyKind::texts:
                 checkTexts(value, path);
@@ -120,10 +124,12 @@ private:
         }
     }
 
-    /// The value is compared as it stands: variables of the environment are not expanded in choices.
-    void requireChoice(const Value& value, const Key& key, const std::string& path) const {
+    /// `given` is what of the value is compared, as it stands: variables of the environment are not expanded in
+    /// choices. An empty text means the same as no key.
+    void requireChoice(const Value& value, const std::string& given, const Key& key,
+                       const std::string& path) const {
         const std::vector<std::string> words = wordsOf(key.words);
-        if (std::find(words.begin(), words.end(), value.text) != words.end()) {
+        if (value.text.empty() || std::find(words.begin(), words.end(), given) != words.end()) {
             return;
         }
         std::string list;

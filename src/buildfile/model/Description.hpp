@@ -26,7 +26,7 @@ struct FileInfo {
     std::string group;
 };
 
-enum class ContentType { file, config, symlink, directory, tree };
+enum class ContentType { file, symlink, directory, tree };
 
 /// A line of `contents` that is for Debian packages.
 struct Content {
@@ -34,7 +34,9 @@ struct Content {
     NamedPath source;  ///< on this machine; of a symlink what it leads to; "" to refine what earlier lines brought
     std::string destination;
     ContentType type = ContentType::file;
+    bool isConfig = false;  ///< its regular files are conffiles
     FileInfo info;
+    std::vector<std::string> disowned;  ///< globs: directories of a tree that come without attributes of their own
 };
 
 struct Systemd {
@@ -52,10 +54,11 @@ struct Description {
     std::vector<Content> contents;
     bool globbing = true;
     std::uint32_t umask = 0002;
-    std::optional<std::int64_t> mtime;         ///< of what has none on disk
+    std::optional<std::int64_t> mtime;         ///< of what has none on disk, and of the control archive
     std::map<std::string, NamedPath> scripts;  ///< files by the control member's name
     std::string triggers;                      ///< the control member's text
     std::optional<stream::Compression> compression;
+    std::optional<int> level;  ///< of the compression
     Systemd systemd;
     std::optional<NamedPath> sysusers;
     std::optional<NamedPath> tmpfiles;

@@ -18,6 +18,7 @@ constexpr Key kFileInfoKeys[] = {
     {"mtime", KeyKind::text, "Modification time, such as 2008-01-02T15:04:05Z, or seconds since 1970"},
     {"owner", KeyKind::text, "Owner, by name or number (root)"},
     {"group", KeyKind::text, "Group, by name or number (root)"},
+    {"lang", KeyKind::foreign, "Of another format"},
 };
 constexpr Section kFileInfo = sectionOf(kFileInfoKeys);
 
@@ -25,10 +26,14 @@ constexpr Key kContentKeys[] = {
     {"src", KeyKind::text, "File, directory or glob on this machine; what a symlink leads to"},
     {"dst", KeyKind::text, "Path in the package; below it where it ends in a slash or src is a glob"},
     {"type", KeyKind::choice, "What the entry is (a file)", nullptr,
-     "file config config|noreplace config|missingok symlink dir tree ghost doc licence license readme debug"},
+     "file config config|noreplace config|missingok symlink dir tree config|tree config|noreplace|tree "
+     "config|missingok|tree ghost doc licence license readme debug"},
     {"packager", KeyKind::text, "The one package format that the line is for"},
     {"file_info", KeyKind::section, "Attributes, instead of those on disk", &kFileInfo},
     {"expand", KeyKind::flag, "Expand $NAME in src and dst, too; false: expand nothing"},
+    {"disown_subtree", KeyKind::texts,
+     "Globs for directories of a tree that are only made where something is below them, with the usual "
+     "attributes"},
 };
 constexpr Section kContent = sectionOf(kContentKeys);
 
@@ -59,11 +64,13 @@ constexpr Section kTriggers = sectionOf(kTriggerKeys);
 
 constexpr Key kDebKeys[] = {
     {"arch", KeyKind::text, "Debian's name of the architecture, taken as it is"},
+    {"arch_variant", KeyKind::text, "Architecture-Variant, such as amd64v3"},
     {"scripts", KeyKind::section, "Control members that only Debian packages have", &kDebScripts},
     {"triggers", KeyKind::section, "deb-triggers(5)", &kTriggers},
     {"breaks", KeyKind::texts, "Breaks"},
     {"predepends", KeyKind::texts, "Pre-Depends"},
-    {"compression", KeyKind::choice, "How the package is compressed (gzip)", nullptr, "gzip zstd xz none"},
+    {"compression", KeyKind::level, "How the package is compressed, and how hard: gzip, zstd:19 (gzip)", nullptr,
+     "gzip zstd xz none"},
     {"signature", KeyKind::unmade, "Signatures are not made; a note says so"},
     {"fields", KeyKind::textMap, "Further fields of the control file; empty ones are left out"},
     {"metadata", KeyKind::text, "The older place of version_metadata"},
@@ -80,6 +87,12 @@ constexpr Key kOverrideKeys[] = {
     {"contents", KeyKind::sections, "What the package holds", &kContent},
     {"umask", KeyKind::text, "Permission bits, in octal digits, that no file from disk keeps (0002)"},
     {"scripts", KeyKind::section, "Maintainer scripts", &kScripts},
+    {"deb", KeyKind::section, "What only Debian packages have", &kDeb},
+    {"rpm", KeyKind::foreign, "Of another format"},
+    {"apk", KeyKind::foreign, "Of another format"},
+    {"archlinux", KeyKind::foreign, "Of another format"},
+    {"ipk", KeyKind::foreign, "Of another format"},
+    {"msix", KeyKind::foreign, "Of another format"},
 };
 constexpr Section kOverride = sectionOf(kOverrideKeys);
 
@@ -122,7 +135,7 @@ constexpr Key kDocumentKeys[] = {
     {"vendor", KeyKind::foreign, "Of other formats"},
     {"homepage", KeyKind::text, "Homepage"},
     {"license", KeyKind::foreign, "No field of Debian's: usr/share/doc/NAME/copyright has it"},
-    {"mtime", KeyKind::text, "Modification time of what has none on disk"},
+    {"mtime", KeyKind::text, "Modification time of what has none on disk, and of the control archive"},
     {"changelog", KeyKind::text, "File with a changelog in chglog's form"},
     {"disable_globbing", KeyKind::flag, "Take src as it is written"},
     {"replaces", KeyKind::texts, "Replaces"},

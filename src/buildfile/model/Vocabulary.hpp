@@ -11,7 +11,8 @@ enum class KeyKind {
     flag,      ///< true or false
     texts,     ///< a list of texts
     textMap,   ///< texts under any names
-    choice,    ///< one of Key::words
+    choice,    ///< one of Key::words, or an empty text
+    level,     ///< the same, with a colon and a level after it or not
     section,   ///< a map of known keys
     sections,  ///< a list of such maps
     unmade,    ///< what is not done and has a note of its own
@@ -25,7 +26,7 @@ struct Key {
     KeyKind kind = KeyKind::text;
     std::string_view help;
     const Section* section = nullptr;  ///< of KeyKind::section and KeyKind::sections
-    std::string_view words = "";       ///< of KeyKind::choice, with blanks between them
+    std::string_view words = "";       ///< of KeyKind::choice and KeyKind::level, with blanks between them
 };
 
 /// The keys that a map may have.

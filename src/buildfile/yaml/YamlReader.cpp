@@ -183,12 +183,19 @@ private:
             return;
         }
         Value sources = std::move(merged->value);
+        const Spot at = merged->at;
         map.members.erase(merged);
-        // One map is the same as a list of one. A text as a source has no items, and brings nothing.
+        // One map is the same as a list of one.
         if (sources.kind == Value::Kind::map) {
             Value list;
             list.items.push_back(std::move(sources));
             sources = std::move(list);
+        }
+        const bool areMaps = std::all_of(sources.items.begin(), sources.items.end(),
+                                         [](const Value& source) { return source.kind == Value::Kind::map; });
+        // "<<:" without a value means the same as no key; a text would be lost in silence.
+        if (sources.kind == Value::Kind::scalar || !areMaps) {
+            fail(file_, at, "<< must name a map or a list of maps");
         }
         for (Value& source : sources.items) {
             for (Member& member : source.members) {

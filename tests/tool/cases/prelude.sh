@@ -107,9 +107,11 @@ machine() {
 reference() {
     local file
     cp "${BASH_ENV%/*}/reference.yaml" nfpm.yaml
-    mkdir -p path/to/{local,deb} some/{directory/sub,flat/sub/deep,tree/empty} scripts
+    mkdir -p path/to/{local,deb} some/{directory/sub,flat/sub/deep,tree/empty,config/sub,opt/{a,b}-common} scripts
+    mkdir -m 700 some/opt/{own,c-common,own/d-common}
     for file in path/to/local/{foo,foo.conf,a.1.gz,b.1.gz,bar.conf} path/to/deb/file.conf path/to/foo prog \
-        some/directory/{d1,sub/d2} some/flat/{f1,sub/f2,sub/deep/f3} some/tree/t1 templates; do
+        some/directory/{d1,sub/d2} some/flat/{f1,sub/f2,sub/deep/f3} some/tree/t1 templates .lintian-overrides \
+        some/config/{c1,sub/c2} some/opt/{a,b,c}-common/o path/to/local/{foo.mo,copyright}; do
         echo "$file" >"$file"
     done
     for file in scripts/{pre,post}{install,remove}.sh foo.sh config; do
@@ -150,6 +152,35 @@ wrong() {
     bex build b.yaml
 }
 
+# FILE: what the JSON schema of build files finds wrong with it.
+valid() {
+    python3 - "$1" <<'END'
+import json, jsonschema, subprocess, sys, yaml
+schema = json.loads(subprocess.run(["bex", "schema"], stdout=subprocess.PIPE, check=True).stdout)
+document = json.loads(json.dumps(yaml.safe_load(open(sys.argv[1])), default=str))
+for fault in jsonschema.Draft202012Validator(schema).iter_errors(document):
+    print(fault.message)
+END
+}
+
+# EXPRESSION: what is wrong with a build file of the text that it is in Python.
+deep() {
+    python3 -c "print($1)" >deep.yaml
+    bex build deep.yaml
+}
+
+# PLAN INFO: where the plan and the package agree, what of the plan is not known yet, and its configuration files.
+planned() {
+    python3 - "$@" <<'END'
+import json, sys
+plan, made = (json.load(open(name)) for name in sys.argv[1:])
+texts = {file["path"]: file.pop("text", None) for file in plan["control"]}
+print(plan["fields"] == made["fields"], plan["control"] == made["control"], repr(texts["./triggers"]))
+print(*(path for path, text in texts.items() if text is None))
+print(*(entry["path"] for entry in plan["entries"] if entry.get("conffile")))
+END
+}
+
 # A tree, a unit, and a build file for them with users, temporary files and an own script.
 site() {
     mkdir -p packaging dist/usr/bin dist/etc
@@ -170,22 +201,34 @@ site() {
         'sysusers: packaging/site.sysusers' 'tmpfiles: packaging/site.tmpfiles'
 }
 
+# copyright and changes.yaml, which packages have to bring, and changelog.gz.
+documents() {
+    printf '%s\n' 'Format: https://www.debian.org/doc/packaging-manuals/copyright-format/1.0/' '' 'Files: *' \
+        'Copyright: 2026 Ann Lee' 'License: MIT' ' as is' >copyright
+    printf '%s\n' '- semver: 1.0' '  date: 2019-10-19T01:23:45Z' '  packager: Ann Lee <ann@example.org>' \
+        '  changes: [{ note: first }]' >changes.yaml
+    printf '%s\n' 'hello (1.0) unstable; urgency=low' '' '  * first' '' \
+        ' -- Ann Lee <ann@example.org>  Sat, 19 Oct 2019 01:23:45 +0000' | gzip -9n >changelog.gz
+}
+
 # root: an empty system for dpkg; helpers: programs that print how they are called.
 empty_root() {
     local helper
     mkdir -p root/var/lib/dpkg/{info,updates} helpers
     touch root/var/lib/dpkg/{status,available}
     for helper in systemd-sysusers systemd-tmpfiles deb-systemd-helper deb-systemd-invoke systemctl ldconfig; do
-        printf '#!/bin/sh\necho "%s $*"\n' $helper >helpers/$helper
+        # Scripts throw the helpers' output away. Nothing was enabled before: deb-systemd-helper answers as it does for a
+        # unit that it has never seen.
+        printf '#!/bin/sh\necho "%s $*" >&2\n' $helper >helpers/$helper
     done
-    # Nothing was enabled before: the helper answers as it does for a unit that it has never seen.
-    printf '#!/bin/sh\necho "deb-systemd-helper $*" >&2\n' >helpers/deb-systemd-helper
     chmod 755 helpers/*
 }
 
-# ARGUMENTS...: dpkg on that system, as any user; what its scripts and their helpers print, without places.
+# ARGUMENTS...: dpkg on that system, as any user; how it calls maintainer scripts, and what these and their helpers
+# print, without places.
 traced_dpkg() {
-    PATH=$PWD/helpers:$PATH:/usr/sbin:/sbin dpkg --root="$PWD/root" --force-not-root --force-depends \
-        --force-script-chrootless --log=/dev/null "$@" 2>&1 | sed "s|$PWD|PLACE|g" |
-        { grep -E '^(systemd-|deb-systemd-|systemctl|own )|rror' || :; }
+    PATH=$PWD/helpers:$PATH:/usr/sbin:/sbin dpkg --root="$PWD/root" --force-not-root --force-depends -D2 \
+        --force-script-chrootless --log=/dev/null "$@" 2>&1 | sed -nE "s|$PWD|PLACE|g
+            s/^D000002: fork.exec .*[/.]([a-z]+) \\( *(.*[^ ]) *\\)/\\1 \\2/p
+            /^(systemd-|deb-systemd-|systemctl|own )|rror/p"
 }
