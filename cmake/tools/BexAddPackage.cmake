@@ -52,7 +52,7 @@ if(package_FILE)
 else()
     _bex_trees(description "${stage}")
     foreach(key IN ITEMS name=NAME version=VERSION arch=ARCHITECTURE description=DESCRIPTION maintainer=MAINTAINER
-            sysusers=SYSUSERS tmpfiles=TMPFILES)
+            sysusers=SYSUSERS tmpfiles=TMPFILES changelog=CHANGELOG)
         string(REGEX MATCH "(.*)=(.*)" key "${key}")
         _bex_key(line "${CMAKE_MATCH_1}" "${package_${CMAKE_MATCH_2}}")
         string(APPEND description "${line}")

@@ -13,11 +13,11 @@ set_property(GLOBAL PROPERTY bexToolsDirectory "${CMAKE_CURRENT_LIST_DIR}")
 
 # bex_add_package(NAME
 #     [COMPONENTS component...]     components of the project's install rules to package; all of them if not given
-#     [FILE build.yaml]             a build file instead of the arguments up to TMPFILES; the installed files are in
+#     [FILE build.yaml]             a build file instead of the arguments up to CHANGELOG; the installed files are in
 #                                   ${STAGE}. Relative paths in it and below are relative to the current source
 #                                   directory
 #     [VERSION version] [ARCHITECTURE arch] [DESCRIPTION text] [MAINTAINER name] [DEPENDS relation...]
-#     [SYSTEMD unit...] [SYSUSERS file] [TMPFILES file]
+#     [SYSTEMD unit...] [SYSUSERS file] [TMPFILES file] [CHANGELOG file]
 #     [PREFIX /usr] [SUFFIX bex] [OUTPUT directory]
 #     [FIELDS Name=Value...] [CONFFILES path...] [SCRIPTS postinst=file...]
 #     [STRIP] [DBGSYM]              drop debug symbols, or put them into NAME-dbgsym
@@ -28,7 +28,7 @@ set_property(GLOBAL PROPERTY bexToolsDirectory "${CMAKE_CURRENT_LIST_DIR}")
 # target bex-packages for all of them. `auto` among DEPENDS finds the packages of the shared libraries.
 function(bex_add_package name)
     cmake_parse_arguments(PARSE_ARGV 1 package "STRIP;DBGSYM"
-        "FILE;PREFIX;VERSION;ARCHITECTURE;SUFFIX;OUTPUT;DESCRIPTION;MAINTAINER;SYSUSERS;TMPFILES"
+        "FILE;PREFIX;VERSION;ARCHITECTURE;SUFFIX;OUTPUT;DESCRIPTION;MAINTAINER;SYSUSERS;TMPFILES;CHANGELOG"
         "COMPONENTS;DEPENDS;FIELDS;CONFFILES;SYSTEMD;SCRIPTS;OPTIONS;TARGETS")
     if(package_UNPARSED_ARGUMENTS)
         message(FATAL_ERROR "bex_add_package(${name}): unknown arguments: ${package_UNPARSED_ARGUMENTS}")
@@ -44,7 +44,8 @@ function(bex_add_package name)
         endif()
     endforeach()
     if(package_FILE)
-        foreach(setting IN ITEMS VERSION ARCHITECTURE DESCRIPTION MAINTAINER SYSUSERS TMPFILES DEPENDS SYSTEMD)
+        foreach(setting IN ITEMS VERSION ARCHITECTURE DESCRIPTION MAINTAINER SYSUSERS TMPFILES CHANGELOG DEPENDS
+                SYSTEMD)
             if(${setting} IN_LIST ARGN)
                 message(FATAL_ERROR "bex_add_package(${name}): ${setting} belongs in ${package_FILE}")
             endif()
@@ -56,7 +57,7 @@ function(bex_add_package name)
     set(settings "")
     get_property(tools GLOBAL PROPERTY bexToolsDirectory)
     foreach(setting IN ITEMS NAME FILE PREFIX VERSION ARCHITECTURE SUFFIX OUTPUT DESCRIPTION MAINTAINER SYSUSERS
-            TMPFILES COMPONENTS DEPENDS FIELDS CONFFILES SYSTEMD SCRIPTS OPTIONS STRIP DBGSYM)
+            TMPFILES CHANGELOG COMPONENTS DEPENDS FIELDS CONFFILES SYSTEMD SCRIPTS OPTIONS STRIP DBGSYM)
         string(APPEND settings "set(package_${setting} [==[${package_${setting}}]==])\n")
     endforeach()
     file(GENERATE OUTPUT "${work}/settings.cmake" CONTENT "${settings}")

@@ -1,16 +1,16 @@
 #!/bin/bash
-# Builds the example projects that package what they build, against an installed prefix, and compares: what CMake's
-# function makes goes through dpkg, what CPack has bex make equals what CPack makes.
+# Builds the example projects that package what they build, against an installed prefix: every package goes through
+# dpkg and lintian, and what CPack has bex make equals what CPack makes.
 # Usage: packages.sh PREFIX DATADIR
 set -euo pipefail
 export LC_ALL=C
 prefix=$(realpath "$1")
 datadir=$2
+source "$(dirname "$0")/../tool/cases/prelude.sh"
 examples=$(realpath "$(dirname "$0")/../../examples")
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 unset CMAKE_PREFIX_PATH
-umask 022
 cd "$work"
 
 fail() {
@@ -31,18 +31,20 @@ configure() {
 # listing PACKAGE: modes, owners, paths and link targets.
 listing() { dpkg-deb -c "$1" | awk '{ $3 = $4 = $5 = ""; print }' | sort; }
 
-# An empty system for dpkg, and helpers that print how they are called.
-mkdir -p root/var/lib/dpkg/{info,updates} helpers
-touch root/var/lib/dpkg/{status,available}
-for helper in deb-systemd-helper deb-systemd-invoke systemctl ldconfig; do
-    printf '#!/bin/sh\necho "%s $*" >&2\n' $helper >helpers/$helper
-    chmod 755 helpers/$helper
-done
-mkdir -p root/run/systemd/system
-traced_dpkg() {
-    PATH=$PWD/helpers:$PATH:/usr/sbin:/sbin dpkg --root="$PWD/root" --force-not-root --force-depends --log=/dev/null \
-        --force-script-chrootless "$@" >dpkg.log 2>&1 || { cat dpkg.log >&2 && fail "dpkg $1 failed"; }
-    { grep -E '^(deb-systemd|systemctl)' dpkg.log || :; } | grep -c . || :
+empty_root
+# life NAME PACKAGE [CONFFILE]: how scripts and their helpers are called when the package is installed, upgraded,
+# removed and purged. The conffile is changed in between.
+life() {
+    local changed=root${3:-/changed}
+    "$prefix/bin/bex" edit -q "$2" --version-suffix +1 -o "$1-next.deb" >/dev/null
+    traced_dpkg -i "$2"
+    [ -d "root/var/lib/$1" ] || [ "$1" = libgreeting1 ] || fail "the script of $1 did not run"
+    echo changed >>"$changed"
+    traced_dpkg -i "$1-next.deb"
+    traced_dpkg -r "$1"
+    grep -qx changed "$changed" || fail "upgrading or removing $1 loses what was changed in a conffile"
+    traced_dpkg -P "$1"
+    [ -z "${3-}" ] || [ ! -e "$changed" ] || fail "purging $1 leaves a conffile"
 }
 
 # --- CMake's function
@@ -50,21 +52,30 @@ configure cmake-packages cmake -DCMAKE_BUILD_TYPE=RelWithDebInfo
 cmake --build cmake --target bex-packages >cmake.log || { cat cmake.log >&2 && fail "bex-packages failed"; }
 expect "packages of CMake" "greet_1.2.0_amd64.bex libgreeting1-dbgsym_1.2.0_amd64.bex libgreeting1_1.2.0_amd64.bex" \
     "$(cd cmake && echo -- *.bex | sed "s/^-- //; s/_$(dpkg --print-architecture)\./_amd64./g")"
-expect "files of greet" "./ ./etc/ ./etc/greet.conf ./usr/ ./usr/bin/ ./usr/bin/greet ./usr/lib/ ./usr/lib/systemd/ \
-./usr/lib/systemd/system/ ./usr/lib/systemd/system/greet.service" \
-    "$(dpkg-deb --fsys-tarfile cmake/greet_*.bex | tar -t | sort | paste -sd' ')"
-expect "fields of libgreeting1" "Greets whoever runs it
-libs" "$(dpkg-deb -f cmake/libgreeting1_*.bex Description Section | sed 's/^[^:]*: //')"
+expect "files of greet" "./etc/greet.conf ./usr/bin/greet ./usr/lib/systemd/system/greet.service \
+./usr/share/doc/greet/changelog.gz ./usr/share/doc/greet/copyright" \
+    "$(dpkg-deb --fsys-tarfile cmake/greet_*.bex | tar -t | grep -v '/$' | sort | paste -sd' ')"
+expect "fields of libgreeting1" "Section: libs
+Description: Greets whoever runs it
+ The greeting is set in /etc/greet.conf.
+ This package has the library." "$(dpkg-deb -f cmake/libgreeting1_*.bex Section Description)"
 "$prefix/bin/bex" verify cmake/*.bex >verify.log || { cat verify.log >&2 && fail "bex verify finds fault"; }
-[ "$(traced_dpkg -i cmake/libgreeting1_*.bex cmake/greet_*.bex)" -gt 0 ] || fail "no unit was enabled"
-[ -d root/var/lib/greet ] || fail "the project's own script did not run"
-echo 'loud = yes' >root/etc/greet.conf
-traced_dpkg -i cmake/greet_*.bex >/dev/null
-expect "a conffile that was changed" 'loud = yes' "$(cat root/etc/greet.conf)"
-traced_dpkg -r greet >/dev/null
-[ -f root/etc/greet.conf ] || fail "removing takes a conffile away"
-[ "$(traced_dpkg -P greet)" -gt 0 ] || fail "no unit was forgotten"
-[ ! -e root/etc/greet.conf ] || fail "purging leaves a conffile"
+expect "the life of libgreeting1" "" "$(life libgreeting1 cmake/libgreeting1_1*.bex)"
+enabling='deb-systemd-helper unmask greet.service
+deb-systemd-helper --quiet was-enabled greet.service
+deb-systemd-helper enable greet.service'
+expect "the life of greet" "preinst install
+postinst configure
+$enabling
+prerm upgrade 1.2.0+1
+preinst upgrade 1.2.0 1.2.0+1
+postrm upgrade 1.2.0+1
+postinst configure 1.2.0
+$enabling
+prerm remove
+postrm remove
+postrm purge
+deb-systemd-helper purge greet.service" "$(life greet cmake/greet_*.bex /etc/greet.conf)"
 
 # A step that fails ends the packaging, and nothing is packaged.
 sed 's|^install(FILES greet.conf .*|install(CODE "message(FATAL_ERROR no)" COMPONENT program)|' \
@@ -90,6 +101,11 @@ for package in shelf_2.1.0-3_all.deb shelf-manual_2.1.0-3_all.deb; do
     expect "control members of $package" "$(dpkg-deb --ctrl-tarfile by-cpack/$package | tar -t | grep -v '/$' | sort)" \
         "$(dpkg-deb --ctrl-tarfile by-bex/$package | tar -t | grep -v '/$' | sort)"
 done
+# VERSION: what life() prints for a package with postinst and postrm.
+scripted_life() {
+    printf '%s\n' 'postinst configure' "postrm upgrade $1+1" "postinst configure $1" 'postrm remove' 'postrm purge'
+}
+expect "the life of shelf" "$(scripted_life 2.1.0-3)" "$(life shelf by-bex/shelf_*.deb /etc/shelf.conf)"
 sed 's|^install(FILES shelf.conf .*|install(CODE "message(FATAL_ERROR no)" COMPONENT data)|' \
     "$examples/cpack-packages/CMakeLists.txt" >edited
 cp -r "$examples/cpack-packages" cpack-broken
@@ -118,6 +134,15 @@ done
 # --- Meson
 PATH=$prefix/bin:$PATH meson setup --prefix /usr meson "$examples/meson-package" >meson.log
 PATH=$prefix/bin:$PATH ninja -C meson package >>meson.log
-expect "files of Meson's package" "./ ./usr/ ./usr/share/ ./usr/share/clock/ ./usr/share/clock/clock.txt" \
-    "$(dpkg-deb --fsys-tarfile meson/clock_0.3.0_all.bex | tar -t | sort | paste -sd' ')"
+expect "files of Meson's package" "./usr/share/clock/clock.txt ./usr/share/doc/clock/changelog.gz \
+./usr/share/doc/clock/copyright" \
+    "$(dpkg-deb --fsys-tarfile meson/clock_0.3.0_all.bex | tar -t | grep -v '/$' | sort | paste -sd' ')"
+expect "the life of clock" "$(scripted_life 0.3.0)" "$(life clock meson/clock_*.bex)"
+
+# --- Errors only: warnings are a matter of taste.
+for package in cmake/*.bex meson/*.bex; do # lintian knows packages by their names
+    ln -s "$PWD/$package" "$(basename "$package" .bex).deb"
+done
+lintian --allow-root --fail-on error --tag-display-limit 0 ./*_*.deb by-bex/*.deb >lintian.log ||
+    { cat lintian.log >&2 && fail "lintian finds errors"; }
 echo "packages.sh: packaged by CMake, CPack and Meson"
