@@ -73,10 +73,10 @@ def in_fish():
     found = {name: set() for name in [None, *ALL_VERBS]}
     for line in re.findall(r"^complete .* -l .*", source("tool/completions/bex.fish"), re.M):
         option = re.search(r" -l (\S+)", line)
-        verbs = re.search(r' -n (?:"__fish_seen_subcommand_from ([^"]*)"|\$(\w+))', line)
-        names = (verbs[1] or verbs[2]).split() if verbs else []
-        if names[:1] == ["repo;"]:  # "repo; and __fish_seen_subcommand_from VERB..."
-            names = [f"repo {name}" for name in names[3:]]
+        verbs = re.search(r' -n (?:"__fish_seen_subcommand_from ([^"]*)"|\$(\w+)|"\$repo ([^"]*)")', line)
+        names = (verbs[1] or verbs[2] or verbs[3]).split() if verbs else []
+        if verbs and verbs[3]:
+            names = [f"repo {name}" for name in names]
         for name in names or ([None] if " -n " not in line else []):
             found[name] |= {"--" + option[1]}
     return found
@@ -115,9 +115,9 @@ class OptionsTest(unittest.TestCase):
         self.assertEqual(set(re.findall(r"^\.B (\S+)", manual, re.M)), limits)
         self.assertEqual(complete("list", "--limit", "=", "zs"), {"zstd-window-log="})
         self.assertEqual({value.rstrip("=") for value in complete("list", "--limit", "")}, limits)
-        for name, form in {"_bex": r"limit:\((.*?)\)", "bex.fish": r'-l limit -x -a "(.*?)"'}.items():
-            offered = re.search(form, source(f"tool/completions/{name}"))[1]
-            self.assertEqual(set(offered.replace("=", "").split()), limits, name)
+        for name, form in {"_bex": r"limits=\((.*?)\)", "bex.fish": r"limits (.*?)\nset"}.items():
+            offered = re.search(form, source(f"tool/completions/{name}"), re.S)[1]
+            self.assertEqual(set(re.sub(r"[=\\]", " ", offered).split()), limits, name)
 
 
 if __name__ == "__main__":

@@ -5,13 +5,12 @@ _bex_options() {
     common+=" --max-bytes --max-requests --help"
     case $1 in
         build) echo "$common --control --field --name --version --arch --description --maintainer --depends" \
-            "--pre-depends --recommends --suggests --enhances --breaks --conflicts --replaces --provides --section" \
-            "--priority --homepage --multi-arch --source --file --out --suffix --prefix --exclude --add --symlink" \
-            "--dir" \
-            "--stdin --mode --owner --keep-owner --normalize-modes --skip-special --script --preinst --postinst" \
-            "--prerm --postrm --config --templates --triggers --conffile --conffiles-below --compression --level" \
-            "--from --libdir --sysroot --admindir --ignore-missing --strip --no-md5sums --no-index" \
-            "--single-stream --dry-run --check" ;;
+            "--pre-depends --recommends --suggests --enhances --breaks --conflicts --replaces --provides" \
+            "--section --priority --homepage --multi-arch --source --file --out --suffix --prefix --exclude" \
+            "--add --symlink --dir --stdin --mode --owner --keep-owner --normalize-modes --skip-special" \
+            "--script --preinst --postinst --prerm --postrm --config --templates --triggers --conffile" \
+            "--conffiles-below --compression --level --from --libdir --sysroot --admindir --ignore-missing" \
+            "--strip --no-md5sums --no-index --single-stream --dry-run --check" ;;
         list) echo "$common --long --tree --null --control --index" ;;
         cat) echo "$common --control --index" ;;
         extract) echo "$common --control --index --strip --keep --overwrite --same-owner --keep-setuid --dry-run" ;;
@@ -19,7 +18,8 @@ _bex_options() {
         info) echo "$common --totals --index" ;;
         diff) echo "$common --exclude --times --brief --content" ;;
         report) echo "$common --out" ;;
-        edit) echo "$common --out --in-place --set --unset --version-suffix --script --remove-script --conffile --allow --check" ;;
+        edit) echo "$common --out --in-place --set --unset --version-suffix --script --remove-script --conffile" \
+            "--allow --check" ;;
         repack) echo "$common --out --in-place --compression --level --for --index --no-index --allow --check" ;;
         filter) echo "$common --out --delete --add --mode --owner --compression --level --allow --check" ;;
         shlibdeps) echo "$common --arch --from --libdir --sysroot --admindir --ignore-missing --format --why" ;;
@@ -49,13 +49,14 @@ _bex_values() {
         --hash) echo "md5 sha1 sha512" ;;
         --compress) echo "gz xz zst none" ;;
         --for) echo "debian-11 debian-12" ;;
-        --limit) echo "control-bytes= md5sums-bytes= name-bytes= header-bytes= expansion-ratio= expansion-free-bytes= xz-memory=" \
-            "zstd-window-log= entries= index-bytes=" ;;
+        --limit) echo "control-bytes= md5sums-bytes= name-bytes= header-bytes= expansion-ratio=" \
+            "expansion-free-bytes= xz-memory= zstd-window-log= entries= index-bytes=" ;;
     esac
 }
 
 _bex() {
-    local verbs="build info field list cat extract verify diff report edit filter repack init schema shlibdeps repo" repo_verbs="scan merge init add list remove promote publish verify"
+    local verbs="build info field list cat extract verify diff report edit filter repack init schema shlibdeps repo"
+    local repo_verbs="scan merge init add list remove promote publish verify"
     local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]} verb="" word values
     # bash takes "--option=value" for three words.
     if [[ $current == = ]]; then
