@@ -1,6 +1,6 @@
 #pragma once
 
-/// Marks what the object library offers to programs; everything else is hidden.
+/// Marks the public interface of the object library; everything else is hidden.
 #ifndef BEX_EXPORT
 #define BEX_EXPORT __attribute__((visibility("default")))
 #endif

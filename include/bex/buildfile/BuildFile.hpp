@@ -20,20 +20,20 @@ struct PackagedFile {
     std::string linkTarget;  ///< of a symlink; "" for a file
 };
 
-/// What a build file asks for that is not in the package.
+/// Settings of a build file that are not part of the package.
 struct Requests {
     std::optional<stream::Compression> compression;
     std::optional<int> level;          ///< of the compression
     std::optional<std::int64_t> time;  ///< for WriteOptions::commonTime
-    std::string strip;                 ///< "none", "drop", "dbgsym", or "" where the file does not say
-    std::vector<std::string> notes;    ///< a sentence each: what of the file was skipped
+    std::string strip;                 ///< "none", "drop", "dbgsym", or "" if the file has none
+    std::vector<std::string> notes;    ///< one sentence for each skipped part of the file
 };
 
 /// A description of a package in YAML: nfpm's format as its project documents it, for Debian packages, with keys
 /// of our own. docs/build-file.md has all keys. Relative paths in it are relative to the current directory.
 class BuildFile {
 public:
-    /// What stands in the package instead of a file of this machine; "" for the file itself.
+    /// Returns the file to package instead of `source`; "" for `source` itself.
     using Substitute = std::function<std::string(const std::string& source)>;
 
     virtual ~BuildFile() = default;
@@ -46,18 +46,18 @@ public:
     virtual void addTo(stream::PackageWriter& writer, const Substitute& substitute) const = 0;
 };
 
-/// Reads the text of a build file, at most 16 MiB, and finds what it names; `path` is for messages. Variables of
-/// the environment are replaced by their values. Sets the fields of the file in `control`; those that it has
-/// already stay. "auto" among `depends` becomes the relation "${shlibs:Depends}". Cost: one walk of each directory
-/// that the file names; of their files no contents are read. Throws stream::StreamError, PATH:LINE:COLUMN and the
-/// reason: `invalidInput` for what is not YAML, not known or not of its kind, `inputOutput` for what is not there.
+/// Reads the text of a build file, at most 16 MiB, and finds the files that it names; `path` is for messages.
+/// Replaces variables of the environment by their values. Sets the fields of the file in `control`, but not those
+/// that it has already. "auto" among `depends` becomes "${shlibs:Depends}". Cost: one walk of each named
+/// directory. Throws stream::StreamError, PATH:LINE:COLUMN and the reason: `invalidInput` for errors of YAML,
+/// unknown keys and wrong values, `inputOutput` for missing files.
 BEX_EXPORT std::unique_ptr<BuildFile> readBuildFile(const std::string& path, const std::string& text,
                                                     stream::ControlParagraph& control);
 
-/// The JSON schema of build files, as editors take it.
+/// The JSON schema of build files, for editors.
 BEX_EXPORT std::string schema();
 
-/// A commented build file for the directory: what is found there is in it, the rest shows by example.
+/// A commented build file for the directory, with what is found there and with examples of the rest.
 /// Throws stream::StreamError (`inputOutput`) for a directory that cannot be read.
 BEX_EXPORT std::string initialFile(const std::string& directory);
 

@@ -7,19 +7,19 @@
 
 namespace bex::remote {
 
-/// How a server is asked, and how much it may send.
+/// How requests are made, and how much a server may send.
 struct RemoteOptions {
-    /// Header fields of every request, "Name: value". Sent to the URL's own server alone, as credentials are: not
-    /// to another scheme, host or port that a redirect leads to.
+    /// Header fields of every request, "Name: value". Like credentials, they are sent only to the scheme, host
+    /// and port of the URL, not to those of a redirect.
     std::vector<std::string> headers;
-    bool netrc = false;  ///< take user and password from ~/.netrc where the URL has none
-    /// PEM file of the certificates to trust; empty: the system's.
+    bool netrc = false;  ///< take user and password from ~/.netrc if the URL has none
+    /// PEM file of the certificates to trust; empty: those of the system.
     std::string certificates;
-    /// A server that sends fewer than 100 bytes a second over so many seconds of waiting is given up; at least 1.
+    /// Fail if a server sends fewer than 100 bytes a second during this many seconds of waiting; at least 1.
     unsigned timeoutSeconds = 30;
-    /// Bytes of bodies that may be received, all requests together.
+    /// Bytes of bodies that may be received by all requests together.
     std::uint64_t maxBytes = std::numeric_limits<std::uint64_t>::max();
-    /// Requests that may be sent, redirected ones counted: a package cannot ask for endless small ranges.
+    /// Requests that may be sent, including redirected ones: a package must not cause endless small ones.
     std::uint64_t maxRequests = 1000;
 };
 

@@ -10,7 +10,7 @@
 
 namespace bex::repo {
 
-/// Digests of one file, in lower-case hexadecimal; "" for one that was not made.
+/// Digests of one file, in lower-case hexadecimal; "" for a digest that was not computed.
 struct Digests {
     std::string md5;
     std::string sha1;
@@ -18,7 +18,7 @@ struct Digests {
     std::string sha512;
 };
 
-/// The digests that are made. SHA-256 always is: apt asks for one strong digest, and records are compared by it.
+/// The digests that are computed. SHA-256 always is: apt needs one strong digest, and records are compared by it.
 struct DigestChoice {
     bool md5 = false;
     bool sha1 = false;
@@ -26,7 +26,7 @@ struct DigestChoice {
 };
 
 /// One package of a repository: its control paragraph, kept as the lines of its stanza so that tens of thousands
-/// of records stay small, and what an index says of its file. A copyable value.
+/// of records stay small, and the fields that an index adds about its file. A copyable value.
 struct PackageRecord {
     std::string package;
     std::string version;
@@ -41,17 +41,17 @@ struct PackageRecord {
     BEX_EXPORT stream::ControlParagraph control() const;
 };
 
-/// The record of a package with this control paragraph, without filename, size and digests. The fields are put in
-/// the order, and their names in the spelling, that dpkg-scanpackages(1) gives them; fields that an index adds
-/// (Filename, Size and the digests) are left out, so that no package can speak for its own file. Throws
-/// StreamError
-/// (`damaged`) as checkRecord() does; messages call the package `name`.
+/// The record of a package with this control paragraph, without filename, size and digests.
+/// Order and spelling of the fields are those of dpkg-scanpackages(1). Fields that an index
+/// adds (Filename, Size and the digests) are left out, so a package cannot give them for its
+/// own file. Throws StreamError (`damaged`) as checkRecord() does; messages call the package
+/// `name`.
 BEX_EXPORT PackageRecord recordOf(const stream::ControlParagraph& control, const std::string& name);
 
-/// Checks everything of a record that leads somewhere: Package, Version and Architecture must be well formed,
-/// `filename` must be a relative path without a ".." component or a control character, and each digest must have
-/// its length. Throws StreamError (`refused`, code "unsafe-filename"; `damaged`, code "stanza") naming `name`. An
-/// empty filename, and an empty SHA-256, are allowed where `complete` is false.
+/// Checks the values of a record that become paths or addresses: Package, Version and Architecture must be well
+/// formed, `filename` must be a relative path without a ".." component or a control character, and each digest
+/// must have its length. Throws StreamError (`refused`, code "unsafe-filename"; `damaged`, code "stanza") naming
+/// `name`. An empty filename and an empty SHA-256 are allowed if `complete` is false.
 BEX_EXPORT void checkRecord(const PackageRecord& record, const std::string& name, bool complete = true);
 
 /// Appends the stanza, without the empty line after it: the lines before, Filename, Size, MD5sum, SHA1, SHA256 and
@@ -61,8 +61,8 @@ BEX_EXPORT void appendStanza(std::string& text, const PackageRecord& record);
 /// Appends the stanzas as a Packages index, an empty line after each.
 BEX_EXPORT void appendStanzas(std::string& text, const std::vector<PackageRecord>& records);
 
-/// The order of every index: by package and version as bytes, as dpkg-scanpackages(1) has it, then by architecture
-/// and filename.
+/// The order of every index: by package and version as bytes, as in dpkg-scanpackages(1), then by architecture and
+/// filename.
 BEX_EXPORT bool precedes(const PackageRecord& a, const PackageRecord& b) noexcept;
 
 }  // namespace bex::repo

@@ -11,16 +11,16 @@
 namespace bex::repo {
 
 /// Reads the stanzas of a Packages index one after the other, several times as fast as stream::ControlReader: only
-/// the fields that a record names are taken apart, the others stay lines. They are read by the rules of deb822(5);
-/// a line that is neither field nor continuation, a NUL, a carriage return, and a second one of the fields that a
-/// record names are refused. What appendStanza() wrote is read back to the same bytes. Stanzas of another program
-/// keep the order of their lines, Filename and what belongs to it aside.
+/// the fields that a record names are parsed, the others stay lines. The rules are those of deb822(5). A line that
+/// is neither field nor continuation, a NUL, a carriage return, and a doubled field of those that a record names
+/// are refused. A stanza of appendStanza() is read back to the same bytes. Stanzas of other programs keep the
+/// order of their lines, except for Filename and the fields that belong to it.
 ///
 /// Failures are StreamErrors, `NAME:LINE: reason`. Used by one thread at a time.
 class BEX_EXPORT RecordReader {
 public:
-    /// Reads up to `size` bytes, at least one, into the buffer and returns their number; 0 at the end. What it
-    /// throws passes through the reader.
+    /// Reads up to `size` bytes, at least one, into the buffer and returns their number; 0 at the end. Its
+    /// exceptions pass through the reader.
     using Read = std::function<std::size_t(char* buffer, std::size_t size)>;
 
     static constexpr std::size_t kStanzaBytes = std::size_t{16} << 20;

@@ -13,27 +13,27 @@
 #include "bex/stream/ReadOptions.hpp"
 
 /// A repository that apt installs from, in one directory: packages in `pool/`, indexes in `dists/SUITE/`
-/// (https://wiki.debian.org/DebianRepository/Format), and in `.bex/` what the next publication needs to know. The
+/// (https://wiki.debian.org/DebianRepository/Format), and data for the next publication in `.bex/`. The
 /// published indexes are the state: packages that were added or removed since then are listed in `.bex/changes/`
 /// until publish() has written them.
 ///
-/// Every function names the repository by the path of its directory and throws stream::StreamError. Those that
-/// change something wait for the repository's lock, so that several processes may call them at once; none of them
-/// leaves anything half-done. A suite is named by its Suite field; "" stands for the only one.
+/// Every function names the repository by the path of its directory and throws stream::StreamError. Functions
+/// that change something wait for the repository's lock, so several processes may call them at once. None of them
+/// leaves anything half-done. A suite is named by its Suite field; "" means the only one.
 namespace bex::repo {
 
-/// What a suite is. Texts that are empty and lists that are empty keep what a suite has that exists already.
+/// The settings of a suite. For an existing suite, empty texts and lists leave a setting as it is.
 struct SuiteSettings {
     std::string suite = "stable";
-    std::string codename;                    ///< of a new suite: as `suite` where none is given
-    std::vector<std::string> components;     ///< of a new suite: "main" where none is given
-    std::vector<std::string> architectures;  ///< of a new suite: this machine's; packages for "all" are in each
+    std::string codename;                    ///< of a new suite: by default as `suite`
+    std::vector<std::string> components;     ///< of a new suite: by default "main"
+    std::vector<std::string> architectures;  ///< of a new suite: by default this machine's
     std::string origin;
     std::string label;
     std::string description;
 };
 
-/// Makes the repository's directory and the suite where they do not exist, or changes the suite's settings.
+/// Makes the repository's directory and the suite if they do not exist, or changes the suite's settings.
 /// Clients see the suite, or the change, after the next publish().
 BEX_EXPORT void init(const std::string& root, const SuiteSettings& settings);
 
@@ -50,7 +50,7 @@ struct PackageId {
 /// How a package's file gets into the pool.
 enum class Placement {
     copy,
-    link,  ///< a hard link; a copy where the file system has none
+    link,  ///< a hard link; a copy if the file system does not support it
     move
 };
 
@@ -59,19 +59,19 @@ struct AddOptions {
     std::string component;  ///< "": the first of the suite
     Placement placement = Placement::copy;
     std::vector<std::string> allow;  ///< codes of findings of verify() that do not refuse the package
-    std::size_t keep = 0;            ///< how many versions of each package stay; 0: all
+    std::size_t keep = 0;            ///< how many versions of each package are kept; 0: all
     stream::ReadOptions reading;
 };
 
 struct AddResult {
     std::vector<PackageId> added;
-    std::vector<PackageId> present;  ///< were in the suite already, with the same bytes
+    std::vector<PackageId> present;  ///< packages that were in the suite already, with the same bytes
     std::vector<PackageId> removed;  ///< by AddOptions::keep
 };
 
-/// Verifies the packages, puts them into the pool and notes them for the next publish(). All of them, or none:
-/// refused are a package with an error that `allow` does not name, one of another architecture than the suite's,
-/// and one whose name and version the repository has with other contents.
+/// Verifies the packages, adds them to the pool and notes them for the next publish(): all of them, or none.
+/// Refuses a package with an error that `allow` does not name, one of an architecture that the suite does not
+/// have, and one whose name and version the repository has with other contents.
 BEX_EXPORT AddResult add(const std::string& root, const std::vector<std::string>& packages,
                          const AddOptions& options);
 
@@ -84,54 +84,54 @@ struct Query {
 };
 
 /// The packages of the suites as the next publish() will list them, by suite, component, name and version; all of
-/// them where Query::packages is empty.
+/// them if Query::packages is empty.
 BEX_EXPORT std::vector<PackageId> list(const std::string& root, const Query& query);
 
-/// Takes the chosen packages out of the suite, all but the newest `keep` versions of each. Without
-/// Query::packages, and `keep` above 0, every package is chosen. Their files leave the pool when no generation
-/// that clients may still read has them. Throws (`invalidInput`) where one of the queries finds no package.
+/// Removes the chosen packages from the suite, except the newest `keep` versions of each. If `keep` is above 0 and
+/// Query::packages is empty, every package is chosen. Their files are removed from the pool when no generation
+/// that clients may still read has them. Throws (`invalidInput`) if one of the queries matches no package.
 BEX_EXPORT std::vector<PackageId> remove(const std::string& root, const Query& query, std::size_t keep = 0);
 
-/// Puts the chosen packages of the query's suite into another one, with the component that they have. Returns
-/// those that were not there. Throws as remove(), and where the other suite has a package's name and version with
-/// other contents.
+/// Adds the chosen packages of the query's suite to another suite, in the same component. Returns those that it
+/// did not have. Throws as remove(), and if the other suite has the name and version of a package with other
+/// contents.
 BEX_EXPORT std::vector<PackageId> promote(const std::string& root, const Query& query, const std::string& to);
 
 struct PublishOptions {
     std::string suite;  ///< "": all
-    /// Of each Packages file; the uncompressed one is written where `none` is among them. gzip, xz and zstd.
+    /// For each Packages file: gzip, xz, zstd, and none for an uncompressed file.
     std::vector<stream::Compression> compressions = {stream::Compression::gzip, stream::Compression::zstd};
-    bool contents = false;  ///< write Contents-ARCHITECTURE.gz, too
-    /// The Date of what is published, in seconds since 1970. Without one: SOURCE_DATE_EPOCH where the environment
-    /// has it, else the clock.
+    bool contents = false;  ///< also write Contents-ARCHITECTURE.gz
+    /// The Date of the publication, in seconds since 1970. Unset: SOURCE_DATE_EPOCH of the environment, else the
+    /// clock.
     std::optional<std::int64_t> date;
     std::chrono::seconds validFor{0};  ///< Valid-Until after Date; 0: none
-    unsigned keepGenerations = 3;      ///< of by-hash files, the new one among them; at least 1
+    unsigned keepGenerations = 3;      ///< of by-hash files, including the new one; at least 1
 
-    /// The key that signs: a name of a key for gpg, a file for another signer. "": nothing is signed.
+    /// The signing key: the name of a key for gpg, a file for another signer. "": nothing is signed.
     std::string key;
     /// The command of a Stateless OpenPGP implementation, with arguments of its own, separated by blanks. "": gpg.
     std::string signer;
     std::chrono::seconds signerTimeout{300};
-    bool unsignedAgain = false;  ///< take the signatures of a signed suite away
+    bool unsignedAgain = false;  ///< remove the signatures of a signed suite
 
-    bool html = false;  ///< then write pages for people, too: index.html and html/
-    std::string url;    ///< of the repository, for index.html; "": a script on the page finds it out
+    bool html = false;  ///< also write pages for people: index.html and html/
+    std::string url;    ///< of the repository, for index.html; "": a script on the page fills it in
 
     bool planOnly = false;  ///< write nothing
     unsigned threads = 0;   ///< 0: one for each processor
 };
 
 struct PublishResult {
-    std::vector<std::string> written;  ///< paths below the repository, in order; empty where nothing had changed
+    std::vector<std::string> written;  ///< paths below the repository, in order; empty if nothing had changed
     std::vector<std::string> removed;
 };
 
-/// Writes the indexes of what was added and removed, so that clients see the suite as it was until its InRelease
-/// (Release, where nothing is signed) is renamed into place, and then all of the new one: by-hash files stay for
-/// as many generations as asked for, and at least a quarter of an hour. What would not change is not written. The
-/// bytes depend on packages, settings and date only, signatures excepted.
-/// Memory: twice the longest Packages file, about.
+/// Writes new indexes for what was added and removed. Clients see the old suite until the new InRelease
+/// (Release, if nothing is signed) is renamed into place, and the whole new suite after that. By-hash files are
+/// kept for `keepGenerations`, and for at least 15 minutes. Unchanged files are not written. Except for
+/// signatures, the bytes depend only on packages, settings and date. Memory: about twice the longest Packages
+/// file.
 BEX_EXPORT PublishResult publish(const std::string& root, const PublishOptions& options);
 
 }  // namespace bex::repo

@@ -19,25 +19,25 @@ struct ScanOptions {
     /// Directories, searched with everything below them, and files. Each package gets the path by which it was
     /// found as its Filename, so they are relative and without "..".
     std::vector<std::string> inputs;
-    /// The directory that `inputs` and Filename are relative to; empty: the current one. Stands for the root of
-    /// the repository.
+    /// The root of the repository, to which `inputs` and Filename are relative; empty: the current
+    /// directory.
     std::string root;
-    /// Names that end in one of these are packages, in a directory.
+    /// In directories, names that end in one of these are packages.
     std::vector<std::string> suffixes = {".deb", ".bex"};
     DigestChoice digests;
-    /// A file with what earlier scans found (SQLite); made where there is none; empty: no cache. Several scans may
-    /// share one. It may be deleted at any time.
+    /// A SQLite file with results of earlier scans, created if it does not exist; empty: no cache. Several scans
+    /// may share it. It may be deleted at any time.
     std::string cache;
-    /// Leave packages with errors out instead of returning no record at all.
+    /// Skip packages with errors instead of returning no records.
     bool keepGoing = false;
     unsigned threads = 0;  ///< 0: one for each processor
     stream::Limits limits;
-    /// bytesDone is of package files; bytesTotal stays 0. Called by one thread at a time, not always the same, at
-    /// most twenty times a second and once at the end.
+    /// bytesDone counts bytes of package files; bytesTotal stays 0. Called by one thread at a time, not always the
+    /// same, at most twenty times a second and once at the end.
     stream::ProgressCallback progress;
 };
 
-/// What a scan or a merge found.
+/// The results of a scan or a merge.
 struct ScanReport {
     std::vector<PackageRecord> records;       ///< by precedes(), each package once
     std::vector<stream::ErrorRecord> errors;  ///< one for each package that cannot be indexed, by its name
@@ -45,44 +45,44 @@ struct ScanReport {
     std::size_t fromCache = 0;                ///< packages that were not opened
 };
 
-/// Scans packages. Each is opened once, and its control paragraph is read from the bytes that are hashed. Checks
-/// the structure and the control archive, not the payload: that is verify()'s work.
+/// Scans packages. Opens each once and reads its control paragraph from the bytes that it hashes. Checks the
+/// structure and the control archive, not the payload, which verify() checks.
 ///
-/// Refused, each by an entry of ScanReport::errors, with these codes beside those of PackageReader: what is not a
-/// regular file ("not-a-file"), what has no bytes ("truncated"), a path ("unsafe-filename") or a Package, Version
-/// or Architecture ("stanza") that checkRecord() refuses, a package that changes while it is read ("changed"), and
-/// two packages of one name, version and architecture with other bytes ("conflict"). The same bytes under two
-/// names give one record, with the first name. Symlinks are followed; a directory that was searched is not
-/// searched again, so that loops end.
+/// These are refused, each by an entry of ScanReport::errors, with these codes beside those of PackageReader: what
+/// is not a regular file ("not-a-file"), an empty file ("truncated"), a path ("unsafe-filename") or a Package,
+/// Version or Architecture ("stanza") that checkRecord() refuses, a package that changes while it is read
+/// ("changed"), and two packages of one name, version and architecture with other bytes ("conflict"). Two equal
+/// files give one record, with the first name. Symlinks are followed; no directory is searched twice, so loops
+/// end.
 ///
 /// The records depend on the packages alone, not on threads, cache or the order of inputs. Memory grows with their
-/// number, by some 2 KiB each. Throws StreamError for what concerns no single package: an input that does not
-/// exist, a cache that is not one ("not-a-cache"), `cancelled`.
+/// number, by some 2 KiB each. Throws StreamError for errors that do not concern a single package: a missing
+/// input, a file that is not a cache ("not-a-cache"), `cancelled`.
 BEX_EXPORT ScanReport scan(const ScanOptions& options);
 
-/// Takes a text piece by piece, in order. What it throws passes through.
+/// Receives a text piece by piece, in order. Its exceptions pass through.
 using TextSink = std::function<void(std::string_view)>;
 
 /// Writes the records as a Packages index, in pieces of about a mebibyte.
 BEX_EXPORT void writeIndex(const std::vector<PackageRecord>& records, const TextSink& out);
 
-/// Writes the records as a shard: text that mergeShards() takes, with a first line that says which digests it has
-/// and a last one that shows whether it is whole.
+/// Writes the records as a shard, a text for mergeShards(). The first line says which digests it has, the last
+/// line whether it is complete.
 BEX_EXPORT void writeShard(const std::vector<PackageRecord>& records, DigestChoice digests, const TextSink& out);
 
-/// What several shards hold together, as one scan of all their packages would have found it. The order of the
-/// shards does not matter, and shards of merged shards give the same again. Errors are as for scan(), for two
-/// packages that contradict each other. `digests` becomes what the shards have. Throws StreamError for a shard
-/// that cannot be read, was cut or changed (`damaged`, code "shard"), or has other digests than the one before
+/// Joins shards: the result is that of one scan of all their packages. The order of the shards does not matter,
+/// and merged shards may be merged again. Errors are as for scan(), for two packages that contradict each
+/// other. Sets `digests` to those of the shards. Throws StreamError for a shard that cannot be read, is
+/// incomplete or was changed (`damaged`, code "shard"), or has other digests than the one before
 /// (`invalidInput`).
 BEX_EXPORT ScanReport mergeShards(const std::vector<std::string>& paths, DigestChoice& digests);
 
 /// Keeps only the newest version of each package for each architecture (deb-version(7)), and appends a note for
-/// each record that it leaves out.
+/// each record that it drops.
 BEX_EXPORT void keepNewest(std::vector<PackageRecord>& records, std::vector<std::string>& notes);
 
-/// Sorts the records by precedes() and leaves out all but the first of those with one package, version,
-/// architecture and SHA-256. Returns an error (`refused`, code "conflict") for each two whose digests differ.
+/// Sorts the records by precedes() and keeps only the first of those with one package, version, architecture and
+/// SHA-256. Returns an error (`refused`, code "conflict") for each two whose digests differ.
 BEX_EXPORT std::vector<stream::ErrorRecord> settle(std::vector<PackageRecord>& records,
                                                    std::vector<std::string>& notes);
 

@@ -20,22 +20,22 @@ struct Request {
     /// ELF files, directories (each file system tree as it will be below "/"), packages. A file that is named
     /// must be ELF or a package; other files in trees and packages are skipped.
     std::vector<std::string> inputs;
-    /// What one package is made of: files that are not ELF are skipped. A library among these files needs no
+    /// The files of one package; files that are not ELF are skipped. A library among these files needs no
     /// dependency, in whatever directory it is.
     std::vector<PackagedFile> payload;
     /// The Debian name of the architecture whose dependencies are wanted, such as "arm64". Empty: that of the ELF
-    /// files where all have the same, else the package's, else the database's. Files of another architecture are
-    /// skipped, and Report::notes names each.
+    /// files if they all have the same, else that of the package, else that of the database. Files of another
+    /// architecture are skipped, and Report::notes names each.
     std::string architecture;
-    /// A directory that stands for "/": libraries, ld.so.conf, /etc/dpkg and the database are looked for below it.
+    /// A directory to use as "/": libraries, ld.so.conf, /etc/dpkg and the database are looked for below it.
     std::string sysroot;
     /// dpkg's database; empty: var/lib/dpkg below `sysroot`.
     std::string admindir;
-    /// Package files, or directories of them (*.deb, *.bex). Where there are any, libraries are looked for in
-    /// their symbols and shlibs files and in nothing of this machine.
+    /// Package files, or directories of them (*.deb, *.bex). If there are any, libraries are looked for only in
+    /// their symbols and shlibs files, not on this machine.
     std::vector<std::string> from;
-    /// Directories with private libraries, searched before the system's. Each is tried below the examined tree,
-    /// and as it is.
+    /// Directories with private libraries, searched before those of the system, both below the examined tree and
+    /// on this machine.
     std::vector<std::string> libdirs;
     /// The directory with shlibs.local, control and the build trees of a source package; it may be absent.
     std::string debianDirectory = "debian";
@@ -45,22 +45,22 @@ struct Request {
     stream::ReadOptions reading;
 };
 
-/// Why a dependency has its version: the use that asks for the newest one.
+/// Why a dependency has its version: the use that needs the newest version.
 struct Reason {
     std::string dependency;  ///< as in Report::dependencies
     std::string file;        ///< which needs the library
     std::string library;     ///< its SONAME
     std::string path;        ///< where the library was found; empty with Request::from
     std::string package;     ///< which provides it, as dpkg names it ("libc6:amd64"); empty for overrides
-    std::string symbol;      ///< "name@version"; empty where no symbol decides
-    std::string version;     ///< the minimum version; empty where there is none
+    std::string symbol;      ///< "name@version"; empty if no symbol decides
+    std::string version;     ///< the minimum version; empty if there is none
 };
 
-/// A library that a file needs and for which there is not a dependency.
+/// A library that a file needs and for which there is no dependency.
 struct Missing {
     std::string file;
     std::string library;
-    std::string path;                   ///< where it was found; empty where it was not
+    std::string path;                   ///< where it was found; empty if it was not
     std::vector<std::string> searched;  ///< where it was looked for
     std::string message;                ///< one line for people
     std::string hint;                   ///< what may help, or empty
@@ -70,11 +70,11 @@ struct Report {
     /// In the order of dpkg-shlibdeps(1), each once; "a | b" is one.
     std::vector<std::string> dependencies;
     std::vector<Reason> reasons;     ///< at least one for each dependency, in their order
-    std::vector<Missing> missing;    ///< where there is one, `dependencies` is incomplete
-    std::vector<std::string> notes;  ///< one line for people each: what was skipped, what looks odd
-    std::string architecture;        ///< that of the examined files; empty where none is ELF
+    std::vector<Missing> missing;    ///< if there is one, `dependencies` is incomplete
+    std::vector<std::string> notes;  ///< one line for people each: skipped files, unusual data
+    std::string architecture;        ///< that of the examined files; empty if none is ELF
 
-    /// The value of a Depends field; empty where there is not a dependency.
+    /// The value of a Depends field; empty if there is no dependency.
     std::string field() const {
         std::string text;
         for (const std::string& dependency : dependencies) {
@@ -84,7 +84,7 @@ struct Report {
     }
 };
 
-/// Finds the packages, and their least versions, that hold the shared libraries of the request's files, as
+/// Finds the packages with the shared libraries that the files need, and their minimum versions, as
 /// dpkg-shlibdeps(1) does with deb-symbols(5) and deb-shlibs(5). Time grows with the files and with their
 /// undefined symbols; files are examined one after the other, so memory does not grow with their number. Throws
 /// stream::StreamError.

@@ -6,18 +6,18 @@
 
 namespace bex::shlibs {
 
-/// What a packager asks of a file before it strips it.
+/// What a packager needs to know about a file before stripping it.
 struct ElfSummary {
-    /// Programs and libraries can be stripped; `other` is everything else, files that are not ELF among it.
+    /// Programs and libraries can be stripped; `other` is everything else, including files that are not ELF.
     enum class Kind { program, library, other };
 
     Kind kind = Kind::other;
-    std::string multiarch;    ///< such as "aarch64-linux-gnu"; empty where Debian has no name for the machine
-    std::string buildId;      ///< in hexadecimal digits; empty where there is none
-    bool hasSymbols = false;  ///< there is something to strip: a table of symbols, or debugging information
+    std::string multiarch;    ///< such as "aarch64-linux-gnu"; empty if Debian has no name for the machine
+    std::string buildId;      ///< in hexadecimal digits; empty if there is none
+    bool hasSymbols = false;  ///< it has something to strip: a symbol table or debugging information
 };
 
-/// Looks at a regular file. Throws stream::StreamError (`damaged` for an ELF file that is cut, `inputOutput`).
+/// Examines a regular file. Throws stream::StreamError (`damaged` for a truncated ELF file, `inputOutput`).
 BEX_EXPORT ElfSummary summarizeElf(const std::string& path);
 
 }  // namespace bex::shlibs

@@ -9,11 +9,11 @@
 
 namespace bex::stream {
 
-/// Attributes of an entry that a caller gives, instead of those on disk.
+/// Attributes that a caller gives to an entry, instead of those on disk.
 struct Attributes {
     std::uint32_t mode = 0644;  ///< permission, set-id and sticky bits (07777)
-    /// Seconds since 1970. Unset: the newest time that anything in the package has, so that equal input gives
-    /// equal bytes; where nothing has one, WriteOptions::latestTime, or 0.
+    /// Seconds since 1970. Unset: the newest time of any entry in the package, so that equal input gives equal
+    /// bytes. If no entry has a time: WriteOptions::latestTime, or 0.
     std::optional<std::int64_t> mtime = std::nullopt;
     /// Owner and group by number, at most 4294967294, and by name, at most 31 bytes. Readers prefer a name that
     /// their system knows; "" is not a name.
@@ -32,8 +32,8 @@ struct Ownership {
     std::string group = "root";
 };
 
-/// Owner and group from what people write for them: a number, which is stored without a name, or a name, which is
-/// stored with the number 0, since only the system that unpacks the package knows the name's number.
+/// Converts what people write for owner and group. A number is stored without a name. A name is stored with the
+/// number 0, because only the system that unpacks the package knows the number of that name.
 BEX_EXPORT Ownership ownershipOf(std::string_view user, std::string_view group);
 
 }  // namespace bex::stream

@@ -16,11 +16,11 @@ BEX_EXPORT std::string_view suffixOf(Compression compression) noexcept;
 struct CompressionLevels {
     int lowest;
     int highest;
-    int usual;  ///< where none is asked for
+    int usual;  ///< the default
 };
 
-/// What levels packages can be written with: gzip 0 to 12 (6), zstd 1 to 22 (3), xz 0 to 9 (6); 0 to 0 (0) where
-/// there is nothing to choose.
+/// The levels for writing packages: gzip 0 to 12 (6), zstd 1 to 22 (3), xz 0 to 9 (6); 0 to 0 (0) for the
+/// others.
 BEX_EXPORT CompressionLevels levelsOf(Compression compression) noexcept;
 
 /// The word for people and options: "gzip", "xz", "zstd", "bzip2", "none".

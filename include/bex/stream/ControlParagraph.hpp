@@ -26,7 +26,7 @@ public:
     /// Reads exactly one paragraph. Throws StreamError (`damaged`) as `NAME:LINE:COLUMN: reason`, counted from
     /// 1 (columns in bytes), where `name` says whose text it is, such as "pkg.bex: control". Refuses a line that
     /// is neither field nor continuation, a doubled field, a field without a name, a second paragraph, a text
-    /// without a field, a line of blanks alone, a byte order mark, a NUL, and a carriage return inside a line.
+    /// without a field, a line with only blanks, a byte order mark, a NUL, and a carriage return inside a line.
     /// Skips a carriage return at the end of a line, blanks before the colon, comment lines (beginning with "#"),
     /// and empty lines before and after the paragraph. The last line may lack its newline. Time grows with the
     /// length of the text times the logarithm of the number of fields.
@@ -43,20 +43,20 @@ public:
 
     /// Replaces the field's value in its place, or appends the field. Throws StreamError (`invalidInput`)
     /// for a name that deb822(5) does not allow and for a value that would not be read back the same: with a NUL
-    /// or carriage return, blanks around its first line, or a further line that is "." or blanks alone.
+    /// or carriage return, blanks around its first line, or a further line that is "." or has only blanks.
     void set(std::string_view name, std::string_view value);
 
     /// Removes the field; false when there is none.
     bool remove(std::string_view name);
 
-    /// Checks whether this can be the control paragraph of a binary package and returns one sentence for each
-    /// fault, none when it is sound. Package, Version, Architecture, Maintainer and Description must be present.
-    /// They must be well formed (deb-control(5), deb-version(7)), and where present so must be Source, Section,
+    /// Checks whether this can be the control paragraph of a binary package. Returns one sentence for each fault,
+    /// and none for a sound paragraph. Package, Version, Architecture, Maintainer and Description must be present.
+    /// They must be well formed (deb-control(5), deb-version(7)), and so must, if present, Source, Section,
     /// Priority, Installed-Size, Essential, Protected, Build-Essential, Multi-Arch, the dependency fields and the
     /// two Built-Using fields. No field may be empty or hold anything but UTF-8. Whatever dpkg-deb refuses is a
     /// fault, and so is what Debian Policy forbids of these fields: a Priority that is not one of its words, an
-    /// upper-case letter in the name of a package or an architecture. Each sentence names its field; values are
-    /// escaped, long ones cut.
+    /// upper-case letter in the name of a package or an architecture. Each sentence names its field. Values are
+    /// escaped, and long ones are shortened.
     std::vector<std::string> faults() const;
 
 private:

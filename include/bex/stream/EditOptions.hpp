@@ -11,8 +11,8 @@
 
 namespace bex::stream {
 
-/// How a package is changed. `progress` tells of each pass over the package by itself: of copying, repacking,
-/// verifying.
+/// How a package is changed. `progress` is called for each pass over the package separately: for copying,
+/// repacking and verifying.
 struct EditOptions : ReadOptions {
     EditOptions() = default;
     EditOptions(const ReadOptions& reading) : ReadOptions(reading) {}  // not explicit: ReadOptions will do
@@ -36,12 +36,12 @@ struct RepackOptions {
 struct EditResult {
     std::uint64_t packageBytes = 0;  ///< length of the package file
     bool payloadCopied = false;      ///< the data member was copied byte for byte
-    /// SHA-256, in hexadecimal, of what had to stay, in the old package and in the new one: of the data member as
-    /// it is stored, or after repack() of its tar archive. "" without EditOptions::digests and EditOptions::check.
+    /// SHA-256, in hexadecimal, of what must not change, in the old and in the new package: the data member or,
+    /// after repack(), its tar archive. "" without EditOptions::digests and EditOptions::check.
     std::string digestBefore;
     std::string digestAfter;
-    /// `member-signature`, a signature that was left out because it no longer holds, and what WriteResult::notes
-    /// has.
+    /// `member-signature`, for a signature that was left out because it is no longer valid, and the notes of
+    /// WriteResult::notes.
     std::vector<Finding> notes;
 };
 

@@ -7,7 +7,7 @@
 
 namespace bex::stream {
 
-/// Text from a package or a disk made safe for terminals, messages and columns: control characters (C0, DEL,
+/// Makes text from a package or a disk safe for terminals, messages and columns: control characters (C0, DEL,
 /// C1), line and paragraph separators, bidirectional controls, and bytes that are not UTF-8 become a backslash and
 /// "n", "t" or "xHH" (two lower-case hexadecimal digits, one for each byte); a backslash is doubled; everything
 /// else stays.

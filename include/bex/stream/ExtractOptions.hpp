@@ -8,7 +8,7 @@
 
 namespace bex::stream {
 
-/// What extraction does where something exists under an entry's name. A directory that exists is always used.
+/// What extraction does if something exists under the name of an entry. A directory that exists is always used.
 enum class Existing {
     replace,  ///< replaces a file or link once the new one is complete; fails for a directory
     keep,     ///< leaves it alone and skips the entry; existing directories keep their modes and times, too
@@ -21,8 +21,8 @@ struct ExtractOptions {
     /// to compare. The directories above an extracted entry are created as needed.
     std::function<bool(const Entry&)> select;
     unsigned stripComponents = 0;  ///< leading components to drop; an entry with no more than these is left out
-    /// Returns the path below the destination that an entry gets instead of `path`, which is plain, without the
-    /// components that are dropped and never ""; "" leaves the entry out. Called for each entry and for each hard
+    /// Returns the path below the destination that an entry gets instead of `path`; "" skips the entry. `path` is
+    /// plain, without the components that are dropped, and never "". Called for each entry and for each hard
     /// link's target, so it must return the same for the same path. A path that leads out of the destination is
     /// refused.
     std::function<std::string(const std::string& path)> rename;

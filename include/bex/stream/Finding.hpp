@@ -10,10 +10,10 @@ namespace bex::stream {
 
 enum class Severity {
     warning,  ///< readers differ harmlessly, or it is bad practice
-    error     ///< a reader or dpkg refuses it, or contents are not what is promised
+    error     ///< a reader or dpkg refuses it, or contents differ from what the package promises
 };
 
-/// One thing that is wrong with a package: what a StreamError would hold. docs/findings.md lists codes and
+/// One fault of a package, with the fields of a StreamError. docs/findings.md lists codes and
 /// severities.
 struct Finding : ErrorRecord {
     Finding(Severity severityOfIt, const ErrorRecord& record) : ErrorRecord(record), severity(severityOfIt) {}
@@ -21,8 +21,8 @@ struct Finding : ErrorRecord {
     Severity severity;
 };
 
-/// Thrown by PackageEditor for an error that verify() would list and EditOptions::allow does not name. Naming its
-/// code() lets it pass.
+/// Thrown by PackageEditor for an error that verify() would list, unless EditOptions::allow names its
+/// code().
 class BEX_EXPORT FindingRefused : public StreamError {
 public:
     using StreamError::StreamError;

@@ -23,9 +23,9 @@ struct IndexedEntry {
     std::uint64_t position = 0;  ///< of its headers in the payload's tar archive, in bytes
 };
 
-/// The contents of one file of an IndexedPackage, read from any place. Keeps what it needs of the package alive.
-/// Used by one thread at a time; several streams may be used by several threads. Copies have a position of their
-/// own.
+/// The contents of one file of an IndexedPackage, read from any position. Keeps the parts of the package alive
+/// that it needs. Used by one thread at a time; several streams may be used by several threads. Copies have a
+/// position of their own.
 class BEX_EXPORT EntryStream {
 public:
     ~EntryStream();
@@ -39,11 +39,11 @@ public:
     std::uint64_t size() const noexcept;
     std::uint64_t position() const noexcept;
 
-    /// Goes to a byte of the contents; reading from size() on gives nothing. Reads nothing itself.
+    /// Sets the position in the contents; read() from size() on returns 0. Reads nothing itself.
     void seek(std::uint64_t position) noexcept;
 
-    /// Reads up to `size` bytes and returns their number, which is 0 only where `size` is 0 or at the end. Unpacks
-    /// the blocks in which they lie. Throws StreamError.
+    /// Reads up to `size` bytes and returns their number, which is 0 only if `size` is 0 or at the end. Unpacks
+    /// the blocks that contain them. Throws StreamError.
     std::size_t read(char* buffer, std::size_t size);
 
 private:
@@ -56,17 +56,17 @@ private:
 };
 
 /// A package whose payload ends with an index (WriteOptions::index), so that its entries are known, and any file
-/// can be read, without reading the payload: opening reads structure, control archive and index, and a file takes
-/// the blocks of 1 MiB in which it lies.
+/// can be read, without reading the payload. Opening reads structure, control archive and index. Reading a file
+/// unpacks the blocks of 1 MiB that contain it.
 ///
-/// The index is what the package says about itself. It is for packages that are trusted: what PackageReader lists
-/// and extracts is what dpkg installs, what is listed here need not be. Before a file is read or an entry
-/// extracted, the tar header at its place must say the same as the index, the block's length and checksum must be
-/// right, and the rules of PackageReader hold for what is extracted; SECURITY.md says what remains possible.
+/// The index is a statement of the package about itself, so use it only for trusted packages: PackageReader lists
+/// and extracts what dpkg installs, but an index may list something else. Before a file is read or an entry is
+/// extracted, the tar header at its position must agree with the index, and the length and checksum of the block
+/// must be right. Extraction follows the rules of PackageReader. SECURITY.md says what remains possible.
 /// verify() and PackageReader compare the index with the payload when they read to its end.
 ///
 /// Every failure is a StreamError whose message begins with the package's name: `damaged` (`index-mismatch`) for
-/// an index or a place that is not what the index says, `unsupported` for a package without an index
+/// an index or a position that does not agree with the index, `unsupported` for a package without an index
 /// (`index-missing`) or with one of another version (`index-version`), `limitExceeded` for Limits::entries,
 /// nameBytes, indexBytes and those of the control archive.
 ///
@@ -76,36 +76,36 @@ class BEX_EXPORT IndexedPackage {
 public:
     /// Opens a regular file.
     explicit IndexedPackage(const std::string& path, const ReadOptions& options = {});
-    /// A package that is all of the source. Messages call it `name`.
+    /// Reads a package that is the whole source. Messages call it `name`.
     IndexedPackage(std::shared_ptr<Source> source, const std::string& name, const ReadOptions& options = {});
     ~IndexedPackage();
     IndexedPackage(IndexedPackage&&) noexcept;
     IndexedPackage& operator=(IndexedPackage&&) noexcept;
 
-    /// As PackageReader's.
+    /// As for PackageReader.
     const ControlParagraph& control() const;
     const std::vector<ControlMember>& controlMembers() const noexcept;
     const std::vector<Member>& members() const noexcept;
 
     /// Number of entries.
     std::size_t size() const noexcept;
-    /// Bytes of the package that are the index.
+    /// The size of the index in bytes.
     std::uint64_t indexBytes() const noexcept;
 
-    /// The entry of that number, less than size(), in the package's order. Neighbours are unpacked together: going
-    /// through all entries in order unpacks each once.
+    /// The entry with this number, less than size(), in the order of the package. Neighbours are unpacked
+    /// together, so reading all entries in order unpacks each of them once.
     IndexedEntry at(std::size_t number) const;
 
     /// The number of the first entry whose path, in plainPath() form, is `plain`. Takes logarithmic time; in a
-    /// package whose paths are not sorted the first call takes linear time and 16 bytes of memory an entry.
+    /// package whose paths are not sorted, the first call takes linear time and 16 bytes of memory for each entry.
     std::optional<std::size_t> find(std::string_view plain) const;
 
-    /// The contents of a regular file or, for a hard link, of the file that it leads to. Throws StreamError
+    /// The contents of a regular file or, for a hard link, of its target. Throws StreamError
     /// (`invalidInput`) for an entry without contents.
     EntryStream open(std::size_t number) const;
 
-    /// Extracts the entries that `options.select` returns true for, as PackageReader::extract() does. Only the
-    /// blocks in which these lie are read.
+    /// Extracts the entries that `options.select` returns true for, as PackageReader::extract() does. Reads only
+    /// the blocks that contain these.
     ExtractResult extract(const std::string& destination, const ExtractOptions& options = {}) const;
 
 private:

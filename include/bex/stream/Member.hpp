@@ -17,7 +17,7 @@ struct Member {
     Compression compression = Compression::none;
 };
 
-/// One file of the control archive, whole.
+/// One file of the control archive, with its contents.
 struct ControlMember {
     Entry entry;  ///< its path as stored: "./control" or "control"
     std::string contents;

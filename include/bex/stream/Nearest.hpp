@@ -7,8 +7,8 @@
 
 namespace bex::stream {
 
-/// The known word that the given one was probably meant to be: at most two characters inserted, deleted or
-/// replaced away, ASCII case not counted. "" when none is near.
+/// The known word that is nearest to the given one: at most two characters inserted, deleted or replaced, without
+/// regard to ASCII case. "" if none is near.
 BEX_EXPORT std::string nearest(const std::string& word, const std::vector<std::string>& known);
 
 }  // namespace bex::stream

@@ -16,22 +16,22 @@ namespace bex::stream {
 
 class PackageWriter;
 
-/// Changes a finished package without unpacking it to disk. write() makes the control archive anew and copies all
-/// else byte for byte; repack() compresses both archives anew and changes neither; copyTo() hands everything to a
-/// PackageWriter, for changes of the payload.
+/// Changes a finished package without unpacking it to disk. write() makes the control archive anew and copies
+/// everything else byte for byte. repack() compresses both archives anew and changes neither. copyTo() adds
+/// everything to a PackageWriter, for changes of the payload.
 ///
 /// What an edit does not name stays as it is: the order of fields and the lines of those that are not changed,
 /// control members with their attributes, md5sums and Installed-Size, members that this library does not know.
-/// Signatures, members whose name begins with "_gpg", are left out with a note: they no longer hold. Nothing
-/// depends on the clock: a new control member gets the newest time of the control archive.
+/// Signatures (members whose name begins with "_gpg") are left out with a note, because they are no longer valid.
+/// Nothing depends on the clock: a new control member gets the newest time of the control archive.
 ///
 /// The file is opened once. If it changes before a function below has read it, or is replaced before it would be
 /// overwritten, that function throws StreamError (`inputOutput`).
 ///
-/// What verify() calls an error throws FindingRefused (Finding.hpp): of structure and control archive in every
-/// function; of the payload where it is read, which write() does only for a new conffile and for
-/// EditOptions::check. A fault that is mended in time does not count. What cannot be read at all, and a fault that
-/// an edit itself brings in, is refused whatever is allowed.
+/// If verify() reports an error, the functions below throw FindingRefused (Finding.hpp). Every function checks
+/// structure and control archive. The payload is checked if it is read, which write() does only for a new conffile
+/// and for EditOptions::check. An error that the edit repairs does not count. Something that cannot be read, and
+/// an error that the edit introduces, is always refused.
 ///
 /// Used by one thread at a time; several editors may run in different threads. Movable, not copyable.
 class BEX_EXPORT PackageEditor {
@@ -42,11 +42,11 @@ public:
     PackageEditor(PackageEditor&&) noexcept;
     PackageEditor& operator=(PackageEditor&&) noexcept;
 
-    /// The control paragraph, to be changed by the caller. Throws StreamError (`damaged`) where "control" cannot
-    /// be parsed; it then stays as it is.
+    /// The control paragraph, to be changed by the caller. Throws StreamError (`damaged`) if "control" cannot
+    /// be parsed; the member then stays as it is.
     ControlParagraph& control();
 
-    /// The control members as they are now; that named "control" without the changes of control().
+    /// The control members as they are now. The member "control" does not show the changes of control().
     const std::vector<ControlMember>& controlMembers() const noexcept;
 
     /// The members of the package as it was opened.
@@ -65,21 +65,21 @@ public:
     void addConffile(const std::string& path);
 
     /// Writes the package with its changes to `path`, which holds its old contents until the new package is
-    /// complete, as PackageWriter::write() does it; a symlink under that name is replaced itself. If `path` leads
-    /// to the package itself, the new file gets its owner, as far as the process may, and its permissions;
-    /// otherwise those of a new file. Throws StreamError: `invalidInput` with every fault of the control paragraph
-    /// that the changes brought in; as above.
+    /// complete, like PackageWriter::write(); a symlink under that name is replaced itself. If `path` leads to the
+    /// package itself, the new file gets its permissions and, if the process may set it, its owner; otherwise
+    /// those of a new file. Throws StreamError (`invalidInput`) with every fault of the control paragraph that the
+    /// changes introduced, and as above.
     EditResult write(const std::string& path) const;
 
     /// Writes the package, with its changes, compressed anew. The tar archive of the payload stays the same byte
-    /// for byte; it goes from decoder to encoder through memory, on ReadOptions::threads threads, and every byte
-    /// of it is verified on the way. Throws as write() and for options that the compression does not have.
+    /// for byte. It is decompressed and compressed in memory, on ReadOptions::threads threads, and is verified
+    /// meanwhile. Throws as write() and for options that the compression does not have.
     EditResult repack(const std::string& path, const RepackOptions& options) const;
 
     /// Adds the payload's entries that `keep` returns true for, all control members and the control paragraph,
     /// with its changes, to a writer. The whole package is verified first. `keep` is called twice for each entry;
-    /// unset: all are kept. A hard link whose file is left out becomes that file. Conffiles that are left out are
-    /// returned and no longer marked. "md5sums" is not copied: write() of the writer makes it. Throws as
+    /// unset: all are kept. A hard link whose file is left out becomes that file. Returns the conffiles that are
+    /// left out; they are no longer marked. "md5sums" is not copied: write() of the writer makes it. Throws as
     /// PackageWriter::add() and PackageWriter::addControlMember(), too.
     std::vector<std::string> copyTo(PackageWriter& writer,
                                     const std::function<bool(const Entry&)>& keep = nullptr) const;

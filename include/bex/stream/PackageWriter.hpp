@@ -20,8 +20,8 @@ namespace bex::stream {
 
 class PackageReader;
 
-/// Collects what goes into a package, then writes it in one pass over the contents. Memory depends on the number
-/// of threads and the block size and, by some hundred bytes each, on the number of entries.
+/// Collects the contents of a package, then writes it in one pass over them. Memory depends on the number of
+/// threads, the block size, and the number of entries (some hundred bytes each).
 ///
 /// Paths in the package are given with or without a leading "/" or "./"; ".." and names with NUL or newline are
 /// refused. Every parent directory gets an entry. Entries are sorted bytewise, "/" before every other byte, so
@@ -29,15 +29,15 @@ class PackageReader;
 /// Symlinks below a tree stay symlinks. A file with several names below one tree is stored once, under the first;
 /// the others become hard links. A directory may be given several times, the last one counts.
 ///
-/// Nothing is lost in silence. These are errors that name source and reason: what cannot be read, vanishes or
-/// changes after it was added or while it is read; sockets, FIFOs and devices in a tree; two sources for one path.
-/// A source whose status changes while its size, modification time, mode, owner and contents stay, as by a new
-/// hard link to it, has not changed. Attributes and targets of symlinks are those at the time of adding. Relative
-/// source paths must stay valid until write() returns.
+/// Nothing is skipped silently. These are errors that name source and reason: a source that cannot be read, or
+/// that vanishes or changes after it was added or while it is read; sockets, FIFOs and devices in a tree; two
+/// sources for one path. A source has not changed if its size, modification time, mode, owner and contents are the
+/// same; so a new hard link is not a change. Attributes and targets of symlinks are those at the time of adding.
+/// Relative source paths must stay valid until write() returns.
 ///
 /// Patterns are glob(7) patterns, matched byte by byte in every locale against the whole path without a leading
-/// "./"; "*" and "?" match "/" too. "etc/x", "/etc/x", "./etc/x" and "etc/x/" are the same pattern. One that
-/// equals the path matches it, whatever characters it has.
+/// "./"; "*" and "?" match "/" too. "etc/x", "/etc/x", "./etc/x" and "etc/x/" are the same pattern. A pattern that
+/// is equal to the path always matches it.
 ///
 /// Contents that can be read only once, such as those of a pipe, are kept in an unnamed file in the directory that
 /// the environment's TMPDIR names, or else in /tmp, until the writer is destroyed.
@@ -54,10 +54,10 @@ public:
     ControlParagraph& control() noexcept;
     const ControlParagraph& control() const noexcept;
 
-    /// Walks the tree now, without reading the contents of its files. No symlink is followed but `source` itself.
+    /// Walks the tree now, without reading the contents of its files. Follows no symlink except `source` itself.
     /// The tree's root becomes the directory `options.prefix` with mode 0755.
     /// Throws StreamError (`inputOutput` for what cannot be read, `invalidInput` for what cannot be packaged) and
-    /// what the filter throws; nothing of the tree is added then.
+    /// the exceptions of the filter; then nothing of the tree is added.
     void addTree(const std::string& source, const TreeOptions& options = {});
 
     /// One regular file from disk; a symlink under that name is followed. A FIFO, which includes the pipes that
@@ -72,8 +72,8 @@ public:
     void addDescriptor(int descriptor, const std::string& path, const Attributes& attributes = {});
 
     /// Contents of `size` bytes that `read` supplies when write() asks for them, once, and once more for
-    /// WriteOptions::check. write() throws what `read` throws, and StreamError (`inputOutput`) if the contents end
-    /// early.
+    /// WriteOptions::check. write() throws the exceptions of `read`, and StreamError (`inputOutput`) if the
+    /// contents end early.
     void addContents(std::uint64_t size, ContentReader read, const std::string& path,
                      const Attributes& attributes = {});
 
@@ -96,13 +96,13 @@ public:
     void addControl(const PackageReader& package);
 
     /// Sets the permission bits of every file and directory, but of no symlink, whose path matches the pattern,
-    /// wherever they come from. A later call wins over an earlier one. A file with several names gets the mode of
+    /// wherever they come from. A later call overrides an earlier one. A file with several names gets the mode of
     /// the last rule that matches any of them. write() throws StreamError (`invalidInput`) for a pattern that
     /// matches no file or directory.
     void setMode(const std::string& pattern, std::uint32_t mode);
 
-    /// Sets owner and group of every entry, symlinks too, whose path matches the pattern, in the same way. It wins
-    /// over attributes that are given and over WriteOptions::keepOwner.
+    /// Sets owner and group of every entry, symlinks too, whose path matches the pattern, in the same way. It
+    /// overrides attributes that are given and WriteOptions::keepOwner.
     void setOwner(const std::string& pattern, const Ownership& owner);
 
     /// A maintainer script ("preinst", "postinst", "prerm", "postrm", "config"), stored with mode 0755, or any
@@ -116,7 +116,7 @@ public:
     void addConffile(const std::string& path);
     /// Marks every regular file of the payload at or below this path as configuration, whenever it is added.
     void addConffilesBelow(const std::string& path);
-    /// Marks a configuration file that earlier versions had and that dpkg is to remove (deb-conffiles(5),
+    /// Marks a configuration file of earlier versions that dpkg must remove (deb-conffiles(5),
     /// "remove-on-upgrade"). write() refuses a path that the payload has.
     void addRemovedConffile(const std::string& path);
 
@@ -129,17 +129,17 @@ public:
     /// directory is needed, a hard link, a conffile or a pattern without a file.
     std::vector<Entry> plan(const WriteOptions& options = {}) const;
 
-    /// Writes the package to `path`, which holds the old file until the new one is complete: the bytes go to an
-    /// unnamed file in the same directory, which is synced and renamed over the target. On any error, cancellation
-    /// included, the target is what it was and nothing else is left. A symlink under that name is replaced itself.
-    /// Needs as much space there as the package, and twice as much where the file system cannot punch holes into
-    /// files.
+    /// Writes the package to `path`, which keeps the old file until the new one is complete: the bytes go to an
+    /// unnamed file in the same directory, which is synced and renamed over the target. After any error, including
+    /// cancellation, the target is unchanged and nothing else is left. A symlink under that name is replaced
+    /// itself. Needs as much space there as the package, and twice as much if the file system cannot punch holes
+    /// into files.
     ///
     /// Throws StreamError: `invalidInput` with every fault of the control paragraph before anything is opened, as
     /// plan(), for options that the compression does not have, for a control member that dpkg would refuse
     /// ("triggers" that it cannot parse, a script whose first line ends with a carriage return), and for a member
-    /// over the 9999999999 bytes that ar can tell (before anything is written where compression cannot make it
-    /// smaller, else as soon as it is over); `damaged` naming the first entry or control member that
+    /// over the 9999999999 bytes that ar can store (before anything is written if compression cannot make it
+    /// smaller, else as soon as it is larger); `damaged` naming the first entry or control member that
     /// WriteOptions::check finds to differ; `cancelled`; else as above.
     WriteResult write(const std::string& path, const WriteOptions& options = {}) const;
 

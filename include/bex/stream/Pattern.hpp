@@ -8,13 +8,13 @@
 namespace bex::stream {
 
 /// A glob(7) pattern for paths of a package, in which "*" and "?" match "/" too. "etc/x", "/etc/x" and "./etc/x"
-/// are the same pattern. Compares bytes, whatever the locale, so that equal input has equal results. A copyable
+/// are the same pattern. Compares bytes in every locale, so that equal input gives equal results. A copyable
 /// value.
 class BEX_EXPORT Pattern {
 public:
     explicit Pattern(std::string_view pattern);
 
-    /// The pattern without what begins or ends it and means nothing, as plainPath() has it.
+    /// The pattern in canonical form, as plainPath() returns it.
     const std::string& text() const noexcept { return text_; }
 
     /// Whether the plain path matches, or is the pattern itself: a name such as "a[1]" is found by itself.

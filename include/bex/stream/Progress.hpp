@@ -6,7 +6,7 @@
 
 namespace bex::stream {
 
-/// How far a long operation has come.
+/// The progress of a long operation.
 struct Progress {
     std::uint64_t bytesDone = 0;   ///< payload bytes, uncompressed
     std::uint64_t bytesTotal = 0;  ///< 0 while it is not known
@@ -14,7 +14,7 @@ struct Progress {
 };
 
 /// Called on the thread that runs the operation, at most some tens of times a second and once at its end.
-/// An answer of false cancels: the operation undoes what it began and throws StreamError (`cancelled`).
+/// Returning false cancels: the operation removes what it has begun and throws StreamError (`cancelled`).
 using ProgressCallback = std::function<bool(const Progress&)>;
 
 }  // namespace bex::stream

@@ -9,12 +9,12 @@ namespace bex::stream {
 struct ReadOptions {
     Limits limits;
     unsigned threads = 0;  ///< for decompression; 0: one for each processor, 1: the caller's thread alone
-    /// Reads the control archive no further than the file "control", and so no entry after it: for who needs
-    /// fields alone and fetches every byte from afar. What stands after it is not checked, and the members from
-    /// there on are missing. verify() ignores it.
+    /// Reads the control archive no further than the file "control", for callers that need only fields and read a
+    /// remote package. Everything after the file is not checked, and members after it are missing. verify()
+    /// ignores this.
     bool controlFileOnly = false;
-    /// For next(), read(), extract() and verify(). bytesTotal is the package's Installed-Size, an estimate, until
-    /// the end, when it is exact; 0 where the package does not say.
+    /// For next(), read(), extract() and verify(). bytesTotal is an estimate, the package's Installed-Size
+    /// (0 if it has none), and exact at the end.
     ProgressCallback progress;
 };
 

@@ -11,7 +11,7 @@
 
 namespace bex::stream {
 
-/// "<<", "<=", "=", ">=" and ">>": how a package's version must compare with the one of a relation.
+/// How the version of a package must compare with that of a relation: "<<", "<=", "=", ">=" and ">>".
 enum class VersionOperator { earlier, earlierOrEqual, equal, laterOrEqual, later };
 
 /// The versions that a relation admits, such as ">= 2.36".
@@ -33,7 +33,7 @@ struct BEX_EXPORT Relation {
 
     std::string format() const;
 
-    /// Whether the package satisfies this by itself or by what it provides. A relation with a version is
+    /// Whether the package satisfies this by itself or by one of its Provides. A relation with a version is
     /// satisfied only by a Provides with a version. Time grows with the number of provided packages.
     bool satisfiedBy(const Candidate& candidate, const RelationScope& scope) const;
 };
@@ -61,13 +61,13 @@ struct BEX_EXPORT Candidate {
     MultiArch multiArch = MultiArch::no;
     std::vector<Relation> provides;
 
-    /// Takes Package, Version, Architecture, Multi-Arch and Provides of a binary package's paragraph. Throws
-    /// StreamError (`invalidInput`) where one of the first three is missing, or one of the others or Version
+    /// Reads Package, Version, Architecture, Multi-Arch and Provides of a binary package's paragraph. Throws
+    /// StreamError (`invalidInput`) if one of the first three is missing, or if Version, Multi-Arch or Provides is
     /// malformed.
     static Candidate of(const ControlParagraph& paragraph);
 };
 
-/// What a relation without an architecture means.
+/// The meaning of a relation without an architecture.
 struct RelationScope {
     std::string native;                ///< the system's architecture (`dpkg --print-architecture`)
     std::string architecture = "all";  ///< of the package whose field it is; "all" counts as the native one

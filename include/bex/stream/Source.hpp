@@ -11,8 +11,8 @@
 
 namespace bex::stream {
 
-/// Bytes that can be read at any offset, such as those of a package. A caller's own class may stand for a part of
-/// a larger file, a cache or a file on a server.
+/// Bytes that can be read at any offset, such as those of a package. A caller's own class may represent a part
+/// of a larger file, a cache or a file on a server.
 ///
 /// A source has no position. Several threads may call both functions at once.
 class BEX_EXPORT Source {
@@ -21,13 +21,13 @@ public:
     Source(const Source&) = delete;
     Source& operator=(const Source&) = delete;
 
-    /// Number of bytes. A reader asks more than once; a package whose source shrinks meanwhile counts as
+    /// Number of bytes. A reader calls this more than once; a package whose source shrinks meanwhile counts as
     /// truncated.
     virtual std::uint64_t size() = 0;
 
-    /// Reads up to `size` bytes from `offset` on and returns their number, which is 0 only where `size` is 0 or
-    /// `offset` is not less than size(). May return fewer than are there. Throws StreamError (`inputOutput`); any
-    /// other exception of a caller's class passes through the reader unchanged.
+    /// Reads up to `size` bytes from `offset` on and returns their number, which is 0 only if `size` is 0 or
+    /// `offset` is not less than size(). May return fewer bytes than are available. Throws StreamError
+    /// (`inputOutput`); any other exception of a caller's class passes through the reader unchanged.
     virtual std::size_t readAt(std::uint64_t offset, char* buffer, std::size_t size) = 0;
 
     static constexpr std::uint64_t kToEnd = std::numeric_limits<std::uint64_t>::max();
@@ -35,7 +35,7 @@ public:
     /// A regular file, open as long as the source lives. Throws StreamError (`inputOutput`) for anything else.
     static std::shared_ptr<Source> ofFile(const std::string& path);
 
-    /// `length` bytes from `offset` on of the regular file behind a descriptor, fewer where the file ends earlier.
+    /// `length` bytes from `offset` on of the regular file behind a descriptor, fewer if the file ends earlier.
     /// The descriptor's own position is neither used nor moved. The descriptor stays the caller's and must outlive
     /// the source. Messages call it `name`. Throws as ofFile().
     static std::shared_ptr<Source> ofDescriptor(int descriptor, const std::string& name, std::uint64_t offset = 0,

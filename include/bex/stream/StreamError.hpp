@@ -9,12 +9,12 @@
 
 namespace bex::stream {
 
-/// The kind of an error, for programs that answer differently to each.
+/// The kind of an error, for programs that handle kinds differently.
 enum class ErrorKind {
-    invalidInput,   ///< what the caller gave cannot make a package: fields, names, options
+    invalidInput,   ///< fields, names or options from the caller cannot make a package
     damaged,        ///< the package breaks its format, or a checksum does not match
     unsupported,    ///< the package is of a kind that this library does not read
-    limitExceeded,  ///< the package asks for more than the Limits in force allow
+    limitExceeded,  ///< the package exceeds one of the Limits
     refused,        ///< an entry is refused as unsafe
     inputOutput,    ///< the system failed a read, a write or another call
     cancelled       ///< a progress callback asked to stop
@@ -24,23 +24,23 @@ enum class ErrorKind {
 /// "cancelled".
 BEX_EXPORT const char* nameOf(ErrorKind kind) noexcept;
 
-/// One error, taken apart. Names are as they came, not escaped; "" where none is meant.
+/// The parts of an error. Names are as they came, not escaped; "" means none.
 struct ErrorRecord {
     ErrorKind kind = ErrorKind::damaged;
-    std::string code;     ///< stable: as docs/findings.md lists it, or the kind's own word, such as "input-output"
+    std::string code;  ///< stable: as docs/findings.md lists it, or the word for the kind, such as "input-output"
     std::string package;  ///< the package, or the file or directory on disk
     std::string member;   ///< of the ar archive
     std::string entry;    ///< path as stored, of the payload or of the control archive
     std::string reason;   ///< one sentence for people, names within it escaped
     std::string limit;    ///< the field of Limits that is exceeded
     int systemError = 0;  ///< errno of a call that failed
-    /// Where in a text file, counted from 1, columns in bytes; 0 where none is meant.
+    /// The position in a text file, counted from 1, columns in bytes; 0 means none.
     std::size_t line = 0;
     std::size_t column = 0;
 };
 
 /// The record as one line for people: `PACKAGE: member "MEMBER": ENTRY:LINE:COLUMN: REASON`, without the parts
-/// that are not meant, with names escaped by escapeForDisplay(). Entries of the payload are named by their path
+/// that are empty, with names escaped by escapeForDisplay(). Entries of the payload are named by their path
 /// alone.
 BEX_EXPORT std::string messageOf(const ErrorRecord& record);
 
@@ -49,7 +49,7 @@ BEX_EXPORT std::string messageOf(const ErrorRecord& record);
 class BEX_EXPORT StreamError : public std::runtime_error {
 public:
     explicit StreamError(ErrorRecord record);
-    /// An error about no place, such as one of a caller's Sink; its code is the kind's own word.
+    /// An error without a place, such as one of a caller's Sink; its code is the word for its kind.
     StreamError(ErrorKind kind, std::string reason);
     ~StreamError() override;
 

@@ -10,16 +10,16 @@ namespace bex::stream {
 
 /// How PackageWriter::addTree() packages a tree.
 struct TreeOptions {
-    /// Directory in the package below which the tree is placed, such as "opt/site"; "" is the root.
+    /// Directory in the package for the tree, such as "opt/site"; "" is the root.
     std::string prefix;
-    /// Patterns, as PackageWriter describes them, of paths relative to the tree. What matches one is left out,
-    /// with everything below it.
+    /// Patterns, as PackageWriter describes them, of paths relative to the tree. Entries that match are left
+    /// out, with everything below them.
     std::vector<std::string> exclude;
     /// Leaves out sockets, FIFOs and devices instead of refusing them.
     bool skipSpecialFiles = false;
     /// Called for everything below the tree's root that no pattern excludes: false leaves the entry out, with
-    /// everything below it. Its path, "./" first, is relative to the tree; attributes and owner's numbers are
-    /// those on disk. Directories are not read before they are accepted.
+    /// everything below it. Its path begins with "./" and is relative to the tree; attributes and numbers of
+    /// owners are those on disk. Directories are not read before they are accepted.
     std::function<bool(const Entry&)> filter = nullptr;
     /// Gives the tree's root the mode that it has on disk instead of 0755. A scratch directory that a tree was
     /// prepared in is often private to its user.

@@ -12,16 +12,16 @@
 
 namespace bex::stream {
 
-/// Checks all of a package: structure, every checksum, md5sums against contents, fields, conffiles, triggers and
-/// maintainer scripts, entries that extraction would refuse, what dpkg refuses or other readers see differently,
-/// bytes after the end marks. Inflates gzip with zlib, as dpkg-deb does, which takes more time than reading. Goes
-/// on after an error as far as the format allows and returns all findings: none when all is well; a package
-/// without an error among them is unpacked and registered by dpkg. Stops with the code "limit" where a step makes
-/// more than 100000. Reads the package once, so it may be a pipe. Throws StreamError (`inputOutput`, `cancelled`)
-/// only for what is not the package's fault, and what onFinding throws.
+/// Checks a whole package: structure, every checksum, md5sums against contents, fields, conffiles, triggers and
+/// maintainer scripts, entries that extraction or dpkg would refuse or that other readers see differently, and
+/// bytes after the end marks. Inflates gzip with zlib, as dpkg-deb does, which takes more time than reading.
+/// Continues after an error as far as the format allows and returns all findings, none for a sound package. dpkg
+/// unpacks and registers a package without errors. Stops with the code "limit" if a step makes more than 100000
+/// findings. Reads the package once, so it may be a pipe. Throws StreamError (`inputOutput`, `cancelled`) only for
+/// failures that the package did not cause, and the exceptions of onFinding.
 BEX_EXPORT std::vector<Finding> verify(const std::string& path, const VerifyOptions& options = {});
 
-/// Verifies what PackageReader would read from the descriptor or source.
+/// Verifies the package that PackageReader would read from the descriptor or source.
 BEX_EXPORT std::vector<Finding> verify(int descriptor, const std::string& name, const VerifyOptions& options = {});
 BEX_EXPORT std::vector<Finding> verify(std::shared_ptr<Source> source, const std::string& name,
                                        const VerifyOptions& options = {});
