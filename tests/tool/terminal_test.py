@@ -1,5 +1,6 @@
 """What needs a terminal, or a hand that acts while the program runs: colours, the bar, interrupts, changed sources."""
 
+import contextlib
 import os
 import pty
 import re
@@ -50,6 +51,15 @@ class Running:
                 if not data:
                     os.close(source)
                     del self.sources[source]
+
+    def has_open(self, directory):
+        """Whether a file of that directory is open, which may have no name."""
+        descriptors = f"/proc/{self.process.pid}/fd"
+        for number in os.listdir(descriptors):
+            with contextlib.suppress(FileNotFoundError):  # closed since it was listed
+                if os.readlink(f"{descriptors}/{number}").startswith(f"{directory}/"):
+                    return True
+        return False
 
     def finish(self, number=None):
         """Status, standard output and standard error once it has ended, by a signal where one is given."""
@@ -150,7 +160,8 @@ class InterruptTest(ToolTest):
         child = self.start("build", "tree", "out.bex", *FIELDS, "--stdin", "in", stdin=subprocess.PIPE,
                            variables={"TMPDIR": self.path("tmp")})
         deadline = time.monotonic() + PATIENCE
-        while not os.listdir(self.path("tmp")) and time.monotonic() < deadline:
+        while not child.has_open(self.path("tmp")):
+            self.assertLess(time.monotonic(), deadline)
             os.sched_yield()
         self.assertEqual(child.finish(signal.SIGINT), (130, "", "bex: interrupted\n"))
         child.process.stdin.close()
