@@ -1,11 +1,14 @@
 #include "bex/remote/RemoteFile.hpp"
 
 #include <algorithm>
+#include <cstddef>
 #include <mutex>
+#include <optional>
 #include <utility>
 #include <vector>
 
 #include "remote/RangeAnswer.hpp"
+#include "remote/RangeQueue.hpp"
 #include "remote/http/Client.hpp"
 #include "remote/http/Failure.hpp"
 
@@ -17,12 +20,11 @@ constexpr std::uint64_t kFrontBytes = std::uint64_t{64} << 10;
 /// Whoever reads on beyond the front reads the rest of a large control archive: few requests, whatever its size.
 constexpr std::uint64_t kFirstStepBytes = 4 * kFrontBytes;
 constexpr std::uint64_t kLargestStepBytes = std::uint64_t{4} << 20;
-/// A short gap is fetched, too: what is in it is asked for next, as a rule, and another request takes longer.
-constexpr std::uint64_t kLargestGapBytes = std::uint64_t{1} << 20;
-/// The end is asked for in one request where an index is not larger than a 4096th of the file, or 64 KiB.
-constexpr std::uint64_t kPaddingBytes = 1;
-constexpr std::uint64_t kLargestTailBytes = std::uint64_t{1} << 20;
+/// Elsewhere there is a header, as a rule, and little after it is read.
 constexpr std::uint64_t kHeaderBytes = std::uint64_t{4} << 10;
+/// Of what is announced so much is asked for at once, and so many such requests are under way.
+constexpr std::uint64_t kLargestRangeBytes = std::uint64_t{4} << 20;
+constexpr std::size_t kMostFlights = 2;
 constexpr std::uint64_t kKeptBytes = std::uint64_t{16} << 20;
 
 /// Bytes that were fetched.
@@ -32,6 +34,15 @@ struct Piece {
 
     bool has(std::uint64_t place) const noexcept { return place >= offset && place - offset < bytes.size(); }
     std::uint64_t end() const noexcept { return offset + bytes.size(); }
+};
+
+/// A range that was announced and asked for; its answer comes in while others are waited for.
+struct Flight {
+    ByteRange range;
+    Request request;
+    std::unique_ptr<Transfer> transfer;
+
+    bool has(std::uint64_t place) const noexcept { return place >= range.first && place <= range.last; }
 };
 
 /// One client for all requests of a file, so that connections are used again. The mutex makes callers in several
@@ -56,6 +67,19 @@ public:
         // The piece may end before `size` bytes: a source may return fewer.
         const Piece& piece = pieceAt(offset, size);
         return piece.bytes.copy(buffer, size, static_cast<std::size_t>(offset - piece.offset));
+    }
+
+    bool willRead(const std::vector<Range>& ranges) override {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        for (const Range& range : ranges) {
+            const std::uint64_t size = sizeKnown();
+            if (range.size != 0 && range.offset < size) {
+                // The shorter of both, so that a sum cannot wrap.
+                announced_.add({range.offset, range.offset + std::min(range.size, size - range.offset) - 1});
+            }
+        }
+        keepFlying();
+        return true;
     }
 
     std::unique_ptr<stream::ForwardSource> download() override;
@@ -90,43 +114,114 @@ private:
     }
 
     const Piece& pieceAt(std::uint64_t offset, std::size_t wanted) {
-        const auto found =
-            std::find_if(pieces_.begin(), pieces_.end(), [&](const Piece& piece) { return piece.has(offset); });
-        if (found != pieces_.end()) {
-            return *found;
+        const auto piece = pieceWith(offset);
+        if (piece != pieces_.end()) {
+            return *piece;
         }
-        return fetch(rangeFor(offset, wanted));
+        const auto flight = flightWith(offset);
+        if (flight == flights_.end()) {
+            return fetch(rangeFor(offset, wanted));
+        }
+        Flight landing = std::move(*flight);
+        flights_.erase(flight);
+        // Before this one is awaited, so that the next ones come in meanwhile.
+        keepFlying();
+        return land(std::move(landing));
     }
 
-    /// What is fetched where `wanted` bytes from `offset` on are asked for: what follows the newest piece, in
-    /// steps that grow; of another place no more than is wanted; or all of the end, where an index is.
+    std::vector<Piece>::iterator pieceWith(std::uint64_t offset) {
+        return std::find_if(pieces_.begin(), pieces_.end(), [&](const Piece& piece) { return piece.has(offset); });
+    }
+
+    std::vector<Flight>::iterator flightWith(std::uint64_t offset) {
+        return std::find_if(flights_.begin(), flights_.end(),
+                            [&](const Flight& flight) { return flight.has(offset); });
+    }
+
+    /// What is fetched where `wanted` bytes from `offset` on are asked for that nobody announced: what follows the
+    /// newest piece, in steps that grow; of another place little more than is wanted.
     ByteRange rangeFor(std::uint64_t offset, std::size_t wanted) {
         const std::uint64_t size = *version_.size();
-        const std::uint64_t end = pieces_.back().end();
-        if (offset >= end && offset - end <= kLargestGapBytes) {
-            // Beyond a gap there is a header, as a rule, and little after it is read.
-            const std::uint64_t step = std::max<std::uint64_t>(offset == end ? step_ : kHeaderBytes, wanted);
+        std::uint64_t step = kHeaderBytes;
+        if (offset == pieces_.back().end()) {
+            step = step_;
             // Doubled: a reader that goes on needs few requests, and one that stops soon has fetched little too
             // much.
             step_ = std::min(step_ * 2, kLargestStepBytes);
-            return {end, std::min(offset + step, size) - 1};
+        } else {
+            // A jump begins anew: nothing shows that this place is read further.
+            step_ = kFirstStepBytes;
         }
-        // A jump begins anew: nothing shows that this place is read further.
-        step_ = kFirstStepBytes;
-        const std::uint64_t tail = std::min(size, std::clamp(size / 4096, kFrontBytes, kLargestTailBytes));
-        // The last member of an ar file ends a byte before the file where its size is odd.
-        if (offset + wanted + kPaddingBytes >= size && size - offset <= tail + kPaddingBytes) {
-            return {std::min(offset, size - tail), size - 1};
-        }
-        return {offset, std::min(offset + std::max<std::uint64_t>(wanted, kFrontBytes), size) - 1};
+        return {offset, std::min(offset + std::max<std::uint64_t>(step, wanted), size) - 1};
     }
 
-    const Piece& fetch(const ByteRange& range) {
+    /// Asks for what was announced, as far as requests may be under way.
+    void keepFlying() {
+        landWhatCame();
+        while (flights_.size() < kMostFlights) {
+            const std::optional<ByteRange> range = nextAnnounced();
+            if (!range) {
+                return;
+            }
+            flights_.push_back(depart(*range));
+        }
+    }
+
+    /// Makes room for further flights. They are waited for by nobody where the reader went elsewhere.
+    void landWhatCame() {
+        for (std::size_t i = 0; i < flights_.size() && !announced_.empty();) {
+            if (flights_[i].transfer->finished()) {
+                Flight landing = std::move(flights_[i]);
+                flights_.erase(flights_.begin() + static_cast<std::ptrdiff_t>(i));
+                land(std::move(landing));
+            } else {
+                ++i;
+            }
+        }
+    }
+
+    /// The next announced bytes that are neither there nor under way.
+    std::optional<ByteRange> nextAnnounced() {
+        while (!announced_.empty()) {
+            ByteRange range = announced_.front();
+            const auto piece = pieceWith(range.first);
+            const auto flight = flightWith(range.first);
+            if (piece != pieces_.end()) {
+                announced_.dropBefore(piece->end());
+            } else if (flight != flights_.end()) {
+                announced_.dropBefore(flight->range.last + 1);
+            } else {
+                range.last = std::min(range.last, range.first + kLargestRangeBytes - 1);
+                endBeforeWhatIsThere(range);
+                announced_.dropBefore(range.last + 1);
+                return range;
+            }
+        }
+        return std::nullopt;
+    }
+
+    /// The range's first byte is not there.
+    void endBeforeWhatIsThere(ByteRange& range) const {
+        const auto cut = [&range](std::uint64_t begin) {
+            if (begin > range.first && begin <= range.last) {
+                range.last = begin - 1;
+            }
+        };
+        std::for_each(pieces_.begin(), pieces_.end(), [&](const Piece& piece) { cut(piece.offset); });
+        std::for_each(flights_.begin(), flights_.end(), [&](const Flight& flight) { cut(flight.range.first); });
+    }
+
+    Flight depart(const ByteRange& range) {
         const Request request = {range, version_.strongTag()};
-        std::unique_ptr<Transfer> transfer = client_.send(request);
-        client_.awaitAnswer(transfer, request);
-        const std::uint64_t size = checkRangeAnswer(transfer->response(), range, version_, name());
-        Piece piece = {range.first, bodyOf(*transfer, static_cast<std::size_t>(size))};
+        return {range, request, client_.send(request)};
+    }
+
+    const Piece& fetch(const ByteRange& range) { return land(depart(range)); }
+
+    const Piece& land(Flight flight) {
+        client_.awaitAnswer(flight.transfer, flight.request);
+        const std::uint64_t size = checkRangeAnswer(flight.transfer->response(), flight.range, version_, name());
+        Piece piece = {flight.range.first, bodyOf(*flight.transfer, static_cast<std::size_t>(size))};
         // Before the new piece is added, which must be the last one: rangeFor() goes by its end.
         dropOld(size);
         pieces_.push_back(std::move(piece));
@@ -185,6 +280,8 @@ private:
     FileVersion version_;
     std::vector<Piece> pieces_;  // the front, then the others, the newest last
     std::uint64_t step_ = kFirstStepBytes;
+    RangeQueue announced_;
+    std::vector<Flight> flights_;
 };
 
 /// One pass over the file. The transfer ends before the file, whose connections it shares.

@@ -1,7 +1,7 @@
 #include "bex/stream/IndexedPackage.hpp"
 
 #include <algorithm>
-#include <exception>
+#include <mutex>
 #include <utility>
 
 #include "stream/base/ProgressMeter.hpp"
@@ -26,6 +26,15 @@ OpenInput openFile(const std::string& path) {
     return input;
 }
 
+/// Has the end of the package fetched while its front is read: an index is there, in most packages not larger.
+void announceIndex(Source& source) {
+    constexpr std::uint64_t least = std::uint64_t{64} << 10;
+    constexpr std::uint64_t most = std::uint64_t{1} << 20;
+    const std::uint64_t size = source.size();
+    const std::uint64_t tail = std::min(size, std::clamp(size / 4096, least, most));
+    source.willRead({{size - tail, tail}});
+}
+
 /// The contents of the row from `position` on, as far as they lie in one block; empty at their end.
 std::string_view contentsAt(const IndexedPayload& payload, const IndexRow& row, std::uint64_t position,
                             std::shared_ptr<const Buffer>& block) {
@@ -46,7 +55,15 @@ struct EntryStream::State {
     std::shared_ptr<const IndexedPayload> payload;
     IndexRow row;
     std::uint64_t position = 0;
+    std::uint64_t announced = 0;          // of the contents: how far the source knows that they are read
     std::shared_ptr<const Buffer> block;  // keeps the bytes that were read last
+
+    /// Says to the source that the contents up to `end` will be read, or more where a block ends later.
+    void announce(std::uint64_t begin, std::uint64_t end) {
+        payload->announce({{begin, row.extent.contents + end}});
+        announced =
+            std::min(row.entry.size, payload->blockEndBefore(row.extent.contents + end) - row.extent.contents);
+    }
 };
 
 EntryStream::EntryStream(std::unique_ptr<State> state) : state_(std::move(state)) {}
@@ -78,6 +95,10 @@ void EntryStream::seek(std::uint64_t position) noexcept {
 
 std::size_t EntryStream::read(char* buffer, std::size_t size) {
     State& state = *state_;
+    // Whoever has come to the end of what was announced goes on, as a rule; after a jump nothing shows that.
+    if (state.position == state.announced && state.announced < state.row.entry.size) {
+        state.announce(state.row.extent.contents + state.announced, state.row.entry.size);
+    }
     // At most to the end of a block; the caller calls again for more.
     const std::string_view bytes = contentsAt(*state.payload, state.row, state.position, state.block);
     size = bytes.copy(buffer, size);
@@ -89,31 +110,61 @@ struct IndexedPackage::State {
     State(OpenInput input, const std::string& name, const ReadOptions& given) : options(given), place(name) {
         // Kept before `input` is moved: the payload reads the same source later, by offset.
         const std::shared_ptr<Source> source = input.source;
-        PackageStream stream(std::move(input), place, options);
-        // Before the index is looked at: an index says nothing about a package that is broken elsewhere.
-        stream.checkStructure();
-        controlMembers = stream.readControl();
-        try {
-            control = parseParagraph(findMember(controlMembers, "control")->contents, place.at("control"));
-        } catch (const StreamError&) {
-            controlFailure = std::current_exception();  // control() throws it; the payload can do without
-        }
-        members = stream.members();
-        // By value: the stream, and the members that it holds, end with this constructor.
-        const Member data = stream.dataMember();
+        announceIndex(*source);
+        stream = std::make_unique<PackageStream>(std::move(input), place, options);
+        // Before the index is looked at: it says nothing about a package whose members are not where they should
+        // be. The control archive is read when it is asked for, since entries and contents can do without.
+        stream->checkStructure(false);
+        const Member data = stream->dataMember();
         payload = std::make_shared<IndexedPayload>(source, data, place.in(data.name), options.limits);
+    }
+
+    const std::vector<ControlMember>& controlMembers() {
+        // Once, by the first thread; the others wait. If it throws, the next call tries again.
+        std::call_once(controlRead, [this] { readMembers = stream->readControl(); });
+        return readMembers;
+    }
+
+    const ControlParagraph& control() {
+        const ControlMember& text = *findMember(controlMembers(), "control");
+        std::call_once(controlParsed, [&] { paragraph = parseParagraph(text.contents, place.at("control")); });
+        return paragraph;
     }
 
     const ReadOptions options;
     const Place place;
-    std::vector<ControlMember> controlMembers;
-    ControlParagraph control;
-    std::exception_ptr controlFailure;
-    std::vector<Member> members;
+    std::unique_ptr<PackageStream> stream;
     std::shared_ptr<const IndexedPayload> payload;
+
+private:
+    std::once_flag controlRead;
+    std::once_flag controlParsed;
+    std::vector<ControlMember> readMembers;
+    ControlParagraph paragraph;
 };
 
 namespace {
+
+/// Which entries are extracted. Their blocks are announced together, so that a source that is far away fetches
+/// them ahead and in few pieces. Nothing for a source that does not.
+std::optional<std::vector<bool>> announceChosen(const IndexedPayload& payload, const ExtractOptions& options) {
+    if (!payload.announce({})) {
+        return std::nullopt;
+    }
+    std::vector<bool> chosen(payload.size());
+    std::vector<IndexedPayload::Part> parts;
+    for (std::size_t i = 0; i < chosen.size(); ++i) {
+        const IndexRow row = payload.row(i);
+        chosen[i] = !options.select || options.select(row.entry);
+        if (chosen[i]) {
+            // A dry run confirms the headers and reads no contents.
+            const std::uint64_t contents = row.extent.contents;
+            parts.push_back({row.extent.begin, options.dryRun ? contents : contents + row.entry.size});
+        }
+    }
+    payload.announce(parts);
+    return chosen;
+}
 
 /// The entries of the index, for extraction. Only those that are extracted are checked and read.
 class IndexedSource final : public ExtractSource {
@@ -142,6 +193,8 @@ public:
     }
 
     const std::string& path() const noexcept override { return path_; }
+    /// The current entry's.
+    std::size_t number() const noexcept { return next_ - 1; }
 
     void check(const Entry& entry) override {
         // The policy sees only what is extracted, in the package's order; rules about other entries are not
@@ -189,18 +242,15 @@ IndexedPackage::IndexedPackage(IndexedPackage&&) noexcept = default;
 IndexedPackage& IndexedPackage::operator=(IndexedPackage&&) noexcept = default;
 
 const ControlParagraph& IndexedPackage::control() const {
-    if (state_->controlFailure) {
-        std::rethrow_exception(state_->controlFailure);
-    }
-    return state_->control;
+    return state_->control();
 }
 
-const std::vector<ControlMember>& IndexedPackage::controlMembers() const noexcept {
-    return state_->controlMembers;
+const std::vector<ControlMember>& IndexedPackage::controlMembers() const {
+    return state_->controlMembers();
 }
 
 const std::vector<Member>& IndexedPackage::members() const noexcept {
-    return state_->members;
+    return state_->stream->members();
 }
 
 std::size_t IndexedPackage::size() const noexcept {
@@ -232,6 +282,8 @@ EntryStream IndexedPackage::open(std::size_t number) const {
     auto stream = std::make_unique<EntryStream::State>();
     stream->payload = state_->payload;
     stream->row = state_->payload->row(*found);
+    // Of a large file no more than its first block: nothing shows yet that all of it is read.
+    stream->announce(stream->row.extent.begin, std::min(stream->row.entry.size, state_->payload->blockBytes()));
     // Once for each stream; every block is checked when it is unpacked.
     state_->payload->confirm(stream->row);
     return EntryStream(std::move(stream));
@@ -240,7 +292,14 @@ EntryStream IndexedPackage::open(std::size_t number) const {
 ExtractResult IndexedPackage::extract(const std::string& destination, const ExtractOptions& options) const {
     // A source of its own for each call, so that several threads may extract at once.
     IndexedSource source(state_->payload, state_->place.package(), state_->options);
-    return extractFrom(source, destination, options, System::real());
+    const std::optional<std::vector<bool>> chosen = announceChosen(*state_->payload, options);
+    if (!chosen) {
+        return extractFrom(source, destination, options, System::real());
+    }
+    // The caller has been asked about each entry, and is not asked again.
+    ExtractOptions known = options;
+    known.select = [&](const Entry&) { return (*chosen)[source.number()]; };
+    return extractFrom(source, destination, known, System::real());
 }
 
 }  // namespace bex::stream

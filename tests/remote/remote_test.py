@@ -69,12 +69,16 @@ class Handler(http.server.BaseHTTPRequestHandler):
         self.answer(b"", 302, Location=place, Content_Length=0)
 
 
-def chunked(handler, chunks):
+def chunked(handler, chunks, content_range=f"bytes 0-{FRONT - 1}/1000000"):
     """A body of unknown length."""
     handler.answer(b"", 206 if "Range" in handler.headers else 200, Content_Length=None, Transfer_Encoding="chunked",
-                   Content_Range=f"bytes 0-{FRONT - 1}/1000000")
+                   Content_Range=content_range)
     for chunk in chunks:
         handler.wfile.write(b"%x\r\n%s\r\n" % (len(chunk), chunk))
+
+
+def size_of(span):
+    return span[1] - span[0] + 1
 
 
 def endless(chunk):
@@ -103,6 +107,27 @@ def changing(field):
         count = sum(path == handler.path for path, _ in handler.server.log)
         handler.answer(body, **({field: f'"{count}"'}))
     return answer
+
+
+def later(answer):
+    """Honest at the front; then so."""
+    def answer_later(handler, body):
+        if handler.asked(body)[0] == 0:
+            handler.answer(body)
+        else:
+            answer(handler, body)
+    return answer_later
+
+
+def endless_range(handler, body):
+    first, last = handler.asked(body)
+    chunked(handler, endless(b"\0" * FRONT), f"bytes {first}-{last}/{len(body)}")
+
+
+def together(handler, body):
+    """Two requests are answered when both have come."""
+    handler.server.both.wait(60)
+    handler.answer(body)
 
 
 def replaced(handler, body):
@@ -141,6 +166,12 @@ BEHAVIOURS = {
     "tag": changing("ETag"),
     "time": changing("Last-Modified"),
     "replaced": replaced,
+    "endless-later": later(endless_range),
+    "short-later": later(lambda handler, body: handler.answer(
+        b"", 206, Content_Length=FRONT, Content_Range=f"bytes {len(body) - FRONT}-{len(body) - 1}/{len(body)}")),
+    "together": later(together),
+    "large-together": lambda handler, body: (together if size_of(handler.asked(body)) > 2 * FRONT else
+                                             BEHAVIOURS["honest"])(handler, body),
 }
 
 
@@ -149,6 +180,7 @@ class Server:
         self.http = http.server.ThreadingHTTPServer(("127.0.0.1", 0), Handler)
         self.http.log, self.http.files, self.http.elsewhere = [], files, elsewhere
         self.http.pause = threading.Event()  # never set
+        self.http.both = threading.Barrier(2)
         if context:
             self.http.socket = context.wrap_socket(self.http.socket, server_side=True)
         self.url = f"http{'s' if context else ''}://127.0.0.1:{self.http.server_port}"
@@ -185,6 +217,8 @@ class RemoteTest(unittest.TestCase):
             "small": package(cls.directory, "small", a=3000, b=40),
             "large": package(cls.directory, "large", a=3 << 20, b=40),
             "many": package(cls.directory, "many", **{f"f{number}": 8 for number in range(5000)}),
+            # "m" is in the middle, in blocks that neither the front nor the end has.
+            "wide": package(cls.directory, "wide", a=4 << 20, m=40, z=4 << 20),
             "empty": b"",
         }
         cls.other = Server(cls.files)
@@ -207,14 +241,13 @@ class RemoteTest(unittest.TestCase):
     def test_reads_as_from_disk_with_few_requests(self):
         front = "bytes=0-65535"
         size = len(self.files["large"])
-        beyond = self.files["many"].index(b"data.tar.gz ") + 4096  # the header of the data member, and little more
-        padding = self.files["large"][-1:] == b"\n"  # behind a data member of odd size; no gzip member ends so here
-        end = f"bytes={size - FRONT - padding}-{size - 1}"
+        header = self.files["many"].index(b"data.tar.gz ")  # of the data member
+        end = f"bytes={size - FRONT}-{size - 1}"
         cases = [  # verb and options, what follows the package, file, ranges asked for
             ("field", ("Version",), "large", [front]),
             ("field", (), "many", [front]),
             ("info", (), "large", [front]),
-            ("info", (), "many", [front, f"bytes=65536-{beyond - 1}"]),
+            ("info", (), "many", [front, f"bytes=65536-{header + 59}"]),
             ("list --control", (), "large", [front]),
             ("cat --control", ("md5sums",), "large", [front]),
             ("info --totals", (), "large", [None]),
@@ -243,6 +276,33 @@ class RemoteTest(unittest.TestCase):
                         self.assertLess(len(asked), 7)  # where blocks are depends on the compression
                     else:
                         self.assertEqual(asked, ranges)
+
+    def spans(self):
+        return sorted(tuple(map(int, asked.removeprefix("bytes=").split("-"))) for asked in self.ranges())
+
+    def test_fetches_side_by_side_what_touches_in_one_piece(self):
+        """A server that answers two requests only when both have come would wait for ever for one after the other."""
+        size, header = len(self.files["many"]), self.files["many"].index(b"data.tar.gz ")
+        done = run("list", "--index", f"{self.server.url}/together/many")
+        self.assertEqual((done.stdout, done.stderr), (run("list", self.path("many")).stdout, b""))
+        self.assertEqual(self.spans(), [(0, FRONT - 1), (header, header + 4095), (size - FRONT, size - 1)])
+
+        size, target = len(self.files["wide"]), f"{self.directory}/wide-out"
+        done = run("extract", "--index", f"{self.server.url}/large-together/wide", target, "*")
+        self.assertEqual((done.returncode, done.stderr), (0, b""))
+        self.assertEqual(subprocess.run(["diff", "-r", f"{self.directory}/wide", target], check=False).returncode, 0)
+        spans = self.spans()
+        self.assertEqual((len(spans), sum(map(size_of, spans))), (4, size))  # front, end, and between them two of 4 MiB
+        for (_, last), (first, _) in zip(spans, spans[1:]):
+            self.assertEqual(last + 1, first)
+        for names, requests, most in (("m", 3, 2 << 20), ("mz", 5, 6 << 20)):
+            with self.subTest(names=names):
+                done = run("cat", "--index", f"{self.server.url}/honest/wide", *names)
+                expected = b"".join(Path(self.directory, "wide", name).read_bytes() for name in names)
+                self.assertEqual((done.stdout, done.stderr), (expected, b""))
+                spans = self.spans()
+                self.assertEqual(len(spans), requests)
+                self.assertLess(sum(map(size_of, spans)), most + 3 * FRONT)
 
     def test_extracts_and_compares(self):
         target = f"{self.directory}/out"
@@ -301,10 +361,17 @@ class RemoteTest(unittest.TestCase):
             ("info", "time/many", "the file changed on the server between two requests", 4),
             ("info", "replaced/many", "the file changed on the server between two requests", 4),
             ("cat", "tag/small zlink", "the file changed on the server between two requests", 4),
+            ("list --index", "tag/large", "the file changed on the server between two requests", 4),
+            ("list --index", "replaced/many", "the file changed on the server between two requests", 4),
+            ("list --index", "endless-later/large", f"the server sends more than the {FRONT} bytes of the range", 4),
+            ("list --index", "short-later/large", f"transfer closed with {FRONT} bytes remaining to read", 4),
+            ("list --index --max-requests 1", "honest/large", "more than 1 requests would be needed", 5,
+             "--max-requests N raises it, if you trust the package"),
             ("field", "honest/empty", 'no package: does not begin with "!<arch>\\n"', 3),
         ]
         for verb, place, message, status, *hints in cases:
             with self.subTest(verb=verb, place=place):
+                self.server.taken_log()  # some answers depend on what was asked before
                 place, *rest = place.split()
                 url = f"{self.server.url}/{place}"
                 done = run(*verb.split(), url, *rest)

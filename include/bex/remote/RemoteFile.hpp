@@ -36,6 +36,8 @@ struct Traffic {
 ///
 /// As a Source it sends range requests. The first one is for the bytes 0 to 65535, and also gives the size. The
 /// front stays in memory, and so do the newest 16 MiB of later ranges. The server must support ranges.
+/// Ranges that willRead() announces are fetched ahead: those that touch are joined, none is larger than 4 MiB, and
+/// two are under way at a time.
 ///
 /// All reads are of one version of the file: if a strong entity tag is known, requests are conditional (If-Range),
 /// and another tag, modification time or size is an error.

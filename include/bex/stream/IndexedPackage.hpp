@@ -56,8 +56,12 @@ private:
 };
 
 /// A package whose payload ends with an index (WriteOptions::index), so that its entries are known, and any file
-/// can be read, without reading the payload. Opening reads structure, control archive and index. Reading a file
-/// unpacks the blocks of 1 MiB that contain it.
+/// can be read, without reading the payload. Opening reads the headers of all members and the index.
+/// Reading a file unpacks the blocks of 1 MiB that contain it. The control archive is read at the first call of
+/// control() or controlMembers(); without such a call a damaged one is not noticed.
+///
+/// The source is told what will be read (Source::willRead()): the end of the package, the blocks of all entries
+/// that are extracted, and those of a file that is read on.
 ///
 /// The index is a statement of the package about itself, so use it only for trusted packages: PackageReader lists
 /// and extracts what dpkg installs, but an index may list something else. Before a file is read or an entry is
@@ -82,9 +86,9 @@ public:
     IndexedPackage(IndexedPackage&&) noexcept;
     IndexedPackage& operator=(IndexedPackage&&) noexcept;
 
-    /// As for PackageReader.
+    /// As for PackageReader; throw StreamError if the control archive cannot be read.
     const ControlParagraph& control() const;
-    const std::vector<ControlMember>& controlMembers() const noexcept;
+    const std::vector<ControlMember>& controlMembers() const;
     const std::vector<Member>& members() const noexcept;
 
     /// Number of entries.

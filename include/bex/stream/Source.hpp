@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "bex/stream/Export.hpp"
 
@@ -14,7 +15,7 @@ namespace bex::stream {
 /// Bytes that can be read at any offset, such as those of a package. A caller's own class may represent a part
 /// of a larger file, a cache or a file on a server.
 ///
-/// A source has no position. Several threads may call both functions at once.
+/// A source has no position. Several threads may call all functions at once.
 class BEX_EXPORT Source {
 public:
     virtual ~Source();
@@ -29,6 +30,18 @@ public:
     /// `offset` is not less than size(). May return fewer bytes than are available. Throws StreamError
     /// (`inputOutput`); any other exception of a caller's class passes through the reader unchanged.
     virtual std::size_t readAt(std::uint64_t offset, char* buffer, std::size_t size) = 0;
+
+    /// `size` bytes from `offset` on.
+    struct Range {
+        std::uint64_t offset = 0;
+        std::uint64_t size = 0;
+    };
+
+    /// Says what will be read soon, in this order, so that a source that is far away can fetch it ahead; what was
+    /// said before still holds. A hint: any other place may be read at any time. Returns whether the source makes
+    /// use of it, so that nobody collects ranges in vain; may be asked with no ranges. The default does nothing
+    /// and returns false. Throws as readAt().
+    virtual bool willRead(const std::vector<Range>& ranges);
 
     static constexpr std::uint64_t kToEnd = std::numeric_limits<std::uint64_t>::max();
 

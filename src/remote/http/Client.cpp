@@ -18,6 +18,8 @@ namespace {
 
 // Enough for mirrors and content networks; a circle of redirects ends.
 constexpr unsigned kMostRedirects = 10;
+// A range up to this size is buffered whole, so that it comes in while nobody waits for it.
+constexpr std::uint64_t kMostRangeBuffered = std::uint64_t{4} << 20;
 // On average over the time limit: a server that sends a byte now and then would hold the caller for ever.
 constexpr std::uint64_t kLeastBytesPerSecond = 100;
 
@@ -45,6 +47,13 @@ bool isRedirect(const Response& response) {
     constexpr std::array<int, 5> statuses = {301, 302, 303, 307, 308};
     return std::find(statuses.begin(), statuses.end(), response.status()) != statuses.end() &&
            !response.field("location").empty();
+}
+
+std::size_t mostBufferedOf(const Request& request) {
+    if (!request.range) {
+        return kMostBuffered;
+    }
+    return static_cast<std::size_t>(std::min(request.range->size(), kMostRangeBuffered));
 }
 
 std::string userAgent() {
@@ -115,7 +124,7 @@ std::unique_ptr<Transfer> Client::send(const Request& request) {
                            "more than " + std::to_string(options_.maxRequests) + " requests would be needed");
     }
     ++requests_;
-    auto transfer = std::make_unique<Transfer>(multi_.get(), current_.url, received_);
+    auto transfer = std::make_unique<Transfer>(multi_.get(), current_.url, received_, mostBufferedOf(request));
     addCredentials(*transfer);
     // Ranges count the bytes of what is sent (RFC 9110, section 14): an encoding would give other offsets.
     transfer->addHeader("Accept-Encoding: identity");

@@ -10,16 +10,14 @@ namespace bex::remote {
 
 namespace {
 
-/// Where libcurl stops reading from the server until somebody takes the bytes.
-constexpr std::size_t kMostBuffered = std::size_t{1} << 20;
 constexpr std::size_t kReceiveBytes = std::size_t{128} << 10;
 /// Servers send some hundred bytes of header fields.
 constexpr std::uint64_t kMostHeaderBytes = std::uint64_t{256} << 10;
 
 }  // namespace
 
-Transfer::Transfer(CURLM* multi, const std::string& url, Received& received)
-    : multi_(multi), received_(received), easy_(curl_easy_init()) {
+Transfer::Transfer(CURLM* multi, const std::string& url, Received& received, std::size_t mostBuffered)
+    : multi_(multi), received_(received), mostBuffered_(mostBuffered), easy_(curl_easy_init()) {
     if (!easy_) {
         throw std::bad_alloc();
     }
@@ -114,7 +112,7 @@ std::size_t Transfer::takeHeader(char* data, std::size_t one, std::size_t size, 
 std::size_t Transfer::takeBody(char* data, std::size_t one, std::size_t size, void* self) noexcept {
     Transfer& transfer = *static_cast<Transfer*>(self);
     const std::size_t bytes = one * size;
-    if (transfer.buffered() >= kMostBuffered) {
+    if (transfer.buffered() >= transfer.mostBuffered_) {
         // libcurl gives the same bytes again when the transfer goes on, so that they are not counted here.
         transfer.paused_ = true;
         return CURL_WRITEFUNC_PAUSE;

@@ -17,6 +17,9 @@ struct Request {
     std::string ifRange;             ///< a strong entity tag; "" for none
 };
 
+/// Where libcurl stops reading from the server until somebody takes the bytes, of a transfer without a range.
+constexpr std::size_t kMostBuffered = std::size_t{1} << 20;
+
 /// What came from the server, of all transfers together.
 struct Received {
     std::uint64_t bytes = 0;      ///< of header fields and bodies
@@ -29,7 +32,8 @@ struct Received {
 class Transfer {
 public:
     /// Prepares a request for the URL; start() sends it. What comes is added to `received`, which must outlive it.
-    Transfer(CURLM* multi, const std::string& url, Received& received);
+    /// At most `mostBuffered` bytes wait, or what libcurl gives at once beyond them.
+    Transfer(CURLM* multi, const std::string& url, Received& received, std::size_t mostBuffered);
     ~Transfer();
     Transfer(const Transfer&) = delete;
     Transfer& operator=(const Transfer&) = delete;
@@ -61,6 +65,7 @@ private:
 
     CURLM* const multi_;
     Received& received_;
+    const std::size_t mostBuffered_;
     const Easy easy_;
     List headers_;
     char words_[CURL_ERROR_SIZE] = {};  // libcurl writes its reason here

@@ -14,9 +14,6 @@ namespace bex::stream {
 
 namespace {
 
-/// What is read of the member's end at first: the whole index of most packages.
-constexpr std::uint64_t kTailBytes = std::uint64_t{64} << 10;
-
 /// The bytes of a part of the tar archive, for a TarReader.
 class ArchiveBytes final : public Decompressor {
 public:
@@ -64,7 +61,7 @@ std::size_t hashOf(std::string_view path) {
 
 }  // namespace
 
-// In the order of the members: readIndex() uses what readFooter() has read.
+// In the order of the members: readIndex() needs the footer.
 IndexedPayload::IndexedPayload(std::shared_ptr<Source> source, const Member& member, const Place& place,
                                const Limits& limits)
     : source_(std::move(source)),
@@ -75,7 +72,7 @@ IndexedPayload::IndexedPayload(std::shared_ptr<Source> source, const Member& mem
       index_(readIndex(), footer_.offset, limits, place) {}
 
 std::string IndexedPayload::readExactly(std::uint64_t offset, std::uint64_t size) const {
-    // Bounded by the callers: by the tail, by the limit of an index, or by the size of a block.
+    // Bounded by the callers: a footer, an index within its limit, or a block.
     std::string bytes(static_cast<std::size_t>(size), '\0');
     for (std::size_t done = 0; done < bytes.size();) {
         const std::size_t count =
@@ -94,10 +91,7 @@ std::string IndexedPayload::readExactly(std::uint64_t offset, std::uint64_t size
 IndexFooter IndexedPayload::readFooter(const Limits& limits) const {
     std::optional<IndexFooter> footer;
     if (member_.compression == Compression::gzip && member_.size >= kIndexFooterBytes) {
-        // One read for most packages: index and footer lie in the tail.
-        const std::uint64_t size = std::min(member_.size, kTailBytes);
-        tail_ = readExactly(member_.size - size, size);
-        footer = parseIndexFooter(std::string_view(tail_).substr(tail_.size() - kIndexFooterBytes));
+        footer = parseIndexFooter(readExactly(member_.size - kIndexFooterBytes, kIndexFooterBytes));
     }
     if (!footer) {
         place_.fail(ErrorKind::unsupported, "index-missing", "has no index");
@@ -108,16 +102,7 @@ IndexFooter IndexedPayload::readFooter(const Limits& limits) const {
 }
 
 std::string IndexedPayload::readIndex() const {
-    const std::uint64_t wanted = footer_.bytes + kIndexFooterBytes;
-    // Moved out: the tail is not needed again. Only the constructor comes here, so that no other thread can see
-    // the change.
-    std::string chain = std::exchange(tail_, {});
-    if (chain.size() < wanted) {
-        // The part that lies before the tail. Both end where the member does.
-        chain.insert(0, readExactly(footer_.offset, wanted - chain.size()));
-    }
-    const std::string_view bytes = std::string_view(chain).substr(chain.size() - wanted);
-    return joinIndexChain(bytes.substr(0, static_cast<std::size_t>(footer_.bytes)), footer_, place_);
+    return joinIndexChain(readExactly(footer_.offset, footer_.bytes), footer_, place_);
 }
 
 std::shared_ptr<const IndexedPayload::Rows> IndexedPayload::rowsOf(std::size_t group) const {
@@ -261,6 +246,27 @@ std::string_view IndexedPayload::bytesAt(std::uint64_t offset, std::shared_ptr<c
     block = blocks_.get(static_cast<std::size_t>(offset / index_.blockBytes()),
                         [this](std::size_t key) { return unpack(key); });
     return block->view().substr(static_cast<std::size_t>(offset % index_.blockBytes()));
+}
+
+bool IndexedPayload::announce(const std::vector<Part>& parts) const {
+    std::vector<Source::Range> ranges;
+    ranges.reserve(parts.size());
+    for (const Part& part : parts) {
+        // What lies beyond the archive is refused when it is read.
+        const std::uint64_t end = std::min(part.end, index_.tarBytes());
+        if (part.begin < end) {
+            const std::uint64_t from =
+                index_.blockBegin(static_cast<std::size_t>(part.begin / index_.blockBytes()));
+            const std::uint64_t to = index_.blockEnd(static_cast<std::size_t>((end - 1) / index_.blockBytes()));
+            ranges.push_back({member_.offset + from, to - from});
+        }
+    }
+    return source_->willRead(ranges);
+}
+
+std::uint64_t IndexedPayload::blockEndBefore(std::uint64_t offset) const noexcept {
+    const std::uint64_t block = index_.blockBytes();
+    return std::min((offset + block - 1) / block * block, index_.tarBytes());
 }
 
 void IndexedPayload::confirm(const IndexRow& row) const {

@@ -71,6 +71,7 @@ public:
     std::size_t size() const noexcept { return static_cast<std::size_t>(index_.entries()); }
     std::uint64_t indexBytes() const noexcept { return footer_.bytes + kIndexFooterBytes; }
     std::uint64_t tarBytes() const noexcept { return index_.tarBytes(); }
+    std::uint64_t blockBytes() const noexcept { return index_.blockBytes(); }
 
     IndexRow row(std::size_t number) const;
     std::optional<std::size_t> find(std::string_view plain) const;
@@ -81,6 +82,17 @@ public:
     /// The bytes of the tar archive from `offset` on, up to the end of their block; empty at the archive's end.
     /// The block stays as long as it is held.
     std::string_view bytesAt(std::uint64_t offset, std::shared_ptr<const Buffer>& block) const;
+
+    /// A part of the tar archive, from `begin` to before `end`.
+    struct Part {
+        std::uint64_t begin = 0;
+        std::uint64_t end = 0;
+    };
+    /// Says to the source that the blocks with these parts will be read, in this order. Returns whether the source
+    /// fetches ahead; may be asked with no parts.
+    bool announce(const std::vector<Part>& parts) const;
+    /// Where the block of the archive's byte before `offset` ends.
+    std::uint64_t blockEndBefore(std::uint64_t offset) const noexcept;
 
     /// Throws StreamError unless the headers at the row's place describe the row's entry.
     void confirm(const IndexRow& row) const;
@@ -101,7 +113,6 @@ private:
     const Member member_;
     const Place place_;
     const Limits limits_;
-    mutable std::string tail_;  // of the member, until the index has been read
     const IndexFooter footer_;
     const PayloadIndex index_;
     mutable RecentValues<Rows> groups_;

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <array>
 #include <string_view>
+
+#include "stream/ar/ArFormat.hpp"
 #include "stream/base/Place.hpp"
 
 namespace bex::stream {
@@ -25,8 +27,9 @@ PackageMembers::PackageMembers(OpenInput input, Place place)
 
 PackageMembers::~PackageMembers() = default;
 
-void PackageMembers::check() {
+void PackageMembers::check(bool controlFollows) {
     if (seekable()) {
+        announcesControl_ = controlFollows;
         finish();
     }
 }
@@ -52,6 +55,12 @@ const Member& PackageMembers::open(MemberRole role) {
         }
     }
     failMissing(place_, role);
+}
+
+void PackageMembers::announce(const Member& member, std::size_t more) {
+    if (seekable()) {
+        input_.source->willRead({{member.offset, member.size + more}});
+    }
 }
 
 const Member& PackageMembers::openAgain(std::size_t index) {
@@ -91,6 +100,10 @@ bool PackageMembers::readNext() {
     if (role == MemberRole::formatVersion) {
         // Now, because in a pipe the contents are gone with the next header.
         checkFormatVersion();
+    }
+    if (role == MemberRole::control && announcesControl_) {
+        // With the next header, which is read first: a source that is far away fetches both at once.
+        announce(members_.back(), members_.back().size % 2 + kArHeaderBytes);
     }
     return true;
 }

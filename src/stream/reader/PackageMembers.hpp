@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <exception>
 #include <memory>
 #include <vector>
@@ -16,8 +17,9 @@ public:
     PackageMembers(OpenInput input, Place place);
     ~PackageMembers();
 
-    /// Checks all headers of an input that can be read by offset, skipping contents; does nothing in a pipe.
-    void check();
+    /// Checks all headers of an input that can be read by offset, skipping contents; does nothing in a pipe. Where
+    /// the control member is read next, the source is told so at its header.
+    void check(bool controlFollows = true);
 
     /// Whether members can be opened more than once and in any order.
     bool seekable() const noexcept { return input_.source != nullptr; }
@@ -26,6 +28,9 @@ public:
     /// In a pipe, roles must be asked for once each, in the order of the members.
     const Member& open(MemberRole role);
     ByteStream& contents() { return *contents_; }
+
+    /// Says to the source that all of the member will be read, and as many bytes after it.
+    void announce(const Member& member, std::size_t more = 0);
 
     /// Reads and checks what is left of a pipe.
     void finish();
@@ -42,6 +47,7 @@ private:
     Place place_;
     ArReader reader_;
     MemberOrder order_;
+    bool announcesControl_ = false;
     std::exception_ptr failure_;  // of the walk, which has ended with it
     std::vector<Member> members_;
     std::vector<MemberRole> roles_;  // beside members_

@@ -71,6 +71,9 @@ std::vector<ControlMember> PackageStream::readControl(bool controlFileOnly) {
     EntryReaderSettings settings = controlSettings();
     // Little is read of a large control archive when only its first file is wanted.
     settings.gradual = controlFileOnly;
+    if (!controlFileOnly) {
+        members_.announce(member);
+    }
     EntryReader entries(members_.contents(), member.compression, settings, place);
     return readControlArchive(entries, options_.limits, place, {&controlRoot_, controlFileOnly});
 }

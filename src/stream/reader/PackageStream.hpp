@@ -46,7 +46,8 @@ public:
     std::optional<std::uint64_t> indexBytes();
 
     /// Checks all of the structure that can be checked before contents are read. Call first, once.
-    void checkStructure() { members_.check(); }
+    /// `controlFollows`: whether readControl() is called next, as a rule.
+    void checkStructure(bool controlFollows = true) { members_.check(controlFollows); }
 
     /// Reads the control archive, or its entries up to the file "control". Call once, before next().
     std::vector<ControlMember> readControl(bool controlFileOnly = false);

@@ -40,6 +40,11 @@ ForwardSource::~ForwardSource() = default;
 
 Source::~Source() = default;
 
+bool Source::willRead(const std::vector<Range>& ranges) {
+    static_cast<void>(ranges);
+    return false;
+}
+
 std::shared_ptr<Source> Source::ofFile(const std::string& path) {
     OpenFile file = openForReading(path, System::real());
     // A FIFO or a terminal opens without an error, but has no offsets to read at.

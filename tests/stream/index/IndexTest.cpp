@@ -355,6 +355,124 @@ TEST(LyingIndex, CannotPlantAHeaderUnnoticedByFullReading) {
     EXPECT_THAT(listingOf(package), HasSubstr("the index has"));
 }
 
+TEST(LyingIndex, IsRefusedByWhatItSaysAlone) {
+    // Lies that no block and no header shows, since none of them is read where the package is only listed.
+    const auto tarBytesOf = [](const IndexFacts& facts) {
+        std::uint64_t bytes = 0;
+        for (const auto& block : facts.blocks) {
+            bytes += block.second;
+        }
+        return bytes;
+    };
+    const std::string shorter =
+        lying(indexedPackage(), [&](std::vector<stream::IndexRow>& rows, IndexFacts& facts) {
+            facts.blocks.pop_back();
+            while (rows.back().extent.end >= tarBytesOf(facts)) {
+                rows.pop_back();
+            }
+        });
+    EXPECT_THAT(failureOf([&] { opened(shorter); }), HasSubstr("the index has blocks of "));
+    const std::string endless =
+        lying(indexedPackage(), [&](std::vector<stream::IndexRow>& rows, IndexFacts& facts) {
+            rows.back().extent.end = tarBytesOf(facts);  // where the end marks are
+        });
+    EXPECT_THAT(failureOf([&] { opened(endless).at(0); }),
+                HasSubstr("groups of entries that do not follow each other"));
+    // A directory of equal numbers takes a few bytes as stored.
+    const std::string data = dataOf(indexedPackage());
+    IndexFacts facts = factsOf(data);
+    facts.blocks.assign(1000, {100, 4096});
+    const std::string blocks = data.substr(0, facts.footer.offset);
+    stream::ReadOptions options;
+    options.limits.indexBytes = 500;
+    EXPECT_THAT(indexedListingOf(
+                    withData(blocks + stream::formatIndexChain(directoryOnly(facts, 0), blocks.size())), options),
+                HasSubstr("has an index whose directory takes 1009 bytes; the limit indexBytes allows 500"));
+}
+
+TEST(IndexedPackage, ReadsTheControlArchiveWhenItIsAskedFor) {
+    const std::string sound = indexedPackage();
+    const IndexedPackage package = opened(sound);
+    std::atomic<int> wrong{0};
+    std::vector<std::thread> threads;
+    for (int thread = 0; thread < 4; ++thread) {
+        threads.emplace_back([&] {
+            if (package.controlMembers().empty() || package.control().find("Package") == nullptr) {
+                ++wrong;
+            }
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    EXPECT_EQ(wrong, 0);
+    std::string damaged = sound;
+    damaged[damaged.find("control.tar") + 60 + 40] ^= 0x55;
+    EXPECT_EQ(indexedListingOf(damaged), indexedListingOf(sound));
+    const IndexedPackage other = opened(damaged);
+    const std::string failure = failureOf([&] { other.control(); });
+    EXPECT_THAT(failure, testing::StartsWith("p.bex: member \"control.tar.gz\": "));
+    EXPECT_EQ(failureOf([&] { other.controlMembers(); }), failure);
+    EXPECT_EQ(listingOf(damaged), failure);
+}
+
+/// Remembers what it is told, as a source that fetches ahead.
+class AttentiveSource : public stream::Source {
+public:
+    explicit AttentiveSource(const std::string& bytes) : bytes_(stream::Source::ofMemory(bytes)) {}
+
+    std::uint64_t size() override { return bytes_->size(); }
+    std::size_t readAt(std::uint64_t offset, char* buffer, std::size_t size) override {
+        const bool known = std::any_of(announced.begin(), announced.end(), [&](const Range& range) {
+            return offset >= range.offset && offset + size <= range.offset + range.size;
+        });
+        surprises += known ? 0 : 1;
+        return bytes_->readAt(offset, buffer, size);
+    }
+    bool willRead(const std::vector<Range>& ranges) override {
+        announced.insert(announced.end(), ranges.begin(), ranges.end());
+        return true;
+    }
+
+    std::vector<Range> announced;
+    int surprises = 0;  // readings that were not announced
+
+private:
+    std::shared_ptr<stream::Source> bytes_;
+};
+
+TEST(IndexedPackage, SaysWhatItWillRead) {
+    const std::string bytes = indexedPackage();
+    const auto source = std::make_shared<AttentiveSource>(bytes);
+    const IndexedPackage package(source, "p.bex");
+    ASSERT_EQ(source->announced.size(), 1U);
+    EXPECT_EQ(source->announced[0].offset + source->announced[0].size, bytes.size());
+    source->announced.clear();
+    source->surprises = 0;
+    const TemporaryDirectory folder;
+    stream::ExtractOptions options;
+    options.select = [asked = 0](const Entry& entry) mutable {
+        ++asked;
+        EXPECT_LE(asked, 155) << "an entry was asked about twice";
+        return entry.path.find('1') != std::string::npos;
+    };
+    package.extract(folder / "chosen", options);
+    EXPECT_EQ(source->surprises, 0);
+    // A file that is read from its begin is announced to its end, a jump is not.
+    source->announced.clear();
+    stream::EntryStream large = package.open(package.find("large").value());
+    char buffer[1000];
+    while (large.read(buffer, sizeof buffer) != 0) {
+    }
+    EXPECT_EQ(source->surprises, 0);
+    source->announced.clear();
+    stream::EntryStream jumping = package.open(package.find("large").value());
+    const std::size_t opening = source->announced.size();
+    jumping.seek(largeContents().size() / 2);
+    jumping.read(buffer, sizeof buffer);
+    EXPECT_EQ(source->announced.size(), opening);
+}
+
 TEST(LyingIndex, CutAtEveryByteIsNoticed) {
     const std::string data = dataOf(withIndex(tarFile("./a", std::string(9000, 'a')) + tarFile("./b")));
     const std::size_t blocks = factsOf(data).footer.offset;
