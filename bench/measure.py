@@ -1,8 +1,10 @@
 """Runs whole programs, in turn, and compares what they cost."""
 
 import os
+import shutil
 import statistics
 import subprocess
+import tempfile
 import time
 from dataclasses import dataclass, field
 from pathlib import Path
@@ -107,6 +109,16 @@ class Programs:
             max(int(row[2]) for row in rows) / 1024,
             size,
         )
+
+    def bytes_read(self, command, path):
+        """How many bytes of the file a program reads, by strace; None where that is not installed."""
+        if shutil.which("strace") is None:
+            return None
+        with tempfile.NamedTemporaryFile(mode="r", encoding="utf-8", errors="replace") as log:
+            traced = ["strace", "-f", "-y", "-e", "trace=read,pread64,readv,preadv", "-o", log.name, *map(str, command)]
+            subprocess.run(traced, stdout=subprocess.DEVNULL, check=True)
+            calls = [line for line in log if f"<{path}>" in line]
+        return sum(max(int(line.rpartition("= ")[2].split()[0]), 0) for line in calls)
 
     def shares(self, command):
         """The shares of the calling thread and of the busiest in all CPU time of a program: by Amdahl's law nothing

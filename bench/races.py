@@ -2,6 +2,7 @@
 
 import math
 import os
+import random
 import shutil
 import subprocess
 import tarfile
@@ -51,6 +52,34 @@ class Growth:
         """Of the last step: 1 is linear."""
         (small, before, _), (large, after, _) = self.points[-2:]
         return math.log(after / before) / math.log(large / small)
+
+
+def fill_entries(tree, count):
+    for folder in range(0, count - 1, 1000):  # a folder is an entry, as is the root
+        parent = os.path.join(tree, f"folder-{folder:07}")
+        os.mkdir(parent)
+        for i in range(min(999, count - 2 - folder)):
+            os.close(os.open(f"{parent}/file-{folder + i:07}", os.O_WRONLY | os.O_CREAT, 0o644))
+
+
+def index_and_largest_block(package):
+    """Stored bytes of an index with its footer, and of the largest block before it (docs/format.md)."""
+    with open(package, "rb") as file:
+        file.seek(8)
+        while (header := file.read(60)).split(b" ", 1)[0].rstrip(b"/") != b"data.tar.gz":
+            size = int(header[48:58])
+            file.seek(size + size % 2, os.SEEK_CUR)
+        index = largest = 0
+        end = file.tell() + int(header[48:58])
+        while file.tell() < end:
+            head = file.read(22)
+            stored = int.from_bytes(head[16:20], "little")
+            if int.from_bytes(head[10:12], "little") > 8:  # a further subfield in the header: a piece of the index
+                index += stored
+            else:
+                largest = max(largest, stored)
+            file.seek(stored - len(head), os.SEEK_CUR)
+    return index, largest
 
 
 class Bench:
@@ -236,9 +265,7 @@ class Bench:
         self.hold(f"build {corpus}, with an index: size", f"{size}", table.ratio("bex", "size"), size)
         put_away(plain)
         put_away(again)
-        listed = subprocess.run(self.bex("list", "-l", indexed), capture_output=True, text=True, check=True).stdout
-        files = [line.split("\t") for line in listed.splitlines()]
-        last = [path for mode, _, size, _, path, *_ in files if mode[0] == "-" and 0 < int(size) <= 8192][-1]
+        last = self.last_small_file(indexed)
         table = self.add(Table(f"Find in {corpus} by its index", self.programs.race([
             self.contender(REFERENCE + " -c", ["dpkg-deb", "-c", indexed], None, indexed),
             self.contender("bex list", self.bex("list", indexed), None, indexed),
@@ -251,8 +278,71 @@ class Bench:
             self.contender("bex field", self.bex("field", indexed, "Version"), None, indexed, 5),
         ], self.rounds), REFERENCE + " -c"))
         self.hold(f"list --index {corpus}: elapsed", "0.10", table.ratio("bex list --index", "elapsed"), 0.10)
-        self.hold(f"cat --index {corpus}, last small file: elapsed of bex field", "2.00",
-                  table.ratio("bex cat --index: last small file", "elapsed", "bex field"), 2.0)
+        self.hold_cat(corpus, table, indexed, last)
+
+    def last_small_file(self, package):
+        listed = subprocess.run(self.bex("list", "-l", "--index", package), capture_output=True, text=True,
+                                check=True).stdout
+        files = [line.split("\t") for line in listed.splitlines()]
+        return [path for mode, _, size, _, path, *_ in files if mode[0] == "-" and 0 < int(size) <= 8192][-1]
+
+    def hold_cat(self, corpus, table, package, last):
+        """Beside the start of the program, a file takes the index and no more than two blocks."""
+        cat = "bex cat --index: last small file"
+        for what in ("elapsed", "cpu"):
+            self.hold(f"cat --index {corpus}, last small file: {what} of bex field", "2.00",
+                      table.ratio(cat, what, "bex field"), 2.0)
+        read = self.programs.bytes_read(self.bex("cat", "--index", package, last), package)
+        if read is not None:
+            index, block = index_and_largest_block(package)
+            limit = index + 2 * block
+            self.aims.append(Aim(f"cat --index {corpus}, last small file: bytes read",
+                                 f"at most {limit} (index {index}, two blocks)", str(read), read <= limit))
+
+    def index_of_large(self):
+        """A file out of 12 GiB, and the list of a million entries, by their indexes."""
+        tree, package = self.folder / "12gib", self.package("12gib.bex")
+        self.fill_gibibytes(tree, 2 if self.quick else 12)
+        subprocess.run(self.bex("build", "-q", tree, package), check=True)
+        put_away(tree)
+        last = self.last_small_file(package)
+        table = self.add(Table("Find in 12 GiB by the index", self.programs.race([
+            self.contender("bex field", self.bex("field", package, "Version"), None, package, 5),
+            self.contender("bex list --index", self.bex("list", "--index", package), None, package, 5),
+            self.contender("bex cat --index: last small file", self.bex("cat", "--index", package, last), None, package, 5),
+        ], self.rounds + 2), "bex field"))
+        self.hold_cat("12 GiB", table, package, last)
+        put_away(package)
+
+        tree, package, count = self.folder / "million", self.package("million.bex"), 10**4 if self.quick else 10**6
+        tree.mkdir()
+        fill_entries(tree, count)
+        corpora.add_control(tree, sums=False)
+        subprocess.run(self.bex("build", "-q", tree, package), check=True)
+        put_away(tree)
+        table = self.add(Table("List a million entries", self.programs.race([
+            self.contender(REFERENCE + " -c", ["dpkg-deb", "-c", package], None, package),
+            self.contender("bex list", self.bex("list", package), None, package),
+            self.contender("bex list --index", self.bex("list", "--index", package), None, package, 3),
+        ], self.rounds), REFERENCE + " -c"))
+        for what, unit, limit in (("elapsed", "s", 0.4), ("peak", "MiB", 64)):
+            value = table.named("bex list --index").median(what)
+            self.aims.append(Aim(f"list --index, a million entries: {what}", f"at most {limit} {unit}",
+                                 f"{value:.3g} {unit}", value <= limit))
+        put_away(package)
+
+    @staticmethod
+    def fill_gibibytes(tree, count):
+        """Holes, with 4 KiB of noise in each 256 KiB, and a small file at the end."""
+        tree.mkdir()
+        numbers = random.Random(12)
+        with open(tree / "large", "wb") as file:
+            for offset in range(0, count << 30, 256 << 10):
+                file.seek(offset)
+                file.write(numbers.randbytes(4096))
+            file.truncate(count << 30)
+        (tree / "small").write_bytes(numbers.randbytes(4096))
+        corpora.add_control(tree, sums=False)
 
     def read_format(self, corpus, kind, extract_limit):
         """What the archives of the world hold: packages by dpkg-deb in xz and zstd."""
@@ -456,13 +546,6 @@ class Bench:
                         while out.tell() < size and (data := piece.read(min(1 << 20, size - out.tell()))):
                             out.write(data)
 
-        def fill_entries(tree, count):
-            for folder in range(0, count - 1, 1000):  # a folder is an entry, as is the root
-                parent = os.path.join(tree, f"folder-{folder:07}")
-                os.mkdir(parent)
-                for i in range(min(999, count - 2 - folder)):
-                    os.close(os.open(f"{parent}/file-{folder + i:07}", os.O_WRONLY | os.O_CREAT, 0o644))
-
         self.grow("by bytes", "bytes", [10**6, 10**7, 10**8] + ([] if self.quick else [10**9]), fill_bytes)
         self.grow("by entries", "entries", [10**3, 10**4] + ([] if self.quick else [10**5, 10**6]), fill_entries)
 
@@ -487,6 +570,7 @@ class Bench:
             self.read_format(corpus, kind, extract)
         for corpus in ("C1", "C2"):
             self.index(corpus)
+        self.index_of_large()
         for corpus in ("C1", "C2"):
             self.share_of(corpus)
 
