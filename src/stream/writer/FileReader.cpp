@@ -153,16 +153,15 @@ ChangeTimes FileReader::readOpened(int descriptor, const SourceEntry& file, std:
         fail(file, offset == 0 ? difference : kChanged);
     }
     readExactly(descriptor, file, offset, to, size);
-    // Not the last part, so the comparison after reading is left to the part that is.
-    if (offset + size != file.size) {
-        return {before.st_ctim, before.st_ctim};
+    if (offset + size == file.size) {
+        char further = 0;
+        // guard: sources that grow while they are read
+        if (readSome(descriptor, file, file.size, &further, 1) != 0) {
+            fail(file, "grew while it was read");
+        }
     }
-    char further = 0;
-    // guard: sources that grow while they are read
-    if (readSome(descriptor, file, file.size, &further, 1) != 0) {
-        fail(file, "grew while it was read");
-    }
-    // On the same descriptor, so that it is the file whose bytes were read.
+    // After every part, because threads read the parts of a file in any order. On the same descriptor, so that it
+    // is the file whose bytes were read.
     const struct stat after = statusOf(descriptor, file);
     if (differenceOf(file, base, after) != nullptr) {  // guard: sources that change while they are read
         fail(file, kChanged);

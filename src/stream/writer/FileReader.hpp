@@ -32,11 +32,10 @@ public:
     /// Both must outlive this.
     FileReader(const Collection& collection, System& system) : collection_(collection), system_(system) {}
 
-    /// Copies `size` bytes of the file's contents, from `offset` on, to `to`. The part that begins at 0 comes
-    /// first, the one that ends at `file.size` last; they may have other readers. Throws StreamError
-    /// (`inputOutput`) when a file on disk is not what was found (device, inode, type, mode, owner, size, time),
-    /// or, with the last part, changed meanwhile. A file whose change times differ, of the first part before and
-    /// of the last part after, may have changed in secret: requireSameContents() decides.
+    /// Copies `size` bytes of the file's contents, from `offset` on, to `to`. The parts may be read in any order
+    /// and by several readers. Throws StreamError (`inputOutput`) if a file on disk is not what was found (device,
+    /// inode, type, mode, owner, size, time) before or after the part is read. If any two of the change times that
+    /// the parts return differ, the file may have changed in secret: requireSameContents() decides.
     ChangeTimes readPart(const SourceEntry& file, std::uint64_t offset, char* to, std::size_t size);
 
     /// Reads the file once more and throws StreamError (`inputOutput`) unless it has this sum. The change time

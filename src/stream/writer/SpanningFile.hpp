@@ -14,14 +14,19 @@ public:
     /// Adds the next part, as OrderedSum does, and when it was read.
     void add(std::string_view part, const ChangeTimes& read) {
         if (!begun_) {
-            times.before = read.before;
+            times = read;
         }
         begun_ = true;
-        times.after = read.after;
+        // Parts are read in any order: whichever time differs from the first shows that the file changed.
+        for (const timespec& time : {read.before, read.after}) {
+            if (ChangeTimes{times.before, time}.differ()) {
+                times.after = time;
+            }
+        }
         OrderedSum::add(part);
     }
 
-    ChangeTimes times;  ///< before the first part and after the last one that has been added
+    ChangeTimes times;  ///< of the parts that have been added; they differ if any two of them do
 
 private:
     bool begun_ = false;
