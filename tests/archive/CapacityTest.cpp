@@ -25,8 +25,8 @@ TEST(Capacity, APackageOfIncompressibleFilesIsWholeOrItsCloseFails) {
         {400000, {}, true, true},
         {kMegabyte, {}, true, false},
         {kMegabyte, small, false, true},
-        {20 * kMegabyte, small, false, false},
-        {20 * kMegabyte, balancing, false, true},
+        {6 * kMegabyte, small, false, false},
+        {6 * kMegabyte, balancing, false, true},
     };
     for (const auto& c : cases) {
         Contents contents = c.beside;

@@ -8,12 +8,14 @@ ORDERS, ANSWERS = 198, 199  # the shim's descriptors
 
 
 class Run:
-    """How one run ended: `status` as subprocess tells it, `call` the one that the fault met, or None."""
+    """How one run ended: `status` as subprocess tells it, `call` the one that the fault met, or None, `count` how many
+    it could have met."""
 
     def __init__(self, answer, out, err):
-        status, call, blocks, descriptors = answer.split()
+        status, call, count, blocks, descriptors = answer.split()
         self.status = os.waitstatus_to_exitcode(int(status))
         self.call = None if call == "-" else call
+        self.count = int(count)
         self.left_behind = (int(blocks), int(descriptors))
         self.out, self.err = out, err
 

@@ -3,10 +3,10 @@
 // Instead of starting the program, it serves orders on descriptor 198 and answers on 199, a line each. An order
 // "KIND NTH" forks and runs the program's main with that fault; "warm" runs main in the server itself, so that
 // what is made only once is there before blocks are counted. The answer to a run: "stopped CALL" (any line goes on
-// with it), then "WAITSTATUS CALL BLOCKS DESCRIPTORS": the call that the fault met or "-", and what main left
-// behind. KIND: an error's number; "short" (a read or write moves half of its bytes); "memory"; "new" (memory too,
-// but only by the operator); "kill"; "stop". BEX_NAMED_FILES in the environment: no unnamed files, as on file
-// systems that have none.
+// with it), then "WAITSTATUS CALL COUNT BLOCKS DESCRIPTORS": the call that the fault met or "-", how many calls it
+// could have met so far, and what main left behind. KIND: an error's number; "short" (a read or write moves half
+// of its bytes); "memory"; "new" (memory too, but only by the operator); "kill"; "stop". BEX_NAMED_FILES in the
+// environment: no unnamed files, as on file systems that have none.
 
 #include <dirent.h>
 #include <dlfcn.h>
@@ -50,6 +50,7 @@ std::atomic<long> blocks{0};  // that are allocated
 /// Shared with the server, which outlives a run.
 struct Outcome {
     char call[32];
+    long count;
     long blocks;
     long descriptors;
 };
@@ -160,7 +161,7 @@ int serve(int argc, char** argv, char** environment) {
     FILE* orders = fdopen(kOrders, "r");
     char word[16];
     for (long nth = 0; std::fscanf(orders, "%15s %ld", word, &nth) == 2;) {
-        *outcome = {"-", 0, 0};
+        *outcome = {"-", 0, 0, 0};
         if (std::strcmp(word, "warm") == 0) {
             runOnce(argc, argv, environment);
             dprintf(kAnswers, "warm\n");
@@ -171,7 +172,9 @@ int serve(int argc, char** argv, char** environment) {
             kind = kindOf(word);
             errorNumber = std::atoi(word);
             left = nth;
-            exit(runOnce(argc, argv, environment));
+            const int status = runOnce(argc, argv, environment);
+            outcome->count = nth - left;
+            exit(status);
         }
         int status = 0;
         while (waitpid(child, &status, WUNTRACED) == child && WIFSTOPPED(status)) {
@@ -179,7 +182,8 @@ int serve(int argc, char** argv, char** environment) {
             std::fscanf(orders, "%15s %ld", word, &nth);
             ::kill(child, SIGCONT);
         }
-        dprintf(kAnswers, "%d %s %ld %ld\n", status, outcome->call, outcome->blocks, outcome->descriptors);
+        dprintf(kAnswers, "%d %s %ld %ld %ld\n", status, outcome->call, outcome->count, outcome->blocks,
+                outcome->descriptors);
     }
     return 0;
 }

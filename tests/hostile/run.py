@@ -200,12 +200,12 @@ def complaints(verb, case, done, place):
 
 
 def check_tool(case, number, place):
-    """Extracts in all surroundings (under the sanitizers, where a start is slow, in two), reads in one of two."""
+    """Extracts as each user, each time in the other locale, and reads as one of them."""
     bex = os.environ["BEX"]
-    every = [(user, locale) for user in USERS for locale in ("C.UTF-8", "C")]
-    ends = [every[0], every[-1]]
+    locales = ("C.UTF-8", "C") if number % 2 else ("C", "C.UTF-8")
+    ends = [(user, locales[i % 2]) for i, user in enumerate(USERS)]
     for verb in "extract", "list", "verify", "info":
-        for user, locale in (ends if SANITIZED else every) if verb == "extract" else [ends[number % 2]]:
+        for user, locale in ends if verb == "extract" else [ends[number // 2 % len(ends)]]:
             place.renew(case, user)
             before = place.outside()
             arguments = {"extract": ["odd.bex", "dest"], "list": ["--long", "odd.bex"],
@@ -265,7 +265,8 @@ def share(arguments):
     result = []
     with tempfile.TemporaryDirectory(prefix="bex-hostile-") as folder:
         place = Place(folder)
-        for number, case in enumerate(cases.all_cases(place.canary)):
+        groups = cases.FOR_OBJECTS if mode == "objects" else cases.GROUPS
+        for number, case in enumerate(cases.all_cases(place.canary, groups)):
             if number % step == first and all(part in case.name for part in chosen):
                 place.write(case.package)
                 result.append((number, case.name, list(MODES[mode](case, number, place))))

@@ -37,6 +37,10 @@ TEST_F(EditorFaults, EveryFailingCallLeavesTheOldPackageOrMakesTheWholeNewOne) {
         edited_.options.check = repacks;
         change(stream::System::real(), repacks);
         const std::string whole = edited_.old();
+        FailingSystem inPieces;
+        inPieces.limitTransfers(1000);
+        change(inPieces, repacks);
+        EXPECT_TRUE(edited_.old() == whole);
         const std::size_t descriptors = openDescriptors();
         // A full disk, and the ways for file systems that can less.
         for (const int error : {ENOSPC, EOPNOTSUPP}) {

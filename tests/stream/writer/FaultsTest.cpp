@@ -68,6 +68,10 @@ TEST_F(WriterFaults, EveryFailingCallLeavesTheOldPackageOrMakesTheWholeNewOne) {
         options_.blockBytes = c.blockBytes;
         build();
         const std::string whole = folder_.read("packages/tool.bex");
+        FailingSystem inPieces;
+        inPieces.limitTransfers(1000);
+        build(inPieces);
+        expectPackage(whole);
         const std::string old = c.before;
         std::size_t failures = 0;
         failEachCall(
