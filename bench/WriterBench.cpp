@@ -73,7 +73,8 @@ void encodePayload(benchmark::State& state) {
         ProgressMeter meter({});
         CompressionSettings settings;
         settings.compression = Compression::none;
-        PayloadWriter(plan, scannedTree(), System::real(), meter).write(sink, settings, {state.range(0) != 0, false});
+        PayloadWriter(plan, scannedTree(), System::real(), meter)
+            .write(sink, settings, {state.range(0) != 0, false});
         bytes += sink.bytes;
     }
     state.SetBytesProcessed(static_cast<std::int64_t>(bytes));
