@@ -5,7 +5,7 @@
 #   LIBDIR  where the libraries are below PREFIX
 #   FLAGS   what has to be the same in a whole process, such as the sanitizers; may be empty
 set -euo pipefail
-way=$1 prefix=$2 libdir=$3 compiler=$4 flags=$5
+way=$1 prefix=$(realpath "$2") libdir=$3 compiler=$4 flags=$5
 examples=$(realpath "$(dirname "$0")/../../examples")
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
@@ -13,10 +13,17 @@ trap 'rm -rf "$work"' EXIT
 # Nothing of the environment may help to find the library.
 unset CMAKE_PREFIX_PATH CPATH LIBRARY_PATH LD_LIBRARY_PATH PKG_CONFIG_PATH
 
-# compile LIBRARY ARGUMENT...
+# compile LIBRARY ARGUMENT...: through ccache where the environment asks for it, as CMake does by itself.
 compile() {
-    read -ra options <<<"$flags $(pkg-config --cflags --libs "$1")"
-    "$compiler" -std=c++17 "${@:2}" "${options[@]}"
+    read -ra options <<<"$flags $(pkg-config --cflags "$1")"
+    ${CMAKE_CXX_COMPILER_LAUNCHER-} "$compiler" -std=c++17 "${options[@]}" "${@:2}"
+}
+
+# program LIBRARY NAME: an example, compiled and linked.
+program() {
+    compile "$1" -c "$examples/$2.cpp" -o "$work/$2.o"
+    read -ra options <<<"$flags $(pkg-config --libs "$1")"
+    "$compiler" "$work/$2.o" -o "$work/$2" "${options[@]}"
 }
 
 case $way in
@@ -27,15 +34,15 @@ case $way in
         ;;
     pkg-config)
         export PKG_CONFIG_PATH=$prefix/$libdir/pkgconfig
-        for program in package_tree write_package; do
-            compile bex "$examples/$program.cpp" -o "$work/$program"
+        for name in package_tree write_package; do
+            program bex "$name"
         done
-        for program in stream_write stream_read; do
-            compile bex-stream "$examples/$program.cpp" -o "$work/$program"
+        for name in stream_write stream_read; do
+            program bex-stream "$name"
         done
         pkg-config --libs --static bex-stream | grep -w -e -lbex && exit 1 # neither library needs the other
         (cd "$prefix/include" && find bex -name '*.hpp' -printf '#include <%p>\n') >"$work/all.cpp"
-        compile bex-stream -fsyntax-only "$work/all.cpp" # nothing that a header needs is missing
+        (cd "$work" && compile bex-stream -c all.cpp -o all.o) # nothing that a header needs is missing
         export LD_LIBRARY_PATH=$prefix/$libdir
         ;;
     moved)
