@@ -144,6 +144,33 @@ std::string systemdOf(const std::set<std::string>& names) {
            units + "  #enable: false\n  #start: false\n";
 }
 
+/// The key with the first file of that suffix, or as an example.
+std::string fileKey(const std::string& key, const std::set<std::string>& names, const std::string& comment) {
+    for (const std::string& name : names) {
+        if (endsWith(name, "." + key)) {
+            return key + ": " + quoted(name) + comment + "\n";
+        }
+    }
+    return "#" + key + ": packaging/program." + key + comment + "\n";
+}
+
+/// Scripts have the names of dpkg's maintainer scripts on disk, and nfpm's in the file.
+std::string scriptsOf(const std::set<std::string>& names) {
+    constexpr std::pair<const char*, const char*> kScripts[] = {
+        {"preinstall", "preinst"}, {"postinstall", "postinst"}, {"preremove", "prerm"}, {"postremove", "postrm"}};
+    std::string lines;
+    for (const auto& [key, script] : kScripts) {
+        const std::string path = std::string("packaging/") + script;
+        if (names.count(path) != 0) {
+            lines += std::string("  ") + key + ": " + path + "\n";
+        }
+    }
+    if (lines.empty()) {
+        return "#scripts:\n#  postinstall: packaging/postinst\n";
+    }
+    return "scripts:\n" + lines;
+}
+
 }  // namespace
 
 std::string initialFile(const std::string& directory) {
@@ -178,13 +205,12 @@ std::string initialFile(const std::string& directory) {
            "#    type: dir\n"
            "#    file_info: { mode: 0750, owner: program, group: program }\n"
            "\n" +
-           systemdOf(names) +
-           "#sysusers: packaging/program.sysusers   # users that the package needs\n"
-           "#tmpfiles: packaging/program.tmpfiles\n"
+           systemdOf(names) + fileKey("sysusers", names, "   # users that the package needs") +
+           fileKey("tmpfiles", names, "   # directories and files that are made at boot") + "\n" +
+           scriptsOf(names) +
            "\n"
-           "#scripts:\n"
-           "#  postinstall: packaging/postinst\n"
-           "\n"
+           "# What changed, in chglog's form; the package gets Debian's.\n"
+           "#changelog: changelog.yaml\n"
            "#deb:\n"
            "#  compression: zstd\n";
 }

@@ -1,3 +1,4 @@
+#include <filesystem>
 #include <memory>
 #include <string>
 #include <utility>
@@ -27,6 +28,9 @@ using stream::WriteOptions;
 using stream::WriteResult;
 
 namespace {
+
+// The name that bex init gives.
+constexpr const char* kUsualBuildFile = "nfpm.yaml";
 
 /// Standard output as the target of a package.
 /// Bytes go through the console, whose buffer they share with nothing else here.
@@ -122,7 +126,11 @@ void requireUsableOutput(const BuildArguments& arguments, const Context& context
 void requireSource(const BuildArguments& arguments) {
     if (arguments.tree.empty() && arguments.buildFile.empty() && arguments.controlFile.empty() &&
         arguments.fields.empty() && arguments.namedFields.empty()) {
-        throw UsageError("TREE is missing, and no option says what to package");
+        std::string message = "TREE is missing, and no option says what to package";
+        if (std::filesystem::exists(kUsualBuildFile)) {
+            message += std::string("; -f ") + kUsualBuildFile + " builds what that file describes";
+        }
+        throw UsageError(message);
     }
 }
 

@@ -20,6 +20,9 @@ bool isOneOf(std::string_view word, const std::string_view (&words)[size]) {
     return std::find(std::begin(words), std::end(words), word) != std::end(words);
 }
 
+// Keys of nfpm's first version, whose meanings `contents` has now.
+constexpr std::string_view kFormerContents[] = {"files", "config_files", "empty_folders", "symlinks"};
+
 /// The words of Key::words, which have single blanks between them.
 std::vector<std::string> wordsOf(std::string_view list) {
     std::vector<std::string> words;
@@ -67,7 +70,10 @@ private:
         for (const Key& key : section) {
             known.emplace_back(key.name);
         }
-        const std::string meant = stream::nearest(member.name, known);
+        std::string meant = stream::nearest(member.name, known);
+        if (where == kTop && isOneOf(member.name, kFormerContents)) {
+            meant = "contents";
+        }
         std::string reason = quotedText(member.name) + " is not a key of " + where;
         if (!meant.empty()) {
             reason += "; did you mean " + meant + "?";
