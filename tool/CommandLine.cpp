@@ -54,11 +54,14 @@ constexpr Command kCommands[] = {
     {"repo", "Make a repository of packages, or its index", addRepo},
 };
 
+bool isOption(const std::string& argument) {
+    return argument.rfind('-', 0) == 0;
+}
+
 /// "help VERB" as "VERB --help".
 /// Only in the verb's place: after it, "help" may be the name of a file.
 std::vector<std::string> withHelpAsOption(std::vector<std::string> arguments) {
-    const auto isWord = [](const std::string& argument) { return argument.rfind('-', 0) != 0; };
-    const auto first = std::find_if(arguments.begin(), arguments.end(), isWord);
+    const auto first = std::find_if_not(arguments.begin(), arguments.end(), isOption);
     if (first != arguments.end() && *first == "help") {
         arguments.erase(first);
         arguments.push_back("--help");
@@ -155,14 +158,17 @@ ExitStatus parseAndAct(const std::vector<std::string>& arguments, Context& conte
     CLI::App program("Build, read and check Debian-style binary packages", "bex");
     program.fallthrough();  // Before the verbs, which inherit it: options for all of them may stand anywhere.
     program.option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
-    addCommonOptions(program, context);
+    // Where no argument is an option, none is needed, and to make them takes longer than to read a field.
+    if (std::any_of(arguments.begin(), arguments.end(), isOption)) {
+        addCommonOptions(program, context);
+    }
     addVerbs(program, chosen);
     program.get_help_ptr()->description("Print help and exit");
     program.set_version_flag("--version", "", "Print the versions of bex and its libraries");
     program.footer(
         "Run bex VERB --help for details; see bex(1) for everything.\nExample: bex build site site.bex");
     program.require_subcommand(1);
-    return parseAndAct(program, withHelpAsOption(arguments), context, chosen);
+    return parseAndAct(program, arguments, context, chosen);
 }
 
 /// The outermost function: nothing is thrown out of it. argc may be 0, as execve(2) allows.
@@ -172,7 +178,7 @@ ExitStatus act(int argc, const char* const* argv, Context& context) {
         if (asksForDpkgDeb(arguments)) {
             return actAsDpkgDeb(arguments, context);
         }
-        return parseAndAct(arguments, context);
+        return parseAndAct(withHelpAsOption(arguments), context);
     } catch (const OutputClosed&) {
         return context.whenClosed;
     } catch (...) {
