@@ -43,7 +43,7 @@ public:
     /// needs is made where it is used; it may be called by several threads at once. No thread starts before the
     /// first submit(), none at all where `threads` is 1.
     WorkPool(unsigned threads, std::size_t capacity, std::function<Work()> makeWork)
-        : threads_(threads), makeWork_(std::move(makeWork)), slots_(capacity) {}
+        : mostWorkers_(threads > 1 ? threads : 0), makeWork_(std::move(makeWork)), slots_(capacity) {}
     /// Waits for the jobs that are being worked on and drops those that are not.
     ~WorkPool() {
         {
@@ -58,6 +58,10 @@ public:
     WorkPool(const WorkPool&) = delete;
     WorkPool& operator=(const WorkPool&) = delete;
 
+    /// Lets one worker take all jobs in order, for work that keeps state from job to job. Before the first
+    /// submit().
+    void keepToOneWorker() noexcept { mostWorkers_ = std::min(mostWorkers_, 1U); }
+
     std::size_t size() const noexcept { return count_; }
     bool empty() const noexcept { return count_ == 0; }
     bool full() const noexcept { return count_ == slots_.size(); }
@@ -67,7 +71,7 @@ public:
 
     /// Hands next() to a worker.
     void submit() {
-        if (threads_ > 1 && workers_.size() < threads_) {
+        if (workers_.size() < mostWorkers_) {
             startWorker();
         }
         if (workers_.empty()) {
@@ -172,7 +176,7 @@ private:
         return slot;
     }
 
-    const unsigned threads_;
+    unsigned mostWorkers_;
     const std::function<Work()> makeWork_;
     std::vector<Slot> slots_;  // a ring; slots that are in flight are the workers' or, once done, the owner's
     std::size_t head_ = 0;

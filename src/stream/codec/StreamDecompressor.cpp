@@ -1,13 +1,8 @@
 #include <algorithm>
-#include <condition_variable>
 #include <cstdint>
-#include <exception>
-#include <mutex>
-#include <system_error>
-#include <thread>
 #include <utility>
-#include <vector>
 
+#include "stream/base/WorkPool.hpp"
 #include "stream/codec/Buffer.hpp"
 #include "stream/codec/StreamDecoder.hpp"
 
@@ -17,29 +12,23 @@ namespace {
 
 constexpr std::size_t kChunksAhead = 4;
 
-/// A ring of chunks. The caller decodes the first one itself; a longer stream is decoded by a thread, if threads
-/// are wanted. Exactly one of the two uses decoder_: the caller until thread_ runs, the thread after that. The
-/// chunks from head_ to head_ + count_ are the caller's to read, the next one is being decoded. A chunk that was
-/// given out stays untouched until the caller asks for the next.
+std::size_t chunksInFlight(unsigned threads) {
+    if (threads <= 1) {
+        return 1;
+    }
+    return kChunksAhead;
+}
+
+/// The caller decodes the first chunk itself; a longer stream is decoded by a thread, if threads are wanted.
+/// Exactly one of the two uses decoder_ and ended_: the caller until the first submit(), the pool's only worker
+/// after that.
 class StreamDecompressor final : public Decompressor {
 public:
     StreamDecompressor(std::unique_ptr<StreamDecoder> decoder, unsigned threads, std::size_t chunkBytes)
         : decoder_(std::move(decoder)),
           chunkBytes_(chunkBytes),
-          threadWanted_(threads > 1),
-          chunks_(threads > 1 ? kChunksAhead : 1) {}
-
-    ~StreamDecompressor() override {
-        {
-            // Under the lock, although it is one flag: the thread could otherwise test it, miss the change and
-            // then wait for ever.
-            const std::lock_guard lock(mutex_);
-            stopped_ = true;
-        }
-        room_.notify_one();
-        if (thread_.joinable()) {
-            thread_.join();
-        }
+          pool_(threads, chunksInFlight(threads), [this] { return [this](Buffer& chunk) { decode(chunk); }; }) {
+        pool_.keepToOneWorker();  // the bytes of a stream are decoded in order
     }
 
     std::string_view next() override {
@@ -69,116 +58,47 @@ public:
 private:
     std::string_view takeChunk() {
         // The caller asks for the next chunk, and so is done with the last one.
-        giveBack();
-        if (!thread_.joinable()) {
-            startOrDecode();
+        if (std::exchange(given_, false)) {
+            pool_.pop();
         }
-        std::unique_lock lock(mutex_);
-        decoded_.wait(lock, [this] { return count_ != 0 || ended_; });
-        // Chunks that were decoded before the failure come first: the caller gets every byte up to it.
-        if (count_ != 0) {
-            given_ = true;
-            return chunks_[head_].view();
+        if (!std::exchange(begun_, true)) {
+            pool_.submitHere();  // a member that fits into the first chunk needs no thread
+        } else {
+            submitAll();
         }
-        // The failure stays: each later call throws it again.
-        if (failure_) {
-            std::rethrow_exception(failure_);
-        }
-        return {};
+        // A failed chunk stays the front, so that each later call throws its error again.
+        const Buffer& chunk = pool_.front();
+        given_ = true;
+        return chunk.view();
     }
 
-    void giveBack() {
-        // Nothing was given out, as at the start: there is no chunk to free.
-        if (!std::exchange(given_, false)) {
-            return;
+    void submitAll() {
+        while (!pool_.full()) {
+            pool_.submit();
         }
-        {
-            const std::lock_guard lock(mutex_);
-            head_ = (head_ + 1) % chunks_.size();
-            --count_;
-        }
-        room_.notify_one();
     }
 
-    /// Without a thread, and when all decoded chunks are given back.
-    void startOrDecode() {
-        // Read without the lock: without a thread nobody else writes it.
+    /// Leaves the chunk shorter than chunkBytes_ only at the end, and empty after it.
+    void decode(Buffer& chunk) {
+        chunk.setSize(0);
         if (ended_) {
             return;
         }
-        // The first chunk is decoded here: a member that fits into it needs no thread.
-        if (std::exchange(begun_, true) && threadWanted_) {
-            try {
-                thread_ = std::thread([this] { runAhead(); });
-                return;
-            } catch (const std::system_error&) {
-                threadWanted_ = false;  // no thread to be had: the caller's does as well
-            }
-        }
-        decode(chunks_[head_]);
-    }
-
-    void runAhead() {
-        bool more = true;
-        while (more) {
-            std::unique_lock lock(mutex_);
-            room_.wait(lock, [this] { return stopped_ || count_ < chunks_.size(); });
-            if (stopped_) {
-                return;
-            }
-            // The chunk after the decoded ones. The caller touches only those before it, so that it may be filled
-            // without the lock.
-            Buffer& chunk = chunks_[(head_ + count_) % chunks_.size()];
-            lock.unlock();
-            more = decode(chunk);
-        }
-    }
-
-    /// False when nothing follows.
-    bool decode(Buffer& chunk) {
-        std::exception_ptr failure;
-        std::size_t size = 0;
-        try {
-            chunk.reserve(chunkBytes_);
-            size = decoder_->fill(chunk.data(), chunkBytes_);
-        } catch (...) {
-            failure = std::current_exception();
-        }
+        // If fill() throws, that is the end as well: the decoder must not be used again.
+        ended_ = true;
+        chunk.reserve(chunkBytes_);
+        const std::size_t size = decoder_->fill(chunk.data(), chunkBytes_);
         chunk.setSize(size);
-        // A decoder gives less than it was asked for only at its end.
-        const bool ended = failure != nullptr || size < chunkBytes_;
-        {
-            const std::lock_guard lock(mutex_);
-            // One step: whoever sees `ended_` sees the failure too.
-            failure_ = std::move(failure);
-            ended_ = ended;
-            // A failure discards what its call had decoded (size is 0), as the decoder says nothing about those
-            // bytes.
-            if (size != 0) {
-                ++count_;
-            }
-        }
-        decoded_.notify_one();
-        return !ended;
+        ended_ = size < chunkBytes_;
     }
 
     const std::unique_ptr<StreamDecoder> decoder_;
     const std::size_t chunkBytes_;
-    bool threadWanted_;
     bool begun_ = false;
-    bool given_ = false;     // the chunk at head_ is the caller's
-    std::string_view rest_;  // of that chunk, after a skip
-
-    std::mutex mutex_;  // guards what follows
-    std::condition_variable room_;
-    std::condition_variable decoded_;
-    std::vector<Buffer> chunks_;  // from head_, count_ of them are decoded and not given back
-    std::size_t head_ = 0;
-    std::size_t count_ = 0;
     bool ended_ = false;
-    bool stopped_ = false;
-    std::exception_ptr failure_;
-    std::thread thread_;  // the owner's alone
+    bool given_ = false;     // the front of the pool is the caller's
+    std::string_view rest_;  // of that chunk, after a skip
+    WorkPool<Buffer> pool_;  // last: its destructor waits for the worker, which uses the others
 };
 
 }  // namespace

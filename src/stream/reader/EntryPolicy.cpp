@@ -41,7 +41,9 @@ PathTable::Kind kindOf(EntryType type) {
     }
 }
 
-const char* refusedType(EntryType type) {
+}  // namespace
+
+const char* EntryPolicy::specialWordOf(EntryType type, const char* other) noexcept {
     switch (type) {
         case EntryType::characterDevice:
         case EntryType::blockDevice:
@@ -49,17 +51,15 @@ const char* refusedType(EntryType type) {
         case EntryType::fifo:
             return "a FIFO";
         case EntryType::other:
-            return "an entry of unknown type";
+            return other;
         default:
             return nullptr;
     }
 }
 
-}  // namespace
-
 void EntryPolicy::check(const Entry& entry) {
     checkLimits(entry);
-    const char* refused = refusedType(entry.type);
+    const char* refused = specialWordOf(entry.type, "an entry of unknown type");
     if (refused != nullptr) {  // guard: devices and FIFOs
         refuse("entry-type", std::string("is ") + refused, entry);
     }

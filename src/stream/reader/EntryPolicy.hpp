@@ -14,6 +14,10 @@ namespace bex::stream {
 /// docs/policy.md has the rules in words. Extraction decides what depends on the disk.
 class EntryPolicy {
 public:
+    /// What an entry is that no package may hold: "a device", "a FIFO", `other` for EntryType::other; null for the
+    /// types that it may.
+    static const char* specialWordOf(EntryType type, const char* other) noexcept;
+
     EntryPolicy(const Limits& limits, Place place) : limits_(limits), place_(std::move(place)) {}
 
     /// Checks the next entry of the archive. Refuses it once for each rule that it breaks; throws StreamError for

@@ -13,6 +13,7 @@
 #include "bex/stream/Escape.hpp"
 #include "bex/stream/StreamError.hpp"
 #include "stream/base/Place.hpp"
+#include "stream/reader/EntryPolicy.hpp"
 #include "stream/system/Descriptor.hpp"
 #include "stream/system/OpenLongPath.hpp"
 #include "stream/writer/PackagePath.hpp"
@@ -46,21 +47,6 @@ EntryType typeOf(mode_t mode) noexcept {
             return EntryType::fifo;
         default:
             return EntryType::other;
-    }
-}
-
-/// The word for what a package cannot hold; null for what it can.
-const char* specialWordOf(EntryType type) noexcept {
-    switch (type) {
-        case EntryType::characterDevice:
-        case EntryType::blockDevice:
-            return "a device";
-        case EntryType::fifo:
-            return "a FIFO";
-        case EntryType::other:
-            return "a socket";
-        default:
-            return nullptr;
     }
 }
 
@@ -182,7 +168,7 @@ void TreeScanner::take(int directory, const SourceEntry& parent, const std::stri
     if (!isWanted(relative, entry)) {
         return;
     }
-    const char* special = specialWordOf(entry.type);
+    const char* special = EntryPolicy::specialWordOf(entry.type, "a socket");
     if (special == nullptr) {
         collection_.entries.push_back(std::move(entry));
     } else if (!options_->skipSpecialFiles) {
