@@ -309,7 +309,8 @@ class Bench:
         table = self.add(Table("Find in 12 GiB by the index", self.programs.race([
             self.contender("bex field", self.bex("field", package, "Version"), None, package, 5),
             self.contender("bex list --index", self.bex("list", "--index", package), None, package, 5),
-            self.contender("bex cat --index: last small file", self.bex("cat", "--index", package, last), None, package, 5),
+            self.contender("bex cat --index: last small file", self.bex("cat", "--index", package, last), None, package,
+                           5),
         ], self.rounds + 2), "bex field"))
         self.hold_cat("12 GiB", table, package, last)
         put_away(package)
