@@ -120,7 +120,9 @@ private:
         }
         const auto flight = flightWith(offset);
         if (flight == flights_.end()) {
-            return fetch(rangeFor(offset, wanted));
+            ByteRange range = rangeFor(offset, wanted);
+            endBeforeWhatIsThere(range);
+            return fetch(range);
         }
         Flight landing = std::move(*flight);
         flights_.erase(flight);

@@ -31,7 +31,9 @@ void announceIndex(Source& source) {
     constexpr std::uint64_t least = std::uint64_t{64} << 10;
     constexpr std::uint64_t most = std::uint64_t{1} << 20;
     const std::uint64_t size = source.size();
-    const std::uint64_t tail = std::min(size, std::clamp(size / 4096, least, most));
+    // Of packages of small files up to a 128th; of large ones less, so that all of it stays a small part.
+    const std::uint64_t tail =
+        std::min(size, std::clamp(size / 4096, std::clamp(size / 128, least, most / 4), most));
     source.willRead({{size - tail, tail}});
 }
 
