@@ -98,14 +98,17 @@ private:
 AddResult add(const std::string& root, const std::vector<std::string>& packages, const AddOptions& options) {
     const Layout layout(root);
     System& system = System::real();
-    const auto suites = readSettings(layout);
-    const SuiteSettings& settings = findSuite(suites, options.suite);
-    const std::string component = findComponent(settings, options.component);
     // Before the lock: reading may take minutes, and other processes need not wait. The pool compares digests
     // again when it copies.
+    const std::string component =
+        findComponent(findSuite(readSettings(layout), options.suite), options.component);
     const std::vector<Candidate> candidates = examineAll(packages, component, options);
 
     const Lock lock(root);
+    // Read again: an architecture or the component may have left the suite meanwhile.
+    const auto suites = readSettings(layout);
+    const SuiteSettings& settings = findSuite(suites, options.suite);
+    findComponent(settings, component);
     NextSuite suite(layout, settings);
     Addition addition(suite);
     PoolAddition pool(layout, system);

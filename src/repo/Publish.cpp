@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <deque>
 #include <set>
 #include <string>
 #include <vector>
@@ -38,9 +39,6 @@ void eraseNeeded(const Layout& layout, const SuiteSettings& settings, std::set<s
 /// kept.
 void removeUnlisted(const Layout& layout, const std::vector<SuiteSettings>& suites, std::set<std::string> files,
                     PublishResult& result) {
-    if (files.empty()) {
-        return;
-    }
     for (const SuiteSettings& settings : suites) {
         // A file is in the pool once for all suites; it stays as long as one of them needs it.
         eraseNeeded(layout, settings, files);
@@ -67,15 +65,21 @@ PublishResult publish(const std::string& root, const PublishOptions& options) {
         chosen = {findSuite(suites, options.suite)};
     }
     PublishResult result;
+    std::deque<Publication> publications;
     std::set<std::string> unlisted;
     for (const SuiteSettings& suite : chosen) {
-        Publication publication(layout, suite, options, System::real());
+        Publication& publication = publications.emplace_back(layout, suite, options, System::real());
         publication.run(result);
         unlisted.insert(publication.unlisted().begin(), publication.unlisted().end());
     }
-    // After all suites are published: a later one may still list what an earlier one dropped. All suites are
-    // asked, not only the chosen ones.
-    removeUnlisted(layout, suites, unlisted, result);
+    if (!unlisted.empty() && !options.planOnly) {
+        // After all suites are published: a later one may still list what an earlier one dropped. All suites are
+        // asked, not only the chosen ones.
+        removeUnlisted(layout, suites, unlisted, result);
+        for (Publication& publication : publications) {
+            publication.forgetUnlisted();
+        }
+    }
     if (options.html && !options.planOnly) {
         writeSite(layout, suites, options, result, System::real());
     }

@@ -1,4 +1,5 @@
 #include <map>
+#include <optional>
 #include <set>
 #include <string>
 #include <utility>
@@ -74,6 +75,32 @@ void checkPool(const RepositoryFiles& files, const std::string& path, const std:
     }
 }
 
+/// The files that the pool has to have, or may have; nothing where a damaged suite, which is a finding, leaves that
+/// open.
+std::optional<std::set<std::string>> listedFiles(const RepositoryFiles& files, const Packages& packages,
+                                                 const RepositoryCheck& check) {
+    std::set<std::string> listed;
+    for (const auto& package : packages) {
+        listed.insert(package.first);
+    }
+    try {
+        for (const PackageId& package : list(files.root(), {})) {
+            listed.insert(package.filename);
+        }
+    } catch (const StreamError& error) {
+        if (error.kind() != ErrorKind::damaged) {
+            throw;
+        }
+        return std::nullopt;
+    }
+    // Kept for clients that have read an older generation.
+    for (const std::string& suite : suitesOf(files, check)) {
+        const std::set<std::string> drops = Generations(Layout(files.root()), suite).drops();
+        listed.insert(drops.begin(), drops.end());
+    }
+    return listed;
+}
+
 }  // namespace
 
 std::vector<stream::Finding> verifyRepository(const std::string& root, const RepositoryCheck& check) {
@@ -86,19 +113,9 @@ std::vector<stream::Finding> verifyRepository(const std::string& root, const Rep
     checkPackages(files, packages, check, findings);
     // Only for a repository of our own, and for all of it: a pool may hold packages of suites that were not read.
     if (files.isDirectory() && check.suite.empty() && sizeOfFile(Layout(root).settings())) {
-        std::set<std::string> listed;
-        for (const auto& package : packages) {
-            listed.insert(package.first);
+        if (const auto listed = listedFiles(files, packages, check)) {
+            checkPool(files, "pool", *listed, findings);
         }
-        for (const PackageId& package : list(root, {})) {
-            listed.insert(package.filename);
-        }
-        // Kept for clients that have read an older generation.
-        for (const std::string& suite : suitesOf(files, check)) {
-            const std::set<std::string> drops = Generations(Layout(root), suite).drops();
-            listed.insert(drops.begin(), drops.end());
-        }
-        checkPool(files, "pool", listed, findings);
     }
     return findings.all();
 }

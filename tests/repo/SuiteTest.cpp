@@ -4,6 +4,8 @@
 #include <vector>
 
 #include "bex/stream/StreamError.hpp"
+#include "repo/index/StanzaList.hpp"
+#include "repo/publish/Armor.hpp"
 #include "repo/suite/Layout.hpp"
 #include "repo/suite/Settings.hpp"
 
@@ -39,6 +41,54 @@ TEST(PoolPath, IsOfPlainWordsAndNoLongerThanANameOfAFile) {
     PoolName longest = name;
     longest.package.assign(250, 'a');
     EXPECT_THROW(poolPath(longest, "file"), StreamError);
+}
+
+TEST(VersionOrder, PutsWhatIsNoVersionFirstAndHasNoCircle) {
+    // "1:x" and "~" are no versions; as texts they would come between versions that are ordered otherwise.
+    const std::vector<std::string> texts = {"",    "~",     "1:x",  "a",    "zz", "1.0", "1.0-0",
+                                            "9.0", "10.0",  "1:0.5", "10:1", "2~", "2",   "2.0\n"};
+    const auto isVersion = [](const std::string& text) { return !text.empty() && compareVersions(text, "zz") > 0; };
+    for (const std::string& a : texts) {
+        for (const std::string& b : texts) {
+            EXPECT_EQ(compareVersions(a, b) < 0, compareVersions(b, a) > 0) << a << " " << b;
+            for (const std::string& c : texts) {
+                EXPECT_FALSE(compareVersions(a, b) <= 0 && compareVersions(b, c) <= 0 && compareVersions(a, c) > 0)
+                    << a << " " << b << " " << c;
+            }
+        }
+    }
+    EXPECT_TRUE(isVersion("9.0") && isVersion("1:0.5"));
+    EXPECT_FALSE(isVersion("a") || isVersion("1:x"));
+}
+
+TEST(Armor, IsAWholeSignatureAndNothingElse) {
+    const std::string begin = "-----BEGIN PGP SIGNATURE-----\n";
+    const std::string end = "-----END PGP SIGNATURE-----\n";
+    const struct {
+        std::string text;
+        bool accepted;
+        const char* why;
+    } cases[] = {
+        {begin + "\nwgEE\n" + end, true, "a packet of one byte"},
+        {begin + "Version: 1\nComment: x\n\nwgEE\n" + end, true, "headers"},
+        {begin + "\r\nwgEE\r\n" + end + "\n\n", true, "other line ends, empty lines at the end"},
+        {begin + "\nwgEE\n=hXle\n" + end, true, "its checksum"},
+        {begin + "\niAABwgEE\n" + end, false, "an empty packet, and a byte that begins none"},
+        {begin + "\niAEEwgEE\n" + end, true, "two packets, one of them in the old format"},
+        {begin + "\nwgEE\n=AAAA\n" + end, false, "another checksum"},
+        {begin + "\nwgIE\n" + end, false, "a packet that was cut"},
+        {begin + "\nwgE\n" + end, false, "a group that was cut"},
+        {begin + "\nxgEE\n" + end, false, "a packet that is not a signature"},
+        {begin + "\n\n" + end, false, "no packet"},
+        {begin + "\nwgEE\n", false, "no end"},
+        {begin + "\nwgEE\n" + end + "more\n", false, "text after it"},
+        {"more\n" + begin + "\nwgEE\n" + end, false, "text before it"},
+        {begin + "\nwg*E\n" + end, false, "another character"},
+        {"", false, "nothing"},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(isArmoredSignature(c.text), c.accepted) << c.why;
+    }
 }
 
 }  // namespace

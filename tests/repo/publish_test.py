@@ -2,9 +2,11 @@
 that need not be, and what can't be accepted leaves the repository as it was."""
 
 import errno
+import fcntl
 import gzip
 import os
 import re
+import shutil
 import signal
 import subprocess
 import sys
@@ -24,6 +26,13 @@ def stanzas(root, architecture="amd64", component="main", suite="stable"):
     return gzip.decompress(read(path)).decode()
 
 
+def fnv1a(name):
+    value = 2166136261
+    for byte in name.encode():
+        value = (value ^ byte) * 16777619 % 2**32
+    return value
+
+
 class PublishTest(RepositoryCase):
     def view(self, suite="stable"):
         return client_view(self.repo, suite)
@@ -34,6 +43,17 @@ class PublishTest(RepositoryCase):
         aged = re.sub(r"^Published: .*", f"Published: {int(time.time()) - 3600}", read(path).decode(), flags=re.M)
         with open(path, "w", encoding="utf-8") as out:
             out.write(aged)
+
+    def dpkg_package(self, tree, file, fields):
+        """Builds a package that `bex build` would refuse."""
+        control = self.path(tree, "DEBIAN/control")
+        os.makedirs(os.path.dirname(control), exist_ok=True)
+        sound = {"Package": "evil", "Version": "1", "Architecture": "all", "Maintainer": "A <a@example.org>",
+                 "Description": "d"}
+        with open(control, "w", encoding="utf-8") as out:
+            out.write("".join(f"{name}: {value}\n" for name, value in {**sound, **fields}.items()))
+        subprocess.run(["dpkg-deb", "--nocheck", "-b", self.path(tree), self.path(file)], check=True, capture_output=True)
+        return self.path(file)
 
     def test_what_is_added_is_published_for_each_architecture(self):
         self.init("--arch", "amd64,arm64", "--component", "main,contrib")
@@ -138,6 +158,92 @@ class PublishTest(RepositoryCase):
         self.publish("--suite", "testing", "--keep-generations", "1")
         self.assertFalse(is_there())
 
+    def test_what_a_component_left_behind_goes_with_its_last_generation(self):
+        self.init("--component", "main,contrib")
+        self.bex("add", "--component", "contrib", self.package("three"))
+        self.publish()
+        folder = os.path.join(self.repo, "dists/stable/contrib/binary-amd64/by-hash/SHA256")
+        for number in range(3):
+            self.init("--component", "main")
+            self.assertNotEqual(os.listdir(folder), [])
+            self.age()
+            self.bex("add", self.package("one", f"{number}.0"))
+            self.publish("--keep-generations", "3")
+        self.assertEqual(os.listdir(folder), [])
+
+    def test_files_that_a_killed_process_did_not_remove_go_with_the_next_publication(self):
+        self.init()
+        self.bex("add", self.package("two"))
+        self.publish()
+        generations = os.path.join(self.repo, ".bex/generations/stable")
+        file = os.path.join(self.repo, "pool/main/o/one/one_1.0_all.deb")
+        os.makedirs(os.path.dirname(file))
+        shutil.copy(self.package("one"), file)
+        with open(generations, "a", encoding="utf-8") as out:
+            # As a publication leaves it between writing the list and removing the files.
+            out.write("\nUnlisted:\n pool/main/o/one/one_1.0_all.deb\n pool/main/t/two/two_1.0_all.deb\n ../outside\n")
+        self.assertEqual(self.publish().stdout, "removed pool/main/o/one/one_1.0_all.deb\n")
+        self.assertFalse(os.path.exists(file))
+        self.assertEqual(self.view(), {("two", "1.0", "all")})
+        self.assertNotIn("Unlisted", read(generations).decode())
+        self.assertEqual(self.publish().stdout, "")
+
+    def test_indexes_that_change_a_little_are_those_that_one_publication_writes(self):
+        """Parts of the old index and of the old Contents are taken over; the bytes must not show it."""
+        # One package in 256 begins a new block, by the hash of its name.
+        names = [f"p{number}" for number in range(2000)]
+        names = sorted(names[:40] + [name for name in names if fnv1a(name) % 256 == 0])
+        packages = [self.package(name) for name in names]
+        repos = []
+        for lots in ((packages[:40] + packages[50:], packages[40:50]), (packages,)):
+            self.repo = self.path("repo" + str(len(repos)))
+            repos.append(self.repo)
+            self.init()
+            for number, lot in enumerate(lots):
+                self.bex("add", *lot)
+                if number:
+                    # A package that is no longer there is not read again.
+                    os.rename(os.path.join(self.repo, "pool/main/p", names[0]), self.path("away"))
+                self.publish("--compress", "gz,xz,zst", "--contents", "--date", str(DATE + 1 - len(repos) + number))
+        views = [release_of(os.path.join(repo, "dists/stable"))[1] for repo in repos]
+        self.assertEqual(*views)
+        self.assertEqual(gzip.decompress(read(os.path.join(repos[0], "dists/stable/main/Contents-amd64.gz"))).count(b"\n"),
+                         len(names))
+        # Several blocks, so that some of them were taken over.
+        self.assertGreater(read(os.path.join(repos[0], "dists/stable/main/binary-amd64/Packages.gz")).count(b"BX\x04\0"), 3)
+
+    def test_contents_forget_what_left_and_keep_what_others_have(self):
+        self.init()
+        self.bex("add", self.package("one"), self.package("one", "2.0", text="x" * 10), self.package("two"))
+        tree = self.path("tree-odd")
+        shutil.copytree(self.path("tree-two"), tree)
+        os.rename(os.path.join(tree, "usr/share/doc/two"), os.path.join(tree, "usr/share/doc/odd"))
+        self.bex("add", "--allow", "field", self.dpkg_package(
+            "tree-odd", "odd.deb", {"Package": "odd", "Version": "1", "Section": "a b,c"}))
+        contents = os.path.join(self.repo, "dists/stable/main/Contents-amd64.gz")
+        for removed, expected in ((None, "odd one two"), ("one (= 1.0)", "odd one two"), ("one", "odd two")):
+            if removed:
+                self.bex("remove", removed)
+            self.publish("--contents")
+            self.assertEqual(gzip.decompress(read(contents)).decode(),
+                             "".join(f"usr/share/doc/{name}/README {name}\n" for name in expected.split()))
+
+    def test_add_goes_by_the_settings_under_the_lock(self):
+        self.init("--arch", "amd64,arm64")
+        package = self.package("one", arch="arm64")
+        settings = os.path.join(self.repo, ".bex/suites")
+        with open(os.path.join(self.repo, ".bex/lock"), "w", encoding="utf-8") as lock:
+            fcntl.flock(lock, fcntl.LOCK_EX)
+            with subprocess.Popen([BEX, "repo", "add", self.repo, package], stderr=subprocess.PIPE, text=True,
+                                  env=clean_environment()) as adding:
+                while not re.search(rf"-> FLOCK.* {adding.pid} ", read("/proc/locks").decode()):
+                    self.assertIsNone(adding.poll())
+                text = read(settings).decode().replace("amd64 arm64", "amd64")
+                with open(settings, "w", encoding="utf-8") as out:
+                    out.write(text)
+                fcntl.flock(lock, fcntl.LOCK_UN)
+                self.assertIn('is for "arm64", but suite stable has only amd64', adding.communicate()[1])
+
     def test_several_suites_versions_and_promotion(self):
         self.init("--suite", "testing")
         self.init("--suite", "stable")
@@ -202,17 +308,10 @@ class PublishTest(RepositoryCase):
 
     def test_names_that_lead_out_of_the_pool_are_refused_whatever_is_allowed(self):
         self.init()
-        sound = {"Package": "evil", "Version": "1", "Architecture": "all", "Maintainer": "A <a@example.org>",
-                 "Description": "d"}
         cases = ({"Package": "../evil"}, {"Version": "1/../../../x"}, {"Architecture": "../all"},
                  {"Source": "../../../etc"}, {"Source": ".."}, {"Package": "e" * 300})
         for number, case in enumerate(cases):
-            control = self.path("evil/DEBIAN/control")
-            os.makedirs(os.path.dirname(control), exist_ok=True)
-            with open(control, "w", encoding="utf-8") as out:
-                out.write("".join(f"{name}: {value}\n" for name, value in {**sound, **case}.items()))
-            package = self.path(f"evil{number}.deb")
-            subprocess.run(["dpkg-deb", "--nocheck", "-b", self.path("evil"), package], check=True, capture_output=True)
+            package = self.dpkg_package("evil", f"evil{number}.deb", case)
             with self.subTest(case=case):
                 message = self.refused("add", "--allow", "field", package)
                 self.assertRegex(message, "can't name a file|too long|is not|may hold only|must begin")
@@ -220,13 +319,20 @@ class PublishTest(RepositoryCase):
     def test_signers_that_fail(self):
         self.init()
         self.bex("add", self.package("one"))
+        # What a tool prints, cut where a kill or a full disk may cut it.
+        head = """printf '%s\\n' '-----BEGIN PGP SIGNED MESSAGE-----' 'Hash: SHA512' ''; cat"""
+        signature = "printf '%s\\n' '-----BEGIN PGP SIGNATURE-----' '' wgEE"
+        half = f"{head}; {signature}"
+        cut = f"case $1 in sign) {signature} ;; *) {head}; {signature} '-----END PGP SIGNATURE-----' ;; esac"
         cases = (("false", "failed"), ("cat /etc/hostname", "did not print the Release file with a signature"),
                  ("true", "did not print the Release file with a signature"), ("/nonexistent", "can't run it"),
-                 ("sleep 60 #", "did not end within 1 s and was stopped"))
+                 ("sleep 60 #", "did not end within 1 s and was stopped"), ("kill -9 $$ #", "failed"),
+                 (f"{half} #", "did not print the Release file with a signature"),
+                 (f"{cut} #", "did not print an armored signature"))
         for signer, reason in cases:
             script = self.path("signer")
             with open(script, "w", encoding="utf-8") as out:
-                out.write(f"#!/bin/sh\nexec {signer}\n")
+                out.write("#!/bin/sh\n" + ("" if signer[-1] == "#" else "exec ") + signer + "\n")
             os.chmod(script, 0o755)
             command = signer if signer == "/nonexistent" else script
             with self.subTest(signer=signer):
@@ -252,57 +358,83 @@ class FaultsTest(RepositoryCase):
 
     def setUp(self):
         super().setUp()
+        self.signing = ()
+
+    def prepare(self, signing):
+        self.repo = self.path("repo-" + str(len(signing)))
+        self.signing = signing
         self.init()
         self.bex("add", self.package("one"))
-        self.publish("--date", str(DATE))
+        self.publish("--date", str(DATE), *signing)
         self.bex("add", self.package("two", arch="amd64"))
         self.bex("remove", "one")
-        self.saved = self.path("saved")
-        subprocess.run(["cp", "-a", self.repo, self.saved], check=True)
+        self.saved = self.repo + "-saved"
+        shutil.copytree(self.repo, self.saved)
 
     def restore(self):
-        subprocess.run(["rm", "-rf", self.repo], check=True)
-        subprocess.run(["cp", "-a", self.saved, self.repo], check=True)
+        shutil.rmtree(self.repo)
+        shutil.copytree(self.saved, self.repo)
 
-    def each_run(self, kind):
+    def state(self):
+        """What is in the repository, but for the names of temporary files and the time by the clock."""
+        found = set()
+        for base, _, names in os.walk(self.repo):
+            for name in names:
+                path = os.path.join(base, name)
+                data = re.sub(rb"(?m)^Published: .*", b"", read(path))
+                found.add((re.sub(r"/\.bex-[0-9a-f]{8,}$", "/.bex-*", path), data))
+        return frozenset(found)
+
+    def each_run(self, kind, signing):
+        """A run with each fault, and whether the repository is now as no earlier run left it."""
         from injection import Program
+        self.prepare(signing)
+        states = {self.state()}
+        before = next(iter(states))
         met, nth = 0, 1
-        arguments = ["repo", "publish", self.repo, "--date", str(DATE + 1), "--contents", "--threads", "1"]
+        arguments = ["repo", "publish", self.repo, "--date", str(DATE + 1), "--contents", "--threads", "1", *signing]
         with Program(arguments, self.folder) as program:
+            program.run("warm")  # loads the libraries once for all runs
+            self.restore()
             while True:
-                self.restore()
                 run = program.run(kind, nth)
                 if run.call is None:
                     self.assertEqual((run.status, run.err), (0, ""))
                     self.assertEqual(client_view(self.repo), {TWO})
                     self.assertGreater(met, 50)
                     return
-                with self.subTest(kind=kind, nth=nth, call=run.call, err=run.err):
-                    yield run
+                after = self.state()
+                with self.subTest(kind=kind, nth=nth, call=run.call, err=run.err, signing=signing):
+                    yield run, after not in states
+                if after != before:
+                    self.restore()
+                states.add(after)
                 met, nth = met + 1, nth + 1
 
-    def check_clients(self, published):
+    def check_clients(self):
         """Old or new, whole; and the next publication mends what was left."""
-        seen = client_view(self.repo)
-        self.assertIn(seen, ({ONE}, {TWO}))
-        if published:
-            self.assertEqual(seen, {TWO})
-        self.publish("--date", str(DATE + 2), "--contents")
+        self.assertIn(client_view(self.repo), ({ONE}, {TWO}))
+        self.publish("--date", str(DATE + 2), "--contents", *self.signing)
         self.assertEqual(client_view(self.repo), {TWO})
         left = [name for _, _, names in os.walk(self.repo) for name in names if name.startswith(".bex-")]
         self.assertEqual(left, [])
 
     def test_killed_at_any_call(self):
-        for run in self.each_run("kill"):
-            self.assertEqual(run.status, -signal.SIGKILL)
-            self.check_clients(False)
+        for signing in ((), ("--signer", os.environ.get("BEX_SIGNER", ""), "--sign", "key")):
+            for run, is_new in self.each_run("kill", signing):
+                self.assertEqual(run.status, -signal.SIGKILL)
+                if is_new:
+                    self.check_clients()
 
     def test_any_call_fails(self):
         for kind in (errno.EIO, errno.ENOSPC) if os.environ.get("BEX_FAULTS") == "all" else (errno.EIO,):
-            for run in self.each_run(kind):
+            for run, is_new in self.each_run(kind, ()):
                 self.assertIn(run.status, (0, 4))
                 self.assertEqual(run.status == 0, run.err == "")
-                self.check_clients(run.status == 0)
+                if run.status == 0:
+                    self.assertEqual(client_view(self.repo), {TWO})
+                if is_new:
+                    self.check_clients()
 
 
 if __name__ == "__main__":

@@ -96,6 +96,19 @@ class VerifyTest(RepositoryCase):
                 self.init()
                 self.bex("add", self.path("one_1.0_all.deb"), self.path("two_1.0_amd64.deb"))
 
+    def test_files_longer_than_any_limit_are_findings(self):
+        self.publish()
+        path = PACKAGES + ".gz"
+        data = read(os.path.join(self.repo, path))
+        os.remove(os.path.join(self.repo, path))
+        with open(os.path.join(self.repo, path), "wb") as file:
+            file.write(data)
+            file.truncate(70 << 20)
+        self.assertEqual(self.findings(), ([("error", "index-digest", path), self.UNSIGNED], 1))
+        with open(os.path.join(self.repo, "dists/stable/InRelease"), "wb") as file:
+            file.truncate(70 << 20)
+        self.assertEqual(self.findings()[0][0], ("error", "release", "dists/stable/InRelease"))
+
     @unittest.skipUnless(HAS["gpg"] and HAS["gpgv"], "needs gpg")
     def test_signatures(self):
         environment, keyring = self.gpg_key()

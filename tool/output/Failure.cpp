@@ -35,7 +35,7 @@ Report reportOf(const std::exception_ptr& failure) {
     try {
         std::rethrow_exception(failure);
     } catch (const stream::StreamError& e) {
-        return {statusOf(e.kind()), nameOf(e.kind()), e.what(), hintFor(e)};
+        return {statusOf(e.kind()), nameOf(e.kind()), e.what(), hintFor(e), e.code()};
     } catch (const UsageError& e) {
         return {ExitStatus::usage, "usage", e.what(), ""};
         // Of the C++ library's own message only the path and the system's reason are for people.
@@ -61,7 +61,11 @@ void print(const Report& report, Context& context) {
         }
         return;
     }
-    Json error = {{"kind", report.kind}, {"status", static_cast<int>(report.status)}};
+    Json error = {{"kind", report.kind}};
+    if (!report.code.empty()) {
+        error["code"] = report.code;
+    }
+    error["status"] = static_cast<int>(report.status);
     putText(error, "message", report.message);
     if (!report.hint.empty()) {
         error["hint"] = report.hint;

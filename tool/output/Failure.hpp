@@ -25,6 +25,7 @@ struct Report {
     std::string kind;
     std::string message;
     std::string hint;
+    std::string code = {};  ///< that of a StreamError
 };
 
 /// Prints the report as lines or, with --json, as one object on standard error.

@@ -1,6 +1,7 @@
 #include "repo/index/StanzaList.hpp"
 
 #include <algorithm>
+#include <optional>
 #include <tuple>
 #include <utility>
 
@@ -26,6 +27,14 @@ constexpr WantedField kWanted[] = {{"package", &Stanza::package},
                                    {"filename", &Stanza::filename},
                                    {"sha256", &Stanza::sha256}};
 
+std::optional<Version> versionOf(std::string_view text) {
+    try {
+        return Version::parse(text);
+    } catch (const StreamError&) {
+        return std::nullopt;
+    }
+}
+
 void takeField(std::string_view line, Stanza& stanza) {
     // The first letter rules out most lines of an index.
     if (line.empty() || std::string_view("pvafsPVAFS").find(line.front()) == std::string_view::npos) {
@@ -44,16 +53,21 @@ void takeField(std::string_view line, Stanza& stanza) {
 
 }  // namespace
 
-// A version that can't be read must not end a listing or a sort: it is compared as text.
+// A version that can't be read must not end a listing or a sort. Such texts come before all versions: compared with
+// versions as text, they would make an order in which three can follow each other in a circle.
 int compareVersions(std::string_view a, std::string_view b) {
     if (a == b) {
         return 0;
     }
-    try {
-        return Version::parse(a).compare(Version::parse(b));
-    } catch (const StreamError&) {
+    const auto first = versionOf(a);
+    const auto second = versionOf(b);
+    if (first && second) {
+        return first->compare(*second);
+    }
+    if (!first && !second) {
         return a.compare(b);
     }
+    return first ? 1 : -1;
 }
 
 // The order of the stanzas in an index: by bytes, which is cheap, and the same for every reader. It is not the

@@ -24,8 +24,8 @@ bool isBefore(const Stanza& a, const Stanza& b);
 /// Whether the two are the same package, whatever its contents.
 bool isSamePackage(const Stanza& a, const Stanza& b);
 
-/// Below 0, 0 or above 0 where the first version is the earlier one, equal, or the later one; texts that are not
-/// versions are compared as bytes.
+/// Below 0, 0 or above 0 where the first version is the earlier one, equal, or the later one. Texts that are not
+/// versions come before all versions, in the order of their bytes.
 int compareVersions(std::string_view a, std::string_view b);
 
 /// Reads one stanza; `text` stays the caller's.

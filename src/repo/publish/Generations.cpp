@@ -43,6 +43,10 @@ Generations::Generations(const Layout& layout, const std::string& suite) : path_
     }
     auto reader = stream::ControlReader::ofText(*text, path_);
     for (stream::ControlParagraph paragraph; reader.next(paragraph);) {
+        unlisted_.merge(pathsOf(paragraph.find("Unlisted")));
+        if (paragraph.find("Files") == nullptr) {
+            continue;
+        }
         Generation generation;
         if (const std::string* published = paragraph.find("Published")) {
             // A date that can't be read counts as long ago: the number of generations still keeps the newest.
@@ -65,18 +69,16 @@ void Generations::append(std::int64_t now, const std::set<std::string>& files,
     generations_.back().drops.insert(drops.begin(), drops.end());
 }
 
-std::set<std::string> Generations::expire(std::int64_t now, std::size_t keep) {
-    std::set<std::string> drops;
+void Generations::expire(std::int64_t now, std::size_t keep) {
     // A generation counts from when the next one took its place. A clock that was set back makes it stay.
     // `keep` is at least 1, so that generation 1 exists.
     while (generations_.size() > keep && now - generations_[1].published > kGraceSeconds) {
         generations_.erase(generations_.begin());
         // The first generation left is the one that dropped these files, and only the one erased now still listed
         // them.
-        drops.merge(generations_.front().drops);
+        unlisted_.merge(generations_.front().drops);
         generations_.front().drops.clear();
     }
-    return drops;
 }
 
 std::set<std::string> Generations::files() const {
@@ -95,7 +97,7 @@ std::set<std::string> Generations::drops() const {
     return drops;
 }
 
-void Generations::write(System& system) const {
+std::string Generations::format() const {
     std::string text;
     for (const Generation& generation : generations_) {
         stream::ControlParagraph paragraph;
@@ -107,7 +109,19 @@ void Generations::write(System& system) const {
         // The empty line between two paragraphs of deb822.
         stream::appendPart(text, "\n", paragraph.format());
     }
-    writeFile(path_, text, system);
+    if (!unlisted_.empty()) {
+        stream::ControlParagraph paragraph;
+        paragraph.set("Unlisted", linesOf(unlisted_));
+        stream::appendPart(text, "\n", paragraph.format());
+    }
+    return text;
+}
+
+void Generations::write(System& system) const {
+    const std::string text = format();
+    if (readFile(path_) != text) {
+        writeFile(path_, text, system);
+    }
 }
 
 }  // namespace bex::repo

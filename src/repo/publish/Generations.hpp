@@ -15,7 +15,8 @@ namespace bex::repo {
 /// InRelease finds the files that it names as long as they are listed here.
 ///
 /// The file is a control file with a paragraph for each: when it was published, by the clock; its by-hash files
-/// below the suite's directory; and packages' files that it is the first to do without.
+/// below the suite's directory; and packages' files that it is the first to do without. A last paragraph has the
+/// packages' files that no generation has any more and that are still to be removed from the pool.
 class Generations {
 public:
     /// Reads the file of the suite; where there is none, there are no generations yet.
@@ -27,8 +28,13 @@ public:
     void append(std::int64_t now, const std::set<std::string>& files, const std::set<std::string>& drops);
 
     /// Forgets what no client reads any more: all but the last `keep`, and those that were replaced less than a
-    /// quarter of an hour ago. Returns the packages' files that no generation left has.
-    std::set<std::string> expire(std::int64_t now, std::size_t keep);
+    /// quarter of an hour ago. What only those had is in unlisted() then.
+    void expire(std::int64_t now, std::size_t keep);
+
+    /// The packages' files that no generation has any more; another suite may. They are kept in the file until
+    /// they are forgotten, so that a process that is killed before it removed them leaves the work to the next one.
+    const std::set<std::string>& unlisted() const noexcept { return unlisted_; }
+    void forgetUnlisted() { unlisted_.clear(); }
 
     /// The by-hash files of all that are left.
     std::set<std::string> files() const;
@@ -36,6 +42,11 @@ public:
     /// The packages' files that an older generation still has and a newer one does without.
     std::set<std::string> drops() const;
 
+    /// What the file has to say.
+    std::string format() const;
+    const std::string& path() const noexcept { return path_; }
+
+    /// Replaces the file, unless it says this already.
     void write(System& system) const;
 
 private:
@@ -47,6 +58,7 @@ private:
 
     std::string path_;
     std::vector<Generation> generations_;
+    std::set<std::string> unlisted_;
 };
 
 }  // namespace bex::repo

@@ -7,9 +7,12 @@
 
 #include "repo/base/Failure.hpp"
 #include "repo/base/Hasher.hpp"
+#include "repo/base/Parallel.hpp"
 #include "repo/files/Compressed.hpp"
 #include "repo/files/Directory.hpp"
+#include "repo/index/IndexText.hpp"
 #include "repo/publish/Contents.hpp"
+#include "repo/publish/PackedIndex.hpp"
 #include "repo/suite/NextSuite.hpp"
 #include "repo/suite/Settings.hpp"
 #include "stream/base/Text.hpp"
@@ -75,28 +78,6 @@ Release emptyRelease(const SuiteSettings& suite, const PublishOptions& options, 
     return release;
 }
 
-/// Writes an index: each stanza ends with its own newline, and an empty line ends the paragraph.
-void writeStanzas(const std::vector<Stanza>& stanzas, stream::Sink& out) {
-    for (const Stanza& stanza : stanzas) {
-        out.write(stanza.text.data(), stanza.text.size());
-        out.write("\n", 1);
-    }
-}
-
-/// What Release says of the uncompressed index.
-IndexedFile describeStanzas(const std::vector<Stanza>& stanzas) {
-    // These are the bytes that writeStanzas() writes; the two functions must change together.
-    Hasher hasher;
-    IndexedFile file;
-    for (const Stanza& stanza : stanzas) {
-        hasher.update(stanza.text);
-        hasher.update("\n");
-        file.size += stanza.text.size() + 1;
-    }
-    file.sha256 = hasher.finish().sha256;
-    return file;
-}
-
 }  // namespace
 
 Publication::Publication(const Layout& layout, const SuiteSettings& settings, const PublishOptions& options,
@@ -111,7 +92,8 @@ Publication::Publication(const Layout& layout, const SuiteSettings& settings, co
       date_(dateOf(options)),
       published_(layout, settings.suite),
       changes_(layout, settings.suite),
-      writer_(directory_, options.planOnly, system),
+      files_(system, threads_),
+      writer_(directory_, options.planOnly, files_, system),
       generations_(layout, settings.suite),
       next_(emptyRelease(settings, options, date_)) {}
 
@@ -136,11 +118,11 @@ void Publication::run(PublishResult& result) {
     }
     // Checked only where something is written: a repeated publication with an old date is no error.
     requireLaterDate();
-    // A signature may fail or come too late. Until here only by-hash files were written, which no Release names,
-    // and writer_ removes them again.
+    // A signature may fail or come too late. Until here no file has got a name.
     describe();
     if (!options_.planOnly) {
         noteGeneration();
+        files_.place();
         writer_.keep();  // From here on a failure may come after the step that clients see.
     }
     placeIndexes(result);
@@ -262,39 +244,70 @@ StanzaList Publication::nextPackages(const std::string& component, const std::st
     return packages;
 }
 
+/// Whether the index is listed and, where it has a file, that is there, too: an index that was lost is written
+/// again although its contents did not change.
+bool Publication::isStoredAs(const std::string& index) const {
+    const auto& before = published_.release().files;
+    const auto found = before.find(index);
+    return found != before.end() &&
+           (!isStored(index) || sizeOfFile(below(Layout::byHash(index, found->second.sha256))));
+}
+
 void Publication::makePackages(const std::string& component, const std::string& architecture) {
     const std::string index = Layout::packagesIndex(component, architecture);
-    const auto& before = published_.release().files;
     const auto indexes = packagesIndexes(index);
-    // The by-hash file has to exist, too: an index that was lost is written again although its contents did not
-    // change.
-    const auto isThere = [&](const std::string& path) {
-        const auto found = before.find(path);
-        return found != before.end() &&
-               (!isStored(path) || sizeOfFile(below(Layout::byHash(path, found->second.sha256))));
-    };
-    const bool areThere = std::all_of(indexes.begin(), indexes.end(), isThere);
-    StanzaList packages;
+    const bool areThere =
+        std::all_of(indexes.begin(), indexes.end(), [this](const std::string& path) { return isStoredAs(path); });
     // An index that no change touches is neither read nor compressed: a publication costs as much as its changes,
     // not as much as the suite.
-    if (!areThere || isTouched(component, architecture)) {
-        packages = nextPackages(component, architecture);
-        next_.files[index] = describeStanzas(packages.stanzas);
-    } else {
-        next_.files[index] = before.at(index);
-    }
-    // The changes cancelled out. Compressing again could give other bytes with another version of the compressor,
-    // and clients would fetch an index that says the same.
-    if (areThere && next_.files[index] == before.at(index)) {
+    if (areThere && !isTouched(component, architecture)) {
         for (const std::string& path : indexes) {
-            next_.files[path] = before.at(path);
+            next_.files[path] = published_.release().files.at(path);
         }
         return;
     }
-    for (const Compression compression : options_.compressions) {
-        const std::string path = index + std::string(stream::suffixOf(compression));
-        const auto text = [&](stream::Sink& out) { writeStanzas(packages.stanzas, out); };
-        next_.files[path] = writer_.store(path, compressed(text, compression, threads_));
+    pack(nextPackages(component, architecture), index, areThere);
+}
+
+/// Compresses an index in all its forms and hashes it, side by side.
+void Publication::pack(const StanzaList& packages, const std::string& index, bool areThere) {
+    struct Form {
+        std::string path;
+        IndexedFile file;
+        std::string bytes;
+    };
+    const auto& before = published_.release().files;
+    const IndexText text(packages.stanzas);
+    IndexedFile plain;
+    std::vector<Form> forms(options_.compressions.size());  // Of its final size: each task writes its own.
+    std::vector<Task> tasks = {[&] { plain = text.describe(); }};
+    for (std::size_t i = 0; i < forms.size(); ++i) {
+        tasks.emplace_back([&, i] {
+            const Compression compression = options_.compressions[i];
+            Form& form = forms[i];
+            form.path = index + std::string(stream::suffixOf(compression));
+            IndexBefore old;
+            const auto found = before.find(form.path);
+            if (compression == Compression::gzip && found != before.end() && !packages.texts.empty()) {
+                old.text = *packages.texts.front();
+                old.gzip = published_.find(form.path, found->second).value_or("");
+            }
+            form.bytes = packed(text, compression, old, threads_);
+            form.file = {sha256Of(form.bytes), form.bytes.size()};
+        });
+    }
+    runAll(tasks, threads_);
+    next_.files[index] = plain;
+    // The changes cancelled out. Other bytes, of another version of the compressor, would make clients fetch an
+    // index that says the same.
+    const bool isSame = areThere && plain == before.at(index);
+    for (const Form& form : forms) {
+        if (isSame) {
+            next_.files[form.path] = before.at(form.path);
+        } else {
+            writer_.store(form.path, form.file, form.bytes);
+            next_.files[form.path] = form.file;
+        }
     }
 }
 
@@ -305,15 +318,41 @@ void Publication::makeContents(const std::string& component, const std::string& 
     const auto found = before.find(index);
     const auto foundPackages = before.find(packages);
     // Packages names each file of the pool with its SHA-256, so that equal Packages indexes have equal Contents.
-    // To make it anew reads every package of the suite.
     if (found != before.end() && foundPackages != before.end() && foundPackages->second == next_.files[packages] &&
         sizeOfFile(below(Layout::byHash(index, found->second.sha256)))) {
         next_.files[index] = found->second;
         return;
     }
-    const std::string text = contentsOf(layout_, nextPackages(component, architecture).stanzas, threads_);
-    const auto write = [&](stream::Sink& out) { out.write(text.data(), text.size()); };
-    next_.files[index] = writer_.store(index, compressed(write, Compression::gzip, threads_));
+    const std::string bytes = compressed(
+        [&](stream::Sink& out) {
+            writeContents(layout_, nextPackages(component, architecture).stanzas,
+                          contentsBefore(index, packages, component), threads_, out);
+        },
+        Compression::gzip, threads_);
+    next_.files[index] = {sha256Of(bytes), bytes.size()};
+    writer_.store(index, next_.files[index], bytes);
+}
+
+/// The published index, and the packages that it may be wrong about. Nothing where it does not belong to the
+/// published Packages: then each package is read.
+std::optional<ContentsBefore> Publication::contentsBefore(const std::string& index, const std::string& packages,
+                                                          const std::string& component) const {
+    const auto& before = published_.release().files;
+    const auto found = before.find(index);
+    if (found == before.end() || before.count(packages) == 0) {
+        return std::nullopt;
+    }
+    const auto bytes = published_.find(index, found->second);
+    if (!bytes) {
+        return std::nullopt;
+    }
+    ContentsBefore contents{decompressed(*bytes, Compression::gzip, below(index)), {}};
+    for (const Changes::Change& change : changes_.all()) {
+        if (change.component == component) {
+            contents.changed.emplace(change.package.package);
+        }
+    }
+    return contents;
 }
 
 // The new Release
@@ -363,13 +402,12 @@ void Publication::noteGeneration() {
         }
     }
     generations_.append(now, filesOf(next_), drops);
-    generations_.write(system_);
+    files_.write(generations_.path(), generations_.format());
 }
 
 // The step that clients see
 
 void Publication::placeIndexes(PublishResult& result) {
-    std::set<std::string> directories;
     for (const auto& [index, file] : next_.files) {
         if (!isStored(index) || isInPlace(index, file)) {
             continue;
@@ -380,35 +418,44 @@ void Publication::placeIndexes(PublishResult& result) {
             // Until Release is replaced, its digests fit only the by-hash files. Clients that use the usual name
             // may see a mismatch for that moment and fetch again.
             linkOver(below(Layout::byHash(index, file.sha256)), below(index), system_);
-            directories.insert(stream::directoryOf(below(index)));
+            files_.noteDirectory(stream::directoryOf(below(index)));
         }
-    }
-    // Before Release is written: after a crash it must not name an index whose directory entry was lost.
-    for (const std::string& directory : directories) {
-        syncDirectory(directory, system_);
     }
 }
 
-void Publication::place(const std::string& name, const std::string& bytes, PublishResult& result) {
+void Publication::stage(const std::string& name, const std::string& bytes, PublishResult& result) {
     result.written.push_back(shown(name));
     if (!options_.planOnly) {
-        writeFile(below(name), bytes, system_);
+        files_.write(below(name), bytes);
     }
 }
 
 /// The last file in each case is the one that clients read: InRelease of a signed suite, else Release.
 void Publication::placeRelease(PublishResult& result) {
-    place("Release", nextText_, result);
-    if (!options_.key.empty()) {
-        place("Release.gpg", signatures_.releaseGpg, result);
-        place("InRelease", signatures_.inRelease, result);
-    } else if (published_.isSigned()) {
-        for (const char* name : {"InRelease", "Release.gpg"}) {  // in this order: clients read InRelease first
-            result.removed.push_back(shown(name));
-            if (!options_.planOnly) {
-                removeFile(below(name), system_);
-                syncDirectory(directory_, system_);
-            }
+    const bool isSigned = !options_.key.empty();
+    if (isSigned) {
+        stage("Release", nextText_, result);
+        stage("Release.gpg", signatures_.releaseGpg, result);
+    }
+    // After a crash the last file must not name an index whose directory entry was lost.
+    files_.place();
+    if (isSigned) {
+        stage("InRelease", signatures_.inRelease, result);
+    } else {
+        stage("Release", nextText_, result);
+    }
+    files_.place();
+    if (!isSigned && published_.isSigned()) {
+        removeSignatures(result);
+    }
+}
+
+void Publication::removeSignatures(PublishResult& result) {
+    for (const char* name : {"InRelease", "Release.gpg"}) {  // in this order: clients read InRelease first
+        result.removed.push_back(shown(name));
+        if (!options_.planOnly) {
+            removeFile(below(name), system_);
+            syncDirectory(directory_, system_);
         }
     }
 }
@@ -422,11 +469,13 @@ void Publication::finish(PublishResult& result) {
 }
 
 void Publication::removeLeftovers(PublishResult& result) {
+    // Directories of all generations: a component that left the settings some publications ago has one only there.
+    std::set<std::string> directories;
+    for (const std::string& file : generations_.files()) {
+        directories.insert(stream::directoryOf(file));
+    }
     // The newest generation is what clients read now, so at least one stays.
-    unlisted_ = generations_.expire(std::time(nullptr), std::max(options_.keepGenerations, 1U));
-    // Written before files are deleted: a list that names deleted files would promise them to late clients. What
-    // a killed process leaves is found below, since directories are searched rather than remembered.
-    generations_.write(system_);
+    generations_.expire(std::time(nullptr), std::max(options_.keepGenerations, 1U));
     for (const auto& [index, file] : published_.release().files) {
         const bool isGone = next_.files.count(index) == 0 || !isStored(index);
         if (isGone && removeFile(below(index), system_)) {
@@ -436,10 +485,8 @@ void Publication::removeLeftovers(PublishResult& result) {
     // By-hash files of all generations share the directories; a file goes when the last generation with it has
     // gone.
     const std::set<std::string> kept = generations_.files();
-    std::set<std::string> directories;
     std::set<std::string> used = {directory_, layout_.below(".bex"), layout_.below(".bex/changes"),
                                   layout_.below(".bex/generations")};
-    // Both releases: a component that was just removed from the settings has a directory only in the older one.
     for (const Release* release : {&published_.release(), static_cast<const Release*>(&next_)}) {
         for (const auto& [index, file] : release->files) {
             directories.insert(stream::directoryOf(Layout::byHash(index, file.sha256)));
@@ -452,6 +499,15 @@ void Publication::removeLeftovers(PublishResult& result) {
     // Nobody else writes here: this process holds the lock.
     for (const std::string& directory : used) {
         removeTemporaries(directory, system_);
+    }
+    // After the files: whoever is killed before leaves the list, and with it the directories to search.
+    generations_.write(system_);
+}
+
+void Publication::forgetUnlisted() {
+    if (!unlisted().empty()) {
+        generations_.forgetUnlisted();
+        generations_.write(system_);
     }
 }
 

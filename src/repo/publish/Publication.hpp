@@ -1,11 +1,13 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
 
 #include "bex/repo/Repository.hpp"
+#include "repo/publish/Contents.hpp"
 #include "repo/publish/Generations.hpp"
 #include "repo/publish/IndexWriter.hpp"
 #include "repo/publish/Signer.hpp"
@@ -16,14 +18,15 @@ namespace bex::repo {
 
 /// One publication of one suite, by whoever holds the repository's lock. The order is what keeps clients safe:
 ///
-/// 1. the indexes that change, under the names of their digests, where nobody looks for them yet;
-/// 2. the Release file and its signatures, in memory;
-/// 3. the list of generations, so that nothing that clients may read is taken for a leftover;
-/// 4. the indexes under their usual names, Release, Release.gpg;
-/// 5. InRelease, or Release where nothing is signed: with this rename clients see the new suite;
-/// 6. old by-hash files and the list of changes, which nobody needs any more.
+/// 1. the Release file and its signatures, in memory;
+/// 2. the indexes that change, under the names of their digests, where nobody looks for them yet, and the list of
+///    generations, so that nothing that clients may read is taken for a leftover;
+/// 3. the indexes under their usual names and, where it is signed, Release and Release.gpg;
+/// 4. InRelease, or Release where nothing is signed: with this rename clients see the new suite;
+/// 5. old by-hash files and the list of changes, which nobody needs any more.
 ///
-/// Each file is synced before it gets its name, each directory before the next step.
+/// Each file is synced before it gets its name, and the directories of a step before the next one, but for the last:
+/// what a crash brings back is removed again.
 class Publication {
 public:
     Publication(const Layout& layout, const SuiteSettings& settings, const PublishOptions& options,
@@ -33,7 +36,10 @@ public:
     void run(PublishResult& result);
 
     /// Files of packages that this suite did without for so long that no client looks for them here.
-    const std::set<std::string>& unlisted() const noexcept { return unlisted_; }
+    const std::set<std::string>& unlisted() const noexcept { return generations_.unlisted(); }
+
+    /// Call when those are removed that no other suite has: until then they stay noted.
+    void forgetUnlisted();
 
 private:
     bool isCurrent() const;
@@ -49,14 +55,19 @@ private:
     void makeIndexes();
     void makePackages(const std::string& component, const std::string& architecture);
     void makeContents(const std::string& component, const std::string& architecture);
+    std::optional<ContentsBefore> contentsBefore(const std::string& index, const std::string& packages,
+                                                 const std::string& component) const;
     StanzaList nextPackages(const std::string& component, const std::string& architecture) const;
+    bool isStoredAs(const std::string& index) const;
+    void pack(const StanzaList& packages, const std::string& index, bool areThere);
 
     void describe();
     void requireLaterDate() const;
     void noteGeneration();
     void placeIndexes(PublishResult& result);
     void placeRelease(PublishResult& result);
-    void place(const std::string& name, const std::string& bytes, PublishResult& result);
+    void stage(const std::string& name, const std::string& bytes, PublishResult& result);
+    void removeSignatures(PublishResult& result);
     void finish(PublishResult& result);
     void removeLeftovers(PublishResult& result);
     void removeByHash(const std::string& directory, const std::set<std::string>& kept, PublishResult& result);
@@ -72,12 +83,12 @@ private:
     const std::int64_t date_;
     const PublishedSuite published_;
     const Changes changes_;
+    StagedFiles files_;  // of the next step
     IndexWriter writer_;
     Generations generations_;
     Release next_;
     std::string nextText_;
     Signatures signatures_;
-    std::set<std::string> unlisted_;
 };
 
 }  // namespace bex::repo

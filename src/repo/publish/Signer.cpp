@@ -1,11 +1,13 @@
 #include "repo/publish/Signer.hpp"
 
+#include <algorithm>
 #include <string_view>
 #include <utility>
 #include <vector>
 
 #include "repo/base/Failure.hpp"
 #include "repo/index/Release.hpp"
+#include "repo/publish/Armor.hpp"
 #include "repo/publish/Process.hpp"
 #include "repo/suite/Settings.hpp"
 
@@ -40,15 +42,19 @@ void require(bool condition, const std::string& program, const char* reason) {
 }  // namespace
 
 Signatures sign(const std::string& text, const PublishOptions& options) {
-    constexpr std::string_view begin = "-----BEGIN PGP SIGNATURE-----";
+    constexpr std::string_view begin = "\n-----BEGIN PGP SIGNATURE-----";
     const auto [inlineSign, detached] = commandsOf(options);
     const std::string& program = inlineSign.front();
     Signatures made;
     made.inRelease = outputOf(inlineSign, text, options.signerTimeout);
     // A program that signs something else, or prints a word of its own, is found here and not by clients.
-    require(signedText(made.inRelease) == text, program, "did not print the Release file with a signature");
+    // Lines of the text that look like the beginning are escaped with a dash.
+    const std::string_view signature =
+        std::string_view(made.inRelease).substr(std::min(made.inRelease.find(begin) + 1, made.inRelease.size()));
+    require(signedText(made.inRelease) == text && isArmoredSignature(signature), program,
+            "did not print the Release file with a signature");
     made.releaseGpg = outputOf(detached, text, options.signerTimeout);
-    require(made.releaseGpg.compare(0, begin.size(), begin) == 0, program, "did not print an armoured signature");
+    require(isArmoredSignature(made.releaseGpg), program, "did not print an armored signature");
     return made;
 }
 

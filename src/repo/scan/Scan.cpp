@@ -147,10 +147,23 @@ private:
         }
     }
 
+    /// Takes records of files that are gone out of the cache, of the directories that were searched.
+    void dropGone() {
+        for (const std::string& input : options_.inputs) {
+            const std::string directory = input.substr(0, input.find_last_not_of('/') + 1) + '/';
+            const auto isBelow = [&](const std::string& name) {
+                return name.compare(0, directory.size(), directory) == 0;
+            };
+            const auto present = std::count_if(names_.begin(), names_.end(), isBelow);
+            cache_->dropGone(root_ + '/' + directory, static_cast<std::size_t>(present));
+        }
+    }
+
     ScanReport report() {
         ScanReport report;
         report.fromCache = fromCache_;
         if (cache_ != nullptr) {
+            dropGone();
             if (const std::string reason = cache_->finish(); !reason.empty()) {
                 report.notes.push_back("went on without the cache: " + reason);
             }

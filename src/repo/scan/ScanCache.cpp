@@ -1,11 +1,17 @@
 #include "repo/scan/ScanCache.hpp"
 
+#include <fcntl.h>
 #include <sqlite3.h>
+#include <sys/stat.h>
 
+#include <cerrno>
 #include <ctime>
+#include <functional>
 #include <utility>
 
 #include "repo/base/Failure.hpp"
+#include "stream/base/Text.hpp"
+#include "stream/system/System.hpp"
 
 namespace bex::repo {
 
@@ -250,6 +256,49 @@ void ScanCache::flush() {
     }
     run("COMMIT");
     pending_.clear();
+}
+
+void ScanCache::dropGone(const std::string& directory, std::size_t present) {
+    // "0" is the character after "/": between them are the keys of everything below, which the index finds at once.
+    const std::string end = directory.substr(0, directory.size() - 1) + "0";
+    guarded([&] {
+        flush();
+        const auto each = [&](const char* sql, const std::function<void(Use&)>& take) {
+            const Statement statement = prepare(sql);
+            Use use(statement.get());
+            use.bind(directory);
+            use.bind(end);
+            while (use.step() == SQLITE_ROW) {
+                take(use);
+            }
+        };
+        std::string count;
+        each("SELECT count(*) FROM packages WHERE path >= ?1 AND path < ?2",
+             [&](Use& use) { count = use.nextText(); });
+        if (stream::parseWhole<std::size_t>(count).value_or(0) <= present) {
+            return;
+        }
+        std::vector<std::string> gone;
+        each("SELECT path FROM packages WHERE path >= ?1 AND path < ?2", [&](Use& use) {
+            std::string path = use.nextText();
+            struct stat status = {};
+            const bool isGone = stream::System::real().fstatat(AT_FDCWD, path.c_str(), &status, 0) != 0 &&
+                                (errno == ENOENT || errno == ENOTDIR);
+            if (isGone) {
+                gone.push_back(std::move(path));
+            }
+        });
+        run("BEGIN IMMEDIATE");
+        for (const std::string& path : gone) {
+            const Statement statement = prepare("DELETE FROM packages WHERE path = ?1");
+            Use use(statement.get());
+            use.bind(path);
+            if (use.step() != SQLITE_DONE) {
+                throw failure(ErrorKind::inputOutput, "input-output", path_, sqlite3_errmsg(database_.get()));
+            }
+        }
+        run("COMMIT");
+    });
 }
 
 std::string ScanCache::finish() {

@@ -34,6 +34,10 @@ public:
     /// without its time showing it.
     void put(const std::string& path, const FileStamp& stamp, const PackageRecord& record);
 
+    /// Drops the records of files below the directory that are gone, where the cache has more of them than the
+    /// `present` files that a scan of it has found. `directory` is an absolute path with "/" at its end.
+    void dropGone(const std::string& directory, std::size_t present);
+
     /// Writes what is still in memory. Returns why the cache was given up, or "".
     std::string finish();
 

@@ -1,6 +1,5 @@
 #include "repo/suite/Changes.hpp"
 
-#include <algorithm>
 #include <memory>
 #include <utility>
 
@@ -39,20 +38,20 @@ Changes::Changes(const Layout& layout, const std::string& suite) : path_(layout.
         change.component = line.substr(line.rfind(' ') + 1);
         change.package = paragraph;
         change.package.text.remove_prefix(lineEnd + 1);
-        changes_.push_back(std::move(change));
+        note(std::move(change));
     }
 }
 
 void Changes::note(Change change) {
     // The last change of a package is the one that counts. A removal of what was only added is kept, since the
     // publication learns from it which file of the pool to drop.
-    const auto same = std::find_if(changes_.begin(), changes_.end(), [&](const Change& other) {
-        return other.component == change.component && isSamePackage(other.package, change.package);
-    });
-    if (same != changes_.end()) {
-        *same = std::move(change);
-    } else {
+    const auto [place, isNew] = places_.try_emplace(
+        Key{change.component, change.package.package, change.package.version, change.package.architecture},
+        changes_.size());
+    if (isNew) {
         changes_.push_back(std::move(change));
+    } else {
+        changes_[place->second] = std::move(change);
     }
 }
 
@@ -81,9 +80,8 @@ void Changes::write(System& system) const {
 }
 
 void Changes::discard(System& system) const {
-    if (removeFile(path_, system)) {
-        syncDirectory(stream::directoryOf(path_), system);
-    }
+    // Not synced: changes that a crash brings back are published already, and alter nothing.
+    removeFile(path_, system);
 }
 
 }  // namespace bex::repo

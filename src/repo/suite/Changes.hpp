@@ -1,7 +1,11 @@
 #pragma once
 
+#include <cstddef>
+#include <map>
+#include <memory>
 #include <string>
 #include <string_view>
+#include <tuple>
 #include <vector>
 
 #include "repo/files/Files.hpp"
@@ -44,8 +48,12 @@ private:
     void note(Change change);
 
     std::string path_;
+    /// Component, package, version and architecture, the last three within `texts_`.
+    using Key = std::tuple<std::string, std::string_view, std::string_view, std::string_view>;
+
     std::vector<std::shared_ptr<const std::string>> texts_;
     std::vector<Change> changes_;
+    std::map<Key, std::size_t> places_;  ///< of each package in `changes_`
 };
 
 }  // namespace bex::repo

@@ -1,6 +1,7 @@
 #include "repo/suite/PublishedSuite.hpp"
 
 #include <algorithm>
+#include <cstdint>
 #include <iterator>
 #include <utility>
 
@@ -16,6 +17,13 @@ using stream::Compression;
 // The one that is unpacked fastest comes first: packages() takes the first that is listed.
 const std::vector<Compression> kIndexCompressions = {Compression::zstd, Compression::gzip, Compression::xz,
                                                      Compression::none};
+
+namespace {
+
+// Release says how long the text is, and may be wrong. What is not used of the memory costs nothing.
+constexpr std::uint64_t kLargestReserve = std::uint64_t{1} << 30;
+
+}  // namespace
 
 PublishedSuite::PublishedSuite(const Layout& layout, const std::string& suite) : directory_(layout.suite(suite)) {
     const std::string signedPath = directory_ + "/InRelease";
@@ -36,18 +44,26 @@ PublishedSuite::PublishedSuite(const Layout& layout, const std::string& suite) :
     release_ = Release::parse(releaseText_, isSigned_ ? signedPath : plainPath);
 }
 
-std::string PublishedSuite::read(const std::string& index, const IndexedFile& expected) const {
+std::optional<std::string> PublishedSuite::find(const std::string& index, const IndexedFile& expected) const {
     // The by-hash file first: under the usual name there may be the index of a publication that was killed.
     const std::string byHash = directory_ + "/" + Layout::byHash(index, expected.sha256);
     for (const std::string& path : {byHash, directory_ + "/" + index}) {
         auto bytes = readFile(path);
         // The size is compared first: it costs nothing, and a digest of the wrong file is not needed.
         if (bytes && bytes->size() == expected.size && sha256Of(*bytes) == expected.sha256) {
-            return std::move(*bytes);
+            return bytes;
         }
     }
-    throw failure(ErrorKind::damaged, "index", byHash,
-                  "is not what Release says, and neither is " + quoted(index));
+    return std::nullopt;
+}
+
+std::string PublishedSuite::read(const std::string& index, const IndexedFile& expected) const {
+    auto bytes = find(index, expected);
+    if (!bytes) {
+        throw failure(ErrorKind::damaged, "index", directory_ + "/" + Layout::byHash(index, expected.sha256),
+                      "is not what Release says, and neither is " + quoted(index));
+    }
+    return std::move(*bytes);
 }
 
 StanzaList PublishedSuite::packages(const std::string& component, const std::string& architecture) const {
@@ -63,7 +79,9 @@ StanzaList PublishedSuite::packages(const std::string& component, const std::str
         if (found == release_.files.end() || (compression == Compression::none && found->second.size == 0)) {
             continue;
         }
-        std::string text = decompressed(read(path, found->second), compression, directory_ + "/" + path);
+        const std::size_t expected = std::min(release_.files.at(index).size, kLargestReserve);
+        std::string text =
+            decompressed(read(path, found->second), compression, directory_ + "/" + path, expected);
         list.texts.push_back(std::make_shared<const std::string>(std::move(text)));
         list.stanzas = readStanzas(*list.texts.back(), directory_ + "/" + path);
         break;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -30,10 +31,13 @@ public:
     /// The packages of a component in all its architectures, each once.
     StanzaList packages(const std::string& component, const std::vector<std::string>& architectures) const;
 
-    /// The bytes of one index; throws StreamError (`damaged`) where they are not what the Release file says.
-    std::string read(const std::string& index, const IndexedFile& expected) const;
+    /// The bytes of one index as the Release file says, under its digest or its name; nothing where neither has
+    /// them.
+    std::optional<std::string> find(const std::string& index, const IndexedFile& expected) const;
 
 private:
+    std::string read(const std::string& index, const IndexedFile& expected) const;
+
     std::string directory_;
     bool exists_ = false;
     bool isSigned_ = false;

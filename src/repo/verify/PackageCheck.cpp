@@ -51,23 +51,18 @@ void compareFields(const stream::ControlParagraph& control, const PackageRecord&
 void checkPackage(const RepositoryFiles& files, const PackageRecord& record, const RepositoryCheck& check,
                   FindingList& findings) {
     std::string reason;
-    auto source = files.open(record.filename, &reason);
-    if (source == nullptr) {
+    // The sum outlives the reader, which ends before the last byte or fails in the middle: the rest is hashed
+    // after it.
+    const auto sum = SummedSource::open(files, record.filename, &reason);
+    if (sum == nullptr) {
         findings.error("package-missing", record.filename, reason);
         return;
     }
-    // The sum outlives the reader, which ends before the last byte or fails in the middle: the rest is hashed
-    // after it.
-    const auto sum = SummedSource::makeSum();
     try {
-        const stream::PackageReader reader(std::make_unique<SummedSource>(std::move(source), sum), record.filename,
+        const stream::PackageReader reader(std::make_unique<SummedSource>(sum), record.filename,
                                            readingOf(check));
         compareFields(reader.control(), record, findings);
     } catch (const StreamError& error) {
-        if (error.code() == "remote-status") {
-            findings.error("package-missing", record.filename, error.record().reason);
-            return;
-        }
         // A connection or a disk that fails says nothing about the repository: the check ends.
         if (error.kind() == ErrorKind::inputOutput) {
             throw;

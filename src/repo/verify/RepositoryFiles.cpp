@@ -100,33 +100,52 @@ std::optional<std::string> RepositoryFiles::read(const std::string& path, std::u
 
 struct SummedSource::Sum {
     std::unique_ptr<stream::ForwardSource> source;
+    std::string first;      // read when it was opened
+    std::size_t taken = 0;  // of `first`
     Hasher hasher;
     std::uint64_t size = 0;
 };
 
-SummedSource::SummedSource(std::unique_ptr<stream::ForwardSource> source, std::shared_ptr<Sum> sum)
-    : sum_(std::move(sum)) {
-    sum_->source = std::move(source);
+std::shared_ptr<SummedSource::Sum> SummedSource::open(const RepositoryFiles& files, const std::string& path,
+                                                      std::string* reason) {
+    auto sum = std::make_shared<Sum>();
+    sum->source = files.open(path, reason);
+    if (sum->source == nullptr) {
+        return nullptr;
+    }
+    // A server says at the first reading whether it has the file.
+    sum->first.resize(kPieceBytes);
+    try {
+        sum->first.resize(sum->source->read(sum->first.data(), sum->first.size()));
+    } catch (const StreamError& error) {
+        if (error.code() != "remote-status") {
+            throw;
+        }
+        give(reason, error.record().reason);
+        return nullptr;
+    }
+    return sum;
 }
+
+SummedSource::SummedSource(std::shared_ptr<Sum> sum) : sum_(std::move(sum)) {}
 
 SummedSource::~SummedSource() = default;
 
 std::size_t SummedSource::read(char* buffer, std::size_t size) {
-    const std::size_t count = sum_->source->read(buffer, size);
+    std::size_t count = sum_->first.copy(buffer, size, sum_->taken);
+    sum_->taken += count;
+    if (count == 0) {
+        count = sum_->source->read(buffer, size);
+    }
     sum_->hasher.update({buffer, count});
     sum_->size += count;
     return count;
 }
 
-std::shared_ptr<SummedSource::Sum> SummedSource::makeSum() {
-    return std::make_shared<Sum>();
-}
-
-IndexedFile SummedSource::finish(Sum& sum) {
+IndexedFile SummedSource::finish(Sum& sum, std::uint64_t most) {
+    SummedSource rest(std::shared_ptr<Sum>(std::shared_ptr<Sum>(), &sum));  // not owned
     std::vector<char> piece(kPieceBytes);
-    while (const std::size_t count = sum.source->read(piece.data(), piece.size())) {
-        sum.hasher.update({piece.data(), count});
-        sum.size += count;
+    while (sum.size <= most && rest.read(piece.data(), piece.size()) != 0) {
     }
     return {sum.hasher.finish().sha256, sum.size};
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <string>
@@ -38,14 +39,17 @@ public:
     /// What is known when all has been read; shared, since a reader owns its source.
     struct Sum;
 
-    SummedSource(std::unique_ptr<stream::ForwardSource> source, std::shared_ptr<Sum> sum);
+    /// Opens a file to be summed; null where it is not there, and `reason`, if not null, is given why.
+    static std::shared_ptr<Sum> open(const RepositoryFiles& files, const std::string& path,
+                                     std::string* reason = nullptr);
+
+    explicit SummedSource(std::shared_ptr<Sum> sum);
     ~SummedSource() override;
 
     std::size_t read(char* buffer, std::size_t size) override;
 
-    static std::shared_ptr<Sum> makeSum();
-    /// Reads what the reader left. Call when the SummedSource is gone.
-    static IndexedFile finish(Sum& sum);
+    /// Reads what the reader left, or until there are more than `most` bytes. Call when the SummedSource is gone.
+    static IndexedFile finish(Sum& sum, std::uint64_t most = std::numeric_limits<std::uint64_t>::max());
 
 private:
     std::shared_ptr<Sum> sum_;

@@ -1,14 +1,13 @@
 #include "repo/verify/SuiteCheck.hpp"
 
 #include <ctime>
+#include <limits>
+#include <memory>
 #include <set>
 #include <tuple>
 #include <utility>
 
-#include "bex/repo/RecordReader.hpp"
 #include "repo/base/Failure.hpp"
-#include "repo/base/Hasher.hpp"
-#include "repo/files/Compressed.hpp"
 #include "repo/files/ScratchCopy.hpp"
 #include "repo/publish/Process.hpp"
 #include "repo/suite/Layout.hpp"
@@ -20,7 +19,7 @@ namespace {
 
 using stream::Compression;
 
-// The repository may be hostile, and these files are read into memory; no real one comes near.
+// The repository may be hostile, and Release files are read into memory; no real one comes near.
 constexpr std::uint64_t kLongestRelease = std::uint64_t{64} << 20;
 // Far longer than a signature takes: a verifier that waits for something must not hold the check for ever.
 constexpr std::chrono::seconds kVerifierTime{60};
@@ -58,9 +57,26 @@ void SuiteCheck::run(std::map<std::string, PackageRecord>& packages) {
     }
 }
 
+/// A Release file or its signature. One that is too long is a finding, and nothing.
+std::optional<std::string> SuiteCheck::readWhole(const std::string& name) {
+    try {
+        return files_.read(below(name), kLongestRelease);
+    } catch (const StreamError& error) {
+        if (error.kind() != ErrorKind::limitExceeded) {
+            throw;
+        }
+        findings_.error("release", below(name), error.record().reason);
+        return std::nullopt;
+    }
+}
+
 void SuiteCheck::readRelease() {
-    const auto inRelease = files_.read(below("InRelease"), kLongestRelease);
-    const auto plain = files_.read(below("Release"), kLongestRelease);
+    const std::size_t before = findings_.all().size();
+    const auto inRelease = readWhole("InRelease");
+    const auto plain = readWhole("Release");
+    if (findings_.all().size() != before) {
+        return;  // one is too long to be read
+    }
     if (!inRelease && !plain) {
         findings_.error("release-missing", path_, "has neither InRelease nor Release");
         return;
@@ -84,7 +100,7 @@ void SuiteCheck::readRelease() {
     if (inRelease && plain && *plain != text) {
         findings_.error("release-differs", below("Release"), "is not the text of InRelease");
     }
-    const auto detached = files_.read(below("Release.gpg"), kLongestRelease);
+    const auto detached = readWhole("Release.gpg");
     if (plain && detached) {
         checkSignature(*plain, *detached);
     }
@@ -138,80 +154,105 @@ void SuiteCheck::checkDates() {
     }
 }
 
-std::optional<std::string> SuiteCheck::readIndex(const std::string& path, const IndexedFile& expected,
-                                                 bool mayBeAbsent) {
-    // The limit bounds the memory; below it a wrong size is a finding and does not end the check.
-    auto bytes = files_.read(path, std::max(expected.size, kLongestRelease));
-    if (!bytes) {
-        if (!mayBeAbsent) {
-            findings_.error("index-missing", path, "is in the Release file, but not there");
-        }
-        return std::nullopt;
+/// Compares a file with what Release says of it. False where it is not there or another one.
+bool SuiteCheck::isAsListed(const std::string& path, const IndexedFile& found, const IndexedFile& expected) {
+    if (found == expected) {
+        return true;
     }
-    if (bytes->size() != expected.size || sha256Of(*bytes) != expected.sha256) {
-        findings_.error("index-digest", path,
-                        "has " + std::to_string(bytes->size()) + " bytes and the SHA-256 " + sha256Of(*bytes) +
-                            ", but " + std::to_string(expected.size) + " and " + expected.sha256 +
-                            " in the Release file");
-        return std::nullopt;
+    std::string what = std::to_string(found.size) + " bytes and the SHA-256 " + found.sha256;
+    if (found.size > expected.size) {
+        what = "more than " + std::to_string(expected.size) + " bytes";
     }
-    return bytes;
+    findings_.error("index-digest", path,
+                    "has " + what + ", but " + std::to_string(expected.size) + " and " + expected.sha256 +
+                        " in the Release file");
+    return false;
+}
+
+/// Opens an index for its sum; null, with a finding unless it may be absent, where it is not there.
+std::shared_ptr<SummedSource::Sum> SuiteCheck::openIndex(const std::string& path, bool mayBeAbsent) {
+    auto sum = SummedSource::open(files_, path);
+    if (sum == nullptr && !mayBeAbsent) {
+        findings_.error("index-missing", path, "is in the Release file, but not there");
+    }
+    return sum;
 }
 
 void SuiteCheck::checkIndex(const std::string& index, const IndexedFile& expected) {
-    const auto [plain, compression] = split(index);
     // What a compressed index unpacks to may be listed without being there.
     bool mayBeAbsent = false;
     for (const Compression other : kIndexCompressions) {
         const std::string packed = index + std::string(stream::suffixOf(other));
         mayBeAbsent = mayBeAbsent || (packed != index && release_->files.count(packed) != 0);
     }
-    const auto bytes = readIndex(below(index), expected, mayBeAbsent);
+    if (const auto sum = openIndex(below(index), mayBeAbsent)) {
+        checkContents(index, expected, sum);
+    }
     // Clients read the by-hash name then; that the usual one is right does not help them.
     if (release_->field("Acquire-By-Hash") == "yes") {
-        readIndex(below(Layout::byHash(index, expected.sha256)), expected, mayBeAbsent);
-    }
-    if (!bytes) {
-        return;
-    }
-    try {
-        const std::string text = decompressed(*bytes, compression, below(index));
-        // Clients check what they unpacked as well as what they fetched.
-        const auto listed = release_->files.find(plain);
-        if (listed != release_->files.end() &&
-            (listed->second.size != text.size() || listed->second.sha256 != sha256Of(text))) {
-            findings_.error("index-differs", below(index), "does not unpack to what Release says of " + plain);
+        const std::string byHash = below(Layout::byHash(index, expected.sha256));
+        if (const auto sum = openIndex(byHash, mayBeAbsent)) {
+            isAsListed(byHash, SummedSource::finish(*sum, expected.size), expected);
         }
-        if (isPackagesIndex(plain)) {
-            checkStanzas(index, text);
-        }
-    } catch (const StreamError& error) {
-        findings_.error("index-damaged", below(index), error.record().reason);
     }
 }
 
-void SuiteCheck::checkStanzas(const std::string& index, const std::string& text) {
-    std::set<std::tuple<std::string, std::string, std::string>> seen;
-    RecordReader reader = RecordReader::ofText(text, below(index));
+/// Reads the index once, and reports what is wrong with its contents only where it is the one that Release means.
+void SuiteCheck::checkContents(const std::string& index, const IndexedFile& expected,
+                               const std::shared_ptr<SummedSource::Sum>& sum) {
+    const auto [plain, compression] = split(index);
+    const auto listed = release_->files.find(plain);
+    UnpackedIndex unpacked;
+    std::string damage;
     try {
-        for (PackageRecord record; reader.next(record);) {
-            const std::string what = record.package + " " + record.version + " " + record.architecture;
-            if (!seen.insert({record.package, record.version, record.architecture}).second) {
-                findings_.error("stanza-twice", below(index), "lists " + what + " twice");
-            }
-            // An index for "all" alone may exist, but packages for it are in each architecture's index, too.
-            if (record.architecture != "all" && index.find("binary-" + record.architecture + "/") == index.npos) {
-                findings_.error("stanza-architecture", below(index), "lists " + what);
-            }
-            // Each package's file is checked once, however many indexes and suites list it.
-            const auto [other, isNew] = packages_->emplace(record.filename, record);
-            if (!isNew && other->second.digests.sha256 != record.digests.sha256) {
-                findings_.error("stanza-differs", below(index),
-                                "has another SHA-256 for " + quoted(record.filename) + " than another index");
-            }
+        const auto input = stream::openInput(std::make_unique<SummedSource>(sum));
+        std::uint64_t most = std::numeric_limits<std::uint64_t>::max() - 1;
+        if (listed != release_->files.end()) {
+            most = listed->second.size;
         }
+        unpacked =
+            unpack({*input.stream, compression, below(index), isPackagesIndex(plain), most, check_.limits});
     } catch (const StreamError& error) {
-        findings_.error("stanza", below(index), error.record().reason);
+        // A connection or a disk that fails says nothing about the repository: the check ends.
+        if (error.kind() == ErrorKind::inputOutput) {
+            throw;
+        }
+        damage = error.record().reason;
+    }
+    if (!isAsListed(below(index), SummedSource::finish(*sum, expected.size), expected)) {
+        return;
+    }
+    if (!damage.empty()) {
+        findings_.error("index-damaged", below(index), damage);
+        return;
+    }
+    // Clients check what they unpacked as well as what they fetched.
+    if (listed != release_->files.end() && !(listed->second == unpacked.plain)) {
+        findings_.error("index-differs", below(index), "does not unpack to what Release says of " + plain);
+    }
+    checkStanzas(index, unpacked);
+}
+
+void SuiteCheck::checkStanzas(const std::string& index, const UnpackedIndex& unpacked) {
+    std::set<std::tuple<std::string, std::string, std::string>> seen;
+    for (const PackageRecord& record : unpacked.records) {
+        const std::string what = record.package + " " + record.version + " " + record.architecture;
+        if (!seen.insert({record.package, record.version, record.architecture}).second) {
+            findings_.error("stanza-twice", below(index), "lists " + what + " twice");
+        }
+        // An index for "all" alone may exist, but packages for it are in each architecture's index, too.
+        if (record.architecture != "all" && index.find("binary-" + record.architecture + "/") == index.npos) {
+            findings_.error("stanza-architecture", below(index), "lists " + what);
+        }
+        // Each package's file is checked once, however many indexes and suites list it.
+        const auto [other, isNew] = packages_->emplace(record.filename, record);
+        if (!isNew && other->second.digests.sha256 != record.digests.sha256) {
+            findings_.error("stanza-differs", below(index),
+                            "has another SHA-256 for " + quoted(record.filename) + " than another index");
+        }
+    }
+    if (!unpacked.stanzaFault.empty()) {
+        findings_.error("stanza", below(index), unpacked.stanzaFault);
     }
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <map>
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -8,6 +9,7 @@
 #include "repo/index/Release.hpp"
 #include "repo/verify/FindingList.hpp"
 #include "repo/verify/RepositoryFiles.hpp"
+#include "repo/verify/UnpackedIndex.hpp"
 
 namespace bex::repo {
 
@@ -23,13 +25,16 @@ public:
 
 private:
     std::string below(const std::string& name) const { return path_ + "/" + name; }
+    std::optional<std::string> readWhole(const std::string& name);
     void readRelease();
     void checkSignature(const std::string& signedFile, const std::string& detached);
     void checkDates();
     void checkIndex(const std::string& index, const IndexedFile& expected);
-    std::optional<std::string> readIndex(const std::string& path, const IndexedFile& expected, bool mayBeAbsent);
-    void checkText(const std::string& index, const std::string& bytes);
-    void checkStanzas(const std::string& index, const std::string& text);
+    std::shared_ptr<SummedSource::Sum> openIndex(const std::string& path, bool mayBeAbsent);
+    bool isAsListed(const std::string& path, const IndexedFile& found, const IndexedFile& expected);
+    void checkContents(const std::string& index, const IndexedFile& expected,
+                       const std::shared_ptr<SummedSource::Sum>& sum);
+    void checkStanzas(const std::string& index, const UnpackedIndex& unpacked);
 
     const RepositoryFiles& files_;
     const RepositoryCheck& check_;

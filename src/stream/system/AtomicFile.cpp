@@ -161,20 +161,29 @@ void AtomicFile::takeAttributes(const struct stat& other) {
     }
 }
 
-void AtomicFile::commit() {
+void AtomicFile::sync() {
     requireUncommitted();
     // In this order: a name must never lead to contents that a crash could still lose.
     if (target_.system.fsync(file_.get()) != 0) {  // guard(false): contents are synced before the rename
         target_.fail("sync");
     }
+}
+
+void AtomicFile::place() {
+    requireUncommitted();
     if (!file_.giveName()) {
         target_.fail("name the temporary file beside it");
     }
     if (!file_.moveTo(target_.name.c_str())) {
         target_.fail("replace");
     }
-    // Before the last sync: the target is replaced even if that fails, and must never be written in place.
+    // From here on the target must never be written in place, whatever fails later.
     committed_ = true;
+}
+
+void AtomicFile::commit() {
+    sync();
+    place();
     // EINVAL: a file system that does not sync directories.
     // guard(false): the directory is synced after it
     if (target_.system.fsync(target_.directory.get()) != 0 && errno != EINVAL) {

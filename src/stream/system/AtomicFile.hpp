@@ -67,6 +67,17 @@ public:
     /// message says that only the directory could not be synced, the target is then what it was. Call once, last.
     void commit();
 
+    /// The first half of commit(), for a caller with several files to wait for. Files may be synced by different
+    /// threads. Throws StreamError.
+    void sync();
+
+    /// The second half, but for the directory: the caller syncs it, once for all files in it. Call after sync(),
+    /// once, last. Throws StreamError; the target is then what it was.
+    void place();
+
+    /// The path that the file gets.
+    const std::string& path() const noexcept { return target_.path; }
+
     /// Open for reading and writing while this lives, owned by this: what was written can be read back before it
     /// is committed.
     int descriptor() const noexcept { return file_.get(); }
