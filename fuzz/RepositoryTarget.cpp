@@ -115,8 +115,9 @@ void runShard(std::string_view input) {
                           repo::sha256Of(body) + "\n");
     repo::DigestChoice digests;
     std::optional<repo::ScanReport> report;
-    const std::string failure =
-        test::failureOf([&] { report = repo::mergeShards({file.path(), file.path()}, digests); });
+    const std::string failure = test::failureOf([&] {
+        report = repo::mergeShards({file.path(), file.path()}, digests);
+    });
     checkFailure(failure, "/proc/self/fd/");
     if (!report) {
         return;
@@ -135,7 +136,8 @@ void runRelease(std::string_view input) {
     if (release) {
         const std::string text = release->format();
         const std::string failure = test::failureOf([&] {
-            requireEqual(repo::Release::parse(text, "Release").format(), text, "a Release file is written as read");
+            requireEqual(repo::Release::parse(text, "Release").format(), text,
+                         "a Release file is written as read");
         });
         require(failure.empty(), "a Release file that is written can be read", failure);
         checkFailure(test::failureOf([&] { repo::parseDate(release->field("Date"), "Release"); }), "Release");

@@ -251,14 +251,15 @@ Seeds repositoryTexts() {
     };
     const std::string release = "Suite: stable\nDate: Sun, 22 Nov 2026 05:40:00 UTC\nSHA256:\n " + digest +
                                 " 12 main/binary-amd64/Packages\n";
-    return {stanza("a", "Description: one\n two\n .\n") + "\n" + stanza("b", "MD5sum: " + digest.substr(32) + "\n"),
-            stanza("a", "") + "\n" + stanza("a", "Z: 1\n") + "\n\n\n" + stanza("c", "Depends: a\n"),
-            stanza("../a", ""),
-            stanza("a", "Size: 1\n"),
-            release,
-            "-----BEGIN PGP SIGNED MESSAGE-----\nHash: SHA512\n\n" + release +
-                "-----BEGIN PGP SIGNATURE-----\n\nwgEA\n=AAAA\n-----END PGP SIGNATURE-----\n",
-            "-----BEGIN PGP SIGNATURE-----\n\nwgEAiAEA\n-----END PGP SIGNATURE-----\n"};
+    return {
+        stanza("a", "Description: one\n two\n .\n") + "\n" + stanza("b", "MD5sum: " + digest.substr(32) + "\n"),
+        stanza("a", "") + "\n" + stanza("a", "Z: 1\n") + "\n\n\n" + stanza("c", "Depends: a\n"),
+        stanza("../a", ""),
+        stanza("a", "Size: 1\n"),
+        release,
+        "-----BEGIN PGP SIGNED MESSAGE-----\nHash: SHA512\n\n" + release +
+            "-----BEGIN PGP SIGNATURE-----\n\nwgEA\n=AAAA\n-----END PGP SIGNATURE-----\n",
+        "-----BEGIN PGP SIGNATURE-----\n\nwgEAiAEA\n-----END PGP SIGNATURE-----\n"};
 }
 
 /// Decisions for the round trip: options, then kind, name, attributes and contents of each thing to add.
@@ -282,12 +283,9 @@ Seeds decisions() {
 }  // namespace
 
 std::vector<std::string> seedsFor(std::string_view target) {
-    const std::map<std::string_view, Seeds (*)()> byName{{"roundtrip", decisions},
-                                                         {"index", indexes},
-                                                         {"elf", elfs},
-                                                         {"symbols", symbolsFiles},
-                                                         {"buildfile", buildFiles},
-                                                         {"repository", repositoryTexts}};
+    const std::map<std::string_view, Seeds (*)()> byName{
+        {"roundtrip", decisions},  {"index", indexes},        {"elf", elfs},
+        {"symbols", symbolsFiles}, {"buildfile", buildFiles}, {"repository", repositoryTexts}};
     switch (targetNamed(target).shape) {
         case Shape::ar:
             return ars();

@@ -100,8 +100,7 @@ AddResult add(const std::string& root, const std::vector<std::string>& packages,
     System& system = System::real();
     // Before the lock: reading may take minutes, and other processes need not wait. The pool compares digests
     // again when it copies.
-    const std::string component =
-        findComponent(findSuite(readSettings(layout), options.suite), options.component);
+    const std::string component = findComponent(findSuite(readSettings(layout), options.suite), options.component);
     const std::vector<Candidate> candidates = examineAll(packages, component, options);
 
     const Lock lock(root);

@@ -75,8 +75,8 @@ void checkPool(const RepositoryFiles& files, const std::string& path, const std:
     }
 }
 
-/// The files that the pool has to have, or may have; nothing where a damaged suite, which is a finding, leaves that
-/// open.
+/// The files that the pool has to have, or may have; nothing where a damaged suite, which is a finding, leaves
+/// that open.
 std::optional<std::set<std::string>> listedFiles(const RepositoryFiles& files, const Packages& packages,
                                                  const RepositoryCheck& check) {
     std::set<std::string> listed;

@@ -45,9 +45,11 @@ TEST(PoolPath, IsOfPlainWordsAndNoLongerThanANameOfAFile) {
 
 TEST(VersionOrder, PutsWhatIsNoVersionFirstAndHasNoCircle) {
     // "1:x" and "~" are no versions; as texts they would come between versions that are ordered otherwise.
-    const std::vector<std::string> texts = {"",    "~",     "1:x",  "a",    "zz", "1.0", "1.0-0",
-                                            "9.0", "10.0",  "1:0.5", "10:1", "2~", "2",   "2.0\n"};
-    const auto isVersion = [](const std::string& text) { return !text.empty() && compareVersions(text, "zz") > 0; };
+    const std::vector<std::string> texts = {"",    "~",    "1:x",   "a",    "zz", "1.0", "1.0-0",
+                                            "9.0", "10.0", "1:0.5", "10:1", "2~", "2",   "2.0\n"};
+    const auto isVersion = [](const std::string& text) {
+        return !text.empty() && compareVersions(text, "zz") > 0;
+    };
     for (const std::string& a : texts) {
         for (const std::string& b : texts) {
             EXPECT_EQ(compareVersions(a, b) < 0, compareVersions(b, a) > 0) << a << " " << b;

@@ -4,7 +4,6 @@
 #include <functional>
 #include <string>
 #include <string_view>
-#include <string_view>
 
 #include "bex/stream/Compression.hpp"
 #include "bex/stream/Sink.hpp"

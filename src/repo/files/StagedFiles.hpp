@@ -10,8 +10,8 @@
 namespace bex::repo {
 
 /// New files that appear together, or in lots of many where they are more. They are temporary ones until place()
-/// gives them their names; destroyed before that, it leaves nothing behind. Waiting for the disk is most of what a small publication does, so that all
-/// files are synced at once, and each directory once.
+/// gives them their names; destroyed before that, it leaves nothing behind. Waiting for the disk is most of what a
+/// small publication does, so that all files are synced at once, and each directory once.
 class StagedFiles {
 public:
     /// With 1 for `threads`, one file is synced after the other.

@@ -53,8 +53,8 @@ void takeField(std::string_view line, Stanza& stanza) {
 
 }  // namespace
 
-// A version that can't be read must not end a listing or a sort. Such texts come before all versions: compared with
-// versions as text, they would make an order in which three can follow each other in a circle.
+// A version that can't be read must not end a listing or a sort. Such texts come before all versions: compared
+// with versions as text, they would make an order in which three can follow each other in a circle.
 int compareVersions(std::string_view a, std::string_view b) {
     if (a == b) {
         return 0;

@@ -25,8 +25,8 @@ struct Job {
 /// The packages of each path.
 using Labels = std::map<std::string, std::vector<std::string>, std::less<>>;
 
-/// "SECTION/NAME", or "NAME" for a package without a section. Blanks and commas separate what a line has, so that a
-/// section with one of them is left out.
+/// "SECTION/NAME", or "NAME" for a package without a section. Blanks and commas separate what a line has, so that
+/// a section with one of them is left out.
 std::string labelOf(const Stanza& package) {
     const auto paragraph = stream::ControlParagraph::parse(package.text, package.package);
     const std::string* section = paragraph.find("Section");
@@ -141,9 +141,8 @@ void writeContents(const Layout& layout, const std::vector<Stanza>& packages,
                    const std::optional<ContentsBefore>& before, unsigned threads, stream::Sink& out) {
     if (before) {
         std::vector<Stanza> changed;
-        std::copy_if(packages.begin(), packages.end(), std::back_inserter(changed), [&](const Stanza& package) {
-            return before->changed.count(package.package) != 0;
-        });
+        std::copy_if(packages.begin(), packages.end(), std::back_inserter(changed),
+                     [&](const Stanza& package) { return before->changed.count(package.package) != 0; });
         Labels labels = labelsOf(layout, changed, threads);
         stream::StringSink merged;
         if (merge(*before, labels, merged)) {

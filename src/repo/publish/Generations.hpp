@@ -32,7 +32,8 @@ public:
     void expire(std::int64_t now, std::size_t keep);
 
     /// The packages' files that no generation has any more; another suite may. They are kept in the file until
-    /// they are forgotten, so that a process that is killed before it removed them leaves the work to the next one.
+    /// they are forgotten, so that a process that is killed before it removed them leaves the work to the next
+    /// one.
     const std::set<std::string>& unlisted() const noexcept { return unlisted_; }
     void forgetUnlisted() { unlisted_.clear(); }
 

@@ -25,8 +25,8 @@ namespace bex::repo {
 /// 4. InRelease, or Release where nothing is signed: with this rename clients see the new suite;
 /// 5. old by-hash files and the list of changes, which nobody needs any more.
 ///
-/// Each file is synced before it gets its name, and the directories of a step before the next one, but for the last:
-/// what a crash brings back is removed again.
+/// Each file is synced before it gets its name, and the directories of a step before the next one, but for the
+/// last: what a crash brings back is removed again.
 class Publication {
 public:
     Publication(const Layout& layout, const SuiteSettings& settings, const PublishOptions& options,

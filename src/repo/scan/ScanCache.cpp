@@ -259,7 +259,8 @@ void ScanCache::flush() {
 }
 
 void ScanCache::dropGone(const std::string& directory, std::size_t present) {
-    // "0" is the character after "/": between them are the keys of everything below, which the index finds at once.
+    // "0" is the character after "/": between them are the keys of everything below, which the index finds at
+    // once.
     const std::string end = directory.substr(0, directory.size() - 1) + "0";
     guarded([&] {
         flush();

@@ -80,8 +80,7 @@ StanzaList PublishedSuite::packages(const std::string& component, const std::str
             continue;
         }
         const std::size_t expected = std::min(release_.files.at(index).size, kLargestReserve);
-        std::string text =
-            decompressed(read(path, found->second), compression, directory_ + "/" + path, expected);
+        std::string text = decompressed(read(path, found->second), compression, directory_ + "/" + path, expected);
         list.texts.push_back(std::make_shared<const std::string>(std::move(text)));
         list.stanzas = readStanzas(*list.texts.back(), directory_ + "/" + path);
         break;

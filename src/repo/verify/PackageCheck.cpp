@@ -59,8 +59,7 @@ void checkPackage(const RepositoryFiles& files, const PackageRecord& record, con
         return;
     }
     try {
-        const stream::PackageReader reader(std::make_unique<SummedSource>(sum), record.filename,
-                                           readingOf(check));
+        const stream::PackageReader reader(std::make_unique<SummedSource>(sum), record.filename, readingOf(check));
         compareFields(reader.control(), record, findings);
     } catch (const StreamError& error) {
         // A connection or a disk that fails says nothing about the repository: the check ends.

@@ -210,8 +210,7 @@ void SuiteCheck::checkContents(const std::string& index, const IndexedFile& expe
         if (listed != release_->files.end()) {
             most = listed->second.size;
         }
-        unpacked =
-            unpack({*input.stream, compression, below(index), isPackagesIndex(plain), most, check_.limits});
+        unpacked = unpack({*input.stream, compression, below(index), isPackagesIndex(plain), most, check_.limits});
     } catch (const StreamError& error) {
         // A connection or a disk that fails says nothing about the repository: the check ends.
         if (error.kind() == ErrorKind::inputOutput) {

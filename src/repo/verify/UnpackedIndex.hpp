@@ -30,8 +30,8 @@ struct IndexSource {
     stream::Limits limits;
 };
 
-/// Throws StreamError: what the source throws, `damaged`, and `limitExceeded` for a stanza or a compressor's window
-/// that takes too much memory.
+/// Throws StreamError: what the source throws, `damaged`, and `limitExceeded` for a stanza or a compressor's
+/// window that takes too much memory.
 UnpackedIndex unpack(const IndexSource& source);
 
 }  // namespace bex::repo
