@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <functional>
 #include <map>
 #include <string>
 #include <tuple>
@@ -93,36 +94,29 @@ private:
     std::map<std::tuple<std::string, std::string, std::string>, Known> known_;
 };
 
-}  // namespace
-
-AddResult add(const std::string& root, const std::vector<std::string>& packages, const AddOptions& options) {
-    const Layout layout(root);
+/// Notes the candidates for the next publication; `place` sees to the file of each that is new. The caller has the
+/// lock.
+AddResult note(const Layout& layout, const std::vector<Candidate>& candidates, const AddOptions& options,
+               const std::function<void(const Candidate&)>& place) {
     System& system = System::real();
-    // Before the lock: reading may take minutes, and other processes need not wait. The pool compares digests
-    // again when it copies.
-    const std::string component = findComponent(findSuite(readSettings(layout), options.suite), options.component);
-    const std::vector<Candidate> candidates = examineAll(packages, component, options);
-
-    const Lock lock(root);
-    // Read again: an architecture or the component may have left the suite meanwhile.
+    // Under the lock: an architecture or the component may have left the suite while packages were read.
     const auto suites = readSettings(layout);
     const SuiteSettings& settings = findSuite(suites, options.suite);
-    findComponent(settings, component);
     NextSuite suite(layout, settings);
     Addition addition(suite);
-    PoolAddition pool(layout, system);
     AddResult result;
     for (const Candidate& candidate : candidates) {
+        findComponent(settings, candidate.component);
         // A package for an architecture that the suite does not have would be in no index.
         requireArchitecture(settings, candidate.record.architecture, candidate.path);
         if (!addition.take(candidate)) {
             result.present.push_back(idOf(candidate, settings));
             continue;
         }
-        pool.put(candidate, options.placement);
+        place(candidate);
         std::string stanza;
         appendStanza(stanza, candidate.record);
-        suite.add(component, std::move(stanza));
+        suite.add(candidate.component, std::move(stanza));
         result.added.push_back(idOf(candidate, settings));
     }
     if (options.keep > 0) {
@@ -136,10 +130,52 @@ AddResult add(const std::string& root, const std::vector<std::string>& packages,
         makeDirectories(layout.root() + "/.bex/changes", system);
         suite.write(system);
     }
+    return result;
+}
+
+std::string componentOf(const Layout& layout, const AddOptions& options) {
+    return findComponent(findSuite(readSettings(layout), options.suite), options.component);
+}
+
+}  // namespace
+
+AddResult add(const std::string& root, const std::vector<std::string>& packages, const AddOptions& options) {
+    const Layout layout(root);
+    // Before the lock: reading may take minutes, and other processes need not wait. The pool compares digests
+    // again when it copies.
+    const std::vector<Candidate> candidates = examineAll(packages, componentOf(layout, options), options);
+
+    const Lock lock(root);
+    PoolAddition pool(layout, System::real());
+    AddResult result = note(layout, candidates, options,
+                            [&](const Candidate& candidate) { pool.put(candidate, options.placement); });
     // Last: until the list of changes names them, files in the pool are removed again, and files to be moved stay
     // where they were.
     pool.keep();
     return result;
+}
+
+AddResult addScanned(const std::string& root, const std::vector<PackageRecord>& records,
+                     const AddOptions& options) {
+    const Layout layout(root);
+    const std::string component = componentOf(layout, options);
+    std::vector<Candidate> candidates;
+    for (const PackageRecord& record : records) {
+        candidates.push_back({record.filename, component, record});
+    }
+    const Lock lock(root);
+    return note(layout, candidates, options, [&](const Candidate& candidate) {
+        checkRecord(candidate.record, candidate.path);
+        // Only the pool is the repository's own: files elsewhere are never removed.
+        if (candidate.path.compare(0, 5, "pool/") != 0) {
+            throw failure(ErrorKind::invalidInput, "invalid-input", candidate.path,
+                          "is not in pool/ of the repository: scan with --root REPO");
+        }
+        if (sizeOfFile(layout.below(candidate.path)) != candidate.record.size) {
+            throw failure(ErrorKind::invalidInput, "package-missing", candidate.path,
+                          "is not there, or not of " + std::to_string(candidate.record.size) + " bytes");
+        }
+    });
 }
 
 }  // namespace bex::repo
@@ -147,4 +183,9 @@ AddResult add(const std::string& root, const std::vector<std::string>& packages,
 void bexRepoAdd(const std::string& root, const std::vector<std::string>& packages,
                 const bex::repo::AddOptions& options, bex::repo::AddResult& result) {
     result = bex::repo::add(root, packages, options);
+}
+
+void bexRepoAddScanned(const std::string& root, const std::vector<bex::repo::PackageRecord>& records,
+                       const bex::repo::AddOptions& options, bex::repo::AddResult& result) {
+    result = bex::repo::addScanned(root, records, options);
 }

@@ -24,7 +24,7 @@ _bex_options() {
         filter) echo "$common --out --delete --add --mode --owner --compression --level --allow --check" ;;
         shlibdeps) echo "$common --arch --from --libdir --sysroot --admindir --ignore-missing --format --why" ;;
         "repo scan") echo "$common --cache --records --multiversion --arch --hash --root --type --keep-going" ;;
-        "repo merge") echo "$common --records --multiversion --arch" ;;
+        "repo merge") echo "$common --records --multiversion --arch --out --suite --component" ;;
         "repo init") echo "$common --suite --codename --component --arch --origin --label --description" ;;
         "repo add") echo "$common --suite --component --copy --link --move --keep --allow" ;;
         "repo list") echo "$common --component --suite" ;;

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "bex/repo/PackageRecord.hpp"
 #include "bex/stream/Compression.hpp"
 #include "bex/stream/Export.hpp"
 #include "bex/stream/ReadOptions.hpp"
@@ -75,6 +76,12 @@ struct AddResult {
 BEX_EXPORT AddResult add(const std::string& root, const std::vector<std::string>& packages,
                          const AddOptions& options);
 
+/// Notes packages for the next publish() that are in the pool already and were scanned, perhaps by several
+/// machines (mergeShards()); their filenames begin with "pool/". They are not opened: only the size of each file
+/// is compared. All of them, or none, for the reasons of add(); `allow`, `placement` and `reading` have no effect.
+BEX_EXPORT AddResult addScanned(const std::string& root, const std::vector<PackageRecord>& records,
+                                const AddOptions& options);
+
 /// Packages that are chosen by name: a glob(7) pattern, or a name with a bound for the version such as
 /// "hello (<< 2.0)", either with ":ARCHITECTURE" after the name.
 struct Query {
@@ -141,6 +148,8 @@ extern "C" {
 BEX_EXPORT void bexRepoInit(const std::string& root, const bex::repo::SuiteSettings& settings);
 BEX_EXPORT void bexRepoAdd(const std::string& root, const std::vector<std::string>& packages,
                            const bex::repo::AddOptions& options, bex::repo::AddResult& result);
+BEX_EXPORT void bexRepoAddScanned(const std::string& root, const std::vector<bex::repo::PackageRecord>& records,
+                                  const bex::repo::AddOptions& options, bex::repo::AddResult& result);
 BEX_EXPORT void bexRepoList(const std::string& root, const bex::repo::Query& query,
                             std::vector<bex::repo::PackageId>& found);
 BEX_EXPORT void bexRepoRemove(const std::string& root, const bex::repo::Query& query, std::size_t keep,

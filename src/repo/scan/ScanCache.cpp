@@ -61,7 +61,10 @@ public:
         bind(static_cast<std::int64_t>(stamp.inode));
     }
 
-    int step() { return sqlite3_step(statement_); }
+    int step() {
+        read_ = 0;
+        return sqlite3_step(statement_);
+    }
 
     std::string nextText() {
         // In this order: the size is that of the text which the call before made.

@@ -5,7 +5,6 @@
 #include "arguments/FindingCodes.hpp"
 #include "arguments/Number.hpp"
 #include "bex/repo/Repository.hpp"
-#include "output/Json.hpp"
 #include "verbs/Input.hpp"
 #include "verbs/SharedLibrary.hpp"
 #include "verbs/Verb.hpp"
@@ -27,16 +26,7 @@ ExitStatus runAdd(AddArguments& arguments, Context& context) {
     repo::AddResult result;
     functionOf<decltype(bexRepoAdd)>(kRepoLibrary, "bexRepoAdd")(arguments.root, arguments.packages,
                                                                  arguments.options, result);
-    if (context.json) {
-        context.console.out(jsonText({{"schema", 1},
-                                      {"added", jsonOf(result.added)},
-                                      {"present", jsonOf(result.present)},
-                                      {"removed", jsonOf(result.removed)}}));
-        return ExitStatus::done;
-    }
-    printPackages("added", result.added, context);
-    printPackages("present", result.present, context);
-    printPackages("removed", result.removed, context);
+    printAddition(result, context);
     return ExitStatus::done;
 }
 

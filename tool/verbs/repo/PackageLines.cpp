@@ -1,6 +1,7 @@
 #include "verbs/repo/PackageLines.hpp"
 
 #include "bex/stream/Escape.hpp"
+#include "output/Json.hpp"
 
 namespace bex::tool {
 
@@ -32,6 +33,19 @@ void printPackages(const std::string& word, const std::vector<repo::PackageId>& 
     for (const repo::PackageId& package : packages) {
         context.console.out((word.empty() ? word : word + " ") + lineOf(package) + "\n");
     }
+}
+
+void printAddition(const repo::AddResult& result, Context& context) {
+    if (context.json) {
+        context.console.out(jsonText({{"schema", 1},
+                                      {"added", jsonOf(result.added)},
+                                      {"present", jsonOf(result.present)},
+                                      {"removed", jsonOf(result.removed)}}));
+        return;
+    }
+    printPackages("added", result.added, context);
+    printPackages("present", result.present, context);
+    printPackages("removed", result.removed, context);
 }
 
 }  // namespace bex::tool

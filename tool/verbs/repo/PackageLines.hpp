@@ -21,4 +21,7 @@ std::string lineOf(const repo::PackageId& package);
 /// Prints a line for each package, with the word before it unless that is empty.
 void printPackages(const std::string& word, const std::vector<repo::PackageId>& packages, Context& context);
 
+/// Prints what a command added, as lines or as one object.
+void printAddition(const repo::AddResult& result, Context& context);
+
 }  // namespace bex::tool
