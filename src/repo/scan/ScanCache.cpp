@@ -6,11 +6,9 @@
 
 #include <cerrno>
 #include <ctime>
-#include <functional>
 #include <utility>
 
 #include "repo/base/Failure.hpp"
-#include "stream/base/Text.hpp"
 #include "stream/system/System.hpp"
 
 namespace bex::repo {
@@ -65,6 +63,8 @@ public:
         read_ = 0;
         return sqlite3_step(statement_);
     }
+
+    std::int64_t nextNumber() { return sqlite3_column_int64(statement_, read_++); }
 
     std::string nextText() {
         // In this order: the size is that of the text which the call before made.
@@ -261,40 +261,43 @@ void ScanCache::flush() {
     pending_.clear();
 }
 
-void ScanCache::dropGone(const std::string& directory, std::size_t present) {
+std::vector<std::string> ScanCache::goneBelow(const std::string& directory, std::size_t present) {
     // "0" is the character after "/": between them are the keys of everything below, which the index finds at
     // once.
     const std::string end = directory.substr(0, directory.size() - 1) + "0";
+    const Statement count = prepare("SELECT count(*) FROM packages WHERE path >= ?1 AND path < ?2");
+    Use counting(count.get());
+    counting.bind(directory);
+    counting.bind(end);
+    std::vector<std::string> gone;
+    if (counting.step() != SQLITE_ROW || counting.nextNumber() <= static_cast<std::int64_t>(present)) {
+        return gone;
+    }
+    const Statement paths = prepare("SELECT path FROM packages WHERE path >= ?1 AND path < ?2");
+    Use listing(paths.get());
+    listing.bind(directory);
+    listing.bind(end);
+    while (listing.step() == SQLITE_ROW) {
+        std::string path = listing.nextText();
+        struct stat status = {};
+        const bool isThere = stream::System::real().fstatat(AT_FDCWD, path.c_str(), &status, 0) == 0;
+        if (!isThere && (errno == ENOENT || errno == ENOTDIR)) {
+            gone.push_back(std::move(path));
+        }
+    }
+    return gone;
+}
+
+void ScanCache::dropGone(const std::string& directory, std::size_t present) {
     guarded([&] {
         flush();
-        const auto each = [&](const char* sql, const std::function<void(Use&)>& take) {
-            const Statement statement = prepare(sql);
-            Use use(statement.get());
-            use.bind(directory);
-            use.bind(end);
-            while (use.step() == SQLITE_ROW) {
-                take(use);
-            }
-        };
-        std::string count;
-        each("SELECT count(*) FROM packages WHERE path >= ?1 AND path < ?2",
-             [&](Use& use) { count = use.nextText(); });
-        if (stream::parseWhole<std::size_t>(count).value_or(0) <= present) {
+        const std::vector<std::string> gone = goneBelow(directory, present);
+        if (gone.empty()) {
             return;
         }
-        std::vector<std::string> gone;
-        each("SELECT path FROM packages WHERE path >= ?1 AND path < ?2", [&](Use& use) {
-            std::string path = use.nextText();
-            struct stat status = {};
-            const bool isGone = stream::System::real().fstatat(AT_FDCWD, path.c_str(), &status, 0) != 0 &&
-                                (errno == ENOENT || errno == ENOTDIR);
-            if (isGone) {
-                gone.push_back(std::move(path));
-            }
-        });
+        const Statement statement = prepare("DELETE FROM packages WHERE path = ?1");
         run("BEGIN IMMEDIATE");
         for (const std::string& path : gone) {
-            const Statement statement = prepare("DELETE FROM packages WHERE path = ?1");
             Use use(statement.get());
             use.bind(path);
             if (use.step() != SQLITE_DONE) {

@@ -61,6 +61,7 @@ private:
     void makeTables();
     void insert(const Entry& entry);
     void flush();
+    std::vector<std::string> goneBelow(const std::string& directory, std::size_t present);
     template <typename Work>
     void guarded(Work work);
 
