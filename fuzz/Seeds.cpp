@@ -242,26 +242,6 @@ Seeds buildFiles() {
         "usr/**/{a,b{c,d}}/*.[ch]\nusr/x/y/bc/z.c\nusr/a/q.h\n"};
 }
 
-/// Stanzas of indexes, which shards have, too, and Release files.
-Seeds repositoryTexts() {
-    const std::string digest(64, 'a');
-    const auto stanza = [&](const std::string& name, const std::string& more) {
-        return "Package: " + name + "\nVersion: 1:2.0-1\nArchitecture: all\nSection: net\nFilename: pool/" + name +
-               ".deb\nSize: 12\nSHA256: " + digest + "\n" + more;
-    };
-    const std::string release = "Suite: stable\nDate: Sun, 22 Nov 2026 05:40:00 UTC\nSHA256:\n " + digest +
-                                " 12 main/binary-amd64/Packages\n";
-    return {
-        stanza("a", "Description: one\n two\n .\n") + "\n" + stanza("b", "MD5sum: " + digest.substr(32) + "\n"),
-        stanza("a", "") + "\n" + stanza("a", "Z: 1\n") + "\n\n\n" + stanza("c", "Depends: a\n"),
-        stanza("../a", ""),
-        stanza("a", "Size: 1\n"),
-        release,
-        "-----BEGIN PGP SIGNED MESSAGE-----\nHash: SHA512\n\n" + release +
-            "-----BEGIN PGP SIGNATURE-----\n\nwgEA\n=AAAA\n-----END PGP SIGNATURE-----\n",
-        "-----BEGIN PGP SIGNATURE-----\n\nwgEAiAEA\n-----END PGP SIGNATURE-----\n"};
-}
-
 /// Decisions for the round trip: options, then kind, name, attributes and contents of each thing to add.
 Seeds decisions() {
     const auto thing = [](char kind, const std::string& name, const std::string& value) {
@@ -283,9 +263,11 @@ Seeds decisions() {
 }  // namespace
 
 std::vector<std::string> seedsFor(std::string_view target) {
-    const std::map<std::string_view, Seeds (*)()> byName{
-        {"roundtrip", decisions},  {"index", indexes},        {"elf", elfs},
-        {"symbols", symbolsFiles}, {"buildfile", buildFiles}, {"repository", repositoryTexts}};
+    const std::map<std::string_view, Seeds (*)()> byName{{"roundtrip", decisions},
+                                                         {"index", indexes},
+                                                         {"elf", elfs},
+                                                         {"symbols", symbolsFiles},
+                                                         {"buildfile", buildFiles}};
     switch (targetNamed(target).shape) {
         case Shape::ar:
             return ars();

@@ -17,7 +17,6 @@ const std::vector<Target>& targets() {
         {"elf", Shape::bytes, runElf},
         {"symbols", Shape::bytes, runSymbols},
         {"buildfile", Shape::bytes, runBuildFile},
-        {"repository", Shape::bytes, runRepository},
         {"ar", Shape::ar, runAr},
         {"gzip", Shape::gzip, runGzip},
         {"tar", Shape::tar, runTar},

@@ -39,7 +39,6 @@ void runIndex(std::string_view input);
 void runIndexed(std::string_view input);
 void runExtract(std::string_view input);
 void runObject(std::string_view input);
-void runRepository(std::string_view input);
 void runRoundTrip(std::string_view input);
 
 /// Ends the process with the promise and what was found where a promise does not hold.
