@@ -5,6 +5,8 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <memory>
+#include <utility>
 
 #include "stream/extract/OutputFile.hpp"
 #include "stream/extract/PendingFile.hpp"
@@ -24,7 +26,7 @@ bool isSameFile(const struct stat& left, const struct stat& right) {
     return left.st_dev == right.st_dev && left.st_ino == right.st_ino;
 }
 
-/// Small files may be written after what follows them, where nobody is told of each in turn, no two entries can
+/// Files may be written after what follows them, where nobody is told of each in turn, no two entries can
 /// have one path and nothing depends on what a file meets on the disk.
 bool mayOvertake(const ExtractOptions& options) {
     return !options.onEntry && !options.rename && options.stripComponents == 0 &&
@@ -94,6 +96,7 @@ void Extraction::settle() {
     // The batch that is being filled is not in the pool yet. next() exists only while the pool is not full.
     if (batching_ && !pool_.full() && !pool_.next().empty()) {
         pool_.submitHere();
+        ++submitted_;
     }
     // In order, so that the first failure of the entries is the one thrown.
     while (!pool_.empty()) {
@@ -108,7 +111,7 @@ void Extraction::finish() {
 }
 
 bool Extraction::makeFile(const Entry& entry, const std::string& path, const Contents& contents) {
-    if (batching_ && entry.size <= FileBatch::kSmallFileBytes) {
+    if (batching_) {
         collect(entry, path, contents);
         return true;
     }
@@ -125,24 +128,59 @@ bool Extraction::makeFile(const Entry& entry, const std::string& path, const Con
     return true;
 }
 
-/// Adds the file to the pool's next batch, which is this thread's until it is full and handed over.
-void Extraction::collect(const Entry& entry, const std::string& path, const Contents& contents) {
+/// The batch that is being filled, which is this thread's until it is handed over.
+FileBatch& Extraction::batch() {
     while (pool_.full()) {
         takeFront();
     }
     FileBatch& batch = pool_.next();
+    batch.number = submitted_;
+    return batch;
+}
+
+void Extraction::submitBatch() {
+    pool_.submit();
+    ++submitted_;
+}
+
+/// Adds the file to the batch that is being filled, and to as many more as it takes.
+void Extraction::collect(const Entry& entry, const std::string& path, const Contents& contents) {
+    FileBatch* batch = &this->batch();
     // Held, not only opened: the walk may close the directory before the batch is made.
-    batch.begin(parents_.hold(parentOf(path), Missing::make), path, entry.path, attributes_);
+    HeldDirectory directory = parents_.hold(parentOf(path), Missing::make);
+    std::shared_ptr<LargeFile> large;
+    if (entry.size <= FileBatch::kSmallFileBytes) {
+        batch->begin(std::move(directory), path, entry.path, attributes_);
+    } else {
+        large = std::make_shared<LargeFile>(context_, std::move(directory), nameOf(path), attributes_);
+        batch->beginPart(large, 0);
+    }
     try {
-        for (std::string_view piece = contents(); !piece.empty(); piece = contents()) {
-            batch.write(piece);
+        std::uint64_t offset = 0;
+        for (std::string_view rest = contents(); !rest.empty();) {
+            const std::size_t size = batch->write(rest);
+            offset += size;
+            rest.remove_prefix(size);
+            if (rest.empty()) {
+                rest = contents();
+                continue;
+            }
+            batch = nullptr;  // handed over
+            submitBatch();
+            batch = &this->batch();
+            batch->beginPart(large, offset);
         }
     } catch (...) {
-        batch.dropLast();  // it lacks some of its contents
+        if (batch != nullptr) {
+            batch->dropLast();  // it lacks some of its contents
+        }
         throw;
     }
-    if (batch.full()) {
-        pool_.submit();
+    if (large != nullptr) {
+        batch->endPart();
+    }
+    if (batch->full()) {
+        submitBatch();
     }
 }
 

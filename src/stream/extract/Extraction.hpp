@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <set>
 #include <string>
@@ -40,9 +41,9 @@ public:
     using Contents = std::function<std::string_view()>;
 
     /// Opens the destination, which is created if it does not exist. `package`, unescaped, begins the messages.
-    /// `system` must outlive this. With more than one of `threads`, small files are written by threads of its own,
-    /// some of them while later entries are; each is complete, and the first failure in the order of the entries
-    /// is the one that is thrown. PackageReader::extract() says which options keep the order strict.
+    /// `system` must outlive this. With more than one of `threads`, files are written by threads of its own, some
+    /// of them while later entries are; each is complete, and the first failure in the order of the entries is the
+    /// one that is thrown. PackageReader::extract() says which options keep the order strict.
     Extraction(const std::string& destination, const std::string& package, const ExtractOptions& options,
                System& system, unsigned threads = 1);
     Extraction(const Extraction&) = delete;  // members hold addresses of others
@@ -82,6 +83,8 @@ private:
     struct stat requireRegularFile(int directory, const char* name) const;
     bool isLinkOf(const struct stat& file, int directory, const char* name) const;
     void requirePlain(const std::string& path, const char* what) const;
+    FileBatch& batch();
+    void submitBatch();
     void takeFront();
 
     ExtractContext context_;
@@ -92,6 +95,7 @@ private:
     RestoredAttributes attributes_;  // of the entry at hand
     std::set<std::string> kept_;     // paths of files that were there before
     const bool batching_;
+    std::uint64_t submitted_ = 0;  // batches
     WorkPool<FileBatch> pool_;
 };
 

@@ -1,5 +1,6 @@
 #include "stream/extract/FileBatch.hpp"
 
+#include <algorithm>
 #include <utility>
 
 #include "stream/extract/OutputFile.hpp"
@@ -12,7 +13,27 @@ void FileBatch::begin(HeldDirectory directory, const std::string& path, const st
     if (files_.empty() || files_.back().directory.descriptor != directory.descriptor) {
         ++directories_;
     }
-    files_.push_back({std::move(directory), nameOf(path), entryPath, attributes, contents_.size()});
+    File& file = files_.emplace_back();
+    file.begin = contents_.size();
+    file.directory = std::move(directory);
+    file.name = nameOf(path);
+    file.entryPath = entryPath;
+    file.attributes = attributes;
+}
+
+void FileBatch::beginPart(std::shared_ptr<LargeFile> file, std::uint64_t offset) {
+    ++directories_;  // the file has one, and a descriptor of its own once it is created
+    File& part = files_.emplace_back();
+    part.begin = contents_.size();
+    part.large = std::move(file);
+    part.part.offset = offset;
+}
+
+std::size_t FileBatch::write(std::string_view bytes) {
+    const std::size_t size = std::min(bytes.size(), kMostBytes - contents_.size());
+    contents_.append(bytes.data(), size);
+    files_.back().bytes += size;
+    return size;
 }
 
 void FileBatch::dropLast() {
@@ -24,13 +45,32 @@ void FileBatch::make(ExtractContext& context) {
     // Emptied first: a batch whose files fail must not make them again.
     const std::vector<File> files = std::exchange(files_, {});
     directories_ = 0;
-    for (const File& file : files) {
-        context.place = context.place.at(file.entryPath);
-        OutputFile output(context, file.directory.descriptor, file.name.c_str());
-        output.write(std::string_view(contents_).substr(file.begin, file.bytes));
-        output.finish(file.attributes);
+    try {
+        for (const File& file : files) {
+            make(file, context);
+        }
+    } catch (...) {
+        // The other parts of these files are in later batches, whose threads would wait for this one for ever.
+        for (const File& file : files) {
+            if (file.large != nullptr) {
+                file.large->fail(number);
+            }
+        }
+        throw;
     }
     contents_.clear();
+}
+
+void FileBatch::make(const File& file, ExtractContext& context) const {
+    const std::string_view bytes = std::string_view(contents_).substr(file.begin, file.bytes);
+    if (file.large != nullptr) {
+        file.large->write(bytes, file.part, number);
+        return;
+    }
+    context.place = context.place.at(file.entryPath);
+    OutputFile output(context, file.directory.descriptor, file.name.c_str());
+    output.write(bytes);
+    output.finish(file.attributes);
 }
 
 }  // namespace bex::stream

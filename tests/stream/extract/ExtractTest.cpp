@@ -1,4 +1,4 @@
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 #include <sys/resource.h>
 
 #include <filesystem>
@@ -63,16 +63,17 @@ TEST(Extract, KeepsWhatExistsAndLinksNothingToIt) {
     }
 }
 
-/// Folders of small files with larger ones, links and other names among them.
+/// Folders of small files with larger ones, some of several batches, links and other names among them.
 std::string manySmallFiles() {
     std::string entries;
-    for (int folder = 0; folder < 10; ++folder) {
+    for (std::size_t folder = 0; folder < 10; ++folder) {
         const std::string path = "./d" + std::to_string(folder) + '/';
+        const std::string large((folder + 1) * 80'000, static_cast<char>('A' + folder));
         entries += tarFolder(path) + tarLink(path + "s", "f1", '2');
         for (std::size_t i = 0; i < 25; ++i) {
             entries += tarFile(path + 'f' + std::to_string(i), std::string(i * 400, static_cast<char>('a' + i)));
         }
-        entries += tarFile(path + "large", std::string(200'000, 'l')) + tarLink(path + "h", path + "f24", '1');
+        entries += tarFile(path + "large", large) + tarLink(path + "h", path + "f24", '1');
     }
     return entries;
 }
@@ -99,7 +100,7 @@ TEST(Extract, ManyThreadsMakeWhatOneMakes) {
 TEST(Extract, TheFirstFailureIsToldHoweverManyThreadsWorkOnWhatFollows) {
     // Three faults of which the disk tells the first two and the archive the third, which is met long before.
     const std::string entries = manySmallFiles() + tarFile("../x");
-    for (const std::string first : {"d3/f7", "d0/f0", "d9/f24"}) {
+    for (const std::string first : {"d3/f7", "d0/f0", "d7/large", "d9/f24"}) {
         for (const unsigned threads : {1U, 4U}) {
             SCOPED_TRACE(first + ", threads " + std::to_string(threads));
             const TemporaryDirectory folder;
@@ -111,6 +112,23 @@ TEST(Extract, TheFirstFailureIsToldHoweverManyThreadsWorkOnWhatFollows) {
                 EXPECT_EQ(path.find(".bex-"), std::string::npos) << path;
                 EXPECT_NE(description.substr(0, 6), "f 0600") << path;
             }
+        }
+    }
+}
+
+TEST(Extract, AFileThatIsCutOffIsGoneHoweverMuchOfItWasWritten) {
+    const std::string whole = tarFile("./a", std::string(300'000, 'a')) + tarFile("./b", std::string(2'000'000, 'b'));
+    for (const std::size_t cut : {200'000U, 310'000U, 600'000U, 2'200'000U}) {
+        for (const unsigned threads : {1U, 4U}) {
+            SCOPED_TRACE(std::to_string(cut) + ", threads " + std::to_string(threads));
+            const TemporaryDirectory folder;
+            stream::ReadOptions options;
+            options.threads = threads;
+            const std::string failure =
+                reading(packageOf(whole.substr(0, cut)), Route::file,
+                        [&](PackageReader& reader) { reader.extract(folder / ""); }, options);
+            EXPECT_THAT(failure, testing::HasSubstr("the archive ends before"));
+            EXPECT_EQ(unpacking::treeBelow(folder.path()).size(), cut < 300'000 ? 0U : 1U);
         }
     }
 }

@@ -35,37 +35,44 @@ void makeOldTree(const TemporaryDirectory& folder) {
     chmod((folder / "to/a").c_str(), 0500);
 }
 
-void unpackOver(const TemporaryDirectory& folder, FailingSystem& system) {
+/// With parts in two batches where files are made by threads.
+const std::string kLarge(300000, 'x');
+
+void unpackOver(const TemporaryDirectory& folder, FailingSystem& system, unsigned threads) {
     ExtractOptions options;
     options.sameOwner = geteuid() == 0;
     unpack(folder / "to",
            {directory("a/", 0550), file("a/new", "new"), file("a/old", "new"), symlinkTo("a/newLink", "new"),
             symlinkTo("a/oldLink", "new"), hardlinkTo("a/newHard", "a/new"), hardlinkTo("a/oldHard", "a/new"),
-            file("b/c/f", "new"), directory("d/", 0700), directory("e/", 0711)},
-           options, system);
+            file("b/c/f", "new"), file("b/large", kLarge), directory("d/", 0700), directory("e/", 0711)},
+           options, system, threads);
 }
 
 TEST(ExtractionFaults, LeaveEachNameOldOrNewWhicheverCallFails) {
     const RemovableDirectory folder;
     makeOldTree(folder);
     FailingSystem sound;
-    sound.limitTransfers(2);
-    unpackOver(folder, sound);
+    sound.limitTransfers(70000);
+    unpackOver(folder, sound, 1);
     const Tree complete = treeBelow(folder / "to");
     ASSERT_EQ(complete.at("a/oldHard"), "f 0644 new");
     const std::size_t descriptors = openDescriptors();
 
-    for (const bool hasOpenat2 : {true, false}) {
-        const int error = hasOpenat2 ? ENOSPC : EMFILE;
+    const struct {
+        bool hasOpenat2;
+        unsigned threads;
+        int error;
+    } cases[] = {{true, 1, ENOSPC}, {false, 1, EMFILE}, {true, 4, EIO}};
+    for (const auto& [hasOpenat2, threads, error] : cases) {
         std::size_t failures = 0;
-        const auto action = [&](FailingSystem& system) {
+        const auto action = [&, hasOpenat2 = hasOpenat2, threads = threads](FailingSystem& system) {
             makeOldTree(folder);
             if (!hasOpenat2) {
                 system.failAlways(ENOSYS, "openBeneath");
             }
-            unpackOver(folder, system);
+            unpackOver(folder, system, threads);
         };
-        const auto check = [&](const std::string& failure, const std::string& call) {
+        const auto check = [&, error = error](const std::string& failure, const std::string& call) {
             SCOPED_TRACE(call + ": " + failure);
             EXPECT_EQ(openDescriptors(), descriptors);
             const Tree found = treeBelow(folder / "to");

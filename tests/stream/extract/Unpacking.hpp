@@ -54,6 +54,7 @@ inline Item item(stream::EntryType type, const std::string& path, std::uint32_t 
 }
 inline Item file(const std::string& path, std::string contents, std::uint32_t mode = 0644) {
     Item result = item(stream::EntryType::file, path, mode);
+    result.entry.size = contents.size();
     result.contents = std::move(contents);
     return result;
 }
@@ -69,14 +70,20 @@ inline Item hardlinkTo(const std::string& path, const std::string& target) {
 
 /// What the reader does with a package of these items, called "p".
 inline void unpack(const std::string& destination, const std::vector<Item>& items,
-                   const stream::ExtractOptions& options = {}, stream::System& system = stream::System::real()) {
-    stream::Extraction extraction(destination, "p", options, system);
-    for (const Item& i : items) {
-        const bool isLink = i.entry.type == stream::EntryType::hardlink;
-        std::string_view rest = i.contents;
-        extraction.make(i.entry, stream::plainPath(i.entry.path),
-                        isLink ? stream::plainPath(i.entry.linkTarget) : std::string(),
-                        [&rest] { return std::exchange(rest, {}); });
+                   const stream::ExtractOptions& options = {}, stream::System& system = stream::System::real(),
+                   unsigned threads = 1) {
+    stream::Extraction extraction(destination, "p", options, system, threads);
+    try {
+        for (const Item& i : items) {
+            const bool isLink = i.entry.type == stream::EntryType::hardlink;
+            std::string_view rest = i.contents;
+            extraction.make(i.entry, stream::plainPath(i.entry.path),
+                            isLink ? stream::plainPath(i.entry.linkTarget) : std::string(),
+                            [&rest] { return std::exchange(rest, {}); });
+        }
+    } catch (...) {
+        extraction.settle();
+        throw;
     }
     extraction.finish();
 }
