@@ -61,12 +61,13 @@ std::pair<std::string, std::string> splitAddition(const std::string& addition) {
 /// SRC may be a directory, which is placed with everything below it at DST, or a file, which gets the name DST
 /// (or, where DST ends in "/", its own name below it). A symlink that is named here is followed.
 void addAddition(const std::string& addition, const BuildArguments& arguments, Exclusions& exclusions,
-                 Payload& payload) {
+                 Payload& payload, const Context& context) {
     const auto [source, target] = splitAddition(addition);
     if (fs::is_directory(source)) {
         stream::TreeOptions options;
         options.prefix = target;
         options.skipSpecialFiles = arguments.skipSpecial;
+        options.threads = context.threads;
         // The directory itself was named, so that its mode is meant too, unlike that of TREE.
         options.keepRootMode = true;
         options.filter = exclusions.filter(target);
@@ -98,6 +99,7 @@ void addTree(const BuildArguments& arguments, const std::string& target, Exclusi
     stream::TreeOptions options;
     options.prefix = arguments.prefix;
     options.skipSpecialFiles = arguments.skipSpecial;
+    options.threads = context.threads;
     // The filter of the tree runs only for what no pattern excludes, so that its notes are about what would be
     // packaged.
     options.filter = exclusions.filter(
@@ -112,7 +114,7 @@ void addPayload(const BuildArguments& arguments, const std::string& target, Payl
         addTree(arguments, target, exclusions, payload, context);
     }
     for (const auto& addition : arguments.additions) {
-        addAddition(addition, arguments, exclusions, payload);
+        addAddition(addition, arguments, exclusions, payload, context);
     }
     // After the last tree; links and directories of the command line are not subject to --exclude.
     exclusions.noteUnused(context.console);

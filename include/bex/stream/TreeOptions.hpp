@@ -24,6 +24,9 @@ struct TreeOptions {
     /// Gives the tree's root the mode that it has on disk instead of 0755. A scratch directory that a tree was
     /// prepared in is often private to its user.
     bool keepRootMode = false;
+    /// Threads that read directories, at most 16 of them; 0: one for each processor. What is packaged, and the
+    /// error that is thrown, do not depend on them; the filter is called in the caller's thread alone.
+    unsigned threads = 0;
 };
 
 }  // namespace bex::stream

@@ -1,14 +1,14 @@
 #pragma once
 
-#include <cstdint>
+#include <cstddef>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "bex/stream/Pattern.hpp"
 #include "bex/stream/TreeOptions.hpp"
 #include "stream/system/System.hpp"
 #include "stream/writer/Collection.hpp"
+#include "stream/writer/DirectoryScanner.hpp"
 
 namespace bex::stream {
 
@@ -18,7 +18,7 @@ public:
     /// Both must outlive this.
     TreeScanner(Collection& collection, System& system) : collection_(collection), system_(system) {}
 
-    /// As PackageWriter::addTree(). Holds a handful of descriptors, however deep the tree is.
+    /// As PackageWriter::addTree(). Holds a handful of descriptors for each thread, however deep the tree is.
     void scanTree(const std::string& source, const TreeOptions& options);
 
     /// Adds the regular file that the path leads to. False, with nothing added, for a FIFO; throws for what is
@@ -29,16 +29,12 @@ public:
     bool scanDescriptor(int descriptor, const std::string& name, const std::string& path);
 
 private:
-    struct Found;
-
     void walk(const std::string& source);
-    void scanDirectory(int root, const SourceEntry& directory);
-    void take(int directory, const SourceEntry& parent, const std::string& name);
-    bool isWanted(const std::string& relative, const SourceEntry& entry) const;
+    void readDirectories(int root, std::size_t next);
+    void take(ScannedDirectory& directory);
+    void take(SourceEntry entry);
+    bool isWanted(const SourceEntry& entry) const;
     void addFile(const struct stat& status, Origin origin, std::string path);
-    SourceEntry entryOf(const Found& found, std::string path, std::string_view where);
-    std::string targetOf(const Found& found, std::string_view where);
-    [[noreturn]] void fail(const SourceEntry& directory, const char* action, int errorNumber) const;
 
     Collection& collection_;
     System& system_;

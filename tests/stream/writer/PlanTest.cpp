@@ -157,6 +157,36 @@ TEST(Plan, RefusesWhatOnePackageCantHold) {
     EXPECT_THAT(shown(writer, datedOptions()), ElementsAre("./ 755 1000000000")) << "nothing is left of the scan";
 }
 
+TEST(Plan, NeitherATreesEntriesNorItsFirstErrorDependOnTheThreads) {
+    const TemporaryDirectory folder;
+    for (int i = 0; i < 400; ++i) {
+        const std::string name = "tree/" + std::to_string(i % 40) + "/x/" + std::to_string(i);
+        folder.write(name, "");
+    }
+    const auto planned = [&](unsigned threads) {
+        PackageWriter writer;
+        stream::TreeOptions options;
+        options.threads = threads;
+        writer.addTree(folder / "tree", options);
+        return shown(writer, datedOptions());
+    };
+    const std::vector<std::string> expected = planned(1);
+    ASSERT_EQ(expected.size(), 1U + 40 + 40 + 400);
+    EXPECT_EQ(planned(2), expected);
+    EXPECT_EQ(planned(16), expected);
+
+    // Of two faults in one directory, and of those in several, the one that one thread meets first.
+    for (const std::string number : {"3", "17", "31"}) {
+        ASSERT_EQ(mkfifo((folder / ("tree/" + number + "/x/pipe")).c_str(), 0600), 0);
+        folder.write("tree/" + number + "/x/new\nline", "");
+    }
+    const std::string failure = failureOf([&] { planned(1); });
+    EXPECT_NE(failure, "");
+    for (int round = 0; round < 10; ++round) {
+        EXPECT_EQ(failureOf([&] { planned(16); }), failure);
+    }
+}
+
 TEST(Plan, ModesNeedNotDependOnTheUmask) {
     const TemporaryDirectory folder;
     chmod(folder.write("tree/d/tool", "").c_str(), 04775);

@@ -1,0 +1,60 @@
+#pragma once
+
+#include <sys/stat.h>
+
+#include <cstdint>
+#include <exception>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "bex/stream/Pattern.hpp"
+#include "stream/system/System.hpp"
+#include "stream/writer/Collection.hpp"
+
+namespace bex::stream {
+
+/// A name in an open directory, and what stands there.
+struct FoundName {
+    int directory;
+    const char* name;
+    struct stat status;
+    std::uint32_t origin;  ///< of the entry
+};
+
+EntryType typeOf(mode_t mode) noexcept;
+
+/// What was found, as an entry that has `path` in the package. `where` is its path on disk, for messages. Throws
+/// StreamError where a symlink cannot be read.
+SourceEntry entryOf(System& system, const FoundName& found, std::string path, std::string_view where);
+
+/// A directory of a tree, and what it holds, in the order of the disk.
+struct ScannedDirectory {
+    const SourceEntry* directory = nullptr;
+    std::vector<SourceEntry> entries;
+    std::exception_ptr failure;  ///< at the name after these; null: none
+};
+
+/// Reads directories of a tree. Several threads may, each another one.
+class DirectoryScanner {
+public:
+    /// `root` is the tree's open directory; what matches one of `excluded` is left out. All must outlive this.
+    DirectoryScanner(const Collection& collection, System& system, int root, const std::vector<Pattern>& excluded)
+        : collection_(collection), system_(system), root_(root), excluded_(excluded) {}
+
+    /// Fills the entries. Throws nothing.
+    void scan(ScannedDirectory& job) const;
+
+private:
+    void scanNames(const SourceEntry& directory, std::vector<SourceEntry>& entries) const;
+    std::optional<SourceEntry> entryOf(int directory, const SourceEntry& parent, const std::string& name) const;
+    [[noreturn]] void fail(const SourceEntry& directory, const char* action, int errorNumber) const;
+
+    const Collection& collection_;
+    System& system_;
+    const int root_;
+    const std::vector<Pattern>& excluded_;
+};
+
+}  // namespace bex::stream
