@@ -12,7 +12,7 @@ namespace bex::stream {
 
 namespace {
 
-constexpr int kLevel = 6;
+constexpr int kLevel = 9;
 
 void append32(std::string& to, std::size_t number) {
     // The lowest byte first, as in gzip.
