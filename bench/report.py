@@ -73,6 +73,15 @@ def _race(table):
     return f"### {table.title}\n\n" + _table(head, rows)
 
 
+def show(tables, aims):
+    """Prints what was just measured, so that a run that is broken off has told it."""
+    for table in tables:
+        print(_race(table))
+    for aim in aims:
+        print(f"{aim.work}: {aim.measured}, aim {aim.aim}{'' if aim.met else ': missed'}")
+    print(end="", flush=True)
+
+
 def figures(bench, load):
     parts = [machine(load), corpora_table(bench), "### Aims\n\n" + aims_table(bench)]
     parts += [_race(table) for table in bench.tables]
