@@ -1,6 +1,5 @@
 #include <zstd.h>
 
-#include <algorithm>
 #include <memory>
 #include <new>
 #include <string>
@@ -13,7 +12,7 @@ namespace bex::stream {
 
 namespace {
 
-constexpr std::size_t kOutputBytes = std::size_t{128} << 10;
+constexpr std::size_t kOutputBytes = std::size_t{512} << 10;
 
 /// How a level works. All of it shows in the bytes, and none depends on the threads.
 struct Pace {
@@ -29,17 +28,6 @@ Pace paceOf(int level) noexcept {
         return {22, 2 << 20, 8};
     }
     return {23, 8 << 20, 9};
-}
-
-/// At a quick level the calling thread has as much to do as a worker has, reading and summing, and each worker
-/// less spares 8 MiB. One is needed even for one thread: without any the library cuts no jobs, and the bytes would
-/// differ.
-int workersFor(const CompressionSettings& settings) noexcept {
-    const auto threads = static_cast<int>(settings.threads);
-    if (settings.level > 3) {
-        return threads;
-    }
-    return std::max(threads - 1, 1);
 }
 
 struct FreeContext {
@@ -58,7 +46,8 @@ public:
         // The checksum is optional in RFC 8878. Without it a reader could not detect damage inside a block.
         set(ZSTD_c_checksumFlag, 1);
         set(ZSTD_c_windowLog, pace.windowLog);
-        set(ZSTD_c_nbWorkers, workersFor(settings));
+        // Even for one thread: without a worker the library cuts no jobs, and the bytes would differ.
+        set(ZSTD_c_nbWorkers, static_cast<int>(settings.threads));
         set(ZSTD_c_jobSize, pace.jobBytes);
         set(ZSTD_c_overlapLog, pace.overlapLog);
     }
