@@ -117,16 +117,17 @@ TEST(Extract, TheFirstFailureIsToldHoweverManyThreadsWorkOnWhatFollows) {
 }
 
 TEST(Extract, AFileThatIsCutOffIsGoneHoweverMuchOfItWasWritten) {
-    const std::string whole = tarFile("./a", std::string(300'000, 'a')) + tarFile("./b", std::string(2'000'000, 'b'));
+    const std::string whole =
+        tarFile("./a", std::string(300'000, 'a')) + tarFile("./b", std::string(2'000'000, 'b'));
     for (const std::size_t cut : {200'000U, 310'000U, 600'000U, 2'200'000U}) {
         for (const unsigned threads : {1U, 4U}) {
             SCOPED_TRACE(std::to_string(cut) + ", threads " + std::to_string(threads));
             const TemporaryDirectory folder;
             stream::ReadOptions options;
             options.threads = threads;
-            const std::string failure =
-                reading(packageOf(whole.substr(0, cut)), Route::file,
-                        [&](PackageReader& reader) { reader.extract(folder / ""); }, options);
+            const std::string failure = reading(
+                packageOf(whole.substr(0, cut)), Route::file,
+                [&](PackageReader& reader) { reader.extract(folder / ""); }, options);
             EXPECT_THAT(failure, testing::HasSubstr("the archive ends before"));
             EXPECT_EQ(unpacking::treeBelow(folder.path()).size(), cut < 300'000 ? 0U : 1U);
         }
