@@ -39,9 +39,9 @@ class WorkPool {
 public:
     using Work = std::function<void(Job&)>;
 
-    /// At most `capacity` jobs are in flight. `makeWork` is called once in each worker, so that what the work
-    /// needs is made where it is used; it may be called by several threads at once. No thread starts before the
-    /// first submit(), none at all where `threads` is 1.
+    /// At most `capacity` jobs are in flight. `makeWork` is called once for each worker, by the owner: what it
+    /// throws comes out of submit(), so that a job fails by its work alone. No thread starts before the first
+    /// submit(), none at all where `threads` is 1.
     WorkPool(unsigned threads, std::size_t capacity, std::function<Work()> makeWork)
         : mostWorkers_(threads > 1 ? threads : 0), makeWork_(std::move(makeWork)), slots_(capacity) {}
     /// Waits for the jobs that are being worked on and drops those that are not.
@@ -69,7 +69,7 @@ public:
     /// The job that is submitted next, to be filled. The pool must not be full.
     Job& next() noexcept { return nextSlot().job; }
 
-    /// Hands next() to a worker.
+    /// Hands next() to a worker. Where this throws, next() is still the owner's.
     void submit() {
         if (workers_.size() < mostWorkers_) {
             startWorker();
@@ -90,6 +90,9 @@ public:
 
     /// Works on next() here and now: for a job that nothing else can be done beside.
     void submitHere() {
+        if (!ownWork_) {
+            ownWork_ = makeWork_();
+        }
         Slot& slot = nextSlot();
         run(slot, ownWork_);
         slot.done = true;
@@ -134,14 +137,13 @@ private:
     /// do as well where the system has no more to give.
     void startWorker() {
         try {
-            workers_.emplace_back([this] { work(); });
+            workers_.emplace_back([this, work = makeWork_()] { runJobs(work); });
         } catch (const std::system_error&) {
             return;
         }
     }
 
-    void work() {
-        Work work;
+    void runJobs(const Work& work) {
         std::unique_lock lock(mutex_);
         while (true) {
             submitted_.wait(lock, [this] { return stopped_ || !queue_.empty(); });
@@ -158,11 +160,8 @@ private:
         }
     }
 
-    void run(Slot& slot, Work& work) {
+    static void run(Slot& slot, const Work& work) {
         try {
-            if (!work) {
-                work = makeWork_();
-            }
             work(slot.job);
         } catch (...) {
             slot.failure = std::current_exception();

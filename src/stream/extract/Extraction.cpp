@@ -167,8 +167,8 @@ void Extraction::collect(const Entry& entry, const std::string& path, const Cont
             }
             batch = nullptr;  // handed over
             submitBatch();
-            batch = &this->batch();
-            batch->beginPart(large, offset);
+            this->batch().beginPart(large, offset);
+            batch = &pool_.next();
         }
     } catch (...) {
         if (batch != nullptr) {
