@@ -40,11 +40,11 @@ constexpr Command kCommands[] = {
     {"info", "Show fields, members and totals", addInfo},
     {"field", "Print values of control fields, one a line", addField},
     {"list", "List the payload", addList},
-    {"cat", "Print the bytes of entries as they are", addCat},
+    {"cat", "Print the contents of entries", addCat},
     {"extract", "Extract the payload", addExtract},
-    {"verify", "Check everything and list what is wrong", addVerify},
+    {"verify", "Check everything and list the findings", addVerify},
     {"diff", "List the differences between two packages", addDiff},
-    {"report", "Write a page about a package, or two", addReport},
+    {"report", "Write an HTML page about one or two packages", addReport},
     {"edit", "Change fields and scripts of a package", addEdit},
     {"filter", "Change the payload of a package", addFilter},
     {"repack", "Compress packages anew", addRepack},
@@ -70,7 +70,7 @@ std::vector<std::string> withHelpAsOption(std::vector<std::string> arguments) {
 }
 
 void addCommonOptions(CLI::App& program, Context& context) {
-    program.add_flag("--json", context.json, "Print JSON objects, errors and notes too");
+    program.add_flag("--json", context.json, "Print JSON objects, also for errors and notes");
     // Options of one group share a row of the help, which has the group's name for its text.
     constexpr const char* messagesRow = "Print no notes and no progress; print more";
     program.add_flag("-q,--quiet", context.quiet, "Print no notes and no progress")->group(messagesRow);

@@ -122,7 +122,7 @@ class TerminalTest(ToolTest):
     def test_no_package_goes_to_a_terminal(self):
         self.build_small()
         self.assertEqual(self.run_tool("build", "small", "-", *FIELDS, terminal=(1,)),
-                         (2, "", "bex: OUT is - and standard output is a terminal, which can't take a package\n"))
+                         (2, "", "bex: OUT is - and standard output is a terminal, which can't receive a package\n"))
 
     def test_a_bar_shows_where_work_lasts_and_is_wanted(self):
         self.write("tree/b", size=1 << 35)
@@ -193,7 +193,7 @@ class InterruptTest(ToolTest):
         os.utime(self.path("tree/a"), ns=(before.st_atime_ns, before.st_mtime_ns))
         status, _, error = child.finish(signal.SIGCONT)
         self.assertEqual((status, [line for line in error.splitlines() if not line.startswith("{")]),
-                         (3, ["bex: out.bex: ./a: what was written differs from its source"]))
+                         (3, ["bex: out.bex: ./a: differs from its source"]))
         self.assertEqual(os.listdir(self.folder), ["tree"])
 
 

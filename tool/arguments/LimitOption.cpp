@@ -79,7 +79,7 @@ void addLimitOption(CLI::App& program, Limits& limits) {
                     setLimit(assignment, limits);
                 }
             },
-            "What a package may ask for; bex(1) lists the names")
+            "Change a limit for packages; bex(1) lists the names")
         ->option_text("NAME=VALUE")
         // The program's default, the last one counts, would drop all but one limit.
         ->take_all()

@@ -19,7 +19,7 @@ unsigned usefulThreads(unsigned asked, unsigned processors) noexcept {
 
 void addThreadsOption(CLI::App& app, const std::string& name, unsigned& threads) {
     addNumber<unsigned>(
-        app, name, "Threads to work with; 0 is one for each processor",
+        app, name, "Number of threads; 0 means one for each processor",
         [&threads](unsigned asked) { threads = usefulThreads(asked, std::thread::hardware_concurrency()); });
 }
 

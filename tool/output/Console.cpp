@@ -9,6 +9,7 @@
 
 #include "output/Failure.hpp"
 #include "output/Json.hpp"
+#include "output/WriteAll.hpp"
 
 namespace bex::tool {
 
@@ -49,22 +50,6 @@ std::string wrapped(bool color, Style style, std::string_view text) {
         return std::string(text);
     }
     return std::string(sequenceOf(style)).append(text).append("\x1b[0m");
-}
-
-/// Writes all of it; 0, or the error number. What takes no more bytes without an error counts as full.
-int writeAll(int descriptor, std::string_view bytes) noexcept {
-    while (!bytes.empty()) {
-        const ssize_t written = ::write(descriptor, bytes.data(), bytes.size());
-        if (written == 0) {
-            return ENOSPC;
-        }
-        if (written > 0) {
-            bytes.remove_prefix(static_cast<std::size_t>(written));
-        } else if (errno != EINTR) {
-            return errno;
-        }
-    }
-    return 0;
 }
 
 /// Further lines of a message stand below its first, so that each message is recognised by its "bex: ".

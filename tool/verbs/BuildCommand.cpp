@@ -118,7 +118,7 @@ void requireUsableOutput(const BuildArguments& arguments, const Context& context
         throw UsageError("--check and --json need a file to write: OUT is -");
     }
     if (context.console.outIsTerminal()) {
-        throw UsageError("OUT is - and standard output is a terminal, which can't take a package");
+        throw UsageError("OUT is - and standard output is a terminal, which can't receive a package");
     }
 }
 

@@ -32,7 +32,8 @@ std::uint32_t parseMode(const std::string& digits, const std::string& option) {
     const auto parsed = std::from_chars(digits.data(), digits.data() + digits.size(), mode, 8);
     if (digits.empty() || parsed.ec != std::errc() || parsed.ptr != digits.data() + digits.size() ||
         mode > 07777) {
-        throw UsageError("--mode " + escapeForDisplay(option) + ": takes GLOB=MODE with an octal mode up to 7777");
+        throw UsageError("--mode " + escapeForDisplay(option) +
+                         ": must be GLOB=MODE with an octal mode up to 7777");
     }
     return mode;
 }

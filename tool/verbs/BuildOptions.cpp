@@ -21,14 +21,14 @@ CLI::Option* addList(CLI::App& verb, const char* name, std::vector<std::string>&
 
 void addPlaces(CLI::App& verb, BuildArguments& arguments) {
     // Neither is required here: what is missing depends on other options, which requireSource() knows.
-    verb.add_option("TREE", arguments.tree, "The directory to package; DEBIAN in it is as for dpkg-deb");
-    CLI::Option* out =
-        verb.add_option("OUT", arguments.out,
-                        "The package, or a directory for it; - is standard output; {name}, {version} and {arch}");
-    verb.add_option("-o,--out", arguments.out, "OUT, where there is no TREE")->option_text("OUT")->excludes(out);
+    verb.add_option("TREE", arguments.tree, "The directory to package; DEBIAN in it as for dpkg-deb");
+    CLI::Option* out = verb.add_option(
+        "OUT", arguments.out,
+        "The package, or a directory for it; - is standard output; may contain {name}, {version}, {arch}");
+    verb.add_option("-o,--out", arguments.out, "OUT, if there is no TREE")->option_text("OUT")->excludes(out);
     verb.add_option("-f,--file", arguments.buildFile, "Build what this file describes (nfpm.yaml); no TREE then")
         ->option_text("FILE");
-    verb.add_option("--suffix", arguments.suffix, "How the package's usual name ends (bex)")->option_text("WORD");
+    verb.add_option("--suffix", arguments.suffix, "Suffix of the package's usual name (bex)")->option_text("WORD");
 }
 
 void addFieldOptions(CLI::App& verb, BuildArguments& arguments) {
@@ -70,20 +70,22 @@ void addFieldOptions(CLI::App& verb, BuildArguments& arguments) {
 
 void addLibraryOptions(CLI::App& verb, BuildArguments& arguments) {
     // The same options as those of shlibdeps, with the same meaning.
-    constexpr const char* row = "Where --depends auto finds libraries: see shlibdeps";
+    constexpr const char* row = "Where --depends auto finds libraries; see shlibdeps";
     addList(verb, "--from", arguments.shlibs.from, "DIR", "Take symbols and shlibs from packages")->group(row);
-    addList(verb, "--libdir", arguments.shlibs.libdirs, "DIR", "Search private libraries here")->group(row);
-    verb.add_option("--sysroot", arguments.shlibs.sysroot, "The directory that stands for /")
+    addList(verb, "--libdir", arguments.shlibs.libdirs, "DIR", "Search here for private libraries")->group(row);
+    verb.add_option("--sysroot", arguments.shlibs.sysroot, "Use this directory as /")
         ->option_text("DIR")
         ->group(row);
-    verb.add_option("--admindir", arguments.shlibs.admindir, "dpkg's database")->option_text("DIR")->group(row);
+    verb.add_option("--admindir", arguments.shlibs.admindir, "The directory of dpkg's database")
+        ->option_text("DIR")
+        ->group(row);
     verb.add_flag("--ignore-missing", arguments.shlibs.ignoreMissing, "Only note missing libraries")->group(row);
 }
 
 void addPayloadOptions(CLI::App& verb, BuildArguments& arguments) {
-    verb.add_option("--prefix", arguments.prefix, "Place the tree below this directory of the package")
+    verb.add_option("--prefix", arguments.prefix, "Put the tree below this directory of the package")
         ->option_text("DIR");
-    addList(verb, "--exclude", arguments.exclusions, "GLOB", "Leave out of trees what matches");
+    addList(verb, "--exclude", arguments.exclusions, "GLOB", "Leave out what matches");
     constexpr const char* additionRow = "Add files, links, directories, standard input";
     addList(verb, "--add", arguments.additions, "SRC:DST", "Add a file or directory")->group(additionRow);
     addList(verb, "--symlink", arguments.symlinks, "TARGET:PATH", "Add a symlink")->group(additionRow);
@@ -118,7 +120,7 @@ void addControlOptions(CLI::App& verb, BuildArguments& arguments) {
             ->option_text("FILE")
             ->group(scriptRow);
     }
-    constexpr const char* conffileRow = "Mark as configuration a file, or all of a directory";
+    constexpr const char* conffileRow = "Mark a file, or all files of a directory, as configuration";
     addList(verb, "--conffile", arguments.conffiles, "PATH", "Mark a path as configuration")->group(conffileRow);
     addList(verb, "--conffiles-below", arguments.conffileTrees, "PATH", "Mark all files below it as configuration")
         ->group(conffileRow);
@@ -129,16 +131,16 @@ void addOutputOptions(CLI::App& verb, BuildArguments& arguments) {
     addCompressionOptions(
         verb, [&arguments](stream::Compression kind) { arguments.compression = kind; },
         [&arguments](int level) { arguments.level = level; });
-    constexpr const char* flagRow = "Make no md5sums; only list; compare the result before it appears";
-    verb.add_flag("--no-md5sums", arguments.noMd5sums, "Make no md5sums")->group(flagRow);
     constexpr const char* gzipRow = "gzip: no index after the payload; one stream for each archive";
     verb.add_flag("--no-index", arguments.noIndex, "Write no index after the payload")->group(gzipRow);
     verb.add_flag("--single-stream", arguments.singleStream,
                   "One gzip stream, for readers that stop after the first")
         ->group(gzipRow);
+    constexpr const char* flagRow = "Make no md5sums; only list; compare the result before it appears";
+    verb.add_flag("--no-md5sums", arguments.noMd5sums, "Make no md5sums")->group(flagRow);
     // A dry run has no result that could be compared, so that --check excludes it.
     CLI::Option* dryRun =
-        verb.add_flag("--dry-run", arguments.dryRun, "Only list what would go in")->group(flagRow);
+        verb.add_flag("--dry-run", arguments.dryRun, "Only list what would be packaged")->group(flagRow);
     verb.add_flag("--check", arguments.check, "Read the result back and compare before it appears")
         ->excludes(dryRun)
         ->group(flagRow);

@@ -58,7 +58,7 @@ void printTarget(const std::string& package, const Entry& link, Printed& printed
         record.package = nameInMessages(package);
         record.entry = link.path;
         record.reason = "is a hard link to " + stream::escapeForDisplay(target) +
-                        ", which has gone by; name that, or give the package as a file";
+                        ", which was skipped; name it as well, or pass the package as a file";
         throw stream::StreamError(std::move(record));
     }
     // From the front again: linear in the package for each hard link that is asked for. --index finds it at once.
@@ -74,7 +74,7 @@ void printTarget(const std::string& package, const Entry& link, Printed& printed
 /// The status is that of an answer "no": asking for the bytes of a symlink is not an error.
 ExitStatus noteWithoutBytes(const std::string& package, const Entry& entry, Context& context) {
     return answerNo(nameInMessages(package) + ": " + stream::escapeForDisplay(entry.path) + ": is a " +
-                        nameOf(entry.type) + " and has no bytes",
+                        nameOf(entry.type) + " and has no contents",
                     "", context);
 }
 

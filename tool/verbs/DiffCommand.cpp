@@ -162,8 +162,8 @@ void printText(const DiffArguments& arguments, const Comparison& comparison, con
         }
     }
     if (comparison.timesAlone > 0) {
-        console.out(
-            "differing in time alone, not shown without --times: " + std::to_string(comparison.timesAlone) + "\n");
+        console.out("different only in time, not shown without --times: " + std::to_string(comparison.timesAlone) +
+                    "\n");
     }
 }
 
@@ -218,7 +218,7 @@ void addDiff(CLI::App* verb, Action& chosen) {
         ->option_text("GLOB")
         ->take_all()
         ->allow_extra_args(false);
-    verb->add_flag("--times", arguments->times, "Compare times, too");
+    verb->add_flag("--times", arguments->times, "Also compare times");
     CLI::Option* brief = verb->add_flag("--brief", arguments->brief, "List what differs, without details");
     verb->add_flag("--content", arguments->content, "Show changed text files line by line")->excludes(brief);
     verb->footer("Example: bex diff --content hello_1.0_amd64.bex hello_1.1_amd64.bex");

@@ -60,7 +60,7 @@ Details detailsOf(const DigestedEntry& before, const DigestedEntry& after) {
     note(details, "mode", fmt::format("{:04o}", before.entry.mode), fmt::format("{:04o}", after.entry.mode));
     note(details, "owner", ownerText(before.entry), ownerText(after.entry));
     note(details, "target", before.entry.linkTarget, after.entry.linkTarget);
-    // Both are empty for what has no contents, such as directories.
+    // Both are empty for an entry without contents, such as directories.
     note(details, "contents", before.digest, after.digest);
     return details;
 }

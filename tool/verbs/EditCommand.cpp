@@ -162,14 +162,14 @@ void addEdit(CLI::App* verb, Action& chosen) {
     CLI::Option* out =
         verb->add_option("-o,--out", arguments->out, "The new package, or a directory for it")->option_text("OUT");
     verb->add_flag("--in-place", arguments->inPlace, "Replace the package itself")->excludes(out);
-    addList(*verb, "--set", arguments->set, "NAME=VALUE", "Set a field, in its place");
+    addList(*verb, "--set", arguments->set, "NAME=VALUE", "Set a field; it keeps its place");
     addList(*verb, "--unset", arguments->unset, "NAME", "Remove a field");
     verb->add_option("--version-suffix", arguments->versionSuffix, "Append to Version")->option_text("TEXT");
     addList(*verb, "--script", arguments->scripts, "NAME=FILE", "Set a maintainer script or other control member");
     addList(*verb, "--remove-script", arguments->removeScripts, "NAME", "Remove one");
     addList(*verb, "--conffile", arguments->conffiles, "PATH", "Mark a file of the payload as configuration");
-    addFindingCodes(*verb, "--allow", "Accept errors of this code, as verify names them", arguments->allowed);
-    verb->add_flag("--check", arguments->check, "Verify the result, payload included, before it appears");
+    addFindingCodes(*verb, "--allow", "Accept errors with this code of bex verify", arguments->allowed);
+    verb->add_flag("--check", arguments->check, "Verify the result and its payload before it appears");
     verb->footer("Example: bex edit hello_1.0_amd64.deb --version-suffix '~bpo12+1'");
     onChosen(*verb, arguments, chosen, runEdit);
 }

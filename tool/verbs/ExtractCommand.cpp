@@ -101,7 +101,7 @@ stream::ExtractResult extractAs(const ExtractArguments& arguments, const stream:
 ExitStatus runExtract(ExtractArguments& arguments, Context& context) {
     // Reading everything needs no index, and from front to back all of it is checked too.
     if (arguments.index && arguments.patterns.empty()) {
-        throw UsageError("--index is for some entries: PATTERN is missing");
+        throw UsageError("--index needs a PATTERN");
     }
     catchInterrupts();
     ProgressBar progress(context, "extracting");
@@ -120,10 +120,10 @@ ExitStatus runExtract(ExtractArguments& arguments, Context& context) {
 /// Both flags set one value; with both, the command line is refused.
 void addExistingOptions(CLI::App& verb, stream::Existing& existing) {
     CLI::Option* keep = verb.add_flag_callback(
-        "--keep", [&existing] { existing = stream::Existing::error; }, "Fail where a file is there already");
+        "--keep", [&existing] { existing = stream::Existing::error; }, "Fail if a file exists already");
     verb.add_flag_callback(
             "--overwrite", [&existing] { existing = stream::Existing::replace; },
-            "Replace files that are there (the default)")
+            "Replace existing files (the default)")
         ->excludes(keep);
 }
 
@@ -132,10 +132,9 @@ void addExistingOptions(CLI::App& verb, stream::Existing& existing) {
 void addExtract(CLI::App* verb, Action& chosen) {
     const auto arguments = std::make_shared<ExtractArguments>();
     addPackageArgument(*verb, arguments->package);
-    verb->add_option("DIR", arguments->directory,
-                     "Where to, made if need be; here (DEBIAN with --control) if not given");
+    verb->add_option("DIR", arguments->directory, "The destination; default: here, or DEBIAN with --control");
     verb->add_option("PATTERN", arguments->patterns,
-                     "Only what matches (glob; a directory stands for all below it)");
+                     "Only what matches (glob; a directory means everything in it)");
     CLI::Option* control = verb->add_flag("--control", arguments->control, "Extract the control members instead");
     addIndexOption(*verb, arguments->index)->excludes(control);
     addNumber<unsigned>(*verb, "--strip", "Remove this many leading directories from each path",
@@ -143,7 +142,7 @@ void addExtract(CLI::App* verb, Action& chosen) {
     addExistingOptions(*verb, arguments->extract.existing);
     verb->add_flag("--same-owner", arguments->extract.sameOwner, "Restore owners by number (needs privileges)");
     verb->add_flag("--keep-setuid", arguments->extract.keepSetId, "Keep set-user-id and set-group-id bits");
-    verb->add_flag("--dry-run", arguments->extract.dryRun, "Only list what would be made");
+    verb->add_flag("--dry-run", arguments->extract.dryRun, "Only list what would be extracted");
     verb->footer("Example: bex extract hello_1.0_amd64.bex out 'usr/share/doc'");
     onChosen(*verb, arguments, chosen, runExtract);
 }

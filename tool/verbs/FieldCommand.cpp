@@ -100,7 +100,7 @@ void addField(CLI::App* verb, Action& chosen) {
     const auto arguments = std::make_shared<FieldArguments>();
     addPackageArgument(*verb, arguments->package);
     verb->add_option("NAME", arguments->names,
-                     "Fields, in any case; where none is named, the whole control paragraph with names");
+                     "Fields, in upper or lower case; default: the whole control paragraph");
     verb->footer("Example: bex field hello_1.0_amd64.bex Version depends");
     onChosen(*verb, arguments, chosen, runField);
 }

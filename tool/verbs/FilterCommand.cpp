@@ -131,14 +131,14 @@ void addFilter(CLI::App* verb, Action& chosen) {
     verb->add_option("-o,--out", arguments->out, "The new package, or a directory for it")
         ->option_text("OUT")
         ->required();
-    addList("--delete", arguments->deletions, "GLOB", "Leave out what matches, with all below it");
+    addList("--delete", arguments->deletions, "GLOB", "Leave out what matches and everything in it");
     addList("--add", arguments->additions.additions, "SRC:DST", "Add a file or directory");
     addList("--mode", arguments->additions.modes, "GLOB=0755", "Set the mode of what matches");
     addList("--owner", arguments->additions.owners, "GLOB=USER:GROUP", "Set the owner of what matches");
     addCompressionOptions(
         *verb, [arguments](Compression kind) { arguments->compression = kind; },
         [arguments](int level) { arguments->level = level; });
-    addFindingCodes(*verb, "--allow", "Accept errors of this code, as verify names them", arguments->allowed);
+    addFindingCodes(*verb, "--allow", "Accept errors with this code of bex verify", arguments->allowed);
     verb->add_flag("--check", arguments->check, "Read the result back and compare before it appears");
     verb->footer("Example: bex filter big.deb -o small.deb --delete 'usr/share/doc/*'");
     onChosen(*verb, arguments, chosen, runFilter);

@@ -87,7 +87,7 @@ ExitStatus printFindings(const std::string& subject, const std::vector<Finding>&
         }
     }
     if (findings.empty() && context.verbosity > 0) {
-        context.console.note(nameInMessages(subject) + ": nothing wrong");
+        context.console.note(nameInMessages(subject) + ": no findings");
     }
     return status;
 }

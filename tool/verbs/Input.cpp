@@ -86,7 +86,7 @@ std::string nameInMessages(const std::string& path) {
 
 void requireFile(const std::string& path) {
     if (path == "-") {
-        throw UsageError("-: this verb takes files, not standard input");
+        throw UsageError("-: this verb reads files, not standard input");
     }
 }
 
@@ -142,7 +142,7 @@ std::vector<stream::Finding> verifyPackage(const std::string& package, const str
 stream::IndexedPackage openIndexed(const std::string& package, const stream::ReadOptions& options,
                                    Context& context) {
     if (package == "-") {
-        throw UsageError("--index needs a file; standard input is read from front to back");
+        throw UsageError("--index needs a file, not standard input");
     }
     if (isUrl(package)) {
         return {std::shared_ptr<stream::Source>(remoteFile(package, context)), withoutUser(package), options};
@@ -151,7 +151,7 @@ stream::IndexedPackage openIndexed(const std::string& package, const stream::Rea
 }
 
 CLI::Option* addIndexOption(CLI::App& verb, bool& index) {
-    return verb.add_flag("--index", index, "Believe the package's index, without reading the rest");
+    return verb.add_flag("--index", index, "Trust the package's index; do not read the payload");
 }
 
 }  // namespace bex::tool

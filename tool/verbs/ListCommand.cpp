@@ -153,7 +153,7 @@ void addList(CLI::App* verb, Action& chosen) {
     const auto arguments = std::make_shared<ListArguments>();
     addPackageArgument(*verb, arguments->package);
     verb->add_option("PATTERN", arguments->patterns,
-                     "Only what matches (glob; a directory stands for all below it)");
+                     "Only what matches (glob; a directory means everything in it)");
     CLI::Option* detailed =
         verb->add_flag("-l,--long", arguments->detailed, "Mode, owner, size, time, path, link target");
     CLI::Option* tree = verb->add_flag("--tree", arguments->tree, "Draw the tree")->excludes(detailed);

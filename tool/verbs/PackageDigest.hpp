@@ -16,7 +16,7 @@ namespace bex::tool {
 /// An entry with a digest of its contents.
 struct DigestedEntry {
     stream::Entry entry;
-    std::string digest;                    ///< SHA-256 in hexadecimal; "" for what has no contents
+    std::string digest;                    ///< SHA-256 in hexadecimal; "" for an entry without contents
     std::optional<TextSpool::Place> text;  ///< its contents, where they are text and were asked for
 };
 

@@ -132,12 +132,12 @@ void addRepack(CLI::App* verb, Action& chosen) {
     for (const Release& release : kReleases) {
         releases.emplace_back(release.name, &release);
     }
-    addChoice<const Release*>(*verb, "--for", "Choose what dpkg of this release reads: debian-11, debian-12",
-                              releases, [arguments](const Release* release) { arguments->release = release; })
+    addChoice<const Release*>(*verb, "--for", "Compress for dpkg of this release: debian-11, debian-12", releases,
+                              [arguments](const Release* release) { arguments->release = release; })
         ->option_text("RELEASE");
-    CLI::Option* index = verb->add_flag("--index", arguments->index, "Compress with gzip, with an index");
-    verb->add_flag("--no-index", arguments->noIndex, "Write no index after a payload of gzip")->excludes(index);
-    addFindingCodes(*verb, "--allow", "Accept errors of this code, as verify names them", arguments->allowed);
+    CLI::Option* index = verb->add_flag("--index", arguments->index, "Compress with gzip and write an index");
+    verb->add_flag("--no-index", arguments->noIndex, "Write no index after a gzip payload")->excludes(index);
+    addFindingCodes(*verb, "--allow", "Accept errors with this code of bex verify", arguments->allowed);
     verb->add_flag("--check", arguments->check, "Read the result back and verify it before it appears");
     verb->footer("Example: bex repack *.deb -o old --for debian-11");
     onChosen(*verb, arguments, chosen, runRepack);

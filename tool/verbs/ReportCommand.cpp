@@ -64,7 +64,7 @@ void addReport(CLI::App* verb, Action& chosen) {
     const auto arguments = std::make_shared<ReportArguments>();
     verb->add_option("PKG", arguments->package, "The package or its URL")->required();
     verb->add_option("OTHER", arguments->other, "A later package, to show what grew and shrank");
-    verb->add_option("-o,--out", arguments->page, "The page of HTML to write; - is standard output")
+    verb->add_option("-o,--out", arguments->page, "The HTML page to write; - is standard output")
         ->option_text("FILE")
         ->required();
     verb->footer("Example: bex report hello_1.0_amd64.bex hello_1.1_amd64.bex -o hello.html");

@@ -67,7 +67,7 @@ std::string jsonText(const shlibs::Report& report) {
     return tool::jsonText(object);
 }
 
-/// "DEPENDENCY <- FILE: LIBRARY of PACKAGE: SYMBOL asks for VERSION".
+/// "DEPENDENCY <- FILE: LIBRARY of PACKAGE: SYMBOL needs VERSION".
 /// Names of files and symbols come from the files: each is escaped.
 std::string lineOf(const shlibs::Reason& reason, const Console& console) {
     const auto shown = [](const std::string& text) { return stream::escapeForDisplay(text); };
@@ -77,9 +77,9 @@ std::string lineOf(const shlibs::Reason& reason, const Console& console) {
         text += " of " + shown(reason.package);
     }
     if (!reason.symbol.empty()) {
-        text += ": " + shown(reason.symbol) + " asks for " + shown(reason.version);
+        text += ": " + shown(reason.symbol) + " needs " + shown(reason.version);
     } else if (!reason.version.empty()) {
-        text += ": no symbol asks for more than " + shown(reason.version);
+        text += ": no symbol needs more than " + shown(reason.version);
     }
     return text + "\n";
 }
@@ -114,7 +114,7 @@ void addShlibdeps(CLI::App* verb, Action& chosen) {
     // Within `arguments`, which the chosen action keeps alive.
     shlibs::Request& request = arguments->request;
     verb->add_option("FILE", request.inputs, "ELF files, trees to be packaged, packages")->required();
-    verb->add_option("--arch", request.architecture, "The architecture, where files are for several")
+    verb->add_option("--arch", request.architecture, "The architecture, if files are for several")
         ->option_text("NAME");
     verb->add_option("--from", request.from, "Take symbols and shlibs from packages or directories")
         ->option_text("PKG|DIR")
@@ -122,15 +122,15 @@ void addShlibdeps(CLI::App* verb, Action& chosen) {
     verb->add_option("--libdir", request.libdirs, "Search this directory for private libraries")
         ->option_text("DIR")
         ->allow_extra_args(false);
-    verb->add_option("--sysroot", request.sysroot, "The directory that stands for /")->option_text("DIR");
-    verb->add_option("--admindir", request.admindir, "dpkg's database")->option_text("DIR");
-    verb->add_flag("--ignore-missing", request.ignoreMissing, "Only note libraries that nobody provides");
+    verb->add_option("--sysroot", request.sysroot, "Use this directory as /")->option_text("DIR");
+    verb->add_option("--admindir", request.admindir, "The directory of dpkg's database")->option_text("DIR");
+    verb->add_flag("--ignore-missing", request.ignoreMissing, "Only print notes for libraries without a package");
     addChoice<Format>(*verb, "--format", "field (the default), json or why",
                       {{"field", Format::field}, {"json", Format::json}, {"why", Format::why}},
                       [arguments](Format format) { arguments->format = format; })
         ->option_text("KIND");
     verb->add_flag_callback(
-        "--why", [arguments] { arguments->format = Format::why; }, "Print which symbol asks for each dependency");
+        "--why", [arguments] { arguments->format = Format::why; }, "Print the symbol that needs each dependency");
     verb->footer("Example: bex shlibdeps --why usr/bin/tool");
     onChosen(*verb, arguments, chosen, runShlibdeps);
 }

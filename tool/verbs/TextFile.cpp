@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstddef>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -14,6 +13,7 @@
 
 #include "bex/stream/Escape.hpp"
 #include "output/Failure.hpp"
+#include "output/WriteAll.hpp"
 
 namespace bex::tool {
 
@@ -34,17 +34,14 @@ void writeNewFile(const std::string& path, const std::string& text) {
     if (descriptor < 0) {
         throw systemError(path, "make it", errno);
     }
-    std::size_t written = 0;
-    ssize_t count = 0;
-    while (written < text.size() && count >= 0) {
-        count = write(descriptor, text.data() + written, text.size() - written);
-        written += static_cast<std::size_t>(count < 0 ? 0 : count);
+    int failure = writeAll(descriptor, text);
+    // A close may report what write() did not, and must not hide what it did.
+    if (close(descriptor) != 0 && failure == 0) {
+        failure = errno;
     }
-    const int writing = count < 0 ? errno : 0;
-    const int closing = close(descriptor) != 0 ? errno : 0;
-    if (writing != 0 || closing != 0) {
+    if (failure != 0) {
         unlink(path.c_str());
-        throw systemError(path, "write", writing != 0 ? writing : closing);
+        throw systemError(path, "write", failure);
     }
 }
 

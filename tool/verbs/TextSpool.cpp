@@ -7,6 +7,7 @@
 #include <cstdlib>
 
 #include "output/Failure.hpp"
+#include "output/WriteAll.hpp"
 
 namespace bex::tool {
 
@@ -49,17 +50,11 @@ TextSpool::~TextSpool() {
 TextSpool::Place TextSpool::add(std::string_view text) {
     // Nothing else writes here, so that end_ is where the file ends.
     const Place place{end_, text.size()};
-    while (!text.empty()) {
-        const ssize_t written = pwrite(descriptor_, text.data(), text.size(), static_cast<off_t>(end_));
-        if (written < 0 && errno == EINTR) {
-            continue;
-        }
-        if (written < 0) {
-            throw systemError(directory_, "write", errno);
-        }
-        end_ += static_cast<std::size_t>(written);
-        text.remove_prefix(static_cast<std::size_t>(written));
+    // text() reads by offset, so that the file's position stays at its end.
+    if (const int failure = writeAll(descriptor_, text)) {
+        throw systemError(directory_, "write", failure);
     }
+    end_ += text.size();
     return place;
 }
 

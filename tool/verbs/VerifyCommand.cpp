@@ -53,7 +53,7 @@ ExitStatus runVerify(VerifyArguments& arguments, Context& context) {
 void addVerify(CLI::App* verb, Action& chosen) {
     const auto arguments = std::make_shared<VerifyArguments>();
     verb->add_option("PKG", arguments->packages, "The packages or their URLs; - is standard input")->required();
-    verb->add_flag("--strict", arguments->strict, "Fail for warnings, too");
+    verb->add_flag("--strict", arguments->strict, "Also fail for warnings");
     addFindingCodes(*verb, "--ignore", "Leave findings of this code out; repeatable", arguments->ignored);
     verb->footer(
         "Each finding is one line with a code that stays the same between versions.\n\n"

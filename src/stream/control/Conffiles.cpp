@@ -33,7 +33,8 @@ std::string fault(std::string_view line, const ConffileLine& conffile) {
     if (conffile.path.empty() || conffile.path.front() != '/') {
         return "is not an absolute path";
     }
-    return faultUnless(conffile.toBeRemoved || !meansDirectory(conffile.path), "ends as the path of a directory");
+    return faultUnless(conffile.toBeRemoved || !meansDirectory(conffile.path),
+                       "ends like the path of a directory");
 }
 
 void readLine(std::string_view line, ConffileList& list) {
@@ -102,7 +103,7 @@ void Conffiles::finish() const {
     // In the order of paths, whatever the order of lines: the output does not depend on it.
     for (const auto& [path, listed] : listed_) {
         if (listed.seen && listed.toBeRemoved) {
-            report("conffile-missing", quotedName('/' + path) + " is to be removed, but in the payload");
+            report("conffile-missing", quotedName('/' + path) + " is to be removed, but is in the payload");
         } else if (!listed.seen && !listed.toBeRemoved) {
             report("conffile-missing", quotedName('/' + path) + " is not in the payload");
         }

@@ -28,7 +28,7 @@ std::string continuationFault(std::string_view line) {
     }
     // Some readers end the paragraph at such a line.
     if (!line.empty() && consistsOf(line, isBlank)) {
-        return "has a line of blanks alone";
+        return "has a line with only blanks";
     }
     return {};
 }

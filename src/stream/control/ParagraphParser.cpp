@@ -61,7 +61,7 @@ void ParagraphParser::take(std::string_view line) {
         return;
     }
     if (consistsOf(line, isBlank)) {
-        fail(0, "a line of blanks alone, which some take for the paragraph's end and some for its damage");
+        fail(0, "a line with only blanks, which some readers take for the end of the paragraph");
     }
     // After comments and empty lines, which may follow the paragraph.
     if (ended_) {
@@ -108,8 +108,7 @@ void ParagraphParser::takeField(std::string_view line) {
 void ParagraphParser::requireNewName(std::string_view fieldName) {
     const auto [known, isNew] = lineOfName_.emplace(lowerCase(fieldName), line_);
     if (!isNew) {
-        fail(0,
-             "the field " + quoted(fieldName) + " stands in line " + std::to_string(known->second) + " already");
+        fail(0, "the field " + quoted(fieldName) + " is already in line " + std::to_string(known->second));
     }
 }
 

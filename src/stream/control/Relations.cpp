@@ -209,7 +209,9 @@ RelationList readRelations(std::string_view value, const RelationRules& rules) {
         return {{}, "must begin in its first line, or dpkg refuses it"};
     }
     if (value.find("\n\n") != std::string_view::npos || (!value.empty() && value.back() == '\n')) {
-        return {{}, "holds an empty line, whose dot in the file would be taken for a package name"};
+        return {
+            {},
+            "contains an empty line, and the dot that stands for it in the file would be read as a package name"};
     }
     RelationsReader reader(value, rules);
     std::string fault = reader.list();

@@ -32,10 +32,10 @@ void requireSettable(const std::string& name) {
         refuse(name, "is not a plain file name");
     }
     if (name == "control") {
-        refuse(name, "is changed field by field");
+        refuse(name, "must be changed field by field");
     }
     if (name == "md5sums") {
-        refuse(name, "belongs to the payload, which stays as it is");
+        refuse(name, "belongs to the payload, which an edit does not change");
     }
 }
 

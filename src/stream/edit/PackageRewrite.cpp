@@ -29,7 +29,7 @@ Finding signatureNote(const Member& member) {
     return {Severity::warning, Place("")
                                    .in(member.name)
                                    .record(ErrorKind::invalidInput, "member-signature",
-                                           "left out: a signature does not hold for a changed package")};
+                                           "left out: a signature is not valid for a changed package")};
 }
 
 /// Compressed as before; bzip2, which no dpkg-deb reads there, becomes gzip.
@@ -292,9 +292,7 @@ void PackageRewrite::readBack(bool ofTar) {
     result_.digestAfter =
         ofTar ? digest.hexDigest() : digestOf(out_.descriptor(), path_, newData_.offset, newData_.size);
     if (result_.digestAfter != result_.digestBefore) {
-        Place(path_)
-            .in(newData_.name)
-            .fail(ErrorKind::damaged, "differs", "what was written differs from its source");
+        Place(path_).in(newData_.name).fail(ErrorKind::damaged, "differs", "differs from its source");
     }
 }
 

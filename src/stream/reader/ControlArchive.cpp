@@ -18,7 +18,7 @@ bool isMember(const Entry& entry, const std::string& name, const Place& place) {
     }
     if (name.find('/') != std::string::npos) {  // guard: control members in directories
         place.at(entry.path)
-            .refuse(ErrorKind::refused, "control-type", "stands in a directory of the control archive");
+            .refuse(ErrorKind::refused, "control-type", "is in a directory of the control archive");
         return false;
     }
     return true;

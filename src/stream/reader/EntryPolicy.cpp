@@ -93,7 +93,7 @@ bool EntryPolicy::checkPath(const Entry& entry) const {
     if (isAbsolute(entry.path)) {  // guard: absolute names
         refuse("path-absolute", "is absolute", entry);
     } else if (hasParentComponent(entry.path)) {  // guard: .. in a name
-        refuse("path-parent", "has \"..\" in it", entry);
+        refuse("path-parent", "contains \"..\"", entry);
     } else if (path_.empty() && entry.type != EntryType::directory) {  // guard: the root as no directory
         refuse("path-empty", "names the package's root, but is not a directory", entry);
         // guard: / at the end of what is not a directory
@@ -160,11 +160,11 @@ void EntryPolicy::place(const Entry& entry) {
             refuse("path-doubled", "is in the package twice", entry);
             break;
         case PathTable::Outcome::belowNoDirectory:
-            refuse("path-through", "stands below an entry that is not a directory", entry);
+            refuse("path-through", "is below an entry that is not a directory", entry);
             break;
         case PathTable::Outcome::repeatedDirectory:
             place_.at(entry.path)
-                .note("directory-doubled", "is there twice; which mode and time it gets differs between readers");
+                .note("directory-doubled", "occurs twice; readers differ in which mode and time it gets");
             break;
         case PathTable::Outcome::addedWithoutParent:
             lacksParent_ = true;

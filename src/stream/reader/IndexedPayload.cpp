@@ -272,7 +272,7 @@ std::uint64_t IndexedPayload::blockEndBefore(std::uint64_t offset) const noexcep
 void IndexedPayload::confirm(const IndexRow& row) const {
     if (!describes(row)) {  // guard: headers at an indexed place
         place_.at(row.entry.path)
-            .fail(ErrorKind::damaged, "index-mismatch", "is not in the payload as the index says");
+            .fail(ErrorKind::damaged, "index-mismatch", "differs between the payload and the index");
     }
 }
 

@@ -48,7 +48,7 @@ MemberRole MemberOrder::place(Member& member) {
     }
     // A package has a handful of members, so that a set of their names stays small; ArReader bounds each name.
     if (!names_.insert(member.name).second) {  // guard: a member's name twice
-        place_.in(member.name).refuse(ErrorKind::damaged, "member-doubled", "is there twice");
+        place_.in(member.name).refuse(ErrorKind::damaged, "member-doubled", "occurs twice");
         return MemberRole::passedOver;
     }
     const MemberRole role = roleOf(member);
@@ -103,7 +103,7 @@ MemberRole MemberOrder::roleOf(Member& member) const {
 void MemberOrder::checkFirst(const Member& member) const {
     if (member.name != kFormatVersionMember) {
         place_.in(member.name)
-            .refuse(ErrorKind::damaged, "member-order", "stands first, where \"debian-binary\" has to be");
+            .refuse(ErrorKind::damaged, "member-order", "is the first member, but \"debian-binary\" must be");
     }
 }
 
@@ -118,7 +118,7 @@ bool MemberOrder::checkControl(const Member& member) {
         at.refuse(ErrorKind::damaged, "member-order", "comes after " + quotedName(data_));
     }
     if (member.compression == Compression::bzip2) {
-        at.note("member-compression", "dpkg-deb reads no control member that is compressed with bzip2",
+        at.note("member-compression", "dpkg-deb does not read a control member compressed with bzip2",
                 Severity::error);
     }
     // Names also say which members there were: empty means none yet.
@@ -133,7 +133,7 @@ bool MemberOrder::checkData(const Member& member) {
         return false;
     }
     if (control_.empty()) {  // guard: data before control
-        at.refuse(ErrorKind::damaged, "member-order", "stands before the control member");
+        at.refuse(ErrorKind::damaged, "member-order", "is before the control member");
     }
     data_ = member.name;
     return true;
@@ -147,9 +147,9 @@ void MemberOrder::checkUnknown(const Member& member) const {
     }
     const Place at = place_.in(member.name);
     if (data_.empty()) {
-        at.refuse(ErrorKind::unsupported, "member-unknown", "stands before the data member and is not known");
+        at.refuse(ErrorKind::unsupported, "member-unknown", "is before the data member and is unknown");
     } else {
-        at.note("member-unknown", "is not known and is read by nobody");
+        at.note("member-unknown", "is unknown, and no reader uses it");
     }
 }
 

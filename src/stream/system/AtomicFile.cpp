@@ -65,7 +65,7 @@ void Target::check() const {
             refuse("is not a regular file");
         }
     } else if (errno != ENOENT && errno != ENOTDIR && errno != ELOOP) {
-        fail("look up what stands there");
+        fail("look up the existing file");
     }
 }
 
@@ -153,11 +153,11 @@ void AtomicFile::takeAttributes(const struct stat& other) {
     requireUncommitted();
     // Before the mode, which chown may change. A user who is not root can give a file to nobody else.
     if (target_.system.fchown(file_.get(), other.st_uid, other.st_gid) != 0 && errno != EPERM) {
-        target_.fail("give it its owner");
+        target_.fail("set its owner");
     }
     // Without set-user-ID and the like: they must not pass to contents that the owner never marked.
     if (target_.system.fchmod(file_.get(), other.st_mode & 0777U) != 0) {
-        target_.fail("give it its mode");
+        target_.fail("set its mode");
     }
 }
 

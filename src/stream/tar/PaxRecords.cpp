@@ -101,7 +101,7 @@ private:
             }
         }
         if (!keys_.insert(std::string(key)).second) {  // guard: a pax key twice
-            fail(place_, quotedName(std::string(key)) + " is there twice");
+            fail(place_, quotedName(std::string(key)) + " occurs twice");
         }
     }
 

@@ -198,7 +198,7 @@ void TarReader::checkEntry(const TarHeader& header, EntryType type, const TarExt
     if (header.size != 0 && type != EntryType::file && type != EntryType::other) {
         place_.at(header.path)
             .fail(ErrorKind::damaged, "tar-size",
-                  "a size of " + std::to_string(header.size) + " for what has no contents");
+                  "a size of " + std::to_string(header.size) + " for an entry without contents");
     }
     if (extensions.hasPaxRecords()) {
         place_.at(header.path)

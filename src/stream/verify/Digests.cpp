@@ -24,7 +24,7 @@ Digests::Digests(const std::vector<Md5sum>& sums, Place control, Place payload)
         if (first.path != next.path) {
             return false;
         }
-        control_.at("md5sums").note("md5-doubled", quotedName(std::string(next.path)) + " is there twice",
+        control_.at("md5sums").note("md5-doubled", quotedName(std::string(next.path)) + " occurs twice",
                                     Severity::error);
         return true;
     };

@@ -17,8 +17,7 @@ void Findings::onNote(Severity severity, const ErrorRecord& error) {
     // Before it is added, so that the list never grows beyond the limit.
     if (list_.size() >= kMostFindings) {
         Place(error.package)
-            .failLimit("",
-                       "more than " + std::to_string(kMostFindings) + " findings; what is left is not looked at");
+            .failLimit("", "more than " + std::to_string(kMostFindings) + " findings; the rest is not checked");
     }
     add(severity, error);
 }

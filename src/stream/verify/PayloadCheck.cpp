@@ -108,7 +108,7 @@ void PayloadCheck::check(const Entry& entry) {
         place_.at(entry.path).note("path-characters", "has a name or target that programs show differently");
     }
     if (hasForeignRoot(entry.path) || (entry.type == EntryType::hardlink && hasForeignRoot(entry.linkTarget))) {
-        place_.at(entry.path).note("path-drive", "begins with a backslash or a drive, which bsdtar cuts off");
+        place_.at(entry.path).note("path-drive", "begins with a backslash or a drive, which bsdtar removes");
     }
     if (!isPlainText(entry.owner) || !isPlainText(entry.group)) {
         place_.at(entry.path).note("owner-characters", "has an owner or group that programs show differently");

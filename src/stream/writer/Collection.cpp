@@ -53,7 +53,7 @@ std::string Collection::sourceName(const SourceEntry& entry) const {
         return sourcePath(entry);
     }
     if (entry.origin == SourceEntry::kNoOrigin) {
-        return "what was added from memory";
+        return "contents from memory";
     }
     return origins[entry.origin].source;
 }

@@ -56,16 +56,16 @@ void Comparison::compareControl(const std::map<std::string, std::string>& files)
         const Entry meant = controlEntryOf(name, contents.size(), plan_.commonTime());
         // Before `found[index]` is used.
         if (index == found.size()) {
-            fail(placeOf(meant), "is missing in what was written");
+            fail(placeOf(meant), "is missing in the written package");
         }
         requireSame(placeOf(meant), meant, found[index].entry);
         if (found[index].contents != contents) {
-            fail(placeOf(meant), "what was written differs from its source");
+            fail(placeOf(meant), "differs from its source");
         }
         ++index;
     }
     if (index != found.size()) {
-        fail(placeOf(found[index].entry), "was written without being meant");
+        fail(placeOf(found[index].entry), "was written, but not planned");
     }
 }
 
@@ -75,7 +75,7 @@ void Comparison::comparePayload(FileReader& sources, ProgressMeter& meter) {
         const Entry meant = plan_.entry(i);
         // Entries come in the order of the plan, so that the first difference is where both part.
         if (!package_.next(found)) {
-            fail(placeOf(meant), "is missing in what was written");
+            fail(placeOf(meant), "is missing in the written package");
         }
         requireSame(placeOf(meant), meant, found);
         // What is left of an entry before belongs to nobody: next() has skipped it.
@@ -90,7 +90,7 @@ void Comparison::comparePayload(FileReader& sources, ProgressMeter& meter) {
     }
     // The end has to be reached, which also checks the checksums of the compression.
     if (package_.next(found)) {
-        fail(placeOf(found), "was written without being meant");
+        fail(placeOf(found), "was written, but not planned");
     }
 }
 
@@ -103,7 +103,7 @@ void Comparison::compareBytes(const Entry& entry, std::string_view piece) {
         const std::size_t count = std::min(read_.size(), piece.size());
         // A count of 0: the file in the package is shorter than its source.
         if (count == 0 || read_.substr(0, count) != piece.substr(0, count)) {
-            fail(placeOf(entry), "what was written differs from its source");
+            fail(placeOf(entry), "differs from its source");
         }
         read_.remove_prefix(count);
         piece.remove_prefix(count);

@@ -52,12 +52,11 @@ void Notes::take(const Entry& entry) {
     // Equal, not greater: the note comes once.
     if (++entries_ == limits.entries + 1) {
         add("", "limit", "entries",
-            "readers refuse more than " + std::to_string(limits.entries) + " entries unless told otherwise");
+            "readers refuse more than " + std::to_string(limits.entries) + " entries by default");
     }
     if (entry.path.size() > limits.nameBytes) {
         add(entry.path, "limit", "nameBytes",
-            "readers refuse a path of more than " + std::to_string(limits.nameBytes) +
-                " bytes unless told otherwise");
+            "readers refuse a path of more than " + std::to_string(limits.nameBytes) + " bytes by default");
     }
 }
 
@@ -66,7 +65,7 @@ void Notes::takePayload(std::uint64_t memberBytes, std::uint64_t tarBytes) {
     if (tarBytes > payloadLimit(limits, memberBytes)) {
         add("", "limit", "expansionRatio",
             "readers refuse a payload that expands to more than " + std::to_string(limits.expansionRatio) +
-                " times its compressed size unless told otherwise");
+                " times its compressed size by default");
     }
 }
 
@@ -74,8 +73,7 @@ void Notes::takeIndex(std::uint64_t bytes) {
     const Limits limits;
     if (bytes > limits.indexBytes) {
         add("", "limit", "indexBytes",
-            "readers refuse an index of more than " + std::to_string(limits.indexBytes) +
-                " bytes unless told otherwise");
+            "readers refuse an index of more than " + std::to_string(limits.indexBytes) + " bytes by default");
     }
 }
 
@@ -87,14 +85,13 @@ void Notes::takeControl(const std::map<std::string, std::string>& files) {
     }
     if (sums > limits.md5sumsBytes) {
         add("", "limit", "md5sumsBytes",
-            "readers refuse md5sums of more than " + std::to_string(limits.md5sumsBytes) +
-                " bytes unless told otherwise");
+            "readers refuse md5sums of more than " + std::to_string(limits.md5sumsBytes) + " bytes by default");
     }
     // md5sums has a limit of its own and counts for the rest only beyond that.
     if (tarBytesOf(files) - std::min(sums, limits.md5sumsBytes) > limits.controlBytes) {
         add("", "limit", "controlBytes",
             "readers refuse a control archive of more than " + std::to_string(limits.controlBytes) +
-                " bytes unless told otherwise");
+                " bytes by default");
     }
 }
 

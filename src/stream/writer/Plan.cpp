@@ -108,8 +108,9 @@ void Plan::replaceDirectory(const SourceEntry& later) {
     const SourceEntry& earlier = *planned_.back().source;
     // guard: two sources for one path
     if (earlier.type != EntryType::directory || later.type != EntryType::directory) {
-        throw placeOf(later).error(ErrorKind::invalidInput, "path-taken",
-                                   "the path is taken by " + escapeForDisplay(collection_.sourceName(earlier)));
+        throw placeOf(later).error(
+            ErrorKind::invalidInput, "path-taken",
+            "the path is already used by " + escapeForDisplay(collection_.sourceName(earlier)));
     }
     // The later directory's attributes win.
     planned_.back() = Planned(later);
@@ -276,7 +277,7 @@ void Plan::markConffiles() {
     }
     for (const std::string& path : collection_.removedConffiles) {
         if (find(path) != nullptr) {
-            refuse(path, "is to be removed on upgrade, but the package has it");
+            refuse(path, "is to be removed on upgrade, but is in the package");
         }
     }
 }

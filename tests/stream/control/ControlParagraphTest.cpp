@@ -53,7 +53,7 @@ TEST(ControlParagraph, KeepsValuesButForBlanksAroundTheirFirstLine) {
         {" ", "begins or ends its first line with a blank, which is not part of a value"},
         {"a\t\nb", "begins or ends its first line with a blank, which is not part of a value"},
         {"a\n.\nb", "has a line that is only a dot, which would be read back as an empty line"},
-        {"a\n\t", "has a line of blanks alone"},
+        {"a\n\t", "has a line with only blanks"},
         {"a\r\nb", "holds a carriage return"},
     };
     for (const auto& [value, reason] : refused) {
@@ -74,11 +74,10 @@ TEST(ControlParagraph, RefusesWhatIsNoParagraph) {
         {"X a: b\n", "1:2: a field name holds \" \""},
         {"X\xC3\xA9: b\n", "1:2: a field name holds \"\\xc3\""},
         {"X\x7F: b\n", "1:2: a field name holds \"\\x7f\""},
-        {"Xa: b\nYa: c\nxA: d\n", "3:1: the field \"xA\" stands in line 1 already"},
+        {"Xa: b\nYa: c\nxA: d\n", "3:1: the field \"xA\" is already in line 1"},
         {"Xa: b\n\nYa: c\n", "3:1: a second paragraph"},
         {"Xa: b\n\n c\n", "3:1: a second paragraph"},
-        {"Xa: b\n \t\n c\n",
-         "2:1: a line of blanks alone, which some take for the paragraph's end and some for its damage"},
+        {"Xa: b\n \t\n c\n", "2:1: a line with only blanks, which some readers take for the end of the paragraph"},
         {"Xa: b\n c\0d\n"s, "2:3: a NUL"},
         {"#\0\n"s, "1:2: a NUL"},
         {"Xa: b\rc\r\n", "1:6: a carriage return inside a line"},

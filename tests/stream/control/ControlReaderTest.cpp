@@ -51,7 +51,7 @@ TEST(ControlReader, ReadsParagraphByParagraph) {
         {"\n\n#a\n\n", ""},
         {"A1: b\nC2: d\n e\n\n\n#x\nA1: f\n\n\n", "A1: b\nC2: d\n e\n|A1: f\n|"},
         {"A1: b\r\n\r\nA1: c", "A1: b\n|A1: c\n|"},
-        {"A1: b\n\nA1: c\na1: d\n", "A1: b\n|Packages:4:1: the field \"a1\" stands in line 3 already"},
+        {"A1: b\n\nA1: c\na1: d\n", "A1: b\n|Packages:4:1: the field \"a1\" is already in line 3"},
         {"A1: b\n\n c\n", "A1: b\n|Packages:3:1: a continuation line before the first field"},
         {"A1: 1234567890123\nB1: 12345678\n\n", "Packages:2:1: a paragraph of more than 26 bytes"},
         {"A1: 1234567890\n\nA1: 1234567890\n\nA1: 12345678901234567890123\n",

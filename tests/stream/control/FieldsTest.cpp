@@ -109,7 +109,7 @@ const std::vector<Rule> kRules = {
     {"Depends", R"(gives "xy" the version "a", which must begin with a digit)", {"ab (>= 1), xy (= a)"}},
     {"Depends", "must begin in its first line, or dpkg refuses it", {"\nxy"}},
     {"Depends",
-     "holds an empty line, whose dot in the file would be taken for a package name",
+     "contains an empty line, and the dot that stands for it in the file would be read as a package name",
      {"xy,\n\nyz", "xy\n"}},
     {"Pre-Depends", "", {"xy | yz (<= 1)"}},
     {"Breaks", "", {"xy (<< 1), yz"}},

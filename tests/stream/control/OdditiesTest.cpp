@@ -81,8 +81,8 @@ TEST(Oddities, OfConffiles) {
         {"bogus /a\n", "E conffile-path: \"bogus /a\" is not an absolute path"},
         {"remove-on-upgrade\t/a\n", "E conffile-path: \"remove-on-upgrade\\t/a\" is not an absolute path"},
         {"remove-on-upgrade  /a\n", "E conffile-path: \"remove-on-upgrade  /a\" is not an absolute path"},
-        {"/a/\n", "E conffile-path: \"/a/\" ends as the path of a directory"},
-        {"/a/.\n", "E conffile-path: \"/a/.\" ends as the path of a directory"},
+        {"/a/\n", "E conffile-path: \"/a/\" ends like the path of a directory"},
+        {"/a/.\n", "E conffile-path: \"/a/.\" ends like the path of a directory"},
         {"/a\0\n"s, "E conffile-path: \"/a\\x00\" holds a NUL"},
     };
     for (const auto& c : cases) {

@@ -63,7 +63,7 @@ TEST(PackageEditor, KeepsEveryByteThatNoChangeNames) {
     EXPECT_TRUE(result.payloadCopied);
     ASSERT_EQ(result.notes.size(), 1U);
     EXPECT_EQ(messageOf(result.notes[0]),
-              "member \"_gpgorigin\": left out: a signature does not hold for a changed package");
+              "member \"_gpgorigin\": left out: a signature is not valid for a changed package");
     TarFields script;
     script.name = "postinst";
     script.mode = "0000755";
@@ -94,9 +94,9 @@ TEST(PackageEditor, RefusesWhatAnEditWouldBreak) {
         {[](auto& e) { e.control().set("Status", "x"); },
          "/old.bex: control: Status \"x\" is allowed only among dpkg's installed packages"},
         {[](auto& e) { e.setControlMember("control", "x"); },
-         "control member \"control\": is changed field by field"},
+         "control member \"control\": must be changed field by field"},
         {[](auto& e) { e.setControlMember("md5sums", "x"); },
-         "control member \"md5sums\": belongs to the payload, which stays as it is"},
+         "control member \"md5sums\": belongs to the payload, which an edit does not change"},
         {[](auto& e) { e.setControlMember("a/b", "x"); }, "control member \"a/b\": is not a plain file name"},
         {[](auto& e) { e.setControlMember("prerm", "#!/bin/sh\r\n"); },
          "prerm: the first line ends with a carriage return"},

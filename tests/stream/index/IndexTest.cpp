@@ -351,7 +351,7 @@ TEST(LyingIndex, CannotPlantAHeaderUnnoticedByFullReading) {
     stream.read(contents, sizeof contents);
     EXPECT_STREQ(contents, "root::0:0");
     EXPECT_THAT(failureOf([&] { indexed.open(indexed.find("decoy").value()); }),
-                HasSubstr("is not in the payload as the index says"));
+                HasSubstr("differs between the payload and the index"));
     EXPECT_THAT(listingOf(package), HasSubstr("the index has"));
 }
 

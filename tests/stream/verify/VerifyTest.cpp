@@ -28,7 +28,7 @@ TEST(Verify, ListsEveryFaultOfEntriesAndLists) {
         findingsOf(packageOf(payload, tarFile("./md5sums", sums) + tarFile("./conffiles", conffiles))),
         ElementsAre("conffile-path|control.tar.gz|conffiles|\"x\" is not an absolute path",
                     "conffile-doubled|control.tar.gz|conffiles|\"/x\" is listed twice",
-                    "md5-doubled|control.tar.gz|md5sums|\"x\" is there twice",
+                    "md5-doubled|control.tar.gz|md5sums|\"x\" occurs twice",
                     "md5-mismatch|data.tar.gz|./x" + sumsDiffer, "md5-mismatch|data.tar.gz|./h" + sumsDiffer,
                     "conffile-type|control.tar.gz|conffiles|\"/d\" is not a regular file",
                     "pax-header" + odd + "an extended header (pax), which dpkg does not read",
@@ -37,7 +37,7 @@ TEST(Verify, ListsEveryFaultOfEntriesAndLists) {
                     "owner-characters" + odd + "an owner or group that programs show differently",
                     "md5-unlisted|data.tar.gz|./\\x1b[2J|is not in md5sums",
                     "conffile-missing|control.tar.gz|conffiles|\"/gone\" is not in the payload",
-                    "conffile-missing|control.tar.gz|conffiles|\"/y\" is to be removed, but in the payload",
+                    "conffile-missing|control.tar.gz|conffiles|\"/y\" is to be removed, but is in the payload",
                     "md5-missing|control.tar.gz|md5sums|\"d\" is not a file of the payload",
                     "md5-missing|control.tar.gz|md5sums|\"gone\" is not a file of the payload"));
     EXPECT_THAT(findingsOf(packageOf("", tarFile("./md5sums", "rubbish\n"))),
@@ -105,21 +105,21 @@ TEST(Verify, GoesOnBehindABrokenStructureAndListsAll) {
     const std::string version = arMember("debian-binary", "2.0\n");
     const std::string control = headOf().substr(version.size());
     const std::string data = arMember("data.tar.gz", gzipOf(tarOf(tarFile("../x", "x"))));
-    const std::string parent = "path-parent|data.tar.gz|../x|has \"..\" in it";
+    const std::string parent = "path-parent|data.tar.gz|../x|contains \"..\"";
     std::string damaged = gzipOf(tarOf(tarFile("../x", "x")));
     damaged[damaged.size() - 8] = static_cast<char>(damaged[damaged.size() - 8] ^ 1);
     EXPECT_THAT(findingsOf(arOf(arMember("debian-binary", "3.0\n") + data + control + arMember("more", "x"))),
                 ElementsAre("format-version|debian-binary||format version \"3.0\\n\" is not supported; 2.0 is",
-                            "member-order|data.tar.gz||stands before the control member",
+                            "member-order|data.tar.gz||is before the control member",
                             "member-order|control.tar.gz||comes after \"data.tar.gz\"",
-                            "member-unknown|more||is not known and is read by nobody", parent));
+                            "member-unknown|more||is unknown, and no reader uses it", parent));
     EXPECT_THAT(findingsOf(arOf(version + control + arMember("data.tar.gz", damaged))),
                 ElementsAre("member-damaged|data.tar.gz||gzip member at byte 0: wrong checksum"));
     EXPECT_THAT(findingsOf(arOf(version + arMember("control.tar.gz", "rubbish") + data)),
                 ElementsAre("member-damaged|control.tar.gz||is not a gzip stream", parent));
     EXPECT_THAT(
         findingsOf(arOf(version + arMember("control.tar.bz2", bzip2Of(tarOf(tarFile("control", "x\n")))) + data)),
-        ElementsAre("member-compression|control.tar.bz2||dpkg-deb reads no control member that is compressed with "
+        ElementsAre("member-compression|control.tar.bz2||dpkg-deb does not read a control member compressed with "
                     "bzip2",
                     testing::StartsWith("control-syntax|control.tar.bz2|control|control:1:"), parent));
     EXPECT_THAT(

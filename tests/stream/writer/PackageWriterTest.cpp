@@ -92,14 +92,13 @@ TEST(PackageWriter, StoresContentsAttributesAndLinksFromEverywhere) {
 
     writer.addHardlink("y", "x");
     writer.addHardlink("x", "y");
-    EXPECT_EQ(
-        failureOf([&] { writer.plan(); }),
-        "what was added from memory: ./x: is a hard link to \"./y\", which is not a regular file of the package");
+    EXPECT_EQ(failureOf([&] { writer.plan(); }),
+              "contents from memory: ./x: is a hard link to \"./y\", which is not a regular file of the package");
     PackageWriter broken = soundWriter();
     broken.addContents(
         3, [](std::uint64_t offset, char*, std::size_t) { return std::size_t{offset == 0}; }, "x");
     EXPECT_EQ(failureOf([&] { written(broken, folder); }),
-              "what was added from memory: x: its contents end after 1 of 3 bytes");
+              "contents from memory: x: its contents end after 1 of 3 bytes");
 }
 
 TEST(PackageWriter, TakesOverEntriesAndControlOfAPackage) {
@@ -122,7 +121,7 @@ TEST(PackageWriter, TakesOverEntriesAndControlOfAPackage) {
     };
     EXPECT_TRUE(again(nullptr) == folder.read("x.bex"));
     EXPECT_EQ(failureOf([&] { again([](const Entry& entry) { return entry.path != "./a/first"; }); }),
-              "what was added from memory: ./b: is a hard link to \"./a/first\", "
+              "contents from memory: ./b: is a hard link to \"./a/first\", "
               "which is not a regular file of the package");
 }
 
@@ -157,9 +156,9 @@ TEST(PackageWriter, ComparesWhatWasWrittenWithItsSourcesBeforeItAppears) {
     options.compression = Compression::none;
     options.check = true;
     const std::pair<const char*, std::string> cases[] = {
-        {"in time", target + ": ./late: what was written differs from its source"},
-        {"bin/sh", target + ": ./postinst: what was written differs from its source"},
-        {"Package", target + ": ./control: what was written differs from its source"}};
+        {"in time", target + ": ./late: differs from its source"},
+        {"bin/sh", target + ": ./postinst: differs from its source"},
+        {"Package", target + ": ./control: differs from its source"}};
     for (const auto& [needle, message] : cases) {
         system.needle = needle;
         EXPECT_EQ(failureOf([&] { writer.write(target, options); }), message);

@@ -136,7 +136,7 @@ TEST(Plan, RefusesWhatOnePackageCantHold) {
              w.addSymlink("lib", "usr/bin");
              w.addTree(tree, unlessSpecial);
          },
-         tree + "/usr/bin: ./usr/bin/: the path is taken by what was added from memory"},
+         tree + "/usr/bin: ./usr/bin/: the path is already used by contents from memory"},
         {[](auto& w) { w.setMode("*", 010000); }, "\"*\": mode with more than 07777"},
         {[&](auto& w) { w.addBytes("", "x", noMode); }, "\"x\": mode with more than 07777"},
         {[&](auto& w) { w.addBytes("", "x", noNumber); }, "\"x\": owner or group beyond 4294967294"},

@@ -44,14 +44,14 @@ void addRepoAdd(CLI::App* verb, Action& chosen) {
     repo::AddOptions& options = arguments->options;
     verb->add_option("REPO", arguments->root, "The repository's directory")->required();
     verb->add_option("PKG", arguments->packages, "The packages to add: all of them, or none")->required();
-    verb->add_option("--suite", options.suite, "The suite, where there are several")->option_text("NAME");
+    verb->add_option("--suite", options.suite, "The suite, if there are several")->option_text("NAME");
     verb->add_option("--component", options.component, "The component (the suite's first)")->option_text("NAME");
     addPlacement(*verb, "--copy", "Copy files into the pool", repo::Placement::copy, arguments);
     addPlacement(*verb, "--link", "Make hard links where that is possible", repo::Placement::link, arguments);
     addPlacement(*verb, "--move", "Move files into the pool", repo::Placement::move, arguments);
     addNumber<std::size_t>(*verb, "--keep", "Remove all but the newest N versions",
                            [arguments](std::size_t keep) { arguments->options.keep = keep; });
-    addFindingCodes(*verb, "--allow", "Add in spite of errors of this code; repeatable", options.allow);
+    addFindingCodes(*verb, "--allow", "Accept errors with this code; repeatable", options.allow);
     verb->footer(
         "Packages are verified first. Clients see them after bex repo publish.\n\n"
         "Example: bex repo add /srv/apt hello_1.0_amd64.deb");

@@ -39,9 +39,9 @@ void addRepoInit(CLI::App* verb, Action& chosen) {
     verb->add_option("--codename", settings.codename, "Its code name (as --suite)")->option_text("NAME");
     addWords(*verb, "--component", "Its components (main)", settings.components);
     addWords(*verb, "--arch", "Its architectures (this machine's)", settings.architectures);
-    verb->add_option("--origin", settings.origin, "Who it comes from, one line")->option_text("TEXT");
-    verb->add_option("--label", settings.label, "What it is, one line")->option_text("TEXT");
-    verb->add_option("--description", settings.description, "What it is for, one line")->option_text("TEXT");
+    verb->add_option("--origin", settings.origin, "Origin, one line")->option_text("TEXT");
+    verb->add_option("--label", settings.label, "Label, one line")->option_text("TEXT");
+    verb->add_option("--description", settings.description, "Description, one line")->option_text("TEXT");
     verb->footer("Example: bex repo init /srv/apt --suite stable --arch amd64,arm64 --origin Example");
     onChosen(*verb, arguments, chosen, runInit);
 }

@@ -43,7 +43,7 @@ ExitStatus runMerge(MergeArguments& arguments, Context& context) {
 
 void addRepoMerge(CLI::App* verb, Action& chosen) {
     const auto arguments = std::make_shared<MergeArguments>();
-    verb->add_option("SHARD", arguments->shards, "What scan --records printed; - is standard input")->required();
+    verb->add_option("SHARD", arguments->shards, "Output of scan --records; - is standard input")->required();
     addScanOutput(*verb, arguments->output);
     verb->add_option("-o,--out", arguments->root, "Add the packages to this repository, whose pool has them")
         ->option_text("REPO");

@@ -100,12 +100,13 @@ ExitStatus runPublish(PublishArguments& arguments, Context& context) {
 
 void addSigning(CLI::App& verb, repo::PublishOptions& options) {
     verb.add_option("--sign", options.key, "Sign with this key")->option_text("KEY");
-    verb.add_option("--signer", options.signer, "By this Stateless OpenPGP tool (gpg)")->option_text("COMMAND");
+    verb.add_option("--signer", options.signer, "Sign with this Stateless OpenPGP tool (gpg)")
+        ->option_text("COMMAND");
     verb.add_option_function<std::string>(
             "--signer-timeout", [&options](const std::string& text) { options.signerTimeout = durationOf(text); },
-            "How long it may take (300s)")
+            "Time limit for signing (300s)")
         ->option_text("TIME");
-    verb.add_flag("--unsigned", options.unsignedAgain, "Take the signatures away");
+    verb.add_flag("--unsigned", options.unsignedAgain, "Remove the signatures");
 }
 
 }  // namespace
@@ -114,7 +115,7 @@ void addRepoPublish(CLI::App* verb, Action& chosen) {
     const auto arguments = std::make_shared<PublishArguments>();
     repo::PublishOptions& options = arguments->options;
     verb->add_option("REPO", arguments->root, "The repository's directory")->required();
-    verb->add_option("--suite", options.suite, "Publish this suite alone (all)")->option_text("NAME");
+    verb->add_option("--suite", options.suite, "Publish only this suite (all)")->option_text("NAME");
     addSigning(*verb, options);
     verb->add_option_function<std::vector<std::string>>(
             "--compress",
@@ -126,19 +127,19 @@ void addRepoPublish(CLI::App* verb, Action& chosen) {
         ->delimiter(',')
         ->allow_extra_args(false)
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
-    verb->add_flag("--contents", options.contents, "Write Contents indexes, too");
+    verb->add_flag("--contents", options.contents, "Also write Contents indexes");
     verb->add_option_function<std::string>(
             "--valid-until",
             [arguments](const std::string& text) { arguments->options.validFor = durationOf(text); },
-            "How long clients may trust it (for ever)")
+            "How long clients may trust it (no limit)")
         ->option_text("TIME");
     addNumber<std::int64_t>(*verb, "--date", "The date, in seconds since 1970 (now)",
                             [arguments](std::int64_t date) { arguments->options.date = date; });
-    addNumber<unsigned>(*verb, "--keep-generations", "How many stay readable (3)",
+    addNumber<unsigned>(*verb, "--keep-generations", "How many generations to keep (3)",
                         [arguments](unsigned count) { arguments->options.keepGenerations = count; });
-    verb->add_flag("--html", options.html, "Write pages for people, too");
-    verb->add_option("--url", options.url, "Where clients find it, for the pages")->option_text("URL");
-    verb->add_flag("--plan", options.planOnly, "Print what would change, and change nothing");
+    verb->add_flag("--html", options.html, "Also write HTML pages for people");
+    verb->add_option("--url", options.url, "Address of the repository, for the pages")->option_text("URL");
+    verb->add_flag("--plan", options.planOnly, "Only print what would change");
     verb->footer("Example: bex repo publish /srv/apt --sign 0123456789ABCDEF");
     onChosen(*verb, arguments, chosen, runPublish);
 }

@@ -16,11 +16,11 @@ constexpr RepoVerb kRepoVerbs[] = {
     {"scan", "Print the index of packages, or a shard of it", addRepoScan},
     {"merge", "Join shards into the index that one scan prints", addRepoMerge},
     {"init", "Make a repository, or a suite in it", addRepoInit},
-    {"add", "Verify packages and put them into the pool", addRepoAdd},
+    {"add", "Verify packages and add them to the pool", addRepoAdd},
     {"list", "List the packages of a repository", addRepoList},
-    {"remove", "Take packages out of a suite", addRepoRemove},
-    {"promote", "Put packages of one suite into another", addRepoPromote},
-    {"publish", "Write and sign the indexes, for clients to see", addRepoPublish},
+    {"remove", "Remove packages from a suite", addRepoRemove},
+    {"promote", "Add packages of one suite to another", addRepoPromote},
+    {"publish", "Write and sign the indexes for clients", addRepoPublish},
     {"verify", "Check a repository, here or on a web server", addRepoVerify},
 };
 

@@ -83,8 +83,7 @@ void addRepoScan(CLI::App* verb, Action& chosen) {
     repo::ScanOptions& options = arguments->scan;
     verb->add_option("DIR|FILE", options.inputs, "Packages, and directories with *.deb and *.bex; - reads names")
         ->required();
-    verb->add_option("--cache", options.cache, "Keep what is found in this file, for the next time")
-        ->option_text("FILE");
+    verb->add_option("--cache", options.cache, "Keep results in this file for the next scan")->option_text("FILE");
     addScanOutput(*verb, arguments->output);
     verb->add_option_function<std::vector<std::string>>(
             "--hash",
@@ -99,9 +98,9 @@ void addRepoScan(CLI::App* verb, Action& chosen) {
         // Otherwise the option would take the directories after it for digests.
         ->allow_extra_args(false)
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
-    verb->add_option("--root", options.root, "The directory that names are relative to")->option_text("DIR");
+    verb->add_option("--root", options.root, "The directory to which names are relative")->option_text("DIR");
     verb->add_option("-t,--type", arguments->type, "Take *.TYPE in directories")->option_text("TYPE");
-    verb->add_flag("-k,--keep-going", options.keepGoing, "Leave out what has errors, and print the others");
+    verb->add_flag("-k,--keep-going", options.keepGoing, "Skip packages with errors and print the others");
     verb->footer("Example: bex repo scan --cache scan.cache pool >Packages");
     onChosen(*verb, arguments, chosen, runScan);
 }

@@ -84,11 +84,11 @@ void addRepoList(CLI::App* verb, Action& chosen) {
 
 void addRepoRemove(CLI::App* verb, Action& chosen) {
     const auto arguments = addSelection(*verb);
-    verb->add_option("--suite", arguments->query.suite, "The suite, where there are several")->option_text("NAME");
+    verb->add_option("--suite", arguments->query.suite, "The suite, if there are several")->option_text("NAME");
     addNumber<std::size_t>(*verb, "--keep", "Keep the newest N versions",
                            [arguments](std::size_t keep) { arguments->keep = keep; });
     verb->footer(
-        "Files leave the pool with a later publication, when no client looks for them any more.\n\n"
+        "A later publication removes the files from the pool, when no client needs them any more.\n\n"
         "Example: bex repo remove /srv/apt 'hello (<< 1.0)'");
     onChosen(*verb, arguments, chosen, runRemove);
 }
@@ -97,7 +97,7 @@ void addRepoPromote(CLI::App* verb, Action& chosen) {
     const auto arguments = addSelection(*verb);
     verb->get_option("QUERY")->required();
     verb->add_option("--from", arguments->query.suite, "The suite that has them")->option_text("NAME")->required();
-    verb->add_option("--to", arguments->to, "The suite that gets them, too")->option_text("NAME")->required();
+    verb->add_option("--to", arguments->to, "The suite that gets them")->option_text("NAME")->required();
     verb->footer("Example: bex repo promote /srv/apt --from testing --to stable hello");
     onChosen(*verb, arguments, chosen, runPromote);
 }

@@ -70,12 +70,11 @@ ExitStatus runVerifyRepo(VerifyRepoArguments& arguments, Context& context) {
 void addRepoVerify(CLI::App* verb, Action& chosen) {
     const auto arguments = std::make_shared<VerifyRepoArguments>();
     repo::RepositoryCheck& check = arguments->check;
-    verb->add_option("REPO|URL", arguments->repository, "The directory, or where it is on a web server")
-        ->required();
+    verb->add_option("REPO|URL", arguments->repository, "The directory, or its URL on a web server")->required();
     verb->add_option("--suite", check.suite, "Check this suite (all; stable of a URL)")->option_text("NAME");
     verb->add_option("--keyring", check.keyring, "Verify signatures with these keys")->option_text("FILE");
-    verb->add_flag("--deep", check.deep, "Verify the packages, too");
-    verb->add_flag("--strict", arguments->strict, "Fail for warnings, too");
+    verb->add_flag("--deep", check.deep, "Also verify the packages");
+    verb->add_flag("--strict", arguments->strict, "Also fail for warnings");
     verb->footer(
         "Each finding is one line with a code that stays the same between versions.\n\n"
         "Example: bex repo verify /srv/apt --keyring example.gpg");
