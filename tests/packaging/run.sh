@@ -14,7 +14,8 @@ fail() {
     exit 1
 }
 
-"$here/../../scripts/package" "$work/packages"
+# As the dev preset compiles, so that ccache has all of it where that was built before.
+CCACHE_NOHASHDIR=1 "$here/../../scripts/package" "$work/packages" -DCMAKE_BUILD_TYPE=Debug -DBEX_WERROR=ON
 for package in "$work"/packages/*.deb; do
     dpkg-deb --info "$package" >/dev/null || fail "dpkg-deb does not read $package"
 done
