@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <atomic>
 #include <memory>
 #include <utility>
 
@@ -81,7 +82,7 @@ public:
         return count;
     }
 
-    std::uint64_t bytesRead = 0;
+    std::atomic<std::uint64_t> bytesRead{0};  // threads read
 
 private:
     std::string bytes_;
@@ -140,7 +141,7 @@ TEST(Limits, EndABombThatIsReadWithinABlockOfTheLimit) {
                 }
             };
             EXPECT_THAT(failureOf(readAll), testing::HasSubstr("unpacks to more than 1048576"));
-            EXPECT_LT(source->bytesRead, 3U << 20) << "of 12 MiB that the threads could read ahead";
+            EXPECT_LT(source->bytesRead.load(), 3U << 20) << "of 12 MiB that the threads could read ahead";
         }
     }
 }
