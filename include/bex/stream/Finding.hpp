@@ -13,16 +13,14 @@ enum class Severity {
     error     ///< a reader or dpkg refuses it, or contents differ from what the package promises
 };
 
-/// One fault of a package, with the fields of a StreamError. docs/findings.md lists codes and
-/// severities.
+/// One fault of a package, with the fields of a StreamError. docs/findings.md lists codes and severities.
 struct Finding : ErrorRecord {
     Finding(Severity severityOfIt, const ErrorRecord& record) : ErrorRecord(record), severity(severityOfIt) {}
 
     Severity severity;
 };
 
-/// Thrown by PackageEditor for an error that verify() would list, unless EditOptions::allow names its
-/// code().
+/// Thrown by PackageEditor for an error that verify() would list, unless EditOptions::allow names its code().
 class BEX_EXPORT FindingRefused : public StreamError {
 public:
     using StreamError::StreamError;

@@ -66,9 +66,7 @@ void IndexText::append(const Stanza& stanza) {
 
 void IndexText::write(stream::Sink& out) const {
     for (const Pieces& block : blocks_) {
-        for (const std::string_view piece : block) {
-            out.write(piece.data(), piece.size());
-        }
+        bex::repo::write(block, out);
     }
 }
 
@@ -80,6 +78,12 @@ IndexedFile IndexText::describe() const {
         }
     }
     return {hasher.finish().sha256, size_};
+}
+
+void write(const IndexText::Pieces& block, stream::Sink& out) {
+    for (const std::string_view piece : block) {
+        out.write(piece.data(), piece.size());
+    }
 }
 
 std::size_t sizeOf(const IndexText::Pieces& block) {

@@ -38,6 +38,7 @@ private:
     std::size_t size_ = 0;
 };
 
+void write(const IndexText::Pieces& block, stream::Sink& out);
 std::size_t sizeOf(const IndexText::Pieces& block);
 
 }  // namespace bex::repo

@@ -86,13 +86,9 @@ std::string_view memberOf(const IndexText::Pieces& block, const Members& members
 
 std::string compressedBlock(const IndexText::Pieces& block) {
     const std::size_t bytes = sizeOf(block);
-    const auto write = [&](stream::Sink& out) {
-        for (const std::string_view piece : block) {
-            out.write(piece.data(), piece.size());
-        }
-    };
     // One member, but for a stanza that is longer than any member may be.
-    return compressed(write, Compression::gzip, 1, std::min(bytes, stream::kMaximumBlockBytes));
+    return compressed([&block](stream::Sink& out) { write(block, out); }, Compression::gzip, 1,
+                      std::min(bytes, stream::kMaximumBlockBytes));
 }
 
 std::string gzipOf(const IndexText& index, const IndexBefore& before, unsigned threads) {

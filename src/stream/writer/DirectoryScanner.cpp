@@ -18,8 +18,6 @@ namespace bex::stream {
 
 namespace {
 
-constexpr int kOpenDirectory = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
-
 struct CloseDirectory {
     System* system;
     void operator()(DIR* directory) const noexcept { system->closedir(directory); }

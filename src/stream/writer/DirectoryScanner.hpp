@@ -1,5 +1,6 @@
 #pragma once
 
+#include <fcntl.h>
 #include <sys/stat.h>
 
 #include <cstdint>
@@ -14,6 +15,9 @@
 #include "stream/writer/Collection.hpp"
 
 namespace bex::stream {
+
+/// How the root of a tree and its directories are opened.
+constexpr int kOpenDirectory = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
 
 /// A name in an open directory, and what stands there.
 struct FoundName {

@@ -21,7 +21,6 @@ namespace bex::stream {
 namespace {
 
 constexpr std::uint32_t kRootMode = 0755;
-constexpr int kOpenDirectory = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
 constexpr unsigned kMostThreads = 16;  // each has a directory open
 
 [[noreturn]] void refuse(std::string_view where, const std::string& reason) {
