@@ -1,9 +1,9 @@
 #include "bex/stream/IndexedPackage.hpp"
 
 #include <algorithm>
-#include <mutex>
 #include <utility>
 
+#include "stream/base/Lazy.hpp"
 #include "stream/base/ProgressMeter.hpp"
 #include "stream/base/WorkPool.hpp"
 #include "stream/control/ParagraphParser.hpp"
@@ -122,15 +122,12 @@ struct IndexedPackage::State {
     }
 
     const std::vector<ControlMember>& controlMembers() {
-        // Once, by the first thread; the others wait. If it throws, the next call tries again.
-        std::call_once(controlRead, [this] { readMembers = stream->readControl(); });
-        return readMembers;
+        return readMembers.get([this] { return stream->readControl(); });
     }
 
     const ControlParagraph& control() {
         const ControlMember& text = *findMember(controlMembers(), "control");
-        std::call_once(controlParsed, [&] { paragraph = parseParagraph(text.contents, place.at("control")); });
-        return paragraph;
+        return paragraph.get([&] { return parseParagraph(text.contents, place.at("control")); });
     }
 
     const ReadOptions options;
@@ -139,10 +136,8 @@ struct IndexedPackage::State {
     std::shared_ptr<const IndexedPayload> payload;
 
 private:
-    std::once_flag controlRead;
-    std::once_flag controlParsed;
-    std::vector<ControlMember> readMembers;
-    ControlParagraph paragraph;
+    Lazy<std::vector<ControlMember>> readMembers;
+    Lazy<ControlParagraph> paragraph;
 };
 
 namespace {

@@ -149,24 +149,23 @@ std::optional<std::size_t> IndexedPayload::findSorted(std::string_view plain) co
 }
 
 std::optional<std::size_t> IndexedPayload::findHashed(std::string_view plain) const {
-    // Once, by the first thread; the others wait. If it throws, the next call tries again.
-    std::call_once(hashed_, [this] {
-        std::vector<std::pair<std::size_t, std::size_t>> hashes;
-        hashes.reserve(size());
+    const Hashes& hashes = hashes_.get([this] {
+        Hashes every;
+        every.reserve(size());
         for (std::size_t group = 0; group < index_.groups(); ++group) {
             // Past the cache: going through all groups would displace those that are in use.
             for (const IndexRow& row : index_.rows(group)) {
-                hashes.emplace_back(hashOf(plainPath(row.entry.path)), hashes.size());
+                every.emplace_back(hashOf(plainPath(row.entry.path)), every.size());
             }
         }
         // By hash, then by number: of equal paths the first entry is found.
-        std::sort(hashes.begin(), hashes.end());
-        hashes_ = std::move(hashes);
+        std::sort(every.begin(), every.end());
+        return every;
     });
     // The hash alone decides nothing: each candidate's path is compared.
     const std::size_t hash = hashOf(plain);
-    auto found = std::lower_bound(hashes_.begin(), hashes_.end(), std::pair<std::size_t, std::size_t>(hash, 0));
-    for (; found != hashes_.end() && found->first == hash; ++found) {
+    auto found = std::lower_bound(hashes.begin(), hashes.end(), Hashes::value_type(hash, 0));
+    for (; found != hashes.end() && found->first == hash; ++found) {
         if (plainPath(row(found->second).entry.path) == plain) {
             return found->second;
         }

@@ -14,6 +14,7 @@
 #include "bex/stream/Limits.hpp"
 #include "bex/stream/Member.hpp"
 #include "bex/stream/Source.hpp"
+#include "stream/base/Lazy.hpp"
 #include "stream/base/Place.hpp"
 #include "stream/codec/Buffer.hpp"
 #include "stream/codec/IndexChain.hpp"
@@ -102,6 +103,9 @@ private:
 
     bool describes(const IndexRow& row) const;
     IndexFooter readFooter(const Limits& limits) const;
+    /// Hashes of paths, with the entries' numbers; sorted.
+    using Hashes = std::vector<std::pair<std::size_t, std::size_t>>;
+
     std::string readIndex() const;
     std::string readExactly(std::uint64_t offset, std::uint64_t size) const;
     std::shared_ptr<const Rows> rowsOf(std::size_t group) const;
@@ -117,8 +121,7 @@ private:
     const PayloadIndex index_;
     mutable RecentValues<Rows> groups_;
     mutable RecentValues<Buffer> blocks_;
-    mutable std::once_flag hashed_;
-    mutable std::vector<std::pair<std::size_t, std::size_t>> hashes_;  // of paths, with their numbers; sorted
+    mutable Lazy<Hashes> hashes_;
 };
 
 }  // namespace bex::stream
