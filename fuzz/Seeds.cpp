@@ -242,6 +242,26 @@ Seeds buildFiles() {
         "usr/**/{a,b{c,d}}/*.[ch]\nusr/x/y/bc/z.c\nusr/a/q.h\n"};
 }
 
+Seeds repositories() {
+    const std::string sum(64, 'a');
+    const std::string stanza =
+        "Package: a\nVersion: 1:1~b-2\nArchitecture: all\nFilename: ./pool/a.deb\nSize: 12\nMD5sum: " +
+        std::string(32, '0') + "\nSHA256: " + sum +
+        "\nDepends: b (>= 1) | c\nDescription: one\n two\n .\n three\n";
+    const std::string release =
+        "Origin: o\nSuite: stable\nDate: Sun, 22 Nov 2026 05:40:00 UTC\nAcquire-By-Hash: yes\n"
+        "SHA256:\n " +
+        sum + " 12 main/binary-amd64/Packages\n " + sum + "  7 main/Contents-all.gz\n";
+    const std::string signature =
+        "-----BEGIN PGP SIGNATURE-----\n\nwsBzBAABCAAdFiEEAAAA\n=AAAA\n-----END PGP SIGNATURE-----\n";
+    return {stanza + "\n" + stanza,
+            "\n\n" + stanza + "SHA1: x\n",
+            release,
+            "-----BEGIN PGP SIGNED MESSAGE-----\nHash: SHA256\n\n" + release + signature,
+            signature,
+            "Bex-Shard: 1\nDigests: sha256 md5\n\n" + stanza + "\nBex-Shard-End: 1 " + sum + "\n"};
+}
+
 /// Decisions for the round trip: options, then kind, name, attributes and contents of each thing to add.
 Seeds decisions() {
     const auto thing = [](char kind, const std::string& name, const std::string& value) {
@@ -263,11 +283,9 @@ Seeds decisions() {
 }  // namespace
 
 std::vector<std::string> seedsFor(std::string_view target) {
-    const std::map<std::string_view, Seeds (*)()> byName{{"roundtrip", decisions},
-                                                         {"index", indexes},
-                                                         {"elf", elfs},
-                                                         {"symbols", symbolsFiles},
-                                                         {"buildfile", buildFiles}};
+    const std::map<std::string_view, Seeds (*)()> byName{
+        {"roundtrip", decisions},  {"index", indexes},           {"elf", elfs},
+        {"symbols", symbolsFiles}, {"repository", repositories}, {"buildfile", buildFiles}};
     switch (targetNamed(target).shape) {
         case Shape::ar:
             return ars();

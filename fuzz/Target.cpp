@@ -17,6 +17,7 @@ const std::vector<Target>& targets() {
         {"elf", Shape::bytes, runElf},
         {"symbols", Shape::bytes, runSymbols},
         {"buildfile", Shape::bytes, runBuildFile},
+        {"repository", Shape::bytes, runRepository},
         {"ar", Shape::ar, runAr},
         {"gzip", Shape::gzip, runGzip},
         {"tar", Shape::tar, runTar},

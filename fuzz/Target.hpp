@@ -31,6 +31,7 @@ void runEscape(std::string_view input);
 void runBuildFile(std::string_view input);
 void runElf(std::string_view input);
 void runSymbols(std::string_view input);
+void runRepository(std::string_view input);
 void runAr(std::string_view input);
 void runGzip(std::string_view input);
 void runTar(std::string_view input);
