@@ -5,9 +5,9 @@
 
 #include "bex/stream/StreamError.hpp"
 #include "repo/index/StanzaList.hpp"
-#include "repo/publish/Armor.hpp"
 #include "repo/suite/Layout.hpp"
 #include "repo/suite/Settings.hpp"
+#include "signing/Armor.hpp"
 
 namespace bex::repo {
 namespace {
@@ -89,7 +89,7 @@ TEST(Armor, IsAWholeSignatureAndNothingElse) {
         {"", false, "nothing"},
     };
     for (const auto& c : cases) {
-        EXPECT_EQ(isArmoredSignature(c.text), c.accepted) << c.why;
+        EXPECT_EQ(signing::isArmoredSignature(c.text), c.accepted) << c.why;
     }
 }
 

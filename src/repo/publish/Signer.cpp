@@ -7,9 +7,9 @@
 
 #include "repo/base/Failure.hpp"
 #include "repo/index/Release.hpp"
-#include "repo/publish/Armor.hpp"
-#include "repo/publish/Process.hpp"
 #include "repo/suite/Settings.hpp"
+#include "signing/Armor.hpp"
+#include "signing/Process.hpp"
 
 namespace bex::repo {
 
@@ -46,15 +46,15 @@ Signatures sign(const std::string& text, const PublishOptions& options) {
     const auto [inlineSign, detached] = commandsOf(options);
     const std::string& program = inlineSign.front();
     Signatures made;
-    made.inRelease = outputOf(inlineSign, text, options.signerTimeout);
+    made.inRelease = signing::outputOf(inlineSign, text, options.signerTimeout);
     // A program that signs something else, or prints a word of its own, is found here and not by clients.
     // Lines of the text that look like the beginning are escaped with a dash.
     const std::string_view signature =
         std::string_view(made.inRelease).substr(std::min(made.inRelease.find(begin) + 1, made.inRelease.size()));
-    require(signedText(made.inRelease) == text && isArmoredSignature(signature), program,
+    require(signedText(made.inRelease) == text && signing::isArmoredSignature(signature), program,
             "did not print the Release file with a signature");
-    made.releaseGpg = outputOf(detached, text, options.signerTimeout);
-    require(isArmoredSignature(made.releaseGpg), program, "did not print an armored signature");
+    made.releaseGpg = signing::outputOf(detached, text, options.signerTimeout);
+    require(signing::isArmoredSignature(made.releaseGpg), program, "did not print an armored signature");
     return made;
 }
 

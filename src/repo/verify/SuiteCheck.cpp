@@ -9,9 +9,9 @@
 
 #include "repo/base/Failure.hpp"
 #include "repo/files/ScratchCopy.hpp"
-#include "repo/publish/Process.hpp"
 #include "repo/suite/Layout.hpp"
 #include "repo/suite/PublishedSuite.hpp"
+#include "signing/Process.hpp"
 
 namespace bex::repo {
 
@@ -126,7 +126,7 @@ void SuiteCheck::checkSignature(const std::string& signedFile, const std::string
     }
     command.push_back(content.path());
     try {
-        outputOf(command, "", kVerifierTime);
+        signing::outputOf(command, "", kVerifierTime);
     } catch (const StreamError& error) {
         findings_.error("signature", below(detached.empty() ? "InRelease" : "Release.gpg"), error.record().reason);
     }

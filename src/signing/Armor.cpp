@@ -1,4 +1,4 @@
-#include "repo/publish/Armor.hpp"
+#include "signing/Armor.hpp"
 
 #include <algorithm>
 #include <cstddef>
@@ -9,7 +9,7 @@
 #include "stream/base/Ascii.hpp"
 #include "stream/base/Text.hpp"
 
-namespace bex::repo {
+namespace bex::signing {
 
 namespace {
 
@@ -139,4 +139,4 @@ bool isArmoredSignature(std::string_view text) {
     return checksum.empty() || (expected && numberOf(*expected) == crc24(*bytes));
 }
 
-}  // namespace bex::repo
+}  // namespace bex::signing
