@@ -140,7 +140,8 @@ public:
     /// ("triggers" that it cannot parse, a script whose first line ends with a carriage return), and for a member
     /// over the 9999999999 bytes that ar can store (before anything is written if compression cannot make it
     /// smaller, else as soon as it is larger); `damaged` naming the first entry or control member that
-    /// WriteOptions::check finds to differ; `cancelled`; else as above.
+    /// WriteOptions::check finds to differ; `cancelled`; `invalidInput` for names that WriteOptions::trailing may
+    /// not have; else as above. The exceptions of its makers pass through.
     WriteResult write(const std::string& path, const WriteOptions& options = {}) const;
 
     /// Writes the package to `out`, front to back; syncing `out` is the caller's task. `temporaryDirectory` is for

@@ -12,6 +12,7 @@
 #include "bex/stream/Entry.hpp"
 #include "bex/stream/Finding.hpp"
 #include "bex/stream/Progress.hpp"
+#include "bex/stream/TrailingMember.hpp"
 
 namespace bex::stream {
 
@@ -56,6 +57,10 @@ struct WriteOptions {
     /// the archive is written. A dry run reads no payload. So it knows only the size of the "md5sums" that write()
     /// makes, and their `contents` is empty.
     std::function<void(const Entry&, std::string_view contents)> onControlFile = nullptr;
+    /// Members after the data member, in this order. They are made when all that they cover is complete, and
+    /// before its first byte reaches the target: if a maker throws, no package appears, and a Sink has received
+    /// nothing. Cost: the compressed payload is read once more.
+    std::vector<TrailingMember> trailing;
     ProgressCallback progress;
 };
 

@@ -72,6 +72,7 @@ PackageBuild::PackageBuild(const Collection& collection, const WriteOptions& opt
     : collection_(requireSoundControl(collection)),
       options_(options),
       system_(system),
+      trailing_(options.trailing),
       plan_(collection, options),
       meter_(options.progress, plan_.contentBytes() * passesOf(options)) {
     // Before anything is read: given sums and made ones would contradict each other.
@@ -177,6 +178,8 @@ WriteResult PackageBuild::writeTo(Sink& out, const std::string& temporaryDirecto
 /// contents are to be read once.
 void PackageBuild::write(Sink& out, const std::string& temporaryDirectory) {
     Spool spool(temporaryDirectory, memberName("data"), system_);
+    // A key that cannot be used shows before the payload is read.
+    trailing_.begin();
     writePayload(spool);
     assemble(spool, out);
 }
@@ -194,11 +197,27 @@ void PackageBuild::writePayload(Spool& spool) {
     result_.notes.insert(result_.notes.end(), notes.all().begin(), notes.all().end());
 }
 
+void PackageBuild::makeTrailing(const std::string& controlArchive, const Spool& spool) {
+    if (trailing_.empty()) {
+        return;
+    }
+    trailing_.take(kFormatVersionText);
+    trailing_.take(controlArchive);
+    spool.read([this](std::string_view piece) {
+        trailing_.take(piece);
+        meter_.add(0, "");  // for the caller to cancel
+    });
+    trailing_.finish();
+}
+
 void PackageBuild::assemble(Spool& spool, Sink& out) {
+    const std::string controlArchive = makeControlArchive(controlFiles_, plan_.commonTime(), settings());
+    // Before the first byte: without its trailing members, what a sink has received would be a whole package.
+    makeTrailing(controlArchive, spool);
     ArWriter package(out, plan_.commonTime());
     // The order of deb(5): the format's version, then control, then data.
     package.addMember(kFormatVersionMember, kFormatVersionText);
-    package.addMember(memberName("control"), makeControlArchive(controlFiles_, plan_.commonTime(), settings()));
+    package.addMember(memberName("control"), controlArchive);
     package.beginMember(memberName("data"), spool.size());
     spool.moveTo([&](std::string_view piece) {
         package.write(piece);
@@ -206,6 +225,7 @@ void PackageBuild::assemble(Spool& spool, Sink& out) {
         meter_.add(0, "");
     });
     package.endMember();
+    trailing_.appendTo(package);
     result_.packageBytes = package.size();
 }
 
@@ -214,7 +234,9 @@ void PackageBuild::check(int descriptor, const std::string& path) {
     // The descriptor stays the file's; reading by offset does not move its position.
     options.limits = withoutLimits();
     options.threads = options_.threads;
-    PackageStream package(openInput(OpenFile{descriptor, {}}, path, system_), Place(path), options);
+    OpenInput input = openInput(OpenFile{descriptor, {}}, path, system_);
+    trailing_.compare(*input.source, Place(path));
+    PackageStream package(std::move(input), Place(path), options);
     Comparison comparison(package, plan_);
     comparison.compareControl(controlFiles_);
     FileReader sources(collection_, system_);

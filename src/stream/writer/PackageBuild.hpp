@@ -13,6 +13,7 @@
 #include "stream/system/System.hpp"
 #include "stream/writer/Collection.hpp"
 #include "stream/writer/Plan.hpp"
+#include "stream/writer/TrailingMembers.hpp"
 
 namespace bex::stream {
 
@@ -44,6 +45,7 @@ private:
     void showControlFiles() const;
     void write(Sink& out, const std::string& temporaryDirectory);
     void writePayload(Spool& spool);
+    void makeTrailing(const std::string& controlArchive, const Spool& spool);
     void assemble(Spool& spool, Sink& out);
     void check(int descriptor, const std::string& path);
     void makeControlFiles(std::string md5sums);
@@ -53,6 +55,7 @@ private:
     const Collection& collection_;
     const WriteOptions& options_;
     System& system_;
+    TrailingMembers trailing_;
     Plan plan_;
     ProgressMeter meter_;
     WriteResult result_;

@@ -22,14 +22,21 @@ void Spool::write(const char* data, std::size_t size) {
     file_.append({data, size});
 }
 
-void Spool::moveTo(const std::function<void(std::string_view)>& consume) {
+void Spool::read(const std::function<void(std::string_view)>& consume) const {
     std::vector<char> piece(kPieceBytes);
     for (std::uint64_t offset = 0; offset < size();) {
         const std::size_t count = file_.read(offset, piece.data(), piece.size());
         offset += count;
-        file_.discardBefore(offset);
         consume({piece.data(), count});
     }
+}
+
+void Spool::moveTo(const std::function<void(std::string_view)>& consume) {
+    read([this, &consume, moved = std::uint64_t{0}](std::string_view piece) mutable {
+        moved += piece.size();
+        file_.discardBefore(moved);
+        consume(piece);
+    });
 }
 
 }  // namespace bex::stream

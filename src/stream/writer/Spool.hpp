@@ -24,6 +24,9 @@ public:
 
     std::uint64_t size() const noexcept { return file_.size(); }
 
+    /// Hands over all bytes, piece by piece. May be called several times, before moveTo().
+    void read(const std::function<void(std::string_view)>& consume) const;
+
     /// Hands over all bytes, piece by piece, and frees the space of each piece before it is handed over: whoever
     /// writes it elsewhere on the same file system needs no more room than the member itself. Call once.
     void moveTo(const std::function<void(std::string_view)>& consume);
