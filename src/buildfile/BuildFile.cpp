@@ -12,6 +12,7 @@
 #include "buildfile/contents/Payload.hpp"
 #include "buildfile/model/Description.hpp"
 #include "buildfile/scripts/MaintainerScripts.hpp"
+#include "buildfile/signing/Signature.hpp"
 #include "stream/base/Text.hpp"
 
 namespace bex::buildfile {
@@ -55,6 +56,9 @@ public:
         if (description_.changelog) {
             makeChangelog();
         }
+        if (description_.signature) {
+            signingKey_ = contentsOf(description_.signature->keyFile, description_);
+        }
         files_ = payload_.files();
         collectRequests();
     }
@@ -74,6 +78,13 @@ public:
         for (const auto& [member, text] : members_) {
             writer.addControlMember(member, text);
         }
+    }
+
+    std::vector<stream::TrailingMember> trailingMembers() const override {
+        if (!description_.signature) {
+            return {};
+        }
+        return {signatureMember(*description_.signature, signingKey_, description_.file)};
     }
 
 private:
@@ -179,6 +190,7 @@ private:
     std::map<std::string, std::string> members_;  ///< control members' texts by name
     std::string changelog_;                       ///< compressed
     std::string changelogPath_;
+    std::string signingKey_;  ///< contents of the key file
     std::vector<PackagedFile> files_;
     Requests requests_;
 };

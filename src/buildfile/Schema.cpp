@@ -53,7 +53,6 @@ Json valueSchema(const Key& key) {
             return {{"type", {"array", "null"}}, {"items", items}};
         }
         // Checked by nobody: the reader skips such values with a note, whatever they hold.
-        case KeyKind::unmade:
         case KeyKind::foreign:
             break;
     }

@@ -62,9 +62,12 @@ ExitStatus pretend(const PackageWriter& writer, const std::string& target, Write
     plan.collectFrom(options);
     const WriteResult result = writeTo(target, writer, options, context);
     if (context.json) {
-        context.console.out(plan.json(target, result));
+        context.console.out(plan.json(target, options.trailing, result));
     } else {
         context.console.out(plan.lines());
+        for (const stream::TrailingMember& member : options.trailing) {
+            context.console.note("member " + member.name + " follows the data member");
+        }
     }
     printNotes(target, result.notes, context);
     return ExitStatus::done;
@@ -178,6 +181,9 @@ ExitStatus runBuild(BuildArguments& arguments, Context& context) {
     ProgressBar progress(context, "packing");
     WriteOptions options = writeOptions(arguments, context);
     options.progress = progress.callback();
+    if (buildFile != nullptr) {
+        options.trailing = buildFile->trailingMembers();
+    }
     if (arguments.dryRun) {
         return pretend(writer, target, options, context);
     }

@@ -56,7 +56,8 @@ std::string BuildPlan::lines() const {
     return lines;
 }
 
-std::string BuildPlan::json(const std::string& target, const stream::WriteResult& result) const {
+std::string BuildPlan::json(const std::string& target, const std::vector<stream::TrailingMember>& trailing,
+                            const stream::WriteResult& result) const {
     Json object = {{"schema", 1}};
     if (!target.empty()) {
         putText(object, "package", target);
@@ -69,6 +70,9 @@ std::string BuildPlan::json(const std::string& target, const stream::WriteResult
         if (conffiles_.count(entry.path) != 0) {
             shown["conffile"] = true;
         }
+    }
+    for (const stream::TrailingMember& member : trailing) {
+        object["trailing"].push_back(member.name);
     }
     object["notes"] = notesJson(result.notes);
     return jsonText(object);

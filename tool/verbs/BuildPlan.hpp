@@ -20,8 +20,9 @@ public:
 
     /// A line for each entry of the payload.
     std::string lines() const;
-    /// `target`: the path that a build would write, or "".
-    std::string json(const std::string& target, const stream::WriteResult& result) const;
+    /// `target`: the path that a build would write, or "". `trailing`: the members after the data member.
+    std::string json(const std::string& target, const std::vector<stream::TrailingMember>& trailing,
+                     const stream::WriteResult& result) const;
 
 private:
     void takeControlFile(const stream::Entry& entry, std::string_view contents);

@@ -10,6 +10,7 @@
 #include "bex/stream/Compression.hpp"
 #include "bex/stream/Export.hpp"
 #include "bex/stream/PackageWriter.hpp"
+#include "bex/stream/TrailingMember.hpp"
 
 namespace bex::buildfile {
 
@@ -44,6 +45,13 @@ public:
 
     /// Adds payload, conffiles and control members. Throws stream::StreamError.
     virtual void addTo(stream::PackageWriter& writer, const Substitute& substitute) const = 0;
+
+    /// For WriteOptions::trailing: the package's signature, if the file asks for one. It is made by gpg(1), in a
+    /// directory of its own that is removed afterwards, with the passphrase of the environment's
+    /// NFPM_DEB_PASSPHRASE or NFPM_PASSPHRASE. Several packages may be written with the result. Writing then
+    /// throws stream::StreamError, PATH:LINE:COLUMN of the key and the reason: `invalidInput` for a key that
+    /// cannot be used, `inputOutput` with the code "signer" if gpg is missing, fails, or takes too long.
+    virtual std::vector<stream::TrailingMember> trailingMembers() const = 0;
 };
 
 /// Reads the text of a build file, at most 16 MiB, and finds the files that it names; `path` is for messages.

@@ -112,7 +112,6 @@ private:
             case KeyKind::sections:
                 checkSections(value, *key.section, path);
                 break;
-            case KeyKind::unmade:
             case KeyKind::foreign:
                 break;
         }

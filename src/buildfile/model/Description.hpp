@@ -47,6 +47,13 @@ struct Systemd {
     bool restartOnUpgrade = true;
 };
 
+/// How the package is signed.
+struct SignatureRequest {
+    NamedPath keyFile;
+    std::string keyId;  ///< hexadecimal digits, upper case; "" for the first key of the file that can sign
+    std::string member = "_gpgorigin";  ///< of the package
+};
+
 /// What a build file says, for a Debian package, with the environment's values in it.
 struct Description {
     std::string file;  ///< for messages
@@ -63,6 +70,7 @@ struct Description {
     std::optional<NamedPath> sysusers;
     std::optional<NamedPath> tmpfiles;
     std::optional<NamedPath> changelog;
+    std::optional<SignatureRequest> signature;
     std::string strip;                 ///< "none", "drop" or "dbgsym"; "" where it is not given
     std::vector<std::string> skipped;  ///< keys and lines of other formats, with their lines
     std::vector<std::string> notes;    ///< sentences for people

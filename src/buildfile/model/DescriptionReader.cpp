@@ -7,6 +7,7 @@
 #include "buildfile/model/Description.hpp"
 #include "buildfile/model/Document.hpp"
 #include "buildfile/model/FieldReader.hpp"
+#include "buildfile/model/SignatureReader.hpp"
 #include "buildfile/yaml/YamlReader.hpp"
 #include "stream/base/Text.hpp"
 
@@ -31,6 +32,7 @@ public:
         readSystem();
         readOptions();
         readCompression();
+        description_.signature = readSignature(document_, description_.notes);
         return std::move(description_);
     }
 
@@ -97,10 +99,6 @@ private:
             description_.mtime = document_.time(*mtime);
         }
         description_.strip = document_.text(document_.find("strip"), Expansion::none).value_or("");
-        // A note and not an error: files that are made for signing stay usable here.
-        if (document_.inDeb("signature") != nullptr) {
-            description_.notes.emplace_back("deb.signature: the package is not signed");
-        }
     }
 
     void readCompression() {

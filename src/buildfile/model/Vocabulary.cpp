@@ -62,6 +62,15 @@ constexpr Key kTriggerKeys[] = {
 };
 constexpr Section kTriggers = sectionOf(kTriggerKeys);
 
+constexpr Key kSignatureKeys[] = {
+    {"key_file", KeyKind::text, "File with the secret OpenPGP key; without it the package is not signed"},
+    {"key_id", KeyKind::text, "Hexadecimal ID or fingerprint of the key (the first subkey that can sign)"},
+    {"type", KeyKind::choice, "Role of the signer (origin)", nullptr, "origin maint archive"},
+    {"method", KeyKind::choice, "debsign; dpkg-sig is refused (debsign)", nullptr, "debsign dpkg-sig"},
+    {"signer", KeyKind::text, "Of the method dpkg-sig"},
+};
+constexpr Section kSignature = sectionOf(kSignatureKeys);
+
 constexpr Key kDebKeys[] = {
     {"arch", KeyKind::text, "Debian's name of the architecture, taken as it is"},
     {"arch_variant", KeyKind::text, "Architecture-Variant, such as amd64v3"},
@@ -71,7 +80,7 @@ constexpr Key kDebKeys[] = {
     {"predepends", KeyKind::texts, "Pre-Depends"},
     {"compression", KeyKind::level, "How the package is compressed, and how hard: gzip, zstd:19 (gzip)", nullptr,
      "gzip zstd xz none"},
-    {"signature", KeyKind::unmade, "Signatures are not made; a note says so"},
+    {"signature", KeyKind::section, "The package's own signature", &kSignature},
     {"fields", KeyKind::textMap, "Further fields of the control file; empty ones are left out"},
     {"metadata", KeyKind::text, "The older place of version_metadata"},
 };

@@ -15,7 +15,6 @@ enum class KeyKind {
     level,     ///< the same, with a colon and a level after it or not
     section,   ///< a map of known keys
     sections,  ///< a list of such maps
-    unmade,    ///< what is not done and has a note of its own
     foreign    ///< of other package formats, or without a meaning for Debian packages: noted and skipped
 };
 

@@ -103,6 +103,63 @@ machine() {
     printf 'libdemo.so.1 libdemo1 #MINVER#\n one@V1 1.0\n two@V2 2.0\n' >root/var/lib/dpkg/info/libdemo1.symbols
 }
 
+# [PASSPHRASE]: key.gpg with a secret key that has two subkeys, an expired one and one that signs. gpg knows the key.
+signing_key() {
+    export GNUPGHOME=$PWD/gnupg
+    mkdir -m 700 gnupg
+    new_key() {
+        gpg --batch --quiet --no-tty --pinentry-mode loopback --passphrase "$passphrase" "$@" 2>>gnupg/log
+    }
+    local passphrase=${1-} fingerprint
+    new_key --faked-system-time 20200101T000000 --quick-gen-key 'Ann Lee <ann@example.org>' ed25519 cert,sign never
+    fingerprint=$(key_fields fpr 10 | head -1)
+    new_key --faked-system-time 20200101T000000 --quick-add-key "$fingerprint" ed25519 sign 1d
+    new_key --quick-add-key "$fingerprint" ed25519 sign
+    new_key --export-secret-keys >key.gpg
+}
+
+# RECORD FIELD: that field of these records of the secret keys.
+key_fields() {
+    gpg --batch --with-colons --list-secret-keys 2>>gnupg/log |
+        awk -F: -v record="$1" -v field="$2" '$1 == record { print $field }'
+}
+
+# PACKAGE: the contents that its signature covers.
+covered() {
+    local member
+    for member in $(ar t "$1" | grep -v '^_'); do
+        ar p "$1" "$member"
+    done
+}
+
+# PACKAGE MEMBER: what gpg says of the signature, and which of the secret keys made it, counted from 1.
+judged() {
+    ar p "$1" "$2" >signature
+    key_fields fpr 10 >fingerprints
+    covered "$1" | gpg --batch --status-fd 1 --verify signature - 2>>gnupg/log |
+        awk '$2 ~ /^(GOOD|BAD|ERR|EXP)/ { print $2 } $2 == "VALIDSIG" { print $3 }' >judgement
+    head -1 judgement
+    tail -1 judgement | grep -nxFf - fingerprints | cut -d: -f1
+}
+
+# PACKAGE: debsig-verify's answer, with a policy that wants a signature of the origin by this key.
+debsig() {
+    local id
+    id=$(key_fields sec 5)
+    mkdir -p policies/$id keyrings/$id
+    gpg --batch --export >keyrings/$id/debsig.gpg
+    cat >policies/$id/only.pol <<END
+<?xml version="1.0"?>
+<!DOCTYPE Policy SYSTEM "https://www.debian.org/debsig/1.0/policy.dtd">
+<Policy xmlns="https://www.debian.org/debsig/1.0/">
+  <Origin Name="Ann Lee" id="$id" Description="Packages of Ann Lee"/>
+  <Selection><Required Type="origin" File="debsig.gpg" id="$id"/></Selection>
+  <Verification MinOptional="0"><Required Type="origin" File="debsig.gpg" id="$id"/></Verification>
+</Policy>
+END
+    debsig-verify --policies-dir "$PWD/policies" --keyrings-dir "$PWD/keyrings" "$1"
+}
+
 # nfpm.yaml with every key of the format, and the files that it names.
 reference() {
     local file
@@ -137,6 +194,9 @@ reference() {
   changes:
     - note: the first release
 END
+    signing_key
+    DEB_SIGNING_KEY_ID=$(key_fields sec 5)
+    export DEB_SIGNING_KEY_ID
     export REPLACE_BLA=r1 PROVIDES_BLA=p1 DEPENDS_NGINX=nginx RECOMMENDS_BLA= CONFLICTS_BLA=c1 NAME=prog
 }
 
