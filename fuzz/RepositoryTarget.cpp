@@ -9,7 +9,7 @@
 #include "bex/repo/Scan.hpp"
 #include "repo/index/Release.hpp"
 #include "repo/index/StanzaList.hpp"
-#include "repo/publish/Armor.hpp"
+#include "signing/Armor.hpp"
 
 namespace bex::fuzz {
 namespace {
@@ -113,7 +113,7 @@ void runRepository(std::string_view input) {
     readIndex(input);
     readRelease(input);
     readRelease(repo::signedText(input));
-    repo::isArmoredSignature(input);
+    signing::isArmoredSignature(input);
     const std::string failure = test::failureOf([&] {
         repo::DigestChoice digests;
         repo::mergeShards({FileInMemory(input).path()}, digests);
