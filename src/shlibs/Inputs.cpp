@@ -198,12 +198,18 @@ private:
         const auto write = [&](const char* data, std::size_t size) {
             while (size > 0) {
                 const ssize_t done = ::write(copy.get(), data, size);
-                if (done < 0 && errno != EINTR) {
+                if (done < 0 && errno == EINTR) {
+                    continue;
+                }
+                // Nothing written and no error: it would be the same again, for ever.
+                if (done == 0) {
+                    throw systemFailure(name, ENOSPC);
+                }
+                if (done < 0) {
                     throw systemFailure(name, errno);
                 }
-                // A call that a signal interrupted gave -1 and wrote nothing: the loop tries the same bytes again.
-                data += std::max<ssize_t>(done, 0);
-                size -= static_cast<std::size_t>(std::max<ssize_t>(done, 0));
+                data += done;
+                size -= static_cast<std::size_t>(done);
             }
         };
         // The reader cannot go back: the bytes that addFile() took come first.
@@ -275,6 +281,9 @@ Subjects findSubjects(const Request& request) {
         const std::string header = headerOf(input);
         if (header.compare(0, kPackageMagic.size(), kPackageMagic) == 0) {
             const std::string architecture = PackageWalk(input, request.reading, subjects.files).walk();
+            if (architecture.empty()) {
+                continue;  // a package for all architectures says nothing about the others
+            }
             agree = agree && (subjects.architecture.empty() || architecture == subjects.architecture);
             subjects.architecture = architecture;
         } else if (isElf(header)) {

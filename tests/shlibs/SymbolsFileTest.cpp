@@ -78,6 +78,10 @@ TEST(SymbolsFile, GivesVersionAndTemplateOfEachSymbol) {
     }
     EXPECT_EQ(read.file.find("libx.so.1")->smallest, "1.0.5");
     EXPECT_EQ(read.file.find("liby.so.1")->templates, std::vector<std::string>{"liby1"});
+    // Without the blank before it, this is no symbol of the library, nor its dependency.
+    Read tagged("libx.so.1 libx1\n(arch=amd64)one@Base 1.0\n");
+    EXPECT_EQ(tagged.versionOf("one@Base"), "none");
+    EXPECT_EQ(tagged.file.find("libx.so.1")->templates, std::vector<std::string>{"libx1"});
     EXPECT_EQ(read.file.find("libz.so.1"), nullptr);
     EXPECT_THAT(read.notes, IsEmpty());
 }

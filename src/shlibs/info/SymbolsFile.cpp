@@ -133,16 +133,17 @@ void SymbolsFile::indexParts() {
         if (line.empty() || line.front() == '#') {
             continue;
         }
-        const bool isHeader =
-            !isBlank(line.front()) && line.front() != '|' && line.front() != '*' && line.front() != '(';
+        if (line.front() == '(' && line.find("#include") != std::string_view::npos) {
+            throw damaged(where_, "#include belongs to source packages", number);
+        }
+        // As dpkg reads it, also with a parenthesis at the front: tags are for symbols, which follow a blank.
+        const bool isHeader = !isBlank(line.front()) && line.front() != '|' && line.front() != '*';
         if (isHeader) {
             std::string_view words = line;
             // The pointer stays valid: the map moves no values when it grows.
             current = &libraries_[std::string(nextWord(words))].parts;
             current->push_back({line, number});
             begin = line.data();
-        } else if (line.find("#include") != std::string_view::npos && line.front() == '(') {
-            throw damaged(where_, "#include belongs to source packages", number);
         } else if (current == nullptr) {
             throw damaged(where_, "stands before the first library", number);
         } else {
