@@ -4,6 +4,7 @@
 #include <poll.h>
 #include <spawn.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/time.h>
 #include <sys/wait.h>
@@ -95,7 +96,11 @@ File scratch(const std::string& program) {
 
 /// What the program wrote, at most `limit` bytes of it.
 std::string contentsOf(const File& file, std::size_t limit) {
-    std::string text(limit, '\0');
+    struct stat status {};
+    if (fstat(fileno(file.get()), &status) != 0) {
+        return "";
+    }
+    std::string text(std::min<std::size_t>(limit, static_cast<std::size_t>(status.st_size)), '\0');
     std::rewind(file.get());
     text.resize(std::fread(text.data(), 1, text.size(), file.get()));
     return text;
