@@ -107,6 +107,7 @@ machine() {
 signing_key() {
     export GNUPGHOME=$PWD/gnupg
     mkdir -m 700 gnupg
+    echo s2k-count 65536 >gnupg/gpg-agent.conf # it would take a second to find a larger one
     new_key() {
         gpg --batch --quiet --no-tty --pinentry-mode loopback --passphrase "$passphrase" "$@" 2>>gnupg/log
     }
