@@ -107,7 +107,8 @@ machine() {
 signing_key() {
     export GNUPGHOME=$PWD/gnupg
     mkdir -m 700 gnupg
-    echo s2k-count 65536 >gnupg/gpg-agent.conf # it would take a second to find a larger one
+    trap 'gpgconf --homedir "$GNUPGHOME" --kill gpg-agent' EXIT # it would keep the shell's output open for a minute
+    echo s2k-count 65536 >gnupg/gpg-agent.conf # to find a larger one takes a second
     new_key() {
         gpg --batch --quiet --no-tty --pinentry-mode loopback --passphrase "$passphrase" "$@" 2>>gnupg/log
     }
