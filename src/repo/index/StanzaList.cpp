@@ -44,8 +44,10 @@ void takeField(std::string_view line, Stanza& stanza) {
     if (colon == std::string_view::npos) {
         return;
     }
+    // deb822(5) allows blanks before the colon.
+    const std::string_view name = stream::trimmed(line.substr(0, colon));
     for (const WantedField& field : kWanted) {
-        if (stream::equalIgnoringCase(line.substr(0, colon), field.name)) {
+        if (stream::equalIgnoringCase(name, field.name)) {
             stanza.*field.value = stream::trimmed(line.substr(colon + 1));
         }
     }
