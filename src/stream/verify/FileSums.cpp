@@ -8,7 +8,8 @@ namespace bex::stream {
 
 namespace {
 
-constexpr std::size_t kBatchBytes = std::size_t{256} << 10;
+/// Enough for many files side by side.
+constexpr std::size_t kBatchBytes = std::size_t{1} << 20;
 /// Empty files take no bytes, but memory all the same.
 constexpr std::size_t kMostParts = 1024;
 
@@ -19,30 +20,33 @@ unsigned summingThreads(unsigned threads) {
 
 }  // namespace
 
-FileSums::FileSums(unsigned threads, Taker take)
-    : take_(std::move(take)), pool_(summingThreads(threads), jobsInFlight(summingThreads(threads)), [] {
-          return [](Batch& batch) { sumUp(batch); };
-      }) {}
-
-void FileSums::sumUp(Batch& batch) {
-    for (Part& part : batch.parts) {
-        sumUp(batch, part);
-    }
+std::function<void(FileSums::Batch&)> FileSums::makeWork() {
+    auto lanes = std::make_shared<Md5Lanes>();
+    lanes->reserve(kMostParts);
+    return [lanes](Batch& batch) { sumUp(batch, *lanes); };
 }
 
-/// Throws nothing, so that nobody waits for a part that never comes.
-void FileSums::sumUp(const Batch& batch, Part& part) {
-    const std::string_view bytes = batch.bytes.view().substr(part.begin, part.size);
-    // All of the file is in this part: nobody else sums it.
-    if (part.whole == nullptr) {
-        Md5 sum;
-        sum.update(bytes.data(), bytes.size());
-        part.digest = sum.hex();
-        return;
+FileSums::FileSums(unsigned threads, Taker take)
+    : take_(std::move(take)), pool_(summingThreads(threads), jobsInFlight(summingThreads(threads)), makeWork) {}
+
+/// Throws nothing, so that nobody waits for a part that never comes: there is room for all parts of a batch.
+void FileSums::sumUp(Batch& batch, Md5Lanes& lanes) {
+    for (Part& part : batch.parts) {
+        const std::string_view bytes = batch.bytes.view().substr(part.begin, part.size);
+        if (part.whole == nullptr) {
+            // All of the file is in this part: nobody else sums it.
+            lanes.add(bytes, part.digest);
+        } else {
+            addPart(bytes, batch.number, part);
+        }
     }
+    lanes.finish();
+}
+
+void FileSums::addPart(std::string_view bytes, std::uint64_t batch, Part& part) {
     // Earlier parts are in earlier batches, which were submitted before and are being summed; none of them ever
     // fails.
-    part.whole->waitFor(part.offset, batch.number);
+    part.whole->waitFor(part.offset, batch);
     part.whole->add(bytes);
     if (part.last) {
         part.digest = part.whole->sum.hex();

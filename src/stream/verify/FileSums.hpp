@@ -10,13 +10,14 @@
 
 #include "stream/base/WorkPool.hpp"
 #include "stream/codec/Buffer.hpp"
+#include "stream/control/Md5Lanes.hpp"
 #include "stream/control/OrderedSum.hpp"
 
 namespace bex::stream {
 
 /// MD5 sums of files whose contents come one after the other, made by threads of its own. Contents are copied into
 /// batches, so that many small files are one job, and the parts of a large one are summed in order by whoever has
-/// the next. Memory: 256 KiB for each batch, two batches for each thread.
+/// the next. Memory: 1 MiB for each batch, two batches for each thread.
 class FileSums {
 public:
     /// Gets the sum of each file, in order. What it throws comes out of the call that it was made in.
@@ -48,8 +49,9 @@ private:
         std::vector<Part> parts;
     };
 
-    static void sumUp(Batch& batch);
-    static void sumUp(const Batch& batch, Part& part);
+    static std::function<void(Batch&)> makeWork();
+    static void sumUp(Batch& batch, Md5Lanes& lanes);
+    static void addPart(std::string_view bytes, std::uint64_t batch, Part& part);
     Batch& batch();
     Part& part();
     void submit();

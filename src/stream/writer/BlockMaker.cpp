@@ -54,6 +54,19 @@ void addZeros(const PayloadBlock::Part& part) {
 void BlockMaker::make(PayloadBlock& block) {
     // First, so that an exception anywhere below ends the waiting of later blocks.
     Waiters waiters(block);
+    whole_.clear();
+    try {
+        addEntries(block);
+    } catch (...) {
+        // Of files before the one that failed, one may have changed in secret: that is the first error then.
+        sumWholeFiles(block);
+        throw;
+    }
+    sumWholeFiles(block);
+    waiters.succeed();
+}
+
+void BlockMaker::addEntries(PayloadBlock& block) {
     std::uint64_t begin = block.firstBegin;
     // begin is where the entry `index` begins, in the stream: the extents follow from the plan alone.
     for (std::size_t index = block.firstEntry; index < plan_.size() && begin < block.end(); ++index) {
@@ -70,7 +83,6 @@ void BlockMaker::make(PayloadBlock& block) {
     }
     // What is left of the block is the archive's end, or nothing.
     addZeros(block.partOf(begin, block.end()));
-    waiters.succeed();
 }
 
 void BlockMaker::addFile(std::size_t index, const EntryExtent& extent, PayloadBlock& block) {
@@ -84,9 +96,9 @@ void BlockMaker::addFile(std::size_t index, const EntryExtent& extent, PayloadBl
     const std::string_view bytes(part.data, part.size);
     // All of the file is in this block: no other thread has a part of it.
     if (last && part.offset == 0) {
-        Md5 sum;
-        sum.update(bytes.data(), bytes.size());
-        finish(index, sum, times, block);
+        // The sum first: whole_ must only name those that are there, also where there is no memory for either.
+        block.sums.push_back({index});
+        whole_.push_back({index, block.sums.size() - 1, bytes, times});
         return;
     }
     // The parts must be added in order. `before` is the file that began earlier, `after` the one that begins here.
@@ -97,7 +109,8 @@ void BlockMaker::addFile(std::size_t index, const EntryExtent& extent, PayloadBl
     }
     file.add(bytes, times);
     if (last) {
-        finish(index, file.sum, file.times, block);
+        block.sums.push_back({index, file.sum.hex()});
+        requireSame(index, block.sums.back().digest, file.times);
     }
 }
 
@@ -107,7 +120,7 @@ void BlockMaker::addFurtherName(std::size_t index, PayloadBlock& block) {
     if (name.isFromDisk && &name != &plan_.file(index)) {
         reader_.checkName(name);
     }
-    block.sums.push_back({index, {}});
+    block.sums.push_back({index});
 }
 
 /// Contents from a caller's function have been copied by the PayloadCursor.
@@ -115,11 +128,23 @@ ChangeTimes BlockMaker::read(const SourceEntry& file, const PayloadBlock::Part& 
     return file.reader != nullptr ? ChangeTimes{} : reader_.readPart(file, part.offset, part.data, part.size);
 }
 
-void BlockMaker::finish(std::size_t index, const Md5& sum, const ChangeTimes& times, PayloadBlock& block) {
-    if (times.differ()) {  // guard: sources that change in secret
-        reader_.requireSameContents(plan_.file(index), sum);
+/// All at once, which takes a fraction of the time.
+void BlockMaker::sumWholeFiles(PayloadBlock& block) {
+    // Before the first add(): either all are summed, or none waits in the lanes for the next block.
+    lanes_.reserve(whole_.size());
+    for (const WholeFile& file : whole_) {
+        lanes_.add(file.contents, block.sums[file.sum].digest);
     }
-    block.sums.push_back({index, sum.hexDigest()});
+    lanes_.finish();
+    for (const WholeFile& file : whole_) {
+        requireSame(file.index, block.sums[file.sum].digest, file.times);
+    }
+}
+
+void BlockMaker::requireSame(std::size_t index, const Md5::HexDigest& digest, const ChangeTimes& times) {
+    if (times.differ()) {  // guard: sources that change in secret
+        reader_.requireSameContents(plan_.file(index), digest);
+    }
 }
 
 }  // namespace bex::stream

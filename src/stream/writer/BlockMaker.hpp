@@ -1,8 +1,11 @@
 #pragma once
 
 #include <cstddef>
+#include <string_view>
+#include <vector>
 
 #include "bex/stream/Entry.hpp"
+#include "stream/control/Md5Lanes.hpp"
 #include "stream/system/System.hpp"
 #include "stream/writer/FileReader.hpp"
 #include "stream/writer/PayloadBlock.hpp"
@@ -24,13 +27,25 @@ public:
     void make(PayloadBlock& block);
 
 private:
+    /// A file that lies in this block alone.
+    struct WholeFile {
+        std::size_t index;  ///< in the plan
+        std::size_t sum;    ///< in the block
+        std::string_view contents;
+        ChangeTimes times;
+    };
+
+    void addEntries(PayloadBlock& block);
     void addFile(std::size_t index, const EntryExtent& extent, PayloadBlock& block);
     void addFurtherName(std::size_t index, PayloadBlock& block);
     ChangeTimes read(const SourceEntry& file, const PayloadBlock::Part& part);
-    void finish(std::size_t index, const Md5& sum, const ChangeTimes& times, PayloadBlock& block);
+    void sumWholeFiles(PayloadBlock& block);
+    void requireSame(std::size_t index, const Md5::HexDigest& digest, const ChangeTimes& times);
 
     const Plan& plan_;
     FileReader reader_;
+    std::vector<WholeFile> whole_;  ///< of the current block
+    Md5Lanes lanes_;
 };
 
 }  // namespace bex::stream

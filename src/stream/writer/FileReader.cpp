@@ -86,10 +86,10 @@ ChangeTimes FileReader::readPart(const SourceEntry& file, std::uint64_t offset, 
     return {};
 }
 
-void FileReader::requireSameContents(const SourceEntry& file, const Md5& sum) {
+void FileReader::requireSameContents(const SourceEntry& file, const Md5::HexDigest& digest) {
     Md5 again;
     read(file, [&again](std::string_view piece) { again.update(piece.data(), piece.size()); });
-    if (again.hexDigest() != sum.hexDigest()) {
+    if (again.hex() != digest) {
         fail(file, kChanged);
     }
 }

@@ -40,7 +40,7 @@ public:
 
     /// Reads the file once more and throws StreamError (`inputOutput`) unless it has this sum. The change time
     /// also changes when a file gets another name, so that only the contents can tell.
-    void requireSameContents(const SourceEntry& file, const Md5& sum);
+    void requireSameContents(const SourceEntry& file, const Md5::HexDigest& digest);
 
     /// Hands the contents to `consume` piece by piece. Throws as readPart(), but ignores change times: for
     /// contents that are compared with what they have to be.

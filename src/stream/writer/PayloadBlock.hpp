@@ -39,8 +39,8 @@ struct PayloadBlock : Block {
 
     /// A name of a file that ends in this block.
     struct Sum {
-        std::size_t entry;   ///< its index in the plan
-        std::string digest;  ///< "" for a further name: that of the file it leads to
+        std::size_t entry;           ///< its index in the plan
+        Md5::HexDigest digest = {};  ///< "" for a further name: that of the file it leads to
     };
 
     std::uint64_t end() const noexcept { return offset + input.size(); }

@@ -18,7 +18,7 @@ namespace {
 using PayloadPool = WorkPool<PayloadBlock>;
 
 /// Of a stream that is not compressed block by block: what one thread reads at a time.
-constexpr std::size_t kPieceBytes = std::size_t{256} << 10;
+constexpr std::size_t kPieceBytes = std::size_t{512} << 10;
 
 bool isMadeOfBlocks(const CompressionSettings& settings) noexcept {
     return settings.compression == Compression::gzip && !settings.singleStream;
@@ -157,7 +157,8 @@ void PayloadWriter::writeIndex(Sink& out) {
 
 void PayloadWriter::addSum(const PayloadBlock::Sum& sum) {
     // at() cannot throw: the first name comes before its further names in the plan.
-    const std::string& digest = sum.digest.empty() ? linkedDigests_.at(*plan_.linkTo(sum.entry)) : sum.digest;
+    const std::string own = sum.digest.data();
+    const std::string& digest = own.empty() ? linkedDigests_.at(*plan_.linkTo(sum.entry)) : own;
     if (plan_.hasLinks(sum.entry)) {
         // Kept only where further names will ask for it.
         linkedDigests_.emplace(sum.entry, digest);

@@ -135,6 +135,21 @@ TEST(SourcesOfAWriter, ThatChangeWhileTheyAreReadAreErrors) {
     }
 }
 
+/// Whether contents changed is known when all files of a block are read.
+TEST(SourcesOfAWriter, ThatChangeAreNamedBeforeAFileAfterThemThatCannotBeRead) {
+    Sources sources;
+    sources.folder.write("tree/sub/later", "x");
+    sources.writer = soundWriter(sources.system);
+    sources.writer.addTree(sources.folder / "tree");
+    sources.system.watch([&, left = 2](const std::string& call, std::size_t) mutable {
+        if (call == "pread" && --left == 0) {
+            changeInSecret(sources, sources.file);
+            fs::remove(sources.folder / "tree/sub/later");
+        }
+    });
+    sources.expectFailure("file: changed while it was read");
+}
+
 /// Builds the tree anew, and returns the error, or "" for a package. Before the nth call on files, if there is
 /// one, the change is made.
 std::string buildAround(Sources& sources, std::size_t nth, const std::function<void()>& change) {
