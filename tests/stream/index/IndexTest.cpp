@@ -542,7 +542,7 @@ TEST(Index, KeepsToItsLimits) {
     } cases[] = {
         {[](stream::Limits& l) { l.entries = 100; }, "entries; the limit entries allows 100"},
         {[](stream::Limits& l) { l.indexBytes = 100; }, "has an index of "},
-        {[](stream::Limits& l) { l.indexBytes = 1000; }, "the limit indexBytes"},
+        {[](stream::Limits& l) { l.indexBytes = 1000; }, "has an index that unpacks to more than 1000 bytes"},
         {[](stream::Limits& l) { l.nameBytes = 3; }, "the limit nameBytes allows 3"},
     };
     for (const auto& c : cases) {
