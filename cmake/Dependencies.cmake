@@ -7,6 +7,7 @@ pkg_check_modules(codecs REQUIRED IMPORTED_TARGET libdeflate libisal libzstd lib
 pkg_check_modules(elf REQUIRED IMPORTED_TARGET libelf re2)
 pkg_check_modules(repo REQUIRED IMPORTED_TARGET libcrypto sqlite3)
 pkg_check_modules(yaml REQUIRED IMPORTED_TARGET yaml-cpp)
+pkg_check_modules(md REQUIRED IMPORTED_TARGET libmd)
 pkg_check_modules(curl REQUIRED IMPORTED_TARGET libcurl)
 find_package(nlohmann_json REQUIRED)
 find_package(BZip2 REQUIRED)

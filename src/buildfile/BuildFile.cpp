@@ -84,7 +84,7 @@ public:
         if (!description_.signature) {
             return {};
         }
-        return {signatureMember(*description_.signature, signingKey_, description_.file)};
+        return {signatureMember(description_, signingKey_)};
     }
 
 private:

@@ -48,9 +48,10 @@ public:
 
     /// For WriteOptions::trailing: the package's signature, if the file asks for one. It is made by gpg(1), in a
     /// directory of its own that is removed afterwards, with the passphrase of the environment's
-    /// NFPM_DEB_PASSPHRASE or NFPM_PASSPHRASE. Several packages may be written with the result. Writing then
-    /// throws stream::StreamError, PATH:LINE:COLUMN of the key and the reason: `invalidInput` for a key that
-    /// cannot be used, `inputOutput` with the code "signer" if gpg is missing, fails, or takes too long.
+    /// NFPM_DEB_PASSPHRASE or NFPM_PASSPHRASE. The method dpkg-sig names a date: Requests::time or else the clock,
+    /// but not later than SOURCE_DATE_EPOCH of the environment. Several packages may be written with the result.
+    /// Writing then throws stream::StreamError, PATH:LINE:COLUMN of the key and the reason: `invalidInput` for a
+    /// key that cannot be used, `inputOutput` with the code "signer" if gpg is missing, fails, or takes too long.
     virtual std::vector<stream::TrailingMember> trailingMembers() const = 0;
 };
 

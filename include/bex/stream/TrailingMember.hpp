@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
@@ -15,6 +16,10 @@ namespace bex::stream {
 class BEX_EXPORT MemberMaker : public Sink {
 public:
     ~MemberMaker() override;
+
+    /// Called before the contents of each of the three members, also of empty ones, with its name and their number
+    /// of bytes. Does nothing unless overridden. May throw.
+    virtual void beginMember(const std::string& name, std::uint64_t bytes);
 
     /// Returns the member's contents. Called once, last. May throw.
     virtual std::string finish() = 0;

@@ -47,11 +47,15 @@ struct Systemd {
     bool restartOnUpgrade = true;
 };
 
+enum class SignatureMethod { debsign, dpkgSig };
+
 /// How the package is signed.
 struct SignatureRequest {
+    SignatureMethod method = SignatureMethod::debsign;
     NamedPath keyFile;
-    std::string keyId;  ///< hexadecimal digits, upper case; "" for the first key of the file that can sign
-    std::string member = "_gpgorigin";  ///< of the package
+    std::string keyId;   ///< hexadecimal digits, upper case; "" for the first key of the file that can sign
+    std::string role;    ///< of the signer; the package's member is "_gpg" and this
+    std::string signer;  ///< one line, for dpkg-sig; "" for the package's maintainer
 };
 
 /// What a build file says, for a Debian package, with the environment's values in it.

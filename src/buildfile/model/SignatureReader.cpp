@@ -1,11 +1,17 @@
 #include "buildfile/model/SignatureReader.hpp"
 
+#include <algorithm>
 #include <string_view>
 #include <utility>
+
+#include "stream/base/Ascii.hpp"
 
 namespace bex::buildfile {
 
 namespace {
+
+// dpkg-sig(1): the usual role. debsigs(1) has no such one.
+constexpr const char* kDpkgSigRole = "builder";
 
 /// In the form in which gpg prints IDs: upper case, without "0x". Nothing for what is not an ID.
 std::optional<std::string> normalizedId(std::string_view text) {
@@ -42,11 +48,31 @@ std::string readKeyId(const Document& document, const Value* value) {
     return std::move(*id);
 }
 
-void refuseOtherMethods(const Document& document, const Value* method) {
-    if (method != nullptr && method->text == "dpkg-sig") {
-        fail(document.file(), method->at,
-             "deb.signature.method dpkg-sig is not supported, since it relies on MD5 and SHA-1; use debsign");
+/// Sets the method, and the role that each has its own usual one for.
+void readMethod(const Document& document, const Value& signature, SignatureRequest& request) {
+    request.role = "origin";
+    if (const Value* method = signature.find("method"); method != nullptr && method->text == "dpkg-sig") {
+        request.method = SignatureMethod::dpkgSig;
+        request.role = kDpkgSigRole;
     }
+    const Value* type = signature.find("type");
+    if (type == nullptr || type->text.empty()) {
+        return;
+    }
+    request.role = type->text;
+    if (request.method == SignatureMethod::debsign && request.role == kDpkgSigRole) {
+        fail(document.file(), type->at, "deb.signature.type builder is for the method dpkg-sig alone");
+    }
+}
+
+/// The name becomes a line of the signed text.
+std::string readSigner(const Document& document, const Value* value) {
+    std::string signer(stream::trimmed(document.text(value).value_or("")));
+    const auto isControl = [](char byte) { return static_cast<unsigned char>(byte) < ' ' || byte == '\x7f'; };
+    if (std::any_of(signer.begin(), signer.end(), isControl)) {
+        fail(document.file(), value->at, "deb.signature.signer is not one line of text");
+    }
+    return signer;
 }
 
 }  // namespace
@@ -58,17 +84,15 @@ std::optional<SignatureRequest> readSignature(const Document& document, std::vec
     }
     SignatureRequest request;
     request.keyId = readKeyId(document, signature->find("key_id"));
+    readMethod(document, *signature, request);
+    request.signer = readSigner(document, signature->find("signer"));
     std::optional<NamedPath> keyFile = document.path(signature->find("key_file"));
     if (!keyFile) {
         // Not an error: nfpm signs only with a key, and the key's variable may be empty where nobody signs.
         notes.emplace_back("deb.signature has no key_file: the package is not signed");
         return std::nullopt;
     }
-    refuseOtherMethods(document, signature->find("method"));
     request.keyFile = std::move(*keyFile);
-    if (const Value* type = signature->find("type"); type != nullptr && !type->text.empty()) {
-        request.member = "_gpg" + type->text;
-    }
     return request;
 }
 

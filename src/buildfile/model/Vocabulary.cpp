@@ -65,9 +65,11 @@ constexpr Section kTriggers = sectionOf(kTriggerKeys);
 constexpr Key kSignatureKeys[] = {
     {"key_file", KeyKind::text, "File with the secret OpenPGP key; without it the package is not signed"},
     {"key_id", KeyKind::text, "Hexadecimal ID or fingerprint of the key (the first subkey that can sign)"},
-    {"type", KeyKind::choice, "Role of the signer (origin)", nullptr, "origin maint archive"},
-    {"method", KeyKind::choice, "debsign; dpkg-sig is refused (debsign)", nullptr, "debsign dpkg-sig"},
-    {"signer", KeyKind::text, "Of the method dpkg-sig"},
+    {"type", KeyKind::choice, "Role of the signer (debsign: origin; dpkg-sig, which alone has builder: builder)",
+     nullptr, "origin maint archive builder"},
+    {"method", KeyKind::choice, "How: debsign is stronger, dpkg-sig signs MD5 and SHA-1 digests (debsign)",
+     nullptr, "debsign dpkg-sig"},
+    {"signer", KeyKind::text, "dpkg-sig: the signer's name (the maintainer)"},
 };
 constexpr Section kSignature = sectionOf(kSignatureKeys);
 

@@ -201,8 +201,13 @@ void PackageBuild::makeTrailing(const std::string& controlArchive, const Spool& 
     if (trailing_.empty()) {
         return;
     }
-    trailing_.take(kFormatVersionText);
-    trailing_.take(controlArchive);
+    const auto takeWhole = [this](const std::string& name, std::string_view contents) {
+        trailing_.beginMember(name, contents.size());
+        trailing_.take(contents);
+    };
+    takeWhole(std::string(kFormatVersionMember), kFormatVersionText);
+    takeWhole(memberName("control"), controlArchive);
+    trailing_.beginMember(memberName("data"), spool.size());
     spool.read([this](std::string_view piece) {
         trailing_.take(piece);
         meter_.add(0, "");  // for the caller to cancel

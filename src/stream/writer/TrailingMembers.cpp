@@ -35,6 +35,8 @@ bool hasAt(Source& source, std::uint64_t offset, std::string_view bytes) {
 
 MemberMaker::~MemberMaker() = default;
 
+void MemberMaker::beginMember(const std::string& /*name*/, std::uint64_t /*bytes*/) {}
+
 TrailingMembers::TrailingMembers(const std::vector<TrailingMember>& wanted) : wanted_(wanted) {
     std::set<std::string_view> names;
     for (const TrailingMember& member : wanted) {
@@ -53,6 +55,12 @@ TrailingMembers::TrailingMembers(const std::vector<TrailingMember>& wanted) : wa
 void TrailingMembers::begin() {
     for (const TrailingMember& member : wanted_) {
         makers_.push_back(member.begin());
+    }
+}
+
+void TrailingMembers::beginMember(const std::string& name, std::uint64_t bytes) {
+    for (const auto& maker : makers_) {
+        maker->beginMember(name, bytes);
     }
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -21,7 +22,9 @@ public:
     bool empty() const noexcept { return wanted_.empty(); }
     /// Calls TrailingMember::begin.
     void begin();
-    /// Gives a piece of what they cover to all makers.
+    /// Names the next member that they cover, and the number of its bytes, to all makers.
+    void beginMember(const std::string& name, std::uint64_t bytes);
+    /// Gives a piece of its contents to all makers.
     void take(std::string_view piece);
     /// Makes the members, and destroys their makers.
     void finish();

@@ -34,6 +34,30 @@ private:
     std::string failure_;
 };
 
+/// Makes a line for each member: its name, the length that was announced, and the one that came.
+class Lengths : public stream::MemberMaker {
+public:
+    void beginMember(const std::string& name, std::uint64_t bytes) override {
+        end();
+        lines_ += name + " " + std::to_string(bytes);
+    }
+    void write(const char* /*data*/, std::size_t size) override { written_ += size; }
+    std::string finish() override {
+        end();
+        return lines_;
+    }
+
+private:
+    void end() {
+        if (!lines_.empty()) {
+            lines_ += " " + std::to_string(std::exchange(written_, 0)) + "\n";
+        }
+    }
+
+    std::string lines_;
+    std::uint64_t written_ = 0;
+};
+
 TrailingMember copyCalled(const std::string& name, const std::string& failure = "") {
     return {name, [failure] { return std::make_unique<Copy>(failure); }};
 }
@@ -52,7 +76,8 @@ protected:
 
 TEST_F(Trailing, CoversTheContentsOfTheThreeMembersInFilesAndSinks) {
     const std::string bare = written(writer_, folder_, options_);
-    options_.trailing = {copyCalled("_gpgorigin"), copyCalled("_second")};
+    options_.trailing = {
+        copyCalled("_gpgorigin"), copyCalled("_second"), {"_lengths", [] { return std::make_unique<Lengths>(); }}};
     std::uint64_t last = 0;
     options_.progress = [&last](const stream::Progress& progress) {
         last = progress.bytesDone;
@@ -70,8 +95,10 @@ TEST_F(Trailing, CoversTheContentsOfTheThreeMembersInFilesAndSinks) {
             "cd " + folder_.path().string() +
             " && ar t x.bex && for name in debian-binary control.tar data.tar; do ar p x.bex $name; done >joined"
             " && for name in _gpgorigin _second; do ar p x.bex $name | cmp - joined && echo same; done"
+            " && for name in debian-binary control.tar data.tar; do length=$(ar p x.bex $name | wc -c);"
+            " echo $name $length $length; done >lengths && ar p x.bex _lengths | cmp - lengths && echo same"
             " && dpkg-deb --field x.bex Package"),
-        "debian-binary\ncontrol.tar\ndata.tar\n_gpgorigin\n_second\nsame\nsame\ntool\n");
+        "debian-binary\ncontrol.tar\ndata.tar\n_gpgorigin\n_second\n_lengths\nsame\nsame\nsame\ntool\n");
     EXPECT_TRUE(stream::verify(path).empty());
 }
 

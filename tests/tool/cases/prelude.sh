@@ -138,10 +138,28 @@ covered() {
 judged() {
     ar p "$1" "$2" >signature
     key_fields fpr 10 >fingerprints
-    covered "$1" | gpg --batch --status-fd 1 --verify signature - 2>>gnupg/log |
-        awk '$2 ~ /^(GOOD|BAD|ERR|EXP)/ { print $2 } $2 == "VALIDSIG" { print $3 }' >judgement
+    covered "$1" | gpg --batch --status-fd 1 --verify signature - 2>>gnupg/log | judgement
+}
+
+# What gpg's status lines on standard input say of a signature, with the place of the key in the file fingerprints.
+judgement() {
+    awk '$2 ~ /^(GOOD|BAD|ERR|EXP)/ { print $2 } $2 == "VALIDSIG" { print $3 }' >judgement
     head -1 judgement
     tail -1 judgement | grep -nxFf - fingerprints | cut -d: -f1
+}
+
+# PACKAGE MEMBER: the same for a clear-signed text, and the text without its last lines, if these are the digests
+# of the package's members.
+judged_text() {
+    local member
+    key_fields fpr 10 >fingerprints
+    ar p "$1" "$2" | gpg --batch --status-file status --decrypt >text 2>>gnupg/log
+    judgement <status
+    for member in $(ar t "$1" | grep -v '^_'); do
+        ar p "$1" "$member" >contents
+        echo "$(md5sum <contents) $(sha1sum <contents) $(wc -c <contents) $member" | sed 's/  -//g; s/^/\t/'
+    done >digests
+    tail -3 text | cmp - digests && head -n -3 text
 }
 
 # PACKAGE: debsig-verify's answer, with a policy that wants a signature of the origin by this key.
