@@ -148,8 +148,8 @@ std::optional<std::size_t> IndexedPayload::findSorted(std::string_view plain) co
     return first * kIndexGroupEntries + static_cast<std::size_t>(found - rows->begin());
 }
 
-std::optional<std::size_t> IndexedPayload::findHashed(std::string_view plain) const {
-    const Hashes& hashes = hashes_.get([this] {
+const IndexedPayload::Hashes& IndexedPayload::hashes() const {
+    return hashes_.get([this] {
         Hashes every;
         every.reserve(size());
         for (std::size_t group = 0; group < index_.groups(); ++group) {
@@ -162,6 +162,10 @@ std::optional<std::size_t> IndexedPayload::findHashed(std::string_view plain) co
         std::sort(every.begin(), every.end());
         return every;
     });
+}
+
+std::optional<std::size_t> IndexedPayload::findHashed(std::string_view plain) const {
+    const Hashes& hashes = this->hashes();
     // The hash alone decides nothing: each candidate's path is compared.
     const std::size_t hash = hashOf(plain);
     auto found = std::lower_bound(hashes.begin(), hashes.end(), Hashes::value_type(hash, 0));

@@ -111,6 +111,7 @@ private:
     std::shared_ptr<const Rows> rowsOf(std::size_t group) const;
     std::shared_ptr<const Buffer> unpack(std::size_t block) const;
     std::optional<std::size_t> findSorted(std::string_view plain) const;
+    const Hashes& hashes() const;
     std::optional<std::size_t> findHashed(std::string_view plain) const;
 
     const std::shared_ptr<Source> source_;
