@@ -52,7 +52,8 @@ class PublishTest(RepositoryCase):
                  "Description": "d"}
         with open(control, "w", encoding="utf-8") as out:
             out.write("".join(f"{name}: {value}\n" for name, value in {**sound, **fields}.items()))
-        subprocess.run(["dpkg-deb", "--nocheck", "-b", self.path(tree), self.path(file)], check=True, capture_output=True)
+        subprocess.run(["dpkg-deb", "--nocheck", "-b", self.path(tree), self.path(file)], check=True,
+                       capture_output=True)
         return self.path(file)
 
     def test_what_is_added_is_published_for_each_architecture(self):
@@ -207,10 +208,11 @@ class PublishTest(RepositoryCase):
                 self.publish("--compress", "gz,xz,zst", "--contents", "--date", str(DATE + 1 - len(repos) + number))
         views = [release_of(os.path.join(repo, "dists/stable"))[1] for repo in repos]
         self.assertEqual(*views)
-        self.assertEqual(gzip.decompress(read(os.path.join(repos[0], "dists/stable/main/Contents-amd64.gz"))).count(b"\n"),
-                         len(names))
+        contents = read(os.path.join(repos[0], "dists/stable/main/Contents-amd64.gz"))
+        self.assertEqual(gzip.decompress(contents).count(b"\n"), len(names))
         # Several blocks, so that some of them were taken over.
-        self.assertGreater(read(os.path.join(repos[0], "dists/stable/main/binary-amd64/Packages.gz")).count(b"BX\x04\0"), 3)
+        packed = read(os.path.join(repos[0], "dists/stable/main/binary-amd64/Packages.gz"))
+        self.assertGreater(packed.count(b"BX\x04\0"), 3)
 
     def test_contents_forget_what_left_and_keep_what_others_have(self):
         self.init()

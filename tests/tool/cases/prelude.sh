@@ -297,8 +297,8 @@ empty_root() {
     mkdir -p root/var/lib/dpkg/{info,updates} helpers
     touch root/var/lib/dpkg/{status,available}
     for helper in systemd-sysusers systemd-tmpfiles deb-systemd-helper deb-systemd-invoke systemctl ldconfig; do
-        # Scripts throw the helpers' output away. Nothing was enabled before: deb-systemd-helper answers as it does for a
-        # unit that it has never seen.
+        # Scripts throw the helpers' output away. Nothing was enabled before: deb-systemd-helper answers as it does for
+        # a unit that it has never seen.
         printf '#!/bin/sh\necho "%s $*" >&2\n' $helper >helpers/$helper
     done
     chmod 755 helpers/*
