@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "buildfile/contents/Changelog.hpp"
+#include "buildfile/contents/ContentLines.hpp"
 #include "buildfile/contents/Payload.hpp"
 #include "buildfile/model/Description.hpp"
 #include "buildfile/scripts/MaintainerScripts.hpp"
@@ -44,12 +45,12 @@ std::string contentsOf(const NamedPath& path, const Description& description) {
 class DescribedPackage : public BuildFile {
 public:
     DescribedPackage(Description description, stream::ControlParagraph& control)
-        : description_(std::move(description)), payload_(description_) {
+        : description_(std::move(description)), payload_(description_.file), lines_(description_, payload_) {
         // The order matters. Names of files below are made from the merged fields; later lines of contents refine
         // earlier ones; scripts need to know the units and owners of all that was added.
         mergeControl(control);
         for (const Content& line : description_.contents) {
-            payload_.add(line);
+            lines_.add(line);
         }
         addSystemFiles();
         readScripts();
@@ -118,7 +119,7 @@ private:
         // A path that contents bring is installed already, and is meant before a file of that name on this
         // machine.
         if (unit.path.front() != '/' || !payload_.has(stream::plainPath(unit.path))) {
-            payload_.addFile(unit, directory + name);
+            lines_.addFile(unit, directory + name);
         }
         return name;
     }
@@ -143,11 +144,11 @@ private:
                 steps_.sysusers += '\n';
             }
             steps_.sysusersName = name;
-            payload_.addFile(*description_.sysusers, "usr/lib/sysusers.d/" + name);
+            lines_.addFile(*description_.sysusers, "usr/lib/sysusers.d/" + name);
         }
         if (description_.tmpfiles) {
             steps_.tmpfilesName = name;
-            payload_.addFile(*description_.tmpfiles, "usr/lib/tmpfiles.d/" + name);
+            lines_.addFile(*description_.tmpfiles, "usr/lib/tmpfiles.d/" + name);
         }
         // Last, when all of the payload is known: dpkg resolves owners' names as it unpacks, before postinst runs.
         steps_.usersAtUnpacking = payload_.hasNamedOwners();
@@ -185,7 +186,8 @@ private:
     }
 
     Description description_;
-    Payload payload_;  ///< refers to the description
+    Payload payload_;
+    ContentLines lines_;  ///< refers to the description and the payload
     SystemSteps steps_;
     std::map<std::string, std::string> members_;  ///< control members' texts by name
     std::string changelog_;                       ///< compressed
