@@ -10,7 +10,7 @@ Patterns::Patterns(const std::vector<std::string>& patterns)
     : patterns_(patterns.begin(), patterns.end()), used_(patterns.size()) {}
 
 bool Patterns::choose(const stream::Entry& entry) {
-    return choosePath(stream::plainPath(entry.path));
+    return patterns_.empty() || choosePath(stream::plainPath(entry.path));
 }
 
 bool Patterns::choosePath(const std::string& path) {

@@ -30,6 +30,10 @@ bool isAbsolute(std::string_view path) {
     return !path.empty() && path.front() == '/';
 }
 
+bool hasLongComponent(std::string_view path) {
+    return !forEachComponent(path, [](std::string_view name) { return name.size() <= NAME_MAX; });
+}
+
 PathTable::Kind kindOf(EntryType type) {
     switch (type) {
         case EntryType::directory:
@@ -101,7 +105,7 @@ bool EntryPolicy::checkPath(const Entry& entry) const {
         const char* end = entry.path.back() == '/' ? "/" : "/.";
         refuse("path-slash", std::string("ends with \"") + end + "\", but is not a directory", entry);
         // guard: components of more than 255 bytes
-    } else if (!forEachComponent(path_, [](std::string_view name) { return name.size() <= NAME_MAX; })) {
+    } else if (path_.size() > NAME_MAX && hasLongComponent(path_)) {
         refuse("path-component", "has a component of more than " + std::to_string(NAME_MAX) + " bytes", entry);
     } else {
         return true;

@@ -4,6 +4,15 @@
 
 namespace bex::stream {
 
+namespace {
+
+bool isBelow(std::string_view path, std::string_view directory) {
+    return path.size() > directory.size() && path[directory.size()] == '/' &&
+           path.substr(0, directory.size()) == directory;
+}
+
+}  // namespace
+
 PathTable::Outcome PathTable::add(std::string_view path, Kind kind) {
     // The path may share its first directories with the one before: most archives list a directory's files in a
     // row.
@@ -15,8 +24,11 @@ PathTable::Outcome PathTable::add(std::string_view path, Kind kind) {
     for (;;) {
         const std::size_t end = std::min(path.find('/', begin), path.size());
         const bool last = end == path.size();
-        const auto [found, added] = nodes_.try_emplace({directory, std::string(path.substr(begin, end - begin))});
-        Node& node = found->second;
+        const std::size_t before = nodes_.size();
+        // In most archives a name comes right after the one before; where it does not, the hint costs little.
+        last_ = nodes_.try_emplace(next(), {directory, std::string(path.substr(begin, end - begin))});
+        const bool added = nodes_.size() != before;
+        Node& node = last_->second;
         if (added) {
             // Ids count from 1: 0 is the root. Limits bound the entries and the length of their names.
             node.id = static_cast<Id>(nodes_.size());
@@ -50,12 +62,18 @@ PathTable::Outcome PathTable::add(std::string_view path, Kind kind) {
     }
 }
 
+/// Where a name would stand that follows the last one.
+PathTable::Nodes::const_iterator PathTable::next() const {
+    if (last_ == nodes_.end()) {
+        return last_;
+    }
+    return std::next(last_);
+}
+
 /// Drops the steps that `path` does not share and tells where its first other component begins.
 std::size_t PathTable::reuseLastSteps(std::string_view path) {
-    const std::size_t common = static_cast<std::size_t>(
-        std::mismatch(path.begin(), path.end(), lastPath_.begin(), lastPath_.end()).first - path.begin());
-    while (!lastSteps_.empty() && (lastSteps_.back().end >= path.size() || lastSteps_.back().end > common ||
-                                   path[lastSteps_.back().end] != '/')) {
+    // The innermost first: the next path is mostly in the same directory.
+    while (!lastSteps_.empty() && !isBelow(path, std::string_view(lastPath_).substr(0, lastSteps_.back().end))) {
         lastSteps_.pop_back();
     }
     if (lastSteps_.empty()) {

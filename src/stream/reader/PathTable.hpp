@@ -53,11 +53,15 @@ private:
         Id id = 0;
     };
 
+    using Nodes = std::map<std::pair<Id, std::string>, Node, Less>;
+
     std::size_t reuseLastSteps(std::string_view path);
+    Nodes::const_iterator next() const;
 
     // By the directory's id and the name in it; ids count up from the root's 0. An id stands for the directory's
     // path in the keys of all that is in it, so that a deep tree costs no more than its names.
-    std::map<std::pair<Id, std::string>, Node, Less> nodes_;
+    Nodes nodes_;
+    Nodes::iterator last_ = nodes_.end();  // what add() found or made last
     std::string lastPath_;
     std::vector<Step> lastSteps_;  // the directories above lastPath_; the next path has most of them, too
 };

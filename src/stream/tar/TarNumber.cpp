@@ -1,7 +1,5 @@
 #include "stream/tar/TarNumber.hpp"
 
-#include <algorithm>
-
 namespace bex::stream {
 
 namespace {
@@ -38,19 +36,26 @@ std::optional<std::int64_t> parseBase256(std::string_view field) {
 
 std::optional<std::int64_t> parseOctal(std::string_view field) noexcept {
     const auto isDigit = [](char c) { return c >= '0' && c <= '7'; };
-    const auto isFilling = [](char c) { return c == ' ' || c == '\0'; };
-    const auto* const digits = std::find_if(field.begin(), field.end(), [](char c) { return c != ' '; });
-    std::int64_t number = 0;
-    const auto* rest = digits;
-    // A field has at most twelve bytes, so at most 36 bits: no overflow.
-    for (; rest != field.end() && isDigit(*rest); ++rest) {
-        number = number * 8 + (*rest - '0');
+    std::size_t at = 0;
+    while (at < field.size() && field[at] == ' ') {
+        ++at;
     }
-    const bool hasNoDigits = rest == digits;
-    // Anything after the digits must be filling. A field of blanks alone is refused, one of NULs alone is 0.
-    if (!std::all_of(rest, field.end(), isFilling) ||
-        (hasNoDigits && field.find_first_not_of('\0') != std::string_view::npos)) {
+    std::int64_t number = 0;
+    const std::size_t digits = at;
+    // A field has at most twelve bytes, so at most 36 bits: no overflow.
+    for (; at < field.size() && isDigit(field[at]); ++at) {
+        number = number * 8 + (field[at] - '0');
+    }
+    // A field of NULs alone is 0; one with blanks, or nothing else, is refused.
+    const bool hasDigits = at != digits;
+    if (!hasDigits && digits != 0) {
         return std::nullopt;
+    }
+    // Only filling may follow the digits.
+    for (; at < field.size(); ++at) {
+        if (field[at] != '\0' && !(hasDigits && field[at] == ' ')) {
+            return std::nullopt;
+        }
     }
     return number;
 }
