@@ -15,6 +15,7 @@ public:
     std::size_t read(char* buffer, std::size_t size) override;
     std::uint64_t skip(std::uint64_t size) override;
     std::optional<std::uint64_t> left() const override { return left_; }
+    std::optional<SourceOffset> origin() const override { return package_.origin(); }
 
 private:
     void take(std::uint64_t count, bool ended);

@@ -6,7 +6,8 @@
 #include <limits>
 #include <utility>
 
-#include "stream/codec/BlockPool.hpp"
+#include "stream/base/WorkPool.hpp"
+#include "stream/codec/Buffer.hpp"
 #include "stream/codec/CodecError.hpp"
 #include "stream/codec/IndexChain.hpp"
 #include "stream/codec/Inflater.hpp"
@@ -16,14 +17,25 @@ namespace bex::stream {
 
 namespace {
 
-/// Unpacks a block: `input` is its deflate data and trailer. Copies share the inflater, which one thread may use
-/// at a time.
+/// A block on its way through the pool.
+struct PackedBlock {
+    std::uint64_t offset = 0;            ///< of the member in its stream, for messages
+    std::uint32_t unpacked = 0;          ///< bytes, as its trailer said when the block was passed
+    Buffer input;                        ///< deflate data and trailer
+    std::optional<SourceOffset> origin;  ///< where a worker reads them, unless they are there
+    Buffer output;
+};
+
+/// Reads a block, if need be, and unpacks it. Copies share the inflater, which one thread may use at a time.
 class UnpackWork {
 public:
     UnpackWork(Place place, bool strict)
         : place_(std::move(place)), inflater_(strict ? makeZlibInflater() : makeLibdeflateInflater()) {}
 
-    void operator()(Block& block) const {
+    void operator()(PackedBlock& block) const {
+        if (block.origin) {
+            readInput(block);
+        }
         // blockBytes() has compared the member's length with header and trailer: the difference cannot wrap.
         const std::size_t deflateBytes = block.input.size() - kGzipTrailerBytes;
         const GzipTrailer expected = decodeTrailer(block.input.data() + deflateBytes);
@@ -55,7 +67,21 @@ public:
     }
 
 private:
-    StreamError damaged(const Block& block, const std::string& reason) const {
+    void readInput(PackedBlock& block) const {
+        const SourceOffset& origin = *block.origin;
+        std::size_t done = 0;
+        while (done < block.input.size()) {
+            const std::size_t count =
+                origin.source->readAt(origin.offset + done, block.input.data() + done, block.input.size() - done);
+            // Its trailer was there when the block was passed.
+            if (count == 0) {
+                throw damaged(block, "the file became shorter while it was read");
+            }
+            done += count;
+        }
+    }
+
+    StreamError damaged(const PackedBlock& block, const std::string& reason) const {
         return damagedError(place_, memberAt(block.offset) + ": " + reason);
     }
 
@@ -152,7 +178,7 @@ private:
 
     void pop() {
         // The size that was added when the block was read. It is taken before the pool may reuse the block.
-        ahead_ -= unpackedSizeOf(pool_.oldest());
+        ahead_ -= pool_.oldest().unpacked;
         pool_.pop();
         passed_ = 0;
     }
@@ -211,17 +237,25 @@ private:
         return bytes;
     }
 
-    /// Reads the block after header_ into the pool's next and gives its unpacked size.
+    /// Makes the block after header_ the pool's next, and gives its unpacked size.
     std::uint32_t load(std::size_t bytes) {
-        Block& block = pool_.next();
+        PackedBlock& block = pool_.next();
         block.offset = header_->offset;
+        // Bounded by blockBytes(), so that a length field can make this allocate some 4 MiB at most.
         block.input.reserve(bytes);
         block.input.setSize(bytes);
-        // Bounded by blockBytes(), so that a length field can make this allocate some 4 MiB at most.
+        // A worker reads what is not buffered yet, so that this thread is not what all of them wait for.
+        block.origin = input_->origin();
+        if (block.origin && input_->size() < bytes) {
+            block.unpacked = jump(bytes);
+            return block.unpacked;
+        }
+        block.origin.reset();
         if (input_->read(block.input.data(), bytes) != bytes) {
             throw truncatedError(place_, input_->offset(), "a gzip member");
         }
-        return unpackedSize(block.input.data() + bytes - kGzipTrailerBytes);
+        block.unpacked = unpackedSize(block.input.data() + bytes - kGzipTrailerBytes);
+        return block.unpacked;
     }
 
     /// What the block after header_ unpacks to, as its trailer says. Called once for each block.
@@ -238,16 +272,11 @@ private:
         return size;
     }
 
-    /// As the trailer says, which unpackedSize() has bounded and the worker compares with what comes out.
-    static std::uint64_t unpackedSizeOf(const Block& block) {
-        return decodeTrailer(block.input.data() + block.input.size() - kGzipTrailerBytes).size;
-    }
-
     std::uint64_t skipInFlight(std::uint64_t size) {
         std::uint64_t done = 0;
         while (done < size && !pool_.empty()) {
             // passed_ is at most the size of the oldest block.
-            const std::uint64_t rest = unpackedSizeOf(pool_.oldest()) - passed_;
+            const std::uint64_t rest = pool_.oldest().unpacked - passed_;
             // Within this block: it stays the oldest, and its rest is given by next().
             if (size - done < rest) {
                 passed_ += static_cast<std::size_t>(size - done);
@@ -285,7 +314,8 @@ private:
         return size;
     }
 
-    std::uint64_t jump(std::size_t bytes) {
+    /// Passes the block after header_ and gives its unpacked size. Only its trailer is read.
+    std::uint32_t jump(std::size_t bytes) {
         char trailer[kGzipTrailerBytes];
         const std::size_t deflateBytes = bytes - sizeof trailer;
         if (input_->skip(deflateBytes) != deflateBytes ||
@@ -319,7 +349,7 @@ private:
     std::uint64_t ahead_ = 0;           // unpacked bytes of all blocks in the pool, at least passed_
     std::uint64_t expected_ = std::numeric_limits<std::uint64_t>::max();
     std::exception_ptr failure_;  // of reading
-    BlockPool pool_;
+    WorkPool<PackedBlock> pool_;
     // Last, so that it is destroyed, and its thread ended, before the input.
     std::unique_ptr<Decompressor> stream_;  // what follows the blocks; uses input_
 };

@@ -64,4 +64,12 @@ std::uint64_t Input::skip(std::uint64_t size) {
     return buffered + skipped;
 }
 
+std::optional<SourceOffset> Input::origin() const {
+    std::optional<SourceOffset> origin = source_.origin();
+    if (origin) {
+        origin->offset -= size();
+    }
+    return origin;
+}
+
 }  // namespace bex::stream

@@ -33,6 +33,9 @@ public:
     /// source can do without.
     std::uint64_t skip(std::uint64_t size);
 
+    /// Where the next byte is, as ByteStream::origin().
+    std::optional<SourceOffset> origin() const;
+
     /// Bytes consumed since this was made.
     std::uint64_t offset() const noexcept { return taken_ - size(); }
 

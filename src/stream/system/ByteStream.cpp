@@ -17,7 +17,7 @@ constexpr std::size_t kDiscardBytes = std::size_t{64} << 10;
 class SourceStream final : public ByteStream {
 public:
     SourceStream(std::shared_ptr<Source> source, std::uint64_t offset)
-        : source_(std::move(source)), position_(offset), size_(source_->size()) {}
+        : source_(std::move(source)), far_(source_->willRead({})), position_(offset), size_(source_->size()) {}
 
     std::size_t read(char* buffer, std::size_t size) override {
         const std::size_t count = source_->readAt(position_, buffer, size);
@@ -34,11 +34,19 @@ public:
 
     std::optional<std::uint64_t> left() const override { return rest(); }
 
+    std::optional<SourceOffset> origin() const override {
+        if (far_) {
+            return std::nullopt;
+        }
+        return SourceOffset{source_, position_};
+    }
+
 private:
     /// A source may shrink below the position: nothing is left then, and the difference must not wrap.
     std::uint64_t rest() const noexcept { return size_ - std::min(position_, size_); }
 
     const std::shared_ptr<Source> source_;
+    const bool far_;  // fetches ahead what it is told, and so is to be read in order
     std::uint64_t position_;
     std::uint64_t size_;
 };

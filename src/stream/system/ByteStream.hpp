@@ -12,6 +12,12 @@
 
 namespace bex::stream {
 
+/// A place in a source.
+struct SourceOffset {
+    std::shared_ptr<Source> source;
+    std::uint64_t offset = 0;
+};
+
 /// Bytes that are read forward. Used by one thread at a time.
 class ByteStream {
 public:
@@ -26,6 +32,10 @@ public:
 
     /// Number of bytes that are left, where that is known before they are read.
     virtual std::optional<std::uint64_t> left() const = 0;
+
+    /// Where the next byte is, if other threads may read it and what follows at any time: not where bytes come in
+    /// one order only, or are far away.
+    virtual std::optional<SourceOffset> origin() const { return std::nullopt; }
 };
 
 /// Reads until `size` bytes are there or the stream ends, and returns how many there are.

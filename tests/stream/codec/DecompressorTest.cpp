@@ -1,6 +1,6 @@
 #include "stream/codec/Decompressor.hpp"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <algorithm>
 #include <memory>
@@ -177,6 +177,49 @@ TEST(Decompressor, HandsOnTheFailureOfItsSourceBehindWhatWasReadBefore) {
             expected = threads == 1 ? done.size() : expected;
             EXPECT_EQ(done.size(), expected) << nameOf(c.compression) << " " << threads;
             EXPECT_TRUE(done == c.data.substr(0, done.size()) && !done.empty());
+        }
+    }
+}
+
+/// Bytes that any thread may read at any place, in short pieces, but for one place.
+class GappedSource final : public stream::Source {
+public:
+    enum class Gap { none, ends, fails };
+
+    GappedSource(std::string bytes, std::size_t at, Gap gap) : bytes_(std::move(bytes)), at_(at), gap_(gap) {}
+
+    std::uint64_t size() override { return bytes_.size(); }
+
+    std::size_t readAt(std::uint64_t offset, char* buffer, std::size_t size) override {
+        if (gap_ == Gap::fails && offset == at_) {
+            throw stream::StreamError(stream::ErrorKind::inputOutput, "disk: broken");
+        }
+        const auto left =
+            static_cast<std::size_t>((offset <= at_ && gap_ != Gap::none ? at_ : bytes_.size()) - offset);
+        return bytes_.copy(buffer, std::min({size, left, std::size_t{5000}}), static_cast<std::size_t>(offset));
+    }
+
+private:
+    const std::string bytes_;
+    const std::size_t at_;
+    const Gap gap_;
+};
+
+TEST(Decompressor, HasItsThreadsReadBlocksThemselves) {
+    using Gap = GappedSource::Gap;
+    const std::string data = text(3 << 20);
+    const std::string stream = blocks(data, 256 << 10);
+    const std::size_t middle = stream.size() / 2;  // of a block, as their number is odd or the bytes are uneven
+    const std::pair<Gap, const char*> cases[] = {
+        {Gap::none, ""}, {Gap::ends, "it: gzip member at byte "}, {Gap::fails, "disk: broken"}};
+    for (const auto& [gap, failure] : cases) {
+        for (const unsigned threads : kThreads) {
+            const auto source = stream::streamOf(std::make_shared<GappedSource>(stream, middle, gap));
+            const auto from = openDecompressor(*source, Compression::gzip, "it", {threads, {}});
+            std::string done;
+            EXPECT_THAT(failureOf([&] { drain(*from, done); }), testing::StartsWith(failure));
+            EXPECT_EQ(done.size() == data.size(), gap == Gap::none) << threads;
+            EXPECT_TRUE(done == data.substr(0, done.size()) && done.size() > data.size() / 3) << threads;
         }
     }
 }
