@@ -274,7 +274,7 @@ EntryStream IndexedPackage::open(std::size_t number) const {
     if (!found) {
         state_->payload->place()
             .at(state_->payload->row(number).entry.path)
-            .fail(ErrorKind::invalidInput, codeOf(ErrorKind::invalidInput), "has no contents to read");
+            .fail(ErrorKind::invalidInput, "has no contents to read");
     }
     auto stream = std::make_unique<EntryStream::State>();
     stream->payload = state_->payload;

@@ -9,10 +9,14 @@ namespace bex::stream {
 
 namespace {
 
-std::string systemReason(const std::string& action, int errorNumber) {
+StreamError systemErrorAt(const Place& place, const std::string& action, int errorNumber) {
     // GNU's strerror_r: the text is in the buffer or in memory that lives for ever.
     std::array<char, 128> buffer = {};
-    return "can't " + action + ": " + strerror_r(errorNumber, buffer.data(), buffer.size());
+    ErrorRecord record =
+        place.record(ErrorKind::inputOutput, codeOf(ErrorKind::inputOutput),
+                     "can't " + action + ": " + strerror_r(errorNumber, buffer.data(), buffer.size()));
+    record.systemError = errorNumber;
+    return StreamError(std::move(record));
 }
 
 }  // namespace
@@ -59,6 +63,10 @@ void Place::fail(ErrorKind kind, std::string code, std::string reason) const {
     throw error(kind, std::move(code), std::move(reason));
 }
 
+void Place::fail(ErrorKind kind, std::string reason) const {
+    fail(kind, codeOf(kind), std::move(reason));
+}
+
 void Place::failLimit(std::string limit, std::string reason) const {
     ErrorRecord record = this->record(ErrorKind::limitExceeded, "limit", std::move(reason));
     record.limit = std::move(limit);
@@ -66,10 +74,7 @@ void Place::failLimit(std::string limit, std::string reason) const {
 }
 
 void Place::failSystem(const std::string& action, int errorNumber) const {
-    ErrorRecord record =
-        this->record(ErrorKind::inputOutput, codeOf(ErrorKind::inputOutput), systemReason(action, errorNumber));
-    record.systemError = errorNumber;
-    throw StreamError(std::move(record));
+    throw systemErrorAt(*this, action, errorNumber);
 }
 
 void Place::refuse(ErrorKind kind, std::string code, std::string reason) const {
@@ -95,13 +100,7 @@ const char* codeOf(ErrorKind kind) noexcept {
 }
 
 StreamError systemFailure(std::string where, const std::string& action, int errorNumber) {
-    ErrorRecord record;
-    record.kind = ErrorKind::inputOutput;
-    record.code = codeOf(record.kind);
-    record.package = std::move(where);
-    record.reason = systemReason(action, errorNumber);
-    record.systemError = errorNumber;
-    return StreamError(std::move(record));
+    return systemErrorAt(Place(std::move(where)), action, errorNumber);
 }
 
 StreamError invalidInput(std::string where, std::string reason) {

@@ -57,6 +57,8 @@ public:
 
     /// Throws the error, whatever the handler is.
     [[noreturn]] void fail(ErrorKind kind, std::string code, std::string reason) const;
+    /// The same with codeOf() the kind.
+    [[noreturn]] void fail(ErrorKind kind, std::string reason) const;
     /// Throws `limitExceeded` with the code "limit"; `limit` is a field of Limits.
     [[noreturn]] void failLimit(std::string limit, std::string reason) const;
     /// Throws `inputOutput` "can't ACTION: REASON" with the system's text for the error number.

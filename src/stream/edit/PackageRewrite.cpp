@@ -299,8 +299,7 @@ void PackageRewrite::readBack(bool ofTar) {
 void PackageRewrite::finish() {
     // Somebody may have put a new version there, which a rename would silently undo.
     if (inPlace_ && !source_.isAt(path_)) {  // guard: packages that are replaced while they are edited
-        Place(path_).fail(ErrorKind::inputOutput, codeOf(ErrorKind::inputOutput),
-                          "was replaced while it was edited");
+        Place(path_).fail(ErrorKind::inputOutput, "was replaced while it was edited");
     }
     // As late as possible: what was copied before is then of one state of the file.
     source_.requireUnchanged();

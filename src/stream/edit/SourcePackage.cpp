@@ -86,7 +86,7 @@ void SourcePackage::requireUnchanged() const {
     const bool same = now.st_size == status_.st_size && isEqual(now.st_mtim, status_.st_mtim) &&
                       isEqual(now.st_ctim, status_.st_ctim);
     if (!same) {  // guard: packages that change while they are edited
-        Place(path_).fail(ErrorKind::inputOutput, codeOf(ErrorKind::inputOutput), "changed while it was read");
+        Place(path_).fail(ErrorKind::inputOutput, "changed while it was read");
     }
 }
 

@@ -48,7 +48,7 @@ void Target::fail(const char* action) const {
 }
 
 void Target::refuse(const char* reason) const {
-    Place(path).fail(ErrorKind::inputOutput, codeOf(ErrorKind::inputOutput), reason);
+    Place(path).fail(ErrorKind::inputOutput, reason);
 }
 
 void Target::check() const {
@@ -132,8 +132,7 @@ void AtomicFile::copyThroughMemory(int descriptor, const std::string& source, st
         // The size was found out before, and the file changed since. Zeros in the gap would be a package that
         // nobody wrote.
         if (count == 0) {
-            Place(source).fail(ErrorKind::inputOutput, codeOf(ErrorKind::inputOutput),
-                               "became shorter while it was read");
+            Place(source).fail(ErrorKind::inputOutput, "became shorter while it was read");
         }
         done += static_cast<std::size_t>(count);
     }

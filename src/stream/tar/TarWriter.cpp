@@ -111,8 +111,7 @@ void TarWriter::begin(const Entry& entry) {
 void TarWriter::write(const char* data, std::size_t size) {
     // More would end up in the place of the next header.
     if (size > missing_) {
-        Place(path_).fail(ErrorKind::inputOutput, codeOf(ErrorKind::inputOutput),
-                          "has more contents than announced");
+        Place(path_).fail(ErrorKind::inputOutput, "has more contents than announced");
     }
     if (size > 0) {
         out_.write(data, size);
@@ -128,8 +127,7 @@ void TarWriter::finish() {
 void TarWriter::endContents() {
     // The header is written: too little cannot be taken back, so that the archive is given up.
     if (missing_ != 0) {
-        Place(path_).fail(ErrorKind::inputOutput, codeOf(ErrorKind::inputOutput),
-                          "has less contents than announced");
+        Place(path_).fail(ErrorKind::inputOutput, "has less contents than announced");
     }
     // Less than a block, which kZeros has twice.
     out_.write(kZeros.data(), static_cast<std::size_t>(paddedToBlocks(size_) - size_));

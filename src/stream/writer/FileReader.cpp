@@ -107,8 +107,7 @@ void FileReader::readFromReader(const SourceEntry& file, std::uint64_t offset, c
                            std::to_string(file.size) + " bytes");
         }
         if (count > wanted) {
-            place.fail(ErrorKind::invalidInput, codeOf(ErrorKind::invalidInput),
-                       "its reader returned more bytes than it was asked for");
+            place.fail(ErrorKind::invalidInput, "its reader returned more bytes than it was asked for");
         }
         done += count;
     }

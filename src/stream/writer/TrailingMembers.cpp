@@ -42,12 +42,12 @@ TrailingMembers::TrailingMembers(const std::vector<TrailingMember>& wanted) : wa
     for (const TrailingMember& member : wanted) {
         const Place at = Place("").in(member.name);
         if (!isUsable(member.name)) {
-            at.fail(ErrorKind::invalidInput, codeOf(ErrorKind::invalidInput),
+            at.fail(ErrorKind::invalidInput,
                     "a trailing member's name is \"_\" and 1 to 15 letters, digits, dots, hyphens or underscores");
         }
         // Readers refuse a package with two members of one name.
         if (!names.insert(member.name).second) {
-            at.fail(ErrorKind::invalidInput, codeOf(ErrorKind::invalidInput), "is given twice");
+            at.fail(ErrorKind::invalidInput, "is given twice");
         }
     }
 }
