@@ -1,10 +1,11 @@
 #include "stream/tar/PaxRecords.hpp"
 
 #include <algorithm>
-#include <charconv>
 #include <set>
 
 #include "bex/stream/Escape.hpp"
+#include "stream/base/Ascii.hpp"
+#include "stream/base/Text.hpp"
 #include "stream/tar/TarHeader.hpp"
 
 namespace bex::stream {
@@ -20,44 +21,20 @@ constexpr std::string_view kAmbiguous[] = {"hdrcharset", "SCHILY.realsize", "SUN
     place.fail(ErrorKind::damaged, "tar-pax", "extended header: " + reason);
 }
 
-/// Cuts a number off the front of the text.
-template <typename Number>
-std::optional<Number> cutDecimal(std::string_view& text) {
-    Number number = 0;
-    // from_chars() accepts a minus sign for a signed type alone, and neither a plus sign nor blanks.
-    const auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    if (error != std::errc()) {
-        return std::nullopt;
-    }
-    text.remove_prefix(static_cast<std::size_t>(stop - text.data()));
-    return number;
-}
-
-std::optional<std::uint64_t> parseDecimal(std::string_view text) {
-    const auto number = cutDecimal<std::uint64_t>(text);
-    // Nothing may follow: "12x" is not 12.
-    if (!text.empty()) {
-        return std::nullopt;
-    }
-    return number;
-}
-
 /// Seconds, perhaps with a fraction, which is dropped.
 std::optional<std::int64_t> parseTime(std::string_view text) {
-    const auto seconds = cutDecimal<std::int64_t>(text);
-    const bool isWhole = text.empty();
-    const bool hasFraction =
-        !isWhole && text.front() == '.' && text.find_first_not_of("0123456789", 1) == std::string_view::npos;
-    if (!isWhole && !hasFraction) {
+    const std::size_t point = std::min(text.find('.'), text.size());
+    const std::string_view fraction = text.substr(std::min(point + 1, text.size()));
+    if (!consistsOf(fraction, isDigit)) {
         return std::nullopt;
     }
-    return seconds;
+    return parseWhole<std::int64_t>(text.substr(0, point));
 }
 
 /// Cuts the first record off and gives its "KEY=VALUE".
 std::string_view cutRecord(std::string_view& body, const Place& place) {
     const std::size_t blank = std::min(body.find(' '), body.size());
-    const std::optional<std::uint64_t> length = parseDecimal(body.substr(0, blank));
+    const std::optional<std::uint64_t> length = parseWhole<std::uint64_t>(body.substr(0, blank));
     // guard: lengths of pax records
     if (!length || *length > body.size() || *length < blank + 2 || body[*length - 1] != '\n') {
         fail(place, "record with a wrong length");
@@ -121,9 +98,9 @@ private:
         if (key == "size") {
             records_.size = size(value);
         } else if (key == "uid") {
-            records_.uid = required(parseDecimal(value), key, value);
+            records_.uid = required(parseWhole<std::uint64_t>(value), key, value);
         } else if (key == "gid") {
-            records_.gid = required(parseDecimal(value), key, value);
+            records_.gid = required(parseWhole<std::uint64_t>(value), key, value);
         } else if (key == "mtime") {
             records_.mtime = required(parseTime(value), key, value);
         }
@@ -141,7 +118,7 @@ private:
     }
 
     std::uint64_t size(std::string_view value) const {
-        std::optional<std::uint64_t> size = parseDecimal(value);
+        std::optional<std::uint64_t> size = parseWhole<std::uint64_t>(value);
         // Compares false for an optional without a value.
         if (size > kLargestTarSize) {
             size.reset();

@@ -27,7 +27,7 @@ char typeOf(const Entry& entry) {
     }
 }
 
-/// Bytes of contents that follow the header.
+/// Bytes of contents that follow the header: readers disagree on what a size means for another type.
 std::uint64_t sizeOf(const Entry& entry) noexcept {
     return entry.type == EntryType::file ? entry.size : 0;
 }
@@ -41,10 +41,7 @@ TarHeader headerOf(const Entry& entry) {
     header.mode = entry.mode & 07777U;
     header.uid = entry.uid;
     header.gid = entry.gid;
-    // Any other entry has size 0: readers disagree on what a size means there.
-    if (entry.type == EntryType::file) {
-        header.size = entry.size;
-    }
+    header.size = sizeOf(entry);
     header.mtime = entry.mtime;
     header.owner = entry.owner;
     header.group = entry.group;
