@@ -19,7 +19,7 @@ namespace {
 
 OpenInput openFile(const std::string& path) {
     // A pipe has no end to look at before it is read.
-    OpenInput input = openInput(openForReading(path, System::real()), path, System::real());
+    OpenInput input = openInput(path, System::real());
     if (input.source == nullptr) {
         throw invalidInput(path, "only a regular file can be read by its index");
     }

@@ -33,8 +33,7 @@ struct PackageReader::State {
 };
 
 PackageReader::PackageReader(const std::string& path, const ReadOptions& options)
-    : state_(std::make_unique<State>(openInput(openForReading(path, System::real()), path, System::real()), path,
-                                     options)) {}
+    : state_(std::make_unique<State>(openInput(path, System::real()), path, options)) {}
 
 PackageReader::PackageReader(int descriptor, const std::string& name, const ReadOptions& options)
     : state_(std::make_unique<State>(openInput(OpenFile{descriptor, {}}, name, System::real()), name, options)) {}

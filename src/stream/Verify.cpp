@@ -7,8 +7,7 @@
 namespace bex::stream {
 
 std::vector<Finding> verify(const std::string& path, const VerifyOptions& options) {
-    System& system = System::real();
-    return Verification(openInput(openForReading(path, system), path, system), path, options).run();
+    return Verification(openInput(path, System::real()), path, options).run();
 }
 
 std::vector<Finding> verify(int descriptor, const std::string& name, const VerifyOptions& options) {

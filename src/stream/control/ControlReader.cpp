@@ -78,7 +78,7 @@ bool LineReader::fill() {
 
 ControlReader::Read readerOf(const std::string& path, System& system) {
     // Shared, because a function object must be copyable.
-    const std::shared_ptr<ByteStream> stream = openInput(openForReading(path, system), path, system).stream;
+    const std::shared_ptr<ByteStream> stream = openInput(path, system).stream;
     return [stream](char* buffer, std::size_t size) { return stream->read(buffer, size); };
 }
 

@@ -3,9 +3,7 @@
 #include <fcntl.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <string_view>
-#include <utility>
 
 #include "stream/base/Place.hpp"
 
@@ -30,14 +28,10 @@ SourcePackage::SourcePackage(const std::string& path, const EditOptions& options
       system_(system),
       allowance_(options.allow),
       file_(openForReading(path, system)) {
-    if (!isRegularFile(file_, path, system)) {
-        // Members are read at their offsets, several times, so a pipe is refused.
-        throw systemFailure(path, "read by offset", ESPIPE);
-    }
+    // Members are read at their offsets, several times.
+    requireRegularFile(file_, path, system);
     // Before anything is read: requireUnchanged() compares with this state.
-    if (system.fstat(file_.number, &status_) != 0) {
-        throw systemFailure(path, "read", errno);
-    }
+    status_ = statusOf(file_, path, system);
     // By a stream of its own, which is dropped. Later readings begin anew on the same descriptor.
     members_ = read()->members();
     control_ = indexOf("control.tar");
@@ -78,10 +72,7 @@ bool SourcePackage::isAt(const std::string& path) const {
 }
 
 void SourcePackage::requireUnchanged() const {
-    struct stat now = {};
-    if (system_.fstat(file_.number, &now) != 0) {
-        throw systemFailure(path_, "read", errno);
-    }
+    const struct stat now = statusOf(file_, path_, system_);
     // The change time as well: a time can be set back.
     const bool same = now.st_size == status_.st_size && isEqual(now.st_mtim, status_.st_mtim) &&
                       isEqual(now.st_ctim, status_.st_ctim);

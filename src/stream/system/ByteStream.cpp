@@ -134,4 +134,8 @@ OpenInput openInput(OpenFile file, const std::string& name, System& system) {
     return openInput(std::make_unique<Pipe>(std::move(file), name, system));
 }
 
+OpenInput openInput(const std::string& path, System& system) {
+    return openInput(openForReading(path, system), path, system);
+}
+
 }  // namespace bex::stream

@@ -56,5 +56,7 @@ OpenInput openInput(std::unique_ptr<ForwardSource> source);
 /// A regular file is read by offset, anything else forward from its position on. `name` is for messages; `system`
 /// must outlive the input. Throws StreamError (`inputOutput`).
 OpenInput openInput(OpenFile file, const std::string& name, System& system);
+/// Opens the path, as openForReading() does.
+OpenInput openInput(const std::string& path, System& system);
 
 }  // namespace bex::stream

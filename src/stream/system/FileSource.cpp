@@ -14,14 +14,6 @@ namespace {
 
 constexpr std::uint64_t kLargestOffset = std::numeric_limits<off_t>::max();
 
-struct stat statusOf(const OpenFile& file, const std::string& name, System& system) {
-    struct stat status = {};
-    if (system.fstat(file.number, &status) != 0) {
-        throw systemFailure(name, "read", errno);
-    }
-    return status;
-}
-
 }  // namespace
 
 OpenFile openForReading(const std::string& path, System& system) {
@@ -35,6 +27,14 @@ OpenFile openForReading(const std::string& path, System& system) {
     return {number, std::move(descriptor)};
 }
 
+struct stat statusOf(const OpenFile& file, const std::string& name, System& system) {
+    struct stat status = {};
+    if (system.fstat(file.number, &status) != 0) {
+        throw systemFailure(name, "read", errno);
+    }
+    return status;
+}
+
 bool isRegularFile(const OpenFile& file, const std::string& name, System& system) {
     const struct stat status = statusOf(file, name, system);
     // open(2) of a directory succeeds, and only read(2) would fail, later and with less to say.
@@ -42,6 +42,12 @@ bool isRegularFile(const OpenFile& file, const std::string& name, System& system
         throw systemFailure(name, "read", EISDIR);
     }
     return S_ISREG(status.st_mode);
+}
+
+void requireRegularFile(const OpenFile& file, const std::string& name, System& system) {
+    if (!isRegularFile(file, name, system)) {
+        throw systemFailure(name, "read by offset", ESPIPE);
+    }
 }
 
 /// Asked anew each time: a file that was cut meanwhile has no bytes to skip.

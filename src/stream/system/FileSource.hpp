@@ -1,6 +1,7 @@
 #pragma once
 
-#include <memory>
+#include <sys/stat.h>
+
 #include <string>
 
 #include "bex/stream/Source.hpp"
@@ -17,9 +18,16 @@ struct OpenFile {
 /// Opens the path for reading. Throws StreamError (`inputOutput`).
 OpenFile openForReading(const std::string& path, System& system);
 
+/// fstat(2). Throws StreamError (`inputOutput`).
+struct stat statusOf(const OpenFile& file, const std::string& name, System& system);
+
 /// Whether the file is a regular one, which can be read by offset. Throws StreamError (`inputOutput`) for a
 /// directory and for what is not open.
 bool isRegularFile(const OpenFile& file, const std::string& name, System& system);
+
+/// Throws StreamError (`inputOutput`) for any other file: a FIFO or a terminal opens without an error, but has no
+/// offsets to read at.
+void requireRegularFile(const OpenFile& file, const std::string& name, System& system);
 
 /// The bytes of a regular file within [offset, offset + length). `name` is for messages; `system` must outlive the
 /// source.

@@ -1,10 +1,8 @@
 #include "bex/stream/Source.hpp"
 
 #include <algorithm>
-#include <cerrno>
 
 #include "bex/stream/ForwardSource.hpp"
-#include "stream/base/Place.hpp"
 #include "stream/system/FileSource.hpp"
 
 namespace bex::stream {
@@ -26,12 +24,6 @@ private:
     std::string_view bytes_;
 };
 
-void requireRegularFile(const OpenFile& file, const std::string& name, System& system) {
-    if (!isRegularFile(file, name, system)) {
-        throw systemFailure(name, "read by offset", ESPIPE);
-    }
-}
-
 }  // namespace
 
 // In a file without hidden functions: a library that links the hidden ones statically must not get a second type
@@ -47,7 +39,6 @@ bool Source::willRead(const std::vector<Range>& ranges) {
 
 std::shared_ptr<Source> Source::ofFile(const std::string& path) {
     OpenFile file = openForReading(path, System::real());
-    // A FIFO or a terminal opens without an error, but has no offsets to read at.
     requireRegularFile(file, path, System::real());
     return std::make_shared<FileSource>(std::move(file), path, System::real());
 }

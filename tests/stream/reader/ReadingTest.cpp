@@ -33,7 +33,7 @@ std::size_t readsOf(const std::string& path, Use use) {
     stream::ReadOptions options;
     options.threads = 1;
     system.limitTransfers(4096);
-    stream::PackageStream package(openInput(stream::openForReading(path, system), path, system), path, options);
+    stream::PackageStream package(openInput(path, system), path, options);
     package.checkStructure();
     package.readControl();
     use(package);
