@@ -101,42 +101,34 @@ void AtomicFile::write(const char* data, std::size_t size) {
 void AtomicFile::copy(int descriptor, const std::string& source, std::uint64_t offset, std::size_t size) {
     requireUncommitted();
     while (size != 0) {
-        const ssize_t copied =
-            target_.system.copyFileRange(descriptor, static_cast<off_t>(offset), file_.get(), size);
-        // Bounds what copyThroughMemory() allocates.
-        std::size_t count = std::min(size, kPieceBytes);
-        if (copied > 0) {
-            count = static_cast<std::size_t>(copied);
-        } else {
+        ssize_t count = target_.system.copyFileRange(descriptor, static_cast<off_t>(offset), file_.get(), size);
+        if (count <= 0) {
             // Which errors mean that the kernel can't do it differs between file systems, and so does what 0
             // means: reading and writing do it, or give the reason.
-            copyThroughMemory(descriptor, source, offset, count);
+            count = copyThroughMemory(descriptor, source, offset, std::min(size, kPieceBytes));
         }
-        offset += count;
-        size -= count;
+        offset += static_cast<std::size_t>(count);
+        size -= static_cast<std::size_t>(count);
     }
     // The disk begins while more is copied, so that commit() waits for little. A hint: what fails here fails when
     // the file is synced.
     target_.system.beginWriting(file_.get());
 }
 
-void AtomicFile::copyThroughMemory(int descriptor, const std::string& source, std::uint64_t offset,
-                                   std::size_t size) {
+ssize_t AtomicFile::copyThroughMemory(int descriptor, const std::string& source, std::uint64_t offset,
+                                      std::size_t size) {
     std::vector<char> piece(size);
-    for (std::size_t done = 0; done < size;) {
-        const ssize_t count =
-            target_.system.pread(descriptor, piece.data() + done, size - done, static_cast<off_t>(offset + done));
-        if (count < 0) {
-            throw systemFailure(source, "read", errno);
-        }
-        // The size was found out before, and the file changed since. Zeros in the gap would be a package that
-        // nobody wrote.
-        if (count == 0) {
-            Place(source).fail(ErrorKind::inputOutput, "became shorter while it was read");
-        }
-        done += static_cast<std::size_t>(count);
+    const ssize_t count = target_.system.pread(descriptor, piece.data(), size, static_cast<off_t>(offset));
+    if (count < 0) {
+        throw systemFailure(source, "read", errno);
     }
-    write(piece.data(), piece.size());
+    // The size was found out before, and the file changed since. Zeros in the gap would be a package that nobody
+    // wrote.
+    if (count == 0) {
+        Place(source).fail(ErrorKind::inputOutput, "became shorter while it was read");
+    }
+    write(piece.data(), static_cast<std::size_t>(count));
+    return count;
 }
 
 void AtomicFile::rewrite(std::uint64_t offset, std::string_view bytes) {

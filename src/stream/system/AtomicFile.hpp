@@ -84,7 +84,7 @@ public:
 
 private:
     void requireUncommitted() const;
-    void copyThroughMemory(int descriptor, const std::string& source, std::uint64_t offset, std::size_t size);
+    ssize_t copyThroughMemory(int descriptor, const std::string& source, std::uint64_t offset, std::size_t size);
 
     Target target_;
     TemporaryFile file_;
