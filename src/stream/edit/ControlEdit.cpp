@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "stream/base/Place.hpp"
+#include "stream/base/Text.hpp"
 #include "stream/control/Conffiles.hpp"
 #include "stream/control/ControlText.hpp"
 #include "stream/control/MemberOddities.hpp"
@@ -11,6 +12,7 @@
 #include "stream/reader/ControlArchive.hpp"
 #include "stream/tar/TarWriter.hpp"
 #include "stream/writer/ControlArchiveWriter.hpp"
+#include "stream/writer/Notes.hpp"
 #include "stream/writer/PackagePath.hpp"
 
 namespace bex::stream {
@@ -41,16 +43,9 @@ void requireSettable(const std::string& name) {
 
 /// Throws for what dpkg would refuse; returns what it only dislikes.
 std::vector<Finding> notesOn(const std::string& name, const std::string& contents) {
-    // Before anything is stored: a member that is refused leaves the archive as it was.
     std::vector<Finding> notes;
-    const auto oddities = name == "conffiles" ? readConffiles(contents).oddities : memberOddities(name, contents);
-    for (const Oddity& oddity : oddities) {
-        const ErrorRecord record = Place("").at(name).record(ErrorKind::invalidInput, oddity.code, oddity.reason);
-        if (oddity.severity == Severity::error) {
-            throw StreamError(record);
-        }
-        notes.emplace_back(Severity::warning, record);
-    }
+    Notes(notes).takeOddities(
+        name, name == "conffiles" ? readConffiles(contents).oddities : memberOddities(name, contents));
     return notes;
 }
 
@@ -165,7 +160,7 @@ void ControlEdit::requireNoNewFaults() const {
     std::string faults;
     for (const std::string& fault : paragraph_.faults()) {
         if (std::find(old.begin(), old.end(), fault) == old.end()) {
-            faults += (faults.empty() ? "control: " : "\ncontrol: ") + fault;
+            appendPart(faults, "\n", "control: " + fault);
         }
     }
     if (!faults.empty()) {

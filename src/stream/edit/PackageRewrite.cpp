@@ -249,10 +249,9 @@ void PackageRewrite::repackData(PackageStream& stream, CompressionSettings setti
     out_.rewrite(header, memberHeader(newData_.name, newData_.size, newData_.mtime));
     endMember();
     result_.digestBefore = wantsDigest ? digest.hexDigest() : "";
-    Notes notes;
+    Notes notes(result_.notes);
     notes.takePayload(newData_.size, tar.bytes());
     notes.takeIndex(builder.unpackedBytes());
-    result_.notes.insert(result_.notes.end(), notes.all().begin(), notes.all().end());
 }
 
 std::string PackageRewrite::digestOf(int descriptor, const std::string& name, std::uint64_t offset,

@@ -6,7 +6,6 @@
 
 #include "stream/ar/ArWriter.hpp"
 #include "stream/ar/FormatVersion.hpp"
-#include "stream/base/CountingSink.hpp"
 #include "stream/base/Place.hpp"
 #include "stream/base/Text.hpp"
 #include "stream/base/WorkPool.hpp"
@@ -86,23 +85,12 @@ PackageBuild::PackageBuild(const Collection& collection, const WriteOptions& opt
     showEntries();
 }
 
-/// What dpkg would refuse is not written; what it only dislikes becomes a note.
-void PackageBuild::take(const std::string& member, const std::vector<Oddity>& oddities) {
-    for (const Oddity& oddity : oddities) {
-        const ErrorRecord record =
-            Place("").at(member).record(ErrorKind::invalidInput, oddity.code, oddity.reason);
-        if (oddity.severity == Severity::error) {
-            throw StreamError(record);
-        }
-        result_.notes.emplace_back(Severity::warning, record);
-    }
-}
-
 void PackageBuild::checkControlMembers() {
+    Notes notes(result_.notes);
     for (const auto& [name, contents] : collection_.controlMembers) {
-        take(name, memberOddities(name, contents));
+        notes.takeOddities(name, memberOddities(name, contents));
     }
-    take("conffiles", readConffiles(conffiles()).oddities);
+    notes.takeOddities("conffiles", readConffiles(conffiles()).oddities);
 }
 
 /// Nothing that stores without compressing makes the payload smaller: too much is known at once.
@@ -115,7 +103,7 @@ void PackageBuild::requireFits() const {
 }
 
 void PackageBuild::showEntries() {
-    Notes notes;
+    Notes notes(result_.notes);
     for (std::size_t i = 0; i < plan_.size(); ++i) {
         const Entry entry = plan_.entry(i);
         notes.take(entry);
@@ -125,7 +113,6 @@ void PackageBuild::showEntries() {
     }
     result_.entries = plan_.size();
     result_.payloadBytes = plan_.contentBytes();
-    result_.notes.insert(result_.notes.end(), notes.all().begin(), notes.all().end());
 }
 
 void PackageBuild::showControlFiles() const {
@@ -190,11 +177,10 @@ void PackageBuild::writePayload(Spool& spool) {
     result_.indexBytes = payload.indexBytes();
     makeControlFiles(payload.takeMd5sums());
     showControlFiles();
-    Notes notes;
+    Notes notes(result_.notes);
     notes.takePayload(spool.size(), payload.tarBytes());
     notes.takeIndex(payload.unpackedIndexBytes());
     notes.takeControl(controlFiles_);
-    result_.notes.insert(result_.notes.end(), notes.all().begin(), notes.all().end());
 }
 
 void PackageBuild::makeTrailing(const std::string& controlArchive, const Spool& spool) {

@@ -9,7 +9,6 @@
 #include "bex/stream/WriteOptions.hpp"
 #include "stream/base/ProgressMeter.hpp"
 #include "stream/codec/CompressingSink.hpp"
-#include "stream/control/Oddity.hpp"
 #include "stream/system/System.hpp"
 #include "stream/writer/Collection.hpp"
 #include "stream/writer/Plan.hpp"
@@ -40,7 +39,6 @@ private:
     std::string memberName(const char* stem) const;
     void requireFits() const;
     void checkControlMembers();
-    void take(const std::string& member, const std::vector<Oddity>& oddities);
     void showEntries();
     void showControlFiles() const;
     void write(Sink& out, const std::string& temporaryDirectory);
