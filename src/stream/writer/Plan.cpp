@@ -183,17 +183,16 @@ Plan::Index Plan::fileOf(Index link, std::map<Index, Index>& known) const {
             continue;
         }
         trail.push_back(at);
-        const Planned* next = find(*source(at).data);
+        const std::optional<Index> next = find(*source(at).data);
         // A trail longer than there are entries runs in a circle.
-        if (next == nullptr || trail.size() > planned_.size() ||
-            (next->source->type != EntryType::file && next->source->type != EntryType::hardlink)) {
+        if (!next || trail.size() > planned_.size() ||
+            (source(*next).type != EntryType::file && source(*next).type != EntryType::hardlink)) {
             throw placeOf(source(link))
                 .error(ErrorKind::invalidInput, "hardlink-target",
                        "is a hard link to " + quotedName(storedPath(*source(link).data, EntryType::file)) +
                            ", which is not a regular file of the package");
         }
-        // In range: find() gives an element of planned_.
-        at = static_cast<Index>(next - planned_.data());
+        at = *next;
     }
     // For the next link that leads to one of these; without it a long chain would be walked once for each of them.
     for (const Index passed : trail) {
@@ -244,16 +243,16 @@ void Plan::collectOwners() {
     }
 }
 
-const Plan::Planned* Plan::find(const std::string& path) const {
+std::optional<Plan::Index> Plan::find(const std::string& path) const {
     // Binary search: planned_ is in the order of comesBefore().
     const auto found = std::lower_bound(planned_.begin(), planned_.end(), path,
                                         [](const Planned& planned, const std::string& wanted) {
                                             return comesBefore(planned.source->path, wanted);
                                         });
     if (found == planned_.end() || found->source->path != path) {
-        return nullptr;
+        return std::nullopt;
     }
-    return &*found;
+    return static_cast<Index>(found - planned_.begin());
 }
 
 void Plan::markConffiles() {
@@ -261,12 +260,11 @@ void Plan::markConffiles() {
         throw invalidInput("conffiles", quotedName('/' + path) + ' ' + reason);
     };
     for (const std::string& path : collection_.conffiles) {
-        const Planned* file = find(path);
-        if (file == nullptr || file->file->type != EntryType::file) {
+        const std::optional<Index> index = find(path);
+        if (!index || file(*index).type != EntryType::file) {
             refuse(path, "is not a regular file of the package");
         }
-        // In range: find() gives an element of planned_.
-        markConffile(static_cast<std::size_t>(file - planned_.data()));
+        markConffile(*index);
     }
     for (const std::string& tree : collection_.conffileTrees) {
         for (std::size_t i = 0; i < planned_.size(); ++i) {
@@ -276,7 +274,7 @@ void Plan::markConffiles() {
         }
     }
     for (const std::string& path : collection_.removedConffiles) {
-        if (find(path) != nullptr) {
+        if (find(path)) {
             refuse(path, "is to be removed on upgrade, but is in the package");
         }
     }

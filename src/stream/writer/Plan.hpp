@@ -99,7 +99,7 @@ private:
     template <typename Rule>
     std::vector<std::size_t> lastMatches(const std::vector<Rule>& rules, const RuleKind& kind) const;
     std::uint16_t ownModeOf(const SourceEntry& file) const;
-    const Planned* find(const std::string& path) const;
+    std::optional<Index> find(const std::string& path) const;
     std::int64_t storedTime(std::int64_t time) const noexcept;
     void setOwner(std::size_t index, Entry& entry) const;
 
