@@ -45,8 +45,15 @@ ControlParagraph ControlParagraph::parse(std::string_view text, std::string_view
 }
 
 ControlParagraph parseParagraph(std::string_view text, const Place& place) {
+    ParagraphParser parser(place);
+    forEachLine(text, [&parser](std::string_view line) { parser.take(line); });
+    // A text without any field is refused here, not by the parser: a reader of many paragraphs takes it for the
+    // end.
+    if (parser.empty()) {
+        parser.failAtEnd("there is no field");
+    }
     ControlParagraph paragraph;
-    paragraph.fields_ = parseFields(text, place);
+    paragraph.fields_ = parser.takeFields();
     return paragraph;
 }
 

@@ -58,7 +58,7 @@ std::string fieldValueFault(std::string_view value) {
     using namespace std::string_view_literals;
     // Neither is read back: readers drop a carriage return at the end of a line, and a NUL ends the text for some.
     if (const std::size_t at = value.find_first_of("\0\r"sv); at != std::string_view::npos) {
-        return std::string("holds ") + controlName(value[at]);
+        return value[at] == '\0' ? "holds a NUL" : "holds a carriage return";
     }
     // A value that passes is read back the same: nothing in it can end the field, or is trimmed or unfolded.
     const std::size_t firstEnd = std::min(value.find('\n'), value.size());

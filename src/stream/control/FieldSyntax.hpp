@@ -17,14 +17,6 @@ inline std::string faultUnless(bool sound, const char* fault) {
     return fault;
 }
 
-/// The name of a byte that no control text may hold: NUL or carriage return.
-inline const char* controlName(char c) {
-    if (c == '\0') {
-        return "a NUL";
-    }
-    return "a carriage return";
-}
-
 /// Why this cannot be a field name; empty when it can.
 std::string fieldNameFault(std::string_view name);
 

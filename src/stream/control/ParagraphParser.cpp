@@ -5,7 +5,6 @@
 
 #include "stream/base/Ascii.hpp"
 #include "stream/base/Quoted.hpp"
-#include "stream/base/Text.hpp"
 #include "stream/control/FieldSyntax.hpp"
 
 namespace bex::stream {
@@ -117,17 +116,6 @@ std::vector<ControlParagraph::Field> ParagraphParser::takeFields() {
     ended_ = false;
     lineOfName_.clear();
     return std::exchange(fields_, {});
-}
-
-std::vector<ControlParagraph::Field> parseFields(std::string_view text, const Place& place) {
-    ParagraphParser parser(place);
-    forEachLine(text, [&parser](std::string_view line) { parser.take(line); });
-    // A text without any field is refused here, not by the parser: a reader of many paragraphs takes it for the
-    // end.
-    if (parser.empty()) {
-        parser.failAtEnd("there is no field");
-    }
-    return parser.takeFields();
 }
 
 }  // namespace bex::stream

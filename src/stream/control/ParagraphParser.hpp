@@ -50,9 +50,6 @@ private:
     std::map<std::string, std::size_t> lineOfName_;
 };
 
-/// The fields of a text that holds exactly one paragraph.
-std::vector<ControlParagraph::Field> parseFields(std::string_view text, const Place& place);
-
 /// As ControlParagraph::parse(), with errors about the place.
 ControlParagraph parseParagraph(std::string_view text, const Place& place);
 
