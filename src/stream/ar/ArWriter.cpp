@@ -34,14 +34,14 @@ std::string memberHeader(std::string_view name, std::uint64_t size, std::int64_t
            field("100644", 8) + field(std::to_string(size), 10) + "`\n";
 }
 
-ArWriter::ArWriter(Sink& out, std::int64_t mtime) : out_(out), mtime_(mtime) {
+ArWriter::ArWriter(Sink& out) : out_(out) {
     write(kArMagic);
 }
 
-void ArWriter::beginMember(std::string_view name, std::uint64_t size) {
-    const std::string header = memberHeader(name, size, mtime_);
+void ArWriter::beginMember(std::string_view name, std::uint64_t size, std::int64_t mtime) {
+    const std::string header = memberHeader(name, size, mtime);
     out_.write(header.data(), header.size());
-    size_ += header.size();
+    count(header.size());
 }
 
 void ArWriter::write(std::string_view bytes) {
@@ -55,8 +55,8 @@ void ArWriter::endMember() {
     }
 }
 
-void ArWriter::addMember(std::string_view name, std::string_view bytes) {
-    beginMember(name, bytes.size());
+void ArWriter::addMember(std::string_view name, std::string_view bytes, std::int64_t mtime) {
+    beginMember(name, bytes.size(), mtime);
     write(bytes);
     endMember();
 }

@@ -22,24 +22,25 @@ std::string memberHeader(std::string_view name, std::uint64_t size, std::int64_t
 /// Writes the ar container of a package, deb(5), front to back.
 class ArWriter {
 public:
-    /// Writes the archive's first line. `out` must outlive this. `mtime`, of every member: 0 to 999999999999.
-    ArWriter(Sink& out, std::int64_t mtime);
+    /// Writes the archive's first line. `out` must outlive this.
+    explicit ArWriter(Sink& out);
 
-    /// Begins a member of at most sixteen bytes of name; exactly `size` bytes must follow. Throws
-    /// memberTooLarge() and whatever `out` throws.
-    void beginMember(std::string_view name, std::uint64_t size);
+    /// Begins a member of at most sixteen bytes of name; exactly `size` bytes must follow. Throws as
+    /// memberHeader(), and whatever `out` throws.
+    void beginMember(std::string_view name, std::uint64_t size, std::int64_t mtime);
     void write(std::string_view bytes);
+    /// Counts bytes that `out` has got in another way.
+    void count(std::uint64_t bytes) noexcept { size_ += bytes; }
     /// Ends the member: an odd one is filled up with a newline.
     void endMember();
 
-    void addMember(std::string_view name, std::string_view bytes);
+    void addMember(std::string_view name, std::string_view bytes, std::int64_t mtime);
 
     /// Length of the archive so far.
     std::uint64_t size() const noexcept { return size_; }
 
 private:
     Sink& out_;
-    std::int64_t mtime_;
     std::uint64_t size_ = 0;
 };
 

@@ -5,7 +5,6 @@
 #include <vector>
 
 #include "stream/ar/ArFormat.hpp"
-#include "stream/ar/ArWriter.hpp"
 #include "stream/base/CountingSink.hpp"
 #include "stream/control/Sha256.hpp"
 #include "stream/index/IndexBuilder.hpp"
@@ -41,22 +40,22 @@ std::string memberName(const char* stem, Compression compression) {
     return stem + std::string(suffixOf(compression));
 }
 
-/// Appends to the file and refuses more than a member can have.
+/// Appends to the package and refuses more than a member can have.
 class MemberSink final : public Sink {
 public:
-    MemberSink(AtomicFile& out, const std::string& name) : out_(out), name_(name) {}
+    MemberSink(ArWriter& package, const std::string& name) : package_(package), name_(name) {}
     void write(const char* data, std::size_t size) override {
         // bytes_ is at most the limit, so that the difference cannot wrap.
         if (size > kMostMemberBytes - bytes_) {
             throw memberTooLarge(name_);
         }
         bytes_ += size;
-        out_.write(data, size);
+        package_.write({data, size});
     }
     std::uint64_t bytes() const noexcept { return bytes_; }
 
 private:
-    AtomicFile& out_;
+    ArWriter& package_;
     const std::string& name_;
     std::uint64_t bytes_ = 0;
 };
@@ -80,7 +79,12 @@ private:
 }  // namespace
 
 PackageRewrite::PackageRewrite(const SourcePackage& source, const ControlEdit& control, const std::string& path)
-    : source_(source), control_(control), path_(path), inPlace_(source.isAt(path)), out_(path, source.system()) {
+    : source_(source),
+      control_(control),
+      path_(path),
+      inPlace_(source.isAt(path)),
+      out_(path, source.system()),
+      package_(out_) {
     // inPlace_ was found before anything is written; finish() asks again.
     result_.notes = control.notes();
 }
@@ -95,15 +99,9 @@ void PackageRewrite::checkSourcePayload(PackageStream& stream, PayloadDepth dept
                  depth, onEntry);
 }
 
-void PackageRewrite::write(std::string_view bytes) {
-    out_.write(bytes.data(), bytes.size());
-    size_ += bytes.size();
-}
-
 /// Every member in its place, all but two of them as they are.
 template <typename WriteControl, typename WriteData>
 void PackageRewrite::writeMembers(WriteControl writeControl, WriteData writeData) {
-    write(kArMagic);
     for (const Member& member : source_.members()) {
         // Control and data are known by their addresses: the references are into the same vector.
         if (isSignature(member)) {
@@ -116,7 +114,7 @@ void PackageRewrite::writeMembers(WriteControl writeControl, WriteData writeData
             copyMember(member);
         }
     }
-    result_.packageBytes = size_;
+    result_.packageBytes = package_.size();
 }
 
 /// Its header, too.
@@ -128,25 +126,13 @@ void PackageRewrite::copyMember(const Member& member) {
         out_.copy(source_.descriptor(), source_.path(), offset, part);
         offset += part;
         left -= part;
-        size_ += part;
+        package_.count(part);
         if (meter_) {
             meter_->add(part, "");
         }
     }
     // The byte between two members is not copied: it may have been any.
-    endMember();
-}
-
-void PackageRewrite::endMember() {
-    if (size_ % 2 != 0) {
-        write("\n");
-    }
-}
-
-void PackageRewrite::addControl(const std::string& contents, Compression compression) {
-    write(memberHeader(memberName("control.tar", compression), contents.size(), source_.controlMember().mtime));
-    write(contents);
-    endMember();
+    package_.endMember();
 }
 
 EditResult PackageRewrite::edit() {
@@ -165,12 +151,14 @@ EditResult PackageRewrite::edit() {
         CompressionSettings settings;
         settings.compression = writtenFor(member.compression);
         settings.level = levelsOf(settings.compression).usual;
-        addControl(compressed([this](Sink& out) { control_.write(out); }, settings), settings.compression);
+        const auto writeTar = [this](Sink& out) { control_.write(out); };
+        package_.addMember(memberName("control.tar", settings.compression), compressed(writeTar, settings),
+                           member.mtime);
     };
     const auto writeData = [this](const Member& member) {
         newData_ = member;
         // Where it will be read back, behind the header that copyMember() copies.
-        newData_.offset = size_ + kArHeaderBytes;
+        newData_.offset = package_.size() + kArHeaderBytes;
         copyMember(member);
     };
     writeMembers(writeControl, writeData);
@@ -191,7 +179,7 @@ EditResult PackageRewrite::repack(const CompressionSettings& settings, bool inde
     const std::unique_ptr<PackageStream> stream = source_.read();
     // The progress is that of the reading, whose total is the installed size.
     stream->expect(checkControlMembers(control_.members(), controlPlace()));
-    const auto writeControl = [&](const Member&) {
+    const auto writeControl = [&](const Member& member) {
         const auto writeTar = [&](Sink& out) {
             if (control_.hasChanged()) {
                 control_.write(out);
@@ -199,7 +187,8 @@ EditResult PackageRewrite::repack(const CompressionSettings& settings, bool inde
                 stream->copyControl(out);
             }
         };
-        addControl(compressed(writeTar, settings), settings.compression);
+        package_.addMember(memberName("control.tar", settings.compression), compressed(writeTar, settings),
+                           member.mtime);
     };
     const auto writeData = [&](const Member&) { repackData(*stream, settings, index); };
     writeMembers(writeControl, writeData);
@@ -210,18 +199,18 @@ EditResult PackageRewrite::repack(const CompressionSettings& settings, bool inde
 
 /// The length of the member, which its header begins with, is known last.
 void PackageRewrite::repackData(PackageStream& stream, CompressionSettings settings, bool index) {
-    const std::uint64_t header = size_;
+    const std::uint64_t header = package_.size();
     newData_ = source_.dataMember();
     newData_.name = memberName("data.tar", settings.compression);
     newData_.compression = settings.compression;
     newData_.offset = header + kArHeaderBytes;
     // A header with the length 0 holds the place. If anything fails before it is rewritten, the file is never
     // renamed.
-    write(memberHeader(newData_.name, 0, newData_.mtime));
+    package_.beginMember(newData_.name, 0, newData_.mtime);
 
     const bool wantsDigest = source_.options().digests || source_.options().check;
     Sha256 digest;
-    MemberSink member(out_, newData_.name);
+    MemberSink member(package_, newData_.name);
     IndexBuilder builder;  // stays without blocks, and so makes nothing, unless gzip is written in blocks
     std::function<void(const Entry&)> onEntry;
     if (index && settings.compression == Compression::gzip) {
@@ -244,10 +233,9 @@ void PackageRewrite::repackData(PackageStream& stream, CompressionSettings setti
     member.write(chain.data(), chain.size());
 
     newData_.size = member.bytes();
-    size_ += newData_.size;
     // The same number of bytes as before: the header's size is fixed.
     out_.rewrite(header, memberHeader(newData_.name, newData_.size, newData_.mtime));
-    endMember();
+    package_.endMember();
     result_.digestBefore = wantsDigest ? digest.hexDigest() : "";
     Notes notes(result_.notes);
     notes.takePayload(newData_.size, tar.bytes());
@@ -261,11 +249,9 @@ std::string PackageRewrite::digestOf(int descriptor, const std::string& name, st
     Sha256 digest;
     std::vector<char> piece(kPieceBytes);
     std::uint64_t at = 0;
-    std::size_t count = bytes.readAt(at, piece.data(), piece.size());
-    while (count != 0) {
+    while (const std::size_t count = bytes.readAt(at, piece.data(), piece.size())) {
         digest.write(piece.data(), count);
         at += count;
-        count = bytes.readAt(at, piece.data(), piece.size());
     }
     return digest.hexDigest();
 }

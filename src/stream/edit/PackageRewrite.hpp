@@ -4,9 +4,9 @@
 #include <functional>
 #include <optional>
 #include <string>
-#include <string_view>
 
 #include "bex/stream/EditOptions.hpp"
+#include "stream/ar/ArWriter.hpp"
 #include "stream/base/ProgressMeter.hpp"
 #include "stream/codec/CompressingSink.hpp"
 #include "stream/edit/ControlEdit.hpp"
@@ -24,17 +24,13 @@ public:
 
     /// As PackageEditor::write().
     EditResult edit();
-    /// As PackageEditor::repack().
-    /// `index`: end the payload with an index, as PackageEditor::repack() does.
+    /// As PackageEditor::repack(). `index`: end the payload with an index.
     EditResult repack(const CompressionSettings& settings, bool index);
 
 private:
     template <typename WriteControl, typename WriteData>
     void writeMembers(WriteControl writeControl, WriteData writeData);
-    void write(std::string_view bytes);
     void copyMember(const Member& member);
-    void endMember();
-    void addControl(const std::string& contents, Compression compression);
     void repackData(PackageStream& stream, CompressionSettings settings, bool index);
     Place controlPlace() const;
     void checkSourcePayload(PackageStream& stream, PayloadDepth depth,
@@ -48,8 +44,8 @@ private:
     const std::string path_;
     const bool inPlace_;
     AtomicFile out_;
+    ArWriter package_;                    // into out_
     std::optional<ProgressMeter> meter_;  // of the copying; none where the reading counts
-    std::uint64_t size_ = 0;              // of what is written
     Member newData_;                      // the data member as it is written
     EditResult result_;
 };

@@ -202,21 +202,22 @@ void PackageBuild::makeTrailing(const std::string& controlArchive, const Spool& 
 }
 
 void PackageBuild::assemble(Spool& spool, Sink& out) {
-    const std::string controlArchive = makeControlArchive(controlFiles_, plan_.commonTime(), settings());
+    const std::int64_t time = plan_.commonTime();
+    const std::string controlArchive = makeControlArchive(controlFiles_, time, settings());
     // Before the first byte: without its trailing members, what a sink has received would be a whole package.
     makeTrailing(controlArchive, spool);
-    ArWriter package(out, plan_.commonTime());
+    ArWriter package(out);
     // The order of deb(5): the format's version, then control, then data.
-    package.addMember(kFormatVersionMember, kFormatVersionText);
-    package.addMember(memberName("control"), controlArchive);
-    package.beginMember(memberName("data"), spool.size());
+    package.addMember(kFormatVersionMember, kFormatVersionText, time);
+    package.addMember(memberName("control"), controlArchive, time);
+    package.beginMember(memberName("data"), spool.size(), time);
     spool.moveTo([&](std::string_view piece) {
         package.write(piece);
         // For the caller to cancel; these bytes were counted when they were read.
         meter_.add(0, "");
     });
     package.endMember();
-    trailing_.appendTo(package);
+    trailing_.appendTo(package, time);
     result_.packageBytes = package.size();
 }
 

@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <set>
 
+#include "stream/ar/ArFormat.hpp"
+
 namespace bex::stream {
 
 namespace {
@@ -77,9 +79,9 @@ void TrailingMembers::finish() {
     makers_.clear();
 }
 
-void TrailingMembers::appendTo(ArWriter& package) const {
+void TrailingMembers::appendTo(ArWriter& package, std::int64_t mtime) const {
     for (std::size_t i = 0; i < contents_.size(); ++i) {
-        package.addMember(wanted_[i].name, contents_[i]);
+        package.addMember(wanted_[i].name, contents_[i], mtime);
     }
 }
 
@@ -92,7 +94,7 @@ void TrailingMembers::compare(Source& package, const Place& place) const {
         if (!hasAt(package, end, contents)) {
             place.in(wanted_[i].name).fail(ErrorKind::damaged, "differs", "differs from its source");
         }
-        end -= std::min<std::uint64_t>(end, memberHeader(wanted_[i].name, 0, 0).size());
+        end -= std::min<std::uint64_t>(end, kArHeaderBytes);
     }
 }
 

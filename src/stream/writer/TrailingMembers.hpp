@@ -28,7 +28,7 @@ public:
     void take(std::string_view piece);
     /// Makes the members, and destroys their makers.
     void finish();
-    void appendTo(ArWriter& package) const;
+    void appendTo(ArWriter& package, std::int64_t mtime) const;
     /// Throws StreamError (`damaged`) if the last bytes of the package are not those of appendTo(). `place`: the
     /// package.
     void compare(Source& package, const Place& place) const;
