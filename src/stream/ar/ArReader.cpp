@@ -66,9 +66,8 @@ private:
         }
         const std::optional<std::uint64_t> value = parseNumber(field, base);
         if (!value) {
-            place_.fail(
-                ErrorKind::damaged, "ar-header",
-                std::string(what) + " " + quotedName(std::string(field)) + " in the header is not a number");
+            place_.fail(ErrorKind::damaged, "ar-header",
+                        std::string(what) + " " + quotedName(field) + " in the header is not a number");
         }
         return *value;
     }

@@ -108,7 +108,7 @@ StreamError invalidInput(std::string where, std::string reason) {
         .error(ErrorKind::invalidInput, codeOf(ErrorKind::invalidInput), std::move(reason));
 }
 
-std::string quotedName(const std::string& text) {
+std::string quotedName(std::string_view text) {
     return '"' + escapeForDisplay(text) + '"';
 }
 

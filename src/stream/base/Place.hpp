@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include "bex/stream/Finding.hpp"
@@ -86,6 +87,6 @@ StreamError systemFailure(std::string where, const std::string& action, int erro
 StreamError invalidInput(std::string where, std::string reason);
 
 /// The text escaped and in double quotes, for messages.
-std::string quotedName(const std::string& text);
+std::string quotedName(std::string_view text);
 
 }  // namespace bex::stream

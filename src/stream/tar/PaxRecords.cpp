@@ -74,11 +74,11 @@ private:
         for (const std::string_view ambiguous : kAmbiguous) {
             if (key == ambiguous) {
                 place_.fail(ErrorKind::unsupported, "tar-pax",
-                            "extended header: readers disagree on " + quotedName(std::string(key)));
+                            "extended header: readers disagree on " + quotedName(key));
             }
         }
         if (!keys_.insert(std::string(key)).second) {  // guard: a pax key twice
-            fail(place_, quotedName(std::string(key)) + " occurs twice");
+            fail(place_, quotedName(key) + " occurs twice");
         }
     }
 
@@ -109,10 +109,10 @@ private:
     /// Texts are UTF-8 by definition; readers differ in how they treat other bytes.
     std::string text(std::string_view key, std::string_view value) const {
         if (value.empty() || value.find('\0') != std::string_view::npos) {
-            fail(place_, quotedName(std::string(key)) + " is empty or holds a NUL");
+            fail(place_, quotedName(key) + " is empty or holds a NUL");
         }
         if (!isUtf8(value)) {  // guard: texts of pax that are not UTF-8
-            fail(place_, std::string(key) + " " + quotedName(std::string(value)) + " is not UTF-8");
+            fail(place_, std::string(key) + " " + quotedName(value) + " is not UTF-8");
         }
         return std::string(value);
     }
@@ -129,7 +129,7 @@ private:
     template <typename Number>
     Number required(std::optional<Number> number, std::string_view key, std::string_view value) const {
         if (!number) {
-            fail(place_, std::string(key) + " " + quotedName(std::string(value)) + " is not a valid number");
+            fail(place_, std::string(key) + " " + quotedName(value) + " is not a valid number");
         }
         return *number;
     }

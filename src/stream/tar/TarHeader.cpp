@@ -46,7 +46,7 @@ constexpr std::uint64_t kLargestMode = 077777777;
 
 [[noreturn]] void failField(const Field& field, std::string_view bytes, const Place& place) {
     place.fail(ErrorKind::damaged, "tar-header",
-               std::string("header with a malformed ") + field.name + ": " + quotedName(std::string(bytes)));
+               std::string("header with a malformed ") + field.name + ": " + quotedName(bytes));
 }
 
 std::int64_t numberIn(const Field& field, std::string_view block, const Place& place) {

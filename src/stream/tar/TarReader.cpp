@@ -191,7 +191,7 @@ void TarReader::checkEntry(const TarHeader& header, EntryType type, const TarExt
     if (kOtherExtensions.find(header.type) != std::string_view::npos) {
         place_.at(header.path)
             .fail(ErrorKind::unsupported, "tar-type",
-                  "header of type " + quotedName({header.type}) + " is not supported");
+                  "header of type " + quotedName({&header.type, 1}) + " is not supported");
     }
     // Readers disagree on whether anything is stored after such a header.
     // guard: sizes of what has no contents

@@ -9,7 +9,7 @@ namespace bex::stream {
 namespace {
 
 [[noreturn]] void refuse(std::string_view given, const char* reason) {
-    throw invalidInput("", quotedName(std::string(given)) + ": " + reason);
+    throw invalidInput("", quotedName(given) + ": " + reason);
 }
 
 }  // namespace
