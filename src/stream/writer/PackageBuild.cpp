@@ -173,7 +173,7 @@ void PackageBuild::write(Sink& out, const std::string& temporaryDirectory) {
 
 void PackageBuild::writePayload(Spool& spool) {
     PayloadWriter payload(plan_, collection_, system_, meter_);
-    payload.write(spool, settings(), {options_.md5sums, options_.index});
+    payload.write(spool, settings(), options_);
     result_.indexBytes = payload.indexBytes();
     makeControlFiles(payload.takeMd5sums());
     showControlFiles();

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <memory>
-#include <string_view>
 
 #include "stream/base/WorkPool.hpp"
 #include "stream/codec/GzipBlockWork.hpp"
@@ -44,13 +43,13 @@ void describeNext(PayloadCursor& cursor, PayloadPool& pool) {
 
 }  // namespace
 
-void PayloadWriter::write(Sink& out, const CompressionSettings& settings, const PayloadExtras& extras) {
-    wantsSums_ = extras.md5sums;
+void PayloadWriter::write(Sink& out, const CompressionSettings& settings, const WriteOptions& options) {
+    wantsSums_ = options.md5sums;
     if (wantsSums_) {
         md5sums_.reserve(plan_.md5sumsBytes());  // growing would take as much again for a moment
     }
     if (isMadeOfBlocks(settings)) {
-        if (extras.index) {
+        if (options.index) {
             index_ = std::make_unique<IndexBuilder>();
         }
         // The blocks come out compressed, and go to the member one after the other.

@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "bex/stream/Sink.hpp"
+#include "bex/stream/WriteOptions.hpp"
 #include "stream/base/ProgressMeter.hpp"
 #include "stream/codec/CompressingSink.hpp"
 #include "stream/index/IndexBuilder.hpp"
@@ -17,12 +18,6 @@
 #include "stream/writer/Plan.hpp"
 
 namespace bex::stream {
-
-/// What is made of a payload beside its archive.
-struct PayloadExtras {
-    bool md5sums = true;
-    bool index = true;  ///< where it is written in blocks of gzip, more than one
-};
 
 /// Writes the payload of a plan as a compressed tar archive, in one pass over the contents. The blocks of the tar
 /// stream are made by as many threads as the compression has; this thread puts them in order. The bytes do not
@@ -33,9 +28,10 @@ public:
     PayloadWriter(const Plan& plan, const Collection& collection, System& system, ProgressMeter& meter)
         : plan_(plan), collection_(collection), system_(system), meter_(meter) {}
 
-    /// Writes the whole archive to `out`. Throws as PackageWriter::write(). Call once.
+    /// Writes the whole archive to `out`; of the options, md5sums and index count. Throws as
+    /// PackageWriter::write(). Call once.
     /// Memory: two blocks for each thread, beside what CompressingSink says.
-    void write(Sink& out, const CompressionSettings& settings, const PayloadExtras& extras);
+    void write(Sink& out, const CompressionSettings& settings, const WriteOptions& options);
 
     /// The length of the archive before it was compressed.
     std::uint64_t tarBytes() const noexcept { return tarBytes_; }
