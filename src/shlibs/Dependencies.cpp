@@ -13,10 +13,10 @@
 #include "shlibs/Inputs.hpp"
 #include "shlibs/Needs.hpp"
 #include "shlibs/Resolver.hpp"
-#include "shlibs/base/Descriptor.hpp"
 #include "shlibs/base/Failure.hpp"
 #include "shlibs/base/TextFile.hpp"
 #include "shlibs/info/Soname.hpp"
+#include "stream/base/Owners.hpp"
 #include "stream/base/Text.hpp"
 
 namespace bex::shlibs {
@@ -76,7 +76,7 @@ private:
     /// For files on disk. Without O_NONBLOCK: findSubjects() has read ELF bytes there with pread(), which a FIFO
     /// refuses.
     static ElfFile readFile(const Subject& subject) {
-        const Descriptor file(::open(subject.diskPath.c_str(), O_RDONLY | O_CLOEXEC));
+        const stream::PlainDescriptor file(::open(subject.diskPath.c_str(), O_RDONLY | O_CLOEXEC));
         if (!file) {
             throw systemFailure(subject.diskPath, errno);
         }

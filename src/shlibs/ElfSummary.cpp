@@ -6,20 +6,21 @@
 #include <cerrno>
 #include <string_view>
 
-#include "shlibs/base/Descriptor.hpp"
 #include "shlibs/base/Failure.hpp"
+#include "shlibs/base/ReadStart.hpp"
 #include "shlibs/elf/ElfFile.hpp"
 #include "shlibs/elf/ElfImage.hpp"
+#include "stream/base/Owners.hpp"
 
 namespace bex::shlibs {
 
 ElfSummary summarizeElf(const std::string& path) {
-    const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    const stream::PlainDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     if (!file) {
         throw systemFailure(path, errno);
     }
     std::array<char, kElfHeaderBytes> header{};
-    const std::size_t size = readAt(file.get(), header.data(), header.size(), 0, path);
+    const std::size_t size = readStart(file.get(), header.data(), header.size(), path);
     ElfSummary summary;
     if (!isElf({header.data(), size})) {
         return summary;

@@ -4,16 +4,18 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdlib>
 #include <filesystem>
 #include <string_view>
 #include <system_error>
 #include <utility>
 
 #include "bex/stream/PackageReader.hpp"
-#include "shlibs/base/Descriptor.hpp"
 #include "shlibs/base/Failure.hpp"
+#include "shlibs/base/ReadStart.hpp"
 #include "shlibs/info/SourcePackage.hpp"
+#include "stream/base/DescriptorBytes.hpp"
+#include "stream/base/Owners.hpp"
+#include "stream/base/UnnamedFile.hpp"
 
 namespace bex::shlibs {
 
@@ -27,22 +29,13 @@ constexpr std::size_t kPieceBytes = std::size_t{256} << 10;
 /// The first bytes of a regular file. Throws where it cannot be read.
 std::string headerOf(const std::string& path) {
     // O_NONBLOCK: a FIFO in the tree must not block the search.
-    const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    const stream::PlainDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     if (!file) {
         throw systemFailure(path, errno);
     }
     std::string header(kElfHeaderBytes, '\0');
-    header.resize(readAt(file.get(), header.data(), header.size(), 0, path));
+    header.resize(readStart(file.get(), header.data(), header.size(), path));
     return header;
-}
-
-/// $TMPDIR, or /tmp where it is unset or empty. Whether it exists shows when a file is made in it.
-std::string temporaryDirectory() {
-    const char* directory = std::getenv("TMPDIR");
-    if (directory == nullptr || *directory == '\0') {
-        return "/tmp";
-    }
-    return directory;
 }
 
 /// Works on the text alone and follows no symlink, so that a tree is named as the caller named it.
@@ -194,42 +187,23 @@ private:
 
     /// Through an unnamed file: a library may be larger than memory has room for.
     ElfFile readContents(const std::string& header, const std::string& name) {
-        const Descriptor copy = unnamedFile();
-        const auto write = [&](const char* data, std::size_t size) {
-            while (size > 0) {
-                const ssize_t done = ::write(copy.get(), data, size);
-                if (done < 0 && errno == EINTR) {
-                    continue;
-                }
-                // Nothing written and no error: it would be the same again, for ever.
-                if (done == 0) {
-                    throw systemFailure(name, ENOSPC);
-                }
-                if (done < 0) {
-                    throw systemFailure(name, errno);
-                }
-                data += done;
-                size -= static_cast<std::size_t>(done);
+        const std::string directory = stream::temporaryDirectory();
+        const stream::PlainDescriptor copy = stream::openUnnamedFile(directory);
+        if (!copy) {
+            throw systemFailure(directory, errno);
+        }
+        const auto write = [&](std::string_view bytes) {
+            if (const int failure = stream::writeAll(copy.get(), bytes)) {
+                throw systemFailure(name, failure);
             }
         };
         // The reader cannot go back: the bytes that addFile() took come first.
-        write(header.data(), header.size());
+        write(header);
         std::vector<char> piece(kPieceBytes);
         for (std::size_t got = 0; (got = reader_.read(piece.data(), piece.size())) > 0;) {
-            write(piece.data(), got);
+            write({piece.data(), got});
         }
         return readElf(copy.get(), name);
-    }
-
-    /// The name is gone before a byte is written, so that nothing is left behind however the process ends.
-    static Descriptor unnamedFile() {
-        std::string name = temporaryDirectory() + "/bex-XXXXXX";
-        Descriptor file(mkostemp(name.data(), O_CLOEXEC));
-        if (!file) {
-            throw systemFailure(name, errno);
-        }
-        ::unlink(name.c_str());  // It stays open; where this fails, only its name is left.
-        return file;
     }
 
     std::string name_;

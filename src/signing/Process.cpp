@@ -24,14 +24,16 @@
 
 #include "bex/stream/Escape.hpp"
 #include "bex/stream/StreamError.hpp"
+#include "stream/base/Owners.hpp"
 
 extern char** environ;
 
 namespace bex::signing {
 
-namespace {
+using stream::PlainDescriptor;
+using stream::PlainFile;
 
-using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
+namespace {
 
 // Bounds the memory that a program gone wrong can cost; what is asked for is a signature and a text.
 constexpr std::size_t kLongestOutput = std::size_t{64} << 20;
@@ -61,33 +63,10 @@ stream::StreamError systemFailure(const std::string& program, const std::string&
     return stream::StreamError(std::move(record));
 }
 
-/// Owns an open descriptor.
-class Handle {
-public:
-    Handle() = default;
-    explicit Handle(int number) noexcept : number_(number) {}
-    Handle(Handle&& other) noexcept : number_(std::exchange(other.number_, -1)) {}
-    Handle& operator=(Handle&& other) noexcept {
-        std::swap(number_, other.number_);
-        return *this;
-    }
-    ~Handle() {
-        if (number_ >= 0) {
-            close(number_);
-        }
-    }
-
-    explicit operator bool() const noexcept { return number_ >= 0; }
-    int get() const noexcept { return number_; }
-
-private:
-    int number_ = -1;
-};
-
 /// A temporary file without a name, so that a killed process leaves none. Files rather than pipes: the program
 /// may write before it reads, or not read at all, and neither side waits for the other.
-File scratch(const std::string& program) {
-    File file(std::tmpfile(), std::fclose);
+PlainFile scratch(const std::string& program) {
+    PlainFile file(std::tmpfile());
     if (file == nullptr) {
         throw systemFailure(program, "make a temporary file for it");
     }
@@ -95,7 +74,7 @@ File scratch(const std::string& program) {
 }
 
 /// What the program wrote, at most `limit` bytes of it.
-std::string contentsOf(const File& file, std::size_t limit) {
+std::string contentsOf(const PlainFile& file, std::size_t limit) {
     struct stat status {};
     if (fstat(fileno(file.get()), &status) != 0) {
         return "";
@@ -124,7 +103,7 @@ public:
     /// The status of waitpid(2). Throws where the process does not end in time.
     int end(std::chrono::seconds timeout) {
         // Without pidfd_open(2), before Linux 5.3, the process has as long as it takes.
-        const Handle handle(static_cast<int>(syscall(SYS_pidfd_open, process_, 0)));
+        const PlainDescriptor handle(static_cast<int>(syscall(SYS_pidfd_open, process_, 0)));
         if (handle) {
             const auto wanted = std::chrono::milliseconds(timeout).count();
             // The descriptor becomes readable when the process ends.
@@ -202,7 +181,7 @@ pid_t start(const std::vector<std::string>& command, const Ends& ends) {
 }
 
 /// What the program printed until its end. Throws what it said if it did not end with 0.
-std::string endOf(Child& child, const std::string& program, const File& out, const File& messages,
+std::string endOf(Child& child, const std::string& program, const PlainFile& out, const PlainFile& messages,
                   std::chrono::seconds timeout) {
     const int status = child.end(timeout);
     if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) {
@@ -214,7 +193,7 @@ std::string endOf(Child& child, const std::string& program, const File& out, con
 }
 
 /// The end to read of a pipe that holds the secret.
-Handle pipeOf(const std::string& secret, const std::string& program) {
+PlainDescriptor pipeOf(const std::string& secret, const std::string& program) {
     if (secret.size() > kLongestSecret) {
         throw signerFailure(program, "its passphrase has more than " + std::to_string(kLongestSecret) + " bytes");
     }
@@ -222,8 +201,8 @@ Handle pipeOf(const std::string& secret, const std::string& program) {
     if (pipe2(ends, O_CLOEXEC) != 0) {
         throw systemFailure(program, "make a pipe for it");
     }
-    Handle reading(ends[0]);
-    const Handle writing(ends[1]);
+    PlainDescriptor reading(ends[0]);
+    const PlainDescriptor writing(ends[1]);
     if (::write(writing.get(), secret.data(), secret.size()) != static_cast<ssize_t>(secret.size())) {
         throw systemFailure(program, "write to it");
     }
@@ -235,9 +214,9 @@ Handle pipeOf(const std::string& secret, const std::string& program) {
 std::string outputOf(const std::vector<std::string>& command, const std::string& input,
                      std::chrono::seconds timeout) {
     const std::string& program = command.front();
-    const File in = scratch(program);
-    const File out = scratch(program);
-    const File messages = scratch(program);
+    const PlainFile in = scratch(program);
+    const PlainFile out = scratch(program);
+    const PlainFile messages = scratch(program);
     if (std::fwrite(input.data(), 1, input.size(), in.get()) != input.size() || std::fflush(in.get()) != 0) {
         throw systemFailure(program, "write its input");
     }
@@ -256,14 +235,14 @@ public:
         if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) {
             throw systemFailure(program_, "make a socket for it");
         }
-        input_ = Handle(ends[0]);
-        const Handle theirs(ends[1]);
+        input_ = PlainDescriptor(ends[0]);
+        const PlainDescriptor theirs(ends[1]);
         timeval limit{};
         limit.tv_sec = timeout.count();
         if (setsockopt(input_.get(), SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit) != 0) {
             throw systemFailure(program_, "set its time limit");
         }
-        const Handle reading = pipeOf(secret, program_);
+        const PlainDescriptor reading = pipeOf(secret, program_);
         child_.emplace(start(command, {theirs.get(), fileno(out_.get()), fileno(messages_.get()), reading.get()}),
                        program_);
     }
@@ -282,7 +261,7 @@ public:
     }
 
     std::string finish() {
-        input_ = Handle();
+        input_ = PlainDescriptor();
         return endOf(*child_, program_, out_, messages_, timeout_);
     }
 
@@ -299,9 +278,9 @@ private:
 
     std::string program_;
     std::chrono::seconds timeout_;
-    File out_;
-    File messages_;
-    Handle input_;
+    PlainFile out_;
+    PlainFile messages_;
+    PlainDescriptor input_;
     std::optional<Child> child_;  ///< ended before its files are closed
 };
 

@@ -12,6 +12,7 @@
 #include "stream/WriterAccess.hpp"
 #include "stream/base/Place.hpp"
 #include "stream/base/Text.hpp"
+#include "stream/base/UnnamedFile.hpp"
 #include "stream/system/Descriptor.hpp"
 #include "stream/writer/Collection.hpp"
 #include "stream/writer/ContentStore.hpp"

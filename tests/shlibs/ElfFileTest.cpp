@@ -11,7 +11,7 @@
 #include "TemporaryDirectory.hpp"
 #include "bex/stream/StreamError.hpp"
 #include "shlibs/HandMadeElf.hpp"
-#include "shlibs/base/Descriptor.hpp"
+#include "stream/base/Owners.hpp"
 
 namespace bex::shlibs {
 namespace {
@@ -32,7 +32,7 @@ std::vector<std::string> namesOf(const ElfFile& file) {
 }
 
 ElfFile readFile(const std::string& path) {
-    const Descriptor file(open(path.c_str(), O_RDONLY));
+    const stream::PlainDescriptor file(open(path.c_str(), O_RDONLY));
     return readElf(file.get(), path);
 }
 

@@ -9,7 +9,7 @@
 
 #include "output/Failure.hpp"
 #include "output/Json.hpp"
-#include "output/WriteAll.hpp"
+#include "stream/base/DescriptorBytes.hpp"
 
 namespace bex::tool {
 
@@ -99,7 +99,7 @@ void Console::flush() {
     if (outIsTerminal_ && !buffer_.empty()) {
         status("");
     }
-    const int failure = writeAll(STDOUT_FILENO, buffer_);
+    const int failure = stream::writeAll(STDOUT_FILENO, buffer_);
     // Emptied whatever happened: a later flush must not write the same bytes again.
     buffer_.clear();
     if (failure == EPIPE) {
@@ -133,15 +133,15 @@ void Console::note(std::string_view text) {
 void Console::rawError(std::string_view bytes) noexcept {
     status("");
     // A failure to write to standard error has nowhere to be reported.
-    writeAll(STDERR_FILENO, bytes);
+    stream::writeAll(STDERR_FILENO, bytes);
 }
 
 void Console::status(std::string_view line) noexcept {
     // Only a line that is shown has to be cleared: standard error may be a file.
     if (statusShown_ || !line.empty()) {
-        writeAll(STDERR_FILENO, "\r");
-        writeAll(STDERR_FILENO, line);
-        writeAll(STDERR_FILENO, "\x1b[K");
+        stream::writeAll(STDERR_FILENO, "\r");
+        stream::writeAll(STDERR_FILENO, line);
+        stream::writeAll(STDERR_FILENO, "\x1b[K");
     }
     statusShown_ = !line.empty();
 }

@@ -5,7 +5,6 @@
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
-#include <memory>
 #include <set>
 #include <string_view>
 #include <utility>
@@ -13,6 +12,7 @@
 
 #include "bex/stream/Architecture.hpp"
 #include "output/Failure.hpp"
+#include "stream/base/Owners.hpp"
 #include "verbs/ControlNames.hpp"
 #include "verbs/OptionValue.hpp"
 #include "verbs/TextFile.hpp"
@@ -63,7 +63,7 @@ std::set<std::string> namesIn(const std::string& directory) {
             throw unusable(directory, std::strerror(errno));
         }
     };
-    const std::unique_ptr<DIR, int (*)(DIR*)> names(opendir(directory.c_str()), closedir);
+    const stream::PlainDirectory names(opendir(directory.c_str()));
     requireGood(names != nullptr);
     std::set<std::string> found;
     // readdir() gives null at the end and for an error; only errno tells them apart.

@@ -7,12 +7,12 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
-#include <memory>
 #include <string_view>
 #include <utility>
 
 #include "bex/stream/Escape.hpp"
 #include "output/Failure.hpp"
+#include "stream/base/Owners.hpp"
 #include "stream/base/Text.hpp"
 
 extern char** environ;
@@ -56,7 +56,7 @@ std::string findProgram(const std::string& name) {
 /// Without a shell: arguments reach the program as they are, whatever characters they hold.
 void runProgram(const std::vector<std::string>& command) {
     // A file and not a pipe: nobody has to read while the program runs, and it cannot block.
-    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> messages(std::tmpfile(), std::fclose);
+    const stream::PlainFile messages(std::tmpfile());
     if (messages == nullptr) {
         throw systemError(command.front(), "run it", errno);
     }

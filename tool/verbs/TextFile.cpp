@@ -13,7 +13,7 @@
 
 #include "bex/stream/Escape.hpp"
 #include "output/Failure.hpp"
-#include "output/WriteAll.hpp"
+#include "stream/base/DescriptorBytes.hpp"
 
 namespace bex::tool {
 
@@ -34,7 +34,7 @@ void writeNewFile(const std::string& path, const std::string& text) {
     if (descriptor < 0) {
         throw systemError(path, "make it", errno);
     }
-    int failure = writeAll(descriptor, text);
+    int failure = stream::writeAll(descriptor, text);
     // A close may report what write() did not, and must not hide what it did.
     if (close(descriptor) != 0 && failure == 0) {
         failure = errno;

@@ -5,6 +5,8 @@
 #include <string>
 #include <string_view>
 
+#include "stream/base/Owners.hpp"
+
 namespace bex::tool {
 
 /// Keeps texts in an unnamed file of the directory for temporary files, which is gone when the program ends,
@@ -17,16 +19,13 @@ public:
     };
 
     TextSpool();
-    ~TextSpool();
-    TextSpool(const TextSpool&) = delete;
-    TextSpool& operator=(const TextSpool&) = delete;
 
     Place add(std::string_view text);
     std::string text(const Place& place) const;
 
 private:
     std::string directory_;
-    int descriptor_;
+    stream::PlainDescriptor file_;
     std::uint64_t end_ = 0;
 };
 

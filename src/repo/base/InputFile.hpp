@@ -1,12 +1,13 @@
 #pragma once
 
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <cstddef>
 #include <cstdint>
 #include <string>
 #include <utility>
+
+#include "stream/base/Owners.hpp"
 
 namespace bex::repo {
 
@@ -16,9 +17,6 @@ public:
     /// Messages call it `name`. Opens without waiting, whatever the path leads to. Throws StreamError
     /// (`inputOutput`).
     InputFile(const std::string& path, std::string name);
-    ~InputFile() { ::close(descriptor_); }  // Only read from: there is nothing that a close could lose.
-    InputFile(const InputFile&) = delete;
-    InputFile& operator=(const InputFile&) = delete;
 
     struct stat status() const;
 
@@ -27,7 +25,7 @@ public:
 
 private:
     std::string name_;
-    int descriptor_;
+    stream::PlainDescriptor file_;
 };
 
 /// Everything in the file, which may be a pipe, in which case it is read to its end; "-" is standard input.

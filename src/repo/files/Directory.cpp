@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <memory>
 #include <string_view>
 
 #include "repo/base/Failure.hpp"
@@ -19,8 +18,7 @@ std::vector<std::string> namesIn(const std::string& path, stream::System& system
     if (!file && errno == ENOENT) {
         return {};
     }
-    const auto close = [&system](DIR* directory) { system.closedir(directory); };
-    std::unique_ptr<DIR, decltype(close)> directory(nullptr, close);
+    stream::DirectoryNames directory(nullptr, system);
     if (file) {
         directory.reset(system.fdopendir(file.get()));
     }

@@ -4,17 +4,17 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <memory>
 #include <string>
 
 #include "repo/base/Failure.hpp"
+#include "stream/base/Owners.hpp"
 
 namespace bex::repo {
 
 /// A text in a temporary file without a name that another process can read, by a path of this process's.
 class ScratchCopy {
 public:
-    explicit ScratchCopy(const std::string& text) : file_(std::tmpfile(), std::fclose) {
+    explicit ScratchCopy(const std::string& text) : file_(std::tmpfile()) {
         if (file_ == nullptr || std::fwrite(text.data(), 1, text.size(), file_.get()) != text.size() ||
             std::fflush(file_.get()) != 0) {
             throw systemFailure("temporary file", "write it", errno);
@@ -26,7 +26,7 @@ public:
     }
 
 private:
-    std::unique_ptr<std::FILE, int (*)(std::FILE*)> file_;
+    stream::PlainFile file_;
 };
 
 }  // namespace bex::repo

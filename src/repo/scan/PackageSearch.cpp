@@ -6,20 +6,16 @@
 #include <algorithm>
 #include <cerrno>
 #include <deque>
-#include <memory>
 #include <set>
 #include <string_view>
 #include <utility>
 
 #include "repo/base/Failure.hpp"
+#include "stream/base/Owners.hpp"
 
 namespace bex::repo {
 
 namespace {
-
-struct CloseDirectory {
-    void operator()(DIR* directory) const noexcept { ::closedir(directory); }
-};
 
 /// The directory without "/" at its end, as names below it begin.
 std::string withoutSlashes(std::string name) {
@@ -78,7 +74,7 @@ private:
         if (!isFirstVisit(directory)) {
             return;
         }
-        const std::unique_ptr<DIR, CloseDirectory> open(::opendir(diskPath(options_.root, directory).c_str()));
+        const stream::PlainDirectory open(::opendir(diskPath(options_.root, directory).c_str()));
         if (open == nullptr) {
             throw systemFailure(directory, "open", errno);
         }

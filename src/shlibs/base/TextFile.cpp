@@ -1,16 +1,15 @@
 #include "shlibs/base/TextFile.hpp"
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <memory>
 
-#include "shlibs/base/Descriptor.hpp"
 #include "shlibs/base/Failure.hpp"
+#include "shlibs/base/ReadStart.hpp"
+#include "stream/base/Owners.hpp"
 
 namespace bex::shlibs {
 
@@ -24,7 +23,7 @@ constexpr const char* kBlanks = " \t\r\n\f\v";
 }  // namespace
 
 std::optional<std::string> readTextFile(const std::string& path) {
-    const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    const stream::PlainDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     struct stat status {};
     if (!file || fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) {
         // An open file that is not regular (a directory, a FIFO) counts as absent. Where open() failed, errno is
@@ -39,7 +38,7 @@ std::optional<std::string> readTextFile(const std::string& path) {
     }
     std::string text(static_cast<std::size_t>(status.st_size), '\0');
     // The file may have become shorter since fstat(): what was read counts. What was added since is left out.
-    text.resize(readAt(file.get(), text.data(), text.size(), 0, path));
+    text.resize(readStart(file.get(), text.data(), text.size(), path));
     return text;
 }
 
@@ -72,7 +71,7 @@ bool endsWith(std::string_view text, std::string_view end) noexcept {
 }
 
 std::vector<std::string> namesIn(const std::string& directory) {
-    const std::unique_ptr<DIR, int (*)(DIR*)> handle(opendir(directory.c_str()), closedir);
+    const stream::PlainDirectory handle(opendir(directory.c_str()));
     std::vector<std::string> names;
     if (handle == nullptr) {
         return names;

@@ -10,8 +10,8 @@
 #include <system_error>
 #include <vector>
 
-#include "shlibs/base/Descriptor.hpp"
 #include "shlibs/elf/ElfFile.hpp"
+#include "stream/base/Owners.hpp"
 
 namespace bex::shlibs {
 
@@ -78,7 +78,7 @@ std::optional<std::string> resolve(const std::string& path, LinkAt&& linkAt) {
 
 /// Nothing for what cannot be read, is not a regular file, or is not ELF: the search takes the next candidate.
 std::optional<Machine> machineOfFile(const std::string& path) {
-    const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    const stream::PlainDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     struct stat status {};
     if (!file || fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) {
         return std::nullopt;

@@ -1,35 +1,28 @@
 #pragma once
 
-#include <utility>
+#include <memory>
 
+#include "stream/base/Owners.hpp"
 #include "stream/system/System.hpp"
 
 namespace bex::stream {
 
-/// Owns an open descriptor. Close reports nothing: whoever must know that the bytes arrived calls fsync first.
-class Descriptor {
+/// Closes through System, which a test may replace.
+class CloseBySystem {
 public:
-    Descriptor() = default;
-    Descriptor(int number, System& system) noexcept : number_(number), system_(&system) {}
-    Descriptor(Descriptor&& other) noexcept : number_(std::exchange(other.number_, -1)), system_(other.system_) {}
-    Descriptor& operator=(Descriptor&& other) noexcept {
-        std::swap(number_, other.number_);
-        std::swap(system_, other.system_);
-        return *this;
-    }
-    ~Descriptor() {
-        if (number_ >= 0) {
-            system_->close(number_);
-        }
-    }
+    CloseBySystem() = default;
+    /// Implicit, so that an owner is made of what was opened and the System that opened it.
+    CloseBySystem(System& system) noexcept : system_(&system) {}
 
-    explicit operator bool() const noexcept { return number_ >= 0; }
-    int get() const noexcept { return number_; }
-    int release() noexcept { return std::exchange(number_, -1); }
+    void operator()(int number) const { system_->close(number); }
+    void operator()(DIR* directory) const { system_->closedir(directory); }
 
 private:
-    int number_ = -1;
-    System* system_ = nullptr;
+    System* system_ = nullptr;  ///< null only where nothing is owned
 };
+
+using Descriptor = OwnedDescriptor<CloseBySystem>;
+/// What System::fdopendir() returns.
+using DirectoryNames = std::unique_ptr<DIR, CloseBySystem>;
 
 }  // namespace bex::stream

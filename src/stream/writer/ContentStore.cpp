@@ -1,7 +1,8 @@
 #include "stream/writer/ContentStore.hpp"
 
-#include <cstdlib>
 #include <vector>
+
+#include "stream/base/UnnamedFile.hpp"
 
 namespace bex::stream {
 
@@ -10,14 +11,6 @@ namespace {
 constexpr std::size_t kPieceBytes = std::size_t{64} << 10;
 
 }  // namespace
-
-std::string temporaryDirectory() {
-    const char* const directory = std::getenv("TMPDIR");
-    if (directory == nullptr || *directory == '\0') {
-        return "/tmp";
-    }
-    return directory;
-}
 
 void ContentStore::keep(const Supplier& supply, SourceEntry& entry) {
     if (file_ == nullptr) {

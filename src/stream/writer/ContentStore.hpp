@@ -13,9 +13,6 @@
 
 namespace bex::stream {
 
-/// The directory for temporary files: the one that the environment's TMPDIR names, or else /tmp.
-std::string temporaryDirectory();
-
 /// Keeps contents that can be read only once, all in one temporary file, as long as an entry needs them.
 /// Used by one thread at a time.
 class ContentStore {

@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstddef>
-#include <memory>
 #include <utility>
 
 #include "bex/stream/StreamError.hpp"
@@ -17,12 +16,6 @@
 namespace bex::stream {
 
 namespace {
-
-struct CloseDirectory {
-    System* system;
-    void operator()(DIR* directory) const noexcept { system->closedir(directory); }
-};
-using Directory = std::unique_ptr<DIR, CloseDirectory>;
 
 std::string joined(std::string_view directory, std::string_view name) {
     std::string path(directory);
@@ -121,7 +114,7 @@ void DirectoryScanner::scanNames(const SourceEntry& directory, std::vector<Sourc
             .fail(ErrorKind::inputOutput, "source-changed", "was replaced while the tree was read");
     }
     // fdopendir() owns the descriptor only if it succeeds; until then `opened` closes it.
-    const Directory names(system_.fdopendir(opened.get()), CloseDirectory{&system_});
+    const DirectoryNames names(system_.fdopendir(opened.get()), system_);
     if (!names) {
         fail(directory, "read the directory", errno);
     }

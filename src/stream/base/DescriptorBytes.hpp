@@ -1,0 +1,49 @@
+#pragma once
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+
+namespace bex::stream {
+
+// For code whose calls of the operating system no test replaces; the streaming library itself calls System.
+
+/// Writes all bytes at the descriptor's position, however many calls that takes. Returns 0, or the error number; a
+/// file that takes no more bytes without an error counts as full.
+inline int writeAll(int descriptor, std::string_view bytes) noexcept {
+    while (!bytes.empty()) {
+        const ssize_t written = ::write(descriptor, bytes.data(), bytes.size());
+        if (written == 0) {
+            return ENOSPC;
+        }
+        if (written > 0) {
+            bytes.remove_prefix(static_cast<std::size_t>(written));
+        } else if (errno != EINTR) {
+            return errno;
+        }
+    }
+    return 0;
+}
+
+/// Reads from `offset` on until `size` bytes are there or the file ends; pread(2) may return fewer bytes than
+/// there are. Returns how many there are, or -1 with errno set.
+inline ssize_t readAll(int descriptor, char* buffer, std::size_t size, std::uint64_t offset) noexcept {
+    std::size_t done = 0;
+    while (done < size) {
+        const ssize_t count = ::pread(descriptor, buffer + done, size - done, static_cast<off_t>(offset + done));
+        if (count == 0) {
+            break;
+        }
+        if (count > 0) {
+            done += static_cast<std::size_t>(count);
+        } else if (errno != EINTR) {
+            return -1;
+        }
+    }
+    return static_cast<ssize_t>(done);
+}
+
+}  // namespace bex::stream
