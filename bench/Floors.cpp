@@ -2,7 +2,9 @@
 // passed and CPU seconds of the step itself, then the bytes that came out of it.
 //
 //     bex_bench_floors read TREE                          open and read every file
-//     bex_bench_floors write TREE FOLDER                  make the tree's folders and files from memory
+//     bex_bench_floors write TREE FOLDER THREADS          make the tree's folders and files from memory, with
+//     modes
+//                                                         and times
 //     bex_bench_floors deflate FILE LEVEL BLOCK THREADS   libdeflate over blocks of that many bytes
 //     bex_bench_floors zstd FILE LEVEL BLOCK THREADS      the same with zstd
 //     bex_bench_floors zlib FILE LEVEL                    one stream, for the sizes
@@ -94,21 +96,46 @@ std::vector<Item> itemsOf(const fs::path& tree) {
     return items;
 }
 
-std::size_t writeItems(const std::vector<Item>& items, const fs::path& folder) {
-    std::size_t total = 0;
+/// Nobody else's until it is complete, as an extractor makes files.
+void writeItem(const Item& item, const fs::path& path) {
+    const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+    require(file >= 0, "create " + path.string());
+    const auto size = static_cast<ssize_t>(item.contents.size());
+    const timespec times[2] = {{0, UTIME_OMIT}, {1000000000, 0}};
+    require(write(file, item.contents.data(), item.contents.size()) == size && fchmod(file, 0644) == 0 &&
+                futimens(file, times) == 0 && close(file) == 0,
+            "write " + path.string());
+}
+
+/// Folders first, by one thread; then each thread takes the next 64 files, so that two seldom share a folder.
+std::size_t writeItems(const std::vector<Item>& items, const fs::path& folder, unsigned threads) {
+    constexpr std::size_t kBatch = 64;
     fs::create_directory(folder);
+    std::vector<const Item*> files;
     for (const Item& item : items) {
-        const fs::path path = folder / item.path;
         if (item.isFolder) {
-            require(mkdir(path.c_str(), 0755) == 0, "make " + path.string());
-            continue;
+            fs::create_directory(folder / item.path);
+        } else {
+            files.push_back(&item);
         }
-        const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
-        require(file >= 0 && write(file, item.contents.data(), item.contents.size()) ==
-                                 static_cast<ssize_t>(item.contents.size()),
-                "write " + path.string());
-        close(file);
-        total += item.contents.size();
+    }
+    std::atomic<std::size_t> next{0};
+    std::atomic<std::size_t> total{0};
+    const auto makeFiles = [&] {
+        for (std::size_t begin = next.fetch_add(kBatch); begin < files.size(); begin = next.fetch_add(kBatch)) {
+            for (std::size_t i = begin; i < std::min(begin + kBatch, files.size()); ++i) {
+                writeItem(*files[i], folder / files[i]->path);
+                total += files[i]->contents.size();
+            }
+        }
+    };
+    std::vector<std::thread> helpers;
+    for (unsigned i = 1; i < threads; ++i) {
+        helpers.emplace_back(makeFiles);
+    }
+    makeFiles();
+    for (std::thread& helper : helpers) {
+        helper.join();
     }
     return total;
 }
@@ -257,7 +284,8 @@ void run(const std::vector<std::string>& arguments) {
         report([&] { return readTree(arguments.at(1)); });
     } else if (kind == "write") {
         const std::vector<Item> items = itemsOf(arguments.at(1));
-        report([&] { return writeItems(items, arguments.at(2)); });
+        const auto threads = static_cast<unsigned>(std::stoul(arguments.at(3)));
+        report([&] { return writeItems(items, arguments.at(2), threads); });
     } else if (kind == "md5") {
         const std::string data = contentsOf(arguments.at(1));
         report([&] { return md5Bytes(data); });

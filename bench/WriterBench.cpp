@@ -73,8 +73,10 @@ void encodePayload(benchmark::State& state) {
         ProgressMeter meter({});
         CompressionSettings settings;
         settings.compression = Compression::none;
-        PayloadWriter(plan, scannedTree(), System::real(), meter)
-            .write(sink, settings, {state.range(0) != 0, false});
+        WriteOptions options;
+        options.md5sums = state.range(0) != 0;
+        options.index = false;
+        PayloadWriter(plan, scannedTree(), System::real(), meter).write(sink, settings, options);
         bytes += sink.bytes;
     }
     state.SetBytesProcessed(static_cast<std::int64_t>(bytes));
