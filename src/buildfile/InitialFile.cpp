@@ -10,6 +10,7 @@
 #include "bex/stream/Escape.hpp"
 #include "bex/stream/StreamError.hpp"
 #include "stream/base/Ascii.hpp"
+#include "stream/base/Text.hpp"
 
 namespace bex::buildfile {
 
@@ -79,8 +80,8 @@ std::string maintainer() {
 }
 
 /// Only for names with something before the end: a file ".service" is not a unit.
-bool endsWith(const std::string& text, const std::string& end) {
-    return text.size() > end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
+bool hasEnding(const std::string& name, const std::string& end) {
+    return name.size() > end.size() && stream::endsWith(name, end);
 }
 
 /// A line that is in force where something of its kind was found, and an example where nothing was.
@@ -128,7 +129,7 @@ std::string systemdOf(const std::set<std::string>& names) {
     std::string units;
     for (const std::string& name : names) {
         for (const char* suffix : {".service", ".socket", ".timer"}) {
-            if (endsWith(name, suffix)) {
+            if (hasEnding(name, suffix)) {
                 units += "    - " + quoted(name) + "\n";
             }
         }
@@ -147,7 +148,7 @@ std::string systemdOf(const std::set<std::string>& names) {
 /// The key with the first file of that suffix, or as an example.
 std::string fileKey(const std::string& key, const std::set<std::string>& names, const std::string& comment) {
     for (const std::string& name : names) {
-        if (endsWith(name, "." + key)) {
+        if (hasEnding(name, "." + key)) {
             return key + ": " + quoted(name) + comment + "\n";
         }
     }

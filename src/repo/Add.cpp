@@ -13,6 +13,7 @@
 #include "repo/pool/Pool.hpp"
 #include "repo/suite/NextSuite.hpp"
 #include "repo/suite/Selection.hpp"
+#include "stream/base/Text.hpp"
 #include "stream/base/WorkPool.hpp"
 
 namespace bex::repo {
@@ -167,7 +168,7 @@ AddResult addScanned(const std::string& root, const std::vector<PackageRecord>& 
     return note(layout, candidates, options, [&](const Candidate& candidate) {
         checkRecord(candidate.record, candidate.path);
         // Only the pool is the repository's own: files elsewhere are never removed.
-        if (candidate.path.compare(0, 5, "pool/") != 0) {
+        if (!stream::startsWith(candidate.path, "pool/")) {
             throw failure(ErrorKind::invalidInput, "invalid-input", candidate.path,
                           "is not in pool/ of the repository: scan with --root REPO");
         }

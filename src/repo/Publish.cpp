@@ -12,6 +12,7 @@
 #include "repo/suite/NextSuite.hpp"
 #include "repo/suite/PublishedSuite.hpp"
 #include "repo/suite/Settings.hpp"
+#include "stream/base/Text.hpp"
 
 namespace bex::repo {
 
@@ -46,7 +47,7 @@ void removeUnlisted(const Layout& layout, const std::vector<SuiteSettings>& suit
     for (const std::string& file : files) {
         // The names come from a file in .bex, which may have been edited: nothing but the pool is ever removed
         // here.
-        const bool isInPool = file.compare(0, 5, "pool/") == 0;
+        const bool isInPool = stream::startsWith(file, "pool/");
         if (isInPool && removeFile(layout.below(file), System::real())) {
             result.removed.push_back(file);
         }

@@ -15,6 +15,7 @@
 #include "shlibs/info/SourcePackage.hpp"
 #include "stream/base/DescriptorBytes.hpp"
 #include "stream/base/Owners.hpp"
+#include "stream/base/Text.hpp"
 #include "stream/base/UnnamedFile.hpp"
 
 namespace bex::shlibs {
@@ -253,7 +254,7 @@ Subjects findSubjects(const Request& request) {
             continue;
         }
         const std::string header = headerOf(input);
-        if (header.compare(0, kPackageMagic.size(), kPackageMagic) == 0) {
+        if (stream::startsWith(header, kPackageMagic)) {
             const std::string architecture = PackageWalk(input, request.reading, subjects.files).walk();
             if (architecture.empty()) {
                 continue;  // a package for all architectures says nothing about the others

@@ -9,6 +9,7 @@
 #include "bex/stream/Escape.hpp"
 #include "shlibs/info/ShlibsFile.hpp"
 #include "shlibs/info/Soname.hpp"
+#include "stream/base/Text.hpp"
 
 namespace bex::shlibs {
 
@@ -45,10 +46,10 @@ std::string nativeArchitectureOf(const Request& request, const DpkgDatabase& dat
 std::string otherNameOf(const std::string& path) {
     constexpr std::string_view usr = "/usr";
     for (const std::string_view top : {"/lib", "/bin", "/sbin"}) {
-        if (path.compare(0, top.size(), top) == 0) {
+        if (stream::startsWith(path, top)) {
             return std::string(usr) + path;
         }
-        if (path.compare(0, usr.size(), usr) == 0 && path.compare(usr.size(), top.size(), top) == 0) {
+        if (stream::startsWith(path, usr) && path.compare(usr.size(), top.size(), top) == 0) {
             return path.substr(usr.size());
         }
     }

@@ -1,10 +1,11 @@
 #pragma once
 
 #include <CLI/App.hpp>
-#include <charconv>
 #include <functional>
+#include <optional>
 #include <string>
-#include <system_error>
+
+#include "stream/base/Text.hpp"
 
 namespace bex::tool {
 
@@ -15,13 +16,11 @@ CLI::Option* addNumber(CLI::App& app, const std::string& name, const std::string
                        std::function<void(Number)> set) {
     const std::string shown = name.substr(name.find(',') + 1);
     const auto read = [shown, set = std::move(set)](const std::string& text) {
-        Number number{};
-        const char* end = text.data() + text.size();
-        const auto parsed = std::from_chars(text.data(), end, number);
-        if (parsed.ec != std::errc() || parsed.ptr != end) {
+        const std::optional<Number> number = stream::parseWhole<Number>(text);
+        if (!number) {
             throw CLI::ValidationError(shown, text + " is not a valid number");
         }
-        set(number);
+        set(*number);
     };
     return app.add_option_function<std::string>(name, read, description)->option_text("N");
 }

@@ -2,7 +2,6 @@
 
 #include <unistd.h>
 
-#include <charconv>
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
@@ -12,6 +11,7 @@
 #include "bex/stream/Escape.hpp"
 #include "output/Failure.hpp"
 #include "output/Interrupt.hpp"
+#include "stream/base/Text.hpp"
 #include "verbs/Exclusions.hpp"
 #include "verbs/OptionValue.hpp"
 #include "verbs/TreeFilter.hpp"
@@ -28,14 +28,12 @@ namespace {
 
 /// Nothing but octal digits, to the end. Throws UsageError, which quotes the option as it was given.
 std::uint32_t parseMode(const std::string& digits, const std::string& option) {
-    std::uint32_t mode = 0;
-    const auto parsed = std::from_chars(digits.data(), digits.data() + digits.size(), mode, 8);
-    if (digits.empty() || parsed.ec != std::errc() || parsed.ptr != digits.data() + digits.size() ||
-        mode > 07777) {
+    const auto mode = stream::parseWhole<std::uint32_t>(digits, 8);
+    if (!mode || *mode > 07777) {
         throw UsageError("--mode " + escapeForDisplay(option) +
                          ": must be GLOB=MODE with an octal mode up to 7777");
     }
-    return mode;
+    return *mode;
 }
 
 stream::Ownership parseOwner(const std::string& text, const std::string& option) {

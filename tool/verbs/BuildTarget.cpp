@@ -8,6 +8,7 @@
 
 #include "bex/stream/Escape.hpp"
 #include "output/Failure.hpp"
+#include "stream/base/Ascii.hpp"
 
 namespace bex::tool {
 
@@ -16,11 +17,6 @@ namespace fs = std::filesystem;
 namespace {
 
 using Words = std::map<std::string, std::string>;
-
-/// ASCII alone, whatever the locale.
-bool isLowerCase(char c) {
-    return c >= 'a' && c <= 'z';
-}
 
 /// What the words in braces stand for. Nothing will be written under the name of a paragraph with faults: the
 /// writer refuses it with all of them.
@@ -46,7 +42,7 @@ std::string expanded(const std::string& out, const Words& words) {
             continue;
         }
         const std::string word = out.substr(open + 1, close - open - 1);
-        if (!std::all_of(word.begin(), word.end(), isLowerCase)) {
+        if (!std::all_of(word.begin(), word.end(), stream::isLowerCase)) {
             continue;
         }
         const auto known = words.find(word);

@@ -58,7 +58,7 @@ std::string debugTarget(const std::string& target, const stream::ControlParagrap
     const std::string file = path.filename().string();
     // "hello_1.0_amd64.bex" gives "hello-dbgsym_1.0_amd64.bex"; a file with a name of the user's keeps it after
     // ours.
-    const bool named = file.compare(0, name.size(), name) == 0;
+    const bool named = stream::startsWith(file, name);
     const std::string rest = named ? file.substr(name.size()) : "_" + file;
     return (path.parent_path() / (name + suffix + rest)).string();
 }

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "bex/stream/Escape.hpp"
+#include "stream/base/Text.hpp"
 
 namespace bex::tool {
 
@@ -66,7 +67,7 @@ bool TreeFilter::operator()(const stream::Entry& entry) const {
 
 bool TreeFilter::isOtherPackage(const std::string& name) const {
     const std::size_t middle = name.rfind(middle_);
-    const bool isNamedSo = name.compare(0, begin_.size(), begin_) == 0 && middle != std::string::npos &&
+    const bool isNamedSo = stream::startsWith(name, begin_) && middle != std::string::npos &&
                            middle > begin_.size() && middle + middle_.size() < name.size();
     const std::string path = (fs::path(tree_) / name).string();
     if (!isNamedSo || !isArchive(path)) {

@@ -22,16 +22,10 @@ std::optional<std::string> normalizedId(std::string_view text) {
     if (text.size() != 8 && text.size() != 16 && text.size() != 40 && text.size() != 64) {
         return std::nullopt;
     }
-    std::string id(text);
-    for (char& digit : id) {
-        if (digit >= 'a' && digit <= 'f') {
-            digit = static_cast<char>(digit - 'a' + 'A');
-        }
-    }
-    if (id.find_first_not_of("0123456789ABCDEF") != std::string::npos) {
+    if (!stream::consistsOf(text, stream::isHexDigit)) {
         return std::nullopt;
     }
-    return id;
+    return stream::upperCase(text);
 }
 
 std::string readKeyId(const Document& document, const Value* value) {

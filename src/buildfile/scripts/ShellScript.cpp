@@ -13,7 +13,7 @@ namespace {
 /// The words of a script's first line after "#!".
 std::vector<std::string> firstLine(const std::string& text) {
     std::vector<std::string> words;
-    if (text.compare(0, 2, "#!") != 0) {
+    if (!stream::startsWith(text, "#!")) {
         return words;
     }
     // Without a newline, npos minus 2 is still more than the text has, and substr() takes all of it.

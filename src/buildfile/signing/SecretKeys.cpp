@@ -53,10 +53,6 @@ std::vector<SecretKey> keysOf(std::string_view listing) {
     return keys;
 }
 
-bool endsWith(std::string_view text, std::string_view end) {
-    return text.size() >= end.size() && text.substr(text.size() - end.size()) == end;
-}
-
 }  // namespace
 
 std::string signingKeyOf(std::string_view listing, const std::string& id) {
@@ -65,8 +61,9 @@ std::string signingKeyOf(std::string_view listing, const std::string& id) {
         refuse("it holds no secret OpenPGP key");
     }
     if (!id.empty()) {
-        const auto named = std::find_if(keys.begin(), keys.end(),
-                                        [&id](const SecretKey& key) { return endsWith(key.fingerprint, id); });
+        const auto named = std::find_if(keys.begin(), keys.end(), [&id](const SecretKey& key) {
+            return stream::endsWith(key.fingerprint, id);
+        });
         if (named == keys.end()) {
             refuse("it holds no secret key " + id);
         }

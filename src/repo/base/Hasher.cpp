@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "repo/base/Failure.hpp"
+#include "stream/base/Hex.hpp"
 
 namespace bex::repo {
 
@@ -22,17 +23,6 @@ void require(bool worked) {
     if (!worked) {
         throw StreamError(ErrorKind::unsupported, "libcrypto can't make a digest that was asked for");
     }
-}
-
-std::string hexadecimal(const unsigned char* bytes, std::size_t size) {
-    constexpr const char* kDigits = "0123456789abcdef";
-    std::string text;
-    text.reserve(2 * size);
-    std::for_each(bytes, bytes + size, [&](unsigned byte) {
-        text += kDigits[byte >> 4];
-        text += kDigits[byte & 15];
-    });
-    return text;
 }
 
 /// One running digest, and the member of Digests that it ends in.
@@ -51,7 +41,7 @@ struct Running {
         require(EVP_DigestFinal_ex(context.get(), bytes.data(), &size) == 1);
         // Ready for the next text: a scan uses one hasher for thousands of files.
         begin();
-        return hexadecimal(bytes.data(), size);
+        return stream::hexOf(bytes.data(), size);
     }
 
     std::unique_ptr<EVP_MD_CTX, FreeContext> context;

@@ -8,6 +8,7 @@
 
 #include "repo/base/Failure.hpp"
 #include "repo/files/Files.hpp"
+#include "stream/base/Text.hpp"
 #include "stream/system/Descriptor.hpp"
 
 namespace bex::repo {
@@ -46,7 +47,7 @@ std::vector<std::string> namesIn(const std::string& path, stream::System& system
 void removeTemporaries(const std::string& path, stream::System& system) {
     constexpr std::string_view prefix = ".bex-";
     for (const std::string& name : namesIn(path, system)) {
-        if (name.compare(0, prefix.size(), prefix) == 0) {
+        if (stream::startsWith(name, prefix)) {
             removeFile(path + "/" + name, system);
         }
     }

@@ -33,22 +33,6 @@ std::string htmlText(std::string_view text) {
     return safe;
 }
 
-// The unreserved characters of RFC 3986, section 2.3, and "/". All others are escaped: "+" of a version would be
-// a blank for some servers.
-std::string urlPath(std::string_view path) {
-    constexpr const char* digits = "0123456789ABCDEF";
-    std::string escaped;
-    for (const char c : path) {
-        if (stream::isAlphanumeric(c) || std::string_view("-._~/").find(c) != std::string_view::npos) {
-            escaped += c;
-        } else {
-            const auto byte = static_cast<unsigned char>(c);
-            escaped.append(1, '%').append(1, digits[byte / 16]).append(1, digits[byte % 16]);
-        }
-    }
-    return escaped;
-}
-
 // Other schemes, "javascript:" before all, would run what a package says in the reader's browser.
 bool isLinkable(std::string_view url) {
     const bool isWeb = url.substr(0, 7) == "http://" || url.substr(0, 8) == "https://";

@@ -9,9 +9,6 @@ namespace bex::repo {
 /// bidirectional ones and bytes that are not UTF-8 are escaped as for a terminal; &, <, >, " and ' as entities.
 std::string htmlText(std::string_view text);
 
-/// A path as a relative URL (RFC 3986): every byte that is not unreserved, but "/", is escaped.
-std::string urlPath(std::string_view path);
-
 /// Whether a URL may be a link: one of http or https without blanks.
 bool isLinkable(std::string_view url);
 

@@ -3,6 +3,7 @@
 #include "repo/html/Markup.hpp"
 #include "repo/suite/Settings.hpp"
 #include "stream/base/Text.hpp"
+#include "stream/base/UrlPath.hpp"
 
 namespace bex::repo {
 
@@ -28,10 +29,6 @@ std::string valueOf(const stream::ControlParagraph& stanza, const char* field) {
         return {};
     }
     return *value;
-}
-
-std::string firstLine(const std::string& text) {
-    return text.substr(0, text.find('\n'));
 }
 
 std::string link(const std::string& url, const std::string& text) {
@@ -101,7 +98,7 @@ std::string fieldsMarkup(const stream::ControlParagraph& stanza) {
 
 std::string versionRow(const ShownPackage& package) {
     const auto& stanza = package.stanza;
-    return "<tr><td>" + link("../../" + urlPath(valueOf(stanza, "Filename")), valueOf(stanza, "Version")) +
+    return "<tr><td>" + link("../../" + stream::urlPath(valueOf(stanza, "Filename")), valueOf(stanza, "Version")) +
            "</td><td>" + htmlText(valueOf(stanza, "Architecture")) + "</td><td>" + htmlText(package.component) +
            "</td><td>" + sizeText(valueOf(stanza, "Size")) + "</td><td class=\"digest\"><code>" +
            htmlText(valueOf(stanza, "SHA256")) + "</code></td></tr>\n";
@@ -140,9 +137,9 @@ std::string repositoryPage(const std::vector<SuiteSettings>& suites, const std::
     std::string rows;
     std::string sources;
     for (const SuiteSettings& suite : suites) {
-        rows += "<tr><td>" + link("html/" + urlPath(suite.suite) + "/index.html", suite.suite) + "</td><td>" +
-                htmlText(joined(suite.components)) + "</td><td>" + htmlText(joined(suite.architectures)) +
-                "</td><td>" + htmlText(suite.description) + "</td></tr>\n";
+        rows += "<tr><td>" + link("html/" + stream::urlPath(suite.suite) + "/index.html", suite.suite) +
+                "</td><td>" + htmlText(joined(suite.components)) + "</td><td>" +
+                htmlText(joined(suite.architectures)) + "</td><td>" + htmlText(suite.description) + "</td></tr>\n";
         sources += "deb [" + trust + "] " + address + " " + htmlText(suite.suite) + " " +
                    htmlText(joined(suite.components)) + "\n";
     }
@@ -168,9 +165,9 @@ std::string suitePage(const SuiteSettings& suite, const std::vector<PackageGroup
     for (const PackageGroup& group : groups) {
         const Stanza& newest = group.packages.front().stanza;
         const auto stanza = stream::ControlParagraph::parse(newest.text, group.name);
-        rows += "<tr><td>" + link(urlPath(group.name) + ".html", group.name) + "</td><td>" +
-                htmlText(newest.version) + "</td><td>" + htmlText(firstLine(valueOf(stanza, "Description"))) +
-                "</td></tr>\n";
+        rows += "<tr><td>" + link(stream::urlPath(group.name) + ".html", group.name) + "</td><td>" +
+                htmlText(newest.version) + "</td><td>" +
+                htmlText(stream::firstLine(valueOf(stanza, "Description"))) + "</td></tr>\n";
     }
     const std::string body = "<p><a href=\"../../index.html\">All suites</a></p>\n<h1>" + htmlText(suite.suite) +
                              "</h1>\n" +
@@ -193,7 +190,7 @@ std::string packagePage(const SuiteSettings& suite, const std::string& name,
     }
     const std::string body =
         "<p>" + link("index.html", suite.suite) + "</p>\n<h1>" + htmlText(name) + "</h1>\n<p>" +
-        htmlText(firstLine(description)) + "</p>\n<pre>apt install " + htmlText(name) + "</pre>\n" +
+        htmlText(stream::firstLine(description)) + "</p>\n<pre>apt install " + htmlText(name) + "</pre>\n" +
         descriptionMarkup(description) + "<h2>Versions</h2>\n" +
         table("versions", "<th>Version</th><th>Architecture</th><th>Component</th><th>Size</th><th>SHA-256</th>",
               rows) +

@@ -10,6 +10,7 @@
 #include "repo/html/Markup.hpp"
 #include "repo/html/Pages.hpp"
 #include "repo/publish/Contents.hpp"
+#include "stream/base/Text.hpp"
 #include "stream/base/WorkPool.hpp"
 
 namespace bex::repo {
@@ -107,7 +108,7 @@ private:
         job.text.clear();
         // To make a page reads its packages from the pool; the first line saves that for all pages that are still
         // right.
-        if (before && before->compare(0, key.size(), key) == 0) {
+        if (before && stream::startsWith(*before, key)) {
             return;
         }
         std::vector<ShownPackage> shown;

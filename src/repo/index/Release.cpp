@@ -21,8 +21,7 @@ constexpr std::array<const char*, 12> kMonths = {"Jan", "Feb", "Mar", "Apr", "Ma
                                                  "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
 
 bool isDigest(std::string_view text) {
-    return text.size() == kSha256Digits &&
-           stream::consistsOf(text, [](char c) { return stream::isDigit(c) || (c >= 'a' && c <= 'f'); });
+    return text.size() == kSha256Digits && stream::consistsOf(text, stream::isLowerCaseHexDigit);
 }
 
 /// Takes the word at the beginning off the line.

@@ -68,8 +68,8 @@ std::string capitalized(std::string_view name) {
     std::string spelled = stream::lowerCase(name);
     bool atStart = true;
     for (char& c : spelled) {
-        if (atStart && stream::isLowerCase(c)) {
-            c = static_cast<char>(c - 'a' + 'A');
+        if (atStart) {
+            c = stream::toUpperCase(c);
         }
         atStart = c == '-';
     }

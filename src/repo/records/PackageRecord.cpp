@@ -87,8 +87,7 @@ std::string filenameFault(const std::string& filename) {
 }
 
 bool isDigest(std::string_view text, std::size_t digits) {
-    return text.size() == digits &&
-           stream::consistsOf(text, [](char c) { return stream::isDigit(c) || (c >= 'a' && c <= 'f'); });
+    return text.size() == digits && stream::consistsOf(text, stream::isLowerCaseHexDigit);
 }
 
 /// SHA-256 is the one that must be there in an index: clients refuse packages without it or a stronger one.

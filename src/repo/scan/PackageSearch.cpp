@@ -12,6 +12,7 @@
 
 #include "repo/base/Failure.hpp"
 #include "stream/base/Owners.hpp"
+#include "stream/base/Text.hpp"
 
 namespace bex::repo {
 
@@ -115,9 +116,8 @@ private:
     }
 
     bool isPackage(std::string_view name) const {
-        return std::any_of(options_.suffixes.begin(), options_.suffixes.end(), [name](const std::string& suffix) {
-            return name.size() >= suffix.size() && name.substr(name.size() - suffix.size()) == suffix;
-        });
+        return std::any_of(options_.suffixes.begin(), options_.suffixes.end(),
+                           [name](const std::string& suffix) { return stream::endsWith(name, suffix); });
     }
 
     const ScanOptions& options_;

@@ -16,6 +16,7 @@
 #include "repo/scan/PackageFile.hpp"
 #include "repo/scan/PackageSearch.hpp"
 #include "repo/scan/ScanCache.hpp"
+#include "stream/base/Text.hpp"
 
 namespace bex::repo {
 
@@ -151,9 +152,7 @@ private:
     void dropGone() {
         for (const std::string& input : options_.inputs) {
             const std::string directory = input.substr(0, input.find_last_not_of('/') + 1) + '/';
-            const auto isBelow = [&](const std::string& name) {
-                return name.compare(0, directory.size(), directory) == 0;
-            };
+            const auto isBelow = [&](const std::string& name) { return stream::startsWith(name, directory); };
             const auto present = std::count_if(names_.begin(), names_.end(), isBelow);
             cache_->dropGone(root_ + '/' + directory, static_cast<std::size_t>(present));
         }

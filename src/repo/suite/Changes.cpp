@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "repo/base/Failure.hpp"
+#include "stream/base/Text.hpp"
 #include "stream/system/AtomicFile.hpp"
 
 namespace bex::repo {
@@ -12,10 +13,6 @@ namespace {
 
 constexpr std::string_view kAdd = "Bex-Change: add ";
 constexpr std::string_view kRemove = "Bex-Change: remove ";
-
-bool startsWith(std::string_view text, std::string_view start) {
-    return text.substr(0, start.size()) == start;
-}
 
 }  // namespace
 
@@ -30,8 +27,8 @@ Changes::Changes(const Layout& layout, const std::string& suite) : path_(layout.
         Change change;
         const std::size_t lineEnd = paragraph.text.find('\n');
         const std::string_view line = paragraph.text.substr(0, lineEnd);
-        change.isAddition = startsWith(line, kAdd);
-        if (!change.isAddition && !startsWith(line, kRemove)) {
+        change.isAddition = stream::startsWith(line, kAdd);
+        if (!change.isAddition && !stream::startsWith(line, kRemove)) {
             throw failure(ErrorKind::damaged, "changes", path_, "a paragraph does not begin with Bex-Change");
         }
         // The component is the last word: a component has no blank.

@@ -4,6 +4,7 @@
 
 #include "repo/base/Failure.hpp"
 #include "stream/base/Ascii.hpp"
+#include "stream/base/Text.hpp"
 
 namespace bex::repo {
 
@@ -14,7 +15,7 @@ constexpr std::size_t kLongestName = 255;  // of a file, NAME_MAX of the usual f
 /// Packages of a library are too many for one letter.
 std::string letterOf(const std::string& source) {
     // Debian's own rule: "libh" for libhello, "h" for hello.
-    const bool isLibrary = source.size() > 3 && source.compare(0, 3, "lib") == 0;
+    const bool isLibrary = source.size() > 3 && stream::startsWith(source, "lib");
     return source.substr(0, isLibrary ? 4 : 1);
 }
 

@@ -7,6 +7,7 @@
 #include "bex/stream/Verify.hpp"
 #include "repo/base/Failure.hpp"
 #include "stream/base/Ascii.hpp"
+#include "stream/base/Text.hpp"
 
 namespace bex::repo {
 
@@ -24,7 +25,7 @@ bool agrees(std::string_view field, const std::string& package, const std::strin
     if (package == index) {
         return true;
     }
-    return stream::equalIgnoringCase(field, "Description") && index == package.substr(0, package.find('\n'));
+    return stream::equalIgnoringCase(field, "Description") && index == stream::firstLine(package);
 }
 
 void compareFields(const stream::ControlParagraph& control, const PackageRecord& record, FindingList& findings) {

@@ -7,6 +7,7 @@
 #include "shlibs/base/Failure.hpp"
 #include "shlibs/base/TextFile.hpp"
 #include "shlibs/base/Version.hpp"
+#include "stream/base/Ascii.hpp"
 #include "stream/base/Text.hpp"
 
 namespace bex::shlibs {
@@ -79,10 +80,7 @@ private:
     std::string_view name() {
         skipSpace();
         const std::string_view taken = until(kEndsOfName);
-        const auto allowed = [](char c) {
-            return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '+' ||
-                   c == '-' || c == '.';
-        };
+        const auto allowed = [](char c) { return stream::isAlphanumeric(c) || c == '+' || c == '-' || c == '.'; };
         if (taken.empty() || !std::all_of(taken.begin(), taken.end(), allowed) || taken.front() < '0') {
             throw fault();
         }

@@ -9,6 +9,7 @@
 
 #include "shlibs/base/Failure.hpp"
 #include "shlibs/base/ReadStart.hpp"
+#include "stream/base/Ascii.hpp"
 #include "stream/base/Owners.hpp"
 
 namespace bex::shlibs {
@@ -42,17 +43,6 @@ std::optional<std::string> readTextFile(const std::string& path) {
     return text;
 }
 
-bool nextLine(std::string_view& rest, std::string_view& line) {
-    if (rest.empty()) {
-        return false;
-    }
-    // find() gives npos for a last line without a newline; min() makes it the end of the text, here and below.
-    const std::size_t end = std::min(rest.find('\n'), rest.size());
-    line = rest.substr(0, end);
-    rest.remove_prefix(std::min(end + 1, rest.size()));
-    return true;
-}
-
 std::string_view nextWord(std::string_view& rest) {
     rest.remove_prefix(std::min(rest.find_first_not_of(kBlanks), rest.size()));
     const std::string_view word = rest.substr(0, rest.find_first_of(kBlanks));
@@ -61,13 +51,7 @@ std::string_view nextWord(std::string_view& rest) {
 }
 
 std::string_view trimmed(std::string_view text) {
-    text.remove_prefix(std::min(text.find_first_not_of(kBlanks), text.size()));
-    // For a text of blanks alone nothing is left, and npos + 1 is 0.
-    return text.substr(0, text.find_last_not_of(kBlanks) + 1);
-}
-
-bool endsWith(std::string_view text, std::string_view end) noexcept {
-    return text.size() >= end.size() && text.substr(text.size() - end.size()) == end;
+    return stream::trimmed(text, kBlanks);
 }
 
 std::vector<std::string> namesIn(const std::string& directory) {

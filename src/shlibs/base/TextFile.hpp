@@ -12,16 +12,11 @@ namespace bex::shlibs {
 /// `limitExceeded` for more than 256 MiB, a hundred times the largest file of a database).
 std::optional<std::string> readTextFile(const std::string& path);
 
-/// Takes the next line off the front of `rest`, without its newline; false at the end.
-bool nextLine(std::string_view& rest, std::string_view& line);
-
 /// Takes the next word off the front of `rest`, with the blanks before it; empty where there is none.
 std::string_view nextWord(std::string_view& rest);
 
-/// The text without blanks at its ends.
+/// The text without blanks at its ends, of which line ends are some.
 std::string_view trimmed(std::string_view text);
-
-bool endsWith(std::string_view text, std::string_view end) noexcept;
 
 /// The names in a directory, sorted; none where it cannot be read.
 std::vector<std::string> namesIn(const std::string& directory);

@@ -9,6 +9,7 @@
 
 #include "shlibs/base/Failure.hpp"
 #include "shlibs/elf/ElfFile.hpp"
+#include "stream/base/Hex.hpp"
 
 namespace bex::shlibs {
 
@@ -124,13 +125,7 @@ std::string ElfImage::buildId() const {
             if (note.n_type != NT_GNU_BUILD_ID || std::string_view(bytes + name, note.n_namesz) != owner) {
                 continue;
             }
-            constexpr const char* digits = "0123456789abcdef";
-            std::string id;
-            for (std::size_t i = 0; i < note.n_descsz; ++i) {
-                const auto byte = static_cast<unsigned char>(bytes[contents + i]);
-                id += {digits[byte >> 4U], digits[byte & 15U]};
-            }
-            return id;
+            return stream::hexOf(bytes + contents, note.n_descsz);
         }
     }
     return {};

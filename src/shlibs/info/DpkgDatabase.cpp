@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "shlibs/base/TextFile.hpp"
+#include "stream/base/Text.hpp"
 
 namespace bex::shlibs {
 
@@ -50,14 +51,14 @@ void DpkgDatabase::readLists(Lists lists, Owners& owners) const {
     // Views into names, which is not changed below.
     for (const std::string_view end : {".symbols", ".shlibs"}) {
         for (const std::string& name : names) {
-            if (endsWith(name, end)) {
+            if (stream::endsWith(name, end)) {
                 libraries.insert(withoutEnd(name, end));
             }
         }
     }
     for (const std::string& name : names) {
         const bool wanted = (libraries.count(withoutEnd(name, kList)) > 0) == (lists == Lists::ofLibraries);
-        if (endsWith(name, kList) && wanted) {
+        if (stream::endsWith(name, kList) && wanted) {
             readList(std::string(withoutEnd(name, kList)), owners);
         }
     }
@@ -72,7 +73,7 @@ void DpkgDatabase::readDiversions() {
     std::string_view package;
     diversions_.emplace();
     // A last diversion that is cut short is left out.
-    while (nextLine(rest, from) && nextLine(rest, to) && nextLine(rest, package)) {
+    while (stream::nextLine(rest, from) && stream::nextLine(rest, to) && stream::nextLine(rest, package)) {
         (*diversions_)[std::string(from)] = package;
     }
 }

@@ -9,6 +9,7 @@
 #include "shlibs/base/Failure.hpp"
 #include "shlibs/base/TextFile.hpp"
 #include "shlibs/base/Version.hpp"
+#include "stream/base/Text.hpp"
 
 namespace bex::shlibs {
 
@@ -20,7 +21,7 @@ namespace fs = std::filesystem;
 std::vector<std::string> packagesIn(const std::string& directory) {
     std::vector<std::string> paths;
     for (const std::string& name : namesIn(directory)) {
-        if (endsWith(name, ".deb") || endsWith(name, ".bex")) {
+        if (stream::endsWith(name, ".deb") || stream::endsWith(name, ".bex")) {
             paths.push_back((fs::path(directory) / name).string());
         }
     }

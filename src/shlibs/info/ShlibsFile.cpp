@@ -5,6 +5,7 @@
 #include "shlibs/base/Failure.hpp"
 #include "shlibs/base/TextFile.hpp"
 #include "shlibs/info/Soname.hpp"
+#include "stream/base/Text.hpp"
 
 namespace bex::shlibs {
 
@@ -13,7 +14,7 @@ std::optional<std::string> dependencyFromShlibs(std::string_view text, std::stri
     const std::optional<LibraryVersion> library = splitSoname(soname);
     std::optional<std::string> untyped;
     std::size_t number = 0;
-    for (std::string_view line; library && nextLine(text, line);) {
+    for (std::string_view line; library && stream::nextLine(text, line);) {
         ++number;
         if (line.substr(0, 1) == "#") {
             continue;

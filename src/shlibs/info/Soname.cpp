@@ -3,6 +3,8 @@
 #include <cstddef>
 
 #include "shlibs/base/TextFile.hpp"
+#include "stream/base/Ascii.hpp"
+#include "stream/base/Text.hpp"
 
 namespace bex::shlibs {
 
@@ -12,13 +14,13 @@ std::optional<LibraryVersion> splitSoname(std::string_view soname) noexcept {
     if (const std::size_t at = soname.rfind(middle); at != std::string_view::npos) {
         return LibraryVersion{soname.substr(0, at), soname.substr(at + middle.size())};
     }
-    if (!endsWith(soname, end)) {
+    if (!stream::endsWith(soname, end)) {
         return std::nullopt;
     }
     const std::string_view stem = soname.substr(0, soname.size() - end.size());
     for (std::size_t hyphen = stem.rfind('-'); hyphen != std::string_view::npos && hyphen > 0;
          hyphen = stem.rfind('-', hyphen - 1)) {
-        if (hyphen + 1 < stem.size() && stem[hyphen + 1] >= '0' && stem[hyphen + 1] <= '9') {
+        if (hyphen + 1 < stem.size() && stream::isDigit(stem[hyphen + 1])) {
             return LibraryVersion{stem.substr(0, hyphen), stem.substr(hyphen + 1)};
         }
     }

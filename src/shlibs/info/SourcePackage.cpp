@@ -8,6 +8,7 @@
 #include "bex/stream/Escape.hpp"
 #include "shlibs/base/TextFile.hpp"
 #include "shlibs/base/Version.hpp"
+#include "stream/base/Text.hpp"
 
 namespace bex::shlibs {
 
@@ -25,7 +26,7 @@ bool isFile(const std::string& path) {
 std::string firstParagraph(const std::string& text) {
     std::string paragraph;
     std::string_view rest = text;
-    for (std::string_view line; nextLine(rest, line);) {
+    for (std::string_view line; stream::nextLine(rest, line);) {
         if (trimmed(line).empty() && !paragraph.empty()) {
             break;
         }

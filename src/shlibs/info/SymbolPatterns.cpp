@@ -10,6 +10,8 @@
 #include <unordered_map>
 
 #include "shlibs/base/Failure.hpp"
+#include "stream/base/Ascii.hpp"
+#include "stream/base/Text.hpp"
 
 namespace bex::shlibs {
 
@@ -29,7 +31,7 @@ std::size_t referencesIn(std::string_view mangled) {
     std::size_t count = 0;
     for (std::size_t i = 0; i + 1 < mangled.size(); ++i) {
         const char next = mangled[i + 1];
-        const bool numbered = next == '_' || (next >= '0' && next <= '9') || (next >= 'A' && next <= 'Z');
+        const bool numbered = next == '_' || stream::isDigit(next) || stream::isUpperCase(next);
         if ((mangled[i] == 'S' || mangled[i] == 'T') && numbered) {
             ++count;
         }
@@ -42,7 +44,7 @@ std::size_t referencesIn(std::string_view mangled) {
 std::string demangled(std::string_view symbol) {
     const std::size_t at = symbol.rfind('@');
     const std::string name(symbol.substr(0, at));
-    if (name.compare(0, 2, "_Z") != 0 || name.size() > kMaximumMangledBytes ||
+    if (!stream::startsWith(name, "_Z") || name.size() > kMaximumMangledBytes ||
         referencesIn(name) > kMaximumReferences) {
         return {};
     }

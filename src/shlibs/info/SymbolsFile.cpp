@@ -1,7 +1,6 @@
 #include "shlibs/info/SymbolsFile.hpp"
 
 #include <algorithm>
-#include <charconv>
 #include <utility>
 
 #include "shlibs/base/Architecture.hpp"
@@ -9,6 +8,7 @@
 #include "shlibs/base/Relation.hpp"
 #include "shlibs/base/TextFile.hpp"
 #include "shlibs/base/Version.hpp"
+#include "stream/base/Text.hpp"
 
 namespace bex::shlibs {
 
@@ -73,10 +73,11 @@ bool parse(std::string_view line, TaggedSymbol& result) {
     result.version = nextWord(line);
     const std::string_view number = nextWord(line);
     if (!number.empty()) {
-        const auto parsed = std::from_chars(number.data(), number.data() + number.size(), result.templateNumber);
-        if (parsed.ec != std::errc() || parsed.ptr != number.data() + number.size()) {
+        const auto parsed = stream::parseWhole<std::uint32_t>(number);
+        if (!parsed) {
             return false;
         }
+        result.templateNumber = *parsed;
     }
     return !result.version.empty();
 }
@@ -128,7 +129,7 @@ void SymbolsFile::indexParts() {
     std::size_t number = 0;
     // The begin of the current part. A part grows line by line; empty lines and comments within it are inside too.
     const char* begin = nullptr;
-    for (std::string_view line; nextLine(rest, line);) {
+    for (std::string_view line; stream::nextLine(rest, line);) {
         ++number;
         if (line.empty() || line.front() == '#') {
             continue;
@@ -187,7 +188,7 @@ void SymbolsFile::read(const Part& part, LibrarySymbols& into) {
     std::string_view rest = part.text;
     // The number in front is the part's own: messages count lines of the whole file.
     std::size_t number = part.firstLine;
-    for (std::string_view line; nextLine(rest, line); ++number) {
+    for (std::string_view line; stream::nextLine(rest, line); ++number) {
         if (line.empty() || line.front() == '#') {
             continue;
         }
@@ -235,7 +236,7 @@ void SymbolsFile::readSymbol(std::string_view line, std::size_t number, LibraryS
     }
     constexpr std::string_view oldPattern = "*@";  // The deprecated form of (symver|optional).
     const LibrarySymbols::Line value{found.version, found.templateNumber};
-    if (found.tags.empty() && found.symbol.compare(0, oldPattern.size(), oldPattern) == 0) {
+    if (found.tags.empty() && stream::startsWith(found.symbol, oldPattern)) {
         found.symbol.erase(0, oldPattern.size());
         found.tags.emplace_back("symver", "");
     }

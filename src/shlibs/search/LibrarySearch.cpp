@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "shlibs/base/TextFile.hpp"
+#include "stream/base/Text.hpp"
 
 namespace bex::shlibs {
 
@@ -44,7 +45,7 @@ private:
         }
         const std::string text = readTextFile(path).value_or("");
         std::string_view rest = text;
-        for (std::string_view line; nextLine(rest, line);) {
+        for (std::string_view line; stream::nextLine(rest, line);) {
             line = trimmed(line.substr(0, line.find('#')));
             std::string_view words = line;
             if (nextWord(words) == "include") {

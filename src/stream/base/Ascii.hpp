@@ -27,8 +27,27 @@ constexpr char toLowerCase(char c) {
     return static_cast<char>(c - 'A' + 'a');
 }
 
+constexpr char toUpperCase(char c) {
+    if (!isLowerCase(c)) {
+        return c;
+    }
+    return static_cast<char>(c - 'a' + 'A');
+}
+
+constexpr bool isLetter(char c) {
+    return isLowerCase(c) || isUpperCase(c);
+}
+
 constexpr bool isAlphanumeric(char c) {
-    return isDigit(c) || isLowerCase(toLowerCase(c));
+    return isDigit(c) || isLetter(c);
+}
+
+constexpr bool isLowerCaseHexDigit(char c) {
+    return isDigit(c) || (c >= 'a' && c <= 'f');
+}
+
+constexpr bool isHexDigit(char c) {
+    return isLowerCaseHexDigit(toLowerCase(c));
 }
 
 constexpr bool isBlank(char c) {
@@ -53,15 +72,17 @@ inline std::string lowerCase(std::string_view text) {
     return lower;
 }
 
+inline std::string upperCase(std::string_view text) {
+    std::string upper(text);
+    std::transform(upper.begin(), upper.end(), upper.begin(), toUpperCase);
+    return upper;
+}
+
 /// The text without blanks at its ends.
-inline std::string_view trimmed(std::string_view text) {
-    while (!text.empty() && isBlank(text.front())) {
-        text.remove_prefix(1);
-    }
-    while (!text.empty() && isBlank(text.back())) {
-        text.remove_suffix(1);
-    }
-    return text;
+constexpr std::string_view trimmed(std::string_view text, std::string_view blanks = " \t") {
+    text.remove_prefix(std::min(text.find_first_not_of(blanks), text.size()));
+    // Of a text of blanks alone nothing is left, and npos + 1 is 0.
+    return text.substr(0, text.find_last_not_of(blanks) + 1);
 }
 
 }  // namespace bex::stream

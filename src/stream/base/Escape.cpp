@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstddef>
 
+#include "stream/base/Hex.hpp"
+
 namespace bex::stream {
 
 namespace {
@@ -109,7 +111,6 @@ constexpr bool showsItself(char32_t value) {
 }
 
 void appendEscaped(std::string& result, unsigned char byte) {
-    constexpr char digits[] = "0123456789abcdef";
     switch (byte) {
         case '\n':
             result += "\\n";
@@ -121,7 +122,8 @@ void appendEscaped(std::string& result, unsigned char byte) {
             result += "\\\\";
             break;
         default:
-            result += {'\\', 'x', digits[byte >> 4U], digits[byte & 0xFU]};
+            result += "\\x";
+            appendHex(result, byte);
     }
 }
 

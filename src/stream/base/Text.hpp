@@ -20,14 +20,37 @@ void forEachPart(std::string_view text, char separator, Take take) {
     take(text);
 }
 
-/// Calls `take` with each line of a file's text, without its newline. The last line may lack its newline.
+/// Takes the next line off the front of a file's text, without its newline, which the last line may lack. Returns
+/// false at the end.
+constexpr bool nextLine(std::string_view& text, std::string_view& line) {
+    if (text.empty()) {
+        return false;
+    }
+    const std::size_t end = std::min(text.find('\n'), text.size());
+    line = text.substr(0, end);
+    text.remove_prefix(std::min(end + 1, text.size()));
+    return true;
+}
+
+/// Calls `take` with each line of a file's text, as nextLine() takes them.
 template <typename Take>
 void forEachLine(std::string_view text, Take take) {
-    while (!text.empty()) {
-        const std::size_t end = std::min(text.find('\n'), text.size());
-        take(text.substr(0, end));
-        text.remove_prefix(std::min(end + 1, text.size()));
+    for (std::string_view line; nextLine(text, line);) {
+        take(line);
     }
+}
+
+/// The text up to its first newline.
+constexpr std::string_view firstLine(std::string_view text) {
+    return text.substr(0, text.find('\n'));
+}
+
+constexpr bool startsWith(std::string_view text, std::string_view start) {
+    return text.substr(0, start.size()) == start;
+}
+
+constexpr bool endsWith(std::string_view text, std::string_view end) {
+    return text.size() >= end.size() && text.substr(text.size() - end.size()) == end;
 }
 
 /// Calls `visit` with each component of a path until it returns false; returns whether it never did. A final "/"

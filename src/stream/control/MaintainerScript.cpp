@@ -5,6 +5,7 @@
 
 #include "stream/base/Ascii.hpp"
 #include "stream/base/Quoted.hpp"
+#include "stream/base/Text.hpp"
 
 namespace bex::stream {
 
@@ -14,10 +15,6 @@ constexpr std::array<std::string_view, 5> kScripts{"preinst", "postinst", "prerm
 constexpr std::string_view kMark = "#!";
 constexpr std::string_view kProgram = "\177ELF";
 
-bool beginsWith(std::string_view text, std::string_view beginning) {
-    return text.substr(0, beginning.size()) == beginning;
-}
-
 }  // namespace
 
 bool isMaintainerScript(std::string_view name) noexcept {
@@ -26,13 +23,13 @@ bool isMaintainerScript(std::string_view name) noexcept {
 
 std::optional<Oddity> maintainerScriptOddity(std::string_view contents) {
     // The kernel runs it as it is.
-    if (beginsWith(contents, kProgram)) {
+    if (startsWith(contents, kProgram)) {
         return std::nullopt;
     }
     // Bounds the checks below to the first line, which is all that the kernel looks at. Where its last character
     // is asked for it is not empty: it begins with the mark.
-    const std::string_view line = contents.substr(0, contents.find('\n'));
-    if (!beginsWith(line, kMark)) {
+    const std::string_view line = firstLine(contents);
+    if (!startsWith(line, kMark)) {
         return Oddity{"script-no-interpreter", Severity::warning, "does not begin with \"#!\" and an interpreter"};
     }
     // The kernel takes it for a part of the interpreter's name or argument.

@@ -1,4 +1,5 @@
 #include "stream/control/Md5Lanes.hpp"
+#include "stream/base/Hex.hpp"
 
 #include <endian.h>
 
@@ -123,12 +124,11 @@ std::vector<Md5Lanes::Engine> findEngines() {
 }
 
 Md5::HexDigest hexOf(const std::array<std::uint32_t, 4>& sum) noexcept {
-    constexpr char kDigits[] = "0123456789abcdef";
     Md5::HexDigest text{};
     for (std::size_t i = 0; i < 16; ++i) {
         const std::uint32_t byte = sum[i / 4] >> (8 * (i % 4));
-        text[2 * i] = kDigits[byte >> 4 & 15];
-        text[2 * i + 1] = kDigits[byte & 15];
+        text[2 * i] = kLowerCaseHexDigits[byte >> 4 & 15];
+        text[2 * i + 1] = kLowerCaseHexDigits[byte & 15];
     }
     return text;
 }

@@ -16,11 +16,6 @@ namespace {
 constexpr std::size_t kDigestLength = 32;
 constexpr std::size_t kShortestLine = kDigestLength + 4;  // with two blanks, a path and the newline
 
-constexpr bool isHexDigit(char c) {
-    const char lower = toLowerCase(c);
-    return isDigit(c) || (lower >= 'a' && lower <= 'f');
-}
-
 /// Why the line is not one of md5sums; empty when it is.
 std::string lineFault(std::string_view line) {
     // Bounds the line for all the substrings below.

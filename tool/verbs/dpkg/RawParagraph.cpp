@@ -25,8 +25,7 @@ std::size_t endOfField(std::string_view text, std::size_t begin) {
 }  // namespace
 
 std::string_view trimmed(std::string_view text) noexcept {
-    const std::size_t begin = std::min(text.find_first_not_of(kBlanks), text.size());
-    return text.substr(begin, text.find_last_not_of(kBlanks) + 1 - begin);
+    return stream::trimmed(text, kBlanks);
 }
 
 RawParagraph::RawParagraph(std::string_view text) {

@@ -67,8 +67,7 @@ std::string binaryPackage(const RawParagraph& control) {
 }
 
 std::string summary(const RawParagraph& control) {
-    const std::string description = valueOf(control, "Description");
-    return description.substr(0, description.find('\n'));
+    return std::string(stream::firstLine(valueOf(control, "Description")));
 }
 
 /// A field of dpkg-query(1) that is made of others.

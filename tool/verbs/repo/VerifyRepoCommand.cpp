@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "bex/repo/Verify.hpp"
+#include "stream/base/UrlPath.hpp"
 #include "verbs/FindingLines.hpp"
 #include "verbs/Input.hpp"
 #include "verbs/SharedLibrary.hpp"
@@ -26,23 +27,6 @@ std::string withoutSlash(std::string url) {
     return url;
 }
 
-/// A path as a part of a URL (RFC 3986): what is not unreserved, and "+" and "~" of versions, is kept or escaped.
-std::string urlPath(const std::string& path) {
-    constexpr const char* digits = "0123456789ABCDEF";
-    std::string escaped;
-    for (const char c : path) {
-        const bool isPlain = (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') ||
-                             std::string_view("-._~/").find(c) != std::string_view::npos;
-        if (isPlain) {
-            escaped += c;
-        } else {
-            const auto byte = static_cast<unsigned char>(c);
-            escaped.append(1, '%').append(1, digits[byte / 16]).append(1, digits[byte % 16]);
-        }
-    }
-    return escaped;
-}
-
 ExitStatus runVerifyRepo(VerifyRepoArguments& arguments, Context& context) {
     std::mutex opening;
     if (isUrl(arguments.repository)) {
@@ -50,7 +34,7 @@ ExitStatus runVerifyRepo(VerifyRepoArguments& arguments, Context& context) {
         arguments.check.open = [&context, &opening, base](const std::string& path) {
             // Packages are checked in several threads, and the context is not made for them.
             const std::lock_guard<std::mutex> lock(opening);
-            const std::string url = base + "/" + urlPath(path);
+            const std::string url = base + "/" + stream::urlPath(path);
             std::unique_ptr<stream::ForwardSource> source = openBytes(url, context);
             // Read once: the thousands of files of a repository need not be remembered.
             context.remoteFiles.erase(url);
