@@ -21,7 +21,8 @@ BEX = os.environ.get("BEX", "bex")
 def scan(root, names):
     """One lot, on a worker: the shard. A command that fails makes the task fail, and Dask tries it again."""
     done = subprocess.run([BEX, "repo", "scan", "--threads", "1", "--root", root, "--records", "-"],
-                          input=b"".join(os.fsencode(name) + b"\0" for name in names), stdout=subprocess.PIPE, check=True)
+                          input=b"".join(os.fsencode(name) + b"\0" for name in names),
+                          stdout=subprocess.PIPE, check=True)
     return done.stdout
 
 

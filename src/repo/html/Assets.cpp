@@ -12,7 +12,8 @@ pre { border: 1px solid var(--line); border-radius: 6px; padding: .7rem; overflo
 .table { overflow-x: auto; } table { border-collapse: collapse; width: 100%; }
 th, td { text-align: left; padding: .3rem .8rem .3rem 0; border-bottom: 1px solid var(--line); vertical-align: top; }
 th { color: var(--faint); font-weight: 600; font-size: .9rem; }
-td:not(.digest):not(:last-child) { white-space: nowrap; } dt { font-weight: 600; } dd { margin: 0 0 .5rem 1.5rem; overflow-wrap: anywhere; }
+td:not(.digest):not(:last-child) { white-space: nowrap; }
+dt { font-weight: 600; } dd { margin: 0 0 .5rem 1.5rem; overflow-wrap: anywhere; }
 .faint { color: var(--faint); font-size: .9rem; } ul.files { columns: 2 22rem; padding-left: 1.2rem; }
 ul.files li { overflow-wrap: anywhere; } .digest { overflow-wrap: anywhere; font-size: .8rem; }
 input { font: inherit; width: 100%; box-sizing: border-box; padding: .5rem .8rem; border: 1px solid var(--line);
