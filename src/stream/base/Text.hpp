@@ -73,6 +73,16 @@ inline bool hasParentComponent(std::string_view path) {
            !forEachComponent(path, [](std::string_view component) { return component != ".."; });
 }
 
+/// `name` below `directory`: a "/" stands between them unless the directory is "" or ends with one.
+inline std::string joinedPath(std::string_view directory, std::string_view name) {
+    std::string path(directory);
+    if (!path.empty() && path.back() != '/') {
+        path += '/';
+    }
+    path += name;
+    return path;
+}
+
 /// The text, or `substitute` where the text is empty.
 constexpr std::string_view orIfEmpty(std::string_view text, std::string_view substitute) {
     if (text.empty()) {

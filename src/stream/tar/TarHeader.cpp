@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "stream/base/Text.hpp"
 #include "stream/tar/TarNumber.hpp"
 
 namespace bex::stream {
@@ -152,11 +153,7 @@ TarHeader parseTarHeader(std::string_view block, const Place& place) {
         failField(kName, {}, place);  // some readers take it for the end of the archive
     }
     if (magic == kPosixMagic && block[kPrefix.offset] != '\0') {
-        std::string prefix = textIn(kPrefix, block, place);
-        if (prefix.back() != '/') {
-            prefix += '/';
-        }
-        header.path.insert(0, prefix);
+        header.path = joinedPath(textIn(kPrefix, block, place), header.path);
     }
     if (magic == kGnuMagic) {
         checkNoSparseMap(block, place);

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "stream/base/Text.hpp"
+
 namespace bex::stream {
 
 std::optional<std::int64_t> SourceEntry::time() const noexcept {
@@ -34,18 +36,11 @@ std::string_view Collection::relativePath(const SourceEntry& entry) const noexce
 
 std::string Collection::sourcePath(const SourceEntry& entry) const {
     const Origin& origin = origins[entry.origin];
-    std::string path = origin.source;
-    if (origin.singleFile) {
-        return path;
-    }
     const std::string_view relative = relativePath(entry);
-    if (!relative.empty()) {
-        if (path.back() != '/') {
-            path += '/';
-        }
-        path += relative;
+    if (origin.singleFile || relative.empty()) {
+        return origin.source;
     }
-    return path;
+    return joinedPath(origin.source, relative);
 }
 
 std::string Collection::sourceName(const SourceEntry& entry) const {

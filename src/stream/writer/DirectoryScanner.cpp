@@ -10,22 +10,13 @@
 
 #include "bex/stream/StreamError.hpp"
 #include "stream/base/Place.hpp"
+#include "stream/base/Text.hpp"
 #include "stream/system/Descriptor.hpp"
 #include "stream/system/OpenLongPath.hpp"
 
 namespace bex::stream {
 
 namespace {
-
-std::string joined(std::string_view directory, std::string_view name) {
-    std::string path(directory);
-    // Never two slashes in a row: a directory given as "/" or "src/" keeps its own.
-    if (!path.empty() && path.back() != '/') {
-        path += '/';
-    }
-    path += name;
-    return path;
-}
 
 std::string targetOf(System& system, const FoundName& found, std::string_view where) {
     // A target may grow after fstatat(), and some file systems report 0.
@@ -137,14 +128,14 @@ void DirectoryScanner::scanNames(const SourceEntry& directory, std::vector<Sourc
 /// Nothing for what a pattern excludes. Patterns are tried before anything is asked of the disk.
 std::optional<SourceEntry> DirectoryScanner::entryOf(int directory, const SourceEntry& parent,
                                                      const std::string& name) const {
-    const std::string relative = joined(collection_.relativePath(parent), name);
+    const std::string relative = joinedPath(collection_.relativePath(parent), name);
     // Patterns are relative to the tree, as a user sees it, not to the package.
     if (std::any_of(excluded_.begin(), excluded_.end(),
                     [&](const Pattern& pattern) { return pattern.matches(relative); })) {
         return std::nullopt;
     }
     // For messages alone: the file is looked up by name in its open directory.
-    const std::string where = joined(collection_.sourcePath(parent), name);
+    const std::string where = joinedPath(collection_.sourcePath(parent), name);
     // Lists of packages hold one path a line.
     if (name.find('\n') != name.npos) {
         throw invalidInput(where, "a path in a package can't hold a newline");
@@ -154,7 +145,7 @@ std::optional<SourceEntry> DirectoryScanner::entryOf(int directory, const Source
     if (system_.fstatat(directory, name.c_str(), &found.status, AT_SYMLINK_NOFOLLOW) != 0) {
         throw systemFailure(where, "read its attributes", errno);
     }
-    return stream::entryOf(system_, found, joined(parent.path, name), where);
+    return stream::entryOf(system_, found, joinedPath(parent.path, name), where);
 }
 
 void DirectoryScanner::fail(const SourceEntry& directory, const char* action, int errorNumber) const {
