@@ -5,7 +5,6 @@
 #include <vector>
 
 #include "stream/ar/ArFormat.hpp"
-#include "stream/base/CountingSink.hpp"
 #include "stream/control/Sha256.hpp"
 #include "stream/index/IndexBuilder.hpp"
 #include "stream/verify/PackageChecks.hpp"
@@ -60,20 +59,23 @@ private:
     std::uint64_t bytes_ = 0;
 };
 
-/// Hands everything to both; the first may be null.
-class BothSinks final : public Sink {
+/// Counts the bytes of an archive on their way to `out`, and hands them to `digest`, too, unless that is null.
+class ArchiveSink final : public Sink {
 public:
-    BothSinks(Sink* first, Sink& second) : first_(first), second_(second) {}
+    ArchiveSink(Sink* digest, Sink& out) : digest_(digest), out_(out) {}
     void write(const char* data, std::size_t size) override {
-        if (first_ != nullptr) {
-            first_->write(data, size);
+        bytes_ += size;
+        if (digest_ != nullptr) {
+            digest_->write(data, size);
         }
-        second_.write(data, size);
+        out_.write(data, size);
     }
+    std::uint64_t bytes() const noexcept { return bytes_; }
 
 private:
-    Sink* first_;
-    Sink& second_;
+    Sink* digest_;
+    Sink& out_;
+    std::uint64_t bytes_ = 0;
 };
 
 }  // namespace
@@ -221,9 +223,8 @@ void PackageRewrite::repackData(PackageStream& stream, CompressionSettings setti
     }
     // The sinks refer to one another: each is declared after what it writes to, and destroyed before it.
     CompressingSink compressing(member, settings);
-    CountingSink tar(compressing);
-    BothSinks both(wantsDigest ? &digest : nullptr, tar);
-    stream.copyPayloadTo(both);
+    ArchiveSink tar(wantsDigest ? &digest : nullptr, compressing);
+    stream.copyPayloadTo(tar);
     // Reads the payload to its end, which drives the copy.
     checkSourcePayload(stream, PayloadDepth::contents, onEntry);
     // Only after the last byte of the archive: the index follows the compressed stream, and takes in its last
