@@ -1,9 +1,6 @@
 #include "bex/stream/ControlReader.hpp"
 
-#include <fcntl.h>
-
 #include <algorithm>
-#include <cerrno>
 #include <exception>
 #include <utility>
 #include <vector>

@@ -63,7 +63,6 @@ private:
     using Sum = std::array<std::uint32_t, 4>;
 
     void start(std::size_t lane);
-    void pad(std::size_t lane);
     void advance();
     void endPart(std::size_t lane);
     void finishOneByOne();

@@ -5,7 +5,6 @@
 #include <sys/types.h>
 
 #include <cstddef>
-#include <cstdint>
 #include <ctime>
 
 namespace bex::stream {

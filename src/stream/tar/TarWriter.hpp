@@ -3,7 +3,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
-#include <string_view>
 
 #include "bex/stream/Entry.hpp"
 #include "bex/stream/Sink.hpp"

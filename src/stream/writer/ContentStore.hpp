@@ -1,11 +1,9 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
-#include <string_view>
 
 #include "bex/stream/ContentReader.hpp"
 #include "stream/system/ScratchFile.hpp"

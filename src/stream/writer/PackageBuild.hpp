@@ -3,7 +3,6 @@
 #include <cstdint>
 #include <map>
 #include <string>
-#include <vector>
 
 #include "bex/stream/Sink.hpp"
 #include "bex/stream/WriteOptions.hpp"
