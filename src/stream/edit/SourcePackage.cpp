@@ -11,10 +11,6 @@ namespace bex::stream {
 
 namespace {
 
-bool isEqual(const struct timespec& left, const struct timespec& right) {
-    return left.tv_sec == right.tv_sec && left.tv_nsec == right.tv_nsec;
-}
-
 bool isMemberOf(std::string_view name, std::string_view stem) {
     // The whole stem, or the stem and a suffix: "control.tarball" is another member.
     return name.substr(0, stem.size()) == stem && (name.size() == stem.size() || name[stem.size()] == '.');
@@ -67,15 +63,14 @@ Place SourcePackage::place(const std::string& package, const Member& member) con
 bool SourcePackage::isAt(const std::string& path) const {
     struct stat found = {};
     // Device and inode, not the path's text: hard links and symlinks lead to the same file.
-    return system_.fstatat(AT_FDCWD, path.c_str(), &found, 0) == 0 && found.st_dev == status_.st_dev &&
-           found.st_ino == status_.st_ino;
+    return system_.fstatat(AT_FDCWD, path.c_str(), &found, 0) == 0 && areOfSameFile(found, status_);
 }
 
 void SourcePackage::requireUnchanged() const {
     const struct stat now = statusOf(file_, path_, system_);
     // The change time as well: a time can be set back.
-    const bool same = now.st_size == status_.st_size && isEqual(now.st_mtim, status_.st_mtim) &&
-                      isEqual(now.st_ctim, status_.st_ctim);
+    const bool same = now.st_size == status_.st_size && areSameTime(now.st_mtim, status_.st_mtim) &&
+                      areSameTime(now.st_ctim, status_.st_ctim);
     if (!same) {  // guard: packages that change while they are edited
         Place(path_).fail(ErrorKind::inputOutput, "changed while it was read");
     }

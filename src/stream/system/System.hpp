@@ -53,4 +53,14 @@ public:
     virtual int closedir(DIR* directory);
 };
 
+/// Whether both are of one file. Inode numbers are unique within one file system only.
+inline bool areOfSameFile(const struct stat& left, const struct stat& right) noexcept {
+    return left.st_dev == right.st_dev && left.st_ino == right.st_ino;
+}
+
+/// Times are compared to the nanosecond: a file may change twice within a second.
+inline bool areSameTime(const struct timespec& left, const struct timespec& right) noexcept {
+    return left.tv_sec == right.tv_sec && left.tv_nsec == right.tv_nsec;
+}
+
 }  // namespace bex::stream

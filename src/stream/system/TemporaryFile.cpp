@@ -18,11 +18,6 @@ std::string linkableName(int descriptor) {
     return "/proc/self/fd/" + std::to_string(descriptor);
 }
 
-bool isSameFile(const struct stat& left, const struct stat& right) {
-    // Both: inode numbers are unique within one file system only.
-    return left.st_dev == right.st_dev && left.st_ino == right.st_ino;
-}
-
 }  // namespace
 
 TemporaryFile::TemporaryFile(int directory, Use use, System& system)
@@ -54,7 +49,7 @@ bool TemporaryFile::isLinkable() const {
     struct stat linked = {};
     return system_.fstat(file_.get(), &own) == 0 &&
            system_.fstatat(AT_FDCWD, linkableName(file_.get()).c_str(), &linked, 0) == 0 &&
-           isSameFile(own, linked);
+           areOfSameFile(own, linked);
 }
 
 void TemporaryFile::openNamed() {

@@ -18,11 +18,6 @@ constexpr std::size_t kBufferBytes = std::size_t{256} << 10;
 
 constexpr const char* kChanged = "changed while it was read";
 
-/// Times are compared to the nanosecond: a file may be rewritten within a second of being listed.
-bool sameTime(const struct timespec& left, const struct timespec& right) noexcept {
-    return left.tv_sec == right.tv_sec && left.tv_nsec == right.tv_nsec;
-}
-
 /// What is different from when the file was found, whose contents begin at `offset`; null when nothing is.
 const char* differenceOf(const SourceEntry& file, off_t offset, const struct stat& now) noexcept {
     if (!S_ISREG(now.st_mode)) {  // guard: sources that become links
@@ -41,7 +36,7 @@ const char* differenceOf(const SourceEntry& file, off_t offset, const struct sta
         return "grew after it was listed";
     }
     // guard: sources with another time
-    if (!sameTime(now.st_mtim, {file.mtime, static_cast<long>(file.mtimeNanoseconds)})) {
+    if (!areSameTime(now.st_mtim, {file.mtime, static_cast<long>(file.mtimeNanoseconds)})) {
         return "changed after it was listed";
     }
     if ((now.st_mode & 07777) != file.mode) {
@@ -57,7 +52,7 @@ const char* differenceOf(const SourceEntry& file, off_t offset, const struct sta
 
 // The change time shows what the others can be set back to hide.
 bool ChangeTimes::differ() const noexcept {
-    return !sameTime(before, after);
+    return !areSameTime(before, after);
 }
 
 void FileReader::read(const SourceEntry& file, const Consumer& consume) {
