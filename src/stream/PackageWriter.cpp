@@ -51,11 +51,10 @@ void requireOwner(std::uint64_t id, const std::string& name, const std::string& 
     }
 }
 
-const Attributes& requireSound(const Attributes& attributes, const std::string& what) {
+void requireSound(const Attributes& attributes, const std::string& what) {
     requireMode(attributes.mode, what);
     requireOwner(attributes.uid, attributes.owner, what);
     requireOwner(attributes.gid, attributes.group, what);
-    return attributes;
 }
 
 /// The attributes that an entry without any has: they take no memory of their own.
@@ -122,9 +121,7 @@ public:
         };
         // First: if reading fails, nothing has been added.
         store.keep(supply, entry);
-        Origin origin;
-        origin.source = name;
-        entry.origin = collection.addOrigin(std::move(origin));
+        entry.origin = collection.addOrigin({name, ""});
         add(std::move(entry));
     }
 
@@ -192,7 +189,6 @@ void PackageWriter::addDescriptor(int descriptor, const std::string& path, const
 
 void PackageWriter::addContents(std::uint64_t size, ContentReader read, const std::string& path,
                                 const Attributes& attributes) {
-    // Only its size is known: the function is called while the package is written.
     SourceEntry entry = entryOf(packageFilePath(path), EntryType::file, attributes);
     entry.size = size;
     entry.reader = std::make_unique<const ContentReader>(std::move(read));
@@ -264,7 +260,6 @@ void PackageWriter::addEntry(const Entry& entry, PackageReader& package) {
 }
 
 void PackageWriter::addControl(const PackageReader& package) {
-    // The fields are copied; the reader may go.
     contents_->collection.control = package.control();
     for (const ControlMember& member : package.controlMembers()) {
         const std::string name = plainPath(member.entry.path);
@@ -332,7 +327,6 @@ void PackageWriter::addConffiles(std::string_view text) {
 }
 
 std::vector<Entry> PackageWriter::plan(const WriteOptions& options) const {
-    // The plan alone: nothing is opened and nothing written.
     const Plan plan(contents_->collection, options);
     std::vector<Entry> entries;
     entries.reserve(plan.size());

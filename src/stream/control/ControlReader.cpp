@@ -56,7 +56,6 @@ bool LineReader::next(std::string_view& line) {
     }
     const std::size_t length = std::min(end, buffer_.size()) - begin_;
     line = std::string_view(buffer_).substr(begin_, length);
-    // Past the newline, where there was one.
     begin_ = std::min(begin_ + length + 1, buffer_.size());
     return true;
 }
@@ -127,7 +126,6 @@ std::vector<ControlParagraph::Field> ControlReader::State::next() {
 
 std::vector<ControlParagraph::Field> ControlReader::State::read() {
     std::string_view line;
-    // Anew for each paragraph: a file may have any number of them.
     bytes_ = 0;
     // The parser ends at an empty line after a field. The line reader keeps what follows for the next call.
     while (!parser_.ended() && lines_.next(line)) {

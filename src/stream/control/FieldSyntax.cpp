@@ -67,7 +67,6 @@ std::string fieldValueFault(std::string_view value) {
         return fault;
     }
     forEachPart(value.substr(firstEnd + 1), '\n', [&](std::string_view line) {
-        // The first fault is kept.
         if (fault.empty()) {
             fault = continuationFault(line);
         }

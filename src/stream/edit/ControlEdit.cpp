@@ -101,7 +101,6 @@ void ControlEdit::set(const std::string& name, std::string contents) {
         entry.path = old->entry.path;
         *old = {std::move(entry), std::move(contents)};
     }
-    // Replaces the notes on an earlier value.
     notes_[name] = std::move(notes);
     newConffiles_ = newConffiles_ || name == "conffiles";
     changed_ = true;
@@ -113,7 +112,6 @@ bool ControlEdit::remove(std::string_view name) {
     }
     const auto found = find(name);
     if (found == members_.end()) {
-        // The archive had none: nothing changed.
         return false;
     }
     members_.erase(found);

@@ -275,7 +275,6 @@ std::string PackageBuild::controlText() const {
 
 std::string PackageBuild::conffiles() const {
     std::string text;
-    // In the order in which they were named.
     for (const std::size_t index : plan_.conffiles()) {
         text += "/" + plan_.source(index).path + "\n";
     }

@@ -128,7 +128,6 @@ void PayloadWriter::take(const PayloadBlock& block) {
 void PayloadWriter::addToIndex(const PayloadBlock& block) {
     constexpr std::size_t mostOwnerBytes = 32;  // what a header has room for
     index_->addBlock(block.output.size(), block.input.size());
-    // Entries that begin in the block. The last of them may end in a later one.
     for (; indexedEntries_ < plan_.size() && indexedBytes_ < block.end(); ++indexedEntries_) {
         Entry entry = plan_.entry(indexedEntries_);
         const EntryExtent extent(entry, indexedBytes_);

@@ -140,9 +140,7 @@ bool TreeScanner::scanFile(const std::string& source, const std::string& path) {
         refuse(source, "is not a regular file");
     }
     if (type == EntryType::file) {
-        Origin origin;
-        origin.source = source;
-        addFile(status, std::move(origin), std::move(place));
+        addFile(status, {source, ""}, std::move(place));
     }
     // A FIFO is left to the caller, which must open it to read it.
     return type == EntryType::file;
@@ -158,8 +156,7 @@ bool TreeScanner::scanDescriptor(int descriptor, const std::string& name, const 
     if (typeOf(status.st_mode) != EntryType::file) {
         return false;
     }
-    Origin origin;
-    origin.source = name;
+    Origin origin{name, ""};
     origin.descriptor = descriptor;
     // What was read from the descriptor before is not part of the contents.
     origin.offset = system_.lseek(descriptor, 0, SEEK_CUR);
