@@ -15,8 +15,7 @@ struct Attributes {
     /// Seconds since 1970. Unset: the newest time of any entry in the package, so that equal input gives equal
     /// bytes. If no entry has a time: WriteOptions::latestTime, or 0.
     std::optional<std::int64_t> mtime = std::nullopt;
-    /// Owner and group by number, at most 4294967294, and by name, at most 31 bytes. Readers prefer a name that
-    /// their system knows; "" is not a name.
+    /// As in Ownership.
     std::uint64_t uid = 0;
     std::uint64_t gid = 0;
     std::string owner = "root";

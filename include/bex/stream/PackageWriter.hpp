@@ -34,9 +34,7 @@ class PackageReader;
 /// same; so a new hard link is not a change. Attributes and targets of symlinks are those at the time of adding.
 /// Relative source paths must stay valid until write() returns.
 ///
-/// Patterns are glob(7) patterns, matched byte by byte in every locale against the whole path without a leading
-/// "./"; "*" and "?" match "/" too. "etc/x", "/etc/x", "./etc/x" and "etc/x/" are the same pattern. A pattern that
-/// is equal to the path always matches it.
+/// Patterns are matched against whole paths, as Pattern::matches() does.
 ///
 /// Contents that can be read only once, such as those of a pipe, are kept in an unnamed file in the directory that
 /// the environment's TMPDIR names, or else in /tmp, until the writer is destroyed.

@@ -7,9 +7,9 @@
 
 namespace bex::stream {
 
-/// A glob(7) pattern for paths of a package, in which "*" and "?" match "/" too. "etc/x", "/etc/x" and "./etc/x"
-/// are the same pattern. Compares bytes in every locale, so that equal input gives equal results. A copyable
-/// value.
+/// A glob(7) pattern for paths of a package, in which "*" and "?" match "/" too. "etc/x", "/etc/x", "./etc/x" and
+/// "etc/x/" are the same pattern. Compares bytes in every locale, so that equal input gives equal results. A
+/// copyable value.
 class BEX_EXPORT Pattern {
 public:
     explicit Pattern(std::string_view pattern);

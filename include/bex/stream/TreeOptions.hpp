@@ -12,8 +12,8 @@ namespace bex::stream {
 struct TreeOptions {
     /// Directory in the package for the tree, such as "opt/site"; "" is the root.
     std::string prefix;
-    /// Patterns, as PackageWriter describes them, of paths relative to the tree. Entries that match are left
-    /// out, with everything below them.
+    /// Patterns, as in Pattern, of paths relative to the tree. Entries that match are left out, with everything
+    /// below them.
     std::vector<std::string> exclude;
     /// Leaves out sockets, FIFOs and devices instead of refusing them.
     bool skipSpecialFiles = false;
