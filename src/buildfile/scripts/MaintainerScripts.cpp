@@ -18,6 +18,19 @@ constexpr const char* kConfigured =
 // sd_booted(3): the directory exists where systemd is the running init.
 constexpr const char* kRunning = "[ -z \"${DPKG_ROOT:-}\" ] && [ -d /run/systemd/system ]";
 
+// For programs that work on another root.
+constexpr const char* kRootOption = "${DPKG_ROOT:+--root=\"$DPKG_ROOT\"} ";
+
+/// The condition that a program is installed.
+std::string has(const std::string& program) {
+    return "command -v " + program + " >/dev/null";
+}
+
+/// A step of postinst, which runs the body if the condition holds.
+std::string configuredStep(const std::string& comment, const std::string& condition, const std::string& body) {
+    return "\n# " + comment + "\n" + kConfigured + "    if " + condition + "; then\n" + body + "    fi\nfi\n";
+}
+
 /// A command for each word, indented; "NAME" in it stands for the word.
 std::string forEach(const std::vector<std::string>& names, const std::string& command) {
     std::string text;
@@ -50,25 +63,17 @@ std::string usersBeforeUnpacking(const SystemSteps& steps) {
 /// For postinst, also where preinst has done it: sysusers makes only what is missing, and the file is the one that
 /// the administrator may override in /etc/sysusers.d.
 std::string users(const SystemSteps& steps) {
-    return std::string("\n# Users that the package needs.\n") + kConfigured +
-           "    if command -v systemd-sysusers >/dev/null; then\n"
-           "        systemd-sysusers ${DPKG_ROOT:+--root=\"$DPKG_ROOT\"} " +
-           shellWord(steps.sysusersName) +
-           "\n"
-           "    fi\n"
-           "fi\n";
+    return configuredStep(
+        "Users that the package needs.", has("systemd-sysusers"),
+        std::string("        systemd-sysusers ") + kRootOption + shellWord(steps.sysusersName) + "\n");
 }
 
 /// For postinst, after the users, which may own what is made. A failure does not fail the installation: the next
 /// boot tries again.
 std::string temporaryFiles(const SystemSteps& steps) {
-    return std::string("\n# Directories and files that are made at boot, too.\n") + kConfigured +
-           "    if command -v systemd-tmpfiles >/dev/null; then\n"
-           "        systemd-tmpfiles ${DPKG_ROOT:+--root=\"$DPKG_ROOT\"} --create " +
-           shellWord(steps.tmpfilesName) +
-           " || :\n"
-           "    fi\n"
-           "fi\n";
+    return configuredStep("Directories and files that are made at boot, too.", has("systemd-tmpfiles"),
+                          std::string("        systemd-tmpfiles ") + kRootOption + "--create " +
+                              shellWord(steps.tmpfilesName) + " || :\n");
 }
 
 /// An administrator's choice to disable a unit survives: the helper remembers whether the unit was enabled.
@@ -83,8 +88,8 @@ std::string enabling(const std::vector<std::string>& units, const char* user, bo
     } else {
         body += forEach(units, "        " + helper + "update-state NAME >/dev/null || :\n");
     }
-    return std::string("\n# Units: enabled as the administrator left them, or else as the package says.\n") +
-           kConfigured + "    if command -v deb-systemd-helper >/dev/null; then\n" + body + "    fi\nfi\n";
+    return configuredStep("Units: enabled as the administrator left them, or else as the package says.",
+                          has("deb-systemd-helper"), body);
 }
 
 /// On a new version: restarts what runs, and, where the package starts its units, what was stopped, too.
@@ -112,11 +117,12 @@ std::string firstStart(const SystemSteps& steps) {
 /// For postinst, after the own script, which may finish what the units need. "$2" is the version that was
 /// configured before: empty on a first installation.
 std::string starting(const SystemSteps& steps) {
-    return std::string("\n# Units: read anew and started, where systemd runs.\n") + kConfigured + "    if " +
-           kRunning + "; then\n        systemctl --system daemon-reload >/dev/null || :\n" +
-           "        if ! command -v deb-systemd-invoke >/dev/null; then\n            :\n" +
-           "        elif [ -n \"$2\" ]; then\n" + restarting(steps) + "        else\n" + firstStart(steps) +
-           "        fi\n    fi\nfi\n";
+    return configuredStep("Units: read anew and started, where systemd runs.", kRunning,
+                          "        systemctl --system daemon-reload >/dev/null || :\n"
+                          "        if ! " +
+                              has("deb-systemd-invoke") + "; then\n            :\n" +
+                              "        elif [ -n \"$2\" ]; then\n" + restarting(steps) + "        else\n" +
+                              firstStart(steps) + "        fi\n");
 }
 
 /// For prerm, before the own script. Not on upgrades: postinst restarts what runs, so that the pause is short.
