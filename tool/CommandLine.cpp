@@ -27,13 +27,6 @@ namespace bex::tool {
 
 namespace {
 
-/// A verb. addOptions() sets the action that runs when the verb is chosen.
-struct Command {
-    const char* name;
-    const char* description;
-    void (*addOptions)(CLI::App* verb, Action& chosen);
-};
-
 // In the order of the help. The names are known without any verb's code having run, so that starting costs little.
 constexpr Command kCommands[] = {
     {"build", "Package a tree", addBuild},
@@ -102,19 +95,6 @@ std::string versionText() {
     return text;
 }
 
-/// Only the verb that is chosen gets its options: to make those of all verbs takes longer than to read a field.
-void addVerbs(CLI::App& program, Action& chosen) {
-    for (const auto& command : kCommands) {
-        CLI::App* verb = program.add_subcommand(command.name, command.description);
-        // Called when the verb is met and before its arguments are read. References are to a constant table and to
-        // the caller's action, both of which outlive the parsing.
-        verb->preparse_callback([verb, &command, &chosen](std::size_t) {
-            command.addOptions(verb, chosen);
-            takeVerbatim(*verb);
-        });
-    }
-}
-
 ExitStatus print(const std::string& text, Console& console) {
     console.out(text);
     console.flush();
@@ -162,7 +142,9 @@ ExitStatus parseAndAct(const std::vector<std::string>& arguments, Context& conte
     if (std::any_of(arguments.begin(), arguments.end(), isOption)) {
         addCommonOptions(program, context);
     }
-    addVerbs(program, chosen);
+    for (const Command& command : kCommands) {
+        addVerb(program, command, chosen);
+    }
     program.get_help_ptr()->description("Print help and exit");
     program.set_version_flag("--version", "", "Print the versions of bex and its libraries");
     program.footer(

@@ -2,7 +2,6 @@
 #include <string>
 
 #include "bex/buildfile/BuildFile.hpp"
-#include "output/Json.hpp"
 #include "verbs/SharedLibrary.hpp"
 #include "verbs/TextFile.hpp"
 #include "verbs/Verb.hpp"
@@ -19,18 +18,7 @@ ExitStatus runInit(InitArguments& arguments, Context& context) {
     std::string text;
     // Made as a whole before a file is: where the directory cannot be read, nothing is left behind.
     functionOf<decltype(bexInitialBuildFile)>("libbexbuildfile.so.1", "bexInitialBuildFile")(".", text);
-    if (arguments.file == "-") {
-        context.console.out(text);
-        return ExitStatus::done;
-    }
-    writeNewFile(arguments.file, text);
-    if (context.json) {
-        Json object = {{"schema", 1}};
-        putText(object, "buildFile", arguments.file);
-        context.console.out(jsonText(object));
-    } else {
-        context.console.out(arguments.file + "\n");
-    }
+    deliver({"buildFile", arguments.file, text}, writeNewFile, context);
     return ExitStatus::done;
 }
 

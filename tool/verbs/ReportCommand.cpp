@@ -4,7 +4,6 @@
 
 #include "output/Failure.hpp"
 #include "output/Interrupt.hpp"
-#include "output/Json.hpp"
 #include "output/ProgressBar.hpp"
 #include "report/Page.hpp"
 #include "verbs/Input.hpp"
@@ -43,18 +42,7 @@ std::string pageOf(const ReportArguments& arguments, Context& context) {
 ExitStatus runReport(ReportArguments& arguments, Context& context) {
     catchInterrupts();
     const std::string page = pageOf(arguments, context);
-    if (arguments.page == "-") {
-        context.console.out(page);
-        return ExitStatus::done;
-    }
-    replaceFile(arguments.page, page);
-    if (context.json) {
-        Json object = {{"schema", 1}};
-        putText(object, "page", arguments.page);
-        context.console.out(jsonText(object));
-    } else {
-        context.console.out(arguments.page + "\n");
-    }
+    deliver({"page", arguments.page, page}, replaceFile, context);
     return ExitStatus::done;
 }
 

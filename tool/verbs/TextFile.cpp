@@ -13,6 +13,7 @@
 
 #include "bex/stream/Escape.hpp"
 #include "output/Failure.hpp"
+#include "output/Json.hpp"
 #include "stream/base/DescriptorBytes.hpp"
 
 namespace bex::tool {
@@ -70,6 +71,22 @@ std::string readFile(const std::string& path) {
         throw unusable(path, errno != 0 ? std::strerror(errno) : "can't read it");
     }
     return text;
+}
+
+void deliver(const MadeFile& file, void (*write)(const std::string& path, const std::string& text),
+             Context& context) {
+    if (file.path == "-") {
+        context.console.out(file.text);
+        return;
+    }
+    write(file.path, file.text);
+    if (context.json) {
+        Json object = {{"schema", 1}};
+        putText(object, file.key, file.path);
+        context.console.out(jsonText(object));
+    } else {
+        context.console.out(file.path + "\n");
+    }
 }
 
 }  // namespace bex::tool

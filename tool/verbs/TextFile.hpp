@@ -3,6 +3,7 @@
 #include <string>
 
 #include "bex/stream/StreamError.hpp"
+#include "output/Context.hpp"
 
 namespace bex::tool {
 
@@ -19,5 +20,16 @@ void writeNewFile(const std::string& path, const std::string& text);
 /// Writes a file, which keeps its old contents until the new ones are complete. Throws StreamError
 /// (`inputOutput`).
 void replaceFile(const std::string& path, const std::string& text);
+
+/// A file that a verb makes: its key in JSON output, its path, where "-" is standard output, and its text.
+struct MadeFile {
+    const char* key;
+    const std::string& path;
+    const std::string& text;
+};
+
+/// Prints the text for the path "-"; else calls `write` with path and text, and prints the path.
+void deliver(const MadeFile& file, void (*write)(const std::string& path, const std::string& text),
+             Context& context);
 
 }  // namespace bex::tool

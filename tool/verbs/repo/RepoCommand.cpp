@@ -1,4 +1,3 @@
-#include "arguments/Verbatim.hpp"
 #include "verbs/Commands.hpp"
 #include "verbs/repo/RepoVerbs.hpp"
 
@@ -6,13 +5,7 @@ namespace bex::tool {
 
 namespace {
 
-struct RepoVerb {
-    const char* name;
-    const char* description;
-    void (*addOptions)(CLI::App* verb, Action& chosen);
-};
-
-constexpr RepoVerb kRepoVerbs[] = {
+constexpr Command kRepoVerbs[] = {
     {"scan", "Print the index of packages, or a shard of it", addRepoScan},
     {"merge", "Join shards into the index that one scan prints", addRepoMerge},
     {"init", "Make a repository, or a suite in it", addRepoInit},
@@ -27,12 +20,8 @@ constexpr RepoVerb kRepoVerbs[] = {
 }  // namespace
 
 void addRepo(CLI::App* verb, Action& chosen) {
-    for (const auto& command : kRepoVerbs) {
-        CLI::App* own = verb->add_subcommand(command.name, command.description);
-        own->preparse_callback([own, &command, &chosen](std::size_t) {
-            command.addOptions(own, chosen);
-            takeVerbatim(*own);
-        });
+    for (const Command& command : kRepoVerbs) {
+        addVerb(*verb, command, chosen);
     }
     verb->require_subcommand(1);
     verb->footer("Run bex repo VERB --help for details.\nExample: bex repo scan pool >Packages");
