@@ -6,6 +6,7 @@
 
 #include "repo/base/Failure.hpp"
 #include "stream/base/Ascii.hpp"
+#include "stream/base/Refill.hpp"
 #include "stream/base/Text.hpp"
 
 namespace bex::repo {
@@ -139,13 +140,7 @@ private:
 RecordReader::RecordReader(Read read, std::string name) : read_(std::move(read)), name_(std::move(name)) {}
 
 RecordReader RecordReader::ofText(std::string_view text, std::string name) {
-    return {[text](char* buffer, std::size_t size) mutable {
-                // The view becomes shorter with each call; the text is the caller's and outlives the reader.
-                const std::size_t count = text.copy(buffer, size);
-                text.remove_prefix(count);
-                return count;
-            },
-            std::move(name)};
+    return {stream::readerOfText(text), std::move(name)};
 }
 
 bool RecordReader::fill() {
@@ -157,14 +152,7 @@ bool RecordReader::fill() {
         throw failure(ErrorKind::limitExceeded, "limit", name_,
                       "a stanza has more than " + std::to_string(kStanzaBytes) + " bytes", line_);
     }
-    // Places and views into the buffer are void after this: callers look again from begin_ on, which is 0 then.
-    buffer_.erase(0, begin_);
-    begin_ = 0;
-    const std::size_t held = buffer_.size();
-    buffer_.resize(held + kReadBytes);
-    const std::size_t count = read_(buffer_.data() + held, kReadBytes);
-    buffer_.resize(held + count);
-    ended_ = count == 0;
+    ended_ = !stream::refill(buffer_, begin_, kReadBytes, read_);
     return !ended_;
 }
 

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "stream/base/Place.hpp"
+#include "stream/base/Refill.hpp"
 #include "stream/control/ParagraphParser.hpp"
 #include "stream/control/SignedText.hpp"
 #include "stream/system/ByteStream.hpp"
@@ -28,8 +29,6 @@ public:
     bool next(std::string_view& line);
 
 private:
-    bool fill();
-
     ControlReader::Read read_;
     std::size_t mostBytes_;
     std::string buffer_;
@@ -45,7 +44,7 @@ bool LineReader::next(std::string_view& line) {
     while (end == std::string::npos && buffer_.size() - begin_ <= mostBytes_) {
         // Bytes before `searched` hold no newline: a long line is searched once, not once for each read.
         searched = buffer_.size() - begin_;
-        if (!fill()) {
+        if (!refill(buffer_, begin_, kReadBytes, read_)) {
             break;
         }
         end = buffer_.find('\n', searched);
@@ -60,30 +59,10 @@ bool LineReader::next(std::string_view& line) {
     return true;
 }
 
-/// Moves the bytes that are left to the front and adds more after them.
-bool LineReader::fill() {
-    // Views that were given out are invalid from here on, as next() says.
-    buffer_.erase(0, begin_);
-    begin_ = 0;
-    const std::size_t held = buffer_.size();
-    buffer_.resize(held + kReadBytes);
-    const std::size_t count = read_(buffer_.data() + held, kReadBytes);
-    buffer_.resize(held + count);
-    return count != 0;
-}
-
 ControlReader::Read readerOf(const std::string& path, System& system) {
     // Shared, because a function object must be copyable.
     const std::shared_ptr<ByteStream> stream = openInput(path, system).stream;
     return [stream](char* buffer, std::size_t size) { return stream->read(buffer, size); };
-}
-
-ControlReader::Read readerOf(std::string_view text) {
-    return [text](char* buffer, std::size_t size) mutable {
-        const std::size_t count = text.copy(buffer, size);
-        text.remove_prefix(count);
-        return count;
-    };
 }
 
 }  // namespace
@@ -158,7 +137,7 @@ ControlReader ControlReader::open(const std::string& path, std::size_t paragraph
 
 ControlReader ControlReader::ofText(std::string_view text, std::string_view name) {
     // The limit is beyond the text: it is in memory already, and need not be bounded again.
-    return {readerOf(text), name, text.size() + 1};
+    return {readerOfText(text), name, text.size() + 1};
 }
 
 ControlReader::~ControlReader() = default;
