@@ -8,6 +8,7 @@
 #include "buildfile/model/PackageVersion.hpp"
 #include "buildfile/yaml/Value.hpp"
 #include "buildfile/yaml/YamlReader.hpp"
+#include "stream/base/DateNames.hpp"
 #include "stream/base/Text.hpp"
 
 namespace bex::buildfile {
@@ -37,18 +38,11 @@ std::string dateOf(const Value& release, const std::string& file) {
     if (end == nullptr || *end != '\0') {
         fail(file, release.at, "a release has no date such as 2019-10-18T16:05:33Z");
     }
-    // By number and not by strftime(): names of days and months are English here, whatever the locale says.
-    constexpr const char* kDays[] = {"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
-    constexpr const char* kMonths[] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
-                                       "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
     // At most " YYYY HH:MM:SS +HHMM": it always fits. %z writes the offset that strptime() read.
     char rest[64];
     const std::tm local = time;
     std::strftime(rest, sizeof rest, " %Y %H:%M:%S %z", &local);
-    std::string day = std::to_string(time.tm_mday);
-    // strptime() has bounded the day to 1 to 31: one digit or two.
-    day.insert(0, 2 - day.size(), '0');
-    return std::string(kDays[time.tm_wday]) + ", " + day + " " + kMonths[time.tm_mon] + rest;
+    return stream::dayAndMonth(time) + rest;
 }
 
 /// One change, which chglog gives as a map with a note; further lines are indented below its bullet.

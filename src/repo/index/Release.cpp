@@ -9,6 +9,7 @@
 #include "bex/stream/ControlParagraph.hpp"
 #include "repo/base/Failure.hpp"
 #include "stream/base/Ascii.hpp"
+#include "stream/base/DateNames.hpp"
 #include "stream/base/Text.hpp"
 
 namespace bex::repo {
@@ -16,9 +17,6 @@ namespace bex::repo {
 namespace {
 
 constexpr std::size_t kSha256Digits = 64;
-constexpr std::array<const char*, 7> kDays = {"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
-constexpr std::array<const char*, 12> kMonths = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
-                                                 "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
 
 bool isDigest(std::string_view text) {
     return text.size() == kSha256Digits && stream::consistsOf(text, stream::isLowerCaseHexDigit);
@@ -130,13 +128,9 @@ std::string formatDate(std::int64_t seconds) {
     const std::time_t time = seconds;
     std::tm fields = {};
     gmtime_r(&time, &fields);
-    std::array<char, 64> text = {};
-    // Names of days and months are English whatever the locale is.
-    const int size = std::snprintf(text.data(), text.size(), "%s, %02d %s %d %02d:%02d:%02d UTC",
-                                   kDays.at(static_cast<std::size_t>(fields.tm_wday)), fields.tm_mday,
-                                   kMonths.at(static_cast<std::size_t>(fields.tm_mon)), fields.tm_year + 1900,
-                                   fields.tm_hour, fields.tm_min, fields.tm_sec);
-    return {text.data(), static_cast<std::size_t>(size)};
+    std::array<char, 64> rest = {};
+    std::strftime(rest.data(), rest.size(), " %Y %H:%M:%S UTC", &fields);
+    return stream::dayAndMonth(fields) + rest.data();
 }
 
 std::int64_t parseDate(const std::string& date, const std::string& name) {
@@ -151,8 +145,8 @@ std::int64_t parseDate(const std::string& date, const std::string& name) {
         fields.tm_year -= 1900;
     }
     fields.tm_mon = -1;
-    for (std::size_t i = 0; i < kMonths.size(); ++i) {
-        if (std::string_view(month.data()) == kMonths[i]) {
+    for (std::size_t i = 0; i < stream::kMonthNames.size(); ++i) {
+        if (std::string_view(month.data()) == stream::kMonthNames[i]) {
             fields.tm_mon = static_cast<int>(i);
         }
     }
