@@ -12,6 +12,7 @@
 
 #include "bex/stream/Architecture.hpp"
 #include "output/Failure.hpp"
+#include "stream/base/ForEachName.hpp"
 #include "stream/base/Owners.hpp"
 #include "verbs/ControlNames.hpp"
 #include "verbs/OptionValue.hpp"
@@ -58,23 +59,16 @@ bool hasControlDirectory(const std::string& tree) {
 /// The names in a directory, in an order that does not depend on the file system. Not by the standard library's
 /// iterator: that ends the process where there is no memory, and names nothing where a name can't be read.
 std::set<std::string> namesIn(const std::string& directory) {
-    const auto requireGood = [&directory](bool good) {
-        if (!good) {
-            throw unusable(directory, std::strerror(errno));
-        }
-    };
     const stream::PlainDirectory names(opendir(directory.c_str()));
-    requireGood(names != nullptr);
-    std::set<std::string> found;
-    // readdir() gives null at the end and for an error; only errno tells them apart.
-    errno = 0;
-    while (const dirent* item = readdir(names.get())) {
-        found.insert(item->d_name);
-        errno = 0;
+    if (names == nullptr) {
+        throw unusable(directory, std::strerror(errno));
     }
-    requireGood(errno == 0);
-    found.erase(".");
-    found.erase("..");
+    std::set<std::string> found;
+    const int error = stream::forEachName([&] { return readdir(names.get()); },
+                                          [&](const dirent& item) { found.insert(item.d_name); });
+    if (error != 0) {
+        throw unusable(directory, std::strerror(error));
+    }
     return found;
 }
 

@@ -8,6 +8,7 @@
 
 #include "repo/base/Failure.hpp"
 #include "repo/files/Files.hpp"
+#include "stream/base/ForEachName.hpp"
 #include "stream/base/Text.hpp"
 #include "stream/system/Descriptor.hpp"
 
@@ -28,16 +29,10 @@ std::vector<std::string> namesIn(const std::string& path, stream::System& system
     }
     file.release();  // the directory's now
     std::vector<std::string> names;
-    // readdir(3) returns null both at the end and for an error; errno alone tells them apart.
-    errno = 0;
-    while (const dirent* entry = system.readdir(directory.get())) {
-        const std::string name = entry->d_name;
-        if (name != "." && name != "..") {
-            names.push_back(name);
-        }
-    }
-    if (errno != 0) {
-        throw systemFailure(path, "read the directory", errno);
+    const int error = stream::forEachName([&] { return system.readdir(directory.get()); },
+                                          [&](const dirent& entry) { names.emplace_back(entry.d_name); });
+    if (error != 0) {
+        throw systemFailure(path, "read the directory", error);
     }
     // The order of a directory is the file system's; what is reported or removed must not depend on it.
     std::sort(names.begin(), names.end());

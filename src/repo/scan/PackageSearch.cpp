@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "repo/base/Failure.hpp"
+#include "stream/base/ForEachName.hpp"
 #include "stream/base/Owners.hpp"
 #include "stream/base/Text.hpp"
 
@@ -82,18 +83,11 @@ private:
         // Links of one directory are followed in the order of their names: which of two names a package gets must
         // not depend on the order of the file system.
         std::vector<std::string> links;
-        // readdir(3) returns null at the end, too; only errno tells an error from it, and calls in between may
-        // set it.
-        errno = 0;
-        while (const dirent* item = ::readdir(open.get())) {
-            const std::string_view name = item->d_name;
-            if (name != "." && name != "..") {
-                take(directory + '/' + std::string(name), item->d_type, links);
-            }
-            errno = 0;
-        }
-        if (errno != 0) {
-            throw systemFailure(directory, "read", errno);
+        const int error = stream::forEachName(
+            [&] { return ::readdir(open.get()); },
+            [&](const dirent& item) { take(directory + '/' + item.d_name, item.d_type, links); });
+        if (error != 0) {
+            throw systemFailure(directory, "read", error);
         }
         std::sort(links.begin(), links.end());
         links_.insert(links_.end(), links.begin(), links.end());

@@ -10,6 +10,7 @@
 #include "shlibs/base/Failure.hpp"
 #include "shlibs/base/ReadStart.hpp"
 #include "stream/base/Ascii.hpp"
+#include "stream/base/ForEachName.hpp"
 #include "stream/base/Owners.hpp"
 
 namespace bex::shlibs {
@@ -60,9 +61,9 @@ std::vector<std::string> namesIn(const std::string& directory) {
     if (handle == nullptr) {
         return names;
     }
-    while (const dirent* item = readdir(handle.get())) {
-        names.emplace_back(item->d_name);
-    }
+    // Where a name can't be read, those before it count.
+    stream::forEachName([&] { return readdir(handle.get()); },
+                        [&](const dirent& item) { names.emplace_back(item.d_name); });
     // Directories have no order of their own; results that follow from them must be the same on every machine.
     std::sort(names.begin(), names.end());
     return names;

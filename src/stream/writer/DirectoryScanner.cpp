@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "bex/stream/StreamError.hpp"
+#include "stream/base/ForEachName.hpp"
 #include "stream/base/Place.hpp"
 #include "stream/base/Text.hpp"
 #include "stream/system/Descriptor.hpp"
@@ -110,18 +111,14 @@ void DirectoryScanner::scanNames(const SourceEntry& directory, std::vector<Sourc
         fail(directory, "read the directory", errno);
     }
     const int descriptor = opened.release();  // closed with the names
-    errno = 0;
-    while (const dirent* name = system_.readdir(names.get())) {
-        const std::string text = name->d_name;
-        if (text != "." && text != "..") {
-            if (auto entry = entryOf(descriptor, directory, text)) {
-                entries.push_back(std::move(*entry));
-            }
-        }
-        errno = 0;  // readdir() leaves it alone at the end
-    }
-    if (errno != 0) {
-        fail(directory, "read the directory", errno);
+    const int error = forEachName([&] { return system_.readdir(names.get()); },
+                                  [&](const dirent& name) {
+                                      if (auto entry = entryOf(descriptor, directory, name.d_name)) {
+                                          entries.push_back(std::move(*entry));
+                                      }
+                                  });
+    if (error != 0) {
+        fail(directory, "read the directory", error);
     }
 }
 
