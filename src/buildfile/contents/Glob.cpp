@@ -1,5 +1,6 @@
 #include "buildfile/contents/Glob.hpp"
 
+#include <algorithm>
 #include <cstddef>
 #include <stdexcept>
 #include <string_view>
@@ -126,13 +127,13 @@ Glob::Answer Glob::answer(const Alternative& alternative, const std::string& pat
     return answer;
 }
 
+bool Glob::any(bool Answer::*part, const std::string& path) const {
+    return std::any_of(alternatives_.begin(), alternatives_.end(),
+                       [&](const Alternative& alternative) { return answer(alternative, path).*part; });
+}
+
 bool Glob::takes(const std::string& path) const {
-    for (const Alternative& alternative : alternatives_) {
-        if (answer(alternative, path).takes) {
-            return true;
-        }
-    }
-    return false;
+    return any(&Answer::takes, path);
 }
 
 bool Glob::matches(std::string_view path) const {
@@ -143,21 +144,11 @@ bool Glob::matches(std::string_view path) const {
         }
         path.remove_prefix(root_.size() + 1);
     }
-    for (const Alternative& alternative : alternatives_) {
-        if (answer(alternative, std::string(path)).matches) {
-            return true;
-        }
-    }
-    return false;
+    return any(&Answer::matches, std::string(path));
 }
 
 bool Glob::mayBeBelow(const std::string& directory) const {
-    for (const Alternative& alternative : alternatives_) {
-        if (answer(alternative, directory).mayBeBelow) {
-            return true;
-        }
-    }
-    return false;
+    return any(&Answer::mayBeBelow, directory);
 }
 
 }  // namespace bex::buildfile

@@ -41,6 +41,8 @@ private:
         bool mayBeBelow = false;
     };
     static Answer answer(const Alternative& alternative, const std::string& path);
+    /// Whether this part of the answer is true for one of the alternatives.
+    bool any(bool Answer::*part, const std::string& path) const;
 
     std::string root_;
     std::vector<Alternative> alternatives_;
