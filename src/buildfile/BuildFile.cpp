@@ -1,11 +1,10 @@
 #include "bex/buildfile/BuildFile.hpp"
 
+#include <fcntl.h>
+
 #include <cerrno>
 #include <cstddef>
-#include <filesystem>
-#include <fstream>
 #include <map>
-#include <sstream>
 #include <utility>
 
 #include "buildfile/contents/Changelog.hpp"
@@ -14,6 +13,8 @@
 #include "buildfile/model/Description.hpp"
 #include "buildfile/scripts/MaintainerScripts.hpp"
 #include "buildfile/signing/Signature.hpp"
+#include "stream/base/DescriptorBytes.hpp"
+#include "stream/base/Owners.hpp"
 #include "stream/base/Text.hpp"
 
 namespace bex::buildfile {
@@ -27,18 +28,15 @@ constexpr const char* kSysusersPackages = "systemd | systemd-standalone-sysusers
 
 /// The whole file, which the build file names at path.at: messages name that place.
 std::string contentsOf(const NamedPath& path, const Description& description) {
-    errno = 0;
-    std::ifstream file(path.path, std::ios::binary);
-    std::ostringstream text;
-    text << file.rdbuf();
-    // A stream opens a directory without an error and reads nothing from it.
-    if (std::filesystem::is_directory(path.path)) {
-        failSystem(description.file, path.at, path.path, EISDIR);
-    }
-    if (!file.is_open() || file.bad()) {
+    const stream::PlainDescriptor file(::open(path.path.c_str(), O_RDONLY | O_CLOEXEC));
+    if (!file) {
         failSystem(description.file, path.at, path.path, errno);
     }
-    return text.str();
+    std::string text;
+    if (const int error = stream::readToEnd(file.get(), text)) {
+        failSystem(description.file, path.at, path.path, error);
+    }
+    return text;
 }
 
 /// Does all reading in the constructor, so that every error of the description comes before a package is begun.

@@ -6,25 +6,14 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <system_error>
-#include <vector>
 
 #include "bex/stream/Escape.hpp"
 #include "output/Failure.hpp"
 #include "output/Json.hpp"
 #include "stream/base/DescriptorBytes.hpp"
+#include "stream/base/Owners.hpp"
 
 namespace bex::tool {
-
-namespace fs = std::filesystem;
-
-namespace {
-
-constexpr std::streamsize kPieceBytes = 16 * 1024;
-
-}  // namespace
 
 stream::StreamError unusable(const std::string& path, const std::string& reason) {
     return {stream::ErrorKind::inputOutput, stream::escapeForDisplay(path) + ": " + reason};
@@ -57,18 +46,17 @@ void replaceFile(const std::string& path, const std::string& text) {
 }
 
 std::string readFile(const std::string& path) {
-    std::error_code failure;
-    if (fs::is_directory(path, failure)) {
+    const stream::PlainDescriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    if (!file) {
+        throw unusable(path, std::strerror(errno));
+    }
+    std::string text;
+    const int error = stream::readToEnd(file.get(), text);
+    if (error == EISDIR) {
         throw unusable(path, "is a directory");
     }
-    errno = 0;
-    std::ifstream file(path, std::ios::binary);
-    std::string text;
-    for (std::vector<char> piece(kPieceBytes); file.read(piece.data(), kPieceBytes) || file.gcount() > 0;) {
-        text.append(piece.data(), static_cast<std::size_t>(file.gcount()));
-    }
-    if (!file.is_open() || file.bad()) {
-        throw unusable(path, errno != 0 ? std::strerror(errno) : "can't read it");
+    if (error != 0) {
+        throw unusable(path, std::strerror(error));
     }
     return text;
 }

@@ -3,32 +3,12 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 
 #include "repo/base/Failure.hpp"
 #include "stream/base/DescriptorBytes.hpp"
 
 namespace bex::repo {
-
-namespace {
-
-constexpr std::size_t kFirstBytes = std::size_t{64} << 10;
-
-/// read(2), again after a signal.
-std::size_t readOnce(int descriptor, char* buffer, std::size_t size, const std::string& name) {
-    for (;;) {
-        const ssize_t count = ::read(descriptor, buffer, size);
-        if (count >= 0) {
-            return static_cast<std::size_t>(count);
-        }
-        if (errno != EINTR) {
-            throw systemFailure(name, "read", errno);
-        }
-    }
-}
-
-}  // namespace
 
 InputFile::InputFile(const std::string& path, std::string name)
     // O_NONBLOCK: the open of a FIFO would wait for a writer. It changes nothing for regular files.
@@ -64,21 +44,10 @@ std::string readWholeFile(const std::string& path) {
         throw systemFailure(name, "open", errno);
     }
     std::string text;
-    struct stat status {};
-    if (::fstat(file.get(), &status) == 0 && S_ISREG(status.st_mode)) {
-        text.resize(static_cast<std::size_t>(status.st_size) + 1);  // One more, so that the end is read at once.
+    if (const int error = stream::readToEnd(file.get(), text)) {
+        throw systemFailure(name, "read", error);
     }
-    for (std::size_t used = 0;;) {
-        if (used == text.size()) {
-            text.resize(std::max(kFirstBytes, 2 * used));
-        }
-        const std::size_t count = readOnce(file.get(), text.data() + used, text.size() - used, name);
-        used += count;
-        if (count == 0) {
-            text.resize(used);
-            return text;
-        }
-    }
+    return text;
 }
 
 }  // namespace bex::repo

@@ -1,10 +1,13 @@
 #pragma once
 
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstddef>
 #include <cstdint>
+#include <string>
 #include <string_view>
 
 namespace bex::stream {
@@ -44,6 +47,30 @@ inline ssize_t readAll(int descriptor, char* buffer, std::size_t size, std::uint
         }
     }
     return static_cast<ssize_t>(done);
+}
+
+/// Reads all from the descriptor's position to the end, also of a pipe. Returns 0, or the error number.
+inline int readToEnd(int descriptor, std::string& text) {
+    constexpr std::size_t firstBytes = std::size_t{64} << 10;
+    struct stat status {};
+    text.clear();
+    if (::fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode)) {
+        text.resize(static_cast<std::size_t>(status.st_size) + 1);  // One more, so that the end is read at once.
+    }
+    for (std::size_t used = 0;;) {
+        if (used == text.size()) {
+            text.resize(std::max(firstBytes, 2 * used));
+        }
+        const ssize_t count = ::read(descriptor, text.data() + used, text.size() - used);
+        if (count > 0) {
+            used += static_cast<std::size_t>(count);
+        } else if (count == 0) {
+            text.resize(used);
+            return 0;
+        } else if (errno != EINTR) {
+            return errno;
+        }
+    }
 }
 
 }  // namespace bex::stream
