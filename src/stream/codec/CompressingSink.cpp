@@ -1,7 +1,6 @@
 #include "stream/codec/CompressingSink.hpp"
 
 #include <algorithm>
-#include <exception>
 #include <string>
 
 #include "bex/stream/StreamError.hpp"
@@ -82,44 +81,35 @@ void checkSettings(const CompressionSettings& settings) {
     }
 }
 
-class CompressingSink::Stage {
-public:
-    Stage(Sink& out, const CompressionSettings& settings) : encoder_(makeEncoder(out, settings)) {}
-
-    /// Runs `step` on the encoder. The first failure ends the encoder, with its threads, and is all that later
-    /// calls give.
-    template <typename Step>
-    void run(Step step) {
-        // An encoder that threw is in an unknown state, and more bytes would make an output with a gap.
-        if (failure_) {
-            std::rethrow_exception(failure_);
-        }
-        try {
-            step(*encoder_);
-        } catch (...) {
-            failure_ = std::current_exception();
-            // Its threads may still hold blocks that no one will take.
-            encoder_.reset();
-            throw;
-        }
-    }
-
-private:
-    std::unique_ptr<Encoder> encoder_;
-    std::exception_ptr failure_;
-};
-
 CompressingSink::CompressingSink(Sink& out, const CompressionSettings& settings)
-    : stage_(std::make_unique<Stage>(out, settings)) {}
+    : encoder_(makeEncoder(out, settings)) {}
 
 CompressingSink::~CompressingSink() = default;
 
+/// Runs `step` on the encoder. The first failure ends the encoder, with its threads, and is all that later calls
+/// give.
+template <typename Step>
+void CompressingSink::run(Step step) {
+    // An encoder that threw is in an unknown state, and more bytes would make an output with a gap.
+    if (failure_) {
+        std::rethrow_exception(failure_);
+    }
+    try {
+        step(*encoder_);
+    } catch (...) {
+        failure_ = std::current_exception();
+        // Its threads may still hold blocks that no one will take.
+        encoder_.reset();
+        throw;
+    }
+}
+
 void CompressingSink::write(const char* data, std::size_t size) {
-    stage_->run([&](Encoder& encoder) { encoder.write(data, size); });
+    run([&](Encoder& encoder) { encoder.write(data, size); });
 }
 
 void CompressingSink::finish() {
-    stage_->run([](Encoder& encoder) { encoder.finish(); });
+    run([](Encoder& encoder) { encoder.finish(); });
 }
 
 }  // namespace bex::stream

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <exception>
 #include <functional>
 #include <memory>
 
@@ -20,6 +21,8 @@ struct CompressionSettings {
     /// unset: for none.
     std::function<void(std::uint64_t memberBytes, std::uint64_t unpackedBytes)> onBlock = nullptr;
 };
+
+class Encoder;
 
 /// Throws StreamError (`invalidInput`) for settings that the format does not have.
 void checkSettings(const CompressionSettings& settings);
@@ -46,8 +49,11 @@ public:
     void finish();
 
 private:
-    class Stage;
-    std::unique_ptr<Stage> stage_;
+    template <typename Step>
+    void run(Step step);
+
+    std::unique_ptr<Encoder> encoder_;  // null after a failure
+    std::exception_ptr failure_;
 };
 
 }  // namespace bex::stream

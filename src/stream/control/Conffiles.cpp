@@ -71,9 +71,7 @@ ConffileList readConffiles(std::string_view text) {
 
 Conffiles::Conffiles(std::string_view text, const Place& place) : place_(place.at("conffiles")) {
     const ConffileList list = readConffiles(text);
-    for (const Oddity& oddity : list.oddities) {
-        place_.note(oddity.code, oddity.reason, oddity.severity);
-    }
+    note(list.oddities, place_);
     // Names of one file may differ in their text, as "/a" and "//a" do; the payload knows them by the plain path.
     for (const ConffileLine& line : list.lines) {
         // The listed paths own their text: `list` refers to the caller's.

@@ -1,8 +1,10 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "bex/stream/Finding.hpp"
+#include "stream/base/Place.hpp"
 
 namespace bex::stream {
 
@@ -12,5 +14,12 @@ struct Oddity {
     Severity severity = Severity::error;
     std::string reason;  ///< one sentence, with the line where there is one; names are escaped
 };
+
+/// Hands all of them to the place's handler.
+inline void note(const std::vector<Oddity>& oddities, const Place& place) {
+    for (const Oddity& oddity : oddities) {
+        place.note(oddity.code, oddity.reason, oddity.severity);
+    }
+}
 
 }  // namespace bex::stream

@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "bex/stream/Escape.hpp"
+#include "stream/base/Text.hpp"
 
 namespace bex::stream {
 
@@ -41,14 +42,9 @@ bool isPlainPath(std::string_view path) noexcept {
     if (path.find('\0') != std::string_view::npos || (!path.empty() && path.back() == '/')) {
         return false;
     }
-    while (!path.empty()) {
-        // A limit of 0 takes one component at a time.
-        const std::string_view component = takePiece(path, 0);
-        if (component.empty() || component == "." || component == "..") {
-            return false;
-        }
-    }
-    return true;
+    return forEachComponent(path, [](std::string_view component) {
+        return !component.empty() && component != "." && component != "..";
+    });
 }
 
 std::string_view parentOf(std::string_view path) noexcept {

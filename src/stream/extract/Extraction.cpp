@@ -22,10 +22,6 @@ constexpr unsigned kMaxFileThreads = 8;    // also bounds how many directories s
 // O_PATH: the destination need not be readable, only searchable.
 constexpr int kDestination = O_PATH | O_DIRECTORY | O_CLOEXEC;
 
-bool isSameFile(const struct stat& left, const struct stat& right) {
-    return left.st_dev == right.st_dev && left.st_ino == right.st_ino;
-}
-
 /// Files may be written after what follows them, where nobody is told of each in turn, no two entries can
 /// have one path and nothing depends on what a file meets on the disk.
 bool mayOvertake(const ExtractOptions& options) {
@@ -277,7 +273,7 @@ bool Extraction::isLinkOf(const struct stat& file, int directory, const char* na
     if (context_.system.fstatat(directory, name, &status, AT_SYMLINK_NOFOLLOW) != 0 && errno != ENOENT) {
         context_.place.failSystem("replace", errno);
     }
-    return isSameFile(status, file);
+    return areOfSameFile(status, file);
 }
 
 }  // namespace bex::stream

@@ -94,7 +94,7 @@ MemberRole MemberOrder::roleOf(Member& member) const {
     if (!compression) {
         place_.in(member.name)
             .fail(ErrorKind::unsupported, "member-compression",
-                  "compression " + quotedName(std::string(*suffix)) + " is not supported");
+                  "compression " + quotedName(*suffix) + " is not supported");
     }
     member.compression = *compression;
     return role;

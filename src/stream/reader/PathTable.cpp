@@ -2,13 +2,14 @@
 
 #include <algorithm>
 
+#include "stream/base/Text.hpp"
+
 namespace bex::stream {
 
 namespace {
 
 bool isBelow(std::string_view path, std::string_view directory) {
-    return path.size() > directory.size() && path[directory.size()] == '/' &&
-           path.substr(0, directory.size()) == directory;
+    return path.size() > directory.size() && path[directory.size()] == '/' && startsWith(path, directory);
 }
 
 }  // namespace

@@ -24,8 +24,7 @@ Digests::Digests(const std::vector<Md5sum>& sums, Place control, Place payload)
         if (first.path != next.path) {
             return false;
         }
-        control_.at("md5sums").note("md5-doubled", quotedName(std::string(next.path)) + " occurs twice",
-                                    Severity::error);
+        control_.at("md5sums").note("md5-doubled", quotedName(next.path) + " occurs twice", Severity::error);
         return true;
     };
     listed_.erase(std::unique(listed_.begin(), listed_.end(), samePath), listed_.end());
@@ -89,8 +88,7 @@ void Digests::takeHardLink(const Name& link, const std::string& target) {
 void Digests::finish() const {
     for (const Listed& listed : listed_) {
         if (!listed.seen) {
-            control_.at("md5sums").note("md5-missing",
-                                        quotedName(std::string(listed.path)) + " is not a file of the payload",
+            control_.at("md5sums").note("md5-missing", quotedName(listed.path) + " is not a file of the payload",
                                         Severity::error);
         }
     }

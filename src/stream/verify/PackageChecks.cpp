@@ -16,12 +16,6 @@ namespace {
 /// The longest name of a control member that dpkg installs.
 constexpr std::size_t kLongestName = 100;
 
-void note(const std::vector<Oddity>& oddities, const Place& place) {
-    for (const Oddity& oddity : oddities) {
-        place.note(oddity.code, oddity.reason, oddity.severity);
-    }
-}
-
 ControlParagraph checkParagraph(const ControlMember& control, const Place& place) {
     ControlParagraph paragraph;
     try {
