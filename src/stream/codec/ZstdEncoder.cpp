@@ -12,7 +12,9 @@ namespace bex::stream {
 
 namespace {
 
-constexpr std::size_t kOutputBytes = std::size_t{512} << 10;
+/// A whole job of noise: the library keeps the room of a job until all of it is given out. Of smaller output only
+/// the beginning is ever touched.
+constexpr std::size_t kOutputBytes = std::size_t{2} << 20;
 
 /// How a level works. All of it shows in the bytes, and none depends on the threads.
 struct Pace {
