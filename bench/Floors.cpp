@@ -2,9 +2,7 @@
 // passed and CPU seconds of the step itself, then the bytes that came out of it.
 //
 //     bex_bench_floors read TREE                          open and read every file
-//     bex_bench_floors write TREE FOLDER THREADS          make the tree's folders and files from memory, with
-//     modes
-//                                                         and times
+//     bex_bench_floors write TREE FOLDER THREADS          make the tree from memory, with modes and times
 //     bex_bench_floors deflate FILE LEVEL BLOCK THREADS   libdeflate over blocks of that many bytes
 //     bex_bench_floors zstd FILE LEVEL BLOCK THREADS      the same with zstd
 //     bex_bench_floors zlib FILE LEVEL                    one stream, for the sizes

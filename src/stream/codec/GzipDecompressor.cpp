@@ -245,12 +245,14 @@ private:
         block.input.reserve(bytes);
         block.input.setSize(bytes);
         // A worker reads what is not buffered yet, so that this thread is not what all of them wait for.
-        block.origin = input_->origin();
-        if (block.origin && input_->size() < bytes) {
+        block.origin.reset();
+        if (input_->size() < bytes) {
+            block.origin = input_->origin();
+        }
+        if (block.origin) {
             block.unpacked = jump(bytes);
             return block.unpacked;
         }
-        block.origin.reset();
         if (input_->read(block.input.data(), bytes) != bytes) {
             throw truncatedError(place_, input_->offset(), "a gzip member");
         }

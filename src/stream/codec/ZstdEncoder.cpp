@@ -12,8 +12,8 @@ namespace bex::stream {
 
 namespace {
 
-/// A whole job of noise: the library keeps the room of a job until all of it is given out. Of smaller output only
-/// the beginning is ever touched.
+/// The output of a whole job of noise, at the levels below 16: the library keeps a job's buffer until all of it is
+/// given out. Where data compress, only the beginning of this is ever touched.
 constexpr std::size_t kOutputBytes = std::size_t{2} << 20;
 
 /// How a level works. All of it shows in the bytes, and none depends on the threads.

@@ -209,7 +209,7 @@ TEST(Decompressor, HasItsThreadsReadBlocksThemselves) {
     using Gap = GappedSource::Gap;
     const std::string data = text(3 << 20);
     const std::string stream = blocks(data, 256 << 10);
-    const std::size_t middle = stream.size() / 2;  // of a block, as their number is odd or the bytes are uneven
+    const std::size_t middle = stream.size() / 2;  // inside a block
     const std::pair<Gap, const char*> cases[] = {
         {Gap::none, ""}, {Gap::ends, "it: gzip member at byte "}, {Gap::fails, "disk: broken"}};
     for (const auto& [gap, failure] : cases) {
