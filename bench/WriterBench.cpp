@@ -76,7 +76,9 @@ void encodePayload(benchmark::State& state) {
         WriteOptions options;
         options.md5sums = state.range(0) != 0;
         options.index = false;
-        PayloadWriter(plan, scannedTree(), System::real(), meter).write(sink, settings, options);
+        PayloadWriter payload(plan, scannedTree(), System::real(), meter);
+        payload.write(sink, settings, options);
+        payload.finish();
         bytes += sink.bytes;
     }
     state.SetBytesProcessed(static_cast<std::int64_t>(bytes));

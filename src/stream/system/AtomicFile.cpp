@@ -19,6 +19,7 @@ namespace bex::stream {
 namespace {
 
 constexpr std::size_t kPieceBytes = std::size_t{1} << 20;  // through memory
+constexpr std::size_t kSoonBytes = std::size_t{8} << 20;   // large writes: more small ones would take longer
 
 /// "" for a path that ends in a slash.
 std::string lastName(const std::string& path) {
@@ -96,6 +97,17 @@ void AtomicFile::write(const char* data, std::size_t size) {
         // without commit().
         target_.fail("write");
     }
+    writeSoon(size);
+}
+
+/// The disk begins while more is appended, so that sync() waits for little.
+void AtomicFile::writeSoon(std::size_t appended) {
+    waiting_ += appended;
+    if (waiting_ >= kSoonBytes) {
+        waiting_ = 0;
+        // A hint: what fails here fails when the file is synced.
+        target_.system.beginWriting(file_.get());
+    }
 }
 
 void AtomicFile::copy(int descriptor, const std::string& source, std::uint64_t offset, std::size_t size) {
@@ -109,10 +121,8 @@ void AtomicFile::copy(int descriptor, const std::string& source, std::uint64_t o
         }
         offset += static_cast<std::size_t>(count);
         size -= static_cast<std::size_t>(count);
+        writeSoon(static_cast<std::size_t>(count));
     }
-    // The disk begins while more is copied, so that commit() waits for little. A hint: what fails here fails when
-    // the file is synced.
-    target_.system.beginWriting(file_.get());
 }
 
 ssize_t AtomicFile::copyThroughMemory(int descriptor, const std::string& source, std::uint64_t offset,

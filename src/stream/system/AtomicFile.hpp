@@ -85,9 +85,11 @@ public:
 private:
     void requireUncommitted() const;
     ssize_t copyThroughMemory(int descriptor, const std::string& source, std::uint64_t offset, std::size_t size);
+    void writeSoon(std::size_t appended);
 
     Target target_;
     TemporaryFile file_;
+    std::size_t waiting_ = 0;  ///< bytes appended since the disk was last told to begin
     bool committed_ = false;
 };
 

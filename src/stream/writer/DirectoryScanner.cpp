@@ -19,13 +19,14 @@ namespace bex::stream {
 
 namespace {
 
-std::string targetOf(System& system, const FoundName& found, std::string_view where) {
+/// Of a symlink; nothing, with errno set, where it cannot be read.
+std::optional<std::string> targetOf(System& system, int directory, const char* name, off_t size) {
     // A target may grow after fstatat(), and some file systems report 0.
-    std::string target(static_cast<std::size_t>(found.status.st_size) + 256, '\0');
+    std::string target(static_cast<std::size_t>(size) + 256, '\0');
     for (;;) {
-        const ssize_t length = system.readlinkat(found.directory, found.name, target.data(), target.size());
+        const ssize_t length = system.readlinkat(directory, name, target.data(), target.size());
         if (length < 0) {
-            throw systemFailure(std::string(where), "read the symlink", errno);
+            return std::nullopt;
         }
         // Shorter than the buffer: the target is complete. One that fills it may have been cut off.
         if (static_cast<std::size_t>(length) < target.size()) {
@@ -56,8 +57,7 @@ EntryType typeOf(mode_t mode) noexcept {
     }
 }
 
-SourceEntry entryOf(System& system, const FoundName& found, std::string path, std::string_view where) {
-    const struct stat& status = found.status;
+SourceEntry entryOf(const struct stat& status, std::uint32_t origin, std::string path) {
     SourceEntry entry;
     entry.path = std::move(path);
     entry.type = typeOf(status.st_mode);
@@ -69,13 +69,10 @@ SourceEntry entryOf(System& system, const FoundName& found, std::string path, st
     entry.mode = status.st_mode & 07777;
     entry.uid = status.st_uid;
     entry.gid = status.st_gid;
-    entry.origin = found.origin;
+    entry.origin = origin;
     entry.isFromDisk = true;
     entry.hasTime = true;
-    if (entry.type == EntryType::symlink) {
-        entry.data = std::make_unique<const std::string>(targetOf(system, found, where));
-        entry.size = entry.data->size();
-    } else if (entry.type == EntryType::file) {
+    if (entry.type == EntryType::file) {
         entry.size = static_cast<std::uint64_t>(status.st_size);
         // Only a file can have several names that matter: directories have them by "..", symlinks are stored each.
         entry.hasLinks = status.st_nlink > 1;
@@ -83,11 +80,13 @@ SourceEntry entryOf(System& system, const FoundName& found, std::string path, st
     return entry;
 }
 
-void DirectoryScanner::scan(ScannedDirectory& job) const {
+void DirectoryScanner::scan(ScanJob& job) const {
     job.entries.clear();
     job.failure = nullptr;
     try {
-        scanNames(*job.directory, job.entries);
+        for (const SourceEntry* directory : job.directories) {
+            scanNames(*directory, job.entries);
+        }
     } catch (...) {
         job.failure = std::current_exception();
     }
@@ -122,27 +121,44 @@ void DirectoryScanner::scanNames(const SourceEntry& directory, std::vector<Sourc
     }
 }
 
-/// Nothing for what a pattern excludes. Patterns are tried before anything is asked of the disk.
+/// Nothing for what a pattern excludes.
 std::optional<SourceEntry> DirectoryScanner::entryOf(int directory, const SourceEntry& parent,
                                                      const std::string& name) const {
-    const std::string relative = joinedPath(collection_.relativePath(parent), name);
-    // Patterns are relative to the tree, as a user sees it, not to the package.
-    if (std::any_of(excluded_.begin(), excluded_.end(),
-                    [&](const Pattern& pattern) { return pattern.matches(relative); })) {
+    // Patterns are tried before anything is asked of the disk.
+    if (isExcluded(parent, name)) {
         return std::nullopt;
     }
     // For messages alone: the file is looked up by name in its open directory.
-    const std::string where = joinedPath(collection_.sourcePath(parent), name);
+    const auto where = [&] { return joinedPath(collection_.sourcePath(parent), name); };
     // Lists of packages hold one path a line.
     if (name.find('\n') != name.npos) {
-        throw invalidInput(where, "a path in a package can't hold a newline");
+        throw invalidInput(where(), "a path in a package can't hold a newline");
     }
-    FoundName found{directory, name.c_str(), {}, parent.origin};
+    struct stat status {};
     // Another file may get this name later: FileReader compares device and inode with these.
-    if (system_.fstatat(directory, name.c_str(), &found.status, AT_SYMLINK_NOFOLLOW) != 0) {
-        throw systemFailure(where, "read its attributes", errno);
+    if (system_.fstatat(directory, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) {
+        throw systemFailure(where(), "read its attributes", errno);
     }
-    return stream::entryOf(system_, found, joinedPath(parent.path, name), where);
+    SourceEntry entry = stream::entryOf(status, parent.origin, joinedPath(parent.path, name));
+    if (entry.type == EntryType::symlink) {
+        std::optional<std::string> target = targetOf(system_, directory, name.c_str(), status.st_size);
+        if (!target) {
+            throw systemFailure(where(), "read the symlink", errno);
+        }
+        entry.size = target->size();
+        entry.data = std::make_unique<const std::string>(std::move(*target));
+    }
+    return entry;
+}
+
+/// Patterns are relative to the tree, as a user sees it, not to the package.
+bool DirectoryScanner::isExcluded(const SourceEntry& parent, const std::string& name) const {
+    if (excluded_.empty()) {
+        return false;
+    }
+    const std::string relative = joinedPath(collection_.relativePath(parent), name);
+    return std::any_of(excluded_.begin(), excluded_.end(),
+                       [&](const Pattern& pattern) { return pattern.matches(relative); });
 }
 
 void DirectoryScanner::fail(const SourceEntry& directory, const char* action, int errorNumber) const {

@@ -19,28 +19,19 @@ namespace bex::stream {
 /// How the root of a tree and its directories are opened.
 constexpr int kOpenDirectory = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
 
-/// A name in an open directory, and what stands there.
-struct FoundName {
-    int directory;
-    const char* name;
-    struct stat status;
-    std::uint32_t origin;  ///< of the entry
-};
-
 EntryType typeOf(mode_t mode) noexcept;
 
-/// What was found, as an entry that has `path` in the package. `where` is its path on disk, for messages. Throws
-/// StreamError where a symlink cannot be read.
-SourceEntry entryOf(System& system, const FoundName& found, std::string path, std::string_view where);
+/// What the disk says of a file, as an entry that has `path` in the package. A symlink's target is not in it.
+SourceEntry entryOf(const struct stat& status, std::uint32_t origin, std::string path);
 
-/// A directory of a tree, and what it holds, in the order of the disk.
-struct ScannedDirectory {
-    const SourceEntry* directory = nullptr;
+/// Directories of a tree, and what they hold: one after the other, each in the order of the disk.
+struct ScanJob {
+    std::vector<const SourceEntry*> directories;
     std::vector<SourceEntry> entries;
     std::exception_ptr failure;  ///< at the name after these; null: none
 };
 
-/// Reads directories of a tree. Several threads may, each another one.
+/// Reads directories of a tree. Several threads may, each others.
 class DirectoryScanner {
 public:
     /// `root` is the tree's open directory; what matches one of `excluded` is left out. All must outlive this.
@@ -48,11 +39,12 @@ public:
         : collection_(collection), system_(system), root_(root), excluded_(excluded) {}
 
     /// Fills the entries. Throws nothing.
-    void scan(ScannedDirectory& job) const;
+    void scan(ScanJob& job) const;
 
 private:
     void scanNames(const SourceEntry& directory, std::vector<SourceEntry>& entries) const;
     std::optional<SourceEntry> entryOf(int directory, const SourceEntry& parent, const std::string& name) const;
+    bool isExcluded(const SourceEntry& parent, const std::string& name) const;
     [[noreturn]] void fail(const SourceEntry& directory, const char* action, int errorNumber) const;
 
     const Collection& collection_;

@@ -1,5 +1,6 @@
 #include "stream/writer/PackageBuild.hpp"
 
+#include <future>
 #include <limits>
 #include <string_view>
 #include <utility>
@@ -49,6 +50,23 @@ unsigned passesOf(const WriteOptions& options) {
         return 2;
     }
     return 1;
+}
+
+/// How to make the control archive beside the end of the payload: in a thread of its own where that takes longer
+/// than starting one, else when it is asked for, and there where no thread can be had.
+std::launch policyFor(const CompressionSettings& settings,
+                      const std::map<std::string, std::string>& controlFiles) {
+    constexpr std::size_t largeBytes = std::size_t{64} << 10;
+    constexpr int mostXzLevel = 6;  // above it liblzma takes hundreds of MiB for this alone
+    std::size_t bytes = 0;
+    for (const auto& [name, contents] : controlFiles) {
+        bytes += contents.size();
+    }
+    const bool isTooMuch = settings.compression == Compression::xz && settings.level > mostXzLevel;
+    if (settings.threads == 1 || bytes < largeBytes || isTooMuch) {
+        return std::launch::deferred;
+    }
+    return std::launch::async | std::launch::deferred;
 }
 
 /// The check reads what this very process wrote: whatever that asks for is meant.
@@ -174,16 +192,22 @@ void PackageBuild::write(Sink& out, const std::string& temporaryDirectory) {
 void PackageBuild::writePayload(Spool& spool) {
     PayloadWriter payload(plan_, collection_, system_, meter_);
     payload.write(spool, settings(), options_);
-    result_.indexBytes = payload.indexBytes();
     makeControlFiles(payload.takeMd5sums());
+    // The last of a stream is compressed by fewer and fewer threads: one of them does this.
+    std::future<std::string> controlArchive = std::async(policyFor(settings(), controlFiles_), [this] {
+        return makeControlArchive(controlFiles_, plan_.commonTime(), settings());
+    });
+    payload.finish();
     showControlFiles();
+    controlArchive_ = controlArchive.get();
+    result_.indexBytes = payload.indexBytes();
     Notes notes(result_.notes);
     notes.takePayload(spool.size(), payload.tarBytes());
     notes.takeIndex(payload.unpackedIndexBytes());
     notes.takeControl(controlFiles_);
 }
 
-void PackageBuild::makeTrailing(const std::string& controlArchive, const Spool& spool) {
+void PackageBuild::makeTrailing(const Spool& spool) {
     if (trailing_.empty()) {
         return;
     }
@@ -192,7 +216,7 @@ void PackageBuild::makeTrailing(const std::string& controlArchive, const Spool& 
         trailing_.take(contents);
     };
     takeWhole(std::string(kFormatVersionMember), kFormatVersionText);
-    takeWhole(memberName("control"), controlArchive);
+    takeWhole(memberName("control"), controlArchive_);
     trailing_.beginMember(memberName("data"), spool.size());
     spool.read([this](std::string_view piece) {
         trailing_.take(piece);
@@ -203,13 +227,12 @@ void PackageBuild::makeTrailing(const std::string& controlArchive, const Spool& 
 
 void PackageBuild::assemble(Spool& spool, Sink& out) {
     const std::int64_t time = plan_.commonTime();
-    const std::string controlArchive = makeControlArchive(controlFiles_, time, settings());
     // Before the first byte: without its trailing members, what a sink has received would be a whole package.
-    makeTrailing(controlArchive, spool);
+    makeTrailing(spool);
     ArWriter package(out);
     // The order of deb(5): the format's version, then control, then data.
     package.addMember(kFormatVersionMember, kFormatVersionText, time);
-    package.addMember(memberName("control"), controlArchive, time);
+    package.addMember(memberName("control"), controlArchive_, time);
     package.beginMember(memberName("data"), spool.size(), time);
     spool.moveTo([&](std::string_view piece) {
         package.write(piece);

@@ -42,7 +42,7 @@ private:
     void showControlFiles() const;
     void write(Sink& out, const std::string& temporaryDirectory);
     void writePayload(Spool& spool);
-    void makeTrailing(const std::string& controlArchive, const Spool& spool);
+    void makeTrailing(const Spool& spool);
     void assemble(Spool& spool, Sink& out);
     void check(int descriptor, const std::string& path);
     void makeControlFiles(std::string md5sums);
@@ -57,6 +57,7 @@ private:
     ProgressMeter meter_;
     WriteResult result_;
     std::map<std::string, std::string> controlFiles_;  ///< contents by name
+    std::string controlArchive_;                       ///< compressed
 };
 
 }  // namespace bex::stream

@@ -59,10 +59,16 @@ void PayloadWriter::write(Sink& out, const CompressionSettings& settings, const 
         return;
     }
     // A stream cannot be compressed in parts, so the threads only read and sum; its input goes through in order.
-    CompressingSink stream(out, settings);
+    stream_ = std::make_unique<CompressingSink>(out, settings);
     writeBlocks(settings,
-                [&stream](const PayloadBlock& block) { stream.write(block.input.data(), block.input.size()); });
-    stream.finish();
+                [this](const PayloadBlock& block) { stream_->write(block.input.data(), block.input.size()); });
+}
+
+void PayloadWriter::finish() {
+    if (stream_) {
+        stream_->finish();
+        stream_.reset();  // its memory is large
+    }
 }
 
 PayloadWriter::Work PayloadWriter::makeWork(const CompressionSettings& settings) const {

@@ -28,10 +28,13 @@ public:
     PayloadWriter(const Plan& plan, const Collection& collection, System& system, ProgressMeter& meter)
         : plan_(plan), collection_(collection), system_(system), meter_(meter) {}
 
-    /// Writes the whole archive to `out`; of the options, md5sums and index count. Throws as
-    /// PackageWriter::write(). Call once.
+    /// Writes the archive to `out`, perhaps without its last bytes; of the options, md5sums and index count. The
+    /// sums are made when this returns. Throws as PackageWriter::write(). Call once.
     /// Memory: two blocks for each thread, beside what CompressingSink says.
     void write(Sink& out, const CompressionSettings& settings, const WriteOptions& options);
+
+    /// Writes what is missing: a stream's compressor still has bytes. Throws as write(). Call once.
+    void finish();
 
     /// The length of the archive before it was compressed.
     std::uint64_t tarBytes() const noexcept { return tarBytes_; }
@@ -61,7 +64,8 @@ private:
     ProgressMeter& meter_;
     bool wantsSums_ = false;
     std::uint64_t tarBytes_ = 0;
-    std::unique_ptr<IndexBuilder> index_;  ///< null where none is wanted
+    std::unique_ptr<CompressingSink> stream_;  ///< null for a payload that is made of blocks
+    std::unique_ptr<IndexBuilder> index_;      ///< null where none is wanted
     std::size_t indexedEntries_ = 0;
     std::uint64_t indexedBytes_ = 0;  ///< of the archive: where the next entry begins
     std::uint64_t indexBytes_ = 0;

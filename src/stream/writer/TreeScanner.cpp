@@ -23,6 +23,10 @@ namespace {
 constexpr std::uint32_t kRootMode = 0755;
 constexpr unsigned kMostThreads = 16;  // each has a directory open
 
+/// A job has one directory for so many entries that are still to be looked at, but at most so many.
+constexpr std::size_t kEntriesForEach = 64;
+constexpr std::size_t kMostDirectories = 16;
+
 [[noreturn]] void refuse(std::string_view where, const std::string& reason) {
     throw invalidInput(std::string(where), reason);
 }
@@ -41,15 +45,15 @@ void TreeScanner::scanTree(const std::string& source, const TreeOptions& options
 void TreeScanner::walk(const std::string& source) {
     const Descriptor root(system_.openat(AT_FDCWD, source.c_str(), kOpenDirectory, 0), system_);
     // The root has no name in another directory: its attributes come from the open descriptor.
-    FoundName found{root.get(), "", {}, 0};
-    if (!root || system_.fstat(root.get(), &found.status) != 0) {
+    struct stat status {};
+    if (!root || system_.fstat(root.get(), &status) != 0) {
         throw systemFailure(source, "open the directory", errno);
     }
     const std::string prefix = packagePath(options_->prefix);
-    found.origin = collection_.addOrigin({source, prefix});
+    const std::uint32_t origin = collection_.addOrigin({source, prefix});
     // Before the first is added: entries that were collected before are not of this tree.
     const std::size_t first = collection_.entries.size();
-    collection_.entries.push_back(entryOf(system_, found, prefix, source));
+    collection_.entries.push_back(entryOf(status, origin, prefix));
     // By default: the mode of a build directory says nothing about the package.
     if (!options_->keepRootMode) {
         collection_.entries.back().mode = kRootMode;
@@ -62,16 +66,16 @@ void TreeScanner::walk(const std::string& source) {
 void TreeScanner::readDirectories(int root, std::size_t next) {
     const DirectoryScanner scanner(collection_, system_, root, excluded_);
     const unsigned threads = std::min(threadCount(options_->threads), kMostThreads);
-    WorkPool<ScannedDirectory> pool(threads, jobsInFlight(threads), [&scanner] {
-        return [&scanner](ScannedDirectory& directory) { scanner.scan(directory); };
-    });
-    while (next < collection_.entries.size() || !pool.empty()) {
+    WorkPool<ScanJob> pool(threads, jobsInFlight(threads),
+                           [&scanner] { return [&scanner](ScanJob& job) { scanner.scan(job); }; });
+    const std::deque<SourceEntry>& entries = collection_.entries;
+    while (next < entries.size() || !pool.empty()) {
         // Entries that are added below come after these, so that the loop reaches them, too. A deque moves none.
-        while (!pool.full() && next < collection_.entries.size()) {
-            const SourceEntry& entry = collection_.entries[next++];
-            if (entry.type == EntryType::directory) {
-                pool.next().directory = &entry;
-                const bool isAlone = pool.empty() && next == collection_.entries.size();
+        while (!pool.full() && next < entries.size()) {
+            ScanJob& job = pool.next();
+            next = fill(job, next);
+            if (!job.directories.empty()) {
+                const bool isAlone = pool.empty() && next == entries.size();
                 if (isAlone) {
                     pool.submitHere();
                 } else {
@@ -86,12 +90,27 @@ void TreeScanner::readDirectories(int root, std::size_t next) {
     }
 }
 
-void TreeScanner::take(ScannedDirectory& directory) {
-    for (SourceEntry& entry : directory.entries) {
+/// The first of the next directories, several where there are many: a small one takes hardly longer than waking a
+/// thread for it. Returns the index of the entry after them.
+std::size_t TreeScanner::fill(ScanJob& job, std::size_t next) const {
+    const std::deque<SourceEntry>& entries = collection_.entries;
+    const std::size_t most =
+        std::clamp<std::size_t>((entries.size() - next) / kEntriesForEach, 1, kMostDirectories);
+    job.directories.clear();
+    for (; next < entries.size() && job.directories.size() < most; ++next) {
+        if (entries[next].type == EntryType::directory) {
+            job.directories.push_back(&entries[next]);
+        }
+    }
+    return next;
+}
+
+void TreeScanner::take(ScanJob& job) {
+    for (SourceEntry& entry : job.entries) {
         take(std::move(entry));
     }
-    if (directory.failure) {
-        std::rethrow_exception(directory.failure);
+    if (job.failure) {
+        std::rethrow_exception(job.failure);
     }
 }
 
@@ -174,9 +193,7 @@ void TreeScanner::addFile(const struct stat& status, Origin origin, std::string 
     Rollback rollback(collection_);
     origin.singleFile = true;
     const off_t offset = origin.offset;
-    const std::string where = origin.source;
-    SourceEntry entry =
-        entryOf(system_, {AT_FDCWD, "", status, collection_.addOrigin(std::move(origin))}, std::move(path), where);
+    SourceEntry entry = entryOf(status, collection_.addOrigin(std::move(origin)), std::move(path));
     // The offset is at most the size, as its callers have ensured.
     entry.size -= static_cast<std::uint64_t>(offset);
     collection_.entries.push_back(std::move(entry));

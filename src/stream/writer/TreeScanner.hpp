@@ -31,7 +31,8 @@ public:
 private:
     void walk(const std::string& source);
     void readDirectories(int root, std::size_t next);
-    void take(ScannedDirectory& directory);
+    std::size_t fill(ScanJob& job, std::size_t next) const;
+    void take(ScanJob& job);
     void take(SourceEntry entry);
     bool isWanted(const SourceEntry& entry) const;
     void addFile(const struct stat& status, Origin origin, std::string path);
