@@ -1,7 +1,6 @@
 #include "bex/stream/Entry.hpp"
 
-#include <algorithm>
-#include <cstddef>
+#include "stream/base/Text.hpp"
 
 namespace bex::stream {
 
@@ -35,18 +34,11 @@ std::string plainPath(std::string_view path) {
     }
     std::string plain;
     plain.reserve(path.size());
-    while (!path.empty()) {
-        const std::size_t end = std::min(path.find('/'), path.size());
-        const std::string_view component = path.substr(0, end);
-        path.remove_prefix(std::min(end + 1, path.size()));
-        if (component.empty() || component == ".") {
-            continue;
+    forEachPart(path, '/', [&plain](std::string_view component) {
+        if (!component.empty() && component != ".") {
+            appendPart(plain, "/", component);
         }
-        if (!plain.empty()) {
-            plain += '/';
-        }
-        plain += component;
-    }
+    });
     return plain;
 }
 

@@ -1,6 +1,7 @@
 #include "stream/base/Place.hpp"
 
 #include <array>
+#include <cstddef>
 #include <cstring>
 
 #include "bex/stream/Escape.hpp"
@@ -8,6 +9,11 @@
 namespace bex::stream {
 
 namespace {
+
+/// Whether the byte is one of a character of UTF-8, but not its first.
+constexpr bool continuesCharacter(char byte) {
+    return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80;
+}
 
 StreamError systemErrorAt(const Place& place, const std::string& action, int errorNumber) {
     // GNU's strerror_r: the text is in the buffer or in memory that lives for ever.
@@ -110,6 +116,18 @@ StreamError invalidInput(std::string where, std::string reason) {
 
 std::string quotedName(std::string_view text) {
     return '"' + escapeForDisplay(text) + '"';
+}
+
+std::string quoted(std::string_view text) {
+    constexpr std::size_t mostBytes = 60;
+    if (text.size() <= mostBytes) {
+        return quotedName(text);
+    }
+    std::size_t end = mostBytes;
+    while (end > mostBytes - 4 && continuesCharacter(text[end])) {
+        --end;
+    }
+    return '"' + escapeForDisplay(text.substr(0, end)) + "...\"";
 }
 
 }  // namespace bex::stream

@@ -89,4 +89,7 @@ StreamError invalidInput(std::string where, std::string reason);
 /// The text escaped and in double quotes, for messages.
 std::string quotedName(std::string_view text);
 
+/// The same, but cut to some 60 bytes where it is longer: for values, which may be of any length.
+std::string quoted(std::string_view text);
+
 }  // namespace bex::stream

@@ -2,7 +2,6 @@
 
 #include <cstddef>
 
-#include "stream/base/Quoted.hpp"
 #include "stream/base/Text.hpp"
 #include "stream/control/FieldSyntax.hpp"
 
@@ -18,7 +17,7 @@ constexpr std::size_t kLongestLine = 996;
 
 /// dpkg looks the path up as it is, and no regular file has such a name.
 bool meansDirectory(std::string_view path) {
-    return path.back() == '/' || (path.size() >= 2 && path.substr(path.size() - 2) == "/.");
+    return endsWith(path, "/") || endsWith(path, "/.");
 }
 
 std::string fault(std::string_view line, const ConffileLine& conffile) {
@@ -45,7 +44,7 @@ void readLine(std::string_view line, ConffileList& list) {
         list.oddities.push_back({"conffile-blank", Severity::warning, "a line is empty"});
         return;
     }
-    const bool toBeRemoved = text.substr(0, kRemoval.size()) == kRemoval;
+    const bool toBeRemoved = startsWith(text, kRemoval);
     ConffileLine conffile{text, toBeRemoved};
     if (toBeRemoved) {
         conffile.path.remove_prefix(kRemoval.size());
@@ -63,9 +62,7 @@ void readLine(std::string_view line, ConffileList& list) {
 ConffileList readConffiles(std::string_view text) {
     ConffileList list;
     forEachLine(text, [&list](std::string_view line) { readLine(line, list); });
-    if (!text.empty() && text.back() != '\n') {
-        list.oddities.push_back({"conffile-newline", Severity::error, "the last line lacks its newline"});
-    }
+    checkLastLine(text, "conffile-newline", list.oddities);
     return list;
 }
 

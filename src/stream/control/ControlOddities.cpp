@@ -1,4 +1,4 @@
-#include "stream/control/ControlOddities.hpp"
+#include "stream/control/MemberOddities.hpp"
 
 #include <cstddef>
 
@@ -54,9 +54,7 @@ std::vector<Oddity> controlOddities(std::string_view text) {
             oddities.push_back({kind.code, kind.severity, "line " + std::to_string(first) + ' ' + kind.reason});
         }
     }
-    if (!text.empty() && text.back() != '\n') {
-        oddities.push_back({"control-newline", Severity::error, "the last line lacks its newline"});
-    }
+    checkLastLine(text, "control-newline", oddities);
     return oddities;
 }
 

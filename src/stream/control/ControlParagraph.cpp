@@ -4,9 +4,7 @@
 
 #include "stream/base/Ascii.hpp"
 #include "stream/base/Place.hpp"
-#include "stream/base/Quoted.hpp"
 #include "stream/base/Text.hpp"
-#include "stream/control/FieldChecks.hpp"
 #include "stream/control/FieldSyntax.hpp"
 #include "stream/control/ParagraphParser.hpp"
 
@@ -98,10 +96,6 @@ bool ControlParagraph::remove(std::string_view name) {
     }
     fields_.erase(field);
     return true;
-}
-
-std::vector<std::string> ControlParagraph::faults() const {
-    return faultsOf(*this);
 }
 
 }  // namespace bex::stream

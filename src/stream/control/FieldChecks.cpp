@@ -8,7 +8,7 @@
 
 #include "bex/stream/Escape.hpp"
 #include "stream/base/Ascii.hpp"
-#include "stream/base/Quoted.hpp"
+#include "stream/base/Place.hpp"
 #include "stream/control/FieldValues.hpp"
 #include "stream/control/Relations.hpp"
 
@@ -121,18 +121,18 @@ std::vector<std::string> missingFieldsOf(const ControlParagraph& paragraph) {
     return missing;
 }
 
-std::vector<std::string> faultsOf(const ControlParagraph& paragraph) {
-    // The faults of what is missing come first, so that the list need not be sorted.
-    std::vector<std::string> faults = missingFieldsOf(paragraph);
+std::vector<std::string> ControlParagraph::faults() const {
+    // What is missing comes first, then the fields' faults in their order.
+    std::vector<std::string> faults = missingFieldsOf(*this);
     for (std::string& name : faults) {
         name += " is missing";
     }
-    for (const ControlParagraph::Field& field : paragraph.fields()) {
+    for (const Field& field : fields_) {
         if (std::string fault = faultOf(field); !fault.empty()) {
             faults.push_back(std::move(fault));
         }
     }
-    if (contradictsMultiArch(paragraph)) {
+    if (contradictsMultiArch(*this)) {
         faults.emplace_back("Multi-Arch \"same\" contradicts Architecture \"all\"");
     }
     return faults;

@@ -10,7 +10,4 @@ namespace bex::stream {
 /// The names of the mandatory fields, deb-control(5), that the paragraph lacks.
 std::vector<std::string> missingFieldsOf(const ControlParagraph& paragraph);
 
-/// What ControlParagraph::faults() promises: what is missing first, then the fields' faults in their order.
-std::vector<std::string> faultsOf(const ControlParagraph& paragraph);
-
 }  // namespace bex::stream

@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "stream/base/Ascii.hpp"
-#include "stream/base/Quoted.hpp"
+#include "stream/base/Place.hpp"
 #include "stream/base/Text.hpp"
 
 namespace bex::stream {
@@ -15,10 +15,8 @@ constexpr bool mayStandInName(char c) {
 }
 
 std::string firstLineFault(std::string_view line) {
-    if (trimmed(line) != line) {
-        return "begins or ends its first line with a blank, which is not part of a value";
-    }
-    return {};
+    return faultUnless(trimmed(line) == line,
+                       "begins or ends its first line with a blank, which is not part of a value");
 }
 
 /// Why a line below the first could not be read back as it is.
@@ -27,10 +25,7 @@ std::string continuationFault(std::string_view line) {
         return "has a line that is only a dot, which would be read back as an empty line";
     }
     // Some readers end the paragraph at such a line.
-    if (!line.empty() && consistsOf(line, isBlank)) {
-        return "has a line with only blanks";
-    }
-    return {};
+    return faultUnless(line.empty() || !consistsOf(line, isBlank), "has a line with only blanks");
 }
 
 }  // namespace

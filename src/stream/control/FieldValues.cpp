@@ -6,9 +6,9 @@
 #include <initializer_list>
 
 #include "stream/base/Ascii.hpp"
-#include "stream/base/Quoted.hpp"
+#include "stream/base/Place.hpp"
+#include "stream/base/Text.hpp"
 #include "stream/control/FieldSyntax.hpp"
-#include "stream/control/VersionText.hpp"
 
 namespace bex::stream {
 
@@ -47,8 +47,7 @@ bool isOneOf(std::string_view value, std::initializer_list<std::string_view> wor
 
 /// Whether it names many architectures or none, which only source packages may do.
 bool isArchitecturePattern(std::string_view value) {
-    return value == "any" || value == "source" || value.substr(0, 4) == "any-" ||
-           (value.size() > 4 && value.substr(value.size() - 4) == "-any");
+    return value == "any" || value == "source" || startsWith(value, "any-") || endsWith(value, "-any");
 }
 
 bool isAddress(std::string_view text) {
@@ -114,10 +113,6 @@ std::string sourceFault(std::string_view value) {
         return "must have its version in parentheses";
     }
     return versionFault(version.substr(1, version.size() - 2));
-}
-
-std::string versionFault(std::string_view value) {
-    return readVersion(value).fault;
 }
 
 std::string sectionFault(std::string_view value) {

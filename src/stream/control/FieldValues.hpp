@@ -10,7 +10,7 @@ namespace bex::stream {
 
 std::string packageNameFault(std::string_view value);
 
-/// As strict as dpkg is with control files.
+/// As strict as dpkg is with control files. Version.cpp has it, beside Version::parse().
 std::string versionFault(std::string_view value);
 
 /// Of a binary package: "all" or one architecture, no pattern such as "linux-any".

@@ -1,10 +1,10 @@
-#include "stream/control/MaintainerScript.hpp"
+#include "stream/control/MemberOddities.hpp"
 
 #include <algorithm>
 #include <array>
 
 #include "stream/base/Ascii.hpp"
-#include "stream/base/Quoted.hpp"
+#include "stream/base/Place.hpp"
 #include "stream/base/Text.hpp"
 
 namespace bex::stream {

@@ -1,11 +1,11 @@
 #include "stream/control/MemberOddities.hpp"
 
-#include "stream/control/MaintainerScript.hpp"
-#include "stream/control/Triggers.hpp"
-
 namespace bex::stream {
 
 std::vector<Oddity> memberOddities(std::string_view name, std::string_view contents) {
+    if (name == "control") {
+        return controlOddities(contents);
+    }
     if (name == "triggers") {
         return triggersOddities(contents);
     }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "bex/stream/Finding.hpp"
@@ -14,6 +15,13 @@ struct Oddity {
     Severity severity = Severity::error;
     std::string reason;  ///< one sentence, with the line where there is one; names are escaped
 };
+
+/// Adds an error of that code if the text does not end with a newline.
+inline void checkLastLine(std::string_view text, const char* code, std::vector<Oddity>& oddities) {
+    if (!text.empty() && text.back() != '\n') {
+        oddities.push_back({code, Severity::error, "the last line lacks its newline"});
+    }
+}
 
 /// Hands all of them to the place's handler.
 inline void note(const std::vector<Oddity>& oddities, const Place& place) {

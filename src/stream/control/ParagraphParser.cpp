@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "stream/base/Ascii.hpp"
-#include "stream/base/Quoted.hpp"
 #include "stream/control/FieldSyntax.hpp"
 
 namespace bex::stream {

@@ -5,7 +5,6 @@
 
 #include "stream/base/Ascii.hpp"
 #include "stream/base/Place.hpp"
-#include "stream/base/Quoted.hpp"
 #include "stream/base/Text.hpp"
 #include "stream/control/FieldValues.hpp"
 #include "stream/control/Relations.hpp"

@@ -6,9 +6,8 @@
 #include <utility>
 
 #include "stream/base/Ascii.hpp"
-#include "stream/base/Quoted.hpp"
+#include "stream/base/Place.hpp"
 #include "stream/control/FieldValues.hpp"
-#include "stream/control/VersionText.hpp"
 
 namespace bex::stream {
 
@@ -173,10 +172,10 @@ std::string RelationsReader::version(Relation& relation) {
         return "must use = for the version of " + package;
     }
     skipSpace();
-    // Excludes blanks and parentheses only, so that what is not a version is shown by readVersion()'s own message.
+    // Excludes blanks and parentheses only, so that what is not a version is shown by versionFault()'s message.
     const std::string_view text = takeWhile(mayStandInVersion);
-    if (const VersionText parts = readVersion(text); !parts.fault.empty()) {
-        return "gives " + package + " the version " + quoted(text) + ", which " + parts.fault;
+    if (const std::string fault = versionFault(text); !fault.empty()) {
+        return "gives " + package + " the version " + quoted(text) + ", which " + fault;
     }
     // Cannot be refused: the same text was read without a fault just above.
     relation.bound = VersionBound{*comparison, Version::parse(text)};

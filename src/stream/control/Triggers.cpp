@@ -1,4 +1,4 @@
-#include "stream/control/Triggers.hpp"
+#include "stream/control/MemberOddities.hpp"
 
 #include <algorithm>
 #include <array>
@@ -6,7 +6,7 @@
 #include <string>
 
 #include "stream/base/Ascii.hpp"
-#include "stream/base/Quoted.hpp"
+#include "stream/base/Place.hpp"
 #include "stream/base/Text.hpp"
 
 namespace bex::stream {
@@ -87,9 +87,7 @@ std::vector<Oddity> triggersOddities(std::string_view text) {
                 {"triggers-syntax", Severity::error, "line " + std::to_string(number) + ' ' + fault});
         }
     });
-    if (!text.empty() && text.back() != '\n') {
-        oddities.push_back({"triggers-syntax", Severity::error, "the last line lacks its newline"});
-    }
+    checkLastLine(text, "triggers-syntax", oddities);
     return oddities;
 }
 

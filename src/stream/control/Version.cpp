@@ -2,15 +2,96 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <limits>
 
 #include "stream/base/Ascii.hpp"
 #include "stream/base/Place.hpp"
-#include "stream/base/Quoted.hpp"
-#include "stream/control/VersionText.hpp"
+#include "stream/base/Text.hpp"
+#include "stream/control/FieldSyntax.hpp"
+#include "stream/control/FieldValues.hpp"
 
 namespace bex::stream {
 
 namespace {
+
+/// The parts of "[epoch:]upstream[-revision]" (deb-version(7)), as views of the text.
+struct Parts {
+    std::uint32_t epoch = 0;
+    std::string_view upstream;
+    std::string_view revision;
+    /// Why the text is not a version, as the rest of a sentence about it, such as "must begin with a digit";
+    /// empty when it is one. The parts hold only then.
+    std::string fault;
+};
+
+/// dpkg keeps the epoch in an int.
+constexpr std::uint32_t kLargestEpoch = std::numeric_limits<std::int32_t>::max();
+
+constexpr bool mayStandInRevision(char c) {
+    return isAlphanumeric(c) || c == '.' || c == '+' || c == '~';
+}
+
+/// A colon is allowed here only because the first one of a version ends its epoch.
+constexpr bool mayStandInUpstream(char c) {
+    return mayStandInRevision(c) || c == '-' || c == ':';
+}
+
+/// Digits alone: no sign, no blank. An empty epoch, as in ":1", is refused.
+std::string readEpoch(std::string_view text, std::uint32_t& epoch) {
+    if (text.empty() || !consistsOf(text, isDigit)) {
+        return "must have a number as its epoch";
+    }
+    // Digits alone fail only by being too many.
+    epoch = parseWhole<std::uint32_t>(text).value_or(kLargestEpoch + 1);
+    if (epoch > kLargestEpoch) {
+        return "must have an epoch of at most " + std::to_string(kLargestEpoch);
+    }
+    return {};
+}
+
+std::string upstreamFault(std::string_view upstream) {
+    if (upstream.empty()) {
+        return "must have an upstream version";
+    }
+    if (!isDigit(upstream.front())) {
+        return "must begin with a digit";
+    }
+    return faultUnless(consistsOf(upstream, mayStandInUpstream),
+                       "may hold only letters, digits and . + - ~ (: after an epoch)");
+}
+
+std::string revisionFault(std::string_view revision) {
+    if (revision.empty()) {
+        return "must not end with a hyphen";
+    }
+    return faultUnless(consistsOf(revision, mayStandInRevision),
+                       "may hold only letters, digits and . + ~ in its revision");
+}
+
+/// Takes a version apart. Refuses what dpkg refuses in a control file.
+Parts partsOf(std::string_view text) {
+    Parts version;
+    // The first colon: deb-version(7) ends the epoch there, and further colons belong to the upstream version.
+    if (const std::size_t colon = text.find(':'); colon != std::string_view::npos) {
+        version.fault = readEpoch(text.substr(0, colon), version.epoch);
+        text.remove_prefix(colon + 1);
+    }
+    // The last hyphen: an upstream version may hold others.
+    const std::size_t hyphen = text.rfind('-');
+    // npos where there is no hyphen: the substring is then all of it.
+    version.upstream = text.substr(0, hyphen);
+    // The first fault in the order of the parts is the one that is shown.
+    if (version.fault.empty()) {
+        version.fault = upstreamFault(version.upstream);
+    }
+    if (hyphen != std::string_view::npos) {
+        version.revision = text.substr(hyphen + 1);
+        if (version.fault.empty()) {
+            version.fault = revisionFault(version.revision);
+        }
+    }
+    return version;
+}
 
 /// Where a part's next character sorts among those that are not digits: "~" before the end of the part, which a
 /// digit counts as too, then letters, then everything else.
@@ -76,8 +157,12 @@ int compareParts(std::string_view a, std::string_view b) {
 
 }  // namespace
 
+std::string versionFault(std::string_view value) {
+    return partsOf(value).fault;
+}
+
 Version Version::parse(std::string_view text) {
-    const VersionText parts = readVersion(text);
+    const Parts parts = partsOf(text);
     if (!parts.fault.empty()) {
         throw invalidInput("", "the version " + quoted(text) + ' ' + parts.fault);
     }

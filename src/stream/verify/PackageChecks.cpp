@@ -4,7 +4,6 @@
 #include <string>
 
 #include "bex/stream/ControlParagraph.hpp"
-#include "stream/control/ControlOddities.hpp"
 #include "stream/control/Md5sums.hpp"
 #include "stream/control/MemberOddities.hpp"
 #include "stream/reader/ControlArchive.hpp"
@@ -48,12 +47,8 @@ void checkMember(const ControlMember& member, const Place& place) {
                    "has a name of more than " + std::to_string(kLongestName) + " bytes, which dpkg refuses",
                    Severity::error);
     }
-    // The fields' own faults come from checkParagraph(), which the caller calls once.
-    if (name == "control") {
-        note(controlOddities(member.contents), place);
-    } else {
-        note(memberOddities(name, member.contents), place);
-    }
+    // The faults of fields come from checkParagraph(), and those of conffiles from Conffiles.
+    note(memberOddities(name, member.contents), place);
 }
 
 }  // namespace

@@ -6,7 +6,7 @@
 #include "bex/stream/Entry.hpp"
 #include "bex/stream/Sink.hpp"
 #include "stream/base/StringSink.hpp"
-#include "stream/control/MaintainerScript.hpp"
+#include "stream/control/MemberOddities.hpp"
 #include "stream/tar/TarWriter.hpp"
 #include "stream/writer/PackagePath.hpp"
 

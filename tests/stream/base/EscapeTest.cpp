@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "stream/base/Quoted.hpp"
+#include "stream/base/Place.hpp"
 
 namespace {
 

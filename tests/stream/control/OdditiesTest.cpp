@@ -4,9 +4,7 @@
 #include <vector>
 
 #include "stream/control/Conffiles.hpp"
-#include "stream/control/ControlOddities.hpp"
-#include "stream/control/MaintainerScript.hpp"
-#include "stream/control/Triggers.hpp"
+#include "stream/control/MemberOddities.hpp"
 
 // What is expected here is what dpkg 1.21.22 does with such packages.
 namespace {
