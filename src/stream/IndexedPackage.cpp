@@ -6,7 +6,6 @@
 #include "stream/base/Lazy.hpp"
 #include "stream/base/ProgressMeter.hpp"
 #include "stream/base/WorkPool.hpp"
-#include "stream/control/ParagraphParser.hpp"
 #include "stream/extract/ExtractLoop.hpp"
 #include "stream/reader/ControlArchive.hpp"
 #include "stream/reader/EntryPolicy.hpp"
@@ -126,8 +125,7 @@ struct IndexedPackage::State {
     }
 
     const ControlParagraph& control() {
-        const ControlMember& text = *findMember(controlMembers(), "control");
-        return paragraph.get([&] { return parseParagraph(text.contents, place.at("control")); });
+        return paragraph.get([this] { return parseControl(controlMembers(), place); });
     }
 
     const ReadOptions options;

@@ -1,9 +1,8 @@
 #include "bex/stream/PackageReader.hpp"
 
-#include <exception>
 #include <utility>
 
-#include "stream/control/ParagraphParser.hpp"
+#include "stream/base/Lazy.hpp"
 #include "stream/extract/ExtractLoop.hpp"
 #include "stream/reader/ControlArchive.hpp"
 #include "stream/reader/PackageStream.hpp"
@@ -17,18 +16,18 @@ struct PackageReader::State {
         stream.checkStructure();
         members = stream.readControl(options.controlFileOnly);
         try {
-            // "control" is there: readControl() refuses an archive without it.
-            control = parseParagraph(findMember(members, "control")->contents, Place(name).at("control"));
-            stream.expect(control);
-        } catch (const StreamError&) {
-            controlFailure = std::current_exception();  // control() throws it; the payload can do without
+            stream.expect(control());
+        } catch (const StreamError&) {  // control() throws it again; the payload can do without
         }
+    }
+
+    const ControlParagraph& control() {
+        return paragraph.get([this] { return parseControl(members, stream.name()); });
     }
 
     PackageStream stream;
     std::vector<ControlMember> members;
-    ControlParagraph control;
-    std::exception_ptr controlFailure;
+    Lazy<ControlParagraph> paragraph;
     std::string_view unread;  // of the current entry, taken from the stream
 };
 
@@ -50,10 +49,7 @@ PackageReader::PackageReader(PackageReader&&) noexcept = default;
 PackageReader& PackageReader::operator=(PackageReader&&) noexcept = default;
 
 const ControlParagraph& PackageReader::control() const {
-    if (state_->controlFailure) {
-        std::rethrow_exception(state_->controlFailure);
-    }
-    return state_->control;
+    return state_->control();
 }
 
 const std::vector<ControlMember>& PackageReader::controlMembers() const noexcept {

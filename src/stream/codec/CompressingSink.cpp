@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <string>
+#include <utility>
 
 #include "bex/stream/StreamError.hpp"
 #include "stream/codec/Encoder.hpp"
@@ -86,22 +87,16 @@ CompressingSink::CompressingSink(Sink& out, const CompressionSettings& settings)
 
 CompressingSink::~CompressingSink() = default;
 
-/// Runs `step` on the encoder. The first failure ends the encoder, with its threads, and is all that later calls
-/// give.
+/// Runs `step` on the encoder. The first failure is all that later calls give: more bytes would make an output
+/// with a gap.
 template <typename Step>
 void CompressingSink::run(Step step) {
-    // An encoder that threw is in an unknown state, and more bytes would make an output with a gap.
-    if (failure_) {
-        std::rethrow_exception(failure_);
-    }
-    try {
-        step(*encoder_);
-    } catch (...) {
-        failure_ = std::current_exception();
-        // Its threads may still hold blocks that no one will take.
-        encoder_.reset();
-        throw;
-    }
+    failure_.guard([&] {
+        // A failure ends the encoder at once, with its threads, which may hold blocks that no one will take.
+        std::unique_ptr<Encoder> encoder = std::move(encoder_);
+        step(*encoder);
+        encoder_ = std::move(encoder);
+    });
 }
 
 void CompressingSink::write(const char* data, std::size_t size) {

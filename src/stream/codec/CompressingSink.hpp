@@ -2,12 +2,12 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <exception>
 #include <functional>
 #include <memory>
 
 #include "bex/stream/Compression.hpp"
 #include "bex/stream/Sink.hpp"
+#include "stream/base/FirstFailure.hpp"
 
 namespace bex::stream {
 
@@ -53,7 +53,7 @@ private:
     void run(Step step);
 
     std::unique_ptr<Encoder> encoder_;  // null after a failure
-    std::exception_ptr failure_;
+    FirstFailure failure_;
 };
 
 }  // namespace bex::stream

@@ -8,7 +8,6 @@
 #include "stream/control/Conffiles.hpp"
 #include "stream/control/ControlText.hpp"
 #include "stream/control/MemberOddities.hpp"
-#include "stream/control/ParagraphParser.hpp"
 #include "stream/reader/ControlArchive.hpp"
 #include "stream/tar/TarWriter.hpp"
 #include "stream/writer/ControlArchiveWriter.hpp"
@@ -52,22 +51,15 @@ std::vector<Finding> notesOn(const std::string& name, const std::string& content
 }  // namespace
 
 ControlEdit::ControlEdit(std::string package, std::optional<Entry> root, std::vector<ControlMember> members)
-    : package_(std::move(package)), root_(std::move(root)), members_(std::move(members)) {
-    try {
-        // "control" is there: readControl() refuses an archive without it. A paragraph that cannot be read fails
-        // only where fields are asked for; other members can still be changed.
-        before_ = parseParagraph(findMember(members_, "control")->contents, Place(package_).at("control"));
-        paragraph_ = before_;
-    } catch (const StreamError&) {
-        failure_ = std::current_exception();
-    }
-}
+    : package_(std::move(package)), root_(std::move(root)), members_(std::move(members)) {}
 
 ControlParagraph& ControlEdit::paragraph() {
-    if (failure_) {
-        std::rethrow_exception(failure_);
+    // Not before: of a package whose paragraph cannot be read, other members can still be changed.
+    if (!paragraph_) {
+        before_ = parseControl(members_, package_);
+        paragraph_ = before_;
     }
-    return paragraph_;
+    return *paragraph_;
 }
 
 std::vector<ControlMember>::iterator ControlEdit::find(std::string_view name) {
@@ -140,23 +132,23 @@ void ControlEdit::addConffile(const std::string& path) {
 
 void ControlEdit::update() {
     // A package is not copied anew for a change that changes nothing.
-    if (isEqual(paragraph_, before_)) {
+    if (!paragraph_ || isEqual(*paragraph_, before_)) {
         return;
     }
     // Before the member is touched. Old faults stay allowed: a package in use must remain editable.
     requireNoNewFaults();
     ControlMember& control = *find("control");
-    control.contents = withFields(control.contents, paragraph_);
+    control.contents = withFields(control.contents, *paragraph_);
     control.entry.size = control.contents.size();
     // So that a second call without a further change does nothing.
-    before_ = paragraph_;
+    before_ = *paragraph_;
     changed_ = true;
 }
 
 void ControlEdit::requireNoNewFaults() const {
     const std::vector<std::string> old = before_.faults();
     std::string faults;
-    for (const std::string& fault : paragraph_.faults()) {
+    for (const std::string& fault : paragraph_->faults()) {
         if (std::find(old.begin(), old.end(), fault) == old.end()) {
             appendPart(faults, "\n", "control: " + fault);
         }

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <exception>
 #include <map>
 #include <optional>
 #include <string>
@@ -21,7 +20,7 @@ public:
     /// `package` is its name in messages; `root` the archive's entry for "./".
     ControlEdit(std::string package, std::optional<Entry> root, std::vector<ControlMember> members);
 
-    /// Throws what kept it from being read.
+    /// Reads it the first time. Throws as ControlParagraph::parse().
     ControlParagraph& paragraph();
     const std::vector<ControlMember>& members() const noexcept { return members_; }
 
@@ -51,8 +50,7 @@ private:
     const std::optional<Entry> root_;
     std::vector<ControlMember> members_;
     ControlParagraph before_;
-    ControlParagraph paragraph_;
-    std::exception_ptr failure_;                                      // of reading the paragraph
+    std::optional<ControlParagraph> paragraph_;                       // once it has been asked for
     std::map<std::string, std::vector<Finding>, std::less<>> notes_;  // by member
     bool changed_ = false;
     bool newConffiles_ = false;

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "stream/control/ParagraphParser.hpp"
+
 namespace bex::stream {
 
 namespace {
@@ -74,6 +76,10 @@ const ControlMember* findMember(const std::vector<ControlMember>& members, std::
         return nullptr;
     }
     return &*found;
+}
+
+ControlParagraph parseControl(const std::vector<ControlMember>& members, const Place& package) {
+    return parseParagraph(findMember(members, "control")->contents, package.at("control"));
 }
 
 }  // namespace bex::stream

@@ -4,6 +4,7 @@
 #include <string_view>
 #include <vector>
 
+#include "bex/stream/ControlParagraph.hpp"
 #include "bex/stream/Member.hpp"
 #include "stream/reader/EntryReader.hpp"
 
@@ -22,5 +23,9 @@ std::vector<ControlMember> readControlArchive(EntryReader& entries, const Limits
 
 /// The member of that name, "./" not counted, or null. Valid as long as the vector is not changed.
 const ControlMember* findMember(const std::vector<ControlMember>& members, std::string_view name);
+
+/// The paragraph of the member "control", which an archive that was read has. Throws StreamError about the place
+/// of the package, as ControlParagraph::parse().
+ControlParagraph parseControl(const std::vector<ControlMember>& members, const Place& package);
 
 }  // namespace bex::stream

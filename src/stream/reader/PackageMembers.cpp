@@ -25,8 +25,6 @@ bool isFormatVersion2(std::string_view text) {
 PackageMembers::PackageMembers(OpenInput input, Place place)
     : input_(std::move(input)), place_(std::move(place)), reader_(*input_.stream, place_), order_(place_) {}
 
-PackageMembers::~PackageMembers() = default;
-
 void PackageMembers::check(bool controlFollows) {
     if (seekable()) {
         announcesControl_ = controlFollows;
@@ -69,22 +67,8 @@ const Member& PackageMembers::openAgain(std::size_t index) {
     again_ = streamOf(input_.source, member.offset);
     // Made in this order and kept in members: the window reads from the stream, and contents_ points to the
     // window.
-    window_ = std::make_unique<MemberStream>(*again_, member.size, place_.in(member.name));
-    contents_ = window_.get();
+    contents_ = &window_.emplace(*again_, member.size, place_.in(member.name));
     return member;
-}
-
-bool PackageMembers::advance() {
-    if (failure_) {
-        std::rethrow_exception(failure_);
-    }
-    try {
-        return readNext();
-    } catch (...) {
-        failure_ = std::current_exception();
-        // Kept and thrown again: after a failure the reader's position is not known.
-        throw;
-    }
 }
 
 bool PackageMembers::readNext() {

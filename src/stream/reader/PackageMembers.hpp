@@ -1,11 +1,12 @@
 #pragma once
 
 #include <cstddef>
-#include <exception>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "stream/ar/ArReader.hpp"
+#include "stream/base/FirstFailure.hpp"
 #include "stream/reader/MemberOrder.hpp"
 
 namespace bex::stream {
@@ -15,7 +16,6 @@ namespace bex::stream {
 class PackageMembers {
 public:
     PackageMembers(OpenInput input, Place place);
-    ~PackageMembers();
 
     /// Checks all headers of an input that can be read by offset, skipping contents; does nothing in a pipe. Where
     /// the control member is read next, the source is told so at its header.
@@ -38,7 +38,10 @@ public:
     const std::vector<Member>& members() const noexcept { return members_; }
 
 private:
-    bool advance();
+    /// The next header. After a failure the reader's position is not known, and there is none.
+    bool advance() {
+        return failure_.guard([this] { return readNext(); });
+    }
     bool readNext();
     void checkFormatVersion();
     const Member& openAgain(std::size_t index);
@@ -48,11 +51,11 @@ private:
     ArReader reader_;
     MemberOrder order_;
     bool announcesControl_ = false;
-    std::exception_ptr failure_;  // of the walk, which has ended with it
+    FirstFailure failure_;  // of the walk, which has ended with it
     std::vector<Member> members_;
     std::vector<MemberRole> roles_;  // beside members_
     std::unique_ptr<ByteStream> again_;
-    std::unique_ptr<MemberStream> window_;
+    std::optional<MemberStream> window_;
     ByteStream* contents_ = nullptr;
 };
 

@@ -27,20 +27,16 @@ PackageStream::PackageStream(OpenInput input, const Place& place, const ReadOpti
 /// Keeps the exception that a step ends with, for every call after it.
 template <typename Step>
 auto PackageStream::guarded(Step step) {
-    if (failure_) {
-        // Every later call gets the same exception, so that nobody takes a half-read package for a short one.
-        std::rethrow_exception(failure_);
-    }
-    try {
-        return step();
-    } catch (const StreamError& failure) {
-        failure_ = failure.kind() == ErrorKind::cancelled
-                       ? std::make_exception_ptr(place_.error(failure.kind(), failure.code(), "cancelled"))
-                       : std::current_exception();
-    } catch (...) {
-        failure_ = std::current_exception();
-    }
-    std::rethrow_exception(failure_);
+    return failure_.guard([&] {
+        try {
+            return step();
+        } catch (const StreamError& failure) {
+            if (failure.kind() != ErrorKind::cancelled) {
+                throw;
+            }
+            throw place_.error(failure.kind(), failure.code(), "cancelled");
+        }
+    });
 }
 
 EntryReaderSettings PackageStream::controlSettings() const {

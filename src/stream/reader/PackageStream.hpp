@@ -1,6 +1,5 @@
 #pragma once
 
-#include <exception>
 #include <memory>
 #include <optional>
 #include <string>
@@ -11,6 +10,7 @@
 #include "bex/stream/Member.hpp"
 #include "bex/stream/ReadOptions.hpp"
 #include "bex/stream/Sink.hpp"
+#include "stream/base/FirstFailure.hpp"
 #include "stream/base/ProgressMeter.hpp"
 #include "stream/base/WorkPool.hpp"
 #include "stream/reader/EntryReader.hpp"
@@ -110,7 +110,7 @@ private:
     std::string dataMember_;  // its name
     std::unique_ptr<EntryReader> payload_;
     bool ended_ = false;
-    std::exception_ptr failure_;
+    FirstFailure failure_;  // so that nobody takes a half-read package for a short one
     std::string entryPath_;
     std::uint64_t entryLeft_ = 0;  // bytes not yet counted for progress
 };
