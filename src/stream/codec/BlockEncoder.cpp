@@ -4,7 +4,7 @@
 #include <functional>
 #include <memory>
 
-#include "stream/codec/BlockPool.hpp"
+#include "stream/base/WorkPool.hpp"
 #include "stream/codec/Encoder.hpp"
 #include "stream/codec/GzipBlockWork.hpp"
 
@@ -91,7 +91,7 @@ private:
     std::size_t filled_ = 0;  // of the pool's next block
     bool begun_ = false;
     // Last, so destroyed first: the workers end before anything else here does.
-    BlockPool pool_;
+    WorkPool<Block> pool_;
 };
 
 }  // namespace

@@ -1,39 +1,16 @@
 #include <bzlib.h>
 
-#include <algorithm>
-#include <limits>
 #include <new>
+#include <optional>
 #include <utility>
 
 #include "stream/codec/CodecError.hpp"
+#include "stream/codec/CoderState.hpp"
 #include "stream/codec/StreamDecoder.hpp"
 
 namespace bex::stream {
 
 namespace {
-
-/// Decodes one bzip2 stream.
-class Bzip2Stream {
-public:
-    Bzip2Stream() {
-        if (BZ2_bzDecompressInit(&stream_, 0, 0) != BZ_OK) {
-            throw std::bad_alloc();
-        }
-    }
-    ~Bzip2Stream() { BZ2_bzDecompressEnd(&stream_); }
-    Bzip2Stream(const Bzip2Stream&) = delete;
-    Bzip2Stream& operator=(const Bzip2Stream&) = delete;
-
-    bz_stream* get() noexcept { return &stream_; }
-    bz_stream* operator->() noexcept { return &stream_; }
-
-private:
-    bz_stream stream_{};
-};
-
-unsigned clamped(std::size_t size) {
-    return static_cast<unsigned>(std::min<std::size_t>(size, std::numeric_limits<unsigned>::max()));
-}
 
 constexpr char kFirstByte = 'B';
 
@@ -62,7 +39,9 @@ private:
         if (begin_ != 0 && input_.data()[0] == kFirstByte) {
             throw furtherError(place_, begin_, "bzip2 stream");
         }
-        stream_ = std::make_unique<Bzip2Stream>();
+        if (BZ2_bzDecompressInit(stream_.emplace().get(), 0, 0) != BZ_OK) {
+            throw std::bad_alloc();
+        }
         return true;
     }
 
@@ -112,7 +91,7 @@ private:
 
     Input& input_;
     const Place place_;
-    std::unique_ptr<Bzip2Stream> stream_;
+    std::optional<CoderState<bz_stream, BZ2_bzDecompressEnd>> stream_;
     std::uint64_t begin_ = 0;  // of the stream that is decoded
 };
 

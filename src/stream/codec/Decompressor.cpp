@@ -30,20 +30,6 @@ private:
     Buffer chunk_;
 };
 
-/// Owns the input that a decoder reads from.
-class OwningDecoder final : public StreamDecoder {
-public:
-    OwningDecoder(std::unique_ptr<Input> input, std::unique_ptr<StreamDecoder> decoder)
-        : input_(std::move(input)), decoder_(std::move(decoder)) {}
-
-    std::size_t fill(char* buffer, std::size_t size) override { return decoder_->fill(buffer, size); }
-
-private:
-    // Declared first, so destroyed last: the decoder refers to it until its own end.
-    std::unique_ptr<Input> input_;
-    std::unique_ptr<StreamDecoder> decoder_;
-};
-
 std::unique_ptr<StreamDecoder> makeDecoder(Input& input, Compression compression, const Place& place,
                                            const DecompressionSettings& settings) {
     switch (compression) {
@@ -64,19 +50,40 @@ std::unique_ptr<StreamDecoder> makeDecoder(Input& input, Compression compression
 
 }  // namespace
 
+std::string_view ForwardDecompressor::next() {
+    // The rest of a piece that was skipped in part comes first.
+    if (rest_.empty()) {
+        return nextPiece();
+    }
+    return std::exchange(rest_, {});
+}
+
+std::uint64_t ForwardDecompressor::skip(std::uint64_t size) {
+    std::uint64_t done = 0;
+    while (done < size) {
+        rest_ = next();
+        if (rest_.empty()) {
+            break;
+        }
+        // The first operand or the size of a piece bounds it: the conversion loses nothing.
+        const auto count = static_cast<std::size_t>(std::min<std::uint64_t>(size - done, rest_.size()));
+        rest_.remove_prefix(count);
+        done += count;
+    }
+    return done;
+}
+
 std::unique_ptr<Decompressor> openDecompressor(ByteStream& source, Compression compression, const Place& place,
                                                const DecompressionSettings& settings) {
     if (compression == Compression::none) {
         return std::make_unique<PlainDecompressor>(source);
     }
-    // On the heap, because the decoder keeps its address while the ownership moves.
-    auto input = std::make_unique<Input>(source);
+    const auto input = std::make_shared<Input>(source);
     // Blocks are unpacked whole, which would read and unpack more than a gradual caller asked for.
     if (compression == Compression::gzip && !settings.gradual) {
-        return makeGzipDecompressor(std::move(input), place, settings);
+        return makeGzipDecompressor(input, place, settings);
     }
-    std::unique_ptr<StreamDecoder> decoder = makeDecoder(*input, compression, place, settings);
-    return makeStreamDecompressor(std::make_unique<OwningDecoder>(std::move(input), std::move(decoder)),
+    return makeStreamDecompressor(input, makeDecoder(*input, compression, place, settings),
                                   settings.gradual ? 1 : settings.threads,
                                   settings.gradual ? kGradualBytes : kStreamChunkBytes);
 }

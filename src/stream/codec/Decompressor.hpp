@@ -37,6 +37,19 @@ public:
     virtual void expectAtMost(std::uint64_t bytes) { static_cast<void>(bytes); }
 };
 
+/// One that cannot jump: it skips by unpacking, in the memory of one piece.
+class ForwardDecompressor : public Decompressor {
+public:
+    std::string_view next() final;
+    std::uint64_t skip(std::uint64_t size) final;
+
+private:
+    /// What next() gives where nothing was skipped.
+    virtual std::string_view nextPiece() = 0;
+
+    std::string_view rest_;  // of the last piece, after a skip
+};
+
 struct DecompressionSettings {
     unsigned threads = 1;  ///< 1: all on the caller's thread
     Limits limits;         ///< xzMemoryBytes and zstdWindowLog

@@ -2,11 +2,17 @@
 
 #include <memory>
 
-#include "stream/codec/BlockPool.hpp"
+#include "stream/codec/Buffer.hpp"
 
 struct libdeflate_compressor;
 
 namespace bex::stream {
+
+/// What one worker turns from `input` into `output`.
+struct Block {
+    Buffer input;
+    Buffer output;
+};
 
 /// Compresses the input of a block into a gzip member that tells its length (Gzip.hpp); noise is stored. Copies
 /// share the compressors, which one thread may use at a time.

@@ -114,7 +114,7 @@ std::optional<std::size_t> blockBytes(const GzipHeader& header, const Place& pla
 /// is the front.
 class GzipDecompressor final : public Decompressor {
 public:
-    GzipDecompressor(std::unique_ptr<Input> input, Place place, const DecompressionSettings& settings)
+    GzipDecompressor(std::shared_ptr<Input> input, Place place, const DecompressionSettings& settings)
         : place_(std::move(place)),
           settings_(settings),
           largestWindow_(jobsInFlight(settings.threads)),
@@ -334,8 +334,8 @@ private:
             std::rethrow_exception(failure_);
         }
         if (header_ && !streaming()) {
-            stream_ =
-                makeStreamDecompressor(makeGzipDecoder(*input_, place_, settings_, header_), settings_.threads);
+            stream_ = makeStreamDecompressor(input_, makeGzipDecoder(*input_, place_, settings_, header_),
+                                             settings_.threads);
         }
     }
 
@@ -343,7 +343,7 @@ private:
     const DecompressionSettings settings_;
     const std::size_t largestWindow_;
     std::size_t window_ = 1;  // blocks to have in flight
-    const std::unique_ptr<Input> input_;
+    const std::shared_ptr<Input> input_;
     std::optional<GzipHeader> header_;  // of the member read last; none at the end
     bool reading_ = true;               // blocks may follow
     bool given_ = false;                // the pool's front is the caller's
@@ -352,13 +352,12 @@ private:
     std::uint64_t expected_ = std::numeric_limits<std::uint64_t>::max();
     std::exception_ptr failure_;  // of reading
     WorkPool<PackedBlock> pool_;
-    // Last, so that it is destroyed, and its thread ended, before the input.
-    std::unique_ptr<Decompressor> stream_;  // what follows the blocks; uses input_
+    std::unique_ptr<Decompressor> stream_;  // what follows the blocks
 };
 
 }  // namespace
 
-std::unique_ptr<Decompressor> makeGzipDecompressor(std::unique_ptr<Input> input, const Place& place,
+std::unique_ptr<Decompressor> makeGzipDecompressor(std::shared_ptr<Input> input, const Place& place,
                                                    const DecompressionSettings& settings) {
     return std::make_unique<GzipDecompressor>(std::move(input), place, settings);
 }

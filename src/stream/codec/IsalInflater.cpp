@@ -1,20 +1,13 @@
 #include <isa-l/igzip_lib.h>
 
-#include <algorithm>
 #include <cstdint>
-#include <limits>
 
+#include "stream/codec/CoderState.hpp"
 #include "stream/codec/Inflater.hpp"
 
 namespace bex::stream {
 
 namespace {
-
-// ISA-L counts in 32 bits. A part that is left out comes with the next step: the differences below count what was
-// offered.
-std::uint32_t clamped(std::size_t size) noexcept {
-    return static_cast<std::uint32_t>(std::min<std::size_t>(size, std::numeric_limits<std::uint32_t>::max()));
-}
 
 class IsalInflater final : public Inflater {
 public:

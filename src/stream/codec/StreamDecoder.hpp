@@ -42,15 +42,16 @@ std::unique_ptr<StreamDecoder> makeBzip2Decoder(Input& input, const Place& place
 constexpr std::size_t kStreamChunkBytes = std::size_t{256} << 10;
 constexpr std::size_t kGradualBytes = std::size_t{4} << 10;
 
-/// Delivers what the decoder decodes, in chunks of this size. With more than one thread the decoder runs ahead, by
-/// a bounded number of chunks, in a thread of its own: it, and the input behind it, must be left alone until this
-/// is destroyed. Destruction waits for a read of the source that is under way.
-std::unique_ptr<Decompressor> makeStreamDecompressor(std::unique_ptr<StreamDecoder> decoder, unsigned threads,
+/// Delivers what the decoder decodes from the input, which is kept for it, in chunks of this size. With more than
+/// one thread the decoder runs ahead, by a bounded number of chunks, in a thread of its own: the input must be
+/// left alone until this is destroyed. Destruction waits for a read of the source that is under way.
+std::unique_ptr<Decompressor> makeStreamDecompressor(std::shared_ptr<const Input> input,
+                                                     std::unique_ptr<StreamDecoder> decoder, unsigned threads,
                                                      std::size_t chunkBytes = kStreamChunkBytes);
 
 /// Unpacks blocks on a pool of threads; the first member that is not a block, and all after it, by
 /// makeGzipDecoder().
-std::unique_ptr<Decompressor> makeGzipDecompressor(std::unique_ptr<Input> input, const Place& place,
+std::unique_ptr<Decompressor> makeGzipDecompressor(std::shared_ptr<Input> input, const Place& place,
                                                    const DecompressionSettings& settings);
 
 }  // namespace bex::stream

@@ -1,4 +1,3 @@
-#include <algorithm>
 #include <cstdint>
 #include <utility>
 
@@ -22,41 +21,19 @@ std::size_t chunksInFlight(unsigned threads) {
 /// The caller decodes the first chunk itself; a longer stream is decoded by a thread, if threads are wanted.
 /// Exactly one of the two uses decoder_ and ended_: the caller until the first submit(), the pool's only worker
 /// after that.
-class StreamDecompressor final : public Decompressor {
+class StreamDecompressor final : public ForwardDecompressor {
 public:
-    StreamDecompressor(std::unique_ptr<StreamDecoder> decoder, unsigned threads, std::size_t chunkBytes)
-        : decoder_(std::move(decoder)),
+    StreamDecompressor(std::shared_ptr<const Input> input, std::unique_ptr<StreamDecoder> decoder,
+                       unsigned threads, std::size_t chunkBytes)
+        : input_(std::move(input)),
+          decoder_(std::move(decoder)),
           chunkBytes_(chunkBytes),
           pool_(threads, chunksInFlight(threads), [this] { return [this](Buffer& chunk) { decode(chunk); }; }) {
         pool_.keepToOneWorker();  // the bytes of a stream are decoded in order
     }
 
-    std::string_view next() override {
-        if (rest_.empty()) {
-            return takeChunk();
-        }
-        return std::exchange(rest_, {});
-    }
-
-    std::uint64_t skip(std::uint64_t size) override {
-        std::uint64_t done = 0;
-        while (done < size) {
-            // At least one chunk is decoded for each round, so that bytes are discarded with the memory of one
-            // chunk.
-            rest_ = next();
-            if (rest_.empty()) {
-                break;
-            }
-            // The first operand or the size of a chunk bounds it: the conversion loses nothing.
-            const std::size_t count = static_cast<std::size_t>(std::min<std::uint64_t>(size - done, rest_.size()));
-            rest_.remove_prefix(count);
-            done += count;
-        }
-        return done;
-    }
-
 private:
-    std::string_view takeChunk() {
+    std::string_view nextPiece() override {
         // The caller asks for the next chunk, and so is done with the last one.
         if (std::exchange(given_, false)) {
             pool_.pop();
@@ -92,20 +69,21 @@ private:
         ended_ = size < chunkBytes_;
     }
 
+    const std::shared_ptr<const Input> input_;  // outlives the decoder
     const std::unique_ptr<StreamDecoder> decoder_;
     const std::size_t chunkBytes_;
     bool begun_ = false;
     bool ended_ = false;
     bool given_ = false;     // the front of the pool is the caller's
-    std::string_view rest_;  // of that chunk, after a skip
     WorkPool<Buffer> pool_;  // last: its destructor waits for the worker, which uses the others
 };
 
 }  // namespace
 
-std::unique_ptr<Decompressor> makeStreamDecompressor(std::unique_ptr<StreamDecoder> decoder, unsigned threads,
+std::unique_ptr<Decompressor> makeStreamDecompressor(std::shared_ptr<const Input> input,
+                                                     std::unique_ptr<StreamDecoder> decoder, unsigned threads,
                                                      std::size_t chunkBytes) {
-    return std::make_unique<StreamDecompressor>(std::move(decoder), threads, chunkBytes);
+    return std::make_unique<StreamDecompressor>(std::move(input), std::move(decoder), threads, chunkBytes);
 }
 
 }  // namespace bex::stream

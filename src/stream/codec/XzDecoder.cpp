@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "stream/codec/CodecError.hpp"
-#include "stream/codec/Lzma.hpp"
+#include "stream/codec/CoderState.hpp"
 #include "stream/codec/StreamDecoder.hpp"
 
 namespace bex::stream {
@@ -118,7 +118,7 @@ private:
     Input& input_;
     const Place place_;
     const std::uint64_t memoryLimit_;
-    LzmaStream stream_;
+    CoderState<lzma_stream, lzma_end> stream_;
     bool ended_ = false;
 };
 

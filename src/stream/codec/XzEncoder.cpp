@@ -5,8 +5,8 @@
 
 #include "stream/base/Place.hpp"
 #include "stream/codec/Buffer.hpp"
+#include "stream/codec/CoderState.hpp"
 #include "stream/codec/Encoder.hpp"
-#include "stream/codec/Lzma.hpp"
 
 namespace bex::stream {
 
@@ -68,7 +68,7 @@ private:
 
     Sink& out_;
     Buffer output_;
-    LzmaStream stream_;
+    CoderState<lzma_stream, lzma_end> stream_;
 };
 
 }  // namespace

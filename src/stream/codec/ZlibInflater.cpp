@@ -1,9 +1,8 @@
 #include <zlib.h>
 
-#include <algorithm>
-#include <limits>
 #include <new>
 
+#include "stream/codec/CoderState.hpp"
 #include "stream/codec/Inflater.hpp"
 
 namespace bex::stream {
@@ -13,32 +12,15 @@ namespace {
 /// The largest window, and neither header nor checksum of zlib's own.
 constexpr int kRawWindowBits = -15;
 
-/// Owns zlib's state.
-class ZlibStream {
-public:
-    ZlibStream() {
-        if (inflateInit2(&stream_, kRawWindowBits) != Z_OK) {
-            throw std::bad_alloc();
-        }
-    }
-    ~ZlibStream() { inflateEnd(&stream_); }
-    ZlibStream(const ZlibStream&) = delete;
-    ZlibStream& operator=(const ZlibStream&) = delete;
-
-    z_stream* get() noexcept { return &stream_; }
-    z_stream* operator->() noexcept { return &stream_; }
-
-private:
-    z_stream stream_{};
-};
-
-uInt clamped(std::size_t size) noexcept {
-    return static_cast<uInt>(std::min<std::size_t>(size, std::numeric_limits<uInt>::max()));
-}
-
 /// zlib takes exactly the bytes of the deflate data, never one more: `unused` stays 0.
 class ZlibInflater final : public Inflater {
 public:
+    ZlibInflater() {
+        if (inflateInit2(stream_.get(), kRawWindowBits) != Z_OK) {
+            throw std::bad_alloc();
+        }
+    }
+
     void begin() override { inflateReset(stream_.get()); }  // cannot fail once initialized
 
     Step inflate(std::string_view data, char* buffer, std::size_t room) override {
@@ -68,7 +50,7 @@ private:
         }
     }
 
-    ZlibStream stream_;
+    CoderState<z_stream, inflateEnd> stream_;
 };
 
 }  // namespace

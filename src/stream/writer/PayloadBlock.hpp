@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "bex/stream/Entry.hpp"
-#include "stream/codec/BlockPool.hpp"
+#include "stream/codec/GzipBlockWork.hpp"
 #include "stream/tar/TarWriter.hpp"
 #include "stream/writer/SpanningFile.hpp"
 
@@ -58,6 +58,7 @@ struct PayloadBlock : Block {
         return extent.contentsEnd > offset && extent.contentsEnd <= end();
     }
 
+    std::uint64_t offset = 0;              ///< of `input` in the stream
     std::size_t firstEntry = 0;            ///< that has bytes in the block
     std::uint64_t firstBegin = 0;          ///< where that entry begins
     std::shared_ptr<SpanningFile> before;  ///< the file that goes on from the block before
