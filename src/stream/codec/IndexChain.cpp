@@ -12,22 +12,6 @@ namespace {
 // An empty deflate stream, its CRC-32 and its length.
 constexpr std::string_view kEmptyMember("\x03\0\0\0\0\0\0\0\0\0", 2 + kGzipTrailerBytes);
 
-void append(std::string& to, std::uint64_t number, unsigned bytes) {
-    // The lowest byte first, as in gzip (RFC 1952, 2.1).
-    for (unsigned i = 0; i < bytes; ++i) {
-        to += static_cast<char>(number >> (8 * i) & 0xff);
-    }
-}
-
-std::uint64_t numberIn(std::string_view bytes, std::size_t offset, unsigned size) {
-    std::uint64_t number = 0;
-    for (unsigned i = 0; i < size; ++i) {
-        // All callers give offsets within a length that was compared before.
-        number |= std::uint64_t{static_cast<std::uint8_t>(bytes[offset + i])} << (8 * i);
-    }
-    return number;
-}
-
 /// An empty member with these bytes in a subfield of its header.
 void appendMember(std::string& to, std::string_view id, std::string_view data) {
     const std::size_t length = kIndexMemberBytes + data.size();
@@ -41,7 +25,7 @@ void appendMember(std::string& to, std::string_view id, std::string_view data) {
     header[kExtraOffset + 1] = static_cast<std::uint8_t>(extra >> 8);
     to.append(reinterpret_cast<const char*>(header.data()), header.size());
     to += id;
-    append(to, data.size(), 2);
+    appendNumber(to, data.size(), 2);
     to += data;
     to += kEmptyMember;
 }
@@ -56,26 +40,40 @@ bool isSameMember(std::string_view left, std::string_view right) {
 
 std::string formatFooter(const IndexFooter& footer) {
     std::string data;
-    append(data, footer.version, 2);
-    append(data, 0, 2);
-    append(data, footer.offset, 8);
-    append(data, footer.bytes, 8);
-    append(data, footer.stored, 8);
-    append(data, footer.crc, 4);
+    appendNumber(data, footer.version, 2);
+    appendNumber(data, 0, 2);
+    appendNumber(data, footer.offset, 8);
+    appendNumber(data, footer.bytes, 8);
+    appendNumber(data, footer.stored, 8);
+    appendNumber(data, footer.crc, 4);
     return data;
 }
 
 IndexFooter footerIn(std::string_view data) {
     IndexFooter footer;
-    footer.version = static_cast<std::uint16_t>(numberIn(data, 0, 2));
-    footer.offset = numberIn(data, 4, 8);
-    footer.bytes = numberIn(data, 12, 8);
-    footer.stored = numberIn(data, 20, 8);
-    footer.crc = static_cast<std::uint32_t>(numberIn(data, 28, 4));
+    footer.version = static_cast<std::uint16_t>(numberAt(data, 0, 2));
+    footer.offset = numberAt(data, 4, 8);
+    footer.bytes = numberAt(data, 12, 8);
+    footer.stored = numberAt(data, 20, 8);
+    footer.crc = static_cast<std::uint32_t>(numberAt(data, 28, 4));
     return footer;
 }
 
 }  // namespace
+
+void appendNumber(std::string& to, std::uint64_t number, unsigned bytes) {
+    for (unsigned i = 0; i < bytes; ++i) {
+        to += static_cast<char>(number >> (8 * i) & 0xff);
+    }
+}
+
+std::uint64_t numberAt(std::string_view bytes, std::size_t offset, unsigned size) {
+    std::uint64_t number = 0;
+    for (unsigned i = 0; i < size; ++i) {
+        number |= std::uint64_t{static_cast<std::uint8_t>(bytes[offset + i])} << (8 * i);
+    }
+    return number;
+}
 
 std::uint64_t indexChainBytes(std::uint64_t stored) noexcept {
     // One member for each begun piece. For a hostile `stored` the sum is used only after comparison with a limit.

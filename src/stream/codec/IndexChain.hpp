@@ -26,6 +26,11 @@ constexpr std::size_t kIndexMemberBytes = kBlockHeaderBytes + 4 + 2 + kGzipTrail
 constexpr std::size_t kIndexFooterDataBytes = 32;
 constexpr std::size_t kIndexFooterBytes = kIndexMemberBytes + kIndexFooterDataBytes;
 
+/// Appends a number of so many bytes, the lowest first, as in gzip (RFC 1952, 2.1).
+void appendNumber(std::string& to, std::uint64_t number, unsigned bytes);
+/// Reads such a number. It must lie within `bytes`.
+std::uint64_t numberAt(std::string_view bytes, std::size_t offset, unsigned size);
+
 struct IndexFooter {
     std::uint16_t version = kIndexVersion;
     std::uint64_t offset = 0;  ///< of the chain in the member of the ar archive

@@ -14,22 +14,7 @@ namespace {
 
 constexpr int kLevel = 9;
 
-void append32(std::string& to, std::size_t number) {
-    // The lowest byte first, as in gzip.
-    for (unsigned shift = 0; shift < 32; shift += 8) {
-        to += static_cast<char>(number >> shift & 0xff);
-    }
-}
-
 }  // namespace
-
-void IndexBuilder::FreeCompressor::operator()(libdeflate_compressor* compressor) const noexcept {
-    libdeflate_free_compressor(compressor);
-}
-
-// Defined here, where libdeflate's type is complete.
-IndexBuilder::IndexBuilder() = default;
-IndexBuilder::~IndexBuilder() = default;
 
 void IndexBuilder::addBlock(std::uint64_t memberBytes, std::uint64_t unpackedBytes) {
     if (blocks_ == 0) {
@@ -62,7 +47,7 @@ void IndexBuilder::add(const Entry& entry, const TarExtent& extent) {
 std::size_t IndexBuilder::append(std::string_view text, std::string& to) {
     // Made for the first text: a payload of one block has no index.
     if (!compressor_) {
-        compressor_.reset(libdeflate_alloc_compressor(kLevel));
+        compressor_.reset(libdeflate_alloc_compressor(kLevel), libdeflate_free_compressor);
         if (!compressor_) {
             throw std::bad_alloc();
         }
@@ -118,8 +103,8 @@ std::string IndexBuilder::takeChain() {
     append(directory, packed);
     std::string index;
     index.reserve(8 + packed.size() + columns_.size());
-    append32(index, packed.size());
-    append32(index, directory.size());
+    appendNumber(index, packed.size(), 4);
+    appendNumber(index, directory.size(), 4);
     index += packed;
     index += std::exchange(columns_, {});
     return formatIndexChain(index, streamBytes_);

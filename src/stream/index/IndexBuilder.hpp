@@ -20,9 +20,6 @@ constexpr std::uint64_t kMostIndexedBlocks = std::uint64_t{1} << 20;
 /// entry and 3 for each block, as they will be stored. The bytes depend on nothing but what is added.
 class IndexBuilder {
 public:
-    IndexBuilder();
-    ~IndexBuilder();
-
     /// Takes the next block of the payload: its bytes in the stream and those that it unpacks to.
     void addBlock(std::uint64_t memberBytes, std::uint64_t unpackedBytes);
 
@@ -37,14 +34,10 @@ public:
     std::uint64_t unpackedBytes() const noexcept { return unpackedBytes_; }
 
 private:
-    struct FreeCompressor {
-        void operator()(libdeflate_compressor* compressor) const noexcept;
-    };
-
     void endGroup();
     std::size_t append(std::string_view text, std::string& to);
 
-    std::unique_ptr<libdeflate_compressor, FreeCompressor> compressor_;
+    std::shared_ptr<libdeflate_compressor> compressor_;
     IndexGroup group_;
     PathOrder order_;
     std::string memberLengths_;  // of the blocks, as they go into the directory

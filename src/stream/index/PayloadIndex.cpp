@@ -1,16 +1,14 @@
 #include "stream/index/PayloadIndex.hpp"
 
-#include <libdeflate.h>
-
 #include <algorithm>
 #include <memory>
-#include <new>
 #include <optional>
 #include <string_view>
 #include <utility>
 
 #include "stream/codec/Gzip.hpp"
 #include "stream/codec/IndexChain.hpp"
+#include "stream/codec/Inflater.hpp"
 #include "stream/index/IndexBuilder.hpp"
 #include "stream/index/Varint.hpp"
 
@@ -20,35 +18,17 @@ namespace {
 
 constexpr std::size_t kPreambleBytes = 8;
 
-std::size_t number32(std::string_view bytes, std::size_t offset) {
-    // The caller has compared the length: four bytes from `offset` on are there.
-    std::size_t number = 0;
-    for (unsigned i = 0; i < 4; ++i) {
-        number |= std::size_t{static_cast<std::uint8_t>(bytes[offset + i])} << (8 * i);
-    }
-    return number;
-}
-
 /// Unpacks exactly `size` bytes; nothing if the deflate data gives less or more.
 std::optional<std::string> unpack(std::string_view packed, std::size_t size) {
-    struct Free {
-        void operator()(libdeflate_decompressor* decompressor) const noexcept {
-            libdeflate_free_decompressor(decompressor);
-        }
-    };
-    const std::unique_ptr<libdeflate_decompressor, Free> decompressor(libdeflate_alloc_decompressor());
-    if (!decompressor) {
-        throw std::bad_alloc();
-    }
-    // `size` has been compared with Limits::indexBytes.
-    std::string text(size, '\0');
-    std::size_t consumed = 0;
-    // Without a place for the number of bytes that come out, libdeflate accepts exactly `size` of them.
-    const libdeflate_result result = libdeflate_deflate_decompress_ex(
-        decompressor.get(), packed.data(), packed.size(), text.data(), size, &consumed, nullptr);
-    if (result != LIBDEFLATE_SUCCESS || consumed != packed.size()) {
+    // `size` has been compared with Limits::indexBytes. The byte more shows data that unpacks to more.
+    std::string text(size + 1, '\0');
+    const std::unique_ptr<Inflater> inflater = makeLibdeflateInflater();
+    inflater->begin();
+    const Inflater::Step step = inflater->inflate(packed, text.data(), text.size());
+    if (step.state != Inflater::State::ended || step.consumed != packed.size() || step.produced != size) {
         return std::nullopt;
     }
+    text.resize(size);
     return text;
 }
 
@@ -92,12 +72,12 @@ private:
 PayloadIndex::PayloadIndex(std::string bytes, std::uint64_t streamBytes, const Limits& limits, Place place)
     : limits_(limits), place_(std::move(place)), bytes_(std::move(bytes)) {
     const std::string_view all = bytes_;
-    const std::size_t packed = all.size() < kPreambleBytes ? 0 : number32(all, 0);
+    const auto packed = static_cast<std::size_t>(all.size() < kPreambleBytes ? 0 : numberAt(all, 0, 4));
     // At least the preamble is there, so that the difference cannot wrap; an empty directory is refused as well.
     if (packed == 0 || packed > all.size() - kPreambleBytes) {
         throw indexError(place_, "has a malformed directory");
     }
-    const std::size_t unpacked = number32(all, 4);
+    const auto unpacked = static_cast<std::size_t>(numberAt(all, 4, 4));
     // Before it is unpacked: deflate can grow a thousandfold.
     if (unpacked > limits_.indexBytes) {  // guard: the size of an index's directory
         place_.failLimit("indexBytes", "has an index whose directory takes " + std::to_string(unpacked) +
