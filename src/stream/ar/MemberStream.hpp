@@ -1,5 +1,9 @@
 #pragma once
 
+#include <algorithm>
+#include <cstdint>
+#include <string>
+
 #include "stream/base/Place.hpp"
 #include "stream/system/ByteStream.hpp"
 
@@ -12,13 +16,32 @@ public:
     MemberStream(ByteStream& package, std::uint64_t size, Place place)
         : package_(package), size_(size), left_(size), place_(std::move(place)) {}
 
-    std::size_t read(char* buffer, std::size_t size) override;
-    std::uint64_t skip(std::uint64_t size) override;
+    std::size_t read(char* buffer, std::size_t size) override {
+        // Bounded by left_, which so never wraps, and by `size`: the conversion loses nothing.
+        const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(size, left_));
+        const std::size_t count = package_.read(buffer, wanted);
+        take(count, count == 0 && wanted != 0);
+        return count;
+    }
+
+    std::uint64_t skip(std::uint64_t size) override {
+        const std::uint64_t wanted = std::min(size, left_);
+        const std::uint64_t count = package_.skip(wanted);
+        take(count, count < wanted);
+        return count;
+    }
+
     std::optional<std::uint64_t> left() const override { return left_; }
     std::optional<SourceOffset> origin() const override { return package_.origin(); }
 
 private:
-    void take(std::uint64_t count, bool ended);
+    void take(std::uint64_t count, bool ended) {
+        left_ -= count;
+        if (ended) {  // guard: members that end early
+            place_.fail(ErrorKind::damaged, "ar-truncated",
+                        "ends after " + std::to_string(size_ - left_) + " of " + std::to_string(size_) + " bytes");
+        }
+    }
 
     ByteStream& package_;
     std::uint64_t size_;

@@ -15,16 +15,6 @@ constexpr bool continuesCharacter(char byte) {
     return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80;
 }
 
-StreamError systemErrorAt(const Place& place, const std::string& action, int errorNumber) {
-    // GNU's strerror_r: the text is in the buffer or in memory that lives for ever.
-    std::array<char, 128> buffer = {};
-    ErrorRecord record =
-        place.record(ErrorKind::inputOutput, codeOf(ErrorKind::inputOutput),
-                     "can't " + action + ": " + strerror_r(errorNumber, buffer.data(), buffer.size()));
-    record.systemError = errorNumber;
-    return StreamError(std::move(record));
-}
-
 }  // namespace
 
 void ErrorHandler::refuse(const ErrorRecord& error) {
@@ -80,7 +70,7 @@ void Place::failLimit(std::string limit, std::string reason) const {
 }
 
 void Place::failSystem(const std::string& action, int errorNumber) const {
-    throw systemErrorAt(*this, action, errorNumber);
+    throw systemFailure(*this, action, errorNumber);
 }
 
 void Place::refuse(ErrorKind kind, std::string code, std::string reason) const {
@@ -105,13 +95,18 @@ const char* codeOf(ErrorKind kind) noexcept {
     return nameOf(kind);
 }
 
-StreamError systemFailure(std::string where, const std::string& action, int errorNumber) {
-    return systemErrorAt(Place(std::move(where)), action, errorNumber);
+StreamError systemFailure(const Place& where, const std::string& action, int errorNumber) {
+    // GNU's strerror_r: the text is in the buffer or in memory that lives for ever.
+    std::array<char, 128> buffer = {};
+    ErrorRecord record =
+        where.record(ErrorKind::inputOutput, codeOf(ErrorKind::inputOutput),
+                     "can't " + action + ": " + strerror_r(errorNumber, buffer.data(), buffer.size()));
+    record.systemError = errorNumber;
+    return StreamError(std::move(record));
 }
 
-StreamError invalidInput(std::string where, std::string reason) {
-    return Place(std::move(where))
-        .error(ErrorKind::invalidInput, codeOf(ErrorKind::invalidInput), std::move(reason));
+StreamError invalidInput(const Place& where, std::string reason) {
+    return where.error(ErrorKind::invalidInput, codeOf(ErrorKind::invalidInput), std::move(reason));
 }
 
 std::string quotedName(std::string_view text) {

@@ -62,7 +62,7 @@ public:
     [[noreturn]] void fail(ErrorKind kind, std::string reason) const;
     /// Throws `limitExceeded` with the code "limit"; `limit` is a field of Limits.
     [[noreturn]] void failLimit(std::string limit, std::string reason) const;
-    /// Throws `inputOutput` "can't ACTION: REASON" with the system's text for the error number.
+    /// Throws systemFailure().
     [[noreturn]] void failSystem(const std::string& action, int errorNumber) const;
     /// Hands the error to the handler; returns where the handler lets the reader go on.
     void refuse(ErrorKind kind, std::string code, std::string reason) const;
@@ -79,12 +79,11 @@ private:
 /// The code of an error that has none of its own: the kind's name, but "limit" for one of limitExceeded.
 const char* codeOf(ErrorKind kind) noexcept;
 
-/// An `inputOutput` error "WHERE: can't ACTION: REASON", with the system's text for the error number. `where` is a
-/// path as it is.
-StreamError systemFailure(std::string where, const std::string& action, int errorNumber);
+/// An `inputOutput` error "WHERE: can't ACTION: REASON", with the system's text for the error number.
+StreamError systemFailure(const Place& where, const std::string& action, int errorNumber);
 
-/// An `invalidInput` error "WHERE: REASON". `where` is a path or another name, as it is, or "".
-StreamError invalidInput(std::string where, std::string reason);
+/// An `invalidInput` error "WHERE: REASON". `where` may be "".
+StreamError invalidInput(const Place& where, std::string reason);
 
 /// The text escaped and in double quotes, for messages.
 std::string quotedName(std::string_view text);

@@ -5,8 +5,8 @@
 #include <string_view>
 #include <utility>
 
+#include "stream/ar/ArFormat.hpp"
 #include "stream/ar/ArWriter.hpp"
-#include "stream/ar/FormatVersion.hpp"
 #include "stream/base/Place.hpp"
 #include "stream/base/Text.hpp"
 #include "stream/base/WorkPool.hpp"
