@@ -46,7 +46,7 @@ std::string joined(const std::vector<std::string>& lines) {
 Listing listed(std::string_view input, std::size_t step, bool readContents) {
     test::MemoryStream source(std::string(input), step);
     stream::EntryReaderSettings settings;
-    settings.limits = tightOptions().limits;
+    settings.unpacking.limits = tightOptions().limits;
     settings.bytesLimit = {kLimit, "", "it"};
     Listing listing;
     listing.failure = test::failureOf([&] {

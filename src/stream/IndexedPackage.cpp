@@ -116,7 +116,7 @@ struct IndexedPackage::State {
         // Before the index is looked at: it says nothing about a package whose members are not where they should
         // be. The control archive is read when it is asked for, since entries and contents can do without.
         stream->checkStructure(false);
-        const Member data = stream->dataMember();
+        const Member& data = *stream->member(MemberRole::data);  // there: the structure was checked
         payload = std::make_shared<IndexedPayload>(source, data, place.in(data.name), options.limits);
     }
 

@@ -105,12 +105,12 @@ void PackageRewrite::checkSourcePayload(PackageStream& stream, PayloadDepth dept
 template <typename WriteControl, typename WriteData>
 void PackageRewrite::writeMembers(WriteControl writeControl, WriteData writeData) {
     for (const Member& member : source_.members()) {
-        // Control and data are known by their addresses: the references are into the same vector.
+        // Control and data are known by their offsets, which no other member has.
         if (isSignature(member)) {
             result_.notes.push_back(signatureNote(member));
-        } else if (&member == &source_.controlMember()) {
+        } else if (member.offset == source_.controlMember().offset) {
             writeControl(member);
-        } else if (&member == &source_.dataMember()) {
+        } else if (member.offset == source_.dataMember().offset) {
             writeData(member);
         } else {
             copyMember(member);

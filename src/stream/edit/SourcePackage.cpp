@@ -2,21 +2,9 @@
 
 #include <fcntl.h>
 
-#include <algorithm>
-#include <string_view>
-
 #include "stream/base/Place.hpp"
 
 namespace bex::stream {
-
-namespace {
-
-bool isMemberOf(std::string_view name, std::string_view stem) {
-    // The whole stem, or the stem and a suffix: "control.tarball" is another member.
-    return name.substr(0, stem.size()) == stem && (name.size() == stem.size() || name[stem.size()] == '.');
-}
-
-}  // namespace
 
 SourcePackage::SourcePackage(const std::string& path, const EditOptions& options, System& system)
     : path_(path),
@@ -29,15 +17,11 @@ SourcePackage::SourcePackage(const std::string& path, const EditOptions& options
     // Before anything is read: requireUnchanged() compares with this state.
     status_ = statusOf(file_, path, system);
     // By a stream of its own, which is dropped. Later readings begin anew on the same descriptor.
-    members_ = read()->members();
-    control_ = indexOf("control.tar");
-    data_ = indexOf("data.tar");
-}
-
-std::size_t SourcePackage::indexOf(const char* stem) const {
-    const auto found = std::find_if(members_.begin(), members_.end(),
-                                    [stem](const Member& member) { return isMemberOf(member.name, stem); });
-    return static_cast<std::size_t>(found - members_.begin());  // there: the structure was checked
+    const std::unique_ptr<PackageStream> stream = read();
+    members_ = stream->members();
+    // Both are there: the structure was checked.
+    control_ = *stream->member(MemberRole::control);
+    data_ = *stream->member(MemberRole::data);
 }
 
 std::unique_ptr<PackageStream> SourcePackage::read() const {

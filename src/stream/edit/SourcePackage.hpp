@@ -30,8 +30,8 @@ public:
     const struct stat& status() const noexcept { return status_; }
 
     const std::vector<Member>& members() const noexcept { return members_; }
-    const Member& controlMember() const { return members_[control_]; }
-    const Member& dataMember() const { return members_[data_]; }
+    const Member& controlMember() const noexcept { return control_; }
+    const Member& dataMember() const noexcept { return data_; }
 
     /// A new reading of this package, or of another open file, with the same options; structure is checked. What
     /// is wrong is refused unless it is allowed.
@@ -46,8 +46,6 @@ public:
     void requireUnchanged() const;
 
 private:
-    std::size_t indexOf(const char* stem) const;
-
     const std::string path_;
     const EditOptions options_;
     System& system_;
@@ -55,8 +53,8 @@ private:
     OpenFile file_;
     struct stat status_ = {};
     std::vector<Member> members_;
-    std::size_t control_ = 0;
-    std::size_t data_ = 0;
+    Member control_;
+    Member data_;
 };
 
 }  // namespace bex::stream

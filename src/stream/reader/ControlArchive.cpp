@@ -37,15 +37,16 @@ std::string contentsOf(EntryReader& entries, const Entry& entry) {
 
 }  // namespace
 
-std::vector<ControlMember> readControlArchive(EntryReader& entries, const Limits& limits, const Place& place,
-                                              const ControlReading& reading) {
-    std::vector<ControlMember> members;
+ControlArchive readControlArchive(EntryReader& entries, const Limits& limits, const Place& place,
+                                  bool controlFileOnly) {
+    ControlArchive archive;
+    std::vector<ControlMember>& members = archive.members;
     Entry entry;
     while (entries.next(entry)) {
         const std::string name = plainPath(entry.path);
         const bool isRoot = name.empty() && entry.type == EntryType::directory;
-        if (isRoot && reading.root != nullptr && !*reading.root) {
-            *reading.root = entry;
+        if (isRoot && !archive.root) {
+            archive.root = entry;
         }
         // A second member of a name has been refused already; where the reader goes on, the first one counts.
         if (!isRoot && isMember(entry, name, place) && findMember(members, name) == nullptr) {
@@ -56,15 +57,15 @@ std::vector<ControlMember> readControlArchive(EntryReader& entries, const Limits
             }
             members.push_back({entry, contentsOf(entries, entry)});
             // The rest of the archive is neither read nor checked.
-            if (reading.controlFileOnly && name == "control") {
-                return members;
+            if (controlFileOnly && name == "control") {
+                return archive;
             }
         }
     }
     if (findMember(members, "control") == nullptr) {
         place.fail(ErrorKind::damaged, "control-missing", "no file \"control\" in it");
     }
-    return members;
+    return archive;
 }
 
 const ControlMember* findMember(const std::vector<ControlMember>& members, std::string_view name) {

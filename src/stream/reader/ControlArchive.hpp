@@ -10,16 +10,17 @@
 
 namespace bex::stream {
 
-struct ControlReading {
-    std::optional<Entry>* root = nullptr;  ///< gets the first directory named "./"; null: nobody
-    bool controlFileOnly = false;          ///< stop after the file "control"
+struct ControlArchive {
+    std::vector<ControlMember> members;
+    std::optional<Entry> root;  ///< the first directory named "./"
 };
 
 /// Reads a control archive whole into memory: regular files that stand in no directory, each once, one of them
 /// "control". Directories named "./" are passed over. Anything else is refused. `entries` is bounded by
 /// Limits::controlBytes; the contents of "md5sums" may come on top of that, as far as their own limit allows.
-std::vector<ControlMember> readControlArchive(EntryReader& entries, const Limits& limits, const Place& place,
-                                              const ControlReading& reading = {});
+/// `controlFileOnly`: stop after the file "control".
+ControlArchive readControlArchive(EntryReader& entries, const Limits& limits, const Place& place,
+                                  bool controlFileOnly);
 
 /// The member of that name, "./" not counted, or null. Valid as long as the vector is not changed.
 const ControlMember* findMember(const std::vector<ControlMember>& members, std::string_view name);

@@ -6,43 +6,20 @@
 #include <string>
 #include <utility>
 
-#include "stream/base/WorkPool.hpp"
-
 namespace bex::stream {
 
 namespace {
 
-/// Hands what comes out of another decompressor to a sink, too.
-class CopiedDecompressor final : public Decompressor {
+/// Hands what comes out of another decompressor to a sink, too. Skips no byte unread: the copy needs every one.
+class CopiedDecompressor final : public ForwardDecompressor {
 public:
     CopiedDecompressor(std::unique_ptr<Decompressor> inner, Sink& copy) : inner_(std::move(inner)), copy_(copy) {}
 
-    std::string_view next() override {
-        // The rest of a skipped piece first: it was copied when it was fetched.
-        const std::string_view bytes = std::exchange(rest_, {});
-        return bytes.empty() ? fetch() : bytes;
-    }
-
-    std::uint64_t skip(std::uint64_t size) override {
-        // Not the inner skip: the copy needs every byte.
-        std::uint64_t skipped = 0;
-        while (skipped < size) {
-            rest_ = next();
-            if (rest_.empty()) {
-                break;
-            }
-            const std::uint64_t part = std::min<std::uint64_t>(size - skipped, rest_.size());
-            rest_.remove_prefix(static_cast<std::size_t>(part));
-            skipped += part;
-        }
-        return skipped;
-    }
-
-    /// Whether the last fetch threw: then nothing can follow it.
+    /// Whether the last piece threw: then nothing can follow it.
     bool failed() const noexcept { return failed_; }
 
 private:
-    std::string_view fetch() {
+    std::string_view nextPiece() override {
         failed_ = true;
         const std::string_view bytes = inner_->next();
         copy_.write(bytes.data(), bytes.size());
@@ -53,21 +30,16 @@ private:
     const std::unique_ptr<Decompressor> inner_;
     Sink& copy_;
     bool failed_ = false;
-    std::string_view rest_;  // of what was copied, not given out yet
 };
 
 std::unique_ptr<Decompressor> unpack(ByteStream& contents, Compression compression,
                                      const EntryReaderSettings& settings, const Place& place,
-                                     IndexCheck* indexCheck = nullptr) {
-    DecompressionSettings decompression;
+                                     IndexCheck* indexCheck) {
+    DecompressionSettings unpacking = settings.unpacking;
     if (indexCheck != nullptr) {
-        decompression.watch = &indexCheck->watch();
+        unpacking.watch = &indexCheck->watch();
     }
-    decompression.limits = settings.limits;
-    decompression.threads = threadCount(settings.threads);
-    decompression.strict = settings.strict;
-    decompression.gradual = settings.gradual;
-    std::unique_ptr<Decompressor> bytes = openDecompressor(contents, compression, place, decompression);
+    std::unique_ptr<Decompressor> bytes = openDecompressor(contents, compression, place, unpacking);
     if (settings.copy != nullptr) {
         return std::make_unique<CopiedDecompressor>(std::move(bytes), *settings.copy);
     }
@@ -80,7 +52,7 @@ std::unique_ptr<IndexCheck> makeIndexCheck(Compression compression, const EntryR
     if (!settings.checkIndex || compression != Compression::gzip) {
         return nullptr;
     }
-    return std::make_unique<IndexCheck>(settings.limits, place);
+    return std::make_unique<IndexCheck>(settings.unpacking.limits, place);
 }
 
 void drain(Decompressor& bytes) {
@@ -113,8 +85,8 @@ EntryReader::EntryReader(ByteStream& contents, Compression compression, const En
                          const Place& place)
     : indexCheck_(makeIndexCheck(compression, settings, place)),
       bytes_(unpack(contents, compression, settings, place, indexCheck_.get()), settings.bytesLimit, place),
-      tar_(bytes_, settings.limits, place),
-      policy_(settings.limits, place) {}
+      tar_(bytes_, settings.unpacking.limits, place),
+      policy_(settings.unpacking.limits, place) {}
 
 void copyTar(ByteStream& contents, Compression compression, const EntryReaderSettings& settings,
              const Place& place, Sink& out) {
@@ -126,7 +98,7 @@ void copyTar(ByteStream& contents, Compression compression, const EntryReaderSet
         drain(bytes);
         return;
     }
-    const std::optional<std::string> unreadable = addEntries(bytes, settings.limits, place, *indexCheck);
+    const std::optional<std::string> unreadable = addEntries(bytes, settings.unpacking.limits, place, *indexCheck);
     if (unreadable) {
         drain(bytes);
         indexCheck->refuseUncompared(*unreadable);

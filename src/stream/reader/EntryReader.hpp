@@ -15,11 +15,8 @@ namespace bex::stream {
 
 /// How an archive inside the package is read.
 struct EntryReaderSettings {
-    Limits limits;
-    unsigned threads = 1;  ///< 0: one for each processor
-    bool strict = false;   ///< as in DecompressionSettings
-    bool gradual = false;  ///< as there
-    ByteLimit bytesLimit;  ///< on what may come out of it
+    DecompressionSettings unpacking;  ///< its `watch` is the reader's own
+    ByteLimit bytesLimit;             ///< on what may come out of it
     /// Gets every byte of the archive as it is unpacked, the end marks and what follows them too; null: nobody. It
     /// must outlive the reader. Nothing is then skipped unread.
     Sink* copy = nullptr;

@@ -2,7 +2,8 @@
 
 #include <optional>
 #include <string_view>
-#include "stream/ar/FormatVersion.hpp"
+
+#include "stream/ar/ArFormat.hpp"
 #include "stream/base/Place.hpp"
 
 namespace bex::stream {

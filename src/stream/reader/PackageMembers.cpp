@@ -5,7 +5,9 @@
 #include <string_view>
 
 #include "stream/ar/ArFormat.hpp"
+#include "stream/base/Ascii.hpp"
 #include "stream/base/Place.hpp"
+#include "stream/base/Text.hpp"
 
 namespace bex::stream {
 
@@ -13,11 +15,10 @@ namespace {
 
 /// deb(5): the major version is 2; the minor one, and lines after the first, may be anything.
 bool isFormatVersion2(std::string_view text) {
-    const std::string_view line = text.substr(0, text.find('\n'));
-    const std::string_view digits = "0123456789";
+    const std::string_view line = firstLine(text);
     // A newline is required (the line must be shorter than the text), and a digit after "2.".
-    return line.size() < text.size() && line.size() > 2 && line.substr(0, 2) == "2." &&
-           line.find_first_not_of(digits, 2) == std::string_view::npos;
+    return line.size() < text.size() && line.size() > 2 && startsWith(line, "2.") &&
+           consistsOf(line.substr(2), isDigit);
 }
 
 }  // namespace
@@ -38,11 +39,19 @@ void PackageMembers::finish() {
     }
 }
 
-const Member& PackageMembers::open(MemberRole role) {
+const Member* PackageMembers::find(MemberRole role) const noexcept {
     const auto found = std::find(roles_.begin(), roles_.end(), role);
-    // Seekable: check() has walked through all members, and the first of a role is the one that was accepted.
-    if (seekable() && found != roles_.end()) {
-        return openAgain(static_cast<std::size_t>(found - roles_.begin()));
+    if (found == roles_.end()) {
+        return nullptr;
+    }
+    return &members_[static_cast<std::size_t>(found - roles_.begin())];
+}
+
+const Member& PackageMembers::open(MemberRole role) {
+    // Seekable: check() has walked through all members.
+    if (const Member* const member = find(role); seekable() && member != nullptr) {
+        openAgain(*member);
+        return *member;
     }
     // If the walk failed earlier, throw that failure: it explains why the member is missing.
     while ((!seekable() || failure_) && advance()) {
@@ -61,14 +70,11 @@ void PackageMembers::announce(const Member& member, std::size_t more) {
     }
 }
 
-const Member& PackageMembers::openAgain(std::size_t index) {
-    // In range: open() found it in roles_, which has as many elements.
-    const Member& member = members_[index];
+void PackageMembers::openAgain(const Member& member) {
     again_ = streamOf(input_.source, member.offset);
     // Made in this order and kept in members: the window reads from the stream, and contents_ points to the
     // window.
     contents_ = &window_.emplace(*again_, member.size, place_.in(member.name));
-    return member;
 }
 
 bool PackageMembers::readNext() {

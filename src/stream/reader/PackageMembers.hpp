@@ -24,6 +24,9 @@ public:
     /// Whether members can be opened more than once and in any order.
     bool seekable() const noexcept { return input_.source != nullptr; }
 
+    /// The member that serves in that role; null where there is none, or a pipe has not come to it.
+    const Member* find(MemberRole role) const noexcept;
+
     /// The member of that role, `control` or `data`, and its contents, which are valid until this is called again.
     /// In a pipe, roles must be asked for once each, in the order of the members.
     const Member& open(MemberRole role);
@@ -44,7 +47,7 @@ private:
     }
     bool readNext();
     void checkFormatVersion();
-    const Member& openAgain(std::size_t index);
+    void openAgain(const Member& member);
 
     OpenInput input_;
     Place place_;

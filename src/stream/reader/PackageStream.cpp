@@ -41,8 +41,8 @@ auto PackageStream::guarded(Step step) {
 
 EntryReaderSettings PackageStream::controlSettings() const {
     EntryReaderSettings settings;
-    settings.limits = options_.limits;
-    settings.strict = strict_;
+    settings.unpacking.limits = options_.limits;
+    settings.unpacking.strict = strict_;
     settings.bytesLimit = {options_.limits.controlBytes, "controlBytes",
                            "the limits controlBytes and md5sumsBytes"};
     return settings;
@@ -50,9 +50,9 @@ EntryReaderSettings PackageStream::controlSettings() const {
 
 EntryReaderSettings PackageStream::payloadSettings(const Member& member) const {
     EntryReaderSettings settings;
-    settings.limits = options_.limits;
-    settings.strict = strict_;
-    settings.threads = options_.threads;
+    settings.unpacking.limits = options_.limits;
+    settings.unpacking.strict = strict_;
+    settings.unpacking.threads = threads();
     settings.copy = payloadCopy_;
     settings.checkIndex = true;
     settings.bytesLimit = {payloadLimit(options_.limits, member.size), "expansionRatio",
@@ -66,12 +66,14 @@ std::vector<ControlMember> PackageStream::readControl(bool controlFileOnly) {
     const Place place = place_.in(member.name);
     EntryReaderSettings settings = controlSettings();
     // Little is read of a large control archive when only its first file is wanted.
-    settings.gradual = controlFileOnly;
+    settings.unpacking.gradual = controlFileOnly;
     if (!controlFileOnly) {
         members_.announce(member);
     }
     EntryReader entries(members_.contents(), member.compression, settings, place);
-    return readControlArchive(entries, options_.limits, place, {&controlRoot_, controlFileOnly});
+    ControlArchive archive = readControlArchive(entries, options_.limits, place, controlFileOnly);
+    controlRoot_ = std::move(archive.root);
+    return std::move(archive.members);
 }
 
 void PackageStream::expect(const ControlParagraph& control) {

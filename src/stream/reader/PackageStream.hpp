@@ -38,8 +38,8 @@ public:
     unsigned threads() const { return threadCount(options_.threads); }
     const std::vector<Member>& members() const noexcept { return members_.members(); }
 
-    /// The data member. Call after checkStructure(), not for a pipe; what is read of the payload begins anew.
-    const Member& dataMember() { return members_.open(MemberRole::data); }
+    /// As PackageMembers::find().
+    const Member* member(MemberRole role) const noexcept { return members_.find(role); }
     /// Bytes of the package that are the payload's index, as its footer says; nothing where it has none, or where
     /// the package comes from a pipe. Reads the end of the data member. Call before next() or after the last
     /// entry.

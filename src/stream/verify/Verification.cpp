@@ -34,25 +34,20 @@ void Verification::attempt(Step step) {
     }
 }
 
-Place Verification::placeOf(const std::string& stem) {
-    std::string name = stem;
-    for (const Member& member : stream_.members()) {
-        if (member.name.compare(0, stem.size(), stem) == 0) {
-            name = member.name;
-            break;
-        }
-    }
-    return Place(stream_.name(), findings_).in(name);
+Place Verification::placeOf(MemberRole role, const char* stem) {
+    const Member* const member = stream_.member(role);
+    return Place(stream_.name(), findings_).in(member != nullptr ? member->name : stem);
 }
 
 void Verification::checkControl() {
     // If this throws, control_ is empty and the payload is checked without it.
     control_ = stream_.readControl();
-    stream_.expect(checkControlMembers(control_, placeOf("control.tar")));
+    stream_.expect(checkControlMembers(control_, placeOf(MemberRole::control, "control.tar")));
 }
 
 void Verification::checkPayload() {
-    stream::checkPayload(stream_, control_, placeOf("control.tar"), placeOf("data.tar"), PayloadDepth::contents);
+    stream::checkPayload(stream_, control_, placeOf(MemberRole::control, "control.tar"),
+                         placeOf(MemberRole::data, "data.tar"), PayloadDepth::contents);
 }
 
 }  // namespace bex::stream

@@ -19,8 +19,8 @@ public:
 private:
     template <typename Step>
     void attempt(Step step);
-    /// The member whose name begins with `stem`.
-    Place placeOf(const std::string& stem);
+    /// `stem`: what the member is called while it has not been found.
+    Place placeOf(MemberRole role, const char* stem);
     void checkControl();
     void checkPayload();
 
