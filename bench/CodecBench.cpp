@@ -82,7 +82,6 @@ public:
         bytes_.remove_prefix(count);
         return count;
     }
-    std::optional<std::uint64_t> left() const override { return bytes_.size(); }
 
 private:
     std::string_view bytes_;

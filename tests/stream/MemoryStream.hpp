@@ -5,7 +5,6 @@
 #include <cstdint>
 #include <cstring>
 #include <limits>
-#include <optional>
 #include <string>
 #include <utility>
 
@@ -40,11 +39,6 @@ public:
         position_ += count;
         bytesRead_ += kind_ == Kind::pipe ? count : 0;
         return count;
-    }
-
-    /// A pipe does not know.
-    std::optional<std::uint64_t> left() const override {
-        return kind_ == Kind::pipe ? std::nullopt : std::optional<std::uint64_t>(bytes_.size() - position_);
     }
 
     std::uint64_t bytesRead() const { return bytesRead_; }

@@ -133,8 +133,8 @@ void ArReader::passOver() {
     if (!current_) {
         return;
     }
-    // Always known: a MemberStream counts what is left of its size. Throws where the member is cut off.
-    contents_->skip(*contents_->left());
+    // Throws where the member is cut off.
+    contents_->skip(contents_->left());
     offset_ = current_->offset + current_->size;
     // ar(5): members begin at even offsets. The last one may lack its byte, so that skipping fewer is accepted.
     if (current_->size % 2 != 0) {

@@ -31,7 +31,7 @@ public:
         return count;
     }
 
-    std::optional<std::uint64_t> left() const override { return left_; }
+    std::uint64_t left() const noexcept { return left_; }
     std::optional<SourceOffset> origin() const override { return package_.origin(); }
 
 private:

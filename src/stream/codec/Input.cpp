@@ -35,19 +35,13 @@ bool Input::fill() {
 }
 
 std::size_t Input::read(char* to, std::size_t size) {
-    std::size_t done = std::min(size, this->size());
-    std::memcpy(to, data(), done);
-    consume(done);
+    const std::size_t buffered = std::min(size, this->size());
+    std::memcpy(to, data(), buffered);
+    consume(buffered);
     // The rest goes past the buffer, which is empty by now: a large read is not copied twice.
-    while (done < size) {
-        const std::size_t count = source_.read(to + done, size - done);
-        if (count == 0) {
-            break;
-        }
-        done += count;
-        taken_ += count;
-    }
-    return done;
+    const std::size_t rest = readFully(source_, to + buffered, size - buffered);
+    taken_ += rest;
+    return buffered + rest;
 }
 
 std::uint64_t Input::skip(std::uint64_t size) {

@@ -5,7 +5,7 @@
 
 #include <cerrno>
 
-#include "stream/system/TemporaryName.hpp"
+#include "stream/system/TemporaryFile.hpp"
 
 namespace bex::stream {
 

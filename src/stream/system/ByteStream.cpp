@@ -17,7 +17,7 @@ constexpr std::size_t kDiscardBytes = std::size_t{64} << 10;
 class SourceStream final : public ByteStream {
 public:
     SourceStream(std::shared_ptr<Source> source, std::uint64_t offset)
-        : source_(std::move(source)), far_(source_->willRead({})), position_(offset), size_(source_->size()) {}
+        : source_(std::move(source)), far_(source_->willRead({})), position_(offset) {}
 
     std::size_t read(char* buffer, std::size_t size) override {
         const std::size_t count = source_->readAt(position_, buffer, size);
@@ -26,13 +26,13 @@ public:
     }
 
     std::uint64_t skip(std::uint64_t size) override {
-        size_ = source_->size();  // asked again, so that the end of a source that shrank is not skipped
-        const std::uint64_t count = std::min(size, rest());
+        // Asked each time, so that the end of a source that shrank is not skipped. It may have shrunk below the
+        // position: nothing is left then, and the difference must not wrap.
+        const std::uint64_t end = source_->size();
+        const std::uint64_t count = std::min(size, end - std::min(position_, end));
         position_ += count;
         return count;
     }
-
-    std::optional<std::uint64_t> left() const override { return rest(); }
 
     std::optional<SourceOffset> origin() const override {
         if (far_) {
@@ -42,13 +42,9 @@ public:
     }
 
 private:
-    /// A source may shrink below the position: nothing is left then, and the difference must not wrap.
-    std::uint64_t rest() const noexcept { return size_ - std::min(position_, size_); }
-
     const std::shared_ptr<Source> source_;
     const bool far_;  // fetches ahead what it is told, and so is to be read in order
     std::uint64_t position_;
-    std::uint64_t size_;
 };
 
 /// A pipe, which is read once from front to back.
@@ -91,8 +87,6 @@ public:
         }
         return done;
     }
-
-    std::optional<std::uint64_t> left() const override { return std::nullopt; }
 
 private:
     const std::unique_ptr<ForwardSource> source_;

@@ -30,9 +30,6 @@ public:
     /// Skips up to `size` bytes and returns how many there were. A stream of a Source does not read them.
     virtual std::uint64_t skip(std::uint64_t size) = 0;
 
-    /// Number of bytes that are left, where that is known before they are read.
-    virtual std::optional<std::uint64_t> left() const = 0;
-
     /// Where the next byte is, if other threads may read it and what follows at any time: not where bytes come in
     /// one order only, or are far away.
     virtual std::optional<SourceOffset> origin() const { return std::nullopt; }

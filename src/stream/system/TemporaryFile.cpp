@@ -2,9 +2,12 @@
 
 #include <fcntl.h>
 
+#include <array>
 #include <cerrno>
-
-#include "stream/system/TemporaryName.hpp"
+#include <cinttypes>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
 
 namespace bex::stream {
 
@@ -18,7 +21,32 @@ std::string linkableName(int descriptor) {
     return "/proc/self/fd/" + std::to_string(descriptor);
 }
 
+// Two random names of 64 bits never meet; a file system that says so for ever is not believed.
+constexpr int kAttempts = 100;
+
+std::string randomName() {
+    std::uint64_t number = 0;
+    arc4random_buf(&number, sizeof number);
+    std::array<char, 24> name = {};
+    const int length = std::snprintf(name.data(), name.size(), ".bex-%016" PRIx64, number);
+    return {name.data(), static_cast<std::size_t>(length)};
+}
+
 }  // namespace
+
+std::string makeTemporary(const std::function<bool(const char* name)>& make) {
+    for (int attempt = 0; attempt < kAttempts; ++attempt) {
+        std::string name = randomName();
+        if (make(name.c_str())) {
+            return name;
+        }
+        // Any other error would come again with the next name.
+        if (errno != EEXIST) {
+            break;
+        }
+    }
+    return {};
+}
 
 TemporaryFile::TemporaryFile(int directory, Use use, System& system)
     : directory_(directory), use_(use), system_(system), file_(open(".", O_TMPFILE)) {

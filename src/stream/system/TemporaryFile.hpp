@@ -1,11 +1,17 @@
 #pragma once
 
+#include <functional>
 #include <string>
 
 #include "stream/system/Descriptor.hpp"
 #include "stream/system/System.hpp"
 
 namespace bex::stream {
+
+/// Calls `make` with hidden names, ".bex-" and random digits, until it makes something there: it must fail with
+/// EEXIST where the name is taken. Gives the name; "" and errno when `make` failed with another error, or every
+/// name of many was taken. Not from the target's name: that may be as long as a name can be.
+std::string makeTemporary(const std::function<bool(const char* name)>& make);
 
 /// A new, empty file in a directory, open for reading and writing. It has no name; where the file system has no
 /// unnamed files it gets a hidden one, as makeTemporary() says. Destroyed, it leaves nothing behind.
