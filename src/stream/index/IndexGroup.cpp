@@ -1,7 +1,6 @@
 #include "stream/index/IndexGroup.hpp"
 
 #include <algorithm>
-#include <optional>
 #include <string_view>
 #include <utility>
 
@@ -19,6 +18,8 @@ constexpr unsigned kTypeBits = 0x07;
 constexpr unsigned kOtherOwner = 0x08;  // another owner than the entry before
 constexpr unsigned kOwnLayout = 0x10;   // headers or contents of another length than TarWriter gives them
 constexpr unsigned kUnusedBits = 0xe0;
+
+constexpr const char* kMalformed = "has malformed columns";
 
 constexpr EntryType kTypes[] = {EntryType::file,
                                 EntryType::directory,
@@ -38,23 +39,16 @@ bool hasTarget(EntryType type) noexcept {
     return type == EntryType::symlink || type == EntryType::hardlink;
 }
 
-bool haveSameOwner(const Entry& left, const Entry& right) noexcept {
-    return left.uid == right.uid && left.gid == right.gid && left.owner == right.owner &&
-           left.group == right.group;
+bool isOwnedBy(const Entry& entry, const Ownership& owner) noexcept {
+    return entry.uid == owner.uid && entry.gid == owner.gid && entry.owner == owner.owner &&
+           entry.group == owner.group;
 }
 
-void setOwner(const Entry& from, Entry& to) {
+void setOwner(const Ownership& from, Entry& to) {
     to.uid = from.uid;
     to.gid = from.gid;
     to.owner = from.owner;
     to.group = from.group;
-}
-
-Entry ownedByRoot() {
-    Entry entry;
-    entry.owner = "root";
-    entry.group = "root";
-    return entry;
 }
 
 /// Where TarWriter would put the entry.
@@ -76,13 +70,10 @@ class RowReader {
 public:
     RowReader(const IndexColumns& columns, std::uint64_t begin, std::uint64_t tarBytes, const Limits& limits,
               const Place& place)
-        : columns_(columns), position_(begin), tarBytes_(tarBytes), limits_(limits), place_(place) {
-        // The same owner that IndexGroup::add() begins a group with.
-        setOwner(ownedByRoot(), owner_);
-    }
+        : columns_(columns), place_(place), position_(begin), tarBytes_(tarBytes), limits_(limits) {}
 
     IndexRow next() {
-        const auto kind = static_cast<std::uint8_t>(require(kinds_.text(1)).front());
+        const auto kind = static_cast<std::uint8_t>(kinds_.text(1).front());
         if ((kind & kUnusedBits) != 0) {
             fail();
         }
@@ -93,19 +84,19 @@ public:
         readPath();
         entry.path = path_;
         // Permission and set-id bits, as TarReader gives them.
-        entry.mode = static_cast<std::uint32_t>(bounded(require(modes_.number()), 07777));
+        entry.mode = static_cast<std::uint32_t>(bounded(modes_.number(), 07777));
         if (entry.type == EntryType::file) {
-            entry.size = bounded(require(sizes_.number()), kLargestTarSize);
+            entry.size = bounded(sizes_.number(), kLargestTarSize);
         }
         // Modulo 2^64, as the difference was made: any two times have one.
-        time_ += unzigzag(require(times_.number()));
+        time_ += unzigzag(times_.number());
         entry.mtime = static_cast<std::int64_t>(time_);
         if ((kind & kOtherOwner) != 0) {
             readOwner();
         }
         setOwner(owner_, entry);
         if (hasTarget(entry.type)) {
-            entry.linkTarget = name(require(links_.countedText()));
+            entry.linkTarget = name(links_.countedText());
         }
         row.extent = readExtent(entry, (kind & kOwnLayout) != 0);
         return row;
@@ -115,24 +106,16 @@ public:
     void finish() const {
         for (const VarintReader* column :
              {&shared_, &added_, &names_, &kinds_, &modes_, &sizes_, &times_, &owners_, &links_, &layout_}) {
-            if (!column->atEnd()) {
-                fail();
-            }
+            column->finish();
         }
     }
 
     std::uint64_t position() const noexcept { return position_; }
 
 private:
-    [[noreturn]] void fail() const { throw indexError(place_, "has malformed columns"); }
+    [[noreturn]] void fail() const { throw indexError(place_, kMalformed); }
 
-    template <typename Value>
-    Value require(const std::optional<Value>& value) const {
-        if (!value) {
-            fail();
-        }
-        return *value;
-    }
+    VarintReader column(IndexColumn column) const { return {columns_[column], kMalformed, place_}; }
 
     std::uint64_t bounded(std::uint64_t number, std::uint64_t most) const {
         if (number > most) {
@@ -154,10 +137,10 @@ private:
     }
 
     void readPath() {
-        const std::uint64_t shared = bounded(require(shared_.number()), path_.size());
+        const std::uint64_t shared = bounded(shared_.number(), path_.size());
         // At most path_.size(), so that resize() never adds bytes.
         path_.resize(static_cast<std::size_t>(shared));
-        path_ += name(require(names_.text(require(added_.number()))));
+        path_ += name(names_.text(added_.number()));
         // A path that leads out must not even be listed: callers show what the index says.
         if (path_.empty() || path_.front() == '/' || hasParentComponent(path_)) {
             throw indexError(place_, "has a name that no payload has");
@@ -174,10 +157,10 @@ private:
     }
 
     void readOwner() {
-        owner_.uid = require(owners_.number());
-        owner_.gid = require(owners_.number());
-        owner_.owner = name(require(owners_.countedText()));
-        owner_.group = name(require(owners_.countedText()));
+        owner_.uid = owners_.number();
+        owner_.gid = owners_.number();
+        owner_.owner = name(owners_.countedText());
+        owner_.group = name(owners_.countedText());
     }
 
     /// Every entry begins where the one before ends, so that none can overlap.
@@ -186,8 +169,8 @@ private:
         if (ownLayout) {
             // Bounded before it is multiplied: the product is then at most the archive's length.
             const std::uint64_t most = tarBytes_ / kTarBlockBytes;
-            extent.contents = position_ + bounded(require(layout_.number()), most) * kTarBlockBytes;
-            extent.end = extent.contents + bounded(require(layout_.number()), most) * kTarBlockBytes;
+            extent.contents = position_ + bounded(layout_.number(), most) * kTarBlockBytes;
+            extent.end = extent.contents + bounded(layout_.number(), most) * kTarBlockBytes;
         }
         // No sum wraps: each part is at most 2^63, and position_ at most tarBytes_, which is less.
         if (extent.end > tarBytes_ || extent.contents > extent.end || entry.size > extent.end - extent.contents) {
@@ -198,24 +181,24 @@ private:
     }
 
     const IndexColumns& columns_;
-    VarintReader shared_{columns_[IndexColumn::shared]};
-    VarintReader added_{columns_[IndexColumn::added]};
-    VarintReader names_{columns_[IndexColumn::names]};
-    VarintReader kinds_{columns_[IndexColumn::kinds]};
-    VarintReader modes_{columns_[IndexColumn::modes]};
-    VarintReader sizes_{columns_[IndexColumn::sizes]};
-    VarintReader times_{columns_[IndexColumn::times]};
-    VarintReader owners_{columns_[IndexColumn::owners]};
-    VarintReader links_{columns_[IndexColumn::links]};
-    VarintReader layout_{columns_[IndexColumn::layout]};
+    const Place& place_;
+    VarintReader shared_ = column(IndexColumn::shared);
+    VarintReader added_ = column(IndexColumn::added);
+    VarintReader names_ = column(IndexColumn::names);
+    VarintReader kinds_ = column(IndexColumn::kinds);
+    VarintReader modes_ = column(IndexColumn::modes);
+    VarintReader sizes_ = column(IndexColumn::sizes);
+    VarintReader times_ = column(IndexColumn::times);
+    VarintReader owners_ = column(IndexColumn::owners);
+    VarintReader links_ = column(IndexColumn::links);
+    VarintReader layout_ = column(IndexColumn::layout);
     std::uint64_t position_;
     const std::uint64_t tarBytes_;
     const Limits& limits_;
-    const Place& place_;
     std::string path_;
     std::uint64_t pathBytes_ = 0;
     std::uint64_t time_ = 0;  // a difference may wrap
-    Entry owner_;
+    Ownership owner_;         // root at first, as in IndexGroup
 };
 
 }  // namespace
@@ -225,7 +208,7 @@ void IndexGroup::add(const Entry& entry, const TarExtent& extent) {
     if (size_ == 0) {
         begin_ = extent.begin;
         firstPath_ = entry.path;
-        setOwner(ownedByRoot(), lastOwner_);
+        lastOwner_ = {};
     }
     ++size_;
     unsigned kind = numberOf(entry.type);
@@ -240,7 +223,7 @@ void IndexGroup::add(const Entry& entry, const TarExtent& extent) {
     appendVarint(columns_[IndexColumn::times], zigzag(difference));
     lastTime_ = entry.mtime;
     // Most entries have the owner of the one before, and take no byte for it.
-    if (!haveSameOwner(entry, lastOwner_)) {
+    if (!isOwnedBy(entry, lastOwner_)) {
         kind |= kOtherOwner;
         addOwner(entry);
     }
@@ -275,7 +258,7 @@ void IndexGroup::addOwner(const Entry& entry) {
     appendVarint(owners, entry.gid);
     appendCounted(owners, entry.owner);
     appendCounted(owners, entry.group);
-    setOwner(entry, lastOwner_);
+    lastOwner_ = {entry.uid, entry.gid, entry.owner, entry.group};
 }
 
 // The strings keep their memory for the next group. The owner is set again by the first add().
@@ -293,7 +276,7 @@ std::vector<IndexRow> rowsOf(const IndexColumns& columns, std::size_t size, std:
                              std::uint64_t tarBytes, const Limits& limits, const Place& place) {
     // Each row takes a byte, so that the memory below is bounded by what is there.
     if (columns[IndexColumn::kinds].size() != size) {
-        throw indexError(place, "has malformed columns");
+        throw indexError(place, kMalformed);
     }
     RowReader reader(columns, begin, tarBytes, limits, place);
     std::vector<IndexRow> rows;

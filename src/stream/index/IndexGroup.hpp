@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "bex/stream/Attributes.hpp"
 #include "bex/stream/Entry.hpp"
 #include "bex/stream/Limits.hpp"
 #include "stream/base/Place.hpp"
@@ -59,7 +60,7 @@ private:
     std::string firstPath_;
     std::string lastPath_;
     std::int64_t lastTime_ = 0;
-    Entry lastOwner_;  ///< only its owner and group count
+    Ownership lastOwner_;
 };
 
 /// The entries of a group that begins at `begin` of an archive of `tarBytes`. Throws StreamError: `damaged` for

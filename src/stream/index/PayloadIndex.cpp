@@ -17,6 +17,7 @@ namespace bex::stream {
 namespace {
 
 constexpr std::size_t kPreambleBytes = 8;
+constexpr const char* kMalformed = "has a malformed directory";
 
 /// Unpacks exactly `size` bytes; nothing if the deflate data gives less or more.
 std::optional<std::string> unpack(std::string_view packed, std::size_t size) {
@@ -32,40 +33,6 @@ std::optional<std::string> unpack(std::string_view packed, std::size_t size) {
     return text;
 }
 
-/// Numbers of the directory, each of them required.
-class Directory {
-public:
-    Directory(std::string_view text, const Place& place) : reader_(text), place_(place) {}
-
-    std::uint64_t number() {
-        const std::optional<std::uint64_t> number = reader_.number();
-        if (!number) {
-            fail();
-        }
-        return *number;
-    }
-
-    std::string_view text() {
-        const std::optional<std::string_view> text = reader_.countedText();
-        if (!text) {
-            fail();
-        }
-        return *text;
-    }
-
-    void finish() const {
-        if (!reader_.atEnd()) {
-            fail();
-        }
-    }
-
-    [[noreturn]] void fail() const { throw indexError(place_, "has a malformed directory"); }
-
-private:
-    VarintReader reader_;
-    const Place& place_;
-};
-
 }  // namespace
 
 // bytes_ is moved once and never changed: the views of columns are made from it when they are asked for.
@@ -75,7 +42,7 @@ PayloadIndex::PayloadIndex(std::string bytes, std::uint64_t streamBytes, const L
     const auto packed = static_cast<std::size_t>(all.size() < kPreambleBytes ? 0 : numberAt(all, 0, 4));
     // At least the preamble is there, so that the difference cannot wrap; an empty directory is refused as well.
     if (packed == 0 || packed > all.size() - kPreambleBytes) {
-        throw indexError(place_, "has a malformed directory");
+        throw indexError(place_, kMalformed);
     }
     const auto unpacked = static_cast<std::size_t>(numberAt(all, 4, 4));
     // Before it is unpacked: deflate can grow a thousandfold.
@@ -86,13 +53,13 @@ PayloadIndex::PayloadIndex(std::string bytes, std::uint64_t streamBytes, const L
     }
     const std::optional<std::string> directory = unpack(all.substr(kPreambleBytes, packed), unpacked);
     if (!directory) {
-        throw indexError(place_, "has a malformed directory");
+        throw indexError(place_, kMalformed);
     }
     readDirectory(*directory, kPreambleBytes + packed, streamBytes);
 }
 
 void PayloadIndex::readDirectory(std::string_view text, std::size_t columnsBegin, std::uint64_t streamBytes) {
-    Directory directory(text, place_);
+    VarintReader directory(text, kMalformed, place_);
     blockBytes_ = directory.number();
     tarBytes_ = directory.number();
     const std::uint64_t blocks = directory.number();
@@ -133,7 +100,7 @@ void PayloadIndex::readDirectory(std::string_view text, std::size_t columnsBegin
     for (std::uint64_t left = entries_; left != 0; left -= std::min<std::uint64_t>(left, kIndexGroupEntries)) {
         Group group;
         group.begin = directory.number();
-        group.firstPath = directory.text();
+        group.firstPath = directory.countedText();
         // A group begins with an entry, which takes at least a header of the archive.
         if (group.begin >= tarBytes_) {
             directory.fail();

@@ -2,9 +2,11 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <optional>
 #include <string>
 #include <string_view>
+
+#include "stream/base/Place.hpp"
+#include "stream/codec/IndexChain.hpp"
 
 namespace bex::stream {
 
@@ -16,13 +18,14 @@ inline void appendVarint(std::string& to, std::uint64_t number) {
     to += static_cast<char>(number);
 }
 
-/// Takes numbers and texts from the front of some bytes, which must outlive it. Once something is missing, every
-/// call gives nothing.
+/// Takes numbers and texts from the front of a part of an index. Throws indexError() where something is missing.
 class VarintReader {
 public:
-    explicit VarintReader(std::string_view bytes) : left_(bytes) {}
+    /// `fault` is what is then said of the index. The bytes and the place must outlive this.
+    VarintReader(std::string_view bytes, const char* fault, const Place& place)
+        : left_(bytes), fault_(fault), place_(place) {}
 
-    std::optional<std::uint64_t> number() noexcept {
+    std::uint64_t number() {
         std::uint64_t number = 0;
         for (unsigned shift = 0; shift < 64 && !left_.empty(); shift += 7) {
             const auto byte = static_cast<std::uint8_t>(left_.front());
@@ -32,14 +35,12 @@ public:
                 return number;
             }
         }
-        left_ = {};
-        return std::nullopt;
+        fail();
     }
 
-    std::optional<std::string_view> text(std::uint64_t size) noexcept {
+    std::string_view text(std::uint64_t size) {
         if (size > left_.size()) {
-            left_ = {};
-            return std::nullopt;
+            fail();
         }
         const std::string_view text = left_.substr(0, static_cast<std::size_t>(size));
         left_.remove_prefix(text.size());
@@ -47,15 +48,21 @@ public:
     }
 
     /// A number and as many bytes.
-    std::optional<std::string_view> countedText() noexcept {
-        const std::optional<std::uint64_t> size = number();
-        return size ? text(*size) : std::nullopt;
+    std::string_view countedText() { return text(number()); }
+
+    /// Throws unless nothing is left.
+    void finish() const {
+        if (!left_.empty()) {
+            fail();
+        }
     }
 
-    bool atEnd() const noexcept { return left_.empty(); }
+    [[noreturn]] void fail() const { throw indexError(place_, fault_); }
 
 private:
     std::string_view left_;
+    const char* fault_;
+    const Place& place_;
 };
 
 /// Makes small numbers of small negative ones.

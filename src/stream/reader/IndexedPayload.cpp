@@ -61,7 +61,7 @@ std::size_t hashOf(std::string_view path) {
 
 }  // namespace
 
-// In the order of the members: readIndex() needs the footer.
+// In the order of the members: the footer leads to the index.
 IndexedPayload::IndexedPayload(std::shared_ptr<Source> source, const Member& member, const Place& place,
                                const Limits& limits)
     : source_(std::move(source)),
@@ -69,7 +69,8 @@ IndexedPayload::IndexedPayload(std::shared_ptr<Source> source, const Member& mem
       place_(place),
       limits_(limits),
       footer_(readFooter(limits)),
-      index_(readIndex(), footer_.offset, limits, place) {}
+      index_(joinIndexChain(readExactly(footer_.offset, footer_.bytes), footer_, place), footer_.offset, limits,
+             place) {}
 
 std::string IndexedPayload::readExactly(std::uint64_t offset, std::uint64_t size) const {
     // Bounded by the callers: a footer, an index within its limit, or a block.
@@ -99,10 +100,6 @@ IndexFooter IndexedPayload::readFooter(const Limits& limits) const {
     // Before any byte is read at a place that the footer gives.
     checkIndexFooter(*footer, member_.size, limits, place_);
     return *footer;
-}
-
-std::string IndexedPayload::readIndex() const {
-    return joinIndexChain(readExactly(footer_.offset, footer_.bytes), footer_, place_);
 }
 
 std::shared_ptr<const IndexedPayload::Rows> IndexedPayload::rowsOf(std::size_t group) const {

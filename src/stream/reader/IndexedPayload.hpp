@@ -71,7 +71,6 @@ public:
     const Place& place() const noexcept { return place_; }
     std::size_t size() const noexcept { return static_cast<std::size_t>(index_.entries()); }
     std::uint64_t indexBytes() const noexcept { return footer_.bytes + kIndexFooterBytes; }
-    std::uint64_t tarBytes() const noexcept { return index_.tarBytes(); }
     std::uint64_t blockBytes() const noexcept { return index_.blockBytes(); }
 
     IndexRow row(std::size_t number) const;
@@ -106,7 +105,6 @@ private:
     /// Hashes of paths, with the entries' numbers; sorted.
     using Hashes = std::vector<std::pair<std::size_t, std::size_t>>;
 
-    std::string readIndex() const;
     std::string readExactly(std::uint64_t offset, std::uint64_t size) const;
     std::shared_ptr<const Rows> rowsOf(std::size_t group) const;
     std::shared_ptr<const Buffer> unpack(std::size_t block) const;
