@@ -50,12 +50,11 @@ struct PackageEditor::State {
     /// Verifies all of the package, and finds the links whose file is left out.
     KeptLinks look(const std::function<bool(const Entry&)>& keep) const {
         KeptLinks links;
-        const Place place = source.place(source.path(), source.controlMember());
         const std::unique_ptr<PackageStream> stream = source.read();
-        stream->expect(checkControlMembers(control.members(), place));
+        stream->expect(checkControlMembers(control.members(), source.controlPlace()));
         // To the end, contents too: what is copied afterwards has been found sound.
-        checkPayload(*stream, control.members(), place, source.place(source.path(), source.dataMember()),
-                     PayloadDepth::contents, [&](const Entry& entry) { links.see(entry, !keep || keep(entry)); });
+        checkPayload(*stream, control.members(), source.controlPlace(), source.dataPlace(), PayloadDepth::contents,
+                     [&](const Entry& entry) { links.see(entry, !keep || keep(entry)); });
         return links;
     }
 

@@ -84,6 +84,7 @@ PackageRewrite::PackageRewrite(const SourcePackage& source, const ControlEdit& c
     : source_(source),
       control_(control),
       path_(path),
+      wantsDigests_(source.options().digests || source.options().check),
       inPlace_(source.isAt(path)),
       out_(path, source.system()),
       package_(out_) {
@@ -91,14 +92,14 @@ PackageRewrite::PackageRewrite(const SourcePackage& source, const ControlEdit& c
     result_.notes = control.notes();
 }
 
-Place PackageRewrite::controlPlace() const {
-    return source_.place(source_.path(), source_.controlMember());
-}
-
 void PackageRewrite::checkSourcePayload(PackageStream& stream, PayloadDepth depth,
                                         const std::function<void(const Entry&)>& onEntry) const {
-    checkPayload(stream, control_.members(), controlPlace(), source_.place(source_.path(), source_.dataMember()),
-                 depth, onEntry);
+    checkPayload(stream, control_.members(), source_.controlPlace(), source_.dataPlace(), depth, onEntry);
+}
+
+void PackageRewrite::addControl(const Member& old, const CompressionSettings& settings,
+                                const std::function<void(Sink& out)>& writeTar) {
+    package_.addMember(memberName("control.tar", settings.compression), compressed(writeTar, settings), old.mtime);
 }
 
 /// Every member in its place, all but two of them as they are.
@@ -139,7 +140,7 @@ void PackageRewrite::copyMember(const Member& member) {
 
 EditResult PackageRewrite::edit() {
     // First: what is refused is not written at all.
-    checkControlMembers(control_.members(), controlPlace());
+    checkControlMembers(control_.members(), source_.controlPlace());
     if (control_.hasNewConffiles()) {  // only the payload shows whether it has them
         checkSourcePayload(*source_.read(), PayloadDepth::entries);
     }
@@ -153,9 +154,7 @@ EditResult PackageRewrite::edit() {
         CompressionSettings settings;
         settings.compression = writtenFor(member.compression);
         settings.level = levelsOf(settings.compression).usual;
-        const auto writeTar = [this](Sink& out) { control_.write(out); };
-        package_.addMember(memberName("control.tar", settings.compression), compressed(writeTar, settings),
-                           member.mtime);
+        addControl(member, settings, [this](Sink& out) { control_.write(out); });
     };
     const auto writeData = [this](const Member& member) {
         newData_ = member;
@@ -166,7 +165,7 @@ EditResult PackageRewrite::edit() {
     writeMembers(writeControl, writeData);
     result_.payloadCopied = true;
     // Of the stored bytes: the member is copied as it is.
-    if (source_.options().digests || source_.options().check) {
+    if (wantsDigests_) {
         const Member& data = source_.dataMember();
         result_.digestBefore = digestOf(source_.descriptor(), source_.path(), data.offset, data.size);
     }
@@ -180,17 +179,15 @@ EditResult PackageRewrite::edit() {
 EditResult PackageRewrite::repack(const CompressionSettings& settings, bool index) {
     const std::unique_ptr<PackageStream> stream = source_.read();
     // The progress is that of the reading, whose total is the installed size.
-    stream->expect(checkControlMembers(control_.members(), controlPlace()));
+    stream->expect(checkControlMembers(control_.members(), source_.controlPlace()));
     const auto writeControl = [&](const Member& member) {
-        const auto writeTar = [&](Sink& out) {
+        addControl(member, settings, [&](Sink& out) {
             if (control_.hasChanged()) {
                 control_.write(out);
             } else {
                 stream->copyControl(out);
             }
-        };
-        package_.addMember(memberName("control.tar", settings.compression), compressed(writeTar, settings),
-                           member.mtime);
+        });
     };
     const auto writeData = [&](const Member&) { repackData(*stream, settings, index); };
     writeMembers(writeControl, writeData);
@@ -210,7 +207,6 @@ void PackageRewrite::repackData(PackageStream& stream, CompressionSettings setti
     // renamed.
     package_.beginMember(newData_.name, 0, newData_.mtime);
 
-    const bool wantsDigest = source_.options().digests || source_.options().check;
     Sha256 digest;
     MemberSink member(package_, newData_.name);
     IndexBuilder builder;  // stays without blocks, and so makes nothing, unless gzip is written in blocks
@@ -223,7 +219,7 @@ void PackageRewrite::repackData(PackageStream& stream, CompressionSettings setti
     }
     // The sinks refer to one another: each is declared after what it writes to, and destroyed before it.
     CompressingSink compressing(member, settings);
-    ArchiveSink tar(wantsDigest ? &digest : nullptr, compressing);
+    ArchiveSink tar(wantsDigests_ ? &digest : nullptr, compressing);
     stream.copyPayloadTo(tar);
     // Reads the payload to its end, which drives the copy.
     checkSourcePayload(stream, PayloadDepth::contents, onEntry);
@@ -237,7 +233,7 @@ void PackageRewrite::repackData(PackageStream& stream, CompressionSettings setti
     // The same number of bytes as before: the header's size is fixed.
     out_.rewrite(header, memberHeader(newData_.name, newData_.size, newData_.mtime));
     package_.endMember();
-    result_.digestBefore = wantsDigest ? digest.hexDigest() : "";
+    result_.digestBefore = wantsDigests_ ? digest.hexDigest() : "";
     Notes notes(result_.notes);
     notes.takePayload(newData_.size, tar.bytes());
     notes.takeIndex(builder.unpackedBytes());
@@ -259,10 +255,10 @@ std::string PackageRewrite::digestOf(int descriptor, const std::string& name, st
 
 /// Reads what was written, as far as that was asked for. `ofTar`: the digest is that of the payload's tar archive.
 void PackageRewrite::readBack(bool ofTar) {
-    const EditOptions& options = source_.options();
-    if (!options.digests && !options.check) {
+    if (!wantsDigests_) {
         return;
     }
+    const EditOptions& options = source_.options();
     // strict: or what passes here might be refused by dpkg-deb
     const std::unique_ptr<PackageStream> written = source_.read(out_.descriptor(), path_, options.check);
     Sha256 digest;

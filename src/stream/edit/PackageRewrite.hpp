@@ -31,8 +31,9 @@ private:
     template <typename WriteControl, typename WriteData>
     void writeMembers(WriteControl writeControl, WriteData writeData);
     void copyMember(const Member& member);
+    void addControl(const Member& old, const CompressionSettings& settings,
+                    const std::function<void(Sink& out)>& writeTar);
     void repackData(PackageStream& stream, CompressionSettings settings, bool index);
-    Place controlPlace() const;
     void checkSourcePayload(PackageStream& stream, PayloadDepth depth,
                             const std::function<void(const Entry&)>& onEntry = nullptr) const;
     std::string digestOf(int descriptor, const std::string& name, std::uint64_t offset, std::uint64_t size) const;
@@ -42,6 +43,7 @@ private:
     const SourcePackage& source_;
     const ControlEdit& control_;
     const std::string path_;
+    const bool wantsDigests_;
     const bool inPlace_;
     AtomicFile out_;
     ArWriter package_;                    // into out_

@@ -39,6 +39,8 @@ public:
     std::unique_ptr<PackageStream> read(int descriptor, const std::string& name, bool strict) const;
     /// The place of a member in the package of that name, for what the reading does not check by itself.
     Place place(const std::string& package, const Member& member) const;
+    Place controlPlace() const { return place(path_, control_); }
+    Place dataPlace() const { return place(path_, data_); }
 
     /// Whether the path leads to this file now.
     bool isAt(const std::string& path) const;
