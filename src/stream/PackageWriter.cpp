@@ -316,7 +316,7 @@ void PackageWriter::addConffiles(std::string_view text) {
     constexpr const char* blanks = " \t\r";
     forEachLine(text, [&](std::string_view line) {
         line = line.substr(0, line.find_last_not_of(blanks) + 1);
-        if (line.substr(0, removal.size()) == removal) {
+        if (startsWith(line, removal)) {
             // There is a path: blanks at the line's end are cut off, so that it cannot end with the flag's own
             // blank.
             addRemovedConffile(std::string(line.substr(line.find_first_not_of(blanks, removal.size()))));

@@ -9,8 +9,7 @@
 namespace bex::stream {
 
 /// A path as a part of a URL (RFC 3986, section 2.3): every byte that is not unreserved is escaped, except "/".
-/// The
-/// "+" of a version is escaped, too, because some servers read it as a blank.
+/// The "+" of a version is escaped, too, because some servers read it as a blank.
 inline std::string urlPath(std::string_view path) {
     std::string escaped;
     for (const char c : path) {

@@ -4,17 +4,13 @@
 #include <string>
 #include <utility>
 
-#include "bex/stream/StreamError.hpp"
+#include "stream/base/Place.hpp"
 #include "stream/codec/Encoder.hpp"
 #include "stream/codec/Gzip.hpp"
 
 namespace bex::stream {
 
 namespace {
-
-StreamError invalid(const std::string& reason) {
-    return invalidInput("", reason);
-}
 
 class PlainEncoder final : public Encoder {
 public:
@@ -44,20 +40,15 @@ std::unique_ptr<Encoder> makeEncoder(Sink& out, const CompressionSettings& setti
     return nullptr;
 }
 
-CompressionLevels levelsFor(const CompressionSettings& settings) {
+void checkLevel(const CompressionSettings& settings) {
     CompressionLevels levels = levelsOf(settings.compression);
     if (settings.singleStream) {
         levels.highest = std::min(levels.highest, 9);  // zlib's
     }
-    return levels;
-}
-
-void checkLevel(const CompressionSettings& settings) {
-    const CompressionLevels levels = levelsFor(settings);
     if (settings.level < levels.lowest || settings.level > levels.highest) {
-        throw invalid("compression level " + std::to_string(settings.level) + ": " +
-                      std::string(nameOf(settings.compression)) + " has levels " + std::to_string(levels.lowest) +
-                      " to " + std::to_string(levels.highest));
+        throw invalidInput("", "compression level " + std::to_string(settings.level) + ": " +
+                                   std::string(nameOf(settings.compression)) + " has levels " +
+                                   std::to_string(levels.lowest) + " to " + std::to_string(levels.highest));
     }
 }
 
@@ -65,10 +56,10 @@ void checkLevel(const CompressionSettings& settings) {
 
 void checkSettings(const CompressionSettings& settings) {
     if (settings.compression == Compression::bzip2) {
-        throw invalid("compression bzip2 is read, not written");
+        throw invalidInput("", "compression bzip2 is read, not written");
     }
     if (settings.singleStream && settings.compression != Compression::gzip) {
-        throw invalid("only gzip is written as a single stream or in blocks");
+        throw invalidInput("", "only gzip is written as a single stream or in blocks");
     }
     // Without compression there are no levels, and the setting is ignored.
     if (settings.compression != Compression::none) {
@@ -77,8 +68,8 @@ void checkSettings(const CompressionSettings& settings) {
     if (settings.compression == Compression::gzip &&
         // A reader refuses blocks that unpack to more, so they must not be written either.
         (settings.blockBytes == 0 || settings.blockBytes > kMaximumBlockBytes)) {
-        throw invalid("compression blocks of " + std::to_string(settings.blockBytes) + " bytes: must be 1 to " +
-                      std::to_string(kMaximumBlockBytes));
+        throw invalidInput("", "compression blocks of " + std::to_string(settings.blockBytes) +
+                                   " bytes: must be 1 to " + std::to_string(kMaximumBlockBytes));
     }
 }
 

@@ -41,18 +41,14 @@ private:
         if (!std::exchange(begun_, true)) {
             pool_.submitHere();  // a member that fits into the first chunk needs no thread
         } else {
-            submitAll();
+            while (!pool_.full()) {
+                pool_.submit();
+            }
         }
         // A failed chunk stays the front, so that each later call throws its error again.
         const Buffer& chunk = pool_.front();
         given_ = true;
         return chunk.view();
-    }
-
-    void submitAll() {
-        while (!pool_.full()) {
-            pool_.submit();
-        }
     }
 
     /// Leaves the chunk shorter than chunkBytes_ only at the end, and empty after it.

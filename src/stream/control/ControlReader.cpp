@@ -98,9 +98,8 @@ private:
         if (bytes_ > paragraphBytes_) {
             // Before the line reaches the parser: nothing of a paragraph that is too large is kept beyond the
             // limit.
-            parser_.take({});  // counts the line
-            parser_.fail(0, "a paragraph of more than " + std::to_string(paragraphBytes_) + " bytes",
-                         ErrorKind::limitExceeded);
+            parser_.failNext("a paragraph of more than " + std::to_string(paragraphBytes_) + " bytes",
+                             ErrorKind::limitExceeded);
         }
         signature_.take(line, parser_);
     }

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "stream/base/Ascii.hpp"
+#include "stream/base/Text.hpp"
 #include "stream/control/FieldSyntax.hpp"
 
 namespace bex::stream {
@@ -36,7 +37,7 @@ void ParagraphParser::requireText(std::string_view line) const {
         fail(at, line[at] == '\0' ? "a NUL" : "a carriage return inside a line");
     }
     // Only at the front of the file. Anywhere else these bytes are an ordinary character.
-    if (line_ == 1 && line.substr(0, kByteOrderMark.size()) == kByteOrderMark) {
+    if (line_ == 1 && startsWith(line, kByteOrderMark)) {
         fail(0, "begins with a byte order mark");
     }
 }

@@ -33,6 +33,12 @@ public:
     [[noreturn]] void fail(std::size_t offset, const std::string& reason,
                            ErrorKind kind = ErrorKind::damaged) const;
 
+    /// Throws for the line after it, which is refused unread.
+    [[noreturn]] void failNext(const std::string& reason, ErrorKind kind = ErrorKind::damaged) {
+        ++line_;
+        fail(0, reason, kind);
+    }
+
     /// Throws for a text that ends too early.
     [[noreturn]] void failAtEnd(const std::string& reason);
 

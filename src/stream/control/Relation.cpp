@@ -13,22 +13,18 @@ namespace bex::stream {
 
 namespace {
 
-[[noreturn]] void refuse(const std::string& reason) {
-    throw invalidInput("", reason);
-}
-
 const std::string& requireField(const ControlParagraph& paragraph, std::string_view name) {
     const std::string* const value = paragraph.find(name);
     // Mandatory by deb-control(5). An empty text in its place would satisfy nothing, and nobody would notice.
     if (value == nullptr) {
-        refuse(std::string(name) + " is missing");
+        throw invalidInput("", std::string(name) + " is missing");
     }
     return *value;
 }
 
 void requireSound(std::string_view field, std::string_view value, const std::string& fault) {
     if (!fault.empty()) {
-        refuse(std::string(field) + ' ' + quoted(value) + ' ' + fault);
+        throw invalidInput("", std::string(field) + ' ' + quoted(value) + ' ' + fault);
     }
 }
 
@@ -147,7 +143,7 @@ bool Relation::satisfiedBy(const Candidate& candidate, const RelationScope& scop
 std::vector<Alternatives> parseRelations(std::string_view value) {
     RelationList list = readRelations(value, kDependsRules);
     if (!list.fault.empty()) {
-        refuse("the dependency field " + quoted(value) + ' ' + list.fault);
+        throw invalidInput("", "the dependency field " + quoted(value) + ' ' + list.fault);
     }
     return list.groups;
 }

@@ -2,6 +2,8 @@
 
 #include <string>
 
+#include "stream/base/Text.hpp"
+
 namespace bex::stream {
 
 namespace {
@@ -14,12 +16,6 @@ constexpr std::string_view kEscape = "- ";
 /// The signature covers no blanks at the end of a line, and no carriage return.
 std::string_view withoutEnd(std::string_view line) {
     return line.substr(0, line.find_last_not_of(" \t\r") + 1);
-}
-
-[[noreturn]] void refuse(ParagraphParser& parser, const std::string& reason) {
-    // An empty line, so that the parser's line number becomes that of the line refused and nothing else changes.
-    parser.take({});  // counts the line
-    parser.fail(0, reason);
 }
 
 }  // namespace
@@ -58,7 +54,7 @@ void SignedText::take(std::string_view line, ParagraphParser& parser) {
             break;
         case Part::end:
             if (!text.empty()) {
-                refuse(parser, "a line after the signature, which does not cover it");
+                parser.failNext("a line after the signature, which does not cover it");
             }
             break;
     }
@@ -70,14 +66,14 @@ std::string_view SignedText::bodyLine(std::string_view line, ParagraphParser& pa
         part_ = Part::signature;
         return {};
     }
-    if (line.substr(0, kEscape.size()) == kEscape) {
+    if (startsWith(line, kEscape)) {
         // Dash escaping (RFC 4880, 7.1): the signer's line is what follows "- ".
         return line.substr(kEscape.size());
     }
     // Such a line could be taken for armour by another reader, which would then see another end of the signed
     // text.
     if (!line.empty() && line.front() == '-') {
-        refuse(parser, "a signed line begins with a dash that is not escaped");
+        parser.failNext("a signed line begins with a dash that is not escaped");
     }
     return line;
 }

@@ -43,9 +43,10 @@ void failMissing(const Place& place, MemberRole role) {
 MemberRole MemberOrder::place(Member& member) {
     // Before the name is inserted.
     const bool first = names_.empty();
-    if (first) {
+    if (first && member.name != kFormatVersionMember) {
         // Reported, and the member is then judged as any other: verify() goes on.
-        checkFirst(member);
+        place_.in(member.name)
+            .refuse(ErrorKind::damaged, "member-order", "is the first member, but \"debian-binary\" must be");
     }
     // A package has a handful of members, so that a set of their names stays small; ArReader bounds each name.
     if (!names_.insert(member.name).second) {  // guard: a member's name twice
@@ -99,13 +100,6 @@ MemberRole MemberOrder::roleOf(Member& member) const {
     }
     member.compression = *compression;
     return role;
-}
-
-void MemberOrder::checkFirst(const Member& member) const {
-    if (member.name != kFormatVersionMember) {
-        place_.in(member.name)
-            .refuse(ErrorKind::damaged, "member-order", "is the first member, but \"debian-binary\" must be");
-    }
 }
 
 bool MemberOrder::checkControl(const Member& member) {

@@ -31,7 +31,6 @@ public:
 private:
     MemberRole roleOf(Member& member) const;
     bool serves(const Member& member, MemberRole role, bool first);
-    void checkFirst(const Member& member) const;
     bool checkControl(const Member& member);
     bool checkData(const Member& member);
     void checkUnknown(const Member& member) const;

@@ -57,7 +57,7 @@ public:
         if (equals == std::string_view::npos || key.empty() || key.find('\0') != std::string_view::npos) {
             fail(place_, "record with a malformed key");
         }
-        if (key.substr(0, kGnuSparse.size()) == kGnuSparse) {
+        if (startsWith(key, kGnuSparse)) {
             records_.sparse = true;  // its keys may repeat
             return;
         }

@@ -96,7 +96,8 @@ bool TarReader::next(Entry& entry) {
             begin(std::move(header), extensions, entry);
             return true;
         }
-        readExtension(header, extensions);
+        TarExtensions::checkSize(header, limits_, place_);
+        extensions.add(header.type, readBody(header.size), place_);
     }
 }
 
@@ -165,11 +166,6 @@ void TarReader::skip(std::uint64_t size) {
         failTruncated();
     }
     position_ += size;
-}
-
-void TarReader::readExtension(const TarHeader& header, TarExtensions& extensions) {
-    TarExtensions::checkSize(header, limits_, place_);
-    extensions.add(header.type, readBody(header.size), place_);
 }
 
 void TarReader::begin(TarHeader header, const TarExtensions& extensions, Entry& entry) {

@@ -42,7 +42,6 @@ private:
     std::string_view readBlock();
     std::string readBody(std::uint64_t size);
     void skip(std::uint64_t size);
-    void readExtension(const TarHeader& header, TarExtensions& extensions);
     void begin(TarHeader header, const TarExtensions& extensions, Entry& entry);
     void checkEntry(const TarHeader& header, EntryType type, const TarExtensions& extensions) const;
     void finish();
