@@ -4,13 +4,24 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <string_view>
 #include <system_error>
 
 namespace bex::test {
+
+/// All bytes of a file, copied a buffer at a time: tests read much.
+inline std::string bytesOf(const std::filesystem::path& file) {
+    const std::ifstream in(file, std::ios::binary);
+    if (!in) {
+        throw std::runtime_error("cannot read " + file.string());
+    }
+    std::ostringstream out;
+    out << in.rdbuf();
+    return out.str();
+}
 
 /// A fresh directory below the system's temporary directory, gone with everything in it when the object is.
 class TemporaryDirectory {
@@ -47,13 +58,7 @@ public:
     }
 
     /// All bytes of the file `name`.
-    std::string read(const std::string& name) const {
-        std::ifstream in(path_ / name, std::ios::binary);
-        if (!in) {
-            throw std::runtime_error("cannot read " + (path_ / name).string());
-        }
-        return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-    }
+    std::string read(const std::string& name) const { return bytesOf(path_ / name); }
 
 private:
     std::filesystem::path path_;

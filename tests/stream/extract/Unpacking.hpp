@@ -5,8 +5,6 @@
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <map>
 #include <string>
 #include <string_view>
@@ -101,8 +99,7 @@ inline std::string describe(const std::string& path) {
     char mode[8] = {};
     std::snprintf(mode, sizeof mode, "%04o", status.st_mode & 07777U);
     if (S_ISREG(status.st_mode)) {
-        std::ifstream in(path, std::ios::binary);
-        return std::string("f ") + mode + ' ' + std::string(std::istreambuf_iterator<char>(in), {});
+        return std::string("f ") + mode + ' ' + test::bytesOf(path);
     }
     return (S_ISDIR(status.st_mode) ? "d " : "? ") + std::string(mode);
 }
