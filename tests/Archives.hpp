@@ -1,7 +1,10 @@
 #pragma once
 
+#include <algorithm>
 #include <array>
+#include <cstdint>
 #include <cstdio>
+#include <cstring>
 #include <random>
 #include <string>
 #include <string_view>
@@ -14,8 +17,9 @@ namespace bex::test {
 inline std::string noise(std::size_t size, unsigned seed = 1) {
     std::mt19937 random(seed);
     std::string bytes(size, '\0');
-    for (char& byte : bytes) {
-        byte = static_cast<char>(random());
+    for (std::size_t at = 0; at < size; at += 4) {
+        const auto word = static_cast<std::uint32_t>(random());
+        std::memcpy(&bytes[at], &word, std::min<std::size_t>(4, size - at));
     }
     return bytes;
 }
