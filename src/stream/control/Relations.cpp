@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <cstddef>
 #include <optional>
-#include <utility>
 
 #include "stream/base/Ascii.hpp"
 #include "stream/base/Place.hpp"
+#include "stream/base/Text.hpp"
 #include "stream/control/FieldValues.hpp"
 
 namespace bex::stream {
@@ -44,21 +44,23 @@ std::optional<VersionOperator> operatorOf(std::string_view sign) {
     return std::nullopt;
 }
 
-/// Reads one value from front to back. Each step returns the fault that it met, or nothing.
+/// Reads one value from front to back. Each step throws the fault that it meets.
 class RelationsReader {
 public:
+    struct Fault {
+        std::string text;  ///< the rest of a sentence about the value
+    };
+
     RelationsReader(std::string_view value, const RelationRules& rules) : rest_(value), rules_(rules) {}
 
-    std::string list();
-
-    std::vector<Alternatives> takeGroups() { return std::move(groups_); }
+    std::vector<Alternatives> list();
 
 private:
-    std::string group();
-    std::string relation(Relation& relation);
-    std::string name(std::string& package);
-    std::string architecture(Relation& relation);
-    std::string version(Relation& relation);
+    Alternatives group();
+    Relation relation();
+    std::string name();
+    std::string architecture(const std::string& package);
+    VersionBound version(const std::string& package);
 
     void skipSpace() { takeWhile(isSpace); }
 
@@ -81,109 +83,97 @@ private:
 
     std::string_view rest_;
     RelationRules rules_;
-    std::vector<Alternatives> groups_;
 };
 
-std::string RelationsReader::list() {
+std::vector<Alternatives> RelationsReader::list() {
+    std::vector<Alternatives> groups;
     do {
         // Groups and relations are read in loops, not by recursion: a value of any length needs the same stack.
-        if (std::string fault = group(); !fault.empty()) {
-            return fault;
-        }
+        groups.push_back(group());
         // A separator at the end calls for another group, so that a trailing comma is refused.
     } while (take(','));
     // Nothing may be left: what was not understood would silently be no dependency.
     if (rest_.empty()) {
-        return {};
+        return groups;
     }
     if (rest_.front() == '|') {
-        return "may not hold alternatives";
+        throw Fault{"may not hold alternatives"};
     }
-    return "holds " + quoted(rest_) + " out of place";
+    throw Fault{"holds " + quoted(rest_) + " out of place"};
 }
 
-std::string RelationsReader::group() {
+Alternatives RelationsReader::group() {
     Alternatives alternatives;
     do {
-        if (std::string fault = relation(alternatives.emplace_back()); !fault.empty()) {
-            // The group is not added: `groups_` holds only what was read completely.
-            return fault;
-        }
+        alternatives.push_back(relation());
     } while (rules_.alternatives && take('|'));
-    groups_.push_back(std::move(alternatives));
-    return {};
+    return alternatives;
 }
 
-std::string RelationsReader::relation(Relation& relation) {
-    // Every step runs only while there is no fault; the blanks between are skipped in any case, which does no
-    // harm.
-    std::string fault = name(relation.package);
-    if (fault.empty() && take(':')) {
-        fault = architecture(relation);
+Relation RelationsReader::relation() {
+    Relation relation;
+    relation.package = name();
+    if (take(':')) {
+        relation.architecture = architecture(relation.package);
     }
     skipSpace();
-    if (fault.empty() && take('(')) {
-        fault = version(relation);
+    if (take('(')) {
+        relation.bound = version(relation.package);
     }
     skipSpace();
-    if (fault.empty() && rules_.versionNeeded && !relation.bound) {
-        return "lacks a version of " + quoted(relation.package);
+    if (rules_.versionNeeded && !relation.bound) {
+        throw Fault{"lacks a version of " + quoted(relation.package)};
     }
-    return fault;
+    return relation;
 }
 
-std::string RelationsReader::name(std::string& package) {
+std::string RelationsReader::name() {
     skipSpace();
     if (rest_.empty()) {
-        return "lacks a package name at its end";
+        throw Fault{"lacks a package name at its end"};
     }
     // The message shows what stands in place of a name, or the name that begins wrongly.
-    package = takeWhile(mayStandInName);
-    if (package.empty()) {
-        return "lacks a package name at " + quoted(rest_);
+    const std::string_view package = takeWhile(mayStandInName);
+    if (package.empty() || !isAlphanumeric(package.front())) {
+        throw Fault{"lacks a package name at " + quoted(orIfEmpty(package, rest_))};
     }
-    if (!isAlphanumeric(package.front())) {
-        return "lacks a package name at " + quoted(package);
-    }
-    return {};
+    return std::string(package);
 }
 
-std::string RelationsReader::architecture(Relation& relation) {
+std::string RelationsReader::architecture(const std::string& package) {
     if (!rules_.qualifiers) {
-        return "may not hold an architecture after " + quoted(relation.package);
+        throw Fault{"may not hold an architecture after " + quoted(package)};
     }
-    relation.architecture = takeWhile(mayStandInArchitecture);
     // No blank is skipped here: dpkg reads none between the colon and the architecture.
-    if (relation.architecture.empty() || relation.architecture.front() == '-') {
-        return "lacks an architecture after " + quoted(relation.package);
+    const std::string_view architecture = takeWhile(mayStandInArchitecture);
+    if (architecture.empty() || architecture.front() == '-') {
+        throw Fault{"lacks an architecture after " + quoted(package)};
     }
-    return {};
+    return std::string(architecture);
 }
 
-std::string RelationsReader::version(Relation& relation) {
-    const std::string package = quoted(relation.package);
+VersionBound RelationsReader::version(const std::string& package) {
     skipSpace();
     // Taken whole, so that "<>" or "= =" is an unknown operator and not the beginning of a version.
     const std::optional<VersionOperator> comparison = operatorOf(takeWhile(isOperatorSign));
     if (!comparison) {
-        return "must use <<, <=, =, >= or >> for the version of " + package;
+        throw Fault{"must use <<, <=, =, >= or >> for the version of " + quoted(package)};
     }
     if (rules_.exactOnly && *comparison != VersionOperator::equal) {
-        return "must use = for the version of " + package;
+        throw Fault{"must use = for the version of " + quoted(package)};
     }
     skipSpace();
     // Excludes blanks and parentheses only, so that what is not a version is shown by versionFault()'s message.
     const std::string_view text = takeWhile(mayStandInVersion);
     if (const std::string fault = versionFault(text); !fault.empty()) {
-        return "gives " + package + " the version " + quoted(text) + ", which " + fault;
+        throw Fault{"gives " + quoted(package) + " the version " + quoted(text) + ", which " + fault};
     }
-    // Cannot be refused: the same text was read without a fault just above.
-    relation.bound = VersionBound{*comparison, Version::parse(text)};
     skipSpace();
     if (!take(')')) {
-        return "lacks a closing parenthesis after the version of " + package;
+        throw Fault{"lacks a closing parenthesis after the version of " + quoted(package)};
     }
-    return {};
+    // Cannot be refused: the same text was read without a fault.
+    return {*comparison, Version::parse(text)};
 }
 
 /// dpkg reads these; Debian Policy and deb-control(5) know no such package.
@@ -212,9 +202,11 @@ RelationList readRelations(std::string_view value, const RelationRules& rules) {
             {},
             "contains an empty line, and the dot that stands for it in the file would be read as a package name"};
     }
-    RelationsReader reader(value, rules);
-    std::string fault = reader.list();
-    return {reader.takeGroups(), std::move(fault)};
+    try {
+        return {RelationsReader(value, rules).list(), ""};
+    } catch (const RelationsReader::Fault& fault) {
+        return {{}, fault.text};
+    }
 }
 
 std::string relationsFault(std::string_view value, const RelationRules& rules) {
