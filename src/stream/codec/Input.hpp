@@ -2,7 +2,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <string>
 
 #include "stream/codec/Buffer.hpp"
 #include "stream/system/ByteStream.hpp"

@@ -3,7 +3,6 @@
 #include <cstddef>
 #include <memory>
 #include <optional>
-#include <string>
 
 #include "stream/codec/Decompressor.hpp"
 #include "stream/codec/Gzip.hpp"

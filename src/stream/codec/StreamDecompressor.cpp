@@ -1,4 +1,3 @@
-#include <cstdint>
 #include <utility>
 
 #include "stream/base/WorkPool.hpp"

@@ -1,7 +1,5 @@
 #include "stream/control/SignedText.hpp"
 
-#include <string>
-
 #include "stream/base/Text.hpp"
 
 namespace bex::stream {

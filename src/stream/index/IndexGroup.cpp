@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <string_view>
-#include <utility>
 
 #include "stream/base/Text.hpp"
 #include "stream/codec/IndexChain.hpp"

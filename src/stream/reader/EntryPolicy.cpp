@@ -1,11 +1,9 @@
 #include "stream/reader/EntryPolicy.hpp"
 
-#include <algorithm>
 #include <climits>
 #include <limits>
 #include <string_view>
 
-#include "bex/stream/Escape.hpp"
 #include "stream/base/Place.hpp"
 #include "stream/base/Text.hpp"
 

@@ -1,6 +1,5 @@
 #include "stream/reader/EntryReader.hpp"
 
-#include <algorithm>
 #include <memory>
 #include <optional>
 #include <string>

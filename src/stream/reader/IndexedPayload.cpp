@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <functional>
-#include <new>
 
 #include "stream/base/PathOrder.hpp"
 #include "stream/codec/Inflater.hpp"

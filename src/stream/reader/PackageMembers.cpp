@@ -50,7 +50,10 @@ const Member* PackageMembers::find(MemberRole role) const noexcept {
 const Member& PackageMembers::open(MemberRole role) {
     // Seekable: check() has walked through all members.
     if (const Member* const member = find(role); seekable() && member != nullptr) {
-        openAgain(*member);
+        again_ = streamOf(input_.source, member->offset);
+        // Made in this order and kept in members: the window reads from the stream, and contents_ points to the
+        // window.
+        contents_ = &window_.emplace(*again_, member->size, place_.in(member->name));
         return *member;
     }
     // If the walk failed earlier, throw that failure: it explains why the member is missing.
@@ -68,13 +71,6 @@ void PackageMembers::announce(const Member& member, std::size_t more) {
     if (seekable()) {
         input_.source->willRead({{member.offset, member.size + more}});
     }
-}
-
-void PackageMembers::openAgain(const Member& member) {
-    again_ = streamOf(input_.source, member.offset);
-    // Made in this order and kept in members: the window reads from the stream, and contents_ points to the
-    // window.
-    contents_ = &window_.emplace(*again_, member.size, place_.in(member.name));
 }
 
 bool PackageMembers::readNext() {

@@ -47,7 +47,6 @@ private:
     }
     bool readNext();
     void checkFormatVersion();
-    void openAgain(const Member& member);
 
     OpenInput input_;
     Place place_;

@@ -137,7 +137,6 @@ void PackageStream::copyPayload(Sink& out) {
         const Member member = members_.open(MemberRole::data);
         copyTar(members_.contents(), member.compression, payloadSettings(member), place_.in(member.name), out);
         finish();
-        return true;
     });
 }
 
