@@ -49,14 +49,17 @@ TEST(PackageEditor, KeepsEveryByteThatNoChangeNames) {
     const std::string unknown = arMember("later/", "odd");
     const Edited edited(
         arOf(arMember("debian-binary", "2.7\nmore\n") + arMember("_early", "e") +
-             arMember("control.tar.zst", packed(tarOf(strangeMember("unknown", "u") + tarFile("control", before)),
-                                                stream::Compression::zstd)) +
+             arMember("control.tar.zst",
+                      packed(tarOf(tarFolder("./") + strangeMember("unknown", "u") + tarFile("control", before) +
+                                   tarFile("./prerm", "#!/bin/false\n")),
+                             stream::Compression::zstd)) +
              arMember("_gpgorigin", "signed") + data + unknown));
     PackageEditor editor = edited.editor();
     editor.control().set("Version", "1.0+b1");
     editor.control().set("Section", "web");
     EXPECT_TRUE(editor.control().remove("Depends"));
     editor.setControlMember("postinst", "#!/bin/sh\n");
+    editor.setControlMember("prerm", "#!/bin/sh\n");
     const EditResult result = editor.write(edited.target);
     const std::string made = edited.made();
     EXPECT_EQ(made.size(), result.packageBytes);
@@ -64,12 +67,15 @@ TEST(PackageEditor, KeepsEveryByteThatNoChangeNames) {
     ASSERT_EQ(result.notes.size(), 1U);
     EXPECT_EQ(messageOf(result.notes[0]),
               "member \"_gpgorigin\": left out: a signature is not valid for a changed package");
-    TarFields script;
-    script.name = "postinst";
-    script.mode = "0000755";
-    script.mtime = "07346545010";
-    const std::string expected =
-        tarOf(strangeMember("unknown", "u") + tarFile("control", after) + tarEntry(script, "#!/bin/sh\n"));
+    const auto script = [](const char* name) {
+        TarFields fields;
+        fields.name = name;
+        fields.mode = "0000755";
+        fields.mtime = "07346545010";
+        return tarEntry(fields, "#!/bin/sh\n");
+    };
+    const std::string expected = tarOf(tarFolder("./") + strangeMember("unknown", "u") +
+                                       tarFile("control", after) + script("./prerm") + script("postinst"));
     const auto entriesOf = [&](const std::string& tar) {
         return listingOf(arOf(headOf() + arMember("data.tar", tar)));
     };
@@ -121,7 +127,12 @@ TEST(PackageEditor, RefusesWhatAnEditWouldBreak) {
     editor.addConffile("bin/tool");
     editor.addConffile("/bin/tool");
     EXPECT_FALSE(editor.removeControlMember("prerm"));
-    editor.write(edited.target);
+    editor.setControlMember("prerm", "true\n");
+    editor.setControlMember("postrm", "true\n");
+    EXPECT_TRUE(editor.removeControlMember("prerm"));
+    const EditResult result = editor.write(edited.target);
+    ASSERT_EQ(result.notes.size(), 1U) << "of the script that is there";
+    EXPECT_THAT(messageOf(result.notes[0]), HasSubstr("postrm"));
     EXPECT_EQ(stream::PackageReader(edited.target).findControlMember("conffiles")->contents, "/bin/tool\n");
 }
 
@@ -130,6 +141,9 @@ TEST(PackageEditor, RefusesErrorsOfVerifyUnlessTheyAreAllowedOrMended) {
     const auto mend = [](PackageEditor& editor) { editor.setControlMember("prerm", "#!/bin/sh\n"); };
     const std::string twice = arMember("data.tar", tarOf(""));
     const std::string sums = tarFile("./md5sums", std::string(32, '0') + "  x\n");
+    const std::string control = tarFile("control", kControlText);
+    const std::string faulty = tarFile("control", kControlText + "Depends: a b\n");
+    const std::string data = arMember("data.tar", tarOf(""));
     const struct {
         std::string bytes;
         const char* code;
@@ -141,6 +155,10 @@ TEST(PackageEditor, RefusesErrorsOfVerifyUnlessTheyAreAllowedOrMended) {
         {packageOf("", tarFile("./prerm", "#!/bin/sh\r\n")), "script-line-end", mend, false, true},
         {arOf(headOf() + twice + arMember("data.tar.gz", gzipOf(tarOf("")))), "member-second", keep, false, false},
         {packageOf(tarFile("./x", "x"), sums), "md5-mismatch", keep, true, false},
+        {arOf(arMember("debian-binary", "2.0\n") + arMember("control.tar.bz2", bzip2Of(tarOf(control))) + data),
+         "member-compression", keep, false, false},
+        {arOf(arMember("debian-binary", "2.0\n") + arMember("control.tar", tarOf(faulty)) + data), "field", keep,
+         false, false},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.code);
@@ -162,7 +180,7 @@ TEST(PackageEditor, RefusesErrorsOfVerifyUnlessTheyAreAllowedOrMended) {
             EXPECT_EQ(refused.code(), c.code);
         }
         EXPECT_THAT(namesBelow(edited.folder.path()), ElementsAre("old.bex"));
-        edited.options.allow = {"ar-trailing", c.code};
+        edited.options.allow = {c.code, "ar-trailing"};
         edit();
         EXPECT_EQ(failureOf([&] {
                       edited.options.allow = {"ar-trailing"};
@@ -204,7 +222,9 @@ TEST(PackageEditor, ReplacesThePackageInPlaceAndKeepsItsMode) {
 }
 
 TEST(PackageEditor, CopiesAlikeWhateverTheKernelCanDo) {
-    const Edited edited(packageOf(tarFile("./noise", noise(3000000))));
+    // Longer than what is copied at once.
+    const Edited edited(
+        arOf(headOf() + arMember("data.tar", tarOf(tarFile("./x", noise(100000) + std::string(34 << 20, 'x'))))));
     const auto edit = [&](FailingSystem& system) {
         PackageEditor editor = edited.editor(system);
         editor.control().set("Version", "2");
@@ -214,12 +234,13 @@ TEST(PackageEditor, CopiesAlikeWhateverTheKernelCanDo) {
     FailingSystem usual;
     const std::string expected = edit(usual);
     EXPECT_LT(usual.count("write"), 10U) << "the payload does not pass through memory";
+    EXPECT_TRUE(Edited::member(expected, "data.tar") == Edited::member(edited.old(), "data.tar"));
     for (const int error : {0, EXDEV, ENOSYS, EOPNOTSUPP}) {
         FailingSystem system;
         if (error != 0) {
             system.failAlways(error, "copyFileRange");
         }
-        system.limitTransfers(100000);
+        system.limitTransfers(1000000);
         EXPECT_EQ(edit(system), expected) << error;
     }
 }
@@ -231,6 +252,12 @@ TEST(PackageEditor, NoticesAPackageThatChangesMeanwhile) {
         std::function<void(const Edited&)> change;
     } cases[] = {
         {"changed while it was read", false, [](const Edited& e) { std::ofstream(e.path, std::ios::app) << "x"; }},
+        {"changed while it was read", false,
+         [](const Edited& e) {
+             const auto time = fs::last_write_time(e.path);
+             e.folder.write("old.bex", std::string(fs::file_size(e.path), 'x'));
+             fs::last_write_time(e.path, time);
+         }},
         {"became shorter while it was read", false, [](const Edited& e) { fs::resize_file(e.path, 300); }},
         {"was replaced while it was edited", true,
          [](const Edited& e) { fs::rename(e.folder.write("other", "other"), e.path); }},
@@ -254,12 +281,21 @@ TEST(PackageEditor, NoticesAPackageThatChangesMeanwhile) {
         EXPECT_EQ(edited.old(), changed);
         EXPECT_THAT(namesBelow(edited.folder.path()), ElementsAre("old.bex"));
     }
+    const Edited copied;
+    stream::PackageWriter writer;
+    const auto touch = [&](const stream::Entry&) {
+        fs::permissions(copied.path, fs::perms(0600));
+        return true;
+    };
+    EXPECT_EQ(failureOf([&] { copied.editor().copyTo(writer, touch); }),
+              copied.path + ": changed while it was read");
 }
 
 TEST(PackageEditor, CopiesToAWriterAndKeepsHardLinksWhole) {
     const std::string files = tarFolder("./") + tarFile("./a", "data") + tarLink("./b", "./a", '1') +
                               tarLink("./c", "./b", '1') + tarFile("./d", "other") + tarLink("./e", "d", '1') +
-                              tarLink("./f", "e", '1') + tarFile("./g", "gone");
+                              tarLink("./f", "e", '1') + tarFile("./g", "gone") + tarFile("./i", "heir") +
+                              tarLink("./j", "./i", '1') + tarLink("./k", "./j", '1') + tarLink("./l", "./i", '1');
     const std::string lists =
         tarFile("./conffiles", "/d\n/g\nremove-on-upgrade /h\n") + tarFile("./preinst", "#!/bin/sh\n");
     const Edited edited(packageOf(files, lists));
@@ -267,14 +303,15 @@ TEST(PackageEditor, CopiesToAWriterAndKeepsHardLinksWhole) {
     PackageEditor editor = edited.editor();
     editor.control().set("Version", "2");
     const auto keep = [](const stream::Entry& entry) {
-        const std::string leftOut = "./a ./e ./g";
+        const std::string leftOut = "./a ./e ./g ./i ./j";
         return leftOut.find(entry.path) == std::string::npos || entry.path == "./";
     };
     EXPECT_THAT(editor.copyTo(writer, keep), ElementsAre("g"));
     writer.write(edited.target);
     EXPECT_THAT(listingOf(edited.made()),
                 testing::MatchesRegex("d0755 .* \\./\nf0644 [^\n]* \\./b = data\nh0644 [^\n]* \\./c -> \\./b\n"
-                                      "f0644 [^\n]* \\./d = other\nh0644 [^\n]* \\./f -> \\./d\n"));
+                                      "f0644 [^\n]* \\./d = other\nh0644 [^\n]* \\./f -> \\./d\n"
+                                      "f0644 [^\n]* \\./k = heir\nh0644 [^\n]* \\./l -> \\./k\n"));
     const stream::PackageReader made(edited.target);
     EXPECT_EQ(*made.control().find("Version"), "2");
     EXPECT_EQ(made.findControlMember("conffiles")->contents, "/d\nremove-on-upgrade /h\n");

@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "bex/stream/PackageWriter.hpp"
 #include "stream/StringSink.hpp"
 #include "stream/edit/Editing.hpp"
 
@@ -56,6 +57,14 @@ TEST(Repack, KeepsBothTarArchivesThroughEveryCompression) {
     }
 }
 
+TEST(Repack, WritesTheFieldsThatWereChanged) {
+    const Edited edited;
+    stream::PackageEditor editor = edited.editor();
+    editor.control().set("Version", "2");
+    editor.repack(edited.target, {Compression::xz, 0});
+    EXPECT_EQ(*stream::PackageReader(edited.target).control().find("Version"), "2");
+}
+
 TEST(Repack, VerifiesThePayloadOnItsWay) {
     const std::string sums = tarFile("./md5sums", std::string(32, '0') + "  x\n");
     const struct {
@@ -65,6 +74,7 @@ TEST(Repack, VerifiesThePayloadOnItsWay) {
         {packageOf(tarFile("./x", "x"), sums), "md5-mismatch"},
         {packageOf(tarFile("../x", "x")), "path-parent"},
         {packageOf("", tarFile("./conffiles", "/gone\n")), "conffile-missing"},
+        {packageOf("", tarFile("./prerm", "#!/bin/sh\r\n")), "script-line-end"},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.code);
@@ -72,10 +82,15 @@ TEST(Repack, VerifiesThePayloadOnItsWay) {
         edited.folder.write("new.bex", "old");
         const auto repack = [&] { edited.editor().repack(edited.target, {Compression::zstd, 1}); };
         EXPECT_NE(failureOf(repack), "");
+        stream::PackageWriter writer;
+        EXPECT_EQ(failureOf([&] { edited.editor().copyTo(writer); }), failureOf(repack)) << "and so does a filter";
         EXPECT_EQ(edited.made(), "old");
         EXPECT_EQ(namesBelow(edited.folder.path()).size(), 2U);
         edited.options.allow = {c.code};
         repack();
+        for (const stream::Member& member : stream::PackageEditor(edited.target, edited.options).members()) {
+            EXPECT_EQ(member.mtime, 1000000000) << member.name;
+        }
         EXPECT_TRUE(payloadTarOf(edited.target) == payloadTarOf(edited.path));
     }
     EXPECT_THAT(failureOf([] {
