@@ -199,12 +199,12 @@ public:
         payload_->confirm(row_);
     }
 
-    std::string_view read() override {
+    Piece read() override {
         // The row is the one that next() gave: this thread alone uses the source.
         const std::string_view bytes = contentsAt(*payload_, row_, read_, block_);
         read_ += bytes.size();
         progress_.add(bytes.size(), row_.entry.path);
-        return bytes;
+        return {bytes, block_};
     }
 
     [[noreturn]] void refuseLink(const Entry& entry, const std::string& reason) const override {

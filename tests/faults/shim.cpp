@@ -88,8 +88,11 @@ bool lacksMemory(const char* call) {
     return failing;
 }
 
+/// What the system takes for a thread's stack it keeps for the next thread.
+thread_local bool isStartingThread = false;
+
 void* counted(void* block) {
-    blocks += block != nullptr ? 1 : 0;
+    blocks += block != nullptr && !isStartingThread ? 1 : 0;
     return block;
 }
 
@@ -224,9 +227,13 @@ void free(void* block) {
     __libc_free(block);
 }
 int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*run)(void*), void* argument) {
-    return lacksMemory("pthread_create")
-               ? EAGAIN
-               : real(&pthread_create, "pthread_create")(thread, attributes, run, argument);
+    if (lacksMemory("pthread_create")) {
+        return EAGAIN;
+    }
+    isStartingThread = true;
+    const int result = real(&pthread_create, "pthread_create")(thread, attributes, run, argument);
+    isStartingThread = false;
+    return result;
 }
 
 int open(const char* path, int flags, ...) {

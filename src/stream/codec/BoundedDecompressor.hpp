@@ -33,6 +33,8 @@ public:
         return bytes;
     }
 
+    std::shared_ptr<const void> hold() override { return inner_->hold(); }
+
     /// Refuses at once what would lead beyond the limit: skipping it would unpack as much as reading it.
     std::uint64_t skip(std::uint64_t size) override {
         require(size);

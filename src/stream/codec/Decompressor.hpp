@@ -26,6 +26,10 @@ public:
     /// stream, a wrong checksum or length, bytes after the end; `limitExceeded`; what the source throws.
     virtual std::string_view next() = 0;
 
+    /// Keeps what next() gave last as it is, in memory of its own, until the last copy of the result is gone. Null
+    /// where that cannot be: it is valid until the next call, as always.
+    virtual std::shared_ptr<const void> hold() { return nullptr; }
+
     /// Passes over up to `size` bytes of what next() has yet to give and tells how many (fewer only at the end).
     /// Whole blocks whose length is known are jumped over, unchecked but for their headers.
     virtual std::uint64_t skip(std::uint64_t size) = 0;

@@ -8,6 +8,7 @@
 
 #include "stream/base/WorkPool.hpp"
 #include "stream/codec/Buffer.hpp"
+#include "stream/codec/BufferStore.hpp"
 #include "stream/codec/CodecError.hpp"
 #include "stream/codec/IndexChain.hpp"
 #include "stream/codec/Inflater.hpp"
@@ -23,14 +24,16 @@ struct PackedBlock {
     std::uint32_t unpacked = 0;          ///< bytes, as its trailer said when the block was passed
     Buffer input;                        ///< deflate data and trailer
     std::optional<SourceOffset> origin;  ///< where a worker reads them, unless they are there
-    Buffer output;
+    std::shared_ptr<Buffer> output;      ///< null until it is unpacked
 };
 
 /// Reads a block, if need be, and unpacks it. Copies share the inflater, which one thread may use at a time.
 class UnpackWork {
 public:
-    UnpackWork(Place place, bool strict)
-        : place_(std::move(place)), inflater_(strict ? makeZlibInflater() : makeLibdeflateInflater()) {}
+    UnpackWork(Place place, bool strict, BufferStore& store)
+        : place_(std::move(place)),
+          inflater_(strict ? makeZlibInflater() : makeLibdeflateInflater()),
+          store_(store) {}
 
     void operator()(PackedBlock& block) const {
         if (block.origin) {
@@ -42,10 +45,13 @@ public:
         // load() has bounded the size by kMaximumBlockBytes before the block came here: a trailer cannot ask for
         // more memory.
         const std::size_t room = std::size_t{expected.size} + 1;  // shows whether there is more
-        block.output.reserve(room);
+        if (block.output == nullptr) {
+            block.output = store_.take();
+        }
+        Buffer& output = *block.output;
+        output.reserve(room);
         inflater_->begin();
-        const Inflater::Step step =
-            inflater_->inflate({block.input.data(), deflateBytes}, block.output.data(), room);
+        const Inflater::Step step = inflater_->inflate({block.input.data(), deflateBytes}, output.data(), room);
         // Before the other checks: where the room is too small the inflater says "open", which would be reported
         // as invalid data.
         if (step.state != Inflater::State::invalid && step.produced == room) {
@@ -60,10 +66,10 @@ public:
         if (step.consumed != deflateBytes) {  // guard: a block's own length
             throw wrongMemberLength(place_, block.offset);
         }
-        const GzipTrailer found{libdeflate_crc32(0, block.output.data(), step.produced),
+        const GzipTrailer found{libdeflate_crc32(0, output.data(), step.produced),
                                 static_cast<std::uint32_t>(step.produced)};
         checkTrailer(expected, found, place_, block.offset);
-        block.output.setSize(step.produced);
+        output.setSize(step.produced);
     }
 
 private:
@@ -87,6 +93,7 @@ private:
 
     Place place_;
     std::shared_ptr<Inflater> inflater_;
+    BufferStore& store_;
 };
 
 /// Deflate data and trailer of a block, in bytes; nothing for a member that has to be streamed.
@@ -118,9 +125,10 @@ public:
         : place_(std::move(place)),
           settings_(settings),
           largestWindow_(jobsInFlight(settings.threads)),
+          window_(std::min<std::size_t>(2, largestWindow_)),
           input_(std::move(input)),
           pool_(settings.threads, largestWindow_,
-                [place = place_, strict = settings.strict] { return UnpackWork(place, strict); }) {}
+                [this] { return UnpackWork(place_, settings_.strict, store_); }) {}
 
     std::string_view next() override {
         giveBack();
@@ -134,7 +142,7 @@ public:
                 }
                 break;
             }
-            const std::string_view bytes = pool_.front().output.view().substr(passed_);
+            const std::string_view bytes = pool_.front().output->view().substr(passed_);
             if (!bytes.empty()) {
                 // Not popped yet: the bytes stay the caller's until its next call.
                 given_ = true;
@@ -144,6 +152,14 @@ public:
             pop();
         }
         return stream_->next();
+    }
+
+    std::shared_ptr<const void> hold() override {
+        if (!given_) {
+            return streaming() ? stream_->hold() : nullptr;
+        }
+        held_ = true;
+        return pool_.front().output;
     }
 
     std::uint64_t skip(std::uint64_t size) override {
@@ -172,6 +188,9 @@ private:
 
     void giveBack() {
         if (std::exchange(given_, false)) {
+            if (std::exchange(held_, false)) {
+                pool_.front().output.reset();  // another's from now on
+            }
             pop();
         }
     }
@@ -202,12 +221,14 @@ private:
         window_ = std::min(window_ * 2, largestWindow_);
     }
 
-    /// With one block in flight there is nothing to do beside it, so this thread unpacks it.
+    /// With one block in flight there is nothing to do beside it, so this thread unpacks it. A short first block
+    /// is often the only one, and unpacked sooner than a thread is started.
     void start() {
-        if (window_ > 1) {
-            pool_.submit();
-        } else {
+        constexpr std::uint32_t shortBytes = std::uint32_t{128} << 10;
+        if (window_ == 1 || (pool_.empty() && pool_.next().unpacked < shortBytes)) {
             pool_.submitHere();
+        } else {
+            pool_.submit();
         }
     }
 
@@ -342,15 +363,17 @@ private:
     const Place place_;
     const DecompressionSettings settings_;
     const std::size_t largestWindow_;
-    std::size_t window_ = 1;  // blocks to have in flight
+    std::size_t window_;  // blocks to have in flight
     const std::shared_ptr<Input> input_;
     std::optional<GzipHeader> header_;  // of the member read last; none at the end
     bool reading_ = true;               // blocks may follow
     bool given_ = false;                // the pool's front is the caller's
+    bool held_ = false;                 // and somebody keeps its bytes
     std::size_t passed_ = 0;            // bytes of the pool's front that were skipped
     std::uint64_t ahead_ = 0;           // unpacked bytes of all blocks in the pool, at least passed_
     std::uint64_t expected_ = std::numeric_limits<std::uint64_t>::max();
     std::exception_ptr failure_;  // of reading
+    BufferStore store_;
     WorkPool<PackedBlock> pool_;
     std::unique_ptr<Decompressor> stream_;  // what follows the blocks
 };

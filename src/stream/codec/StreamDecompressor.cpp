@@ -1,7 +1,8 @@
+#include <memory>
 #include <utility>
 
 #include "stream/base/WorkPool.hpp"
-#include "stream/codec/Buffer.hpp"
+#include "stream/codec/BufferStore.hpp"
 #include "stream/codec/StreamDecoder.hpp"
 
 namespace bex::stream {
@@ -17,6 +18,8 @@ std::size_t chunksInFlight(unsigned threads) {
     return kChunksAhead;
 }
 
+using Chunk = std::shared_ptr<Buffer>;  // null until it is decoded
+
 /// The caller decodes the first chunk itself; a longer stream is decoded by a thread, if threads are wanted.
 /// Exactly one of the two uses decoder_ and ended_: the caller until the first submit(), the pool's only worker
 /// after that.
@@ -27,14 +30,25 @@ public:
         : input_(std::move(input)),
           decoder_(std::move(decoder)),
           chunkBytes_(chunkBytes),
-          pool_(threads, chunksInFlight(threads), [this] { return [this](Buffer& chunk) { decode(chunk); }; }) {
+          pool_(threads, chunksInFlight(threads), [this] { return [this](Chunk& chunk) { decode(chunk); }; }) {
         pool_.keepToOneWorker();  // the bytes of a stream are decoded in order
+    }
+
+    std::shared_ptr<const void> hold() override {
+        if (!given_) {
+            return nullptr;
+        }
+        held_ = true;
+        return pool_.front();
     }
 
 private:
     std::string_view nextPiece() override {
         // The caller asks for the next chunk, and so is done with the last one.
         if (std::exchange(given_, false)) {
+            if (std::exchange(held_, false)) {
+                pool_.front().reset();  // another's from now on
+            }
             pool_.pop();
         }
         if (!std::exchange(begun_, true)) {
@@ -45,13 +59,17 @@ private:
             }
         }
         // A failed chunk stays the front, so that each later call throws its error again.
-        const Buffer& chunk = pool_.front();
+        const Buffer& chunk = *pool_.front();
         given_ = true;
         return chunk.view();
     }
 
     /// Leaves the chunk shorter than chunkBytes_ only at the end, and empty after it.
-    void decode(Buffer& chunk) {
+    void decode(Chunk& slot) {
+        if (slot == nullptr) {
+            slot = store_.take();
+        }
+        Buffer& chunk = *slot;
         chunk.setSize(0);
         if (ended_) {
             return;
@@ -69,8 +87,10 @@ private:
     const std::size_t chunkBytes_;
     bool begun_ = false;
     bool ended_ = false;
-    bool given_ = false;     // the front of the pool is the caller's
-    WorkPool<Buffer> pool_;  // last: its destructor waits for the worker, which uses the others
+    bool given_ = false;  // the front of the pool is the caller's
+    bool held_ = false;   // and somebody keeps its bytes
+    BufferStore store_;
+    WorkPool<Chunk> pool_;  // last: its destructor waits for the worker, which uses the others
 };
 
 }  // namespace

@@ -110,7 +110,7 @@ public:
     bool next(Entry& entry) override { return stream_.next(entry); }
     const std::string& path() const noexcept override { return stream_.path(); }
     void check(const Entry&) override {}  // next() has
-    std::string_view read() override { return stream_.read(); }
+    Piece read() override { return stream_.readToKeep(); }
     [[noreturn]] void refuseLink(const Entry& entry, const std::string& reason) const override {
         stream_.refuseLink(entry, reason);
     }
@@ -180,7 +180,7 @@ ExtractResult extractMembers(const std::vector<ControlMember>& members, const st
         if (const auto path = target.pathOf(member.entry, plainPath(member.entry.path))) {
             std::string_view rest = member.contents;
             // The contents in one piece, then empty: the end.
-            target.make(member.entry, *path, {}, [&rest] { return std::exchange(rest, {}); });
+            target.make(member.entry, *path, {}, [&rest] { return Piece{std::exchange(rest, {}), nullptr}; });
         }
     }
     return target.finish();

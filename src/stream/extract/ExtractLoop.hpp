@@ -22,7 +22,7 @@ public:
     /// Checks the current entry, as far as next() has not, before anything is made of it.
     virtual void check(const Entry& entry) = 0;
     /// The next bytes of the current entry; empty at their end.
-    virtual std::string_view read() = 0;
+    virtual Piece read() = 0;
     /// Throws StreamError (`refused`) about a hard link.
     [[noreturn]] virtual void refuseLink(const Entry& entry, const std::string& reason) const = 0;
 };

@@ -117,8 +117,8 @@ bool Extraction::makeFile(const Entry& entry, const std::string& path, const Con
         kept_.insert(path);
         return false;
     }
-    for (std::string_view piece = contents(); !piece.empty(); piece = contents()) {
-        file.write(piece);
+    for (Piece piece = contents(); !piece.bytes.empty(); piece = contents()) {
+        file.write(piece.bytes);
     }
     file.finish(attributes_);
     return true;
@@ -153,11 +153,11 @@ void Extraction::collect(const Entry& entry, const std::string& path, const Cont
     }
     try {
         std::uint64_t offset = 0;
-        for (std::string_view rest = contents(); !rest.empty();) {
+        for (Piece rest = contents(); !rest.bytes.empty();) {
             const std::size_t size = batch->write(rest);
             offset += size;
-            rest.remove_prefix(size);
-            if (rest.empty()) {
+            rest.bytes.remove_prefix(size);
+            if (rest.bytes.empty()) {
                 rest = contents();
                 continue;
             }

@@ -33,12 +33,12 @@ namespace bex::stream {
 /// (`refused`). So are paths that lead out and types that are not created, for good measure.
 ///
 /// After a failure it only accepts destruction and settle(). Memory: the path and attributes of each directory
-/// entry until the end, four descriptors, and for each of up to eight threads half a MiB and 16 descriptors. Used
-/// by one thread at a time.
+/// entry until the end, four descriptors, and for each of up to eight threads 16 descriptors and what two
+/// KeptBytes of 256 KiB take. Used by one thread at a time.
 class Extraction {
 public:
     /// Returns the next piece of a file's contents, valid until the next call; empty at their end.
-    using Contents = std::function<std::string_view()>;
+    using Contents = std::function<Piece()>;
 
     /// Opens the destination, which is created if it does not exist. `package`, unescaped, begins the messages.
     /// `system` must outlive this. With more than one of `threads`, files are written by threads of its own, some

@@ -14,7 +14,7 @@ void FileBatch::begin(HeldDirectory directory, const std::string& path, const st
         ++directories_;
     }
     File& file = files_.emplace_back();
-    file.begin = contents_.size();
+    file.contents = contents_.begin();
     file.directory = std::move(directory);
     file.name = nameOf(path);
     file.entryPath = entryPath;
@@ -24,20 +24,21 @@ void FileBatch::begin(HeldDirectory directory, const std::string& path, const st
 void FileBatch::beginPart(std::shared_ptr<LargeFile> file, std::uint64_t offset) {
     ++directories_;  // the file has one, and a descriptor of its own once it is created
     File& part = files_.emplace_back();
-    part.begin = contents_.size();
+    part.contents = contents_.begin();
     part.large = std::move(file);
     part.part.offset = offset;
 }
 
-std::size_t FileBatch::write(std::string_view bytes) {
-    const std::size_t size = std::min(bytes.size(), kMostBytes - contents_.size());
-    contents_.append(bytes.data(), size);
-    files_.back().bytes += size;
+std::size_t FileBatch::write(const Piece& piece) {
+    const std::size_t size = std::min(piece.bytes.size(), kMostBytes - contents_.size());
+    if (size != 0) {
+        contents_.add({piece.bytes.substr(0, size), piece.owner}, files_.back().contents);
+    }
     return size;
 }
 
 void FileBatch::dropLast() {
-    contents_.resize(files_.back().begin);
+    contents_.drop(files_.back().contents);
     files_.pop_back();
 }
 
@@ -62,14 +63,13 @@ void FileBatch::make(ExtractContext& context) {
 }
 
 void FileBatch::make(const File& file, ExtractContext& context) const {
-    const std::string_view bytes = std::string_view(contents_).substr(file.begin, file.bytes);
     if (file.large != nullptr) {
-        file.large->write(bytes, file.part, number);
+        file.large->write(contents_, file.contents, file.part, number);
         return;
     }
     context.place = context.place.at(file.entryPath);
     OutputFile output(context, file.directory.descriptor, file.name.c_str());
-    output.write(bytes);
+    contents_.forEach(file.contents, [&output](std::string_view bytes) { output.write(bytes); });
     output.finish(file.attributes);
 }
 

@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "stream/codec/KeptBytes.hpp"
 #include "stream/extract/DirectoryWalk.hpp"
 #include "stream/extract/ExtractContext.hpp"
 #include "stream/extract/LargeFile.hpp"
@@ -28,7 +29,7 @@ public:
 
     /// Adds to the contents of what was begun last and returns how many bytes there was room for: for those of a
     /// small file there always is.
-    std::size_t write(std::string_view bytes);
+    std::size_t write(const Piece& piece);
     /// The part that was begun last is the file's last one.
     void endPart() { files_.back().part.last = true; }
     /// Takes back what was begun last: it has not all of its contents.
@@ -52,8 +53,7 @@ private:
     static constexpr std::size_t kFullDirectories = 8;  // each is a descriptor
 
     struct File {
-        std::size_t begin;  ///< of its contents in contents_
-        std::size_t bytes = 0;
+        KeptBytes::Part contents;
         // Of a small file.
         HeldDirectory directory;
         std::string name;
@@ -68,7 +68,7 @@ private:
 
     std::vector<File> files_;
     std::size_t directories_ = 0;  ///< changes of directory among them
-    std::string contents_;
+    KeptBytes contents_{kMostBytes};
 };
 
 }  // namespace bex::stream

@@ -3,10 +3,10 @@
 #include <cstdint>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <utility>
 
 #include "stream/base/Turns.hpp"
+#include "stream/codec/KeptBytes.hpp"
 #include "stream/extract/DirectoryWalk.hpp"
 #include "stream/extract/ExtractContext.hpp"
 #include "stream/extract/OutputFile.hpp"
@@ -30,7 +30,7 @@ public:
 
     /// Writes a part when those before it are written, and nothing where one of them failed. `job` is the job's
     /// place in the order. Throws StreamError; then call fail().
-    void write(std::string_view bytes, const Part& part, std::uint64_t job);
+    void write(const KeptBytes& contents, const KeptBytes::Part& bytes, const Part& part, std::uint64_t job);
 
     /// The job failed before its part was written, or in it.
     void fail(std::uint64_t job) { turns_.fail(job); }

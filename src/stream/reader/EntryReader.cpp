@@ -14,6 +14,8 @@ class CopiedDecompressor final : public ForwardDecompressor {
 public:
     CopiedDecompressor(std::unique_ptr<Decompressor> inner, Sink& copy) : inner_(std::move(inner)), copy_(copy) {}
 
+    std::shared_ptr<const void> hold() override { return inner_->hold(); }
+
     /// Whether the last piece threw: then nothing can follow it.
     bool failed() const noexcept { return failed_; }
 

@@ -49,6 +49,8 @@ public:
 
     /// As TarReader::read().
     std::string_view read() { return tar_.read(); }
+    /// As Decompressor::hold(), for what read() gave last.
+    std::shared_ptr<const void> hold() { return bytes_.hold(); }
 
 private:
     std::unique_ptr<IndexCheck> indexCheck_;  // null without an index to expect

@@ -43,6 +43,7 @@ EntryReaderSettings PackageStream::controlSettings() const {
     EntryReaderSettings settings;
     settings.unpacking.limits = options_.limits;
     settings.unpacking.strict = strict_;
+    settings.unpacking.threads = threads();
     settings.bytesLimit = {options_.limits.controlBytes, "controlBytes",
                            "the limits controlBytes and md5sumsBytes"};
     return settings;
@@ -169,6 +170,14 @@ void PackageStream::finish() {
     // The members after the payload are checked before success is reported.
     members_.finish();
     progress_.finish();
+}
+
+Piece PackageStream::readToKeep() {
+    const std::string_view bytes = read();
+    if (bytes.empty()) {
+        return {};
+    }
+    return {bytes, payload_->hold()};
 }
 
 std::string_view PackageStream::read() {

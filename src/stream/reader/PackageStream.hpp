@@ -13,6 +13,7 @@
 #include "stream/base/FirstFailure.hpp"
 #include "stream/base/ProgressMeter.hpp"
 #include "stream/base/WorkPool.hpp"
+#include "stream/codec/KeptBytes.hpp"
 #include "stream/reader/EntryReader.hpp"
 #include "stream/reader/PackageMembers.hpp"
 
@@ -85,6 +86,8 @@ public:
 
     /// The next bytes of the current entry, as TarReader::read(); counted for the progress callback.
     std::string_view read();
+    /// The same, for another thread, where the bytes can be kept.
+    Piece readToKeep();
 
     /// Throws StreamError (`refused`) about a hard link of the payload.
     [[noreturn]] void refuseLink(const Entry& entry, const std::string& reason) const {

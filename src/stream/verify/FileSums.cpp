@@ -1,15 +1,12 @@
 #include "stream/verify/FileSums.hpp"
 
 #include <algorithm>
-#include <cstring>
 #include <utility>
 
 namespace bex::stream {
 
 namespace {
 
-/// Enough for many files side by side.
-constexpr std::size_t kBatchBytes = std::size_t{1} << 20;
 /// Empty files take no bytes, but memory all the same.
 constexpr std::size_t kMostParts = 1024;
 
@@ -32,22 +29,30 @@ FileSums::FileSums(unsigned threads, Taker take)
 /// Throws nothing, so that nobody waits for a part that never comes: there is room for all parts of a batch.
 void FileSums::sumUp(Batch& batch, Md5Lanes& lanes) {
     for (Part& part : batch.parts) {
-        const std::string_view bytes = batch.bytes.view().substr(part.begin, part.size);
-        if (part.whole == nullptr) {
-            // All of the file is in this part: nobody else sums it.
-            lanes.add(bytes, part.digest);
+        if (part.whole != nullptr) {
+            addPart(batch, part);
+        } else if (part.contents.pieces > 1) {
+            Md5 sum;
+            batch.bytes.forEach(part.contents,
+                                [&sum](std::string_view bytes) { sum.update(bytes.data(), bytes.size()); });
+            part.digest = sum.hex();
         } else {
-            addPart(bytes, batch.number, part);
+            // All of the file in one piece: side by side with others.
+            std::string_view all;
+            batch.bytes.forEach(part.contents, [&all](std::string_view bytes) { all = bytes; });
+            lanes.add(all, part.digest);
         }
     }
     lanes.finish();
+    // The owners of the bytes need not wait for the batch to be taken.
+    batch.bytes.clear();
 }
 
-void FileSums::addPart(std::string_view bytes, std::uint64_t batch, Part& part) {
+void FileSums::addPart(const Batch& batch, Part& part) {
     // Earlier parts are in earlier batches, which were submitted before and are being summed; none of them ever
     // fails.
-    part.whole->waitFor(part.offset, batch);
-    part.whole->add(bytes);
+    part.whole->waitFor(part.offset, batch.number);
+    batch.bytes.forEach(part.contents, [&part](std::string_view bytes) { part.whole->add(bytes); });
     if (part.last) {
         part.digest = part.whole->sum.hex();
     }
@@ -62,9 +67,6 @@ FileSums::Batch& FileSums::batch() {
         }
         Batch& fresh = pool_.next();
         fresh.number = submitted_;
-        // The same size each time: buffers that are reused are not allocated again.
-        fresh.bytes.reserve(kBatchBytes);
-        fresh.bytes.setSize(0);
         fresh.parts.clear();
         filling_ = true;
     }
@@ -76,7 +78,7 @@ FileSums::Part& FileSums::part() {
     Batch& batch = this->batch();
     if (!begun_) {
         Part& fresh = batch.parts.emplace_back();
-        fresh.begin = batch.bytes.size();
+        fresh.contents = batch.bytes.begin();
         fresh.offset = offset_;
         fresh.whole = whole_;
         begun_ = true;
@@ -85,16 +87,15 @@ FileSums::Part& FileSums::part() {
     return batch.parts.back();
 }
 
-void FileSums::add(std::string_view bytes) {
+void FileSums::add(Piece piece) {
     // Each round fills a part of a batch: at least one byte, as full batches are submitted at once.
-    while (!bytes.empty()) {
+    while (!piece.bytes.empty()) {
         Part& part = this->part();
         Batch& batch = this->batch();
-        const std::size_t size = std::min(bytes.size(), kBatchBytes - batch.bytes.size());
-        std::memcpy(batch.bytes.data() + batch.bytes.size(), bytes.data(), size);
-        batch.bytes.setSize(batch.bytes.size() + size);
+        const std::size_t size = std::min(piece.bytes.size(), kBatchBytes - batch.bytes.size());
+        batch.bytes.add({piece.bytes.substr(0, size), piece.owner}, part.contents);
         part.size += size;
-        bytes.remove_prefix(size);
+        piece.bytes.remove_prefix(size);
         if (batch.bytes.size() == kBatchBytes) {
             submit();
         }
@@ -107,7 +108,7 @@ void FileSums::endFile() {
     begun_ = false;
     offset_ = 0;
     whole_.reset();
-    if (batch().parts.size() >= kMostParts) {
+    if (batch().parts.size() >= kMostParts || batch().bytes.crowded()) {
         submit();
     }
 }

@@ -5,19 +5,18 @@
 #include <functional>
 #include <memory>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "stream/base/WorkPool.hpp"
-#include "stream/codec/Buffer.hpp"
+#include "stream/codec/KeptBytes.hpp"
 #include "stream/control/Md5Lanes.hpp"
 #include "stream/control/OrderedSum.hpp"
 
 namespace bex::stream {
 
-/// MD5 sums of files whose contents come one after the other, made by threads of its own. Contents are copied into
+/// MD5 sums of files whose contents come one after the other, made by threads of its own. Contents are gathered in
 /// batches, so that many small files are one job, and the parts of a large one are summed in order by whoever has
-/// the next. Memory: 1 MiB for each batch, two batches for each thread.
+/// the next. Memory: what KeptBytes of 1 MiB take for each batch, two batches for each thread.
 class FileSums {
 public:
     /// Gets the sum of each file, in order. What it throws comes out of the call that it was made in.
@@ -27,16 +26,19 @@ public:
     FileSums(unsigned threads, Taker take);
 
     /// The next bytes of the current file. May call `take` for earlier files.
-    void add(std::string_view bytes);
+    void add(Piece piece);
     /// The current file is whole; what is added next is another's. May call `take`.
     void endFile();
     /// Calls `take` for every file that is whole.
     void finish();
 
 private:
+    /// Enough for many files side by side.
+    static constexpr std::size_t kBatchBytes = std::size_t{1} << 20;
+
     /// What a batch has of one file.
     struct Part {
-        std::size_t begin = 0;  // in the batch
+        KeptBytes::Part contents;
         std::size_t size = 0;
         std::uint64_t offset = 0;           // in the file
         std::shared_ptr<OrderedSum> whole;  // null where all of the file is in this batch
@@ -45,13 +47,13 @@ private:
     };
     struct Batch {
         std::uint64_t number = 0;
-        Buffer bytes;
+        KeptBytes bytes{kBatchBytes};
         std::vector<Part> parts;
     };
 
     static std::function<void(Batch&)> makeWork();
     static void sumUp(Batch& batch, Md5Lanes& lanes);
-    static void addPart(std::string_view bytes, std::uint64_t batch, Part& part);
+    static void addPart(const Batch& batch, Part& part);
     Batch& batch();
     Part& part();
     void submit();

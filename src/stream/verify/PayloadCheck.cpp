@@ -141,14 +141,15 @@ void PayloadCheck::checkDigest(const Entry& entry) {
 
 /// Reads the contents, so that every block's checksum is checked, and has them summed if their sum is wanted.
 void PayloadCheck::readAll() {
-    for (std::string_view bytes = stream_.read(); !bytes.empty(); bytes = stream_.read()) {
-        if (digests_) {
-            sums_.add(bytes);
+    if (!digests_) {
+        while (!stream_.read().empty()) {
         }
+        return;
     }
-    if (digests_) {
-        sums_.endFile();
+    for (Piece piece = stream_.readToKeep(); !piece.bytes.empty(); piece = stream_.readToKeep()) {
+        sums_.add(std::move(piece));
     }
+    sums_.endFile();
 }
 
 void PayloadCheck::takeHardLink(Awaited link) {

@@ -39,8 +39,9 @@ TEST(Extraction, AsksTheSystemForNoMoreThanASmallFileNeeds) {
     for (const char* name : {"./a/first", "./a/second"}) {
         system.clearLog();
         std::string_view rest = "x";
-        extraction.make(file(name, "").entry, bex::stream::plainPath(name), "",
-                        [&rest] { return std::exchange(rest, {}); });
+        extraction.make(file(name, "").entry, bex::stream::plainPath(name), "", [&rest] {
+            return bex::stream::Piece{std::exchange(rest, {}), nullptr};
+        });
     }
     std::vector<std::string> calls = system.log();
     calls.erase(std::remove(calls.begin(), calls.end(), "fchown"), calls.end());

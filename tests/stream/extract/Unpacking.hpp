@@ -76,8 +76,9 @@ inline void unpack(const std::string& destination, const std::vector<Item>& item
             const bool isLink = i.entry.type == stream::EntryType::hardlink;
             std::string_view rest = i.contents;
             extraction.make(i.entry, stream::plainPath(i.entry.path),
-                            isLink ? stream::plainPath(i.entry.linkTarget) : std::string(),
-                            [&rest] { return std::exchange(rest, {}); });
+                            isLink ? stream::plainPath(i.entry.linkTarget) : std::string(), [&rest] {
+                                return stream::Piece{std::exchange(rest, {}), nullptr};
+                            });
         }
     } catch (...) {
         extraction.settle();
