@@ -153,6 +153,8 @@ TEST(PackageEditor, RefusesErrorsOfVerifyUnlessTheyAreAllowedOrMended) {
     } cases[] = {
         {packageOf("", tarFile("./prerm", "#!/bin/sh\r\n")), "script-line-end", keep, false, false},
         {packageOf("", tarFile("./prerm", "#!/bin/sh\r\n")), "script-line-end", mend, false, true},
+        {packageOf(tarFile("./a", "a") + tarFile("./b", "b"), tarFile("./conffiles", "/a")), "conffile-newline",
+         [](auto& e) { e.addConffile("b"); }, false, true},
         {arOf(headOf() + twice + arMember("data.tar.gz", gzipOf(tarOf("")))), "member-second", keep, false, false},
         {packageOf(tarFile("./x", "x"), sums), "md5-mismatch", keep, true, false},
         {arOf(arMember("debian-binary", "2.0\n") + arMember("control.tar.bz2", bzip2Of(tarOf(control))) + data),
@@ -171,6 +173,7 @@ TEST(PackageEditor, RefusesErrorsOfVerifyUnlessTheyAreAllowedOrMended) {
         edited.options.check = c.payload;
         if (c.mended) {
             edit();
+            EXPECT_THAT(findingsOf(edited.made()), Not(testing::Contains(HasSubstr(c.code))));
             continue;
         }
         try {
