@@ -112,34 +112,30 @@ bool EntryPolicy::checkPath(const Entry& entry) const {
 }
 
 bool EntryPolicy::checkLink(const Entry& entry) const {
-    if (entry.type == EntryType::symlink && entry.linkTarget.empty()) {
+    const std::string& target = entry.linkTarget;
+    const bool isSymlink = entry.type == EntryType::symlink;
+    const bool isHardLink = entry.type == EntryType::hardlink;
+    if (isSymlink && target.empty()) {
         refuse("link-target", "is a symlink without a target", entry);
-        return false;
-    }
-    // Linux refuses such a target only while extracting, when other entries are made already.
-    if (entry.type == EntryType::symlink && entry.linkTarget.size() >= PATH_MAX) {
+    } else if (isSymlink && target.size() >= PATH_MAX) {
+        // Linux refuses such a target only while extracting, when other entries are made already.
         refuse("link-target",
-               "is a symlink with a target of " + std::to_string(entry.linkTarget.size()) + " bytes, more than " +
+               "is a symlink with a target of " + std::to_string(target.size()) + " bytes, more than " +
                    std::to_string(PATH_MAX - 1),
                entry);
-        return false;
-    }
-    if (entry.type != EntryType::hardlink) {
+        // guard: hard links that lead out
+    } else if (isHardLink && (isAbsolute(target) || hasParentComponent(target))) {
+        refuse("hardlink-target", "is a hard link to " + quotedName(target) + ", which leads out of the package",
+               entry);
+        // The target must come earlier in the archive, because an extractor makes the link at once.
+        // guard: hard links to no earlier file
+    } else if (isHardLink && (meansDirectory(target) || !paths_.hasFile(plainPath(target)))) {
+        refuse("hardlink-target",
+               "is a hard link to " + quotedName(target) + ", which is not an earlier file of the package", entry);
+    } else {
         return true;
     }
-    // The target must come earlier in the archive, because an extractor makes the link at once.
-    const std::string target = quotedName(entry.linkTarget);
-    if (isAbsolute(entry.linkTarget) || hasParentComponent(entry.linkTarget)) {  // guard: hard links that lead out
-        refuse("hardlink-target", "is a hard link to " + target + ", which leads out of the package", entry);
-        return false;
-    }
-    // guard: hard links to no earlier file
-    if (meansDirectory(entry.linkTarget) || !paths_.hasFile(plainPath(entry.linkTarget))) {
-        refuse("hardlink-target", "is a hard link to " + target + ", which is not an earlier file of the package",
-               entry);
-        return false;
-    }
-    return true;
+    return false;
 }
 
 void EntryPolicy::checkAttributes(const Entry& entry) const {
