@@ -52,21 +52,21 @@ unsigned passesOf(const WriteOptions& options) {
     return 1;
 }
 
-/// How to make the control archive beside the end of the payload: in a thread of its own where that takes longer
-/// than starting one, else when it is asked for, and there where no thread can be had.
+/// How to make the control archive beside the end of the payload. With xz, where a large one takes half a second,
+/// in a thread of its own, unless liblzma would take hundreds of MiB for it; else when it is asked for.
 std::launch policyFor(const CompressionSettings& settings,
                       const std::map<std::string, std::string>& controlFiles) {
     constexpr std::size_t largeBytes = std::size_t{64} << 10;
-    constexpr int mostXzLevel = 6;  // above it liblzma takes hundreds of MiB for this alone
+    constexpr int mostLevel = 6;
     std::size_t bytes = 0;
     for (const auto& [name, contents] : controlFiles) {
         bytes += contents.size();
     }
-    const bool isTooMuch = settings.compression == Compression::xz && settings.level > mostXzLevel;
-    if (settings.threads == 1 || bytes < largeBytes || isTooMuch) {
+    const bool isSlow = settings.compression == Compression::xz && bytes >= largeBytes;
+    if (settings.threads == 1 || !isSlow || settings.level > mostLevel) {
         return std::launch::deferred;
     }
-    return std::launch::async | std::launch::deferred;
+    return std::launch::async | std::launch::deferred;  // deferred where no thread can be had
 }
 
 /// The check reads what this very process wrote: whatever that asks for is meant.
