@@ -51,8 +51,10 @@ private:
             }
             pool_.pop();
         }
-        if (!std::exchange(begun_, true)) {
-            pool_.submitHere();  // a member that fits into the first chunk needs no thread
+        if (!begun_ || isShort_) {
+            pool_.submitHere();
+            begun_ = true;
+            isShort_ = ended_;
         } else {
             while (!pool_.full()) {
                 pool_.submit();
@@ -86,6 +88,7 @@ private:
     const std::unique_ptr<StreamDecoder> decoder_;
     const std::size_t chunkBytes_;
     bool begun_ = false;
+    bool isShort_ = false;  // the first chunk was all: that needs no thread
     bool ended_ = false;
     bool given_ = false;  // the front of the pool is the caller's
     bool held_ = false;   // and somebody keeps its bytes
