@@ -5,6 +5,7 @@
 #include <fstream>
 #include <functional>
 #include <string>
+#include <vector>
 
 #include "bex/stream/PackageWriter.hpp"
 #include "stream/StringSink.hpp"
@@ -18,8 +19,11 @@ namespace fs = std::filesystem;
 using stream::EditResult;
 using stream::FindingRefused;
 using stream::PackageEditor;
+using testing::AllOf;
 using testing::ElementsAre;
+using testing::Gt;
 using testing::HasSubstr;
+using testing::Lt;
 
 /// The unpacked control archive.
 std::string controlTarOf(const std::string& path) {
@@ -226,8 +230,14 @@ TEST(PackageEditor, ReplacesThePackageInPlaceAndKeepsItsMode) {
 
 TEST(PackageEditor, CopiesAlikeWhateverTheKernelCanDo) {
     // Longer than what is copied at once.
-    const Edited edited(
-        arOf(headOf() + arMember("data.tar", tarOf(tarFile("./x", noise(100000) + std::string(34 << 20, 'x'))))));
+    constexpr std::uint64_t size = std::uint64_t{34} << 20;
+    Edited edited(
+        arOf(headOf() + arMember("data.tar", tarOf(tarFile("./x", noise(100000) + std::string(size, 'x'))))));
+    std::vector<std::uint64_t> done;
+    edited.options.progress = [&done](const stream::Progress& progress) {
+        done.push_back(progress.bytesDone);
+        return true;
+    };
     const auto edit = [&](FailingSystem& system) {
         PackageEditor editor = edited.editor(system);
         editor.control().set("Version", "2");
@@ -237,6 +247,9 @@ TEST(PackageEditor, CopiesAlikeWhateverTheKernelCanDo) {
     FailingSystem usual;
     const std::string expected = edit(usual);
     EXPECT_LT(usual.count("write"), 10U) << "the payload does not pass through memory";
+    ASSERT_GT(done.size(), 1U);
+    EXPECT_THAT(done.front(), AllOf(Gt(size / 2), Lt(size))) << "while it is copied";
+    EXPECT_GT(done.back(), size);
     EXPECT_TRUE(Edited::member(expected, "data.tar") == Edited::member(edited.old(), "data.tar"));
     for (const int error : {0, EXDEV, ENOSYS, EOPNOTSUPP}) {
         FailingSystem system;
@@ -246,6 +259,17 @@ TEST(PackageEditor, CopiesAlikeWhateverTheKernelCanDo) {
         system.limitTransfers(1000000);
         EXPECT_EQ(edit(system), expected) << error;
     }
+}
+
+TEST(PackageEditor, KeepsToTheLimits) {
+    Edited edited;
+    edited.options.limits.controlBytes = 10;
+    const std::string message = failureOf([&] {
+        PackageEditor editor = edited.editor();
+        editor.control().set("Version", "2");
+        editor.write(edited.target);
+    });
+    EXPECT_THAT(message, HasSubstr("controlBytes"));
 }
 
 TEST(PackageEditor, NoticesAPackageThatChangesMeanwhile) {
