@@ -88,7 +88,8 @@ TEST(Repack, VerifiesThePayloadOnItsWay) {
         EXPECT_EQ(namesBelow(edited.folder.path()).size(), 2U);
         edited.options.allow = {c.code};
         repack();
-        for (const stream::Member& member : stream::PackageEditor(edited.target, edited.options).members()) {
+        const stream::PackageEditor made(edited.target, edited.options);
+        for (const stream::Member& member : made.members()) {
             EXPECT_EQ(member.mtime, 1000000000) << member.name;
         }
         EXPECT_TRUE(payloadTarOf(edited.target) == payloadTarOf(edited.path));
