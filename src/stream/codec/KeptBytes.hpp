@@ -16,8 +16,8 @@ struct Piece {
     std::shared_ptr<const void> owner;  ///< keeps the bytes as they are; null: they are valid for the moment
 };
 
-/// Bytes for another thread: held where they are, or copied where nothing keeps them. So many owners at most are
-/// held, because each may keep a whole block; what belongs to further ones is copied.
+/// Bytes for another thread: held where they are, or copied where nothing keeps them. Only a few owners are held,
+/// because each may keep a whole block; what belongs to further ones is copied.
 class KeptBytes {
 public:
     /// Bytes that belong together, in one piece or several.

@@ -52,10 +52,12 @@ void FileSums::addPart(const Batch& batch, Part& part) {
     // Earlier parts are in earlier batches, which were submitted before and are being summed; none of them ever
     // fails.
     part.whole->waitFor(part.offset, batch.number);
-    batch.bytes.forEach(part.contents, [&part](std::string_view bytes) { part.whole->add(bytes); });
+    Md5& sum = part.whole->sum;
+    batch.bytes.forEach(part.contents, [&sum](std::string_view bytes) { sum.update(bytes.data(), bytes.size()); });
     if (part.last) {
-        part.digest = part.whole->sum.hex();
+        part.digest = sum.hex();
     }
+    part.whole->pass(part.size);
 }
 
 /// The batch that is being filled.

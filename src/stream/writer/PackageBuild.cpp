@@ -193,7 +193,7 @@ void PackageBuild::writePayload(Spool& spool) {
     PayloadWriter payload(plan_, collection_, system_, meter_);
     payload.write(spool, settings(), options_);
     makeControlFiles(payload.takeMd5sums());
-    // The last of a stream is compressed by fewer and fewer threads: one of them does this.
+    // The end of a stream keeps fewer and fewer threads busy, so that there is a processor for this beside it.
     std::future<std::string> controlArchive = std::async(policyFor(settings(), controlFiles_), [this] {
         return makeControlArchive(controlFiles_, plan_.commonTime(), settings());
     });

@@ -23,7 +23,7 @@ namespace {
 constexpr std::uint32_t kRootMode = 0755;
 constexpr unsigned kMostThreads = 16;  // each has a directory open
 
-/// A job has one directory for so many entries that are still to be looked at, but at most so many.
+/// The more entries wait to be looked at, the more directories a job gets: one for each so many, up to the most.
 constexpr std::size_t kEntriesForEach = 64;
 constexpr std::size_t kMostDirectories = 16;
 
