@@ -84,8 +84,8 @@ public:
     /// directories' last. Never writes through an existing file or link: it is replaced, or treated as
     /// ExtractOptions::existing says. Refuses devices and FIFOs, and a hard link to a file that is not extracted.
     /// A refused entry ends the extraction before anything of it is written; entries before it stay. If writing an
-    /// entry fails, some later small files may exist already, complete, because threads write them. With onEntry,
-    /// rename, stripComponents or Existing::keep, entries are written strictly in order.
+    /// entry fails, some later ones may exist already, complete, because threads write them. With onEntry, rename,
+    /// stripComponents or Existing::keep, entries are written strictly in order.
     ExtractResult extract(const std::string& destination, const ExtractOptions& options = {});
 
     /// Writes the control members as files into the directory, by the same rules.

@@ -45,6 +45,8 @@ public:
     Place in(std::string member) const;
     /// The entry of that path, as stored, in this member.
     Place at(std::string entry) const;
+    /// Makes this the place of that entry, in the same member.
+    void goTo(std::string_view entry) { entry_ = entry; }
 
     const std::string& package() const noexcept { return package_; }
     /// Null: none.

@@ -28,37 +28,39 @@ Directories::~Directories() {
     }
 }
 
-bool Directories::make(const std::string& path, const RestoredAttributes& attributes) {
-    const int parent = parents_.open(parentOf(path), DirectoryWalk::Missing::make);
-    const char* name = nameOf(path);
-    if (context_.system.mkdirat(parent, name, kUnfinishedMode) != 0) {
-        if (errno != EEXIST) {
-            context_.place.failSystem("create", errno);
-        }
-        if (!useExisting(parent, name)) {
-            return false;
+bool Directories::make(const std::string& path, const RestoredAttributes& attributes, const Place& place) {
+    if (!path.empty()) {
+        const int parent = openParent(path, place);
+        const char* name = nameOf(path);
+        if (context_.system.mkdirat(parent, name, kUnfinishedMode) != 0) {
+            if (errno != EEXIST) {
+                place.failSystem("create", errno);
+            }
+            if (!useExisting(parent, name, place)) {
+                return false;
+            }
         }
     }
-    restoreLater(path, attributes);
+    pending_[path] = attributes;
     return true;
 }
 
 /// Returns false where what exists is kept.
-bool Directories::useExisting(int parent, const char* name) {
+bool Directories::useExisting(int parent, const char* name, const Place& place) const {
     System& system = context_.system;
     struct stat status = {};
     if (system.fstatat(parent, name, &status, AT_SYMLINK_NOFOLLOW) != 0) {
-        context_.place.failSystem("create", errno);
+        place.failSystem("create", errno);
     }
     if (context_.existing == Existing::keep) {
         return false;
     }
     if (!S_ISDIR(status.st_mode)) {
         if (context_.existing == Existing::error) {
-            context_.place.failSystem("create", EEXIST);
+            place.failSystem("create", EEXIST);
         }
         if (system.unlinkat(parent, name, 0) != 0 || system.mkdirat(parent, name, kUnfinishedMode) != 0) {
-            context_.place.failSystem("replace", errno);
+            place.failSystem("replace", errno);
         }
         return true;
     }
@@ -66,7 +68,7 @@ bool Directories::useExisting(int parent, const char* name) {
     const mode_t mode = status.st_mode & 07777U;
     if ((mode & kUnfinishedMode) != kUnfinishedMode &&
         system.fchmodat(parent, name, mode | kUnfinishedMode, AT_SYMLINK_NOFOLLOW) != 0) {
-        context_.place.failSystem("set its mode", errno);
+        place.failSystem("set its mode", errno);
     }
     return true;
 }
@@ -82,17 +84,18 @@ void Directories::restoreAll() {
 }
 
 void Directories::restoreOne(const std::string& path, const RestoredAttributes& attributes) {
-    context_.place = context_.place.at(std::string(orIfEmpty(path, "./")));
+    ExtractContext context = context_;
+    context.place.goTo(orIfEmpty(path, "./"));
     // Walked again, and no directory is made: one that was moved away meanwhile is an error.
-    const int parent = parents_.open(parentOf(path), DirectoryWalk::Missing::refuse);
+    const int parent = parents_.open(parentOf(path), DirectoryWalk::Missing::refuse, context.place);
     const char* name = path.empty() ? "." : nameOf(path);
     // guard: directories' attributes through a symlink
     constexpr int flags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
-    const Descriptor directory(context_.system.openat(parent, name, flags, 0), context_.system);
+    const Descriptor directory(context.system.openat(parent, name, flags, 0), context.system);
     if (!directory) {
-        context_.place.failSystem("open", errno);
+        context.place.failSystem("open", errno);
     }
-    restore(attributes, directory.get(), context_);
+    restore(attributes, directory.get(), context);
 }
 
 }  // namespace bex::stream

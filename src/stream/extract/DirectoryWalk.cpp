@@ -59,38 +59,37 @@ const char* nameOf(const std::string& path) noexcept {
     return path.c_str() + (path.rfind('/') + 1);  // npos + 1 is 0
 }
 
-int DirectoryWalk::open(std::string_view path, Missing missing) {
+int DirectoryWalk::open(std::string_view path, Missing missing, const Place& place) {
     if (path.empty()) {
         return root_;
     }
     if (!last_ || path != lastPath_) {
         // Replaced, not changed: those who hold the old directory keep it open. A walk that throws leaves both
         // members as they were.
-        last_ = std::make_shared<const Descriptor>(walk(path, missing));
+        last_ = std::make_shared<const Descriptor>(walk(path, missing, place));
         lastPath_ = path;
     }
     return last_->get();
 }
 
-HeldDirectory DirectoryWalk::hold(std::string_view path, Missing missing) {
-    const int directory = open(path, missing);
+HeldDirectory DirectoryWalk::hold(std::string_view path, Missing missing, const Place& place) {
+    const int directory = open(path, missing, place);
     // The number in the pair is only valid as long as the second keeps the directory open; the root is the
     // caller's.
     return {directory, directory == root_ ? nullptr : last_};
 }
 
-Descriptor DirectoryWalk::walk(std::string_view path, Missing missing) const {
+Descriptor DirectoryWalk::walk(std::string_view path, Missing missing, const Place& place) const {
     Descriptor current;
     int from = root_;
     while (!path.empty()) {
         // At most PATH_MAX - 1 bytes a call: a path of the package may be longer than what the system takes at
         // once.
         const std::string_view piece = takePiece(path, kPieceBytes);
-        Descriptor next(context_.system.openBeneath(from, std::string(piece).c_str(), kDirectory),
-                        context_.system);
+        Descriptor next(system_.openBeneath(from, std::string(piece).c_str(), kDirectory), system_);
         // Whatever the reason, a missing call or directory or a symlink: one step at a time tells.
         if (!next) {
-            next = walkSlowly(from, piece, missing);
+            next = walkSlowly(from, piece, missing, place);
         }
         // Assigned before `from`: the directory that the walk came from is closed, and its number must not be used
         // again.
@@ -100,35 +99,34 @@ Descriptor DirectoryWalk::walk(std::string_view path, Missing missing) const {
     return current;
 }
 
-Descriptor DirectoryWalk::walkSlowly(int from, std::string_view piece, Missing missing) const {
+Descriptor DirectoryWalk::walkSlowly(int from, std::string_view piece, Missing missing, const Place& place) const {
     Descriptor current;
     while (!piece.empty()) {
         const std::string name(takePiece(piece, 0));
-        current = step(from, name, missing);
+        current = step(from, name, missing, place);
         from = current.get();
     }
     return current;
 }
 
-Descriptor DirectoryWalk::step(int from, const std::string& name, Missing missing) const {
-    System& system = context_.system;
+Descriptor DirectoryWalk::step(int from, const std::string& name, Missing missing, const Place& place) const {
     // O_NOFOLLOW and one component: no symlink can lead anywhere else.
-    Descriptor next(system.openat(from, name.c_str(), kDirectory, 0), system);
+    Descriptor next(system_.openat(from, name.c_str(), kDirectory, 0), system_);
     if (!next && errno == ENOENT && missing == Missing::make) {
-        make(from, name);
+        make(from, name, place);
         // Opened again with O_NOFOLLOW: between the two calls somebody may have put a symlink there.
-        next = Descriptor(system.openat(from, name.c_str(), kDirectory, 0), system);
+        next = Descriptor(system_.openat(from, name.c_str(), kDirectory, 0), system_);
     }
     if (!next) {
-        explain(from, name, errno);
+        explain(from, name, errno, place);
     }
     return next;
 }
 
-void DirectoryWalk::make(int from, const std::string& name) const {
+void DirectoryWalk::make(int from, const std::string& name, const Place& place) const {
     // One that somebody else made meanwhile serves as well.
-    if (context_.system.mkdirat(from, name.c_str(), kImpliedDirectoryMode) != 0 && errno != EEXIST) {
-        context_.place.failSystem("create " + describe(name), errno);
+    if (system_.mkdirat(from, name.c_str(), kImpliedDirectoryMode) != 0 && errno != EEXIST) {
+        place.failSystem("create " + describe(name), errno);
     }
 }
 
@@ -136,20 +134,19 @@ std::string DirectoryWalk::describe(const std::string& name) const {
     return std::string(whose_) + " directory \"" + escapeForDisplay(name) + '"';
 }
 
-void DirectoryWalk::explain(int from, const std::string& name, int errorNumber) const {
+void DirectoryWalk::explain(int from, const std::string& name, int errorNumber, const Place& place) const {
     if (errorNumber == ENOENT) {
-        context_.place.fail(ErrorKind::refused, "destination",
-                            describe(name) + " does not exist in the destination");
+        place.fail(ErrorKind::refused, "destination", describe(name) + " does not exist in the destination");
     }
     if (errorNumber != ENOTDIR && errorNumber != ELOOP) {
-        context_.place.failSystem("open " + describe(name), errorNumber);
+        place.failSystem("open " + describe(name), errorNumber);
     }
     // Only to say more in the message: the decision was made by the failed open.
     struct stat status = {};
     const bool isLink =
-        context_.system.fstatat(from, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 && S_ISLNK(status.st_mode);
+        system_.fstatat(from, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 && S_ISLNK(status.st_mode);
     const char* const what = isLink ? "a symlink" : "not a directory";
-    context_.place.fail(ErrorKind::refused, "destination", describe(name) + " is " + what + " in the destination");
+    place.fail(ErrorKind::refused, "destination", describe(name) + " is " + what + " in the destination");
 }
 
 }  // namespace bex::stream

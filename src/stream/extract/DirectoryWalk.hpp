@@ -4,8 +4,9 @@
 #include <string>
 #include <string_view>
 
-#include "stream/extract/ExtractContext.hpp"
+#include "stream/base/Place.hpp"
 #include "stream/system/Descriptor.hpp"
+#include "stream/system/System.hpp"
 
 namespace bex::stream {
 
@@ -33,28 +34,27 @@ public:
 
     /// `root` is an open directory. `whose` says in messages whose directories they are, such as "its". All must
     /// outlive this.
-    DirectoryWalk(const ExtractContext& context, int root, const char* whose)
-        : context_(context), root_(root), whose_(whose) {}
+    DirectoryWalk(System& system, int root, const char* whose) : system_(system), root_(root), whose_(whose) {}
 
     /// A descriptor (O_PATH) of the directory with this plain path. It belongs to this and is valid until the next
     /// call. Missing directories are made, with mode 0755 less the umask, where that is asked. Throws StreamError:
     /// `refused` where a component is a symlink, otherwise no directory, or missing and not to be made. The path
     /// may be longer than PATH_MAX; the time is that of one system call, where the kernel has openat2, for each 4
     /// KiB of it.
-    int open(std::string_view path, Missing missing);
+    int open(std::string_view path, Missing missing, const Place& place);
 
     /// The same, for as long as it is held.
-    HeldDirectory hold(std::string_view path, Missing missing);
+    HeldDirectory hold(std::string_view path, Missing missing, const Place& place);
 
 private:
-    Descriptor walk(std::string_view path, Missing missing) const;
-    Descriptor walkSlowly(int from, std::string_view piece, Missing missing) const;
-    Descriptor step(int from, const std::string& name, Missing missing) const;
-    void make(int from, const std::string& name) const;
+    Descriptor walk(std::string_view path, Missing missing, const Place& place) const;
+    Descriptor walkSlowly(int from, std::string_view piece, Missing missing, const Place& place) const;
+    Descriptor step(int from, const std::string& name, Missing missing, const Place& place) const;
+    void make(int from, const std::string& name, const Place& place) const;
     std::string describe(const std::string& name) const;
-    [[noreturn]] void explain(int from, const std::string& name, int errorNumber) const;
+    [[noreturn]] void explain(int from, const std::string& name, int errorNumber, const Place& place) const;
 
-    const ExtractContext& context_;
+    System& system_;
     const int root_;
     const char* const whose_;
     std::string lastPath_;

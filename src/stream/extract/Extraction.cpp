@@ -10,20 +10,19 @@
 
 #include "stream/extract/OutputFile.hpp"
 #include "stream/extract/PendingFile.hpp"
+#include "stream/extract/Symlink.hpp"
 
 namespace bex::stream {
 
 namespace {
-
-using Missing = DirectoryWalk::Missing;
 
 constexpr mode_t kDestinationMode = 0777;  // less the umask
 constexpr unsigned kMaxFileThreads = 8;    // also bounds how many directories stay open
 // O_PATH: the destination need not be readable, only searchable.
 constexpr int kDestination = O_PATH | O_DIRECTORY | O_CLOEXEC;
 
-/// Files may be written after what follows them, where nobody is told of each in turn, no two entries can
-/// have one path and nothing depends on what a file meets on the disk.
+/// Threads may make entries, some of them after what follows them, where nobody is told of each in turn, no two
+/// entries can have one path and nothing depends on what an entry meets on the disk.
 bool mayOvertake(const ExtractOptions& options) {
     return !options.onEntry && !options.rename && options.stripComponents == 0 &&
            options.existing != Existing::keep;
@@ -38,7 +37,7 @@ unsigned fileThreads(unsigned threads) {
 /// Follows symlinks: the destination is the caller's.
 Extraction::Destination Extraction::openDestination(const std::string& path, ExtractContext& context) {
     System& system = context.system;
-    context.place = context.place.at(path);
+    context.place.goTo(path);
     Destination result{{system.openat(AT_FDCWD, path.c_str(), kDestination, 0), system}};
     // Opened first, made only if it is missing: what exists keeps its attributes.
     if (!result.directory && errno == ENOENT) {
@@ -60,12 +59,14 @@ Extraction::Extraction(const std::string& destination, const std::string& packag
     : context_(package, options, system),
       destination_(openDestination(destination, context_)),
       batching_(threads > 1 && mayOvertake(options)),
-      pool_(fileThreads(threads), jobsInFlight(fileThreads(threads)),
-            [context = context_] { return [context](FileBatch& batch) mutable { batch.make(context); }; }) {}
+      pool_(fileThreads(threads), jobsInFlight(fileThreads(threads)), [this] {
+          return
+              [this, context = context_](EntryBatch& batch) mutable { batch.make(context, directories_, order_); };
+      }) {}
 
 bool Extraction::make(const Entry& entry, const std::string& path, const std::string& linkPath,
                       const Contents& contents) {
-    context_.place = context_.place.at(entry.path);
+    context_.place.goTo(entry.path);
     // Before the type is looked at: no way of making an entry may see a path that leads out.
     requirePlain(path, "its path");
     if (path.empty() && entry.type != EntryType::directory) {
@@ -78,9 +79,9 @@ bool Extraction::make(const Entry& entry, const std::string& path, const std::st
         case EntryType::file:
             return makeFile(entry, path, contents);
         case EntryType::directory:
-            return makeDirectory(path);
+            return makeDirectory(entry, path);
         case EntryType::symlink:
-            return makeSymlink(path, entry.linkTarget);
+            return makeSymlink(entry, path);
         case EntryType::hardlink:
             return makeHardLink(path, linkPath);
         default:
@@ -111,7 +112,7 @@ bool Extraction::makeFile(const Entry& entry, const std::string& path, const Con
         collect(entry, path, contents);
         return true;
     }
-    OutputFile file(context_, parents_.open(parentOf(path), Missing::make), nameOf(path));
+    OutputFile file(context_, directories_.openParent(path, context_.place), nameOf(path));
     // Nothing is read of the contents: the source skips them.
     if (file.kept()) {
         kept_.insert(path);
@@ -125,11 +126,11 @@ bool Extraction::makeFile(const Entry& entry, const std::string& path, const Con
 }
 
 /// The batch that is being filled, which is this thread's until it is handed over.
-FileBatch& Extraction::batch() {
+EntryBatch& Extraction::batch() {
     while (pool_.full()) {
         takeFront();
     }
-    FileBatch& batch = pool_.next();
+    EntryBatch& batch = pool_.next();
     batch.number = submitted_;
     return batch;
 }
@@ -139,16 +140,20 @@ void Extraction::submitBatch() {
     ++submitted_;
 }
 
+void Extraction::submitIfFull() {
+    if (pool_.next().full()) {
+        submitBatch();
+    }
+}
+
 /// Adds the file to the batch that is being filled, and to as many more as it takes.
 void Extraction::collect(const Entry& entry, const std::string& path, const Contents& contents) {
-    FileBatch* batch = &this->batch();
-    // Held, not only opened: the walk may close the directory before the batch is made.
-    HeldDirectory directory = parents_.hold(parentOf(path), Missing::make);
+    EntryBatch* batch = &this->batch();
     std::shared_ptr<LargeFile> large;
-    if (entry.size <= FileBatch::kSmallFileBytes) {
-        batch->begin(std::move(directory), path, entry.path, attributes_);
+    if (entry.size <= EntryBatch::kSmallFileBytes) {
+        batch->begin(path, entry.path, attributes_);
     } else {
-        large = std::make_shared<LargeFile>(context_, std::move(directory), nameOf(path), attributes_);
+        large = std::make_shared<LargeFile>(context_, path, attributes_);
         batch->beginPart(large, 0);
     }
     try {
@@ -175,9 +180,7 @@ void Extraction::collect(const Entry& entry, const std::string& path, const Cont
     if (large != nullptr) {
         batch->endPart();
     }
-    if (batch->full()) {
-        submitBatch();
-    }
+    submitIfFull();
 }
 
 void Extraction::takeFront() {
@@ -193,49 +196,50 @@ void Extraction::requirePlain(const std::string& path, const char* what) const {
     }
 }
 
-bool Extraction::makeDirectory(const std::string& path) {
-    if (!path.empty()) {
-        return directories_.make(path, attributes_);
-    }
+bool Extraction::makeDirectory(const Entry& entry, const std::string& path) {
     // An existing destination keeps its attributes: it may be /tmp.
-    if (destination_.made) {
-        directories_.restoreLater(path, attributes_);
+    if (path.empty() && !destination_.made) {
+        return true;
     }
+    if (!batching_) {
+        return directories_.make(path, attributes_, context_.place);
+    }
+    batch().addDirectory(path, entry.path, attributes_);
+    submitIfFull();
     return true;
 }
 
-bool Extraction::makeSymlink(const std::string& path, const std::string& target) {
-    if (target.find('\0') != std::string::npos) {
+bool Extraction::makeSymlink(const Entry& entry, const std::string& path) {
+    if (entry.linkTarget.find('\0') != std::string::npos) {
         context_.place.fail(ErrorKind::refused, "destination", "its link target has a NUL");
     }
-    const int directory = parents_.open(parentOf(path), Missing::make);
-    PendingFile link(context_, directory, nameOf(path), [&](const char* name) {
-        return context_.system.symlinkat(target.c_str(), directory, name) == 0;
-    });
-    if (link.kept()) {
-        return false;
+    if (!batching_) {
+        const int directory = directories_.openParent(path, context_.place);
+        return bex::stream::makeSymlink(context_, directory, nameOf(path), entry.linkTarget, attributes_);
     }
-    restoreLink(attributes_, directory, link.current(), context_);
-    link.settle();
+    batch().addSymlink(path, entry.path, attributes_, entry.linkTarget);
+    submitIfFull();
     return true;
 }
 
 bool Extraction::makeHardLink(const std::string& path, const std::string& linkPath) {
     requirePlain(linkPath, "its link target");
-    settle();  // the target may be in a batch
-    if (context_.existing == Existing::keep && keeps(parents_.open(parentOf(path), Missing::make), nameOf(path))) {
+    settle();  // the target may be in a batch, and its directory
+    if (context_.existing == Existing::keep &&
+        keeps(directories_.openParent(path, context_.place), nameOf(path))) {
         // Remembered: a later hard link must not lead to what was there before.
         kept_.insert(path);
         return false;
     }
-    const int targetDirectory = targetParents_.open(parentOf(linkPath), Missing::refuse);
+    const int targetDirectory =
+        targetParents_.open(parentOf(linkPath), DirectoryWalk::Missing::refuse, context_.place);
     // After the walk, which follows no symlink: the target is a file below the destination.
     const struct stat target = requireRegularFile(targetDirectory, nameOf(linkPath));
     if (kept_.count(linkPath) != 0) {
         context_.place.fail(ErrorKind::refused, "destination", "its link target was there before and is kept");
     }
     // Opened after the checks: the descriptor of open() is valid until its next call.
-    const int directory = parents_.open(parentOf(path), Missing::make);
+    const int directory = directories_.openParent(path, context_.place);
     // With Existing::error it counts as something in the way, like any other file.
     if (context_.existing != Existing::error && isLinkOf(target, directory, nameOf(path))) {
         return true;

@@ -8,11 +8,12 @@
 
 #include "bex/stream/Entry.hpp"
 #include "bex/stream/ExtractOptions.hpp"
+#include "stream/base/Turns.hpp"
 #include "stream/base/WorkPool.hpp"
 #include "stream/extract/Directories.hpp"
 #include "stream/extract/DirectoryWalk.hpp"
+#include "stream/extract/EntryBatch.hpp"
 #include "stream/extract/ExtractContext.hpp"
-#include "stream/extract/FileBatch.hpp"
 #include "stream/extract/RestoredAttributes.hpp"
 #include "stream/system/Descriptor.hpp"
 #include "stream/system/System.hpp"
@@ -29,8 +30,7 @@ namespace bex::stream {
 ///
 /// Whether an entry is allowed at all (its type, doubled paths) is decided before it comes here. What only the
 /// disk shows (a symlink on the way, a hard link's target that is not a regular file) is refused here with
-/// StreamError
-/// (`refused`). So are paths that lead out and types that are not created, for good measure.
+/// StreamError (`refused`). So are paths that lead out and types that are not created, for good measure.
 ///
 /// After a failure it only accepts destruction and settle(). Memory: the path and attributes of each directory
 /// entry until the end, four descriptors, and for each of up to eight threads 16 descriptors and what two
@@ -41,9 +41,9 @@ public:
     using Contents = std::function<Piece()>;
 
     /// Opens the destination, which is created if it does not exist. `package`, unescaped, begins the messages.
-    /// `system` must outlive this. With more than one of `threads`, files are written by threads of its own, some
-    /// of them while later entries are; each is complete, and the first failure in the order of the entries is the
-    /// one that is thrown. PackageReader::extract() says which options keep the order strict.
+    /// `system` must outlive this. With more than one of `threads`, all but hard links is made by threads of its
+    /// own, some of it while later entries are; each is complete, and the first failure in the order of the
+    /// entries is the one that is thrown. PackageReader::extract() says which options keep the order strict.
     Extraction(const std::string& destination, const std::string& package, const ExtractOptions& options,
                System& system, unsigned threads = 1);
     Extraction(const Extraction&) = delete;  // members hold addresses of others
@@ -76,27 +76,28 @@ private:
     static Destination openDestination(const std::string& path, ExtractContext& context);
     bool makeFile(const Entry& entry, const std::string& path, const Contents& contents);
     void collect(const Entry& entry, const std::string& path, const Contents& contents);
-    bool makeDirectory(const std::string& path);
-    bool makeSymlink(const std::string& path, const std::string& target);
+    bool makeDirectory(const Entry& entry, const std::string& path);
+    bool makeSymlink(const Entry& entry, const std::string& path);
     bool makeHardLink(const std::string& path, const std::string& linkPath);
     bool keeps(int directory, const char* name) const;
     struct stat requireRegularFile(int directory, const char* name) const;
     bool isLinkOf(const struct stat& file, int directory, const char* name) const;
     void requirePlain(const std::string& path, const char* what) const;
-    FileBatch& batch();
+    EntryBatch& batch();
     void submitBatch();
+    void submitIfFull();
     void takeFront();
 
     ExtractContext context_;
     Destination destination_;
-    DirectoryWalk parents_{context_, destination_.directory.get(), "its"};
-    DirectoryWalk targetParents_{context_, destination_.directory.get(), "its link target's"};
-    Directories directories_{context_, parents_};
-    RestoredAttributes attributes_;  // of the entry at hand
-    std::set<std::string> kept_;     // paths of files that were there before
+    DirectoryWalk targetParents_{context_.system, destination_.directory.get(), "its link target's"};
+    Directories directories_{context_, destination_.directory.get()};  // while batches are made, theirs in turn
+    RestoredAttributes attributes_;                                    // of the entry at hand
+    std::set<std::string> kept_;                                       // paths of files that were there before
     const bool batching_;
     std::uint64_t submitted_ = 0;  // batches
-    WorkPool<FileBatch> pool_;
+    Turns order_;                  // of batches
+    WorkPool<EntryBatch> pool_;
 };
 
 }  // namespace bex::stream

@@ -8,7 +8,7 @@ void LargeFile::write(const KeptBytes& contents, const KeptBytes::Part& bytes, c
         return;  // the failure of the earlier part is the one to be reported
     }
     if (!output_) {
-        output_.emplace(context_, directory_.descriptor, name_.c_str());
+        output_.emplace(context_, directory_.descriptor, nameOf(path_));
     }
     std::uint64_t size = 0;
     contents.forEach(bytes, [&](std::string_view piece) {

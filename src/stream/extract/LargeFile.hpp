@@ -7,6 +7,7 @@
 
 #include "stream/base/Turns.hpp"
 #include "stream/codec/KeptBytes.hpp"
+#include "stream/extract/Directories.hpp"
 #include "stream/extract/DirectoryWalk.hpp"
 #include "stream/extract/ExtractContext.hpp"
 #include "stream/extract/OutputFile.hpp"
@@ -23,10 +24,12 @@ public:
         bool last;
     };
 
-    /// `context` has the entry's place.
-    LargeFile(const ExtractContext& context, HeldDirectory directory, std::string name,
-              const RestoredAttributes& attributes)
-        : context_(context), directory_(std::move(directory)), name_(std::move(name)), attributes_(attributes) {}
+    /// `path` is the plain path; `context` has the entry's place.
+    LargeFile(const ExtractContext& context, std::string path, const RestoredAttributes& attributes)
+        : context_(context), path_(std::move(path)), attributes_(attributes) {}
+
+    /// Call before the first part is written. Throws StreamError.
+    void openDirectory(Directories& directories) { directory_ = directories.holdParent(path_, context_.place); }
 
     /// Writes a part when those before it are written, and nothing where one of them failed. `job` is the job's
     /// place in the order. Throws StreamError; then call fail().
@@ -37,9 +40,9 @@ public:
 
 private:
     const ExtractContext context_;  // its own: the file may outlive the job that creates it
-    const HeldDirectory directory_;
-    const std::string name_;
+    const std::string path_;
     const RestoredAttributes attributes_;
+    HeldDirectory directory_;  // of the jobs with the first and the last part
     Turns turns_;
     std::optional<OutputFile> output_;  // of whoever has the turn
 };

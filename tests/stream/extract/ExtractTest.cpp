@@ -63,7 +63,8 @@ TEST(Extract, KeepsWhatExistsAndLinksNothingToIt) {
     }
 }
 
-/// Folders of small files with larger ones, some of several batches, links and other names among them.
+/// Folders of small files with larger ones, some of several batches, links, other folders (one without an entry)
+/// and other names among them.
 std::string manySmallFiles() {
     std::string entries;
     for (std::size_t folder = 0; folder < 10; ++folder) {
@@ -73,7 +74,11 @@ std::string manySmallFiles() {
         for (std::size_t i = 0; i < 25; ++i) {
             entries += tarFile(path + 'f' + std::to_string(i), std::string(i * 400, static_cast<char>('a' + i)));
         }
-        entries += tarFile(path + "large", large) + tarLink(path + "h", path + "f24", '1');
+        entries += tarFile(path + "down/x", "x") + tarFile(path + "large", large) + tarFolder(path + "e/") +
+                   tarFile(path + "e/x", "x");
+        if (folder % 4 == 3) {  // a hard link waits for all before it
+            entries += tarLink(path + "h", path + "f24", '1');
+        }
     }
     return entries;
 }
@@ -89,7 +94,7 @@ TEST(Extract, ManyThreadsMakeWhatOneMakes) {
     const TemporaryDirectory folder;
     ASSERT_EQ(extracting(manySmallFiles(), folder / "one", 1), "");
     const unpacking::Tree expected = unpacking::treeBelow(folder / "one");
-    ASSERT_EQ(expected.size(), 10U * 29);
+    ASSERT_EQ(expected.size(), 10U * 32 + 2);
     for (int round = 0; round < 3; ++round) {
         const std::string to = folder / std::to_string(round);
         ASSERT_EQ(extracting(manySmallFiles(), to, 4), "");
@@ -98,16 +103,22 @@ TEST(Extract, ManyThreadsMakeWhatOneMakes) {
 }
 
 TEST(Extract, TheFirstFailureIsToldHoweverManyThreadsWorkOnWhatFollows) {
-    // Three faults of which the disk tells the first two and the archive the third, which is met long before.
+    // Faults of which the disk tells all but the last one, which the archive tells, and which is met long before.
     const std::string entries = manySmallFiles() + tarFile("../x");
-    for (const std::string first : {"d3/f7", "d0/f0", "d7/large", "d9/f24"}) {
+    for (const std::string first : {"d3/f7", "d0/f0", "d7/large", "d8/s", "d9/f24", "d9/down/x"}) {
         for (const unsigned threads : {1U, 4U}) {
             SCOPED_TRACE(first + ", threads " + std::to_string(threads));
             const TemporaryDirectory folder;
-            std::filesystem::create_directories(folder / "to/d9/f24");
-            std::filesystem::create_directories(folder / ("to/" + first));
+            const bool atDirectory = first == "d9/down/x";
+            std::filesystem::create_directories(folder / (atDirectory ? "to/d9" : "to/d9/f24"));
+            std::filesystem::create_symlink("/", folder / "to/d9/down");
+            if (!atDirectory) {
+                std::filesystem::create_directories(folder / ("to/" + first));
+            }
             EXPECT_EQ(extracting(entries, folder / "to", threads),
-                      "p.bex: ./" + first + ": can't replace: Is a directory");
+                      "p.bex: ./" + first +
+                          (atDirectory ? ": its directory \"down\" is a symlink in the destination"
+                                       : ": can't replace: Is a directory"));
             for (const auto& [path, description] : unpacking::treeBelow(folder / "to")) {
                 EXPECT_EQ(path.find(".bex-"), std::string::npos) << path;
                 EXPECT_NE(description.substr(0, 6), "f 0600") << path;
