@@ -17,9 +17,13 @@ Digests::Digests(const std::vector<Md5sum>& sums, Place control, Place payload)
         list(sum);
     }
     // Of two lines for one path the first counts; it stands further in front in the text.
-    std::sort(listed_.begin(), listed_.end(), [](const Listed& left, const Listed& right) {
+    const auto precedes = [](const Listed& left, const Listed& right) {
         return std::pair(left.path, left.digest.data()) < std::pair(right.path, right.digest.data());
-    });
+    };
+    // Most lists are in order.
+    if (!std::is_sorted(listed_.begin(), listed_.end(), precedes)) {
+        std::sort(listed_.begin(), listed_.end(), precedes);
+    }
     const auto samePath = [&](const Listed& first, const Listed& next) {
         if (first.path != next.path) {
             return false;
@@ -43,17 +47,21 @@ void Digests::list(const Md5sum& sum) {
 }
 
 Digests::Listed* Digests::find(std::string_view path) {
-    // Binary search in the list sorted by path; a payload may have a million files.
-    const auto found =
-        std::lower_bound(listed_.begin(), listed_.end(), path,
-                         [](const Listed& listed, std::string_view wanted) { return listed.path < wanted; });
-    if (found == listed_.end() || found->path != path) {
-        return nullptr;
+    // The list and the payload often have one order.
+    if (next_ == listed_.size() || listed_[next_].path != path) {
+        // Binary search: a payload may have a million files.
+        const auto found =
+            std::lower_bound(listed_.begin(), listed_.end(), path,
+                             [](const Listed& listed, std::string_view wanted) { return listed.path < wanted; });
+        if (found == listed_.end() || found->path != path) {
+            return nullptr;
+        }
+        next_ = static_cast<std::size_t>(found - listed_.begin());
     }
-    return &*found;
+    return &listed_[next_++];
 }
 
-void Digests::takeFile(const Name& file, const std::string& digest) {
+void Digests::takeFile(const Name& file, std::string_view digest) {
     Listed* listed = find(file.path);
     if (listed == nullptr) {
         // A hard link may lead to it later, and has the same contents.
@@ -65,11 +73,11 @@ void Digests::takeFile(const Name& file, const std::string& digest) {
     }
     listed->seen = true;
     // Either case is accepted in the list; the sums here are in lower case.
-    const std::string expected = lowerCase(listed->digest);
-    if (expected != digest) {
+    if (!equalIgnoringCase(listed->digest, digest)) {
         others_[file.path] = digest;
         payload_.at(file.entry)
-            .note("md5-mismatch", "has MD5 sum " + digest + ", not " + expected + " as in md5sums",
+            .note("md5-mismatch",
+                  "has MD5 sum " + std::string(digest) + ", not " + lowerCase(listed->digest) + " as in md5sums",
                   Severity::error);
     }
 }

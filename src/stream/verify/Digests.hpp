@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <deque>
 #include <map>
 #include <string>
@@ -27,7 +28,7 @@ public:
     };
 
     /// Tells of a file of the payload and its sum.
-    void takeFile(const Name& file, const std::string& digest);
+    void takeFile(const Name& file, std::string_view digest);
     /// Tells of a hard link; `target` is an earlier file's path in plainPath() form.
     void takeHardLink(const Name& link, const std::string& target);
     /// Reports what is listed and was not told of. Call once, last.
@@ -44,6 +45,7 @@ private:
     Listed* find(std::string_view path);
 
     std::vector<Listed> listed_;                 // sorted by path
+    std::size_t next_ = 0;                       // in listed_, behind what was found last
     std::deque<std::string> respelled_;          // paths that do not stand in the text in plainPath() form
     std::map<std::string, std::string> others_;  // actual digests of files that md5sums lacks or has wrong
     Place control_;

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <string>
+#include <string_view>
 #include <vector>
 
 #include "stream/base/WorkPool.hpp"
@@ -20,7 +20,7 @@ namespace bex::stream {
 class FileSums {
 public:
     /// Gets the sum of each file, in order. What it throws comes out of the call that it was made in.
-    using Taker = std::function<void(const std::string& digest)>;
+    using Taker = std::function<void(std::string_view digest)>;
 
     /// `threads`: what all of the reading may use. With one the calls do the work.
     FileSums(unsigned threads, Taker take);

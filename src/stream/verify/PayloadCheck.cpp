@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <climits>
+#include <utility>
 
 #include "bex/stream/Escape.hpp"
 #include "stream/base/Text.hpp"
@@ -50,7 +51,7 @@ PayloadCheck::PayloadCheck(PackageStream& stream, Place place, PayloadDepth dept
     : stream_(stream),
       place_(std::move(place)),
       depth_(depth),
-      sums_(stream.threads(), [this](const std::string& digest) { takeSum(digest); }) {
+      sums_(stream.threads(), [this](std::string_view digest) { takeSum(digest); }) {
     // Everything that goes to the handler waits until the sums of earlier entries have been reported.
     place_.handler()->reportFirst([this] { settle(); });
 }
@@ -89,16 +90,17 @@ void PayloadCheck::run(const std::function<void(const Entry&)>& onEntry) {
 
 /// What this reader accepts and dpkg does not.
 void PayloadCheck::checkForDpkg(const Entry& entry) const {
-    const Place place = place_.at(entry.path);
     if (stream_.lacksParent()) {
-        place.note("parent-missing", "comes before an entry for its directory; dpkg then cannot create it",
-                   Severity::error);
+        place_.at(entry.path)
+            .note("parent-missing", "comes before an entry for its directory; dpkg then cannot create it",
+                  Severity::error);
     }
     if (isLongForDpkg(stream_.path())) {
-        place.note("path-long", "has a name that is too long for dpkg", Severity::error);
+        place_.at(entry.path).note("path-long", "has a name that is too long for dpkg", Severity::error);
     }
     if (entry.path.find('\n') != std::string::npos) {
-        place.note("path-newline", "has a name with a newline, which dpkg refuses", Severity::error);
+        place_.at(entry.path)
+            .note("path-newline", "has a name with a newline, which dpkg refuses", Severity::error);
     }
 }
 
@@ -126,12 +128,12 @@ void PayloadCheck::checkDigest(const Entry& entry) {
     const bool file = entry.type == EntryType::file;
     if (digests_ && (file || entry.type == EntryType::hardlink)) {
         const std::string& path = stream_.path();
-        const Digests::Name name{entry.path, path, conffiles_ && conffiles_->contains(path)};
+        Digests::Name name{entry.path, path, conffiles_ && conffiles_->contains(path)};
         if (file) {
             // Before its contents are read: takeSum() may be called while that goes on.
-            awaited_.push_back({name, std::nullopt});
+            awaited_.push_back({std::move(name), std::nullopt});
         } else {
-            takeHardLink({name, plainPath(entry.linkTarget)});
+            takeHardLink({std::move(name), plainPath(entry.linkTarget)});
         }
     }
     if (file) {
@@ -166,7 +168,7 @@ void PayloadCheck::takeHardLink(Awaited link) {
 }
 
 /// Holds the sum of the first file awaited, and the hard links behind it, against the list.
-void PayloadCheck::takeSum(const std::string& digest) {
+void PayloadCheck::takeSum(std::string_view digest) {
     taking_ = true;
     // Not empty: FileSums gives one sum for each file, and a file was added before it.
     const Awaited file = std::move(awaited_.front());

@@ -4,6 +4,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "stream/control/Conffiles.hpp"
@@ -49,7 +50,7 @@ private:
     void checkDigest(const Entry& entry);
     void readAll();
     void takeHardLink(Awaited link);
-    void takeSum(const std::string& digest);
+    void takeSum(std::string_view digest);
     void settle();
 
     PackageStream& stream_;
