@@ -1,12 +1,14 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string_view>
 
 #include "bex/stream/Compression.hpp"
 #include "bex/stream/Limits.hpp"
 #include "stream/base/Place.hpp"
+#include "stream/codec/BlockForecast.hpp"
 #include "stream/system/ByteStream.hpp"
 
 namespace bex::stream {
@@ -64,6 +66,9 @@ struct DecompressionSettings {
     /// Sees the members of gzip, from whichever thread reads the source; null: nobody. It must outlive the result,
     /// and is complete when next() has returned nothing.
     BlockWatch* watch = nullptr;
+    /// Called once at most, at the first jump over blocks of gzip where several threads may work; blocks that are
+    /// wanted are then unpacked ahead. Empty or null: no block is, as another jump may follow.
+    std::function<std::unique_ptr<BlockForecast>()> forecast = {};
 };
 
 /// Decompresses what is left of `source` (which ends where the member ends and must outlive the result).

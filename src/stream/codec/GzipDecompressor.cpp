@@ -24,6 +24,7 @@ struct PackedBlock {
     std::uint32_t unpacked = 0;          ///< bytes, as its trailer said when the block was passed
     Buffer input;                        ///< deflate data and trailer
     std::optional<SourceOffset> origin;  ///< where a worker reads them, unless they are there
+    bool wanted = true;                  ///< to be unpacked; false: only if it is asked for after all
     std::shared_ptr<Buffer> output;      ///< null until it is unpacked
 };
 
@@ -36,6 +37,12 @@ public:
           store_(store) {}
 
     void operator()(PackedBlock& block) const {
+        if (block.wanted) {
+            unpack(block);
+        }
+    }
+
+    void unpack(PackedBlock& block) const {
         if (block.origin) {
             readInput(block);
         }
@@ -116,9 +123,10 @@ std::optional<std::size_t> blockBytes(const GzipHeader& header, const Place& pla
 
 /// Unpacks in one of two modes. It begins with blocks: next() reads the headers of up to window_ blocks ahead and
 /// has the pool unpack them, while skip() jumps over blocks that lie wholly inside, unread but for header and
-/// trailer. At the first member that is not a block it changes to a stream for good: stream_ then owns the rest of
-/// the input. This thread alone reads the input and the pool's front; a worker has a block from submit() until it
-/// is the front.
+/// trailer. Where a forecast says which blocks will be asked for, those that will not be pass through the pool as
+/// they are. At the first member that is not a block it changes to a stream for good: stream_ then owns the rest
+/// of the input. This thread alone reads the input and the pool's front; a worker has a block from submit() until
+/// it is the front.
 class GzipDecompressor final : public Decompressor {
 public:
     GzipDecompressor(std::shared_ptr<Input> input, Place place, const DecompressionSettings& settings)
@@ -142,6 +150,7 @@ public:
                 }
                 break;
             }
+            unpackUnforeseen(pool_.front());
             const std::string_view bytes = pool_.front().output->view().substr(passed_);
             if (!bytes.empty()) {
                 // Not popped yet: the bytes stay the caller's until its next call.
@@ -225,11 +234,31 @@ private:
     /// is often the only one, and unpacked sooner than a thread is started.
     void start() {
         constexpr std::uint32_t shortBytes = std::uint32_t{128} << 10;
-        if (window_ == 1 || (pool_.empty() && pool_.next().unpacked < shortBytes)) {
+        PackedBlock& block = pool_.next();
+        block.wanted = !following_ || forecast_->isWanted(position_ - block.unpacked, position_);
+        if (!block.wanted || window_ == 1 || (pool_.empty() && block.unpacked < shortBytes)) {
             pool_.submitHere();
         } else {
             pool_.submit();
         }
+    }
+
+    /// A block is asked for that was not wanted: what comes after it may be read, too.
+    void unpackUnforeseen(PackedBlock& block) {
+        if (!block.wanted) {
+            following_ = false;
+            UnpackWork(place_, settings_.strict, store_).unpack(block);
+        }
+    }
+
+    /// Unpacking ahead after a jump would be work for nothing where another one follows, as far as nobody knows
+    /// better.
+    void beginJump() {
+        if (settings_.threads > 1 && settings_.forecast && !std::exchange(askedForecast_, true)) {
+            forecast_ = settings_.forecast();
+        }
+        following_ = forecast_ != nullptr;
+        window_ = following_ ? largestWindow_ : 1;
     }
 
     /// Keeps a failure of reading until what was read before it has been given.
@@ -282,7 +311,7 @@ private:
     }
 
     /// What the block after header_ unpacks to, as its trailer says. Called once for each block.
-    std::uint32_t unpackedSize(const char* trailer) const {
+    std::uint32_t unpackedSize(const char* trailer) {
         const std::uint32_t size = decodeTrailer(trailer).size;
         if (size > kMaximumBlockBytes) {  // guard: blocks beyond the largest
             throw damagedError(place_, memberAt(header_->offset) + ": wrong length: a block of " +
@@ -292,6 +321,7 @@ private:
         if (settings_.watch != nullptr) {
             settings_.watch->see(*header_, size);
         }
+        position_ += size;
         return size;
     }
 
@@ -317,8 +347,7 @@ private:
         if (!bytes) {
             return 0;
         }
-        // A jump may be followed by another: unpacking ahead would be work for nothing.
-        window_ = 1;
+        beginJump();
         // No block is longer, so this one lies wholly inside. Its data need not be read.
         if (size >= kMaximumBlockBytes) {
             return jump(*bytes);
@@ -330,9 +359,8 @@ private:
             return unpacked;
         }
         ahead_ += unpacked;
-        // Unpacked by this thread, at once. The pool was empty, so that this block is its front, of which `size`
-        // bytes are passed.
-        pool_.submitHere();
+        // The pool was empty, so that this block is its front, of which `size` bytes are passed.
+        start();
         passed_ = static_cast<std::size_t>(size);
         return size;
     }
@@ -372,6 +400,10 @@ private:
     std::size_t passed_ = 0;            // bytes of the pool's front that were skipped
     std::uint64_t ahead_ = 0;           // unpacked bytes of all blocks in the pool, at least passed_
     std::uint64_t expected_ = std::numeric_limits<std::uint64_t>::max();
+    std::uint64_t position_ = 0;  // where the next block begins in what comes out
+    bool askedForecast_ = false;
+    std::unique_ptr<BlockForecast> forecast_;
+    bool following_ = false;      // only blocks that are wanted are unpacked ahead
     std::exception_ptr failure_;  // of reading
     BufferStore store_;
     WorkPool<PackedBlock> pool_;

@@ -148,12 +148,8 @@ const IndexedPayload::Hashes& IndexedPayload::hashes() const {
     return hashes_.get([this] {
         Hashes every;
         every.reserve(size());
-        for (std::size_t group = 0; group < index_.groups(); ++group) {
-            // Past the cache: going through all groups would displace those that are in use.
-            for (const IndexRow& row : index_.rows(group)) {
-                every.emplace_back(hashOf(plainPath(row.entry.path)), every.size());
-            }
-        }
+        forEachRow(
+            [&](const IndexRow& row) { every.emplace_back(hashOf(plainPath(row.entry.path)), every.size()); });
         // By hash, then by number: of equal paths the first entry is found.
         std::sort(every.begin(), every.end());
         return every;

@@ -71,9 +71,20 @@ public:
     const Place& place() const noexcept { return place_; }
     std::size_t size() const noexcept { return static_cast<std::size_t>(index_.entries()); }
     std::uint64_t indexBytes() const noexcept { return footer_.bytes + kIndexFooterBytes; }
+    std::uint64_t blocks() const noexcept { return index_.blocks(); }
     std::uint64_t blockBytes() const noexcept { return index_.blockBytes(); }
 
     IndexRow row(std::size_t number) const;
+    /// Calls with each row in order, with a group of them in memory at a time.
+    template <typename Visit>
+    void forEachRow(Visit visit) const {
+        for (std::size_t group = 0; group < index_.groups(); ++group) {
+            // Past the cache: going through all groups would displace those that are in use.
+            for (const IndexRow& row : index_.rows(group)) {
+                visit(row);
+            }
+        }
+    }
     std::optional<std::size_t> find(std::string_view plain) const;
     /// The row that holds the contents of the row of that number: itself or, for a hard link, the file that it
     /// leads to; nothing where there is none.

@@ -9,6 +9,7 @@
 #include "stream/base/Text.hpp"
 #include "stream/codec/IndexChain.hpp"
 #include "stream/reader/ControlArchive.hpp"
+#include "stream/reader/HeaderForecast.hpp"
 
 namespace bex::stream {
 
@@ -89,8 +90,14 @@ void PackageStream::openPayload() {
     // A copy, as in readControl().
     const Member member = members_.open(MemberRole::data);
     dataMember_ = member.name;
-    payload_ = std::make_unique<EntryReader>(members_.contents(), member.compression, payloadSettings(member),
-                                             place_.in(member.name));
+    EntryReaderSettings settings = payloadSettings(member);
+    if (const std::optional<SourceOffset> origin = members_.contents().origin()) {
+        settings.unpacking.forecast = [source = origin->source, member, limits = options_.limits] {
+            return forecastHeaders(source, member, limits);
+        };
+    }
+    payload_ =
+        std::make_unique<EntryReader>(members_.contents(), member.compression, settings, place_.in(member.name));
 }
 
 std::optional<std::uint64_t> PackageStream::indexBytes() {

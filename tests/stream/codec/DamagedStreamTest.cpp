@@ -186,6 +186,32 @@ TEST(DamagedStream, GivesWhatCameBeforeTheDamageAndDoesNotMindItInABlockThatIsSk
     }
 }
 
+class NothingWanted final : public stream::BlockForecast {
+public:
+    bool isWanted(std::uint64_t /*begin*/, std::uint64_t /*end*/) const override { return false; }
+};
+
+TEST(DamagedStream, IsToldOfABlockThatIsReadAgainstTheForecast) {
+    constexpr std::size_t kBlock = 1000;
+    const std::string data = text(60 * kBlock);
+    std::string stream = blocks(data.substr(0, 45 * kBlock), kBlock);
+    stream[stream.size() - 200] = static_cast<char>(~stream[stream.size() - 200]);
+    stream += blocks(data.substr(45 * kBlock), kBlock);
+    stream::DecompressionSettings settings{4, {}};
+    settings.forecast = [] { return std::make_unique<NothingWanted>(); };
+    for (const std::size_t begin : {43 * kBlock, 44 * kBlock + 1}) {
+        MemoryStream source(stream);
+        const auto from = openDecompressor(source, Compression::gzip, "it", settings);
+        EXPECT_EQ(from->skip(begin), begin);
+        std::string read;
+        const std::string failure = failureOf([&] { drain(*from, read); });
+        EXPECT_THAT(failure, testing::StartsWith("it: gzip member at byte "));
+        EXPECT_EQ(failureOf([&] { from->next(); }), failure) << "each time";
+        EXPECT_TRUE(read == data.substr(begin, begin < 44 * kBlock ? kBlock : 0));
+        EXPECT_EQ(from->skip(kBlock), kBlock) << "the rest of it is passed over";
+    }
+}
+
 TEST(DamagedStream, IsToldAlikeWhateverTheThreadsOfXz) {
     const std::string data = text(300000);
     const std::string sound = piped("xz -0 -T2 --block-size=20000 -c", data);

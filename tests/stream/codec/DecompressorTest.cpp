@@ -149,6 +149,39 @@ TEST(Decompressor, SkipsToWhereReadingWouldCome) {
     }
 }
 
+/// Wants what begins in every `each`th block of 9000 bytes; 0: nothing.
+class EachBlock final : public stream::BlockForecast {
+public:
+    explicit EachBlock(std::uint64_t each) : each_(each) {}
+    bool isWanted(std::uint64_t begin, std::uint64_t /*end*/) const override {
+        return each_ != 0 && begin / 9000 % each_ == 0;
+    }
+
+private:
+    std::uint64_t each_;
+};
+
+TEST(Decompressor, SkipsAlikeWhateverAForecastSays) {
+    const std::string data = text(1500000);
+    for (const std::string& stream : {blocks(data, 9000), blocks(data.substr(0, 900000), 9000) +
+                                                              gzipMember(std::string_view(data).substr(900000))}) {
+        for (const unsigned threads : kThreads) {
+            for (const std::uint64_t each : {0U, 1U, 2U, 7U}) {
+                SCOPED_TRACE(std::to_string(threads) + " threads, each " + std::to_string(each));
+                int asked = 0;
+                stream::DecompressionSettings settings{threads, {}};
+                settings.forecast = [&] {
+                    ++asked;
+                    return std::make_unique<EachBlock>(each);
+                };
+                MemoryStream source(stream, 100000, MemoryStream::Kind::seekable);
+                compareSkips(*openDecompressor(source, Compression::gzip, "it", settings), data, 200000, threads);
+                EXPECT_EQ(asked, threads == 1 ? 0 : 1);
+            }
+        }
+    }
+}
+
 TEST(Decompressor, JumpsOverBlocksWithoutReadingThem) {
     const std::string data = noise(24 << 20);
     const std::string stream = blocks(data, 512 << 10, 0);

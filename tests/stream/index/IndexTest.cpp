@@ -296,6 +296,92 @@ std::pair<std::string, std::string> copyOf(const std::string& package) {
     return {tar.bytes, failure};
 }
 
+/// What a reader tells that skips the contents of most entries: of all whose number `each` does not divide.
+std::string skimmed(const std::string& package, unsigned threads, int each) {
+    stream::ReadOptions options;
+    options.threads = threads;
+    std::string listing;
+    const std::string failure = reading(
+        package, Route::file,
+        [&](stream::PackageReader& reader) {
+            int number = 0;
+            for (Entry entry; reader.next(entry); ++number) {
+                std::string contents(number % each == 0 ? static_cast<std::size_t>(entry.size) : 0, '\0');
+                for (std::size_t done = 0; done < contents.size();) {
+                    done += reader.read(&contents[done], contents.size() - done);
+                }
+                listing += listedLine(entry, contents);
+            }
+        },
+        options);
+    return listing + failure;
+}
+
+TEST(Index, TellsThreadsWhichBlocksAreReadAndChangesNothingElse) {
+    std::string entries = tarFolder("./d/");
+    for (std::size_t i = 0; i < 60; ++i) {
+        entries +=
+            tarFile("./d/f" + std::to_string(i), noise(i % 7 == 0 ? 100 : i * 700, static_cast<unsigned>(i)));
+    }
+    const std::string honest = withIndex(entries);
+    const std::string liar = lying(honest, [](std::vector<stream::IndexRow>& rows, IndexFacts&) {
+        rows.resize(30);
+        rows[29].extent.end = 900000;
+    });
+    for (const std::string& package : {honest, liar}) {
+        for (const int each : {1, 3, 1000}) {
+            const std::string alone = skimmed(package, 1, each);
+            EXPECT_THAT(alone, HasSubstr(package == honest ? "./d/f59" : "index"));
+            for (const unsigned threads : {2U, 4U, 16U}) {
+                EXPECT_TRUE(skimmed(package, threads, each) == alone) << threads << " each " << each;
+            }
+        }
+    }
+}
+
+/// Counts the longer reads, and those of other threads than that which made it.
+class CountingSource final : public stream::Source {
+public:
+    explicit CountingSource(const std::string& bytes) : bytes_(stream::Source::ofMemory(bytes)) {}
+    std::uint64_t size() override { return bytes_->size(); }
+    std::size_t readAt(std::uint64_t offset, char* buffer, std::size_t size) override {
+        if (size > 100000) {
+            ++reads;
+            others += std::this_thread::get_id() == owner_ ? 0 : 1;
+        }
+        return bytes_->readAt(offset, buffer, size);
+    }
+
+    std::atomic<int> reads{0};
+    std::atomic<int> others{0};
+
+private:
+    const std::thread::id owner_ = std::this_thread::get_id();
+    std::shared_ptr<stream::Source> bytes_;
+};
+
+TEST(Index, HasThreadsUnpackTheBlocksWithHeaders) {
+    stream::PackageWriter writer = soundWriter();
+    for (unsigned i = 0; i < 20; ++i) {
+        writer.addBytes(noise(600000, i), "f" + std::to_string(i));
+    }
+    const TemporaryDirectory folder;
+    for (const bool index : {true, false}) {
+        stream::WriteOptions options = datedOptions();
+        options.index = index;
+        options.blockBytes = 200000;
+        const std::string bytes = written(writer, folder, options);
+        const auto source = std::make_shared<CountingSource>(bytes);
+        stream::ReadOptions reading;
+        reading.threads = 4;
+        stream::PackageReader reader(source, "p.bex", reading);
+        for (Entry entry; reader.next(entry);) {
+        }
+        EXPECT_LT(source->reads, 45) << "of 61 blocks, of which some 20 have a header";
+        EXPECT_EQ(source->others > 15, index) << source->others << ": without an index no thread knows which";
+    }
+}
+
 TEST(LyingIndex, IsRefusedByFullReadingAndHarmlessOtherwise) {
     std::vector<Lie> lies = wellFormedLies();
     const std::vector<Lie> malformed = malformedLies();
@@ -310,6 +396,7 @@ TEST(LyingIndex, IsRefusedByFullReadingAndHarmlessOtherwise) {
                     testing::Contains(testing::AnyOf(testing::StartsWith("index-mismatch|data.tar.gz||"),
                                                      testing::StartsWith("limit|data.tar.gz||"))));
         EXPECT_THAT(copyOf(lie.package).second, testing::StartsWith("p.bex: member \"data.tar.gz\": "));
+        EXPECT_EQ(skimmed(lie.package, 4, 50), skimmed(lie.package, 1, 50));
         // Ends, and what is given is what the payload holds at that place.
         indexedListingOf(lie.package);
     }
