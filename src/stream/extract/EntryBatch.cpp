@@ -46,9 +46,11 @@ void EntryBatch::beginPart(std::shared_ptr<LargeFile> file, std::uint64_t offset
     item.part.offset = offset;
 }
 
-/// Neighbours in one directory share its descriptor, so that changes are what keeps descriptors open.
+/// Neighbours in one directory share its descriptor, so that changes are what keeps descriptors open. A directory
+/// among them keeps none, so that what follows it may be the first to do so.
 void EntryBatch::countParent(const std::string& path) {
-    if (items_.empty() || parentOf(items_.back().path) != parentOf(path)) {
+    if (items_.empty() || items_.back().kind == Kind::directory ||
+        parentOf(items_.back().path) != parentOf(path)) {
         ++parents_;
     }
 }
