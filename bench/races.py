@@ -385,6 +385,10 @@ class Bench:
         (tree / "small").write_bytes(numbers.randbytes(4096))
         corpora.add_control(tree, sums=False)
 
+    def fill_memory(self):
+        """Before each race that writes much: a host may take back what has not been used for a while."""
+        fill_memory(self.folder, 20 if self.quick else 90)
+
     def read_format(self, corpus, kind, limit):
         """What the archives of the world hold: packages by dpkg-deb in xz and zstd."""
         package, to = self.package(f"{corpus}.{kind}.deb"), self.folder / "extracted"
@@ -409,6 +413,7 @@ class Bench:
             self.contender("bex", self.bex("extract", "-q", package, to), to, package),
             self.contender(floor.name, floor.command, None, payload),
         ]
+        self.fill_memory()
         times = self.programs.race(unpack, self.rounds)
         table = self.add(Table(f"Extract {corpus}, {kind} by dpkg-deb", times, REFERENCE))
         put_away(to)
@@ -628,14 +633,11 @@ class Bench:
 
     def run(self, only, report):
         """Measures the works that are asked for, all where none is, and hands each table over when it is there."""
-        filled = None
         for name, work in self.works():
             if only and not any(name.startswith(word) for word in only):
                 continue
-            verb = name.split()[0]
-            if verb in ("build", "extract") and verb != filled:
-                fill_memory(self.folder, 20 if self.quick else 90)
-                filled = verb
+            if name.split()[0] in ("build", "extract", "repack", "edit"):
+                self.fill_memory()
             tables, aims = len(self.tables), len(self.aims)
             work()
             report(self.tables[tables:], self.aims[aims:])
