@@ -29,20 +29,24 @@ Directories::~Directories() {
 }
 
 bool Directories::make(const std::string& path, const RestoredAttributes& attributes, const Place& place) {
-    if (!path.empty()) {
-        const int parent = openParent(path, place);
-        const char* name = nameOf(path);
-        if (context_.system.mkdirat(parent, name, kUnfinishedMode) != 0) {
-            if (errno != EEXIST) {
-                place.failSystem("create", errno);
-            }
-            if (!useExisting(parent, name, place)) {
-                return false;
-            }
-        }
+    if (!path.empty() && !create(path, place)) {
+        return false;
     }
     pending_[path] = attributes;
     return true;
+}
+
+/// Returns false where what exists is kept.
+bool Directories::create(const std::string& path, const Place& place) {
+    const int parent = openParent(path, place);
+    const char* name = nameOf(path);
+    if (context_.system.mkdirat(parent, name, kUnfinishedMode) == 0) {
+        return true;
+    }
+    if (errno != EEXIST) {
+        place.failSystem("create", errno);
+    }
+    return useExisting(parent, name, place);
 }
 
 /// Returns false where what exists is kept.

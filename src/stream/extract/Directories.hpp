@@ -41,6 +41,7 @@ public:
     void restoreAll();
 
 private:
+    bool create(const std::string& path, const Place& place);
     bool useExisting(int parent, const char* name, const Place& place) const;
     void restoreOne(const std::string& path, const RestoredAttributes& attributes);
 
